@@ -1,0 +1,225 @@
+#include "diag/log.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <locale>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+#include "diag/log_banner.h"
+#include "platform/files.h"
+#include "platform/format.h"
+#include "platform/module.h"
+#include "platform/sync.h"
+
+namespace {
+
+constexpr std::string_view kIndentation = "     ";
+constexpr std::size_t kFormatBytes = 4096;
+constexpr char kDefaultFile[] = "ostrel.log";
+constexpr DWORD kDefaultLevel = kLogGeneral | kLogInformation;
+
+std::atomic<LONG> g_callDepth = 0;
+
+// A text with line breaks in it becomes several lines; one that is empty gets no blanks.
+void WriteLines(std::ostream& message, std::string_view text) {
+    for (;;) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        if (!line.empty())
+            CLog::Indent(message);
+        message << line << '\n';
+        if (line.size() == text.size())
+            return;
+        text.remove_prefix(line.size() + 1);
+    }
+}
+
+// Callers log between a failure and their look at its number.
+class CLastErrorKeeper {
+  public:
+    CLastErrorKeeper() : m_error(GetLastError()) {}
+    ~CLastErrorKeeper() { SetLastError(m_error); }
+    CLastErrorKeeper(const CLastErrorKeeper&) = delete;
+    CLastErrorKeeper& operator=(const CLastErrorKeeper&) = delete;
+
+  private:
+    const DWORD m_error;
+};
+
+// Keeps other processes, and other threads, off the log file.
+class CLogFileGuard {
+  public:
+    explicit CLogFileGuard(const char* path) {
+        std::string name = path;
+        std::erase_if(name, [](char c) { return c == '\\' || c == ':'; });
+        m_semaphore = CreateSemaphoreA(nullptr, 1, 1, name.c_str());
+        m_held = m_semaphore && WaitForSingleObject(m_semaphore, INFINITE) == WAIT_OBJECT_0;
+    }
+    ~CLogFileGuard() {
+        if (m_held)
+            ReleaseSemaphore(m_semaphore, 1, nullptr);
+        if (m_semaphore)
+            CloseHandle(m_semaphore);
+    }
+    CLogFileGuard(const CLogFileGuard&) = delete;
+    CLogFileGuard& operator=(const CLogFileGuard&) = delete;
+
+  private:
+    HANDLE m_semaphore = nullptr;
+    bool m_held = false;
+};
+
+// Without a semaphore to be had it writes unguarded: a message out of order is better than none.
+void AppendToFile(const char* path, const std::string& text) {
+    const CLogFileGuard guard(path);
+    const HANDLE file = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return;
+    LONG high = 0;  // the file may have any size
+    DWORD written = 0;
+    SetFilePointer(file, 0, &high, FILE_END);
+    // The system has the bytes then: what was logged ahead of a crash of the process is in the file.
+    // Waiting for the medium too would slow every scan that is logged.
+    WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    CloseHandle(file);
+}
+
+}  // namespace
+
+CLog::CLog() noexcept : m_pConfig(CLogConfig::Acquire(GUID_NULL)) {
+    m_szPath[0] = 0;
+    if (!m_pConfig)
+        return;
+    m_dwDestination = m_pConfig->m_dwDestination;
+    if (m_pConfig->m_bEnabled == 0)
+        return;
+    if (m_dwDestination & kLogToFile)
+        MakePath();
+    if (m_dwDestination & kLogToSink)
+        TakeSink();
+}
+
+CLog::~CLog() {
+    while (!m_pending.empty())
+        Finish(&m_pending.front());
+    m_pSink.Reset();
+    if (m_pConfig)
+        CLogConfig::Release();
+}
+
+void CLog::MakePath() {
+    if (m_pConfig->m_szLogFile[0] != 0) {
+        std::memcpy(m_szPath, m_pConfig->m_szLogFile, sizeof(m_szPath));
+        return;
+    }
+    constexpr DWORD kRoom = MAX_PATH - sizeof(kDefaultFile) + 1;
+    const DWORD size = GetTempPathA(kRoom, m_szPath);
+    if (size > 0 && size < kRoom)
+        std::memcpy(m_szPath + size, kDefaultFile, sizeof(kDefaultFile));
+}
+
+void CLog::TakeSink() {
+    const CLogConfig& config = *m_pConfig;
+    if (config.m_dwGitCookie == 0 || config.m_dwOwnerThread == GetCurrentThreadId())
+        m_pSink = config.m_pSink;
+    else
+        config.m_pGit->GetInterfaceFromGlobal(config.m_dwGitCookie, IID_ILogSink,
+                                              m_pSink.OutVoid());
+}
+
+void CLog::Write(const char* text) noexcept {
+    Write(kDefaultLevel, text);
+}
+
+void CLog::Write(DWORD level, const char* text) noexcept {
+    std::ostream* message = Open(level);
+    if (!message)
+        return;
+    WriteLines(*message, text ? text : "");
+    Finish(message);
+}
+
+void CLog::Format(const char* format, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, format);
+    FormatList(kDefaultLevel, format, arguments);
+    va_end(arguments);
+}
+
+void CLog::Format(DWORD level, const char* format, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, format);
+    FormatList(level, format, arguments);
+    va_end(arguments);
+}
+
+void CLog::FormatList(DWORD level, const char* format, va_list arguments) noexcept {
+    std::ostream* message = Open(level);
+    if (!message)
+        return;
+    char text[kFormatBytes];
+    wvsprintfA(text, format ? format : "", arguments);
+    WriteLines(*message, text);
+    Finish(message);
+}
+
+std::ostream* CLog::Open(DWORD level) noexcept {
+    if (!ShouldLog(level))
+        return nullptr;
+    const CLastErrorKeeper keeper;
+    try {
+        std::list<std::ostringstream> opened(1);
+        std::ostringstream& message = opened.front();
+        // A program's own locale puts separators into numbers.
+        message.imbue(std::locale::classic());
+        WriteBannerIfNewWriter(message);
+        const std::lock_guard guard(m_pendingLock);
+        m_pending.splice(m_pending.end(), opened);
+        return &message;
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+void CLog::Finish(std::ostream* message) noexcept {
+    const CLastErrorKeeper keeper;
+    std::list<std::ostringstream> taken;
+    {
+        const std::lock_guard guard(m_pendingLock);
+        const auto open = std::find_if(m_pending.begin(), m_pending.end(),
+                                       [message](auto& stream) { return &stream == message; });
+        if (open == m_pending.end())
+            return;
+        taken.splice(taken.end(), m_pending, open);
+    }
+    try {
+        Send(taken.front().str());
+    } catch (...) {
+        // Without memory, or with a destination that throws, the message is lost.
+    }
+}
+
+void CLog::Send(const std::string& text) const {
+    if (m_dwDestination & kLogToFile)
+        AppendToFile(m_szPath, text);
+    if (m_dwDestination & kLogToDebugger)
+        OutputDebugStringA(text.c_str());
+    if ((m_dwDestination & kLogToSink) && m_pSink)
+        m_pSink->Write(GetCurrentProcessId(), text.c_str(), static_cast<DWORD>(text.size()) + 1);
+}
+
+void CLog::EnterCall() {
+    ++g_callDepth;
+}
+
+void CLog::LeaveCall() {
+    --g_callDepth;
+}
+
+void CLog::Indent(std::ostream& message) {
+    for (LONG depth = g_callDepth; depth > 0; --depth)
+        message << kIndentation;
+}

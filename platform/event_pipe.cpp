@@ -1,0 +1,52 @@
+#include "platform/event_pipe.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/system_error.h"
+#include "platform/unique_fd.h"
+
+namespace {
+
+constexpr mode_t kOwnerOnly = 0600;
+
+bool IsPipe(const struct stat& status) {
+    return S_ISFIFO(status.st_mode);
+}
+
+}  // namespace
+
+BOOL MakeEventPipe(LPCSTR name) {
+    if (!name)
+        return platform::Fail(ERROR_INVALID_PARAMETER);
+    if (mkfifo(name, kOwnerOnly) == 0)
+        return TRUE;
+    if (errno != EEXIST)
+        return platform::FailErrno();
+    struct stat status = {};
+    if (stat(name, &status) != 0)
+        return platform::FailErrno();
+    return IsPipe(status) ? TRUE : platform::Fail(ERROR_ALREADY_EXISTS);
+}
+
+BOOL SendEventByte(LPCSTR name, BYTE value) {
+    if (!name)
+        return platform::Fail(ERROR_INVALID_PARAMETER);
+    // Without a reader, opening fails instead of waiting for one.
+    const platform::UniqueFd pipe(open(name, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!pipe)
+        return errno == ENXIO ? platform::Fail(ERROR_BROKEN_PIPE) : platform::FailErrno();
+    struct stat status = {};
+    if (fstat(pipe.Get(), &status) != 0)
+        return platform::FailErrno();
+    if (!IsPipe(status))
+        return platform::Fail(ERROR_ALREADY_EXISTS);
+    // With an end of our own to read, a listener that leaves now is no fatal signal.
+    const platform::UniqueFd kept(open(name, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!kept)
+        return platform::FailErrno();
+    return write(pipe.Get(), &value, 1) == 1 ? TRUE : platform::FailErrno();
+}

@@ -1,0 +1,45 @@
+// The files of program and modules, settings files, and the two ways of telling a person something:
+// message box and debugger output.
+#pragma once
+
+#include <functional>
+
+#include "platform/types.h"
+
+using HMODULE = void*;
+using HWND = void*;
+
+// The module that holds the code or data at an address, for GetModuleFileNameA; null if none does.
+HMODULE ModuleFromAddress(const void* address);
+
+// The file of a module, or of the program if `module` is null. Returns the characters stored
+// without the terminating zero. A name that doesn't fit is cut: then it returns `size`, with
+// ERROR_INSUFFICIENT_BUFFER. 0 on failure.
+DWORD GetModuleFileNameA(HMODULE module, LPSTR name, DWORD size);
+
+// The value of `key` in the `[section]` of a settings file, without a pair of quotes around it,
+// else `defaultText` without blanks at its end. Names in upper or lower case are the same. With
+// `key` null all keys of the section, with `section` null all sections, each with its terminating
+// zero and one more behind the last. Returns the characters stored without the terminating zero;
+// what doesn't fit is cut, and it returns `size` - 1, or - 2 for a list. Lines that are neither
+// section nor "key=value", and those that begin with ';', mean nothing. A file above 1 MiB is
+// refused as if it weren't there.
+DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR defaultText, LPSTR text,
+                               DWORD size, LPCSTR fileName);
+
+inline constexpr UINT MB_OK = 0;
+inline constexpr UINT MB_ICONERROR = 0x10;
+inline constexpr UINT MB_ICONWARNING = 0x30;
+inline constexpr int IDOK = 1;
+
+// Prints "caption: text" to standard error and returns IDOK, or asks the hook.
+int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
+// Prints to standard error, or calls the hook.
+void OutputDebugStringA(LPCSTR text);
+
+// A program that can show messages, or a test, takes them by a hook; null text arrives as "". Each
+// returns the hook that was set before, an empty one standing for standard error.
+using MessageBoxHook = std::function<int(HWND, LPCSTR text, LPCSTR caption, UINT type)>;
+using DebugStringHook = std::function<void(LPCSTR text)>;
+MessageBoxHook SetMessageBoxHook(MessageBoxHook hook);
+DebugStringHook SetDebugStringHook(DebugStringHook hook);

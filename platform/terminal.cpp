@@ -1,0 +1,7 @@
+#include "platform/terminal.h"
+
+#include <unistd.h>
+
+bool IsErrorTerminal() {
+    return isatty(STDERR_FILENO) == 1;
+}

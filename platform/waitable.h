@@ -1,0 +1,48 @@
+// Objects that a thread can wait for, and the wait. Internal to the layer.
+//
+// Each has a count that tells whether it is signalled, and an eventfd that is readable exactly
+// then. The counts of all objects change under one lock, so that a wait for several takes all or
+// none; the descriptors serve to sleep on, in one poll.
+#pragma once
+
+#include <memory>
+#include <span>
+
+#include "platform/handle_table.h"
+#include "platform/unique_fd.h"
+
+namespace platform {
+
+class Waitable : public HandleObject {
+  public:
+    // What a wait does to the count.
+    enum class OnWait { Stays, TakesOne };
+
+    bool IsValid() const { return static_cast<bool>(m_event); }
+    int Descriptor() const { return m_event.Get(); }
+
+    // Under the dispatcher lock.
+    bool IsSignalled() const { return m_count > 0; }
+    LONG Count() const { return m_count; }
+    void SetCount(LONG count);
+    void Take();
+
+    // Called by a waiter that was served, without the lock.
+    virtual void AfterWait() {}
+
+  protected:
+    Waitable(OnWait onWait, LONG count);
+
+  private:
+    const OnWait m_onWait;
+    LONG m_count = 0;
+    UniqueFd m_event;
+};
+
+// The lock under which the counts stand.
+std::mutex& DispatcherLock();
+
+// The wait of WaitForMultipleObjects on objects that are all valid.
+DWORD WaitFor(std::span<const std::shared_ptr<Waitable>> objects, bool waitAll, DWORD milliseconds);
+
+}  // namespace platform

@@ -1,0 +1,252 @@
+#include "platform/com.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/com_ptr.h"
+#include "platform/module.h"
+#include "platform/registry.h"
+#include "tests/platform/test_folder.h"
+#include "tests/support/component_module.h"
+
+namespace {
+
+constexpr IID kIdentifier = {
+    0x0C733A30, 0x2A1C, 0x11CE, {0xAD, 0xE5, 0x00, 0xAA, 0x00, 0x44, 0x77, 0x3D}};
+constexpr char16_t kText[] = u"{0C733A30-2A1C-11CE-ADE5-00AA0044773D}";
+
+TEST(Identifier, HasOneTextAndIsReadFromEitherCase) {
+    LPOLESTR text = nullptr;
+    ASSERT_EQ(StringFromIID(kIdentifier, &text), S_OK);
+    EXPECT_EQ(std::u16string(text), kText);
+    CoTaskMemFree(text);
+    CLSID read = GUID_NULL;
+    EXPECT_EQ(CLSIDFromString(kText, &read), S_OK);
+    EXPECT_EQ(read, kIdentifier);
+    EXPECT_EQ(CLSIDFromString(u"{0c733a30-2a1c-11ce-ade5-00aa0044773d}", &read), S_OK);
+    EXPECT_EQ(read, kIdentifier);
+    EXPECT_EQ(CLSIDFromString(nullptr, &read), S_OK);
+    EXPECT_EQ(read, GUID_NULL);
+    EXPECT_EQ(StringFromIID(kIdentifier, nullptr), E_POINTER);
+    EXPECT_EQ(CLSIDFromString(kText, nullptr), E_POINTER);
+}
+
+TEST(Identifier, IsNothingInAnyOtherForm) {
+    const std::u16string good = kText;
+    for (const std::u16string& wrong :
+         {std::u16string(), good.substr(0, 37), good + u" ", u" " + good, good.substr(1, 36),
+          std::u16string(u"{0C733A30-2A1C-11CE-ADE500AA-0044773D}"),
+          std::u16string(u"{0C733A30-2A1C-11CE-ADE5-00AA0044773G}"),
+          std::u16string(u"{0C733A30-2A1C-11CE-ADE5-00AA0044\uFF17\uFF13D}")}) {
+        CLSID read = kIdentifier;
+        EXPECT_EQ(CLSIDFromString(wrong.c_str(), &read), CO_E_CLASSSTRING);
+        EXPECT_EQ(read, GUID_NULL);
+    }
+}
+
+TEST(Bstr, KnowsItsLengthAndHasAZeroBehindIt) {
+    EXPECT_EQ(SysAllocString(nullptr), nullptr);
+    EXPECT_EQ(SysStringLen(nullptr), 0u);
+    SysFreeString(nullptr);
+    const BSTR text = SysAllocStringLen(u"a\0bcd", 3);
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(SysStringLen(text), 3u);
+    EXPECT_EQ(std::u16string(text, 4), std::u16string(u"a\0b\0", 4));
+    std::uint32_t bytes = 0;
+    std::memcpy(&bytes, reinterpret_cast<const char*>(text) - 4, sizeof(bytes));
+    EXPECT_EQ(bytes, 6u) << "where everybody looks for it";
+    SysFreeString(text);
+    const BSTR zeros = SysAllocStringLen(nullptr, 2);
+    EXPECT_EQ(std::u16string(zeros, 3), std::u16string(3, u'\0'));
+    SysFreeString(zeros);
+    EXPECT_EQ(SysAllocStringLen(u"", 0xFFFFFFFFu), nullptr);
+}
+
+// A class object that counts its references.
+class CTestFactory final : public IClassFactory {
+  public:
+    HRESULT QueryInterface(REFIID iid, void** object) override {
+        *object = iid == IID_IUnknown || iid == IID_IClassFactory ? this : nullptr;
+        return *object ? (AddRef(), S_OK) : E_NOINTERFACE;
+    }
+    ULONG AddRef() override { return ++m_count; }
+    ULONG Release() override { return --m_count; }
+    HRESULT CreateInstance(IUnknown*, REFIID, void**) override { return m_result; }
+    HRESULT LockServer(BOOL) override { return S_OK; }
+
+    ULONG m_count = 1;
+    HRESULT m_result = E_FAIL;
+};
+
+class Classes : public testing::Test {
+  protected:
+    void SetUp() override { ForgetRegistry(); }
+    void TearDown() override {
+        CoFreeUnusedLibraries();
+        RegClearProcessValues();
+    }
+
+    // The path under which the class stands in the registry's file.
+    static void Install(const std::string& module) {
+        std::string escaped;
+        for (const char c : module)
+            escaped += c == '\\' ? "\\\\" : std::string(1, c);
+        WriteWholeFile(RegistryPath(),
+                       "Windows Registry Editor Version 5.00\n\n"
+                       "[HKEY_CLASSES_ROOT\\CLSID\\{F2A1C0DE-1234-4567-89AB-CDEF01234567}"
+                       "\\InprocServer32]\n@=\"" +
+                           escaped + "\"\n");
+    }
+    static bool IsLoaded(const char* module) {
+        void* handle = dlopen(module, RTLD_NOW | RTLD_NOLOAD);
+        if (handle)
+            dlclose(handle);
+        return handle != nullptr;
+    }
+    static HRESULT Create(ComPtr<IUnknown>& object, DWORD context = CLSCTX_ALL) {
+        return CoCreateInstance(CLSID_TestComponent, nullptr, context, IID_IUnknown,
+                                object.OutVoid());
+    }
+};
+
+TEST_F(Classes, AModuleIsLoadedAtNeedAndLeavesWhenItSaysSo) {
+    Install(COMPONENT_MODULE);
+    EXPECT_FALSE(IsLoaded(COMPONENT_MODULE));
+    ComPtr<IUnknown> first;
+    ComPtr<IUnknown> second;
+    ASSERT_EQ(Create(first), S_OK);
+    ASSERT_EQ(Create(second, CLSCTX_INPROC_SERVER), S_OK);
+    EXPECT_NE(first.Get(), second.Get());
+    first.Reset();
+    CoFreeUnusedLibraries();
+    EXPECT_TRUE(IsLoaded(COMPONENT_MODULE)) << "an object of it lives";
+    second.Reset();
+    EXPECT_TRUE(IsLoaded(COMPONENT_MODULE)) << "it leaves only when it is asked";
+    CoFreeUnusedLibraries();
+    EXPECT_FALSE(IsLoaded(COMPONENT_MODULE));
+
+    ComPtr<IClassFactory> factory;
+    ASSERT_EQ(CoGetClassObject(CLSID_TestComponent, CLSCTX_INPROC_SERVER, nullptr,
+                               IID_IClassFactory, factory.OutVoid()),
+              S_OK);
+    factory->LockServer(TRUE);
+    CoFreeUnusedLibraries();
+    EXPECT_TRUE(IsLoaded(COMPONENT_MODULE));
+    factory->LockServer(FALSE);
+}
+
+TEST_F(Classes, AreRefusedWithTheReason) {
+    const std::string copy = TestFolder() + "/text.so";
+    WriteWholeFile(copy, "no module");
+    const std::string relative = std::filesystem::path(COMPONENT_MODULE).filename();
+    const struct {
+        std::string module;
+        HRESULT result;
+    } kCases[] = {
+        {"/nowhere/module.so", CO_E_DLLNOTFOUND},
+        {copy, CO_E_DLLNOTFOUND},
+        {TestFolder(), CO_E_DLLNOTFOUND},
+        {relative, CO_E_DLLNOTFOUND},
+        {"./" + relative, CO_E_DLLNOTFOUND},
+        {EMPTY_MODULE, CO_E_ERRORINDLL},
+        {"", REGDB_E_CLASSNOTREG},
+    };
+    const auto former = SetDebugStringHook([](LPCSTR) {});
+    for (const auto& c : kCases) {
+        Install(c.module);
+        CTestFactory garbage;
+        LPVOID object = &garbage;
+        EXPECT_EQ(CoGetClassObject(CLSID_TestComponent, CLSCTX_ALL, nullptr, IID_IUnknown, &object),
+                  c.result)
+            << c.module;
+        EXPECT_EQ(object, nullptr);
+    }
+    ComPtr<IUnknown> object;
+    Install(COMPONENT_MODULE);
+    EXPECT_EQ(Create(object, CLSCTX_ALL & ~CLSCTX_INPROC_SERVER), REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(CoCreateInstance(kIdentifier, nullptr, CLSCTX_ALL, IID_IUnknown, object.OutVoid()),
+              REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(
+        CoCreateInstance(CLSID_TestComponent, nullptr, CLSCTX_ALL, IID_IStream, object.OutVoid()),
+        E_NOINTERFACE);
+    EXPECT_EQ(CoCreateInstance(CLSID_TestComponent, nullptr, CLSCTX_ALL, IID_IUnknown, nullptr),
+              E_POINTER);
+    WriteWholeFile(RegistryPath(), "rubbish");
+    EXPECT_EQ(Create(object), REGDB_E_READREGDB);
+    SetDebugStringHook(former);
+}
+
+TEST_F(Classes, AnObjectOfTheProcessStandsAheadOfTheRegistry) {
+    Install(COMPONENT_MODULE);
+    CTestFactory older;
+    CTestFactory newer;
+    DWORD cookies[2] = {};
+    const auto enter = [](CTestFactory& factory, DWORD& cookie) {
+        return CoRegisterClassObject(CLSID_TestComponent, &factory, CLSCTX_INPROC_SERVER,
+                                     REGCLS_MULTIPLEUSE, &cookie);
+    };
+    ASSERT_EQ(enter(older, cookies[0]), S_OK);
+    ASSERT_EQ(enter(newer, cookies[1]), S_OK);
+    EXPECT_EQ(older.m_count, 2u);
+    ComPtr<IUnknown> object;
+    newer.m_result = E_NOTIMPL;
+    EXPECT_EQ(Create(object), E_NOTIMPL) << "the newer one is asked";
+    newer.m_result = S_OK;
+    EXPECT_EQ(Create(object), E_UNEXPECTED) << "it promises an object and gives none";
+    EXPECT_EQ(CoRevokeClassObject(cookies[1]), S_OK);
+    EXPECT_EQ(CoRevokeClassObject(cookies[1]), CO_E_OBJNOTREG);
+    EXPECT_EQ(newer.m_count, 1u);
+    EXPECT_EQ(Create(object), E_FAIL) << "the older one is asked";
+    EXPECT_EQ(CoRevokeClassObject(cookies[0]), S_OK);
+    EXPECT_EQ(older.m_count, 1u);
+    EXPECT_EQ(Create(object), S_OK) << "the module's";
+    EXPECT_EQ(CoRegisterClassObject(CLSID_TestComponent, nullptr, CLSCTX_ALL, 0, cookies),
+              E_INVALIDARG);
+}
+
+TEST_F(Classes, AModuleStaysForTheCallsUnderWay) {
+    // The process's value spares the threads the file.
+    RegSetProcessValue(HKEY_CLASSES_ROOT,
+                       "CLSID\\{F2A1C0DE-1234-4567-89AB-CDEF01234567}\\InprocServer32", nullptr,
+                       REG_SZ, COMPONENT_MODULE, sizeof(COMPONENT_MODULE));
+    std::atomic<int> wrong{0};
+    std::atomic<int> running{3};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([&] {
+            // Makes an object and ends it within the call, so that nothing of it keeps the module.
+            for (int round = 0; round < 100; ++round) {
+                ComPtr<IStream> none;
+                wrong += CoCreateInstance(CLSID_TestComponent, nullptr, CLSCTX_ALL, IID_IStream,
+                                          none.OutVoid()) != E_NOINTERFACE;
+            }
+            --running;
+        });
+    }
+    while (running > 0)
+        CoFreeUnusedLibraries();
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, 0);
+    CoFreeUnusedLibraries();
+    EXPECT_FALSE(IsLoaded(COMPONENT_MODULE));
+}
+
+TEST(CountedPointer, TakesAnInterfaceOfItsOwnObject) {
+    CTestFactory factory;
+    ComPtr<IUnknown> pointer(&factory);
+    EXPECT_EQ(pointer.QueryFrom(pointer.Get(), IID_IClassFactory), S_OK);
+    EXPECT_EQ(factory.m_count, 2u);
+    EXPECT_EQ(pointer.QueryFrom(&factory, IID_IStream), E_NOINTERFACE);
+    EXPECT_FALSE(pointer);
+    EXPECT_EQ(factory.m_count, 1u);
+}
+
+}  // namespace

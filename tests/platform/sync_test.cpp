@@ -1,0 +1,216 @@
+#include "platform/sync.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <vector>
+
+namespace {
+
+HANDLE Event(BOOL manual, BOOL set = FALSE) {
+    return CreateEventA(nullptr, manual, set, nullptr);
+}
+
+HANDLE Semaphore(LONG count, LONG limit) {
+    return CreateSemaphoreA(nullptr, count, limit, nullptr);
+}
+
+bool IsReady(HANDLE handle) {
+    return WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
+}
+
+void Close(std::initializer_list<HANDLE> handles) {
+    for (const HANDLE handle : handles)
+        EXPECT_TRUE(CloseHandle(handle));
+}
+
+HANDLE Start(unsigned (*routine)(void*), void* argument, unsigned* id = nullptr) {
+    return reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, routine, argument, 0, id));
+}
+
+LONG Error() {
+    return static_cast<LONG>(GetLastError());
+}
+
+TEST(Waiting, TakesAnAutomaticEventAndLeavesAManualOne) {
+    const HANDLE manual = Event(TRUE, TRUE);
+    const HANDLE automatic = Event(FALSE, TRUE);
+    EXPECT_TRUE(IsReady(manual) && IsReady(manual));
+    EXPECT_TRUE(IsReady(automatic));
+    EXPECT_FALSE(IsReady(automatic));
+    SetEvent(automatic);
+    SetEvent(automatic);
+    EXPECT_TRUE(IsReady(automatic));
+    EXPECT_FALSE(IsReady(automatic)) << "an event is set once or not at all";
+    ResetEvent(manual);
+    EXPECT_FALSE(IsReady(manual));
+    Close({manual, automatic});
+    EXPECT_FALSE(SetEvent(manual));
+    EXPECT_EQ(Error(), ERROR_INVALID_HANDLE);
+}
+
+TEST(Waiting, CountsASemaphoreUpToItsLimit) {
+    const HANDLE semaphore = Semaphore(1, 3);
+    EXPECT_TRUE(IsReady(semaphore));
+    EXPECT_FALSE(IsReady(semaphore));
+    LONG before = 9;
+    EXPECT_TRUE(ReleaseSemaphore(semaphore, 2, &before));
+    EXPECT_EQ(before, 0);
+    EXPECT_FALSE(ReleaseSemaphore(semaphore, 2, &before));
+    EXPECT_EQ(Error(), ERROR_TOO_MANY_POSTS);
+    EXPECT_FALSE(ReleaseSemaphore(semaphore, 0x7FFFFFFF, &before));
+    EXPECT_TRUE(IsReady(semaphore) && IsReady(semaphore));
+    EXPECT_FALSE(IsReady(semaphore)) << "a refused release changes nothing";
+    EXPECT_FALSE(ReleaseSemaphore(semaphore, 0, nullptr));
+    EXPECT_EQ(Error(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(Semaphore(2, 1), nullptr);
+    EXPECT_EQ(Semaphore(-1, 1), nullptr);
+    Close({semaphore});
+}
+
+TEST(Waiting, ForAnyTakesTheFirstThatIsReadyAndNoOther) {
+    const HANDLE idle = Event(FALSE);
+    const HANDLE first = Event(FALSE, TRUE);
+    const HANDLE second = Event(FALSE, TRUE);
+    const HANDLE handles[] = {idle, first, second};
+    EXPECT_EQ(WaitForMultipleObjects(3, handles, FALSE, INFINITE), WAIT_OBJECT_0 + 1);
+    EXPECT_EQ(WaitForMultipleObjects(3, handles, FALSE, INFINITE), WAIT_OBJECT_0 + 2);
+    EXPECT_EQ(WaitForMultipleObjects(3, handles, FALSE, 0), WAIT_TIMEOUT);
+    Close({idle, first, second});
+}
+
+TEST(Waiting, ForAllTakesAllOrNone) {
+    const HANDLE event = Event(FALSE, TRUE);
+    const HANDLE semaphore = Semaphore(0, 2);
+    const HANDLE handles[] = {event, semaphore};
+    EXPECT_EQ(WaitForMultipleObjects(2, handles, TRUE, 10), WAIT_TIMEOUT);
+    ReleaseSemaphore(semaphore, 1, nullptr);
+    EXPECT_EQ(WaitForMultipleObjects(2, handles, TRUE, 0), WAIT_OBJECT_0)
+        << "the wait before left the event alone";
+    EXPECT_FALSE(IsReady(event));
+    EXPECT_FALSE(IsReady(semaphore));
+    Close({event, semaphore});
+}
+
+TEST(Waiting, RefusesWhatCannotBeWaitedFor) {
+    const HANDLE event = Event(TRUE, TRUE);
+    const HANDLE named = CreateSemaphoreA(nullptr, 1, 1, "sync_test");
+    ASSERT_NE(named, nullptr);
+    std::vector<HANDLE> many(65, event);
+    const struct {
+        std::vector<HANDLE> handles;
+        DWORD milliseconds;
+        LONG error;
+    } kCases[] = {
+        {{}, 0, ERROR_INVALID_PARAMETER},
+        {many, 0, ERROR_INVALID_PARAMETER},
+        {{event, event}, 0, ERROR_INVALID_PARAMETER},
+        {{event, nullptr}, 0, ERROR_INVALID_HANDLE},
+        {{INVALID_HANDLE_VALUE}, 0, ERROR_INVALID_HANDLE},
+        {{event, named}, 0, ERROR_NOT_SUPPORTED},
+    };
+    for (const auto& c : kCases) {
+        EXPECT_EQ(WaitForMultipleObjects(static_cast<DWORD>(c.handles.size()), c.handles.data(),
+                                         FALSE, c.milliseconds),
+                  WAIT_FAILED);
+        EXPECT_EQ(Error(), c.error);
+    }
+    EXPECT_EQ(CreateSemaphoreA(nullptr, 0, 1, "sync_test"), nullptr);
+    EXPECT_EQ(Error(), ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(CreateEventA(nullptr, TRUE, FALSE, "name"), nullptr);
+    EXPECT_EQ(Error(), ERROR_NOT_SUPPORTED);
+    Close({event, named});
+}
+
+TEST(Waiting, EndsNoSoonerThanItsTime) {
+    const HANDLE event = Event(FALSE);
+    const DWORD start = GetTickCount();
+    EXPECT_EQ(WaitForSingleObject(event, 30), WAIT_TIMEOUT);
+    EXPECT_GE(GetTickCount() - start, 29u);
+    Sleep(0);
+    Close({event});
+}
+
+TEST(Thread, RunsUntilItsWaitIsOver) {
+    DWORD seen = 0;
+    unsigned id = 0;
+    const HANDLE thread = Start(
+        [](void* argument) {
+            *static_cast<DWORD*>(argument) = GetCurrentThreadId();
+            SetLastError(77);
+            return 5u;
+        },
+        &seen, &id);
+    SetLastError(1);
+    EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+    EXPECT_TRUE(IsReady(thread)) << "an ended thread stays so";
+    EXPECT_EQ(seen, id);
+    EXPECT_NE(seen, GetCurrentThreadId());
+    EXPECT_EQ(Error(), 1) << "each thread has a last error of its own";
+    Close({thread});
+    EXPECT_EQ(Start(nullptr, nullptr), nullptr);
+    EXPECT_EQ(Error(), ERROR_INVALID_PARAMETER);
+}
+
+// Three slots between a producer and a consumer, as the scan reader has them.
+struct Ring {
+    HANDLE freeSlots = Semaphore(3, 3);
+    HANDLE fullSlots = Semaphore(0, 3);
+    HANDLE quit = Event(TRUE);
+    std::array<int, 3> slots{};
+};
+
+unsigned Produce(void* argument) {
+    Ring& ring = *static_cast<Ring*>(argument);
+    const HANDLE handles[] = {ring.freeSlots, ring.quit};
+    for (int i = 0; WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0; ++i) {
+        ring.slots[static_cast<std::size_t>(i % 3)] = i;
+        ReleaseSemaphore(ring.fullSlots, 1, nullptr);
+    }
+    return 0;
+}
+
+TEST(Thread, HandsOverThroughARingOfSemaphores) {
+    Ring ring;
+    const HANDLE thread = Start(&Produce, &ring);
+    const HANDLE handles[] = {thread, ring.fullSlots};
+    for (int i = 0; i < 2000; ++i) {
+        ASSERT_EQ(WaitForMultipleObjects(2, handles, FALSE, INFINITE), WAIT_OBJECT_0 + 1);
+        ASSERT_EQ(ring.slots[static_cast<std::size_t>(i % 3)], i);
+        ReleaseSemaphore(ring.freeSlots, 1, nullptr);
+    }
+    SetEvent(ring.quit);
+    EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+    Close({thread, ring.freeSlots, ring.fullSlots, ring.quit});
+}
+
+TEST(Thread, ManyWaitersShareOutEveryCount) {
+    struct Shared {
+        HANDLE tickets = Semaphore(0, 1000);
+        HANDLE quit = Event(TRUE);
+        std::atomic<int> taken{0};
+    } shared;
+    std::vector<HANDLE> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.push_back(Start(
+            [](void* argument) {
+                auto& s = *static_cast<Shared*>(argument);
+                const HANDLE handles[] = {s.tickets, s.quit};
+                while (WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0)
+                    ++s.taken;
+                return 0u;
+            },
+            &shared));
+    }
+    for (int i = 0; i < 500; ++i)
+        ReleaseSemaphore(shared.tickets, 2, nullptr);
+    SetEvent(shared.quit);  // the tickets stand ahead of it
+    EXPECT_EQ(WaitForMultipleObjects(4, threads.data(), TRUE, INFINITE), WAIT_OBJECT_0);
+    EXPECT_EQ(shared.taken, 1000);
+    for (const HANDLE thread : threads)
+        Close({thread});
+    Close({shared.tickets, shared.quit});
+}
+
+}  // namespace
