@@ -101,7 +101,8 @@ inline constexpr DWORD REGCLS_MULTIPLEUSE = 1;
 // REGDB_E_CLASSNOTREG for an unknown class or a context without CLSCTX_INPROC_SERVER,
 // REGDB_E_READREGDB if the registry can't be read, CO_E_DLLNOTFOUND for a module that can't be
 // loaded or whose path isn't absolute, CO_E_ERRORINDLL for one that exports no DllGetClassObject,
-// else the module's own result. Why a module can't be loaded goes to the debugger output.
+// E_POINTER for a null `object`, else the module's own result. Why a module can't be loaded goes to
+// the debugger output.
 HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, LPVOID reserved, REFIID iid,
                          LPVOID* object);
 // The same, and asks the class object for an instance.

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <atomic>
 #include <vector>
 
@@ -151,38 +150,6 @@ TEST(Thread, RunsUntilItsWaitIsOver) {
     Close({thread});
     EXPECT_EQ(Start(nullptr, nullptr), nullptr);
     EXPECT_EQ(Error(), ERROR_INVALID_PARAMETER);
-}
-
-// Three slots between a producer and a consumer, as the scan reader has them.
-struct Ring {
-    HANDLE freeSlots = Semaphore(3, 3);
-    HANDLE fullSlots = Semaphore(0, 3);
-    HANDLE quit = Event(TRUE);
-    std::array<int, 3> slots{};
-};
-
-unsigned Produce(void* argument) {
-    Ring& ring = *static_cast<Ring*>(argument);
-    const HANDLE handles[] = {ring.freeSlots, ring.quit};
-    for (int i = 0; WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0; ++i) {
-        ring.slots[static_cast<std::size_t>(i % 3)] = i;
-        ReleaseSemaphore(ring.fullSlots, 1, nullptr);
-    }
-    return 0;
-}
-
-TEST(Thread, HandsOverThroughARingOfSemaphores) {
-    Ring ring;
-    const HANDLE thread = Start(&Produce, &ring);
-    const HANDLE handles[] = {thread, ring.fullSlots};
-    for (int i = 0; i < 2000; ++i) {
-        ASSERT_EQ(WaitForMultipleObjects(2, handles, FALSE, INFINITE), WAIT_OBJECT_0 + 1);
-        ASSERT_EQ(ring.slots[static_cast<std::size_t>(i % 3)], i);
-        ReleaseSemaphore(ring.freeSlots, 1, nullptr);
-    }
-    SetEvent(ring.quit);
-    EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
-    Close({thread, ring.freeSlots, ring.fullSlots, ring.quit});
 }
 
 TEST(Thread, ManyWaitersShareOutEveryCount) {
