@@ -1,0 +1,65 @@
+#include "engine/attrib_ids.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace {
+
+constexpr QLAttribInfo kAttribs[] = {
+#define QL_ATTRIB_ROW(id, name, kind) {id, #name, QLAttribKind::kind},
+    QL_ATTRIB_TABLE(QL_ATTRIB_ROW)
+#undef QL_ATTRIB_ROW
+};
+
+static_assert(std::size(kAttribs) == 254);
+static_assert(std::is_sorted(std::begin(kAttribs), std::end(kAttribs),
+                             [](const QLAttribInfo& a, const QLAttribInfo& b) {
+                                 return a.m_id < b.m_id;
+                             }));
+
+constexpr std::string_view kPrefix = "QL_ATTR_";
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
+        return std::toupper(x) == std::toupper(y);
+    });
+}
+
+}  // namespace
+
+std::span<const QLAttribInfo> AttribTable() {
+    return kAttribs;
+}
+
+const QLAttribInfo* FindAttrib(std::int32_t id) {
+    const auto* row = std::lower_bound(
+        std::begin(kAttribs), std::end(kAttribs), id,
+        [](const QLAttribInfo& attrib, std::int32_t wanted) { return attrib.m_id < wanted; });
+    return row != std::end(kAttribs) && row->m_id == id ? row : nullptr;
+}
+
+const QLAttribInfo* FindAttrib(std::string_view name) {
+    for (const QLAttribInfo& row : kAttribs) {
+        if (EqualNoCase(row.m_name, name) || EqualNoCase(row.m_name.substr(kPrefix.size()), name))
+            return &row;
+    }
+    return nullptr;
+}
+
+std::string_view AttribKindName(QLAttribKind kind) {
+    switch (kind) {
+        case QLAttribKind::Bool:
+            return "bool";
+        case QLAttribKind::Integer:
+            return "integer";
+        case QLAttribKind::Fixed:
+            return "fixed";
+        case QLAttribKind::Pointer:
+            return "pointer";
+        case QLAttribKind::Rect:
+            return "rectangle";
+        case QLAttribKind::Event:
+            return "event";
+    }
+    return "";
+}

@@ -1,0 +1,260 @@
+#include "engine/attrib_store.h"
+
+#include <cstring>
+#include <new>
+
+#include "engine/fixed_point.h"
+
+namespace {
+
+// One subscription. The list owns its entries through m_next.
+struct QLAttribObserver {
+    CQLAttribStore* m_client = nullptr;
+    QLAttribObserver* m_prev = nullptr;
+    std::unique_ptr<QLAttribObserver> m_next;
+};
+
+}  // namespace
+
+// One id that anybody ever named. Nodes live as long as the tree.
+struct QLAttribNode {
+    // A walk over the subscribers that is under way; removing an entry moves it on.
+    struct Walk {
+        explicit Walk(QLAttribNode& node)
+            : m_node(node), m_next(node.m_observers.get()), m_outer(node.m_walks) {
+            node.m_walks = this;
+        }
+        ~Walk() { m_node.m_walks = m_outer; }
+        Walk(const Walk&) = delete;
+        Walk& operator=(const Walk&) = delete;
+
+        CQLAttribStore* Next() {
+            if (!m_next)
+                return nullptr;
+            CQLAttribStore* client = m_next->m_client;
+            m_next = m_next->m_next.get();
+            return client;
+        }
+
+        QLAttribNode& m_node;
+        QLAttribObserver* m_next;
+        Walk* m_outer;
+    };
+
+    explicit QLAttribNode(std::int32_t id) : m_id(id) {}
+    ~QLAttribNode() {
+        while (m_observers)
+            m_observers = std::move(m_observers->m_next);
+    }
+    QLAttribNode(const QLAttribNode&) = delete;
+    QLAttribNode& operator=(const QLAttribNode&) = delete;
+
+    void Add(CQLAttribStore* client) {
+        std::unique_ptr<QLAttribObserver> entry(new (std::nothrow) QLAttribObserver);
+        if (!entry)
+            return;
+        entry->m_client = client;
+        entry->m_next = std::move(m_observers);
+        if (entry->m_next)
+            entry->m_next->m_prev = entry.get();
+        m_observers = std::move(entry);
+    }
+
+    void Remove(const CQLAttribStore* client) {
+        for (QLAttribObserver* entry = m_observers.get(); entry;) {
+            QLAttribObserver* next = entry->m_next.get();
+            if (entry->m_client == client)
+                Unlink(entry);
+            entry = next;
+        }
+    }
+
+    void NotifyObservers() {
+        Walk walk(*this);
+        while (CQLAttribStore* client = walk.Next())
+            client->OnAttribNotify(m_id);
+    }
+
+    const std::int32_t m_id;
+    std::unique_ptr<QLAttribNode> m_left;   // ids not above this one
+    std::unique_ptr<QLAttribNode> m_right;  // ids above this one
+    CQLAttribStore* m_provider = nullptr;
+    std::unique_ptr<QLAttribObserver> m_observers;
+
+  private:
+    void Unlink(QLAttribObserver* entry) {
+        for (Walk* walk = m_walks; walk; walk = walk->m_outer) {
+            if (walk->m_next == entry)
+                walk->m_next = entry->m_next.get();
+        }
+        if (entry->m_next)
+            entry->m_next->m_prev = entry->m_prev;
+        std::unique_ptr<QLAttribObserver>& owner =
+            entry->m_prev ? entry->m_prev->m_next : m_observers;
+        // Takes the rest over before the entry dies with the old value of its owner.
+        std::unique_ptr<QLAttribObserver> rest = std::move(entry->m_next);
+        owner = std::move(rest);
+    }
+
+    Walk* m_walks = nullptr;
+};
+
+namespace {
+
+QLAttribNode* FindNode(const QLAttribTree* tree, std::int32_t id) {
+    QLAttribNode* node = tree ? tree->m_root.get() : nullptr;
+    while (node && node->m_id != id)
+        node = node->m_id < id ? node->m_right.get() : node->m_left.get();
+    return node;
+}
+
+// The node of an id, made when it is new. Null without a tree or without memory.
+QLAttribNode* FindOrAddNode(QLAttribTree* tree, std::int32_t id, bool* added) {
+    *added = false;
+    if (!tree)
+        return nullptr;
+    std::unique_ptr<QLAttribNode>* place = &tree->m_root;
+    while (*place) {
+        QLAttribNode& node = **place;
+        if (node.m_id == id)
+            return &node;
+        place = node.m_id < id ? &node.m_right : &node.m_left;
+    }
+    place->reset(new (std::nothrow) QLAttribNode(id));
+    *added = true;
+    return place->get();
+}
+
+template <typename Visit>
+void ForEachNode(QLAttribNode* node, const Visit& visit) {
+    if (!node)
+        return;
+    ForEachNode(node->m_left.get(), visit);
+    visit(*node);
+    ForEachNode(node->m_right.get(), visit);
+}
+
+}  // namespace
+
+QLAttribTree::QLAttribTree() = default;
+QLAttribTree::~QLAttribTree() = default;
+
+std::uint64_t ToFixed(double x) {
+    return IntegerWord(TruncToI32(x * 65536.0 + 0.5));
+}
+
+double FromFixed(std::uint64_t word) {
+    return WordInteger(word) / 65536.0;
+}
+
+CQLAttribStore::~CQLAttribStore() {
+    LeaveTree();
+}
+
+std::uint64_t CQLAttribStore::GetAttrib(std::int32_t) {
+    return 0;
+}
+
+void CQLAttribStore::SetAttrib(std::int32_t, std::uint64_t) {}
+
+void CQLAttribStore::OnAttribNotify(std::int32_t) {}
+
+void CQLAttribStore::AttachTree(QLAttribTree* tree) {
+    if (tree != m_tree)
+        LeaveTree();
+    m_tree = tree;
+}
+
+// A participant that goes leaves no pointer to itself in the tree.
+void CQLAttribStore::LeaveTree() {
+    if (!m_tree)
+        return;
+    ForEachNode(m_tree->m_root.get(), [this](QLAttribNode& node) {
+        if (node.m_provider == this)
+            node.m_provider = nullptr;
+        node.Remove(this);
+    });
+}
+
+void CQLAttribStore::RegisterProvider(std::int32_t id) {
+    bool added = false;
+    QLAttribNode* node = FindOrAddNode(m_tree, id, &added);
+    if (!node)
+        return;
+    node->m_provider = this;
+    if (!added)
+        node->NotifyObservers();
+}
+
+void CQLAttribStore::UnregisterProvider(std::int32_t id) {
+    if (QLAttribNode* node = FindNode(m_tree, id))
+        node->m_provider = nullptr;
+}
+
+void CQLAttribStore::Subscribe(std::int32_t id) {
+    bool added = false;
+    if (QLAttribNode* node = FindOrAddNode(m_tree, id, &added))
+        node->Add(this);
+}
+
+void CQLAttribStore::SubscribeAndSync(std::int32_t id) {
+    Subscribe(id);
+    const QLAttribNode* node = FindNode(m_tree, id);
+    if (node && node->m_provider && node->m_provider != this)
+        OnAttribNotify(id);
+}
+
+void CQLAttribStore::Unsubscribe(std::int32_t id) {
+    if (QLAttribNode* node = FindNode(m_tree, id))
+        node->Remove(this);
+}
+
+void CQLAttribStore::Notify(std::int32_t id) {
+    QLAttribNode* node = FindNode(m_tree, id);
+    if (!node)
+        return;
+    if (node->m_provider)
+        node->m_provider->OnAttribNotify(id);
+    node->NotifyObservers();
+}
+
+bool CQLAttribStore::SetValue(std::int32_t id, std::uint64_t value) {
+    QLAttribNode* node = FindNode(m_tree, id);
+    if (!node)
+        return false;
+    if (!node->m_provider)
+        return true;
+    node->m_provider->SetAttrib(id, value);
+    node->NotifyObservers();
+    return true;
+}
+
+bool CQLAttribStore::SetFixed(std::int32_t id, double x) {
+    return SetValue(id, ToFixed(x));
+}
+
+std::uint64_t CQLAttribStore::GetValue(std::int32_t id, std::uint64_t* out) {
+    const QLAttribNode* node = FindNode(m_tree, id);
+    if (!node || !node->m_provider)
+        return 0;
+    const std::uint64_t word = node->m_provider->GetAttrib(id);
+    if (out)
+        *out = word;
+    return word;
+}
+
+double CQLAttribStore::GetFixed(std::int32_t id) {
+    return FromFixed(GetValue(id));
+}
+
+QLRect* CQLAttribStore::GetRect(std::int32_t id, QLRect* rect) {
+    if (const auto* source = WordPointer<const QLRect>(GetValue(id)))
+        *rect = *source;
+    return rect;
+}
+
+double* CQLAttribStore::GetMatrix18(std::int32_t id, double* out) {
+    if (const auto* source = WordPointer<const double>(GetValue(id)))
+        std::memcpy(out, source, 18 * sizeof(double));
+    return out;
+}

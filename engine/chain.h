@@ -1,0 +1,193 @@
+// The chain: which stages an image passes, in which order, and the pump that pulls lines through
+// it.
+//
+//   CChainBase   source, front, analysis passes, the bookkeeping of attributes
+//   CChainPump   output conversion and sink; the commands begin, feed, end
+//   CChainFull   the variants for reflective originals, slides and negatives
+//
+// States of one run:
+//
+//   no source --StartRun + QL_ATTR_CMD_START--> built --QL_ATTR_CMD_BEGIN--> open
+//       ^                                         ^                            |
+//       |                                         +-----QL_ATTR_CMD_END--------+
+//       +------------------QL_ATTR_CMD_STOP-------+
+//
+// Only the QL_ATTR_CMD_START of a run makes a source. Any other comes from a change of the source's
+// kind: it builds the stages of the new variant at once, so that settings written next reach them.
+// While a pass is open that waits for the end of the pass. A feed or an end with no begin open does
+// nothing, and so does a command that a client fires while it is being called; its stop waits.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "diag/log.h"
+#include "engine/attrib_port.h"
+#include "engine/chain_stages.h"
+#include "engine/stage.h"
+#include "stages/chain_ends.h"
+#include "stages/output_convert.h"
+
+// One of the automatic analyses that the chain keeps track of.
+struct QLAnalysisFlags {
+    bool m_tone = false;
+    bool m_color = false;
+    bool m_threshold = false;
+    bool m_palette = false;
+    bool m_deskew = false;
+};
+
+class CChainBase : protected CChainStages {
+  public:
+    virtual ~CChainBase();
+    CChainBase(const CChainBase&) = delete;
+    CChainBase& operator=(const CChainBase&) = delete;
+
+    // The next QL_ATTR_CMD_START is that of a run: it makes the run's source.
+    void StartRun() { m_sourceDue = true; }
+
+    virtual void OnStart();
+    virtual void OnStop();
+    virtual QLStatus BeforeAnalysisOpen() { return QL_OK; }
+    virtual QLStatus AfterAnalysisClose() { return QL_OK; }
+    // Switches clipping off for a pass, and on again.
+    virtual QLStatus HoldClip() { return QL_OK; }
+    virtual QLStatus ReleaseClip() { return QL_OK; }
+    virtual QLStatus Reserved() { return QL_OK; }
+    virtual QLStatus OpenForAnalysis();
+    virtual QLStatus OpenForPalette();
+    virtual void OnOutputType();
+    virtual void CreateSource();
+    // Connects a part of the chain behind `upstream` and gives its last stage.
+    virtual CQLStage* BuildFront();
+    virtual CQLStage* BuildVariant(CQLStage* upstream) = 0;
+    virtual CQLStage* BuildTail(CQLStage* upstream) { return upstream; }
+    virtual QLStatus ProbeColor(QLColorQuery*) { return QL_OK; }
+    virtual void OnAttribNotify(std::int32_t id);
+    virtual std::uint64_t GetAttrib(std::int32_t id);
+    virtual void SetAttrib(std::int32_t id, std::uint64_t value);
+
+  protected:
+    explicit CChainBase(QLAttribTree* tree);
+
+    // Runs a command, which may call clients. False, and nothing done, inside another command.
+    template <typename Command>
+    bool Run(const Command& command) {
+        if (m_busy)
+            return false;
+        m_busy = true;
+        command();
+        m_busy = false;
+        DoWhatWaited();
+        return true;
+    }
+
+    // Connects a slot's stage behind `upstream`; an empty slot gives `upstream` itself.
+    CQLStage* Connect(Slot slot, CQLStage* upstream);
+    // Connects front, variant and tail without a sink.
+    void Build();
+    // Front and variant. Null without memory for one of their stages.
+    CQLStage* BuildBody();
+    // Pulls up to `lines` lines; `delivered` tells how many came. Counts them as done.
+    QLStatus Pump(std::int32_t lines, std::int32_t* delivered);
+    // A whole pass with nobody waiting for the lines, `chunk` bytes a step; 0 for the usual size.
+    QLStatus RunPass(std::int32_t chunk);
+    QLStatus CloseChain();
+    // Takes the tail's format over and starts counting.
+    void TakeTailFormat();
+    // What the type of output asks of the matrix stage, whichever is in the chain.
+    void SetMatrixMode();
+
+    QLAttribTree* const m_store;
+    CQLStage* m_tail = nullptr;                // the stage that the pump reads; borrowed
+    bool m_passOpen = false;                   // m_tail has been opened and not yet closed
+    std::unique_ptr<CQLSourceStage> m_source;  // made for each run
+    std::int32_t m_linesDone = 0;
+    std::int32_t m_linesTotal = 1;
+    QLImageFormat m_outFormat;  // copy of the tail's output format
+    CQLLineBuffer m_lines;      // the buffer of the pump, on m_outFormat
+
+  private:
+    void RegisterAttributes();
+    void DoWhatWaited();
+    void Analyse();
+    void OnOutputTypeChanged();
+    void Touch(const QLAnalysisFlags& wanted);
+    void TakeResolution(std::int32_t sourceId, std::int32_t id);
+    std::int32_t* ResolutionField(std::int32_t id);
+    bool* FlagField(std::int32_t id);
+    void SetAutoExpose(bool on);
+
+    bool m_sourceDue = false;   // the next start is that of a run
+    bool m_busy = false;        // a command runs
+    bool m_stopWaits = false;   // a stop came from inside it
+    bool m_buildWaits = false;  // a change of kind came while a pass was open
+    bool m_incomplete = false;  // a stage that the build wanted could not be made
+    bool m_probeValid = false;
+    QLColorQuery m_probe;
+    std::int32_t m_resA = 300;  // QL_ATTR_RES_OPTICAL
+    std::int32_t m_resB = 200;  // QL_ATTR_RES_SCAN_Y
+    std::int32_t m_resC = 200;  // QL_ATTR_RES_SCAN_X
+    QLAnalysisFlags m_pend;     // an analysis is due
+    QLAnalysisFlags m_auto;     // it is wanted; m_deskew is derived from the two below
+    bool m_autoFlag89 = false;
+    bool m_saturationBoost = false;
+    bool m_autoDeskewA = false;
+    bool m_autoDeskewB = false;
+    bool m_autoExpose = false;
+    std::int32_t m_outputType = QL_OUTPUT_COLOR;
+    CQLAttribCallbackPort m_port;
+};
+
+class CChainPump : public CChainBase {
+  public:
+    void OnStop() override;
+
+  protected:
+    explicit CChainPump(QLAttribTree* tree);
+
+  private:
+    void OnCommand(std::int32_t id);
+    QLStatus Begin();
+    QLStatus OpenAnalysed();
+    void Feed();
+    void End();
+    // What begin and the analysed open have in common: a fresh sink, and the whole chain behind it.
+    QLStatus BuildWithSink();
+    void ConnectOutput(CQLStage* upstream);
+    void LogChain();
+
+    std::unique_ptr<CBandSinkStage> m_sink;  // made anew for each image
+    COutputConvertStage m_outputConvert;
+    CLog m_log;
+    bool m_begun = false;  // a begin, successful or not, waits for its end
+    bool m_firstFeed = true;
+    // Lines up to this count are the rest of the image: no more input is to be expected.
+    std::int64_t m_holdMark = 0;
+    CQLAttribMemberPort<CChainPump> m_port;
+};
+
+class CChainFull final : public CChainPump {
+  public:
+    explicit CChainFull(QLAttribTree* tree);
+
+    QLStatus BeforeAnalysisOpen() override;
+    QLStatus AfterAnalysisClose() override;
+    QLStatus HoldClip() override;
+    QLStatus ReleaseClip() override;
+    CQLStage* BuildVariant(CQLStage* upstream) override;
+    QLStatus ProbeColor(QLColorQuery* record) override;
+
+  private:
+    CQLStage* BuildHead(CQLStage* upstream);
+    void EnterVariant(QLChainVariant variant);
+    std::uint64_t GetOwnAttrib(std::int32_t id);
+    void SetOwnAttrib(std::int32_t id, std::uint64_t value);
+
+    bool m_collectHistogram = false;
+    bool m_collectThreshold = false;
+    bool m_savedClipHigh = false;
+    bool m_savedClipLow = false;
+    bool m_chainFlag117 = true;
+    CQLAttribMemberPort<CChainFull> m_port;
+};

@@ -1,0 +1,112 @@
+#include "engine/chain.h"
+
+CChainFull::CChainFull(QLAttribTree* tree)
+    : CChainPump(tree),
+      m_port(tree, this, nullptr, &CChainFull::GetOwnAttrib, &CChainFull::SetOwnAttrib) {
+    for (const Slot slot : Construction())
+        Make(slot, tree);
+    for (const std::int32_t id :
+         {QL_ATTR_CHAIN_FLAG_116, QL_ATTR_CHAIN_FLAG_345, QL_ATTR_CHAIN_FLAG_117})
+        m_port.RegisterProvider(id);
+}
+
+std::uint64_t CChainFull::GetOwnAttrib(std::int32_t id) {
+    switch (id) {
+        case QL_ATTR_CHAIN_FLAG_116:
+            return m_collectHistogram;
+        case QL_ATTR_CHAIN_FLAG_345:
+            return m_collectThreshold;
+        case QL_ATTR_CHAIN_FLAG_117:
+            return m_chainFlag117;
+        default:
+            return 0;
+    }
+}
+
+void CChainFull::SetOwnAttrib(std::int32_t id, std::uint64_t value) {
+    if (id == QL_ATTR_CHAIN_FLAG_116)
+        m_collectHistogram = value != 0;
+    else if (id == QL_ATTR_CHAIN_FLAG_345)
+        m_collectThreshold = value != 0;
+}
+
+QLStatus CChainFull::BeforeAnalysisOpen() {
+    if (m_collectHistogram)
+        m_port.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
+    if (m_collectThreshold)
+        m_port.SetValue(QL_ATTR_THRESHOLD_COLLECT, 1);
+    return QL_OK;
+}
+
+QLStatus CChainFull::AfterAnalysisClose() {
+    m_port.SetValue(QL_ATTR_HISTOGRAM_ON, 0);
+    m_port.SetValue(QL_ATTR_THRESHOLD_COLLECT, 0);
+    return QL_OK;
+}
+
+QLStatus CChainFull::HoldClip() {
+    m_savedClipHigh = m_port.GetValue(QL_ATTR_CLIP_HIGH) != 0;
+    if (m_savedClipHigh)
+        m_port.SetValue(QL_ATTR_CLIP_HIGH, 0);
+    m_savedClipLow = m_port.GetValue(QL_ATTR_CLIP_LOW) != 0;
+    if (m_savedClipLow)
+        m_port.SetValue(QL_ATTR_CLIP_LOW, 0);
+    return QL_OK;
+}
+
+QLStatus CChainFull::ReleaseClip() {
+    if (m_savedClipHigh)
+        m_port.SetValue(QL_ATTR_CLIP_HIGH, 1);
+    if (m_savedClipLow)
+        m_port.SetValue(QL_ATTR_CLIP_LOW, 1);
+    return QL_OK;
+}
+
+QLStatus CChainFull::ProbeColor(QLColorQuery* record) {
+    return m_invert ? m_invert->TransformColor(record) : QL_OK;
+}
+
+// Entering a variant drops the stages that only the others want; one that comes back later is a new
+// object with the state that the board tells it.
+void CChainFull::EnterVariant(QLChainVariant variant) {
+    const Change change = CChainStages::EnterVariant(variant);
+    for (const Slot slot : change.m_drop)
+        (this->*slot).reset();
+    bool made = false;
+    for (const Slot slot : change.m_need)
+        made = Make(slot, m_store) || made;
+    // A matrix stage holds the mode that the type of output asked of the one before it.
+    if (made)
+        SetMatrixMode();
+}
+
+CQLStage* CChainFull::BuildHead(CQLStage* upstream) {
+    CQLStage* last = upstream;
+    if (m_port.GetValue(QL_ATTR_SKIP_SHARPEN) == 0) {
+        last = Connect(&CChainStages::m_sharpenSwitch, last);
+        if (m_port.GetValue(QL_ATTR_EARLY_SHARPEN) != 0)
+            last = Connect(&CChainStages::m_lutSharpen, last);
+    }
+    last = Connect(&CChainStages::m_mirror, last);
+    // Rotation hangs on the chain and stands beside the data path: the next stage takes the same
+    // upstream neighbour.
+    Connect(&CChainStages::m_rotate, last);
+    return last;
+}
+
+CQLStage* CChainFull::BuildVariant(CQLStage* upstream) {
+    const bool tma = m_port.GetValue(QL_ATTR_TMA) != 0;
+    const bool negative = m_port.GetValue(QL_ATTR_NEGATIVE) != 0;
+    const QLChainVariant variant = !tma       ? QLChainVariant::Reflective
+                                   : negative ? QLChainVariant::Negative
+                                              : QLChainVariant::Slide;
+    EnterVariant(variant);
+    const bool sharpenHere =
+        m_port.GetValue(QL_ATTR_EARLY_SHARPEN) == 0 && m_port.GetValue(QL_ATTR_SKIP_SHARPEN) == 0;
+    CQLStage* last = BuildHead(upstream);
+    for (const Slot slot : Body(variant, WordInteger(m_port.GetValue(QL_ATTR_OUTPUT_TYPE)))) {
+        if (slot != &CChainStages::m_lutSharpen || sharpenHere)
+            last = Connect(slot, last);
+    }
+    return last;
+}

@@ -1,0 +1,162 @@
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <new>
+
+#include "engine/chain.h"
+#include "engine/input_stream.h"
+
+namespace {
+
+// Lines that stay behind in the stream as long as more input is to be expected.
+constexpr std::int64_t kHeldLines = 5;
+constexpr std::int64_t kFewestFeedLines = 2;
+constexpr DWORD kInformation = 64;
+
+}  // namespace
+
+CChainPump::CChainPump(QLAttribTree* tree)
+    : CChainBase(tree),
+      m_outputConvert(tree),
+      m_port(tree, this, &CChainPump::OnCommand, nullptr, nullptr) {
+    for (const std::int32_t id :
+         {QL_ATTR_CMD_OPEN_ANALYSED, QL_ATTR_CMD_FEED, QL_ATTR_CMD_BEGIN, QL_ATTR_CMD_END})
+        m_port.Subscribe(id);
+}
+
+void CChainPump::OnCommand(std::int32_t id) {
+    Run([this, id] {
+        switch (id) {
+            case QL_ATTR_CMD_BEGIN:
+                Begin();
+                break;
+            case QL_ATTR_CMD_OPEN_ANALYSED:
+                OpenAnalysed();
+                break;
+            case QL_ATTR_CMD_FEED:
+                Feed();
+                break;
+            case QL_ATTR_CMD_END:
+                End();
+                break;
+            default:
+                break;
+        }
+    });
+}
+
+void CChainPump::OnStop() {
+    CChainBase::OnStop();
+    m_begun = false;
+    m_holdMark = 0;
+}
+
+void CChainPump::ConnectOutput(CQLStage* upstream) {
+    m_outputConvert.SetUpstream(upstream);
+    m_sink->SetUpstream(&m_outputConvert);
+    m_tail = m_sink.get();
+    m_outputConvert.SetTargetLayout(m_sink->WantedLayout());
+}
+
+QLStatus CChainPump::BuildWithSink() {
+    // A begin without an end before it: the pass that is open ends here.
+    if (m_passOpen)
+        CloseChain();
+    m_begun = true;
+    m_tail = nullptr;
+    m_sink.reset();
+    m_sink.reset(new (std::nothrow) CBandSinkStage(m_store));
+    if (!m_sink)
+        return QL_ERR_NO_MEMORY;
+    m_sink->SetOn(true);
+    if (!m_source)
+        return QL_ERR_NO_SOURCE;
+    const QLStatus status = HoldClip();
+    if (status != QL_OK)
+        return status;
+    CQLStage* body = BuildBody();
+    if (!body)
+        return QL_ERR_NO_MEMORY;
+    ConnectOutput(body);
+    return QL_OK;
+}
+
+QLStatus CChainPump::Begin() {
+    QLStatus status = BuildWithSink();
+    if (status != QL_OK)
+        return status;
+    m_passOpen = true;
+    status = m_tail->Open();
+    TakeTailFormat();
+    m_firstFeed = true;
+    LogChain();
+    // What failed to open takes no lines. Closing it gives its memory back.
+    if (status != QL_OK)
+        CloseChain();
+    return status;
+}
+
+QLStatus CChainPump::OpenAnalysed() {
+    QLStatus status = BuildWithSink();
+    if (status != QL_OK)
+        return status;
+    status = RunPass(0);
+    if (status == QL_OK) {
+        m_firstFeed = true;
+        m_holdMark = 0;
+    }
+    const QLStatus released = ReleaseClip();
+    return status == QL_OK ? released : status;
+}
+
+void CChainPump::Feed() {
+    auto* stream =
+        static_cast<CQLInputStream*>(WordPointer<IStream>(m_port.GetValue(QL_ATTR_INPUT_STREAM)));
+    if (!m_passOpen || !stream)
+        return;
+    const std::int64_t lines = stream->m_nLines;
+    if (m_firstFeed) {
+        m_holdMark = lines - kHeldLines;
+        m_firstFeed = false;
+    }
+    if (stream->m_cbWritten == stream->m_cbRead || lines < kFewestFeedLines)
+        return;
+    const std::int64_t wanted = lines > m_holdMark ? lines - kHeldLines : lines;
+    std::int32_t done = 0;
+    const QLStatus status = Pump(
+        static_cast<std::int32_t>(std::min<std::int64_t>(wanted, std::numeric_limits<int>::max())),
+        &done);
+    if (status != QL_OK)
+        m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
+    stream->m_nLines -= static_cast<std::uint32_t>(done);
+}
+
+void CChainPump::End() {
+    if (!m_begun)
+        return;
+    m_begun = false;
+    m_holdMark = 0;
+    m_firstFeed = true;
+    m_port.Notify(QL_ATTR_END_OF_IMAGE);
+    if (m_passOpen)
+        CloseChain();
+}
+
+// One line a stage, in data order: what this run does to the image.
+void CChainPump::LogChain() {
+    if (!m_log.ShouldLog(kInformation))
+        return;
+    std::array<const CQLStage*, 32> stages = {};
+    std::size_t count = 0;
+    for (const CQLStage* stage = m_outputConvert.Upstream(); stage && count < stages.size();
+         stage = stage->Upstream())
+        stages[count++] = stage;
+    m_log.Format(kInformation, "Chain: %d x %d pixels, %d bits each", m_outFormat.m_width,
+                 m_outFormat.m_height, m_outFormat.m_bitsPerPixel);
+    while (count > 0) {
+        const CQLStage* stage = stages[--count];
+        if (const char* name = ClassNameOf(stage))
+            m_log.Format(kInformation, "Chain: %s %s", name,
+                         stage->IsActive() ? "active" : "bypassed");
+    }
+}

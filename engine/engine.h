@@ -1,0 +1,142 @@
+// The imaging engine: the one object through which the front end reaches it.
+//
+// It owns the attribute board and the chain, holds every table that the scanner profile
+// contributes, turns an item's properties into attributes, and hands what the tail of the chain
+// publishes to the image clients. Data enters as a stream of bitmap file bytes; finished lines
+// leave through the same call. There is no engine thread: everything runs on the thread that calls,
+// callbacks included.
+//
+// One image:
+//
+//   Init, AddClient, ReadItemSettings          once, and whenever settings change
+//   SetInputStream, Start, FireBegin           when the stream's headers are complete
+//   FireFeed                                   after each band that was written, and once more
+//   after
+//                                              the last
+//   FireEnd, Stop
+//
+// A pump that fails takes no lines and the feed goes on; lines still missing at the end are
+// delivered white. Without an input stream, Start looks for the bench file of the registry, and
+// FireOpenAnalysed delivers it whole.
+//
+// A client that is being called doesn't command the engine: what it fires from inside a callback
+// does nothing, and a Stop takes effect when the command around it is through.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+
+#include "engine/attrib_store.h"
+#include "engine/input_stream.h"
+#include "engine/item_properties.h"
+#include "engine/profile_records.h"
+#include "platform/types.h"
+
+class CChainFull;
+class CQLLineBuffer;
+
+inline constexpr std::uint32_t QL_IMAGE_CALLBACK_DIB_HEADER = 1;
+inline constexpr std::uint32_t QL_IMAGE_CALLBACK_DIB_BUFFER = 2;
+inline constexpr std::uint32_t QL_IMAGE_CALLBACK_DONE = 3;
+
+// How the finished image is delivered. `type` is one of the three above:
+//   DIB_HEADER  `buffer` holds a BITMAPINFOHEADER with positive height and the colour table behind
+//   it DIB_BUFFER  `buffer` holds a run of bitmap rows, top line first; valid during the call DONE
+//   nothing; sent only for an image of which no band went out
+// `reserved` is 0, `percent` 0 to 100. S_FALSE asks the engine to stop.
+class IQLImageCallback {
+  public:
+    virtual HRESULT ImageCallback(std::uint32_t type, std::uint32_t reserved, std::uint32_t percent,
+                                  std::int32_t length, std::uint8_t* buffer) = 0;
+
+  protected:
+    ~IQLImageCallback() = default;
+};
+
+class CQLEngine : public CQLAttribStore {
+  public:
+    CQLEngine();
+    virtual ~CQLEngine();
+
+    std::uint64_t GetAttrib(std::int32_t id) override;
+    void SetAttrib(std::int32_t id, std::uint64_t value) override;
+    void OnAttribNotify(std::int32_t id) override;
+
+    // Clients are borrowed. E_INVALIDARG for id 0.
+    virtual HRESULT RemoveClient(std::uint32_t id);
+    // E_POINTER for a null argument.
+    virtual HRESULT AddClient(IQLImageCallback* client, std::uint32_t* id);
+    virtual HRESULT Start();
+    virtual HRESULT Stop();
+    // Both borrowed. E_INVALIDARG for null.
+    virtual HRESULT SetInputStream(CQLInputStream* stream);
+    virtual HRESULT SetOutputStream(IStream* stream);
+
+    // Once, after the constructor. E_FAIL when the chain can't be made.
+    HRESULT Init();
+    HRESULT FireBegin();
+    HRESULT FireFeed();
+    HRESULT FireEnd();
+    // Two passes over a source that can be read twice: an analysis pass, and one that delivers.
+    HRESULT FireAnalyse();
+    HRESULT FireOpenAnalysed();
+
+    // Turns the properties of an item into attributes. The per-model tables are taken over once.
+    HRESULT ReadItemSettings(IQLItemProperties* properties);
+    // Writes the settings that the engine starts with to the item's properties.
+    HRESULT PublishDefaults(IQLItemProperties* properties);
+
+  private:
+    HRESULT Fire(std::int32_t id);
+    const QLCoeffRecord& SelectedCoeffs() const;
+    std::uint64_t GetCoefficient(std::int32_t id) const;
+    void SetUseFeeder(bool useFeeder);
+    void RegisterAttributes();
+    void SetStartValues();
+
+    void ReadTone(IQLItemProperties* properties, bool levels);
+    void ReadThreshold(IQLItemProperties* properties);
+    // True when the road of the image or the feeder flag changed.
+    bool ReadSource(IQLItemProperties* properties);
+    void TakeProfile(IQLItemProperties* properties);
+
+    void OnHeader();
+    void OnBand();
+    void OnEndOfImage();
+    void ForgetImage();
+    void FillWhite();
+    void WriteHeaderToStream();
+    void CallClients(std::uint32_t type, std::uint32_t percent, std::int32_t length,
+                     std::uint8_t* buffer);
+
+    std::uint32_t m_nextClientId = 0;
+    bool m_ready = false;
+    bool m_started = false;
+    bool m_cancelled = false;  // the last client answer was S_FALSE
+    bool m_useFeeder = false;
+    bool m_skipSharpen = false;
+    QLRect m_bandRect;  // of the last band: first line, first column, end line, end column
+    double m_tmaMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_flatbedMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_feederMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_postMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_densityMatrix[18] = {};
+    QLProfileDefaults m_defaults;
+    QLCoeffRecord m_negCoeffs;
+    QLCoeffRecord m_slideCoeffs;
+    QLCoeffRecord m_slideCoeffsB;
+    QLCoeffRecord m_flatbedCoeffs;
+    QLCoeffRecord m_feederCoeffs;
+    QLGrayRecord m_grayCoeffs;
+    // From the header of the current image; 0 between images.
+    std::int32_t m_imageHeight = 0;
+    std::int32_t m_imageWidth = 0;
+    std::int32_t m_imageBits = 0;
+    bool m_profileLoaded = false;
+    std::unique_ptr<QLAttribTree> m_treeRoot;
+    std::unique_ptr<CChainFull> m_chain;
+    CQLInputStream* m_inputStream = nullptr;
+    IStream* m_outputStream = nullptr;
+    std::map<std::uint32_t, IQLImageCallback*> m_clients;
+};

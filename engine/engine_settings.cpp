@@ -1,0 +1,197 @@
+// How the engine's settings and tables come from an item's properties, and go back there.
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "engine/chain.h"
+#include "engine/engine.h"
+#include "engine/fixed_point.h"
+#include "platform/wia.h"
+
+namespace {
+
+// Property values of one part map to attribute values of 128 parts.
+constexpr std::int64_t kPropertyFull = 1000;
+constexpr std::int64_t kAttributeFull = 128;
+
+struct Setting {
+    DWORD property;
+    std::int32_t attribute;
+};
+
+constexpr Setting kLevels[] = {
+    {QL_PROP_HIGHLIGHT_LEVEL, QL_ATTR_HIGHLIGHT},
+    {QL_PROP_SHADOW_LEVEL, QL_ATTR_SHADOW},
+    {QL_PROP_MIDTONE_LEVEL, QL_ATTR_MIDTONE},
+};
+constexpr Setting kPublishedLevels[] = {kLevels[0], kLevels[2], kLevels[1]};
+constexpr Setting kExposure[] = {
+    {WIA_IPS_BRIGHTNESS, QL_ATTR_BRIGHTNESS},
+    {WIA_IPS_CONTRAST, QL_ATTR_CONTRAST},
+};
+
+// Real numbers: property value / divisor.
+constexpr struct {
+    Setting setting;
+    double divisor;
+} kReals[] = {
+    {{QL_PROP_GAMMA, QL_ATTR_GAMMA}, 1000.0},
+    {{QL_PROP_HUE_X, QL_ATTR_HUE_X}, 100.0},
+    {{QL_PROP_HUE_Y, QL_ATTR_HUE_Y}, 100.0},
+    {{QL_PROP_SATURATION, QL_ATTR_SATURATION}, 1000.0},
+};
+
+constexpr std::int32_t kSourceIds[] = {QL_ATTR_TMA, QL_ATTR_NEGATIVE, QL_ATTR_ADF};
+
+// What a take-over of the tables announces, in this order.
+constexpr struct {
+    std::int32_t first;
+    std::int32_t last;
+} kAnnounced[] = {
+    {QL_ATTR_DEVICE_MATRIX, QL_ATTR_DEVICE_MATRIX},
+    // A slide chain may stand before the first take-over.
+    {QL_ATTR_TMA_MATRIX, QL_ATTR_TMA_MATRIX},
+    {QL_ATTR_NEG_CURVE_0, QL_ATTR_NEG_CURVE_8},
+    {QL_ATTR_NEG_TENTH, QL_ATTR_NEG_TENTH},
+    {QL_ATTR_DENSITY_MATRIX, QL_ATTR_POST_MATRIX},
+    {QL_ATTR_SLIDE_CURVE_0, QL_ATTR_SLIDE_B_CURVE_8},
+    {QL_ATTR_TONE_GAMMA_R, QL_ATTR_TONE_GAMMA_B},
+    {QL_ATTR_TONE_BLACK_R, QL_ATTR_TONE_BLACK_B},
+    {QL_ATTR_TONE_GAIN_R, QL_ATTR_TONE_GAIN_B},
+    {QL_ATTR_GRAY_TONE_BLACK, QL_ATTR_GRAY_TONE_GAMMA},
+    {QL_ATTR_GRAY_WEIGHTS, QL_ATTR_GRAY_WEIGHTS},
+};
+
+bool ReadNumber(IQLItemProperties* properties, DWORD id, LONG* value) {
+    return properties->ReadLong(id, value) == S_OK;
+}
+
+// Reads a binary record; the target stays as it is when the property can't be read.
+template <typename Record>
+void ReadRecord(IQLItemProperties* properties, DWORD id, Record* target) {
+    Record record = {};
+    if (properties->ReadBin(id, sizeof(record), reinterpret_cast<BYTE*>(&record)) == S_OK)
+        std::memcpy(static_cast<void*>(target), static_cast<const void*>(&record), sizeof(record));
+}
+
+}  // namespace
+
+HRESULT CQLEngine::ReadItemSettings(IQLItemProperties* properties) {
+    if (!properties)
+        return E_INVALIDARG;
+    LONG value = 0;
+    if (ReadNumber(properties, WIA_IPA_DATATYPE, &value) &&
+        (value == WIA_DATA_THRESHOLD || value == WIA_DATA_GRAYSCALE || value == WIA_DATA_COLOR))
+        SetValue(QL_ATTR_OUTPUT_TYPE, IntegerWord(value));
+    LONG method = 0;
+    const HRESULT hr = properties->ReadLong(QL_PROP_EXPOSURE_METHOD, &method);
+    if (hr != S_OK)
+        return hr;
+    ReadTone(properties, method != 0);
+    // A change of the source replaces stages, and what was written above went to the old ones.
+    if (ReadSource(properties))
+        ReadTone(properties, method != 0);
+    ReadRecord(properties, QL_PROP_DEFAULTS, &m_defaults);
+    if (!m_profileLoaded && m_defaults.m_valid == 1)
+        TakeProfile(properties);
+    return S_OK;
+}
+
+void CQLEngine::ReadTone(IQLItemProperties* properties, bool levels) {
+    LONG value = 0;
+    if (levels) {
+        for (const Setting& setting : kLevels) {
+            if (ReadNumber(properties, setting.property, &value))
+                SetValue(setting.attribute, IntegerWord(value));
+        }
+    } else {
+        for (const Setting& setting : kExposure) {
+            if (ReadNumber(properties, setting.property, &value)) {
+                const std::int64_t scaled = value * kAttributeFull / kPropertyFull;
+                SetValue(setting.attribute, IntegerWord(static_cast<std::int32_t>(scaled)));
+            }
+        }
+    }
+    for (const auto& real : kReals) {
+        if (ReadNumber(properties, real.setting.property, &value))
+            SetFixed(real.setting.attribute, value / real.divisor);
+    }
+    if (ReadNumber(properties, QL_PROP_SHARPEN_LEVEL, &value))
+        SetValue(QL_ATTR_SHARPEN_LEVEL, IntegerWord(value));
+    ReadThreshold(properties);
+}
+
+// Brightness moves the threshold of line art; without it the threshold property holds.
+void CQLEngine::ReadThreshold(IQLItemProperties* properties) {
+    if (GetInteger(QL_ATTR_OUTPUT_TYPE) != QL_OUTPUT_LINE_ART)
+        return;
+    LONG value = 0;
+    if (!ReadNumber(properties, WIA_IPS_BRIGHTNESS, &value))
+        return;
+    std::int64_t threshold = 0;
+    if (value != 0) {
+        threshold = (kPropertyFull - value) * 65536 / 2000;
+    } else {
+        if (!ReadNumber(properties, WIA_IPS_THRESHOLD, &value))
+            return;
+        threshold = (std::int64_t{value} + 1) * 512 - 1;
+    }
+    SetValue(QL_ATTR_THRESHOLD, IntegerWord(Clamp(threshold, 0, kSampleMax)));
+}
+
+bool CQLEngine::ReadSource(IQLItemProperties* properties) {
+    std::uint64_t before[std::size(kSourceIds)];
+    std::uint64_t after[std::size(kSourceIds)];
+    const auto note = [this](std::uint64_t* words) {
+        for (const std::int32_t id : kSourceIds)
+            *words++ = GetValue(id);
+    };
+    note(before);
+    LONG value = 0;
+    if (ReadNumber(properties, QL_PROP_TMA_SELECT, &value))
+        SetValue(QL_ATTR_TMA, value == 1);
+    if (ReadNumber(properties, WIA_DPS_DOCUMENT_HANDLING_SELECT, &value))
+        SetValue(QL_ATTR_ADF, value == FEEDER || value == DUPLEX);
+    if (ReadNumber(properties, QL_PROP_TMA_METHOD, &value))
+        SetValue(QL_ATTR_NEGATIVE, value == 1);
+    note(after);
+    return !std::equal(before, std::end(before), after);
+}
+
+void CQLEngine::TakeProfile(IQLItemProperties* properties) {
+    ReadRecord(properties, QL_PROP_FLATBED_MATRIX, &m_flatbedMatrix);
+    ReadRecord(properties, QL_PROP_SLIDE_MATRIX, &m_tmaMatrix);
+    ReadRecord(properties, QL_PROP_FEEDER_MATRIX, &m_feederMatrix);
+    ReadRecord(properties, QL_PROP_DENSITY_MATRIX, &m_densityMatrix);
+    ReadRecord(properties, QL_PROP_POST_MATRIX, &m_postMatrix);
+    ReadRecord(properties, QL_PROP_FLATBED_COEFFS, &m_flatbedCoeffs);
+    ReadRecord(properties, QL_PROP_FEEDER_COEFFS, &m_feederCoeffs);
+    ReadRecord(properties, QL_PROP_SLIDE_COEFFS, &m_slideCoeffs);
+    ReadRecord(properties, QL_PROP_SLIDE_COEFFS_B, &m_slideCoeffsB);
+    ReadRecord(properties, QL_PROP_NEG_COEFFS, &m_negCoeffs);
+    ReadRecord(properties, QL_PROP_GRAY, &m_grayCoeffs);
+    for (const auto& run : kAnnounced) {
+        for (std::int32_t id = run.first; id <= run.last; ++id)
+            Notify(id);
+    }
+    m_profileLoaded = true;
+}
+
+HRESULT CQLEngine::PublishDefaults(IQLItemProperties* properties) {
+    if (!properties)
+        return E_INVALIDARG;
+    for (const Setting& setting : kExposure) {
+        const std::int64_t value = GetInteger(setting.attribute) * kPropertyFull / kAttributeFull;
+        properties->WriteLong(setting.property, static_cast<LONG>(value));
+    }
+    for (const Setting& setting : kPublishedLevels)
+        properties->WriteLong(setting.property, GetInteger(setting.attribute));
+    properties->WriteLong(QL_PROP_GAMMA, TruncToI32(GetFixed(QL_ATTR_GAMMA) * 1000.0));
+    properties->WriteLong(QL_PROP_SATURATION, TruncToI32(GetFixed(QL_ATTR_SATURATION) * 1000.0));
+    properties->WriteLong(QL_PROP_HUE_X, TruncToI32(GetFixed(QL_ATTR_HUE_X)) * 100);
+    properties->WriteLong(QL_PROP_HUE_Y, TruncToI32(GetFixed(QL_ATTR_HUE_Y)) * 100);
+    properties->WriteLong(QL_PROP_SHARPEN_LEVEL, GetInteger(QL_ATTR_SHARPEN_LEVEL));
+    properties->WriteLong(WIA_IPS_THRESHOLD, (GetInteger(QL_ATTR_THRESHOLD) + 1) / 512 - 1);
+    return S_OK;
+}

@@ -1,0 +1,53 @@
+#include "engine/line_buffer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+bool CQLLineBuffer::Resize(std::int32_t lines, std::int32_t extraBytes) {
+    if (lines == m_lines && m_format->m_bytesPerLine == m_stride && m_data)
+        return true;
+    if (lines < 0 || m_external)
+        return false;
+    m_owned.reset();
+    m_data = nullptr;
+    m_lines = 0;
+    m_stride = 0;
+    if (lines == 0)
+        return true;
+    const std::int32_t stride = m_format->m_bytesPerLine;
+    if (stride < 0 || extraBytes < 0)
+        return false;
+    const std::size_t bytes = static_cast<std::size_t>(lines) * static_cast<std::size_t>(stride);
+    m_owned.reset(new (std::nothrow) std::uint8_t[bytes + static_cast<std::size_t>(extraBytes)]);
+    if (!m_owned)
+        return false;
+    m_data = m_owned.get();
+    m_lines = lines;
+    m_stride = stride;
+    std::memset(m_data, 0xFF, bytes);
+    return true;
+}
+
+std::uint8_t* CQLLineBuffer::LinePointer(std::int32_t y) const {
+    if (!m_data || m_lines < 1)
+        return nullptr;
+    return m_data + static_cast<std::size_t>(std::clamp(y, 0, m_lines - 1)) *
+                        static_cast<std::size_t>(m_stride);
+}
+
+std::uint8_t* CQLLineBuffer::PixelPointer(std::int32_t x, std::int32_t y) const {
+    std::uint8_t* line = LinePointer(y);
+    if (!line)
+        return nullptr;
+    const std::int32_t column = std::clamp(x, 0, std::max(m_format->m_width - 1, 0));
+    return line + static_cast<std::size_t>(column) * m_format->m_bytesPerPixel;
+}
+
+std::uint8_t* CQLLineBuffer::BytePointer(std::int32_t x, std::int32_t y) const {
+    const std::uint32_t type = m_format->m_pixelType;
+    if (type != QL_PIXEL_BILEVEL && type != QL_PIXEL_BILEVEL_ROWS && type != QL_PIXEL_HALFTONE)
+        return PixelPointer(x, y);
+    std::uint8_t* line = LinePointer(y);
+    return line ? line + std::clamp(x, 0, std::max(m_format->m_width - 1, 0)) / 8 : nullptr;
+}

@@ -1,0 +1,73 @@
+#include "engine/stage.h"
+
+CQLStage::CQLStage(QLAttribTree* tree) : CQLAttribStore(tree) {
+    m_inFormat.SetPixelType(QL_PIXEL_RGB8);
+    m_outFormat = m_inFormat;
+}
+
+QLStatus CQLStage::SetUpstream(CQLStage* stage) {
+    m_upstream = stage;
+    if (stage)
+        stage->m_downstream = this;
+    return QL_OK;
+}
+
+void CQLStage::TakeUpstreamFormat() {
+    if (m_upstream)
+        m_inFormat = *m_upstream->GetOutputFormat();
+    m_outFormat = m_inFormat;
+}
+
+QLStatus CQLStage::Open() {
+    QLStatus status = OnBeforeOpen();
+    if (m_upstream && status == QL_OK) {
+        status = m_upstream->Open();
+        TakeUpstreamFormat();
+    }
+    return status == QL_OK ? OnAfterOpen() : status;
+}
+
+QLStatus CQLStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
+    if (*lines < 0)
+        return QL_ERR_BAD_ARGUMENT;
+    QLStatus status = OnBeforeRead(lines, buffer);
+    if (m_upstream)
+        status = m_upstream->Read(lines, buffer);
+    return status == QL_OK ? OnAfterRead(lines, buffer) : status;
+}
+
+QLStatus CQLStage::Close() {
+    QLStatus status = OnBeforeClose();
+    if (m_upstream) {
+        const QLStatus upstream = m_upstream->Close();
+        if (status == QL_OK) {
+            status = upstream;
+            m_inFormat = *m_upstream->GetOutputFormat();
+            if (m_inFormat.m_height != m_outFormat.m_height)
+                m_outFormat.SetHeight(m_inFormat.m_height);
+        }
+    }
+    const QLStatus after = OnAfterClose();
+    return status == QL_OK ? after : status;
+}
+
+QLStatus CQLStage::OnFormatChanged() {
+    TakeUpstreamFormat();
+    return m_downstream ? m_downstream->OnFormatChanged() : QL_OK;
+}
+
+QLStatus CQLStage::TransformColor(QLColorQuery* query) {
+    return m_upstream ? m_upstream->TransformColor(query) : QL_OK;
+}
+
+QLStatus CQLStage::MapColorTableBack(QLColorTable* table) {
+    return m_downstream ? m_downstream->MapColorTableBack(table) : QL_OK;
+}
+
+QLStatus CQLStage::MapColorTable(QLColorTable* table) {
+    return m_downstream ? m_downstream->MapColorTable(table) : QL_OK;
+}
+
+QLStatus CQLFilterStage::OnAfterRead(std::int32_t* lines, CQLLineBuffer* buffer) {
+    return *lines < 0 || !buffer ? QL_ERR_BAD_ARGUMENT : QL_OK;
+}

@@ -1,0 +1,139 @@
+// The frame that every image stage shares.
+//
+// A chain is a row of stages that pull lines from one another: the tail is asked for lines, asks
+// its upstream neighbour, and so on up to the source at the head.
+//
+//   For one image:  Open once on the tail, any number of Read on the tail, Close once on the tail.
+//
+//   Open   OnBeforeOpen from the tail to the head: attributes may be read, the input format is not
+//          known yet. Then OnAfterOpen from the head to the tail: the input format stands; the
+//          stage settles m_active, changes m_outFormat (type, width, height), allocates, builds
+//          tables.
+//   Read   *lines goes in as lines wanted and comes out as lines delivered, possibly fewer. One
+//          buffer serves the whole pull: a stage whose input and output lines have the same size
+//          works in place in OnAfterRead. A stage whose line size changes overrides Read, pulls
+//          into a buffer of its own and writes its result to the buffer that it was given.
+//   Close  From the tail to the head and back; a height that the input turned out to have travels
+//          down with it. Attributes stay, the stage is ready for the next Open.
+//
+// Only stages that convert (input and output conversion, output form, threshold, palette, rotation)
+// may change the pixel type. Stages of the middle work on the internal form, 16-bit samples with
+// three or one a pixel, and leave others untouched.
+//
+// A status other than QL_OK stops a pull at once; no stage downstream does anything more for that
+// Read. Nothing here logs or retries: the owner of the chain publishes the status.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/attrib_store.h"
+#include "engine/image_format.h"
+#include "engine/line_buffer.h"
+
+using QLStatus = std::int16_t;
+
+inline constexpr QLStatus QL_OK = 0;
+// The pump was asked to hold its output back; no lines moved.
+inline constexpr QLStatus QL_HELD = 1;
+inline constexpr QLStatus QL_ERR_NO_MEMORY = 2;
+inline constexpr QLStatus QL_ERR_TEMP_FILE = 11;
+inline constexpr QLStatus QL_ERR_NO_SOURCE = 14;
+inline constexpr QLStatus QL_ERR_SOURCE_READ = 16;
+inline constexpr QLStatus QL_ERR_BAD_ARGUMENT = 22;
+inline constexpr QLStatus QL_ERR_BAD_OUTPUT_TYPE = 23;
+
+// A colour that travels up and down the chain, for TransformColor: 12 words, of which the last
+// three are the samples red, green, blue. 24 bytes.
+struct QLColorQuery {
+    std::uint16_t* Samples() { return m_words + 9; }
+    // A second colour, which only the output conversion touches.
+    std::uint16_t* SecondSamples() { return m_words + 5; }
+
+    std::uint16_t m_words[12] = {};
+};
+static_assert(sizeof(QLColorQuery) == 24);
+
+// A colour table that travels along the chain: m_count entries (0 to 256) of each plane count.
+struct QLColorTable {
+    std::int16_t m_count = 0;
+    std::uint16_t m_planes[3][256] = {};  // red, green, blue
+};
+
+class CQLStage : public CQLAttribStore {
+  public:
+    explicit CQLStage(QLAttribTree* tree);
+    virtual ~CQLStage() = default;
+
+    // Hangs this stage behind `stage`, and `stage` before this one.
+    virtual QLStatus SetUpstream(CQLStage* stage);
+    virtual QLStatus Open();
+    virtual QLStatus Read(std::int32_t* lines, CQLLineBuffer* buffer);
+    virtual QLStatus Close();
+    virtual const QLImageFormat* GetOutputFormat() { return &m_outFormat; }
+    // Reserved in the order of operations; nothing calls these six.
+    virtual QLStatus FoldPixelStep(void*) { return QL_ERR_NO_MEMORY; }
+    virtual QLStatus FoldLutStep(void*) { return QL_ERR_NO_MEMORY; }
+    // The upstream format changed without a new Open: take it over and tell the stage downstream.
+    virtual QLStatus OnFormatChanged();
+    virtual QLStatus UpstreamQueryA() { return m_upstream ? m_upstream->UpstreamQueryA() : QL_OK; }
+    virtual QLStatus UpstreamQueryB() { return m_upstream ? m_upstream->UpstreamQueryB() : QL_OK; }
+    // What the chain up to here makes of a colour. Not 0 when somebody upstream answered; only then
+    // does a stage apply its own transform.
+    virtual QLStatus TransformColor(QLColorQuery* query);
+    // Maps a colour table backward or forward through the stages down to the tail.
+    virtual QLStatus MapColorTableBack(QLColorTable* table);
+    virtual QLStatus MapColorTable(QLColorTable* table);
+
+    virtual void AttachAttributes() {}
+    virtual void DetachAttributes() {}
+    virtual QLStatus OnBeforeOpen() { return QL_OK; }
+    virtual QLStatus OnAfterOpen() { return QL_OK; }
+    virtual QLStatus OnBeforeRead(std::int32_t*, CQLLineBuffer*) { return QL_OK; }
+    virtual QLStatus OnAfterRead(std::int32_t*, CQLLineBuffer*) { return QL_OK; }
+    virtual QLStatus OnBeforeClose() { return QL_OK; }
+    virtual QLStatus OnAfterClose() { return QL_OK; }
+
+    // True when the stage changes lines on this run. Known from Open on.
+    virtual bool IsActive() const { return m_active; }
+
+    CQLStage* Upstream() const { return m_upstream; }
+    bool IsSource() const { return m_isSource; }
+
+  protected:
+    // Copies the upstream output format to both formats of this stage.
+    void TakeUpstreamFormat();
+
+    QLImageFormat m_inFormat;
+    QLImageFormat m_outFormat;
+    CQLStage* m_upstream = nullptr;
+    CQLStage* m_downstream = nullptr;
+    bool m_active = false;  // the stage does its work on this run
+    bool m_isSource = false;
+};
+
+// Base of nearly all stages.
+class CQLFilterStage : public CQLStage {
+  public:
+    using CQLStage::CQLStage;
+
+    QLStatus OnAfterRead(std::int32_t* lines, CQLLineBuffer* buffer) override;
+
+    bool IsActive() const override { return m_active && !m_bypass; }
+
+  protected:
+    bool m_bypass = false;  // lines pass untouched
+    std::uint32_t m_linesDone = 0;
+};
+
+// The head of a chain.
+class CQLSourceStage : public CQLStage {
+  public:
+    explicit CQLSourceStage(QLAttribTree* tree) : CQLStage(tree) { m_isSource = true; }
+
+    virtual QLStatus SourceReservedA() { return QL_OK; }
+    virtual QLStatus SourceReservedB() { return QL_OK; }
+    // The pixel type that the chain would like to have.
+    virtual QLStatus SetRequestedType(std::uint32_t) { return QL_OK; }
+    virtual bool SourceReservedC() { return true; }
+    virtual bool SourceReservedD() { return true; }
+};

@@ -1,0 +1,186 @@
+#include "stages/bmp_reader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <stdexcept>
+
+#include "engine/fixed_point.h"
+#include "platform/com.h"
+#include "platform/files.h"
+
+namespace {
+
+constexpr std::int32_t kDefaultDpi = 72;
+// 16-bit colour lines of this width still have a 32-bit stride.
+constexpr std::int32_t kMaxWidth = std::numeric_limits<std::int32_t>::max() / 8;
+constexpr std::int64_t kHeaderBytes = sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER);
+
+}  // namespace
+
+std::int64_t CBmpReader::Stride() const {
+    return (std::int64_t{m_info.biBitCount} * m_info.biWidth + 31) / 32 * 4;
+}
+
+std::int64_t CBmpReader::RowBytes() const {
+    return std::int64_t{m_info.biWidth} * m_info.biBitCount / 8;
+}
+
+std::int32_t CBmpReader::Height() const {
+    return m_info.biHeight < 0 ? -m_info.biHeight : m_info.biHeight;
+}
+
+std::int64_t CBmpReader::ColorCount() const {
+    if (m_info.biClrUsed == 0 && m_info.biBitCount < 9)
+        return std::int64_t{1} << m_info.biBitCount;
+    return m_info.biClrUsed;
+}
+
+std::int64_t CBmpReader::RowOffset(std::int32_t line) const {
+    const std::int64_t row = IsBottomUp() ? std::int64_t{Height()} - line - 1 : line;
+    return row * Stride() + m_file.bfOffBits;
+}
+
+std::int32_t CBmpReader::Dpi(std::int32_t pelsPerMeter) {
+    if (pelsPerMeter == 0)
+        return kDefaultDpi;
+    return RoundToI32((static_cast<double>(pelsPerMeter) + 5.0) * 254.0 / 10000.0);
+}
+
+bool CBmpReader::HasSaneSize() const {
+    return m_info.biWidth > 0 && m_info.biWidth <= kMaxWidth && m_info.biHeight != 0 &&
+           m_info.biHeight != std::numeric_limits<std::int32_t>::min();
+}
+
+std::uint32_t CBmpReader::BlockBytes(std::int32_t count) const {
+    const std::int64_t bytes = Stride() * count;
+    return bytes > 0 && bytes <= std::numeric_limits<std::uint32_t>::max()
+               ? static_cast<std::uint32_t>(bytes)
+               : 0;
+}
+
+std::uint8_t* CBmpReader::BlockTarget(std::uint8_t* buffer, std::int32_t count) {
+    if (Stride() == RowBytes())
+        return buffer;
+    const std::size_t bytes = BlockBytes(count);
+    if (bytes > m_scratchSize) {
+        m_scratchSize = 0;
+        m_scratch.reset(new (std::nothrow) std::uint8_t[bytes]);
+        if (!m_scratch)
+            return nullptr;
+        m_scratchSize = bytes;
+        // What a short read leaves is the same on every run.
+        std::memset(m_scratch.get(), 0xFF, bytes);
+    }
+    return m_scratch.get();
+}
+
+void CBmpReader::DeliverBlock(std::uint8_t* buffer, const std::uint8_t* block,
+                              std::int32_t count) const {
+    const auto row = static_cast<std::size_t>(RowBytes());
+    const auto stride = static_cast<std::size_t>(Stride());
+    if (block == buffer) {
+        if (!IsBottomUp())
+            return;
+        std::uint8_t* first = buffer;
+        std::uint8_t* last = buffer + row * static_cast<std::size_t>(count - 1);
+        for (; first < last; first += row, last -= row)
+            std::swap_ranges(first, first + row, last);
+        return;
+    }
+    for (std::int32_t line = 0; line < count; ++line) {
+        const auto from = static_cast<std::size_t>(IsBottomUp() ? count - 1 - line : line);
+        std::memcpy(buffer + row * static_cast<std::size_t>(line), block + stride * from, row);
+    }
+}
+
+CBmpFileReader::CBmpFileReader(const char* path)
+    : m_hFile(CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                          FILE_ATTRIBUTE_NORMAL, nullptr)) {
+    if (m_hFile != INVALID_HANDLE_VALUE && !(ReadHeaders() && Validate()))
+        Close();
+    if (m_hFile == INVALID_HANDLE_VALUE)
+        throw std::runtime_error(kBadBitmapText);
+}
+
+CBmpFileReader::~CBmpFileReader() {
+    Close();
+}
+
+void CBmpFileReader::Close() {
+    if (m_hFile != INVALID_HANDLE_VALUE)
+        CloseHandle(m_hFile);
+    m_hFile = INVALID_HANDLE_VALUE;
+}
+
+bool CBmpFileReader::ReadExactly(void* target, std::uint32_t bytes) {
+    DWORD got = 0;
+    return ReadFile(m_hFile, target, bytes, &got, nullptr) && got == bytes;
+}
+
+bool CBmpFileReader::ReadHeaders() {
+    return SetFilePointer(m_hFile, 0, nullptr, FILE_BEGIN) == 0 &&
+           ReadExactly(&m_file, sizeof(m_file)) && ReadExactly(&m_info, sizeof(m_info));
+}
+
+bool CBmpFileReader::Validate() const {
+    DWORD high = 0;
+    const DWORD low = GetFileSize(m_hFile, &high);
+    if (low == INVALID_FILE_SIZE && GetLastError() != ERROR_SUCCESS)
+        return false;
+    const std::int64_t size = static_cast<std::int64_t>(std::uint64_t{high} << 32 | low);
+    // Depth and sides first: they keep the size of the rows within 64 bits.
+    return m_info.biBitCount == 24 && HasSaneSize() &&
+           size >= ColorCount() * 4 + Height() * Stride() + kHeaderBytes && m_file.bfSize == size &&
+           m_file.bfType == BITMAP_FILE_TYPE && m_info.biSize == sizeof(BITMAPINFOHEADER);
+}
+
+bool CBmpFileReader::ReadRows(std::uint8_t* buffer, std::int32_t firstLine, std::int32_t count) {
+    if (!buffer || count < 1 || firstLine < 0 || count > Height() - firstLine)
+        return false;
+    const std::uint32_t bytes = BlockBytes(count);
+    std::uint8_t* block = bytes != 0 ? BlockTarget(buffer, count) : nullptr;
+    if (!block)
+        return false;
+    const std::int64_t offset = RowOffset(IsBottomUp() ? firstLine + count - 1 : firstLine);
+    LONG high = static_cast<LONG>(offset >> 32);
+    const DWORD low =
+        SetFilePointer(m_hFile, static_cast<LONG>(offset & 0xFFFFFFFF), &high, FILE_BEGIN);
+    if (low == INVALID_SET_FILE_POINTER && GetLastError() != ERROR_SUCCESS)
+        return false;
+    if (!ReadExactly(block, bytes))
+        return false;
+    DeliverBlock(buffer, block, count);
+    return true;
+}
+
+CBmpStreamReader::CBmpStreamReader(IStream* stream) : m_stream(stream) {
+    ULONG got = 0;
+    // The last read decides: behind a failed one there is nothing to be had.
+    m_stream->Read(&m_file, sizeof(m_file), &got);
+    HRESULT hr = m_stream->Read(&m_info, sizeof(m_info), &got);
+    // The colours themselves are not needed: gray rows are a ramp.
+    if (m_info.biClrUsed == 2 || m_info.biClrUsed == 256) {
+        RGBQUAD skipped[256];
+        hr = m_stream->Read(skipped, m_info.biClrUsed * sizeof(RGBQUAD), &got);
+    }
+    // Rows of any other depth have no pixel type to go by.
+    const bool knownDepth =
+        m_info.biBitCount == 24 || (m_info.biBitCount >= 1 && m_info.biBitCount <= 8);
+    if (FAILED(hr) || !knownDepth || !HasSaneSize())
+        throw std::runtime_error(kBadBitmapText);
+}
+
+bool CBmpStreamReader::ReadRows(std::uint8_t* buffer, std::int32_t, std::int32_t count) {
+    const std::uint32_t bytes = BlockBytes(count);
+    if (!buffer || count < 1 || bytes == 0)
+        return false;
+    std::uint8_t* block = BlockTarget(buffer, count);
+    if (!block)
+        return false;
+    ULONG got = 0;
+    m_stream->Read(block, bytes, &got);
+    DeliverBlock(buffer, block, count);
+    return true;
+}

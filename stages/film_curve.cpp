@@ -1,0 +1,116 @@
+#include "stages/film_curve.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "engine/fixed_point.h"
+
+namespace {
+
+// Low, nominal and high density by row.
+constexpr QLFilmRow kFilmA[kFilmRows] = {
+    {3.33, 3.33, 2.38}, {3.33, 3.12, 2.24}, {3.33, 2.95, 2.15}, {3.33, 2.78, 2.04},
+    {3.33, 2.60, 1.93}, {3.33, 2.43, 1.81}, {3.33, 2.26, 1.70}, {3.33, 2.08, 1.59},
+    {3.33, 1.91, 1.48}, {3.33, 1.74, 1.36}, {3.33, 1.56, 1.25}, {3.33, 1.39, 1.14},
+    {3.33, 1.21, 1.03}, {2.00, 1.04, 0.91}, {1.50, 0.87, 0.80}, {0.69, 0.69, 0.69},
+    {0.43, 0.54, 0.60}, {0.18, 0.38, 0.51}, {0.00, 0.27, 0.41}, {0.00, 0.17, 0.32},
+    {0.00, 0.12, 0.25}, {0.00, 0.09, 0.22}, {0.00, 0.06, 0.16}, {0.00, 0.03, 0.12},
+    {0.00, 0.00, 0.08}, {0.00, 0.00, 0.04}, {0.00, 0.00, 0.00},
+};
+
+constexpr QLFilmRow kFilmB[kFilmRows] = {
+    {6.34, 2.86, 2.24}, {5.94, 2.72, 2.13}, {5.54, 2.58, 2.02}, {5.14, 2.44, 1.91},
+    {4.74, 2.30, 1.80}, {4.34, 2.16, 1.69}, {3.94, 2.02, 1.58}, {3.54, 1.88, 1.47},
+    {3.14, 1.74, 1.36}, {2.74, 1.60, 1.25}, {2.34, 1.46, 1.14}, {1.94, 1.30, 1.04},
+    {1.54, 1.14, 0.94}, {1.14, 0.94, 0.84}, {0.74, 0.74, 0.74}, {0.34, 0.56, 0.64},
+    {0.04, 0.38, 0.54}, {0.00, 0.24, 0.44}, {0.00, 0.17, 0.34}, {0.00, 0.10, 0.29},
+    {0.00, 0.05, 0.24}, {0.00, 0.03, 0.19}, {0.00, 0.00, 0.13}, {0.00, 0.00, 0.09},
+    {0.00, 0.00, 0.06}, {0.00, 0.00, 0.03}, {0.00, 0.00, 0.00},
+};
+
+}  // namespace
+
+std::span<const QLFilmRow, kFilmRows> FilmTableA() {
+    return kFilmA;
+}
+
+std::span<const QLFilmRow, kFilmRows> FilmTableB() {
+    return kFilmB;
+}
+
+CFilmCurveLut::CFilmCurveLut(std::int32_t size, const QLFilmRow* rows, double step,
+                             std::int16_t rowCount, std::int16_t pivotRow)
+    : CQLLut(size, kPlain),
+      m_rows(rows),
+      m_step(step),
+      m_rowCount(rowCount),
+      m_pivotRow(pivotRow) {}
+
+std::int32_t CFilmCurveLut::DensityToCode(double density) const {
+    const std::int32_t code = TruncToI32(std::pow(10.0, -density) * (Size() - 1));
+    return std::clamp(code, 0, std::max(Size() - 1, 0));
+}
+
+double CFilmCurveLut::RowDensity(std::int32_t row, double high, double low) const {
+    const double bend = std::clamp(row >= m_pivotRow ? high : low, -1.0, 1.0);
+    const QLFilmRow& t = m_rows[row];
+    // Towards the thinner column for a positive bend, towards the denser one for a negative bend:
+    // the columns change sides at the pivot.
+    const double up = row >= m_pivotRow ? t.low : t.high;
+    const double down = row >= m_pivotRow ? t.high : t.low;
+    return bend >= 0.0 ? up * bend + t.nominal * (1.0 - bend)
+                       : down * -bend + t.nominal * (1.0 + bend);
+}
+
+void CFilmCurveLut::Draw(double shift, double high, double low, const CQLLut* warp) {
+    if (!Table() || m_rowCount < 1)
+        return;
+    const auto input = [&](double density) {
+        const std::int32_t code = DensityToCode(density);
+        return warp ? std::int32_t{warp->At(code)} : code;
+    };
+    for (std::int32_t row = 0; row + 1 < m_rowCount; ++row) {
+        DrawSegment(input(row * m_step - shift), DensityToCode(RowDensity(row, high, low)),
+                    input((row + 1) * m_step - shift),
+                    DensityToCode(RowDensity(row + 1, high, low)), true);
+    }
+    // Beyond its dense and its thin end the film's curve is flat.
+    const std::int32_t denseEnd = input((m_rowCount - 1) * m_step - shift);
+    const std::uint16_t denseValue = At(denseEnd);
+    for (std::int32_t i = 0; i < denseEnd; ++i)
+        Set(i, denseValue);
+    const std::int32_t thinEnd = input(-shift);
+    const std::uint16_t thinValue = At(thinEnd);
+    for (std::int32_t i = thinEnd; i < Size(); ++i)
+        Set(i, thinValue);
+}
+
+bool CFilmCurveLut::BuildCurve(double shift, double high, double low) {
+    if (high == m_lastHigh && low == m_lastLow && shift == m_lastShift)
+        return false;
+    m_lastHigh = high;
+    m_lastLow = low;
+    m_lastShift = shift;
+    Draw(shift, high, low, nullptr);
+    return true;
+}
+
+bool CFilmCurveLut::BuildCurveGamma(double shift, double high, double low, double gamma) {
+    if (high == m_lastHigh && low == m_lastLow && shift == m_lastShift && gamma == m_lastGamma)
+        return false;
+    if (!m_helper)
+        m_helper.reset(new (std::nothrow) CQLLut(Size(), kPlain));
+    if (!m_helper || m_helper->Size() != Size())
+        return false;
+    m_lastHigh = high;
+    m_lastLow = low;
+    m_lastShift = shift;
+    if (gamma != m_lastGamma) {
+        m_helper->BuildGamma(gamma);
+        m_helper->Invert(*m_helper);
+        m_lastGamma = gamma;
+    }
+    Draw(shift, high, low, m_helper.get());
+    return true;
+}

@@ -1,0 +1,42 @@
+// From the source's line format to the internal form: 16-bit samples, red first.
+#pragma once
+
+#include <memory>
+
+#include "engine/stage.h"
+#include "stages/lut.h"
+
+// Converts every pixel type of the table in input_convert.cpp. An 8-bit sample s becomes s << 8, so
+// 255 becomes 65280; gamma-encoded samples go through the decoding table.
+class CInputConvertStage : public CQLFilterStage {
+  public:
+    explicit CInputConvertStage(QLAttribTree* tree);
+
+    QLStatus Read(std::int32_t* lines, CQLLineBuffer* buffer) override;
+    QLStatus OnFormatChanged() override;
+    QLStatus OnBeforeOpen() override;
+    QLStatus OnAfterOpen() override;
+    QLStatus OnAfterClose() override;
+    bool IsActive() const override { return true; }
+
+    std::uint32_t LinesDone() const { return m_linesDone; }
+
+  protected:
+    // m_outFormat as the internal form of m_inFormat.
+    void TakeInternalFormat();
+    // True for pixel types whose samples are gamma-encoded.
+    bool InputIsEncoded() const;
+    // Makes m_decodeLut where it is missing.
+    QLStatus NeedDecodeLut();
+    // Called when m_decodeLut holds its curve.
+    void TakeDecodeCurve();
+
+    std::unique_ptr<CQLLut> m_decodeLut;  // undoes the gamma encoding
+
+  private:
+    void Convert(std::int32_t lines, CQLLineBuffer* buffer);
+
+    CQLLineBuffer m_inLines;
+    // The 256 entries of m_decodeLut that 8-bit samples reach, side by side.
+    std::uint16_t m_decode[256] = {};
+};

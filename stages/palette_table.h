@@ -1,0 +1,17 @@
+// Palette of an indexed image.
+#pragma once
+
+#include <cstdint>
+
+struct QLPaletteTable {
+    static constexpr std::int32_t kMaxEntries = 256;
+
+    struct Entry {
+        std::uint16_t m_index = 0;       // left alone by colour operations
+        std::uint16_t m_colors[3] = {};  // red, green, blue, 0 to 255
+    };
+
+    std::uint16_t m_count = 0;
+    Entry m_entries[kMaxEntries] = {};
+};
+static_assert(sizeof(QLPaletteTable::Entry) == 8);

@@ -1,0 +1,28 @@
+// Holder of the attributes that belong to no other stage: the analysis window, the requests for
+// automatic analysis, and the two facts about the source that decide the shape of the chain.
+#pragma once
+
+#include "engine/stage.h"
+
+// Does nothing to lines. A change of QL_ATTR_TMA or QL_ATTR_NEGATIVE fires QL_ATTR_CMD_START, which
+// makes the chain rebuild itself.
+class CSourceControlStage final : public CQLFilterStage {
+  public:
+    explicit CSourceControlStage(QLAttribTree* tree);
+
+    std::uint64_t GetAttrib(std::int32_t id) override;
+    void SetAttrib(std::int32_t id, std::uint64_t value) override;
+    void OnAttribNotify(std::int32_t id) override;
+    // A request for automatic analysis holds for one pass.
+    QLStatus OnAfterClose() override;
+
+  private:
+    bool m_autoToneRequested = false;
+    bool m_autoColorRequested = false;
+    bool m_rectValid = false;
+    bool m_histogramOn = false;
+    QLRect m_analysisRect;
+    std::uint8_t m_negative = 0;
+    bool m_tma = false;
+    bool m_curveSelect = false;
+};

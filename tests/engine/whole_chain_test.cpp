@@ -1,0 +1,545 @@
+// Complete bitmaps from the stream to the client, byte by byte, against pictures that are worked
+// out here from the formulas alone, without the engine's own tables and stages.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "engine/engine.h"
+#include "tests/support/engine_rig.h"
+
+namespace {
+
+// ---- Tables of 65536 entries. Rounding: + 0.5, truncated.
+
+using Table = std::vector<int>;
+constexpr int kTop = 65535;
+
+int Round(double x) {
+    return static_cast<int>(x + 0.5);
+}
+int Held(std::int64_t x) {
+    return static_cast<int>(std::clamp<std::int64_t>(x, 0, kTop));
+}
+// What a value is behind its way as 16.16 fixed point.
+double Fixed(double x) {
+    return std::trunc(x * 65536.0 + 0.5) / 65536.0;
+}
+double Power(int x, double gamma) {
+    return std::pow(x / 65535.0, 1.0 / gamma) * 65535.0;
+}
+
+Table Identity() {
+    Table t(65536);
+    for (int i = 0; i <= kTop; ++i)
+        t[i] = i;
+    return t;
+}
+
+// A line in steps of a 15-bit fraction.
+void Line(Table& t, int x0, int y0, int x1, int y1) {
+    const std::int64_t slope = x0 == x1 ? 0 : (y1 - y0) * std::int64_t{32768} / (x1 - x0);
+    for (int x = x0; x <= x1; ++x)
+        t[x] = Held((y0 * std::int64_t{32768} + slope * (x - x0)) >> 15);
+}
+
+// x^(1/gamma) as lines over `step` entries each; the fine one is exact at its start.
+Table Gamma(double gamma, int step) {
+    Table t = Identity();
+    if (gamma >= 0.99 && gamma <= 1.01)
+        return t;
+    for (int i = 0; i <= kTop; i += step) {
+        Line(t, i, Round(Power(i, gamma)), std::min(i + step, kTop),
+             std::min(Round(Power(i + step, gamma)), kTop));
+    }
+    for (int i = 0; step == 2 && i < step; ++i)
+        t[i] = Round(Power(i, gamma));
+    return t;
+}
+
+Table Srgb() {
+    Table t(65536);
+    for (int i = 0; i <= kTop; ++i) {
+        const double x = i / 65535.0;
+        t[i] = Round(
+            x <= 0.00304
+                ? 12.92 * x * 65535.0
+                : std::min((1.055 * std::pow(x, 0.4166666666666667) - 0.055) * 65535.0, 65535.0));
+    }
+    return t;
+}
+
+// Gamma 1.8, its gain near black held at 16.
+Table Gamma18() {
+    Table t = Gamma(1.8, 256);
+    int i = 1;
+    while (static_cast<double>(t[i]) / i > 16.0)
+        ++i;
+    Line(t, 0, 0, i, t[i]);
+    return t;
+}
+
+// The input of a rising table that gives `value`, by halving steps; the one above where none does.
+int Inverse(const Table& t, int value) {
+    int i = 32767;
+    for (int step = 32768; step != 0 && t[i] != value; step /= 2)
+        i = std::clamp(t[i] < value ? i + step : i - step, 0, kTop);
+    return t[i] < value && i < kTop - 1 ? i + 1 : i;
+}
+
+int BlackPoint(int x, int black) {
+    if (black == kTop)
+        return kTop;
+    const double v = (x - black) / static_cast<double>(kTop - black) * 65535.0;
+    return x < black ? 0 : static_cast<int>(v + 0.499);
+}
+
+// Levels of a reflective original: black, gamma over 256 pieces with a 12-bit fraction, gain.
+Table Levels(double black, double gamma, double gain) {
+    Table t(65536);
+    for (int i = 0; i <= kTop; ++i)
+        t[i] = BlackPoint(i, static_cast<int>(Fixed(black) * 65535.0 / 255.0));
+    gamma = Fixed(gamma);
+    if (gamma < 0.99 || gamma > 1.01) {
+        const Table from = t;
+        for (int i = 0; i <= kTop; i += 256) {
+            const int j = std::min(i + 256, kTop);
+            const int y0 = std::min(Round(Power(from[i], gamma)), kTop);
+            const int slope = (std::min(Round(Power(from[j], gamma)), kTop) - y0) * 4096 / (j - i);
+            for (int k = i; k < i + 256; ++k)
+                t[k] = y0 + (((k - i) * slope) >> 12);
+        }
+    }
+    for (int& v : t)
+        v = Held(Round(Fixed(gain) * v));
+    t[0] = 0;
+    return t;
+}
+
+// A slide's curve: a ramp from black, gamma, gain.
+Table SlideCurve(double black, double gain, double gamma) {
+    Table t(65536, 0);
+    Line(t, Round(Fixed(black)), 0, kTop, kTop);
+    t[kTop] = kTop;
+    const Table behind = Gamma(Fixed(gamma), 256);
+    for (int& v : t)
+        v = Held(Round(Fixed(gain) * behind[v]));
+    t[0] = 0;
+    return t;
+}
+
+// A negative's curve: black, gain, gamma.
+Table NegativeCurve(double black, double gain, double gamma) {
+    Table t(65536);
+    const Table behind = Gamma(Fixed(gamma), 2);
+    for (int i = 0; i <= kTop; ++i)
+        t[i] = behind[Held(Round(Fixed(gain) * BlackPoint(i, static_cast<int>(Fixed(black)))))];
+    return t;
+}
+
+// ---- Matrices
+
+struct Matrix {
+    double m[9];
+
+    static Matrix Rows(double r, double g, double b) { return {{r, g, b, r, g, b, r, g, b}}; }
+    static Matrix Saturation(double s) {
+        const double d = s < 1 ? 1 + (s - 1) * 2 / 3 : 1 + (s - 1) * 0.5;
+        const double o = s < 1 ? 0.3333333 - s / 3 : -(s - 1) * 0.25;
+        return {{d, o, o, o, d, o, o, o, d}};
+    }
+    // This one first, then `next`; no element above 1.98.
+    Matrix Then(const Matrix& next) const {
+        Matrix t;
+        double largest = 0;
+        for (int i = 0; i < 9; ++i) {
+            const int r = i / 3 * 3;
+            const int c = i % 3;
+            t.m[i] = next.m[r] * m[c] + next.m[r + 1] * m[3 + c] + next.m[r + 2] * m[6 + c];
+            largest = std::max(largest, std::abs(t.m[i]));
+        }
+        for (double& v : t.m)
+            v *= largest > 1.98 ? 1.98 / largest : 1.0;
+        return t;
+    }
+    void Mix(int* pixel) const {
+        const int in[3] = {pixel[0], pixel[1], pixel[2]};
+        bool neutral = true;
+        for (int i = 0; i < 9; ++i)
+            neutral = neutral && std::abs(m[i] - (i % 4 == 0 ? 1 : 0)) < 0.01;
+        for (int r = 0; r < 3 && !neutral; ++r) {
+            std::int64_t sum = 0;
+            for (int c = 0; c < 3; ++c)
+                sum += static_cast<int>(m[3 * r + c] * 1024.0 + 0.5) * std::int64_t{in[c]};
+            pixel[r] = Held(sum >> 10);
+        }
+    }
+};
+
+// ---- Whole chains
+
+enum Source { kFlatbed, kFeeder, kSlide, kNegative };
+enum Type { kLineArt = 0, kHalftone = 1, kGray = 2, kColor = 3 };
+
+struct Settings {
+    Source m_source = kFlatbed;
+    int m_type = kColor;
+    double m_saturation = 1.0;
+    bool m_saturationWritten = true;
+    int m_threshold = 26111;
+    bool m_invert = false;
+    bool m_gamma18 = false;
+    CTestProfile m_profile;
+};
+
+// A picture on its way: samples red first.
+struct Samples {
+    int m_channels;
+    std::vector<int> m_v;
+
+    void Map(const Table& r, const Table& g, const Table& b) {
+        const Table* const tables[] = {&r, &g, &b};
+        for (std::size_t i = 0; i < m_v.size(); ++i)
+            m_v[i] = (*tables[m_channels == 3 ? i % 3 : 0])[m_v[i]];
+    }
+};
+
+Samples Decode(const CTestPicture& picture, bool encoded) {
+    Samples s{picture.m_bits / 8, {}};
+    const Table curve = encoded ? Srgb() : Table();
+    for (std::size_t i = 0; i < picture.m_pixels.size(); ++i) {
+        const std::size_t at = s.m_channels == 3 ? i / 3 * 3 + 2 - i % 3 : i;
+        const int sample = picture.m_pixels[at] << 8;
+        s.m_v.push_back(encoded ? Inverse(curve, sample) : sample);
+    }
+    return s;
+}
+
+bool IsBits(const Settings& s) {
+    return s.m_type == kLineArt || (s.m_type == kHalftone && s.m_source <= kFeeder);
+}
+
+void Tone(Samples& samples, const Settings& s) {
+    const CTestProfile& p = s.m_profile;
+    if (s.m_source <= kFeeder) {
+        const QLCoeffRecord& c = s.m_source == kFeeder ? p.m_feederCoeffs : p.m_flatbedCoeffs;
+        bool neutral = true;
+        for (int i = 0; i < 3; ++i)
+            neutral = neutral && Fixed(c.m_gamma[i]) == 1 && Fixed(c.m_black[i]) == 0;
+        if (neutral || IsBits(s))
+            return;
+        const auto table = [&c](int i) { return Levels(c.m_black[i], c.m_gamma[i], c.m_gain[i]); };
+        if (samples.m_channels == 3) {
+            samples.Map(table(0), table(1), table(2));
+        } else {
+            const Table gray = Levels(p.m_gray.m_black, p.m_gray.m_gamma, p.m_gray.m_gain);
+            samples.Map(gray, gray, gray);
+        }
+    } else if (samples.m_channels == 3) {
+        const QLCoeffRecord& c = s.m_source == kSlide ? p.m_slideCoeffs : p.m_negCoeffs;
+        const auto table = [&](int i) {
+            return s.m_source == kSlide ? SlideCurve(c.m_black[i], c.m_gain[i], c.m_gamma[i])
+                                        : NegativeCurve(c.m_black[i], c.m_gain[i], c.m_gamma[i]);
+        };
+        samples.Map(table(0), table(1), table(2));
+    }
+}
+
+void Color(Samples& samples, const Settings& s) {
+    const CTestProfile& p = s.m_profile;
+    const bool slideGray = s.m_source == kSlide && (s.m_type == kGray || s.m_type == kHalftone);
+    if (samples.m_channels != 3 || slideGray)
+        return;
+    const Matrix saturation = Matrix::Saturation(Fixed(s.m_saturation));
+    Matrix matrix = saturation;
+    if (s.m_source != kNegative && s.m_type == kColor) {
+        Matrix device;
+        std::copy_n(s.m_source == kSlide ? p.m_slide : p.m_flatbed, 9, device.m);
+        matrix = device.Then(saturation);
+    } else if (s.m_type != kColor && s.m_source <= kFeeder) {
+        matrix = Matrix::Rows(p.m_gray.m_weights[0], p.m_gray.m_weights[1], p.m_gray.m_weights[2]);
+    } else if (s.m_type != kColor &&
+               (s.m_source == kSlide || !s.m_saturationWritten || s.m_type == kHalftone)) {
+        // The negative's stage takes a saturation that is written for its whole matrix. Halftone is
+        // asked for behind it.
+        matrix = Matrix::Rows(0.3, 0.59, 0.11);
+    }
+    for (std::size_t i = 0; i < samples.m_v.size(); i += 3)
+        matrix.Mix(samples.m_v.data() + i);
+}
+
+void TakeGreen(Samples& samples) {
+    if (samples.m_channels != 3)
+        return;
+    for (std::size_t i = 0; i < samples.m_v.size() / 3; ++i)
+        samples.m_v[i] = samples.m_v[3 * i + 1];
+    samples.m_v.resize(samples.m_v.size() / 3);
+    samples.m_channels = 1;
+}
+
+// Samples as they stand before the threshold or the inversion.
+Samples Developed(const CTestPicture& picture, const Settings& s) {
+    Samples samples = Decode(picture, s.m_profile.m_defaults.m_srgbOutput != 0);
+    Tone(samples, s);
+    Color(samples, s);
+    if (!IsBits(s)) {
+        const Table curve = s.m_gamma18 ? Gamma18() : Srgb();
+        samples.Map(curve, curve, curve);
+    }
+    if (s.m_type != kColor)
+        TakeGreen(samples);
+    return samples;
+}
+
+// Bitmap rows, top line first. Bytes that fill a row up hold what fresh lines hold, 0xFF.
+Bytes Rows(const Samples& samples, std::size_t width, const Settings& s) {
+    const bool bits = IsBits(s);
+    const auto channels = static_cast<std::size_t>(samples.m_channels);
+    const std::size_t rowBytes = bits ? (width + 7) / 8 : width * channels;
+    const std::size_t stride = (rowBytes + 3) / 4 * 4;
+    Bytes rows;
+    for (std::size_t start = 0; start < samples.m_v.size(); start += width * channels) {
+        Bytes row(stride, 0xFF);
+        std::fill_n(row.begin(), bits ? rowBytes : 0, std::uint8_t{0});
+        for (std::size_t i = 0; i < width * channels; ++i) {
+            const int v = samples.m_v[start + i];
+            const int shown = s.m_invert ? kTop - v : v;
+            if (bits)
+                row[i / 8] |= v > s.m_threshold ? 0x80 >> i % 8 : 0;
+            else
+                row[channels == 3 ? i / 3 * 3 + 2 - i % 3 : i] =
+                    static_cast<std::uint8_t>(shown >> 8);
+        }
+        for (std::size_t i = 0; bits && s.m_invert && i < rowBytes; ++i)
+            row[i] = static_cast<std::uint8_t>(~row[i]);
+        rows.insert(rows.end(), row.begin(), row.end());
+    }
+    return rows;
+}
+
+Bytes Expected(const CTestPicture& picture, const Settings& s) {
+    return Rows(Developed(picture, s), static_cast<std::size_t>(picture.m_width), s);
+}
+
+// ---- The same settings for the engine
+
+void Apply(CQLEngine& engine, const Settings& s) {
+    CTestItem item;
+    s.m_profile.PutInto(item);
+    item.m_longs = {{WIA_IPA_DATATYPE, s.m_type},
+                    {QL_PROP_EXPOSURE_METHOD, 0},
+                    {WIA_IPS_BRIGHTNESS, 0},
+                    {WIA_IPS_THRESHOLD, (s.m_threshold + 1) / 512 - 1},
+                    {QL_PROP_TMA_SELECT, s.m_source >= kSlide ? 1 : 2},
+                    {WIA_DPS_DOCUMENT_HANDLING_SELECT, s.m_source == kFeeder ? FEEDER : FLATBED},
+                    {QL_PROP_TMA_METHOD, s.m_source == kNegative ? 1 : 0}};
+    if (s.m_saturationWritten)
+        item.m_longs[QL_PROP_SATURATION] = Round(s.m_saturation * 1000);
+    engine.ReadItemSettings(&item);
+    if (s.m_type == kHalftone) {
+        engine.SetValue(QL_ATTR_OUTPUT_TYPE, kHalftone);
+        engine.SetValue(QL_ATTR_THRESHOLD, IntegerWord(s.m_threshold));
+    }
+    engine.SetValue(QL_ATTR_INVERT, s.m_invert);
+    engine.SetValue(QL_ATTR_CURVE_SELECT, s.m_gamma18);
+}
+
+testing::AssertionResult Same(const Bytes& got, const Bytes& expected) {
+    if (got.size() != expected.size()) {
+        return testing::AssertionFailure()
+               << got.size() << " bytes came, " << expected.size() << " expected";
+    }
+    const auto [a, b] = std::mismatch(got.begin(), got.end(), expected.begin());
+    if (a == got.end())
+        return testing::AssertionSuccess();
+    return testing::AssertionFailure()
+           << "byte " << a - got.begin() << " is " << int{*a} << ", not " << int{*b};
+}
+
+// Tables that move every sample, with a clipping gain, an element above the matrix limit, blacks
+// that are cut and gray weights that don't add up to 1.
+CTestProfile StrongProfile() {
+    CTestProfile p;
+    p.m_flatbedCoeffs = {1, {4.2, 0, 7.75}, {1.1, 0.95, 1.0}, {1.3, 0.8, 1.0}, 0};
+    p.m_feederCoeffs = {1, {0, 11.3, 2.1}, {1.0, 1.2, 0.9}, {1.0, 1.7, 1.1}, 0};
+    p.m_slideCoeffs = {1, {1200.6, 0, 303.3}, {1.05, 0.9, 1.2}, {1.4, 1.0, 0.75}, 0};
+    p.m_negCoeffs = {1, {900.7, 2000.2, 0}, {1.3, 1.0, 0.8}, {1.9, 0.6, 1.005}, 0.07};
+    p.m_gray = {1, {0.25, 0.6, 0.2}, 3.3, 1.08, 1.25};
+    const double flatbed[9] = {2.4, -0.3, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
+    const double slide[9] = {1.2, -0.1, -0.1, 0.2, 0.7, 0.1, -0.3, 0.1, 1.2};
+    std::copy_n(flatbed, 9, p.m_flatbed);
+    std::copy_n(slide, 9, p.m_slide);
+    return p;
+}
+
+// The sizes that show faults: one pixel, odd ones, one line.
+std::vector<CTestPicture> AwkwardPictures(std::int32_t bits) {
+    std::vector<CTestPicture> pictures;
+    for (const auto& [width, height] : {std::pair{1, 1}, {5, 5}, {9, 3}, {258, 1}, {533, 41}})
+        pictures.push_back(NoisePicture(width, height, bits, static_cast<std::uint32_t>(width)));
+    return pictures;
+}
+
+class WholeChain : public testing::TestWithParam<std::tuple<int, int>> {};
+
+TEST_P(WholeChain, GivesTheWorkedOutBitmap) {
+    Settings s;
+    s.m_source = static_cast<Source>(std::get<0>(GetParam()));
+    s.m_type = std::get<1>(GetParam());
+    for (const bool strong : {false, true}) {
+        if (strong) {
+            s.m_profile = StrongProfile();
+            s.m_saturation = 1.3;
+        }
+        CEngineRig rig;
+        Apply(rig.m_engine, s);
+        for (const std::int32_t bits : {24, 8}) {
+            for (const CTestPicture& picture : AwkwardPictures(bits)) {
+                EXPECT_TRUE(Same(rig.RunStream(picture, {20}), Expected(picture, s)))
+                    << picture.m_width << " x " << picture.m_height << ", " << bits << " bits"
+                    << (strong ? ", strong tables" : "");
+            }
+        }
+    }
+}
+
+std::string CaseName(const testing::TestParamInfo<std::tuple<int, int>>& info) {
+    constexpr const char* kSources[] = {"Flatbed", "Feeder", "Slide", "Negative"};
+    constexpr const char* kTypes[] = {"LineArt", "Halftone", "Gray", "Color"};
+    return std::string(kSources[std::get<0>(info.param)]) + kTypes[std::get<1>(info.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(All, WholeChain,
+                         testing::Combine(testing::Range(0, 4), testing::Range(0, 4)), CaseName);
+
+TEST(WholeChainRoads, AnyBandsAndTheBenchFileGiveTheSameBytes) {
+    for (const int type : {kColor, kGray, kLineArt}) {
+        Settings s;
+        s.m_type = type;
+        s.m_profile = StrongProfile();
+        CEngineRig rig;
+        Apply(rig.m_engine, s);
+        const CTestPicture page = NoisePicture(533, 41);
+        const Bytes expected = Expected(page, s);
+        // The second of {6, 1} and on: one line at a time.
+        const std::vector<std::vector<std::int32_t>> kPatterns = {
+            {1}, {2}, {3}, {6, 1}, {7}, {8}, {19}, {20}, {41}, {64}, {5, 1, 9, 2, 30}};
+        for (const auto& bands : kPatterns)
+            EXPECT_TRUE(Same(rig.RunStream(page, bands), expected)) << "bands of " << bands[0];
+        for (const CTestPicture& picture : AwkwardPictures(24)) {
+            for (const bool topDown : {false, true}) {
+                EXPECT_TRUE(Same(rig.RunFile(picture, topDown), Expected(picture, s)))
+                    << picture.m_width << " x " << picture.m_height;
+            }
+        }
+    }
+}
+
+TEST(WholeChainReuse, OneEngineTakesAllSourcesInAnyOrder) {
+    CEngineRig rig;
+    Settings s;
+    s.m_profile = StrongProfile();
+    const CTestPicture page = NoisePicture(37, 12);
+    const std::pair<Source, Type> kOrder[] = {
+        {kSlide, kColor},   {kFlatbed, kGray},     {kNegative, kColor}, {kFeeder, kColor},
+        {kFlatbed, kColor}, {kNegative, kLineArt}, {kSlide, kGray},     {kNegative, kGray},
+        {kSlide, kLineArt}, {kSlide, kColor},      {kFlatbed, kLineArt}};
+    for (const auto& [source, type] : kOrder) {
+        s.m_source = source;
+        s.m_type = type;
+        s.m_saturation = source == kFlatbed ? 0.6 : 1.4;
+        Apply(rig.m_engine, s);
+        EXPECT_TRUE(Same(rig.RunStream(page, {20}), Expected(page, s)))
+            << "source " << source << ", type " << type;
+    }
+}
+
+TEST(WholeChainSettings, SaturationInversionAndCurves) {
+    CEngineRig rig;
+    Settings s;
+    s.m_profile = StrongProfile();
+    const CTestPicture page = NoisePicture(37, 12);
+    for (const double saturation : {0.0, 0.6, 1.5}) {
+        s.m_saturation = saturation;
+        Apply(rig.m_engine, s);
+        EXPECT_TRUE(Same(rig.RunStream(page, {20}), Expected(page, s))) << saturation;
+    }
+    for (const int type : {kColor, kGray, kHalftone}) {
+        s.m_type = type;
+        s.m_invert = true;
+        s.m_threshold = 26111;
+        Apply(rig.m_engine, s);
+        // Written while inverted, a threshold counts from the other end.
+        rig.m_engine.SetValue(QL_ATTR_THRESHOLD, IntegerWord(kTop - s.m_threshold));
+        EXPECT_TRUE(Same(rig.RunStream(page, {20}), Expected(page, s)))
+            << "inverted, type " << type;
+    }
+    s.m_invert = false;
+    s.m_gamma18 = true;
+    for (const int type : {kGray, kColor}) {
+        s.m_type = type;
+        Apply(rig.m_engine, s);
+        EXPECT_TRUE(Same(rig.RunStream(page, {20}), Expected(page, s))) << "gamma 1.8, " << type;
+    }
+}
+
+TEST(WholeChainSettings, EncodedSourcesAreDecodedFirst) {
+    for (const int type : {kColor, kGray, kLineArt}) {
+        Settings s;
+        s.m_type = type;
+        s.m_profile.m_defaults.m_srgbOutput = 1;
+        for (const std::int32_t bits : {24, 8}) {
+            CEngineRig rig;
+            Apply(rig.m_engine, s);
+            const CTestPicture page = NoisePicture(61, 7, bits);
+            EXPECT_TRUE(Same(rig.RunStream(page, {20}), Expected(page, s))) << type << ", " << bits;
+        }
+    }
+}
+
+TEST(WholeChainSettings, ANegativesGrayFollowsWhatWasWrittenLast) {
+    const CTestPicture page = NoisePicture(37, 12);
+    for (const bool written : {false, true}) {
+        CEngineRig rig;
+        Settings s;
+        s.m_source = kNegative;
+        s.m_type = kGray;
+        s.m_saturation = written ? 0.5 : 1.0;
+        s.m_saturationWritten = written;
+        Apply(rig.m_engine, s);
+        EXPECT_TRUE(Same(rig.RunStream(page, {20}), Expected(page, s))) << written;
+    }
+}
+
+TEST(WholeChainAnalysis, TheAutomaticThresholdComesFromTheFirstPass) {
+    // Writing on dull paper, whose brightness falls off below the fixed threshold.
+    CTestPicture page{120, 40, 24, {}};
+    for (int i = 0; i < 120 * 40; ++i) {
+        const int gray = i % 7 == 0 ? 15 + i % 11 : 120 - i / 90;
+        page.m_pixels.insert(page.m_pixels.end(), 3, static_cast<std::uint8_t>(gray));
+    }
+    Settings s;
+    s.m_type = kLineArt;
+    CEngineRig rig;
+    Apply(rig.m_engine, s);
+    const Samples gray = Developed(page, s);
+    std::vector<int> sorted = gray.m_v;
+    std::sort(sorted.begin(), sorted.end());
+    // The samples that hold the darkest and the lightest 2 in 100 apart, 51 parts to 49.
+    const auto part = static_cast<std::size_t>(static_cast<double>(sorted.size()) * 0.02 + 0.5);
+    const int low = sorted[part - 1];
+    const int high = sorted[sorted.size() - part];
+    ASSERT_LT(low, 28160) << "else the narrow rule would hold";
+    const Bytes before = rig.RunFile(page);
+    EXPECT_TRUE(Same(before, Expected(page, s)));
+    rig.m_engine.SetValue(QL_ATTR_AUTO_THRESHOLD_ON, 0);
+    EXPECT_TRUE(Same(rig.RunFile(page, false, true), before)) << "not wanted";
+    rig.m_engine.SetValue(QL_ATTR_AUTO_THRESHOLD_ON, 1);
+    const Bytes after = rig.RunFile(page, false, true);
+    s.m_threshold = (low * 51 + high * 49) / 100;
+    EXPECT_EQ(rig.Get(QL_ATTR_THRESHOLD), s.m_threshold);
+    EXPECT_TRUE(Same(after, Expected(page, s)));
+    EXPECT_FALSE(Same(after, before));
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+// An input stream over given bytes, which notes what it is asked for.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "engine/input_stream.h"
+
+// Not counted: it belongs to the test.
+class CByteStream final : public CQLInputStream {
+  public:
+    explicit CByteStream(std::vector<std::uint8_t> bytes) : m_bytes(std::move(bytes)) {
+        m_cbWritten = static_cast<std::uint32_t>(m_bytes.size());
+    }
+
+    HRESULT QueryInterface(REFIID, void** object) override {
+        *object = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG AddRef() override { return 1; }
+    ULONG Release() override { return 1; }
+
+    // Delivers what is there, up to `bytes`, also when it is told to fail.
+    HRESULT Read(void* target, ULONG bytes, ULONG* read) override {
+        const bool fails = m_failing.count(m_reads.size()) != 0;
+        m_reads.push_back(bytes);
+        const auto got = static_cast<ULONG>(std::min<std::size_t>(bytes, m_bytes.size() - m_next));
+        if (got != 0)
+            std::memcpy(target, m_bytes.data() + m_next, got);
+        m_next += got;
+        m_cbRead += got;
+        if (read)
+            *read = got;
+        return fails ? E_FAIL : got == bytes ? S_OK : S_FALSE;
+    }
+    HRESULT Write(const void*, ULONG, ULONG*) override { return E_NOTIMPL; }
+    HRESULT Seek(LARGE_INTEGER, DWORD, ULARGE_INTEGER*) override { return E_NOTIMPL; }
+    HRESULT SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
+    HRESULT CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT Commit(DWORD) override { return E_NOTIMPL; }
+    HRESULT Revert() override { return E_NOTIMPL; }
+    HRESULT LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+    HRESULT UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+    HRESULT Stat(STATSTG*, DWORD) override { return E_NOTIMPL; }
+    HRESULT Clone(IStream**) override { return E_NOTIMPL; }
+
+    std::vector<ULONG> m_reads;       // bytes asked for, call by call
+    std::set<std::size_t> m_failing;  // calls that report a failure, the first being 0
+
+  private:
+    std::vector<std::uint8_t> m_bytes;
+    std::size_t m_next = 0;
+};

@@ -1,0 +1,356 @@
+// Fakes around the imaging engine: a stream that is fed by script, an item, a client that keeps
+// what it is told, and the roads that an image takes through an engine.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "engine/engine.h"
+#include "platform/files.h"
+#include "platform/registry.h"
+#include "platform/wia.h"
+
+using Bytes = std::vector<std::uint8_t>;
+
+// A picture as its packed rows: 3 bytes a pixel (blue first) or 1.
+struct CTestPicture {
+    std::int32_t m_width = 0;
+    std::int32_t m_height = 0;
+    std::int32_t m_bits = 24;
+    Bytes m_pixels;
+
+    std::size_t RowBytes() const { return static_cast<std::size_t>(m_width * m_bits / 8); }
+    std::size_t Stride() const { return (RowBytes() + 3) / 4 * 4; }
+};
+
+// Reproducible noise over the whole range, with runs of black and white.
+inline CTestPicture NoisePicture(std::int32_t width, std::int32_t height, std::int32_t bits = 24,
+                                 std::uint32_t seed = 1) {
+    CTestPicture picture{width, height, bits, {}};
+    picture.m_pixels.resize(picture.RowBytes() * static_cast<std::size_t>(height));
+    for (std::uint8_t& byte : picture.m_pixels) {
+        seed = seed * 1664525u + 1013904223u;
+        const std::uint32_t kind = seed >> 29;
+        byte = static_cast<std::uint8_t>(kind == 0 ? 0 : (kind == 1 ? 255 : seed >> 16 & 0xFF));
+    }
+    return picture;
+}
+
+// The headers of a bitmap file, with a gray ramp behind them for 8 bits. A negative height: top
+// line first.
+inline Bytes BitmapHeaders(const CTestPicture& picture, std::int32_t biHeight,
+                           std::int32_t pelsPerMeter = 11811) {
+    BITMAPINFOHEADER info = {};
+    info.biSize = sizeof(info);
+    info.biWidth = picture.m_width;
+    info.biHeight = biHeight;
+    info.biPlanes = 1;
+    info.biBitCount = static_cast<WORD>(picture.m_bits);
+    info.biXPelsPerMeter = info.biYPelsPerMeter = pelsPerMeter;
+    info.biClrUsed = picture.m_bits == 8 ? 256 : 0;
+    info.biSizeImage =
+        static_cast<DWORD>(picture.Stride() * static_cast<std::size_t>(picture.m_height));
+    BITMAPFILEHEADER file = {};
+    file.bfType = BITMAP_FILE_TYPE;
+    file.bfOffBits = static_cast<DWORD>(sizeof(file) + sizeof(info) + info.biClrUsed * 4);
+    file.bfSize = file.bfOffBits + info.biSizeImage;
+    Bytes bytes(file.bfOffBits);
+    std::memcpy(bytes.data(), &file, sizeof(file));
+    std::memcpy(bytes.data() + sizeof(file), &info, sizeof(info));
+    for (DWORD i = 0; i < info.biClrUsed * 4; ++i)
+        bytes[sizeof(file) + sizeof(info) + i] = static_cast<std::uint8_t>(i % 4 == 3 ? 0 : i / 4);
+    return bytes;
+}
+
+// A stream whose headers are there at once and whose rows are added by script. Padding bytes of the
+// rows hold a value that must never show.
+class CTestStream final : public CQLInputStream {
+  public:
+    explicit CTestStream(const CTestPicture& picture) : m_picture(picture) {
+        Append(BitmapHeaders(picture, -picture.m_height));
+    }
+    // A stream of arbitrary bytes.
+    explicit CTestStream(const Bytes& bytes) { Append(bytes); }
+
+    void AddLines(std::int32_t count) {
+        for (; count > 0 && m_nextLine < m_picture.m_height; --count, ++m_nextLine, ++m_nLines) {
+            const auto* row = m_picture.m_pixels.data() +
+                              m_picture.RowBytes() * static_cast<std::size_t>(m_nextLine);
+            Bytes padded(row, row + m_picture.RowBytes());
+            padded.resize(m_picture.Stride(), 0xA5);
+            Append(padded);
+        }
+    }
+    std::int32_t LinesLeft() const { return m_picture.m_height - m_nextLine; }
+
+    HRESULT QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG AddRef() override { return 1; }
+    ULONG Release() override { return 1; }
+    HRESULT Read(void* target, ULONG bytes, ULONG* read) override {
+        const std::size_t count = std::min<std::size_t>(bytes, m_bytes.size() - m_cbRead);
+        if (count != 0)
+            std::memcpy(target, m_bytes.data() + m_cbRead, count);
+        m_cbRead += static_cast<std::uint32_t>(count);
+        if (read)
+            *read = static_cast<ULONG>(count);
+        return S_OK;
+    }
+    HRESULT Write(const void* source, ULONG bytes, ULONG* written) override {
+        const auto* first = static_cast<const std::uint8_t*>(source);
+        Append(Bytes(first, first + bytes));
+        *written = bytes;
+        return S_OK;
+    }
+    HRESULT Seek(LARGE_INTEGER, DWORD, ULARGE_INTEGER*) override { return E_NOTIMPL; }
+    HRESULT SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
+    HRESULT CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT Commit(DWORD) override { return E_NOTIMPL; }
+    HRESULT Revert() override { return E_NOTIMPL; }
+    HRESULT LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+    HRESULT UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+    HRESULT Stat(STATSTG*, DWORD) override { return E_NOTIMPL; }
+    HRESULT Clone(IStream**) override { return E_NOTIMPL; }
+
+    const Bytes& All() const { return m_bytes; }
+
+  private:
+    void Append(const Bytes& bytes) {
+        m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
+        m_cbWritten += static_cast<std::uint32_t>(bytes.size());
+    }
+
+    CTestPicture m_picture;
+    Bytes m_bytes;
+    std::int32_t m_nextLine = 0;
+};
+
+// A bitmap file in the temporary folder, named as the engine's bench source, while it lives.
+class CTestBenchFile {
+  public:
+    explicit CTestBenchFile(const CTestPicture& picture, bool topDown = false) {
+        char folder[MAX_PATH + 1] = "";
+        char name[MAX_PATH + 1] = "";
+        GetTempPathA(sizeof(folder), folder);
+        GetTempFileNameA(folder, "nvq", 0, name);
+        m_path = name;
+        std::ofstream file(m_path, std::ios::binary);
+        const auto write = [&file](const Bytes& bytes) {
+            file.write(reinterpret_cast<const char*>(bytes.data()),
+                       static_cast<std::streamsize>(bytes.size()));
+        };
+        write(BitmapHeaders(picture, topDown ? -picture.m_height : picture.m_height));
+        for (std::int32_t i = 0; i < picture.m_height; ++i) {
+            const auto line = static_cast<std::size_t>(topDown ? i : picture.m_height - 1 - i);
+            const auto* row = picture.m_pixels.data() + picture.RowBytes() * line;
+            Bytes padded(row, row + picture.RowBytes());
+            padded.resize(picture.Stride(), 0xA5);
+            write(padded);
+        }
+        file.close();
+        SetBench(m_path);
+    }
+    ~CTestBenchFile() {
+        RegClearProcessValues();
+        DeleteFileA(m_path.c_str());
+    }
+    CTestBenchFile(const CTestBenchFile&) = delete;
+    CTestBenchFile& operator=(const CTestBenchFile&) = delete;
+
+    static void SetBench(const std::string& path) {
+        constexpr char kKey[] = "Software\\Norvane\\Varnook";
+        const DWORD on = 1;
+        RegSetProcessValue(HKEY_CURRENT_USER, kKey, "ScanFromFile", REG_DWORD, &on, sizeof(on));
+        RegSetProcessValue(HKEY_CURRENT_USER, kKey, "ScanFilePath", REG_SZ, path.c_str(),
+                           static_cast<DWORD>(path.size() + 1));
+    }
+
+  private:
+    std::string m_path;
+};
+
+// An item: what was put in can be read, everything else can't.
+class CTestItem final : public IQLItemProperties {
+  public:
+    template <typename Record>
+    void PutRecord(DWORD id, const Record& record) {
+        const auto* first = reinterpret_cast<const BYTE*>(&record);
+        m_records[id] = Bytes(first, first + sizeof(record));
+    }
+
+    HRESULT ReadLong(DWORD id, LONG* out) override {
+        m_reads.push_back(id);
+        const auto found = m_longs.find(id);
+        if (found == m_longs.end())
+            return m_missing;
+        *out = found->second;
+        return S_OK;
+    }
+    HRESULT ReadString(DWORD, BSTR*) override { return E_NOTIMPL; }
+    HRESULT ReadGuid(DWORD, GUID*) override { return E_NOTIMPL; }
+    HRESULT ReadBin(DWORD id, ULONG size, BYTE* buffer) override {
+        m_reads.push_back(id);
+        const auto found = m_records.find(id);
+        if (found == m_records.end() || found->second.size() != size)
+            return m_missing;
+        std::copy(found->second.begin(), found->second.end(), buffer);
+        return S_OK;
+    }
+    HRESULT WriteLong(DWORD id, LONG value) override {
+        m_writes.emplace_back(id, value);
+        return S_OK;
+    }
+    HRESULT WriteString(DWORD, const OLECHAR*) override { return S_OK; }
+    HRESULT WriteGuid(DWORD, const GUID&) override { return E_NOTIMPL; }
+
+    std::map<DWORD, LONG> m_longs;
+    std::map<DWORD, Bytes> m_records;
+    HRESULT m_missing = E_INVALIDARG;
+    std::vector<DWORD> m_reads;
+    std::vector<std::pair<DWORD, LONG>> m_writes;
+};
+
+// The per-model tables, neutral until a test fills them.
+struct CTestProfile {
+    QLProfileDefaults m_defaults;
+    double m_flatbed[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_slide[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_feeder[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_post[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_density[18] = {};
+    QLCoeffRecord m_flatbedCoeffs, m_feederCoeffs, m_slideCoeffs, m_slideCoeffsB, m_negCoeffs;
+    QLGrayRecord m_gray;
+
+    void PutInto(CTestItem& item) const {
+        QLProfileDefaults defaults = m_defaults;
+        defaults.m_valid = 1;
+        item.PutRecord(QL_PROP_DEFAULTS, defaults);
+        item.PutRecord(QL_PROP_FLATBED_MATRIX, m_flatbed);
+        item.PutRecord(QL_PROP_SLIDE_MATRIX, m_slide);
+        item.PutRecord(QL_PROP_FEEDER_MATRIX, m_feeder);
+        item.PutRecord(QL_PROP_POST_MATRIX, m_post);
+        item.PutRecord(QL_PROP_DENSITY_MATRIX, m_density);
+        item.PutRecord(QL_PROP_FLATBED_COEFFS, m_flatbedCoeffs);
+        item.PutRecord(QL_PROP_FEEDER_COEFFS, m_feederCoeffs);
+        item.PutRecord(QL_PROP_SLIDE_COEFFS, m_slideCoeffs);
+        item.PutRecord(QL_PROP_SLIDE_COEFFS_B, m_slideCoeffsB);
+        item.PutRecord(QL_PROP_NEG_COEFFS, m_negCoeffs);
+        item.PutRecord(QL_PROP_GRAY, m_gray);
+    }
+};
+
+// A client that keeps every message, and can answer and act by script.
+class CTestClient final : public IQLImageCallback {
+  public:
+    struct Message {
+        std::uint32_t m_type;
+        std::uint32_t m_percent;
+        Bytes m_bytes;
+    };
+
+    HRESULT ImageCallback(std::uint32_t type, std::uint32_t reserved, std::uint32_t percent,
+                          std::int32_t length, std::uint8_t* buffer) override {
+        m_reservedSeen |= reserved;
+        m_messages.push_back(
+            {type, percent, length > 0 ? Bytes(buffer, buffer + length) : Bytes()});
+        return m_act ? m_act(m_messages.back()) : S_OK;
+    }
+
+    std::vector<const Message*> OfType(std::uint32_t type) const {
+        std::vector<const Message*> found;
+        for (const Message& message : m_messages) {
+            if (message.m_type == type)
+                found.push_back(&message);
+        }
+        return found;
+    }
+    BITMAPINFOHEADER Header() const {
+        BITMAPINFOHEADER header = {};
+        const auto headers = OfType(QL_IMAGE_CALLBACK_DIB_HEADER);
+        if (!headers.empty())
+            std::memcpy(&header, headers.back()->m_bytes.data(), sizeof(header));
+        return header;
+    }
+    // All rows that came.
+    Bytes Rows() const {
+        Bytes rows;
+        for (const Message* band : OfType(QL_IMAGE_CALLBACK_DIB_BUFFER))
+            rows.insert(rows.end(), band->m_bytes.begin(), band->m_bytes.end());
+        return rows;
+    }
+    // Bytes of each band.
+    std::vector<std::size_t> BandSizes() const {
+        std::vector<std::size_t> sizes;
+        for (const Message* band : OfType(QL_IMAGE_CALLBACK_DIB_BUFFER))
+            sizes.push_back(band->m_bytes.size());
+        return sizes;
+    }
+
+    std::vector<Message> m_messages;
+    std::uint32_t m_reservedSeen = 0;
+    std::function<HRESULT(const Message&)> m_act;
+};
+
+// An engine with one client.
+struct CEngineRig {
+    CEngineRig() {
+        m_engine.Init();
+        m_engine.AddClient(&m_client, &m_clientId);
+    }
+
+    void Begin(CTestStream& stream) {
+        m_engine.SetInputStream(&stream);
+        m_engine.Start();
+        m_engine.FireBegin();
+    }
+    void Feed(CTestStream& stream, std::int32_t lines) {
+        stream.AddLines(lines);
+        m_engine.FireFeed();
+    }
+    void Finish() {
+        m_engine.FireEnd();
+        m_engine.Stop();
+    }
+    // A whole image in bands of the given sizes, the last of which repeats. A first feed that
+    // announces ten lines and brings none sets the measure of what stays behind to five, so that
+    // any first band will do.
+    Bytes RunStream(const CTestPicture& picture, const std::vector<std::int32_t>& bands) {
+        m_client.m_messages.clear();
+        CTestStream stream(picture);
+        Begin(stream);
+        stream.m_nLines = 10;
+        m_engine.FireFeed();
+        stream.m_nLines = 0;
+        for (std::size_t i = 0; stream.LinesLeft() > 0; ++i)
+            Feed(stream, bands[std::min(i, bands.size() - 1)]);
+        // A feed that finds a single line takes none; the source knows how many there are.
+        stream.m_nLines = std::max(stream.m_nLines, 2u);
+        m_engine.FireFeed();
+        Finish();
+        return m_client.Rows();
+    }
+    // The same from a bench file, whole.
+    Bytes RunFile(const CTestPicture& picture, bool topDown = false, bool analyse = false) {
+        m_client.m_messages.clear();
+        const CTestBenchFile file(picture, topDown);
+        m_engine.Start();
+        if (analyse)
+            m_engine.FireAnalyse();
+        m_engine.FireOpenAnalysed();
+        Finish();
+        return m_client.Rows();
+    }
+
+    std::int32_t Get(std::int32_t id) { return m_engine.GetInteger(id); }
+
+    CQLEngine m_engine;
+    CTestClient m_client;
+    std::uint32_t m_clientId = 0;
+};
