@@ -1,0 +1,116 @@
+#include "pictures/band_writer.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "pictures/file_failure.h"
+
+namespace {
+
+// Colours that go with a depth.
+std::size_t MostColors(WORD bitsPerPixel) {
+    return bitsPerPixel == 24 ? 0 : std::size_t{1} << bitsPerPixel;
+}
+
+}  // namespace
+
+// Runs one step of the file if it is its turn. A step that fails takes the file with it.
+template <typename TAction>
+bool CBandWriter::Try(EState expected, TAction action) {
+    if (m_state != expected) {
+        if (m_error.empty())
+            m_error = "is written in the wrong order: begin, rows, finish";
+        return false;
+    }
+    if (RunGuarded(&m_error, action))
+        return true;
+    m_file.Discard();
+    m_state = EState::Done;
+    return false;
+}
+
+bool CBandWriter::Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) {
+    return Try(EState::Fresh, [&] {
+        CheckHeader(info, palette);
+        TakeHeader(info, palette);
+        m_file.Create();
+        Start();
+        m_state = EState::Begun;
+    });
+}
+
+bool CBandWriter::Write(const std::uint8_t* bytes, std::size_t length) {
+    return Try(EState::Begun, [&] {
+        const auto left = static_cast<std::uint64_t>(m_bytesLeft);
+        Feed(bytes, static_cast<std::int64_t>(std::min<std::uint64_t>(length, left)));
+    });
+}
+
+bool CBandWriter::Finish() {
+    return Try(EState::Begun, [&] {
+        Feed(nullptr, m_bytesLeft);
+        Complete();
+        m_file.Publish();
+        m_state = EState::Done;
+    });
+}
+
+void CBandWriter::CheckHeader(const BITMAPINFOHEADER& info,
+                              std::span<const RGBQUAD> palette) const {
+    const std::string bits = std::to_string(info.biBitCount);
+    if (info.biBitCount != 1 && info.biBitCount != 8 && info.biBitCount != 24)
+        Fail("would hold " + bits + " bits a pixel; images of 1, 8 or 24 bits are written");
+    if (info.biWidth < 1 || info.biWidth > kMaxPictureWidth) {
+        Fail("would be " + std::to_string(info.biWidth) + " pixels wide; 1 to " +
+             std::to_string(kMaxPictureWidth) + " are written");
+    }
+    if (info.biHeight < 1)
+        Fail("would be " + std::to_string(info.biHeight) + " lines high; 1 and more are written");
+    if (info.biCompression != 0) {
+        Fail("would hold rows compressed by method " + std::to_string(info.biCompression) +
+             "; uncompressed rows (method 0) are written");
+    }
+    const std::size_t colors = MostColors(info.biBitCount);
+    if (colors != 0 && (palette.empty() || palette.size() > colors)) {
+        Fail("would have a palette of " + std::to_string(palette.size()) + " colours; 1 to " +
+             std::to_string(colors) + " go with " + bits + " bits a pixel");
+    }
+}
+
+void CBandWriter::TakeHeader(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) {
+    const std::size_t colors = MostColors(info.biBitCount);
+    m_palette.fill({0xFF, 0xFF, 0xFF, 0});
+    if (colors != 0)
+        std::ranges::copy(palette, m_palette.begin());
+    m_info = info;
+    m_info.biClrUsed = static_cast<DWORD>(colors);
+    const std::int64_t stride = BitmapStride(info.biWidth, info.biBitCount);
+    const std::int64_t lines = std::clamp<std::int64_t>(kFileBandBytes / stride, 1, info.biHeight);
+    m_stride = static_cast<std::size_t>(stride);
+    m_band.resize(static_cast<std::size_t>(lines * stride));
+    m_bytesLeft = ImageBytes();
+}
+
+// Takes `length` bytes into the band, which are 0xFF when `bytes` is null, and stores every band
+// that becomes full. The last one is short: it ends with the image.
+void CBandWriter::Feed(const std::uint8_t* bytes, std::int64_t length) {
+    while (length > 0) {
+        const auto part = static_cast<std::size_t>(
+            std::min(length, static_cast<std::int64_t>(m_band.size() - m_filled)));
+        if (bytes) {
+            std::memcpy(m_band.data() + m_filled, bytes, part);
+            bytes += part;
+        } else {
+            std::memset(m_band.data() + m_filled, 0xFF, part);
+        }
+        m_filled += part;
+        length -= static_cast<std::int64_t>(part);
+        m_bytesLeft -= static_cast<std::int64_t>(part);
+        if (m_filled == m_band.size() || m_bytesLeft == 0) {
+            const auto count = static_cast<std::int32_t>(m_filled / m_stride);
+            StoreBand(m_band.data(), count);
+            m_line += count;
+            m_filled = 0;
+        }
+    }
+}

@@ -1,0 +1,52 @@
+// What all writers of pictures have in common: the order of the calls, and bands of whole rows made
+// from runs of bytes.
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "pictures/bitmap_layout.h"
+#include "pictures/pending_file.h"
+#include "pictures/picture_writer.h"
+
+class CBandWriter : public CPictureWriter {
+  public:
+    bool Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) final;
+    bool Write(const std::uint8_t* bytes, std::size_t length) final;
+    bool Finish() final;
+
+  protected:
+    explicit CBandWriter(const std::string& path) : m_file(path) {}
+
+    // The parts of a file; failures are thrown as Fail throws them.
+    virtual void Start() = 0;
+    // `count` rows that begin with line `m_line` of the image, top line first; they may be changed.
+    virtual void StoreBand(std::uint8_t* rows, std::int32_t count) = 0;
+    virtual void Complete() = 0;
+
+    std::span<const RGBQUAD> Palette() const { return {m_palette.data(), m_info.biClrUsed}; }
+    std::size_t Stride() const { return m_stride; }
+    std::int64_t ImageBytes() const {
+        return static_cast<std::int64_t>(m_stride) * m_info.biHeight;
+    }
+
+    CPendingFile m_file;
+    BITMAPINFOHEADER m_info = {};  // biClrUsed is the true number of colours
+    std::int32_t m_line = 0;
+
+  private:
+    enum class EState { Fresh, Begun, Done };
+
+    template <typename TAction>
+    bool Try(EState expected, TAction action);
+    void CheckHeader(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) const;
+    void TakeHeader(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette);
+    void Feed(const std::uint8_t* bytes, std::int64_t length);
+
+    EState m_state = EState::Fresh;
+    std::array<RGBQUAD, kMaxPaletteColors> m_palette = {};
+    std::size_t m_stride = 0;
+    std::vector<std::uint8_t> m_band;
+    std::size_t m_filled = 0;
+    std::int64_t m_bytesLeft = 0;
+};

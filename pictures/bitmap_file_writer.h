@@ -1,0 +1,19 @@
+// A bitmap file, bottom line first as all programs read it: bands are placed from its end on.
+#pragma once
+
+#include "pictures/band_writer.h"
+
+class CBitmapFileWriter final : public CBandWriter {
+  public:
+    explicit CBitmapFileWriter(const std::string& path) : CBandWriter(path) {}
+
+  private:
+    void Start() override;
+    void StoreBand(std::uint8_t* rows, std::int32_t count) override;
+    void Complete() override {}
+
+    std::int64_t PixelOffset() const {
+        return static_cast<std::int64_t>(sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER) +
+                                         Palette().size_bytes());
+    }
+};

@@ -1,0 +1,193 @@
+#include "pictures/bitmap_reader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+#include "pictures/file_failure.h"
+
+namespace {
+
+constexpr DWORD kPlainInfoSize = sizeof(BITMAPINFOHEADER);
+constexpr DWORD kInfoHeaderSizes[] = {kPlainInfoSize, 52, 56, 108, 124};
+constexpr DWORD kUncompressed = 0;
+
+}  // namespace
+
+CBitmapReader::CBitmapReader(CInputFile file) : m_file(std::move(file)) {
+    ReadHeaders();
+    CheckInfo();
+    CheckExtent();
+    CheckPlaces();
+    m_info.m_width = m_infoHeader.biWidth;
+    m_info.m_height = static_cast<std::int32_t>(Height());
+    m_info.m_bitsPerPixel = m_infoHeader.biBitCount;
+    m_info.m_xPelsPerMeter = std::max(m_infoHeader.biXPelsPerMeter, 0);
+    m_info.m_yPelsPerMeter = std::max(m_infoHeader.biYPelsPerMeter, 0);
+    m_info.m_isPlainBitmap = m_infoHeader.biBitCount == 24 && m_infoHeader.biSize == kPlainInfoSize;
+    if (m_infoHeader.biBitCount == 8)
+        TakePalette();
+    const std::int64_t lines = std::clamp<std::int64_t>(kFileBandBytes / Stride(), 1, Height());
+    m_band.resize(static_cast<std::size_t>(lines * Stride()));
+}
+
+std::int64_t CBitmapReader::Stride() const {
+    return BitmapStride(m_infoHeader.biWidth, m_infoHeader.biBitCount);
+}
+
+std::int64_t CBitmapReader::Height() const {
+    const std::int64_t height = m_infoHeader.biHeight;
+    return height < 0 ? -height : height;
+}
+
+std::uint32_t CBitmapReader::PaletteCount() const {
+    return m_infoHeader.biClrUsed == 0 && m_infoHeader.biBitCount == 8 ? kMaxPaletteColors
+                                                                       : m_infoHeader.biClrUsed;
+}
+
+void CBitmapReader::ReadHeaders() {
+    const auto need = [this](std::size_t bytes) {
+        if (m_file.Size() < static_cast<std::int64_t>(bytes)) {
+            Fail("ends at byte " + std::to_string(m_file.Size()) +
+                 ", inside the headers of a bitmap");
+        }
+    };
+    constexpr std::size_t kFileHeader = sizeof(m_fileHeader);
+    need(kFileHeader + sizeof(m_infoHeader.biSize));
+    m_file.ReadAt(&m_fileHeader, kFileHeader, 0);
+    m_file.ReadAt(&m_infoHeader.biSize, sizeof(m_infoHeader.biSize), kFileHeader);
+    const DWORD size = m_infoHeader.biSize;
+    if (std::ranges::find(kInfoHeaderSizes, size) == std::end(kInfoHeaderSizes)) {
+        Fail("has an info header of " + std::to_string(size) +
+             " bytes; headers of 40, 52, 56, 108 or 124 bytes are read");
+    }
+    need(kFileHeader + size);
+    m_file.ReadAt(&m_infoHeader, sizeof(m_infoHeader), kFileHeader);
+}
+
+// What kind of pixels these are.
+void CBitmapReader::CheckInfo() const {
+    const BITMAPINFOHEADER& info = m_infoHeader;
+    if (info.biPlanes != 1)
+        Fail("has " + std::to_string(info.biPlanes) + " planes; bitmaps of 1 plane are read");
+    if (info.biBitCount != 24 && info.biBitCount != 8) {
+        Fail("holds " + std::to_string(info.biBitCount) +
+             " bits a pixel; bitmaps of 24 or 8 bits are read");
+    }
+    if (info.biCompression != kUncompressed) {
+        Fail("is compressed by method " + std::to_string(info.biCompression) +
+             "; uncompressed bitmaps (method 0) are read");
+    }
+    if (info.biClrUsed > kMaxPaletteColors) {
+        Fail("has a palette of " + std::to_string(info.biClrUsed) +
+             " colours; at most 256 are read");
+    }
+}
+
+void CBitmapReader::CheckExtent() const {
+    const std::string width = std::to_string(m_infoHeader.biWidth);
+    if (m_infoHeader.biWidth < 1 || m_infoHeader.biWidth > kMaxPictureWidth) {
+        Fail("is " + width + " pixels wide; 1 to " + std::to_string(kMaxPictureWidth) +
+             " are read");
+    }
+    const std::int64_t mostLines = kMaxBitmapBytes / Stride();
+    if (Height() < 1 || Height() > mostLines) {
+        Fail("is " + std::to_string(m_infoHeader.biHeight) + " lines high; 1 to " +
+             std::to_string(mostLines) + " are read at a width of " + width +
+             " pixels, with a minus sign when the top line comes first");
+    }
+}
+
+// That headers, palette and pixels stand one behind the other, and that the file has the size that
+// it says. biSizeImage is not asked: it is wrong in many a file that is whole.
+void CBitmapReader::CheckPlaces() const {
+    const std::int64_t size = m_file.Size();
+    const std::int64_t headers = std::int64_t{sizeof(m_fileHeader)} + m_infoHeader.biSize;
+    const std::int64_t palette = headers + std::int64_t{PaletteCount()} * std::int64_t{4};
+    const std::int64_t offset = m_fileHeader.bfOffBits;
+    const std::string pixelsBegin = "has pixels from byte " + std::to_string(offset);
+    if (offset < headers)
+        Fail(pixelsBegin + " on, inside its headers of " + std::to_string(headers) + " bytes");
+    if (palette > size) {
+        Fail("has a palette up to byte " + std::to_string(palette) + ", beyond its end at " +
+             std::to_string(size));
+    }
+    if (offset < palette) {
+        Fail(pixelsBegin + " on, inside its palette, which ends at byte " +
+             std::to_string(palette));
+    }
+    if (offset >= size)
+        Fail(pixelsBegin + " on, beyond its end at " + std::to_string(size));
+    const std::int64_t pixels = Stride() * Height();
+    if (pixels > size - offset) {
+        Fail("holds " + std::to_string(size - offset) + " bytes of pixels; " +
+             std::to_string(m_infoHeader.biWidth) + " x " + std::to_string(Height()) +
+             " pixels take " + std::to_string(pixels));
+    }
+    if (m_fileHeader.bfSize != BitmapSizeField(size)) {
+        Fail("says that it has " + std::to_string(m_fileHeader.bfSize) + " bytes; it has " +
+             std::to_string(size));
+    }
+}
+
+void CBitmapReader::TakePalette() {
+    const std::size_t count = PaletteCount();
+    m_file.ReadAt(m_palette.data(), count * sizeof(RGBQUAD),
+                  std::int64_t{sizeof(m_fileHeader)} + m_infoHeader.biSize);
+    const bool isGray = std::all_of(m_palette.begin(), m_palette.end(), [](const RGBQUAD& entry) {
+        return entry.rgbBlue == entry.rgbGreen && entry.rgbGreen == entry.rgbRed;
+    });
+    m_mapping = isGray ? EMapping::Gray : EMapping::Color;
+    m_info.m_bitsPerPixel = isGray ? 8 : 24;
+    bool isRamp = isGray;
+    for (std::size_t i = 0; i < m_palette.size(); ++i)
+        isRamp = isRamp && m_palette[i].rgbGreen == i;
+    if (isRamp)
+        m_mapping = EMapping::None;
+}
+
+void CBitmapReader::FillBand() {
+    const std::int64_t capacity = static_cast<std::int64_t>(m_band.size()) / Stride();
+    const std::int64_t left = Height() - m_nextLine;
+    const std::int64_t count = std::min(capacity, left);
+    const std::int64_t firstRow = m_infoHeader.biHeight > 0 ? left - count : m_nextLine;
+    m_file.ReadAt(m_band.data(), static_cast<std::size_t>(count * Stride()),
+                  m_fileHeader.bfOffBits + firstRow * Stride());
+    m_bandLines = static_cast<std::int32_t>(count);
+    m_bandUsed = 0;
+}
+
+void CBitmapReader::ConvertRow(std::uint8_t* target, const std::uint8_t* row) const {
+    if (m_mapping == EMapping::None) {
+        std::memcpy(target, row, LineBytes());
+        return;
+    }
+    if (m_mapping == EMapping::Gray) {
+        for (std::int32_t x = 0; x < m_info.m_width; ++x)
+            target[x] = m_palette[row[x]].rgbGreen;
+        return;
+    }
+    for (std::int32_t x = 0; x < m_info.m_width; ++x, target += 3) {
+        const RGBQUAD& entry = m_palette[row[x]];
+        target[0] = entry.rgbBlue;
+        target[1] = entry.rgbGreen;
+        target[2] = entry.rgbRed;
+    }
+}
+
+bool CBitmapReader::ReadLines(std::uint8_t* target, std::int32_t lines) {
+    if (!AreLeft(lines))
+        return false;
+    return RunGuarded(&m_error, [&] {
+        for (; lines > 0; --lines, target += LineBytes()) {
+            if (m_bandUsed == m_bandLines)
+                FillBand();
+            const bool bottomUp = m_infoHeader.biHeight > 0;
+            const std::int32_t row = bottomUp ? m_bandLines - 1 - m_bandUsed : m_bandUsed;
+            ConvertRow(target, m_band.data() + row * Stride());
+            ++m_bandUsed;
+            ++m_nextLine;
+        }
+    });
+}

@@ -1,0 +1,11 @@
+#include "pictures/file_failure.h"
+
+#include <system_error>
+
+void Fail(const std::string& line) {
+    throw CFileFailure(line);
+}
+
+void FailBySystem(const char* what, int number) {
+    Fail(what + (": " + std::generic_category().message(number)));
+}
