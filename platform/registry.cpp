@@ -1,7 +1,6 @@
 #include "platform/registry.h"
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -189,8 +188,7 @@ LONG CopyValue(const RegistryValue& value, DWORD* type, BYTE* data, DWORD* size)
         return ERROR_SUCCESS;
     if (room < bytes)
         return ERROR_MORE_DATA;
-    if (bytes > 0)
-        std::memcpy(data, value.data.data(), bytes);
+    std::copy(value.data.begin(), value.data.end(), data);
     return ERROR_SUCCESS;
 }
 

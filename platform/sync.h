@@ -35,6 +35,7 @@ BOOL ReleaseSemaphore(HANDLE semaphore, LONG releaseCount, LONG* previousCount);
 // Starts a thread and gives its handle, which can be waited for and must be closed; 0 with the last
 // error on failure. No flags are known. A wait that found the thread ended also found everything
 // gone that ran on it, so the module with its code may be unloaded.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 ULONG_PTR _beginthreadex(void* security, unsigned stackSize, unsigned (*start)(void*),
                          void* argument, unsigned flags, unsigned* threadId);
 

@@ -59,7 +59,7 @@ int Thread::Start(const std::shared_ptr<Thread>& self, unsigned stackSize) {
     pthread_attr_destroy(&attributes);
     if (error != 0)
         return error;
-    passed.release();  // now the thread's
+    static_cast<void>(passed.release());  // now the thread's
     m_joinable = true;
     m_started.wait();
     return 0;

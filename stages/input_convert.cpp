@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "platform/target_clones.h"
+#include "stages/convert_kernels.h"
 
 namespace {
 
@@ -21,15 +22,6 @@ NVQ_KERNEL void WidenSamples(const uint8_t* __restrict source, uint16_t* __restr
                              size_t samples) {
     for (size_t i = 0; i < samples; ++i)
         target[i] = Widen(source[i]);
-}
-
-NVQ_KERNEL void WidenBlueFirst(const uint8_t* __restrict source, uint16_t* __restrict target,
-                               size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) {
-        target[3 * i] = Widen(source[3 * i + 2]);
-        target[3 * i + 1] = Widen(source[3 * i + 1]);
-        target[3 * i + 2] = Widen(source[3 * i]);
-    }
 }
 
 void WidenBehindPad(const uint8_t* __restrict source, uint16_t* __restrict target, size_t pixels) {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/target_clones.h"
+#include "stages/convert_kernels.h"
 
 namespace {
 
@@ -14,15 +15,6 @@ using std::uint8_t;
 // Values of QL_ATTR_OUTPUT_TYPE that keep their depth in the 16-bit layouts.
 constexpr std::int32_t kOutputGray = 2;
 constexpr std::int32_t kOutputColor = 3;
-
-NVQ_KERNEL void NarrowBlueFirst(const uint16_t* __restrict source, uint8_t* __restrict target,
-                                size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) {
-        target[3 * i] = static_cast<uint8_t>(source[3 * i + 2] >> 8);
-        target[3 * i + 1] = static_cast<uint8_t>(source[3 * i + 1] >> 8);
-        target[3 * i + 2] = static_cast<uint8_t>(source[3 * i] >> 8);
-    }
-}
 
 // `invert` is 0 or 0xFF.
 NVQ_KERNEL void NarrowSamples(const uint16_t* __restrict source, uint8_t* __restrict target,

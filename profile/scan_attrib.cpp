@@ -1,0 +1,198 @@
+#include "profile/scan_attrib.h"
+
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "platform/com.h"
+
+namespace {
+
+constexpr char kProfilePrefix[] = "nvlmt";
+constexpr std::size_t kMaxProfileName = 260;
+
+struct SensorRow {
+    const char* name;
+    const char* suffix;
+};
+constexpr SensorRow kSensors[] = {{"Sony", "SN"}, {"NEC", "NC"}, {"Toshiba", "TS"}};
+
+const char* SuffixOf(const char* sensorName) {
+    for (const SensorRow& row : kSensors) {
+        if (std::strcmp(row.name, sensorName) == 0)
+            return row.suffix;
+    }
+    return "";
+}
+
+template <class Row>
+void CopyRows(const ScanRows<Row>& from, std::uint32_t& count, Row*& rows) {
+    count = 0;
+    rows = nullptr;
+    if (from.m_count == 0)
+        return;
+    const std::size_t bytes = from.m_count * sizeof(Row);
+    rows = static_cast<Row*>(CoTaskMemAlloc(bytes));
+    if (!rows)
+        return;
+    std::memcpy(rows, from.m_rows.get(), bytes);
+    count = from.m_count;
+}
+
+}  // namespace
+
+CScanAttrib::CScanAttrib(const char* modelBase, const char* sensorName, const char* hwText,
+                         std::uint32_t hwLength, const ProfileFolders& folders)
+    : m_pLog(new (std::nothrow) CLog) {
+    if (m_pLog)
+        m_pLog->Write(kLogCalls, "CScanAttrib::CScanAttrib Constructor entry");
+    char name[kMaxProfileName];
+    std::snprintf(name, sizeof(name), "%s%s", kProfilePrefix, modelBase ? modelBase : "");
+    const CScannerProfile profile(name, hwText, hwLength, folders);
+    LoadAll(profile, sensorName);
+}
+
+CScanAttrib::CScanAttrib(const CScannerProfile& profile, const char* sensorName) {
+    LoadAll(profile, sensorName);
+}
+
+CScanAttrib::~CScanAttrib() = default;
+
+void CScanAttrib::LoadAll(const CScannerProfile& profile, const char* sensorName) {
+    using Load = void (CScanAttrib::*)(const CScannerProfile&, const char*);
+    constexpr Load kLoads[] = {
+        &CScanAttrib::loadSlideMatrix,
+        &CScanAttrib::loadFlatbedMatrix,
+        &CScanAttrib::loadAdfMatrix,
+        &CScanAttrib::loadPostMatrix,
+        &CScanAttrib::loadNegMatrix,
+        &CScanAttrib::loadNegCoeffs,
+        &CScanAttrib::loadSlideCoeffs,
+        &CScanAttrib::loadFlatbedCoeffs,
+        &CScanAttrib::loadAdfCoeffs,
+        &CScanAttrib::loadSharpSmooth,
+        &CScanAttrib::loadSharpSmooth2,
+        &CScanAttrib::loadDarkValues,
+        &CScanAttrib::loadDefaults,
+        &CScanAttrib::loadGrayTable,
+        &CScanAttrib::loadSlideDefaultSelection,
+        &CScanAttrib::loadNegDefaultSelection,
+        &CScanAttrib::loadExclusionAreas,
+        &CScanAttrib::loadJpegTables,
+        &CScanAttrib::loadFlatbedMaxPixMatrix,
+        &CScanAttrib::loadAdfMaxPixMatrix,
+        &CScanAttrib::loadFlatbedCoeffsMaxPix,
+        &CScanAttrib::loadSharpSmoothMaxPix,
+    };
+    const char* suffix = SuffixOf(sensorName ? sensorName : "");
+    for (const Load load : kLoads)
+        (this->*load)(profile, suffix);
+}
+
+void CScanAttrib::getNegCoeffs(CoeffRecord& record) const {
+    record = m_negCoeffs;
+}
+
+void CScanAttrib::getSlideCoeffs(CoeffRecord& record) const {
+    record = m_slideCoeffs;
+}
+
+void CScanAttrib::getSlideCoeffsAlias(CoeffRecord& record) const {
+    getSlideCoeffs(record);
+}
+
+void CScanAttrib::getSlideMatrix(ScanMatrix& matrix) const {
+    matrix = m_slideMatrix;
+}
+
+void CScanAttrib::getFlatbedMatrix(ScanMatrix& matrix) const {
+    matrix = m_flatbedMatrix;
+}
+
+void CScanAttrib::getAdfMatrix(ScanMatrix& matrix) const {
+    matrix = m_adfMatrix;
+}
+
+void CScanAttrib::getPostMatrix(ScanMatrix& matrix) const {
+    matrix = m_postMatrix;
+}
+
+void CScanAttrib::getNegMatrix(NegMatrix& matrix) const {
+    matrix = m_negMatrix;
+}
+
+void CScanAttrib::getSharpSmooth(SharpSmoothRecord& record) const {
+    record = m_sharpSmooth;
+}
+
+void CScanAttrib::getSharpSmooth2(SharpSmooth2Record& record) const {
+    record = m_sharpSmooth2;
+}
+
+void CScanAttrib::getDarkValuesLegacy(DarkValuesLegacyRecord& record) const {
+    record = m_darkValues.m_legacy;
+}
+
+void CScanAttrib::getDarkValues(DarkValuesRecord& record) const {
+    record = m_darkValues;
+}
+
+void CScanAttrib::getDefaults(DefaultsRecord& record) const {
+    record = m_defaults;
+}
+
+void CScanAttrib::getFlatbedCoeffs(CoeffRecord& record) const {
+    record = m_flatbedCoeffs;
+}
+
+void CScanAttrib::getAdfCoeffs(CoeffRecord& record) const {
+    record = m_adfCoeffs;
+}
+
+void CScanAttrib::getExclusionAreas(std::uint32_t& count, ExclusionArea*& areas) const {
+    CopyRows(m_exclusionAreas, count, areas);
+}
+
+void CScanAttrib::getMaxPixFlag(std::uint8_t& flag) const {
+    flag = m_maxPixFlag;
+}
+
+void CScanAttrib::getFlatbedMaxPixMatrix(ScanMatrix& matrix) const {
+    matrix = m_flatbedMaxPixMatrix;
+}
+
+void CScanAttrib::getAdfMaxPixMatrix(ScanMatrix& matrix) const {
+    matrix = m_adfMaxPixMatrix;
+}
+
+void CScanAttrib::getFlatbedCoeffsMaxPix(CoeffRecord& record) const {
+    record = m_flatbedCoeffsMaxPix;
+}
+
+void CScanAttrib::getSharpSmoothMaxPix(SharpSmoothRecord& record) const {
+    record = m_sharpSmoothMaxPix;
+}
+
+void CScanAttrib::getJpegTable24(std::uint32_t& count, JpegRow*& rows) const {
+    CopyRows(m_jpeg24, count, rows);
+}
+
+void CScanAttrib::getJpegTable8(std::uint32_t& count, JpegRow*& rows) const {
+    CopyRows(m_jpeg8, count, rows);
+}
+
+void CScanAttrib::getJpegTable1(std::uint32_t& count, JpegRow*& rows) const {
+    CopyRows(m_jpeg1, count, rows);
+}
+
+void CScanAttrib::getGrayTable(GrayRecord& record) const {
+    record = m_gray;
+}
+
+void CScanAttrib::getSlideDefaultSelection(DefaultSelection& selection) const {
+    selection = m_slideSelection;
+}
+
+void CScanAttrib::getNegDefaultSelection(DefaultSelection& selection) const {
+    selection = m_negSelection;
+}
