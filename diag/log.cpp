@@ -81,8 +81,8 @@ void AppendToFile(const char* path, const std::string& text) {
     LONG high = 0;  // the file may have any size
     DWORD written = 0;
     SetFilePointer(file, 0, &high, FILE_END);
-    // The system has the bytes then: what was logged ahead of a crash of the process is in the file.
-    // Waiting for the medium too would slow every scan that is logged.
+    // The system has the bytes then: what was logged ahead of a crash of the process is in the
+    // file. Waiting for the medium too would slow every scan that is logged.
     WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
     CloseHandle(file);
 }

@@ -4,10 +4,10 @@
 #include <array>
 #include <vector>
 
-#include "platform/types.h"
 #include "pictures/bitmap_layout.h"
 #include "pictures/input_file.h"
 #include "pictures/picture_reader.h"
+#include "platform/types.h"
 
 class CBitmapReader final : public CPictureReader {
   public:

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/pictures/picture_files.h"
 #include "pictures/picture_reader.h"
+#include "tests/pictures/picture_files.h"
 
 namespace {
 

@@ -1,0 +1,205 @@
+// The built program, as a shell meets it.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+
+#include "tests/pictures/picture_files.h"
+
+namespace {
+
+using Names = std::vector<std::string>;
+using Arguments = std::vector<std::string>;
+
+// One run of nvqscan.
+class CProgram {
+  public:
+    CProgram(const CTempFolder& folder, Arguments arguments,
+             const std::function<void()>& prepare = {})
+        : m_out(folder / ".stdout"), m_error(folder / ".stderr") {
+        arguments.insert(arguments.begin(), NVQSCAN);
+        m_pid = fork();
+        if (m_pid != 0)
+            return;
+        dup2(open(m_out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
+        dup2(open(m_error.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+        if (prepare)
+            prepare();
+        std::vector<char*> argv;
+        for (std::string& argument : arguments)
+            argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+
+    void Send(int signal) const { kill(m_pid, signal); }
+    bool IsRunning() const {
+        siginfo_t info = {};
+        return waitid(P_PID, static_cast<id_t>(m_pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+               info.si_pid == 0;
+    }
+    // The exit code; 1000 and the number for a signal.
+    int Wait() {
+        int status = 0;
+        waitpid(m_pid, &status, 0);
+        m_outText = ReadText(m_out);
+        m_errorText = ReadText(m_error);
+        std::filesystem::remove(m_out);
+        std::filesystem::remove(m_error);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+    }
+
+    const std::string& Out() const { return m_outText; }
+    const std::string& Error() const { return m_errorText; }
+
+  private:
+    std::string m_out;
+    std::string m_error;
+    std::string m_outText;
+    std::string m_errorText;
+    pid_t m_pid = -1;
+};
+
+class CommandLine : public testing::Test {
+  protected:
+    void SetUp() override { WriteBytes(m_input, TestBitmap(16, 16, 24).All()); }
+
+    CTempFolder m_folder;
+    const std::string m_input = m_folder / "in.bmp";
+    const std::string m_output = m_folder / "out.bmp";
+};
+
+TEST_F(CommandLine, ExitCodesAndMessagesTellWhatIsWrong) {
+    WriteBytes(m_folder / "bad.bmp", {'B', 'M', 1});
+    const std::string bad = m_folder / "bad.bmp";
+    const struct {
+        Arguments arguments;
+        int code;
+        std::string message;  // the beginning of standard error
+    } table[] = {
+        {{"process", m_input, "-o", m_output}, 0, ""},
+        {{"process", m_input, "-o", m_output, "--from-file", "--analyse"}, 0, ""},
+        {{"process", m_input, "-o", m_output, "--band", "64", "--set", "INVERT=true", "--property",
+          "Data Type=2", "--set", "THRESHOLD=5"},
+         0,
+         ""},
+        {{"process", bad, "-o", m_output}, 2, "nvqscan: " + bad + ": ends at byte 3, inside the"},
+        {{"process", m_input + "x", "-o", m_output}, 2, "nvqscan: " + m_input + "x: can't be op"},
+        {{"process", m_input, "-o", m_output, "--set", "FOO=1"}, 2, "nvqscan: there is no attri"},
+        {{"process", m_input, "-o", m_output, "--property", "Gamma=-1"},
+         2,
+         "nvqscan: Gamma cannot be '-1' (allowed: 0 to 4000)\n"},
+        {{"process", m_input, "-o", m_folder / "no/x.bmp"}, 1, "nvqscan: " + m_folder / "no/x.bm"},
+        {{"process", m_input, "-o", m_output, "--band", "0"}, 2, "--band: "},
+        {{"process", m_input, "-o", m_output, "--analyse"}, 2, "--analyse requires --from-file"},
+        {{"process", m_input}, 2, "nvqscan: process needs a picture and -o FILE"},
+        {{}, 2, "A subcommand is required"},
+        {{"process", "--nonsense"}, 2, "The following argument was not expected: --nonsense"},
+        {{"sample", "-o", m_folder / "x.gif"}, 2, "nvqscan: " + m_folder / "x.gif" + ": ends in"},
+    };
+    for (const auto& row : table) {
+        WriteBytes(m_output, {7});
+        CProgram program(m_folder, row.arguments);
+        SCOPED_TRACE(testing::PrintToString(row.arguments));
+        EXPECT_EQ(program.Wait(), row.code);
+        EXPECT_EQ(program.Out(), "");
+        EXPECT_EQ(program.Error().substr(0, row.message.size()), row.message);
+        if (row.code == 0) {
+            EXPECT_EQ(program.Error(), "") << "no progress where standard error is no terminal";
+        }
+        EXPECT_EQ(ReadBytes(m_output) == Bytes{7}, row.code != 0) << "replaced by success alone";
+        EXPECT_EQ(m_folder.Names(), (Names{"bad.bmp", "in.bmp", "out.bmp"}));
+    }
+}
+
+TEST_F(CommandLine, TellsItsVersionAndListsWhatCanBeSet) {
+    const struct {
+        Arguments arguments;
+        const char* part;
+    } table[] = {
+        {{"--version"}, "0.1.0"},
+        {{"--help"}, "process"},
+        {{"process", "--help"}, "--list-attributes"},
+        {{"process", "--list-attributes"}, "20005  QL_ATTR_BRIGHTNESS"},
+        {{"process", "--list-properties"}, "71695  Sharpen Level"},
+    };
+    for (const auto& row : table) {
+        CProgram program(m_folder, row.arguments);
+        EXPECT_EQ(program.Wait(), 0);
+        EXPECT_NE(program.Out().find(row.part), std::string::npos) << program.Out();
+        EXPECT_EQ(program.Error(), "");
+    }
+}
+
+TEST_F(CommandLine, ASampleOfAnySizeCanBeProcessed) {
+    for (const char* size : {"1", "8", "61"}) {
+        for (const char* kind : {"--gray", "--encoded"}) {
+            CProgram sample(m_folder, {"sample", "-o", m_input, "--width", size, "--height", size,
+                                       "--dpi", "300", kind});
+            ASSERT_EQ(sample.Wait(), 0) << sample.Error();
+            CProgram process(m_folder, {"process", m_input, "-o", m_folder / "out.png"});
+            ASSERT_EQ(process.Wait(), 0) << process.Error();
+        }
+    }
+    EXPECT_EQ(m_folder.Names(), (Names{"in.bmp", "out.png"}));
+}
+
+// A picture that takes its time: 240 MB of zeros, of which the disk holds none.
+void LayLargePicture(const std::string& path) {
+    CBitmapFile large = CBitmapFile::Make(1000, 1, 24);
+    large.m_info.biHeight = 80000;
+    large.m_rows.clear();
+    large.m_file.bfSize = 54 + 3000 * 80000;
+    WriteBytes(path, large.All());
+    std::filesystem::resize_file(path, 54 + 3000 * 80000);
+}
+
+TEST_F(CommandLine, AnInterruptEndsTheRunAndLeavesNothing) {
+    LayLargePicture(m_input);
+    WriteBytes(m_output, {7});
+    const Arguments process = {"process", m_input, "-o", m_output};
+    const struct {
+        Arguments arguments;
+        int signal;
+    } table[] = {
+        {process, SIGINT},
+        {process, SIGTERM},
+        {{"process", m_input, "-o", m_output, "--from-file"}, SIGINT},
+        {{"sample", "-o", m_output, "--width", "10000", "--height", "10000"}, SIGINT},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(testing::PrintToString(row.arguments));
+        CProgram program(m_folder, row.arguments);
+        // The output has begun when its file under a passing name is there.
+        while (program.IsRunning() && m_folder.Names()[0].find(".nvqscan-") == std::string::npos)
+            usleep(1000);
+        program.Send(row.signal);
+        EXPECT_EQ(program.Wait(), 130);
+        EXPECT_EQ(program.Error(), "nvqscan: cancelled\n");
+        EXPECT_EQ(m_folder.Names(), (Names{"in.bmp", "out.bmp"}));
+        EXPECT_EQ(ReadBytes(m_output), Bytes{7}) << "what was there before stays";
+    }
+}
+
+TEST_F(CommandLine, AFullDiskIsToldAndLeavesNothing) {
+    WriteBytes(m_input, TestBitmap(200, 200, 24).All());
+    for (const char* name : {"out.bmp", "out.png", "out.tif"}) {
+        CProgram program(m_folder, {"process", m_input, "-o", m_folder / name}, [] {
+            const rlimit small = {512, 512};
+            setrlimit(RLIMIT_FSIZE, &small);
+            ::signal(SIGXFSZ, SIG_IGN);
+        });
+        EXPECT_EQ(program.Wait(), 1);
+        EXPECT_EQ(program.Error(),
+                  "nvqscan: " + m_folder / name + ": can't be written: File too large\n");
+        EXPECT_EQ(m_folder.Names(), Names{"in.bmp"});
+    }
+}
+
+}  // namespace

@@ -1,0 +1,38 @@
+// Attributes of the engine, written and listed by name.
+#pragma once
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/attrib_store.h"
+
+// One write that stands on the command line: "NAME=VALUE" by name or number.
+//
+// Switches take true or false, numbers are held against the range of the attribute, real numbers
+// are decimal fractions, rectangles "top,left,bottom,right", matrices their elements by rows with
+// commas between them. Events take "fire".
+class CAttributeWrite {
+  public:
+    // Nothing for an unknown name or a value that the attribute can't take; `error` names both and
+    // what is allowed.
+    static std::optional<CAttributeWrite> Parse(std::string_view text, std::string* error);
+
+    // Writes to the board that `board` is attached to.
+    void Apply(CQLAttribStore& board) const;
+
+  private:
+    bool TakeValue(const std::string& value);
+    bool TakeRect(const std::string& value);
+
+    const QLAttribInfo* m_attrib = nullptr;
+    std::uint64_t m_word = 0;
+    std::vector<double> m_matrix;
+    QLRect m_rect;
+};
+
+// A table of all attributes with kind, allowed values and the value that each has on `board`: "-"
+// where nothing holds the attribute, and a write is lost.
+void ListAttributes(CQLAttribStore& board, std::ostream& out);

@@ -1,0 +1,200 @@
+#include "tools/process_run.h"
+
+#include <memory>
+
+#include "engine/attrib_port.h"
+#include "engine/engine.h"
+#include "pictures/file_failure.h"
+#include "pictures/picture_reader.h"
+#include "pictures/picture_writer.h"
+#include "platform/module.h"
+#include "tools/attribute_writes.h"
+#include "tools/band_feed.h"
+#include "tools/bench_source.h"
+#include "tools/model_item.h"
+#include "tools/picture_stream.h"
+
+namespace {
+
+// Writes what the engine delivers.
+class CPictureSink final : public IQLImageCallback {
+  public:
+    CPictureSink(CPictureWriter& writer, const CProcessJob& job) : m_writer(writer), m_job(job) {}
+
+    HRESULT ImageCallback(std::uint32_t type, std::uint32_t, std::uint32_t percent,
+                          std::int32_t length, std::uint8_t* buffer) override {
+        if (IsStopped())
+            return S_FALSE;
+        if (type == QL_IMAGE_CALLBACK_DIB_HEADER) {
+            TakeHeader(static_cast<std::size_t>(length), buffer);
+        } else if (type == QL_IMAGE_CALLBACK_DIB_BUFFER) {
+            m_failed = !m_writer.Write(buffer, static_cast<std::size_t>(length));
+            if (m_job.m_progress)
+                m_job.m_progress(percent);
+        }
+        return m_failed ? S_FALSE : S_OK;
+    }
+
+    bool HasHeader() const { return m_hasHeader; }
+    bool IsCancelled() {
+        m_cancelled = m_cancelled || (m_job.m_cancelled && m_job.m_cancelled());
+        return m_cancelled;
+    }
+    bool HasFailed() const { return m_failed; }
+    bool IsStopped() { return m_failed || IsCancelled(); }
+
+  private:
+    void TakeHeader(std::size_t length, const std::uint8_t* buffer) {
+        const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(buffer);
+        const std::size_t colors = (length - sizeof(*header)) / sizeof(RGBQUAD);
+        m_hasHeader = true;
+        m_failed = !m_writer.Begin(*header, {reinterpret_cast<const RGBQUAD*>(header + 1), colors});
+    }
+
+    CPictureWriter& m_writer;
+    const CProcessJob& m_job;
+    bool m_hasHeader = false;
+    bool m_cancelled = false;
+    bool m_failed = false;
+};
+
+// Stands on the engine's board: hears when a pass fails, and ends one that nobody wants any more.
+// What a client answers ends no pass over a file, and an analysis pass asks no client.
+class CPassWatch {
+  public:
+    CPassWatch(QLAttribTree* tree, CPictureSink& sink)
+        : m_sink(sink), m_port(tree, this, &CPassWatch::OnFailure, &CPassWatch::Hold, nullptr) {
+        m_port.Subscribe(QL_ATTR_STATUS);
+        m_port.RegisterProvider(QL_ATTR_HOLD_OUTPUT);
+    }
+    bool HasFailed() const { return m_failed; }
+
+  private:
+    static void OnFailure(void* owner, std::int32_t) {
+        static_cast<CPassWatch*>(owner)->m_failed = true;
+    }
+    static std::uint64_t Hold(void* owner, std::int32_t) {
+        return static_cast<CPassWatch*>(owner)->m_sink.IsStopped();
+    }
+
+    CPictureSink& m_sink;
+    bool m_failed = false;
+    CQLAttribCallbackPort m_port;
+};
+
+// Keeps what would stand in a message box.
+class CMessageCatcher {
+  public:
+    CMessageCatcher()
+        : m_former(SetMessageBoxHook([this](HWND, LPCSTR text, LPCSTR, UINT) {
+              m_text = text;
+              return IDOK;
+          })) {}
+    ~CMessageCatcher() { SetMessageBoxHook(m_former); }
+    CMessageCatcher(const CMessageCatcher&) = delete;
+    CMessageCatcher& operator=(const CMessageCatcher&) = delete;
+
+    const std::string& Text() const { return m_text; }
+
+  private:
+    std::string m_text;
+    MessageBoxHook m_former;
+};
+
+// The engine with its settings, from the job. False when one of them is refused.
+bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error) {
+    CModelItem item;
+    if (job.m_encoded)
+        item.SetEncodedSamples();
+    for (const std::string& text : job.m_properties) {
+        if (!item.Assign(text, error))
+            return false;
+    }
+    std::vector<CAttributeWrite> writes;
+    for (const std::string& text : job.m_attributes) {
+        const auto write = CAttributeWrite::Parse(text, error);
+        if (!write)
+            return false;
+        writes.push_back(*write);
+    }
+    engine.ReadItemSettings(&item);
+    for (const CAttributeWrite& write : writes)
+        write.Apply(engine);
+    return true;
+}
+
+// The two roads. False when the picture can't be had, with a line to stand behind its name.
+
+bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
+    const std::unique_ptr<CPictureReader> reader = OpenPicture(job.m_input, error);
+    if (!reader)
+        return false;
+    CPictureStream stream(*reader);
+    bool fed = false;
+    const bool guarded = RunGuarded(error, [&] {
+        fed = FeedBands(engine, stream, job.m_bandLines, [&sink] { return sink.IsStopped(); });
+    });
+    // Before the stream goes.
+    engine.Stop();
+    if (guarded && !fed)
+        *error = reader->Error();
+    return guarded && fed;
+}
+
+bool RunFile(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
+    CBenchSource source;
+    if (!source.Select(
+            job.m_input, [&sink] { return sink.IsStopped(); }, error))
+        return false;
+    if (sink.IsStopped())
+        return true;
+    engine.Start();
+    if (job.m_analyse)
+        engine.FireAnalyse();
+    engine.FireOpenAnalysed();
+    engine.FireEnd();
+    engine.Stop();
+    return true;
+}
+
+// Puts the output in place, if all went well.
+CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineFailed,
+                        CPictureWriter& writer, std::string* error) {
+    if (sink.IsCancelled())
+        return CProcessResult::Cancelled;
+    if (sink.HasHeader() && !sink.HasFailed() && !engineFailed && writer.Finish())
+        return CProcessResult::Done;
+    *error = writer.Error().empty() ? job.m_input + ": the engine could not process this picture"
+                                    : job.m_output + ": " + writer.Error();
+    return CProcessResult::Failed;
+}
+
+}  // namespace
+
+CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
+    const std::unique_ptr<CPictureWriter> writer = CreatePictureWriter(job.m_output, error);
+    if (!writer) {
+        *error = job.m_output + ": " + *error;
+        return CProcessResult::BadInput;
+    }
+    CPictureSink sink(*writer, job);
+    CQLEngine engine;
+    if (FAILED(engine.Init())) {
+        *error = "not enough memory for the imaging engine";
+        return CProcessResult::Failed;
+    }
+    if (!ApplySettings(job, engine, error))
+        return CProcessResult::BadInput;
+    std::uint32_t client = 0;
+    engine.AddClient(&sink, &client);
+    const CPassWatch watch(engine.Tree(), sink);
+    const CMessageCatcher message;
+    const bool read = (job.m_fromFile ? RunFile : RunStream)(job, engine, sink, error);
+    if (!read || !message.Text().empty()) {
+        if (read)
+            *error = message.Text();
+        *error = job.m_input + ": " + *error;
+        return CProcessResult::BadInput;
+    }
+    return Conclude(job, sink, watch.HasFailed(), *writer, error);
+}

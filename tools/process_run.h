@@ -1,0 +1,34 @@
+// One picture through the whole imaging engine, from file to file.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+struct CProcessJob {
+    std::string m_input;
+    std::string m_output;
+    bool m_fromFile = false;  // through the engine's own file reader instead of the input stream
+    bool m_analyse = false;   // an analysis pass first; only from a file
+    bool m_encoded = false;   // the picture's samples are encoded for a screen, not linear
+    std::int32_t m_bandLines = 20;
+    std::vector<std::string> m_properties;  // NAME_OR_ID=VALUE
+    std::vector<std::string> m_attributes;  // NAME=VALUE, in their order
+    // Either may be empty.
+    std::function<void(unsigned percent)> m_progress;
+    std::function<bool()> m_cancelled;
+};
+
+// How a run ended. The values are the program's exit codes.
+enum class CProcessResult : int {
+    Done = 0,
+    Failed = 1,    // the run itself
+    BadInput = 2,  // the picture, a property or an attribute
+    Cancelled = 130,
+};
+
+// The properties are in the item before the engine reads its settings; the attributes are written
+// then, in their order; then the image runs. No output file is left by anything but success.
+// `error` gets one line when the result is Failed or BadInput.
+CProcessResult RunProcess(const CProcessJob& job, std::string* error);
