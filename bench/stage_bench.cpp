@@ -1,0 +1,192 @@
+// Each stage alone, pulling 20 lines at a time from a source that copies them from memory. The row
+// "Source" is what that copy costs by itself.
+
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "bench/bench_page.h"
+#include "stages/chain_ends.h"
+#include "stages/input_convert.h"
+#include "stages/lut_stages.h"
+#include "stages/matrix_stages.h"
+#include "stages/output_convert.h"
+#include "stages/threshold.h"
+
+namespace {
+
+constexpr std::int32_t kBandLines = 20;
+
+// Delivers lines of one format out of a few bands that stay in the processor's cache.
+class CBandSource final : public CQLSourceStage {
+  public:
+    CBandSource(QLAttribTree* tree, std::uint32_t pixelType, std::int32_t width)
+        : CQLSourceStage(tree) {
+        const bool wide = pixelType == QL_PIXEL_RGB16 || pixelType == QL_PIXEL_GRAY16;
+        m_outFormat.SetLayout(wide ? QL_LAYOUT_INTERNAL : QL_LAYOUT_AS_IS);
+        m_outFormat.SetPixelType(pixelType);
+        m_outFormat.SetWidth(width);
+        m_outFormat.SetHeight(1 << 30);
+        const std::int32_t bits = m_outFormat.m_samplesPerPixel == 3 ? 24 : 8;
+        const std::vector<std::uint8_t>& page = BenchPage(kPageWidth, kPageHeight, bits);
+        const std::size_t bandBytes =
+            static_cast<std::size_t>(m_outFormat.m_bytesPerLine) * kBandLines;
+        m_bytes.resize(bandBytes);
+        // From the middle of the picture, where its detail is.
+        const std::size_t first = page.size() / 2 / 3 * 3;
+        for (std::size_t i = 0; i < bandBytes; ++i)
+            m_bytes[i] = page[(first + (wide ? i / 2 : i)) % page.size()];
+    }
+    QLStatus Read(std::int32_t* lines, CQLLineBuffer* buffer) override {
+        std::memcpy(buffer->Data(), m_bytes.data(),
+                    static_cast<std::size_t>(*lines) *
+                        static_cast<std::size_t>(m_outFormat.m_bytesPerLine));
+        return QL_OK;
+    }
+
+  private:
+    std::vector<std::uint8_t> m_bytes;
+};
+
+// A board on which every attribute that a stage may read has a value that makes it work.
+class CBenchBoard final : public CQLAttribStore {
+  public:
+    explicit CBenchBoard(QLAttribTree* tree) : CQLAttribStore(tree) {}
+
+    void Provide(std::int32_t id, std::uint64_t word) {
+        m_words.emplace_back(id, word);
+        RegisterProvider(id);
+    }
+    std::uint64_t GetAttrib(std::int32_t id) override {
+        for (const auto& [known, word] : m_words) {
+            if (known == id)
+                return word;
+        }
+        return 0;
+    }
+
+  private:
+    std::vector<std::pair<std::int32_t, std::uint64_t>> m_words;
+};
+
+constexpr double kMatrix[9] = {1.499, -0.144, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
+
+void ProvideSettings(CBenchBoard& board, bool fading) {
+    for (std::int32_t id = QL_ATTR_TONE_GAMMA_R; id <= QL_ATTR_TONE_GAMMA_B; ++id)
+        board.Provide(id, ToFixed(1.1));
+    for (std::int32_t id = QL_ATTR_TONE_GAIN_R; id <= QL_ATTR_TONE_GAIN_B; ++id)
+        board.Provide(id, ToFixed(1.0));
+    board.Provide(QL_ATTR_GRAY_TONE_GAIN, ToFixed(1.0));
+    board.Provide(QL_ATTR_GRAY_TONE_GAMMA, ToFixed(1.1));
+    board.Provide(QL_ATTR_DARK_PULL, 20);
+    board.Provide(QL_ATTR_DEVICE_MATRIX, PointerWord(kMatrix));
+    board.Provide(QL_ATTR_TMA_MATRIX, PointerWord(kMatrix));
+    if (fading) {
+        board.Provide(QL_ATTR_DEVICE_WINDOW_LOW, 40);
+        board.Provide(QL_ATTR_DEVICE_WINDOW_HIGH, 40);
+    }
+}
+
+template <typename Stage>
+std::unique_ptr<CQLStage> Make(QLAttribTree* tree) {
+    return std::make_unique<Stage>(tree);
+}
+
+std::unique_ptr<CQLStage> MakeInvert(QLAttribTree* tree) {
+    auto stage = std::make_unique<CInvertStage>(tree);
+    stage->SetAttrib(QL_ATTR_INVERT, 1);
+    return stage;
+}
+
+std::unique_ptr<CQLStage> MakeOutputConvert(QLAttribTree* tree) {
+    auto stage = std::make_unique<COutputConvertStage>(tree);
+    stage->SetTargetLayout(QL_LAYOUT_BITMAP_ROWS);
+    return stage;
+}
+
+struct Row {
+    const char* name;
+    std::unique_ptr<CQLStage> (*make)(QLAttribTree* tree);  // null: the source by itself
+    std::uint32_t pixelType;
+    std::int32_t outputType = QL_OUTPUT_COLOR;
+    bool encoded = false;
+    bool fading = false;
+};
+
+constexpr Row kRows[] = {
+    {"Source/Color8", nullptr, QL_PIXEL_BGR8},
+    {"Source/Color16", nullptr, QL_PIXEL_RGB16},
+    {"Source/Gray16", nullptr, QL_PIXEL_GRAY16},
+    {"Input/Color8", Make<CEncodedInputStage>, QL_PIXEL_BGR8},
+    {"Input/Color8Encoded", Make<CEncodedInputStage>, QL_PIXEL_BGR8_ENCODED, QL_OUTPUT_COLOR, true},
+    {"Input/Gray8", Make<CEncodedInputStage>, QL_PIXEL_GRAY8},
+    {"ToneLevels/Color16", Make<CToneLevelsStage>, QL_PIXEL_RGB16},
+    {"ToneLevels/Gray16", Make<CToneLevelsStage>, QL_PIXEL_GRAY16},
+    {"ChannelCurve/Color16", Make<CChannelCurveStage>, QL_PIXEL_RGB16},
+    {"DarkNeutral/Color16", Make<CDarkNeutralStage>, QL_PIXEL_RGB16},
+    {"EncodingCurve/Color16", Make<CEncodingCurveStage>, QL_PIXEL_RGB16},
+    {"EncodingCurve/Gray16", Make<CEncodingCurveStage>, QL_PIXEL_GRAY16},
+    {"DeviceMatrix/Color16", Make<CDeviceMatrixStage>, QL_PIXEL_RGB16},
+    {"DeviceMatrix/Color16Fading", Make<CDeviceMatrixStage>, QL_PIXEL_RGB16, QL_OUTPUT_COLOR, false,
+     true},
+    {"TmaMatrix/Color16", Make<CTmaMatrixStage>, QL_PIXEL_RGB16},
+    {"OutputFormat/ToGray", Make<COutputFormatStage>, QL_PIXEL_RGB16, QL_OUTPUT_GRAY},
+    {"Invert/Color16", MakeInvert, QL_PIXEL_RGB16},
+    {"Threshold/Gray16", Make<CThresholdStage>, QL_PIXEL_GRAY16, QL_OUTPUT_LINE_ART},
+    {"Output/Color16", MakeOutputConvert, QL_PIXEL_RGB16},
+    {"Output/Gray16", MakeOutputConvert, QL_PIXEL_GRAY16},
+};
+
+void Stage(benchmark::State& state, const Row& row) {
+    const std::int32_t width = kPageWidth * static_cast<std::int32_t>(state.range(0));
+    const std::int32_t height = kPageHeight * static_cast<std::int32_t>(state.range(0));
+    QLAttribTree tree;
+    CBenchBoard board(&tree);
+    ProvideSettings(board, row.fading);
+    CBandSource source(&tree, row.pixelType, width);
+    std::unique_ptr<CQLStage> stage;
+    CQLStage* tail = &source;
+    if (row.make) {
+        stage = row.make(&tree);
+        // The output form holds its own data type; the others ask the board.
+        if (auto* form = dynamic_cast<COutputFormatStage*>(stage.get()))
+            form->SetAttrib(QL_ATTR_OUTPUT_TYPE, IntegerWord(row.outputType));
+        else
+            board.Provide(QL_ATTR_OUTPUT_TYPE, IntegerWord(row.outputType));
+        stage->SetUpstream(&source);
+        stage->OnAttribNotify(QL_ATTR_OUTPUT_TYPE);
+        tail = stage.get();
+    }
+    if (tail->Open() != QL_OK || (stage && !stage->IsActive())) {
+        state.SkipWithError("the stage does nothing");
+        return;
+    }
+    CQLLineBuffer buffer(tail->GetOutputFormat());
+    buffer.Resize(kBandLines);
+    for (auto _ : state) {
+        for (std::int32_t line = 0; line < height; line += kBandLines) {
+            std::int32_t lines = kBandLines;
+            tail->Read(&lines, &buffer);
+            benchmark::ClobberMemory();
+        }
+    }
+    tail->Close();
+    const double lines = (height + kBandLines - 1) / kBandLines * kBandLines;
+    state.counters["MPixel/s"] = benchmark::Counter(
+        width * lines / 1e6 * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+
+const bool g_registered = [] {
+    for (const Row& row : kRows) {
+        benchmark::RegisterBenchmark(row.name,
+                                     [&row](benchmark::State& state) { Stage(state, row); })
+            ->Arg(1)
+            ->Arg(kLargeFactor)
+            ->Unit(benchmark::kMillisecond);
+    }
+    return true;
+}();
+
+}  // namespace
