@@ -73,8 +73,8 @@ inline CLineSource GraySource(QLAttribTree* tree, std::int32_t width,
     return CLineSource(tree, QL_PIXEL_GRAY16, width, BytesOf(samples), QL_LAYOUT_INTERNAL);
 }
 
-// A whole pass over `tail`, `blockLines` lines at a time: all bytes that came, with the padding that
-// the buffer had before.
+// A whole pass over `tail`, `blockLines` lines at a time: all bytes that came, with the padding
+// that the buffer had before.
 struct CPass {
     QLStatus m_open = QL_OK;
     QLStatus m_read = QL_OK;
@@ -142,9 +142,7 @@ class CTestListener final : public CQLAttribStore {
   public:
     CTestListener(QLAttribTree* tree, std::vector<std::string>* log, std::string name)
         : CQLAttribStore(tree), m_log(log), m_name(std::move(name)) {}
-    void OnAttribNotify(std::int32_t id) override {
-        m_log->push_back(m_name + std::to_string(id));
-    }
+    void OnAttribNotify(std::int32_t id) override { m_log->push_back(m_name + std::to_string(id)); }
 
   private:
     std::vector<std::string>* m_log;
