@@ -1,0 +1,135 @@
+#include "controller/first_use_date.h"
+
+#include <cstdio>
+
+#include "platform/local_time.h"
+#include "platform/registry.h"
+
+namespace {
+
+constexpr char kKey[] = "SOFTWARE\\Norvane\\QMR";
+constexpr DWORD kFirstYear = 2000;
+constexpr DWORD kLastYear = 2100;
+constexpr DWORD kCodeEpoch = 1990;
+
+bool IsLeapYear(DWORD year) {
+    return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
+// Counts from March, so that the months before February's end have a formula of their own.
+DWORD DayOfYear(const CFirstUseDate::Date& date) {
+    if (date.month <= 2)
+        return ((date.month + 9) * 153 + 2) / 5 + date.day - 306;
+    return ((date.month - 3) * 153 + 2) / 5 + date.day + (IsLeapYear(date.year) ? 60 : 59);
+}
+
+// Leaves the code empty for a date that is none.
+bool MakeCode(const CFirstUseDate::Date& date, std::string* code) {
+    if (!code)
+        return false;
+    *code = date.IsValid() ? CFirstUseDate::DateCode(date) : std::string();
+    return date.IsValid();
+}
+
+}  // namespace
+
+bool CFirstUseDate::Date::IsValid() const {
+    return month >= 1 && month <= 12 && day >= 1 && day <= 31 && year >= kFirstYear &&
+           year <= kLastYear;
+}
+
+CFirstUseDate::CFirstUseDate(const char* model, const ComPtr<IOstrelNvram>& nvram, DWORD session)
+    : m_spNvram(nvram), m_dwSession(session) {
+    std::snprintf(m_model, sizeof(m_model), "%s", model);
+}
+
+bool CFirstUseDate::reconcile() {
+    const Date device = ReadDevice();
+    if (device.IsValid())
+        return WriteRegistry(device);
+    const Date registry = ReadRegistry();
+    if (registry.IsValid())
+        return WriteDevice(registry);
+    const Date today = Today();
+    if (!today.IsValid())
+        return false;
+    const bool inRegistry = WriteRegistry(today);
+    return WriteDevice(today) && inRegistry;
+}
+
+bool CFirstUseDate::getDeviceDate(DWORD* date) {
+    if (!date)
+        return false;
+    const Date found = ReadDevice();
+    *date = found.IsValid() ? found.day | found.month << 8 | found.year << 16 : 0;
+    return found.IsValid();
+}
+
+bool CFirstUseDate::getDeviceDateCode(std::string* code) {
+    return MakeCode(ReadDevice(), code);
+}
+
+bool CFirstUseDate::ensureRegistryDate() {
+    if (!ReadRegistry().IsValid())
+        WriteRegistry(Today());
+    return true;
+}
+
+bool CFirstUseDate::getRegistryDateCode(std::string* code) {
+    return MakeCode(ReadRegistry(), code);
+}
+
+std::string CFirstUseDate::DateCode(const Date& date) {
+    char code[16];
+    std::snprintf(code, sizeof(code), "%02u%03u", (date.year - kCodeEpoch) % 100, DayOfYear(date));
+    return code;
+}
+
+CFirstUseDate::Date CFirstUseDate::ReadDevice() {
+    DWORD value = 0;
+    DWORD error = OSTREL_NO_ERROR;
+    if (!m_spNvram ||
+        FAILED(m_spNvram->ReadNvram(m_dwSession, OSTREL_NVRAM_FIRST_USE, &value, &error)))
+        return {};
+    return {.year = value >> 16, .month = value & 0xFF, .day = value >> 8 & 0xFF};
+}
+
+bool CFirstUseDate::WriteDevice(const Date& date) {
+    DWORD error = OSTREL_NO_ERROR;
+    const DWORD value = date.year << 16 | date.day << 8 | date.month;
+    return m_spNvram &&
+           SUCCEEDED(m_spNvram->WriteNvram(m_dwSession, OSTREL_NVRAM_FIRST_USE, value, &error));
+}
+
+CFirstUseDate::Date CFirstUseDate::ReadRegistry() const {
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return {};
+    DWORD value = 0;
+    DWORD size = sizeof(value);
+    DWORD type = REG_NONE;
+    const LONG error =
+        RegQueryValueExA(key, m_model, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
+    RegCloseKey(key);
+    if (error != ERROR_SUCCESS || type != REG_DWORD || size != sizeof(value))
+        return {};
+    return {.year = value & 0xFFFF, .month = value >> 24, .day = value >> 16 & 0xFF};
+}
+
+bool CFirstUseDate::WriteRegistry(const Date& date) const {
+    HKEY key = nullptr;
+    if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE,
+                        nullptr, &key, nullptr) != ERROR_SUCCESS)
+        return false;
+    const DWORD value = date.month << 24 | date.day << 16 | date.year;
+    const LONG error = RegSetValueExA(key, m_model, 0, REG_DWORD,
+                                      reinterpret_cast<const BYTE*>(&value), sizeof(value));
+    RegCloseKey(key);
+    return error == ERROR_SUCCESS;
+}
+
+CFirstUseDate::Date CFirstUseDate::Today() {
+    SYSTEMTIME now = {};
+    GetLocalTime(&now);
+    return {.year = now.wYear, .month = now.wMonth, .day = now.wDay};
+}

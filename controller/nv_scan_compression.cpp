@@ -1,0 +1,94 @@
+// How the stream of a scan is compressed.
+#include <algorithm>
+
+#include "controller/nv_scan.h"
+#include "platform/com.h"
+
+namespace {
+
+constexpr DWORD kEnable = 1;
+constexpr DWORD kQualityFactor = 1;
+constexpr DWORD kPreviewQFactor = 1;
+
+// Rows of a JPEG table for as long as they are needed.
+class JpegTable {
+  public:
+    JpegTable() = default;
+    ~JpegTable() { CoTaskMemFree(m_rows); }
+    JpegTable(const JpegTable&) = delete;
+    JpegTable& operator=(const JpegTable&) = delete;
+
+    using Getter = void (CScanAttrib::*)(std::uint32_t&, JpegRow*&) const;
+    void Fetch(const CScanAttrib& attrib, Getter getter) { (attrib.*getter)(m_count, m_rows); }
+
+    const JpegRow* begin() const { return m_rows; }
+    const JpegRow* end() const { return m_rows + m_count; }
+
+  private:
+    std::uint32_t m_count = 0;
+    JpegRow* m_rows = nullptr;
+};
+
+}  // namespace
+
+// Chooses the quality factor of the scan; 0: no JPEG.
+HRESULT CNVScan::prepareCompression() {
+    if (!m_spCompression || m_compressionType != OSTREL_JPEG ||
+        !(m_compressionType & m_compressionCaps.supportedTypes))
+        return E_INVALIDARG;
+    const bool color = m_channel == kChannelColor;
+    const struct {
+        bool applies;
+        DWORD flags;
+        JpegTable::Getter getter;
+    } formats[] = {
+        {m_depth == 1, m_compressionCaps.lineArtFlags, &CScanAttrib::getJpegTable1},
+        {m_depth == 8 && !color, m_compressionCaps.grayFlags, &CScanAttrib::getJpegTable8},
+        {m_depth == 8 && color, m_compressionCaps.colorFlags, &CScanAttrib::getJpegTable24},
+    };
+    JpegTable table;
+    for (const auto& format : formats) {
+        if (format.applies && !(format.flags & OSTREL_NO_JPEG) && m_pAttrib)
+            table.Fetch(*m_pAttrib, format.getter);
+    }
+    if (table.begin() == table.end()) {
+        m_qFactor = 0;
+    } else if (m_source.request.preview) {
+        m_qFactor = kPreviewQFactor;
+    } else {
+        const auto resolution = static_cast<DWORD>(m_geometry.scanYRes);
+        const auto* row = std::find_if(table.begin(), table.end(), [resolution](const JpegRow& r) {
+            return r.m_resolution >= resolution;
+        });
+        if (row != table.end())
+            m_qFactor = row->m_enable ? row->m_qualityFactor : 0;
+    }
+    if (m_qFactor != 0)
+        m_qFactor = std::min(std::max(m_qFactor, m_compressionCaps.minQFactor),
+                             m_compressionCaps.maxQFactor);
+    else if (!(m_compressionCaps.supportedTypes & OSTREL_UNCOMPRESSED))
+        m_qFactor = m_compressionCaps.minQFactor;
+    return S_OK;
+}
+
+HRESULT CNVScan::SetUpCompression() {
+    if (!m_spCompression)
+        return S_OK;
+    HRESULT hr = S_OK;
+    if (m_compressionType == OSTREL_JPEG) {
+        hr = prepareCompression();
+        if (SUCCEEDED(hr) && m_qFactor != 0)
+            hr = Call(m_spCompression, &IOstrelCompression::SetCompressionValue, kQualityFactor,
+                      m_qFactor);
+        if (FAILED(hr))
+            return hr;
+    }
+    const DWORD limit = m_compressionCaps.maxResolution;
+    const bool compress = (m_qFactor != 0 || m_compressionType != OSTREL_JPEG) &&
+                          (limit == 0 || limit >= static_cast<DWORD>(m_geometry.scanYRes));
+    const DWORD type = compress ? m_compressionType : OSTREL_UNCOMPRESSED;
+    hr = Call(m_spCompression, &IOstrelCompression::SetCompressionType, type);
+    if (SUCCEEDED(hr) && type != OSTREL_UNCOMPRESSED)
+        hr = Call(m_spCompression, &IOstrelCompression::EnableCompression, kEnable);
+    return hr;
+}

@@ -1,0 +1,289 @@
+// The feeder and its job, and the job gate: what holds the scanner across pages.
+#include "controller/nv_scan.h"
+#include "diag/function_trace.h"
+
+namespace {
+
+constexpr HRESULT kEmptyFeeder = MakeResult(0x8004000F);
+constexpr HRESULT kEmptyFeederOnly = MakeResult(0x80040012);
+
+constexpr DWORD kDuplexBit = 1;
+constexpr DWORD kUnitsPerTenth = 30;     // 1/300 inch in 1/10 inch
+constexpr DWORD kMaxTenths = 0x1000000;  // a longer page is a wrong answer
+
+// States of the gate in the device, and what checkJobGate makes of them.
+constexpr DWORD kDeviceClosed = 1;
+constexpr DWORD kDeviceReady = 2;
+constexpr DWORD kDeviceOpen = 3;
+constexpr DWORD kGateOpen = 1;
+constexpr DWORD kGateReady = 2;
+constexpr DWORD kGateClosed = 3;
+constexpr DWORD kGateRefused = 4;
+constexpr DWORD kAbortReason = 3;  // the only one of cancelJobGate that does anything
+constexpr DWORD kBeginFlags = 0;
+constexpr DWORD kAbortGate = 1;
+
+}  // namespace
+
+HRESULT CNVScan::EmptyFeederResult() const {
+    return IsFeederOnly() ? kEmptyFeederOnly : kEmptyFeeder;
+}
+
+HRESULT CNVScan::adfReady(bool* ready) {
+    CFunctionTrace trace("CNVScan::adfReady", m_dwSession, &m_dwErrorCode);
+    m_dwErrorCode = OSTREL_NO_ERROR;
+    if (!ready)
+        return trace.SetResult(E_POINTER).GetResult();
+    // The tray may be empty behind a sheet that has been fed.
+    *ready = m_bSheetLoaded;
+    if (!m_bSheetLoaded && m_spADF2 && m_adf2Caps.hasADF)
+        trace.SetResult(AskForPaper(ready));
+    return trace.GetResult();
+}
+
+HRESULT CNVScan::AskForPaper(bool* paper) {
+    *paper = false;
+    const OstrelLock lock = LockForBlock();
+    if (!lock.IsLocked())
+        return LockFailure(lock);
+    BOOL inFeeder = FALSE;
+    const HRESULT hr = Call(m_spADF2, &IOstrelADF2::IsPaperInADF, &inFeeder);
+    *paper = SUCCEEDED(hr) && inFeeder;
+    return hr;
+}
+
+HRESULT CNVScan::canRequestDuplex(bool* can) {
+    if (!can)
+        return E_POINTER;
+    bool has = false;
+    hasDuplex(&has);
+    const bool onlyBySwitch = m_spADF3 && m_adf3Caps.hasDuplexSwitch &&
+                              !(m_adf3Caps.switchFlags & OSTREL_SWITCH_REQUESTABLE);
+    *can = has && !onlyBySwitch;
+    return S_OK;
+}
+
+HRESULT CNVScan::getDuplexEnabled(bool* enabled) {
+    if (!enabled)
+        return E_POINTER;
+    if (!m_bADFJobOpen)
+        return DecideDuplex(enabled);
+    *enabled = m_bDuplexEnabled;
+    return S_OK;
+}
+
+// A switch that can be read decides, whatever was asked for.
+HRESULT CNVScan::DecideDuplex(bool* enabled) {
+    *enabled = false;
+    if (!(m_adf2Caps.adfDuplexFlags & kDuplexBit))
+        return S_OK;
+    if (!m_spADF3 || !m_adf3Caps.hasDuplexSwitch ||
+        !(m_adf3Caps.switchFlags & OSTREL_SWITCH_READABLE)) {
+        *enabled = m_source.request.duplex != 0;
+        return S_OK;
+    }
+    const OstrelLock lock = LockForBlock();
+    if (!lock.IsLocked())
+        return LockFailure(lock);
+    BOOL duplex = FALSE;
+    const HRESULT hr = Call(m_spADF3, &IOstrelADF3::GetDuplexSwitch, &duplex);
+    *enabled = SUCCEEDED(hr) && duplex;
+    return hr;
+}
+
+// Asks the device itself: paper may have vanished since the sheet was fed.
+HRESULT CNVScan::setAdfMode() {
+    CFunctionTrace trace("CNVScan::setAdfMode", m_dwSession, &m_dwErrorCode);
+    m_dwErrorCode = OSTREL_NO_ERROR;
+    if (!UsesFeeder())
+        return trace.GetResult();
+    if (IsSheetThrough()) {
+        bool paper = false;
+        if (FAILED(trace.SetResult(AskForPaper(&paper)).GetResult()))
+            return trace.GetResult();
+        if (!paper)
+            return trace.SetResult(EmptyFeederResult()).GetResult();
+    }
+    bool duplex = false;
+    if (FAILED(trace.SetResult(getDuplexEnabled(&duplex)).GetResult()))
+        return trace.GetResult();
+    DWORD mode = IsSheetThrough() ? OSTREL_ADF_MODE_SHEET_THROUGH : OSTREL_ADF_MODE_GLASS;
+    if (duplex)
+        mode = OSTREL_ADF_MODE_DUPLEX;
+    return trace.SetResult(Call(m_spADF2, &IOstrelADF2::SetADFMode, mode)).GetResult();
+}
+
+// ---- Feeder job
+
+// The job's level of the lock is given back unless the job stands.
+HRESULT CNVScan::OpenFeederJob() {
+    // Until a page has been scanned, nothing in an open job depends on how duplex was decided.
+    if (m_bADFJobOpen)
+        return m_bJobPageDone ? S_OK : FixDuplex();
+    HRESULT hr = TakeLevel();
+    if (FAILED(hr)) {
+        if (m_pLog)
+            m_pLog->Format(kLogInformation,
+                           "CNVScan::firstScanInit:LockScanner failedm_dwErrorCode %d",
+                           m_dwErrorCode);
+        return hr;
+    }
+    hr = StartFeederJob();
+    if (FAILED(hr))
+        GiveLevelBackQuietly();
+    m_bADFJobOpen = SUCCEEDED(hr);
+    m_bJobPageDone = false;
+    return hr;
+}
+
+// Decides the duplex of the job.
+HRESULT CNVScan::FixDuplex() {
+    bool duplex = false;
+    const HRESULT hr = DecideDuplex(&duplex);
+    if (SUCCEEDED(hr))
+        m_bDuplexEnabled = duplex;
+    else if (m_pLog)
+        m_pLog->Format(kLogInformation,
+                       "CNVScan::firstScanInit:getDuplexEnabled failed m_dwErrorCode %d",
+                       m_dwErrorCode);
+    return hr;
+}
+
+HRESULT CNVScan::StartFeederJob() {
+    HRESULT hr = FixDuplex();
+    if (FAILED(hr))
+        return hr;
+    if (m_spADF3)
+        hr = Call(m_spADF3, &IOstrelADF3::ADFStartJob);
+    if (m_pLog && FAILED(hr))
+        m_pLog->Format(kLogInformation,
+                       "CNVScan::firstScanInit:ADFStartJob failed m_dwErrorCode %d", m_dwErrorCode);
+    return hr;
+}
+
+HRESULT CNVScan::FeedSheet() {
+    DWORD tenths = 0;
+    const HRESULT hr = Call(m_spADF2, &IOstrelADF2::ADF2PaperFeed, &tenths);
+    m_pageLength = tenths <= kMaxTenths ? tenths * kUnitsPerTenth : 0;
+    if (m_pLog && FAILED(hr))
+        m_pLog->Format(kLogInformation,
+                       "CNVScan::firstScanInit:ADF2PaperFeed failed m_dwErrorCode %d",
+                       m_dwErrorCode);
+    m_bSheetLoaded = SUCCEEDED(hr);
+    return hr;
+}
+
+void CNVScan::DropSheet() {
+    m_bSheetLoaded = false;
+    m_pageLength = 0;
+}
+
+void CNVScan::UseUpSheet() {
+    DropSheet();
+    if (UsesFeeder() && m_bADFJobOpen)
+        m_bJobPageDone = true;
+}
+
+void CNVScan::CloseFeederJob(NotedFailure& noted) {
+    if (m_spADF3)
+        Note(noted, Call(m_spADF3, &IOstrelADF3::ADFEndJob));
+    Note(noted, Call(m_spADF2, &IOstrelADF2::EndADF2Job));
+    Note(noted, GiveLevelBack());
+    m_bADFJobOpen = false;
+    DropSheet();
+}
+
+HRESULT CNVScan::endAdfJob() {
+    CFunctionTrace trace("CNVScan::endAdfJob", m_dwSession, &m_dwErrorCode);
+    m_dwErrorCode = OSTREL_NO_ERROR;
+    if (!m_bADFJobOpen)
+        return trace.GetResult();
+    if (FAILED(trace.SetResult(Call(m_spADF2, &IOstrelADF2::EndADF2Job)).GetResult()) ||
+        FAILED(trace.SetResult(GiveLevelBack()).GetResult()))
+        return trace.GetResult();
+    m_bADFJobOpen = false;
+    DropSheet();
+    return trace.GetResult();
+}
+
+void CNVScan::ReleaseAll(NotedFailure& noted) {
+    StopScan(noted);
+    if (m_bADFJobOpen)
+        CloseFeederJob(noted);
+    if (m_bJobGateOpen)
+        CloseJobGate(noted);
+}
+
+HRESULT CNVScan::releaseScanner() {
+    CFunctionTrace trace("CNVScan::releaseScanner", m_dwSession, &m_dwErrorCode);
+    NotedFailure noted;
+    ReleaseAll(noted);
+    return trace.SetResult(Noted(noted)).GetResult();
+}
+
+// ---- Job gate
+
+HRESULT CNVScan::checkJobGate(DWORD* state) {
+    CFunctionTrace trace("CNVScan::checkJobGate", m_dwSession, &m_dwErrorCode);
+    m_dwErrorCode = OSTREL_NO_ERROR;
+    if (!state)
+        return trace.SetResult(E_POINTER).GetResult();
+    *state = kGateOpen;
+    if (!m_spJobGate)
+        return trace.GetResult();
+    const bool opens = !m_bJobGateOpen;
+    NotedFailure noted;
+    if (opens) {
+        Note(noted, TakeLevel());
+        if (SUCCEEDED(noted.result)) {
+            Note(noted, Call(m_spJobGate, &IOstrelJobGate::BeginJobGate, kBeginFlags));
+            m_bJobGateOpen = SUCCEEDED(noted.result);
+            if (!m_bJobGateOpen)
+                GiveLevelBackQuietly();
+        }
+    }
+    DWORD inDevice = 0;
+    if (m_bJobGateOpen)
+        Note(noted, Call(m_spJobGate, &IOstrelJobGate::GetJobGateState, &inDevice));
+    if (SUCCEEDED(noted.result)) {
+        switch (inDevice) {
+            case kDeviceClosed:
+                *state = kGateClosed;
+                break;
+            case kDeviceReady:
+                *state = kGateReady;
+                break;
+            case kDeviceOpen:
+                *state = kGateOpen;
+                break;
+            default:
+                *state = kGateRefused;
+                break;
+        }
+    }
+    // One that the device has closed is closed here too, and one that can't tell is left as found.
+    if (m_bJobGateOpen && (FAILED(noted.result) ? opens : inDevice == kDeviceClosed))
+        CloseJobGate(noted);
+    if (FAILED(noted.result))
+        *state = kGateRefused;
+    return trace.SetResult(Noted(noted)).GetResult();
+}
+
+HRESULT CNVScan::cancelJobGate(DWORD reason) {
+    CFunctionTrace trace("CNVScan::cancelJobGate", m_dwSession, &m_dwErrorCode);
+    m_dwErrorCode = OSTREL_NO_ERROR;
+    if (reason != kAbortReason || !m_spJobGate || !m_bJobGateOpen)
+        return trace.GetResult();
+    NotedFailure noted;
+    Note(noted, Call(m_spJobGate, &IOstrelJobGate::AbortJobGate, kAbortGate));
+    CloseJobGate(noted);
+    return trace.SetResult(Noted(noted)).GetResult();
+}
+
+void CNVScan::CloseJobGate(NotedFailure& noted) {
+    if (m_spJobGate) {
+        Note(noted, Call(m_spJobGate, &IOstrelJobGate::EndJobGate));
+        Note(noted, GiveLevelBack());
+    }
+    m_bJobGateOpen = false;
+}

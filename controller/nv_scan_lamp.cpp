@@ -1,0 +1,136 @@
+// The lamps of flatbed and adapter, of which one burns at a time, and the front panel's text.
+#include <algorithm>
+#include <string>
+
+#include "controller/nv_scan.h"
+#include "diag/function_trace.h"
+
+namespace {
+
+constexpr ULONGLONG kTicksPerSecond = 60;
+constexpr DWORD kSecond = 1000;  // milliseconds
+constexpr OLECHAR kCurrentLampOn[] = OLESTR("CurrentLampOn");
+constexpr DWORD kTimeoutMinutes[] = {1, 13, 60};  // by level
+constexpr DWORD kPanelShowsText = 1;
+constexpr DWORD kPanelLine = 1;
+
+// Never 0, which stands for no time at all.
+ULONGLONG TickTime(ScanClock& clock) {
+    return std::max<ULONGLONG>(clock.Milliseconds() * kTicksPerSecond / kSecond, 1);
+}
+
+}  // namespace
+
+HRESULT CNVScan::getLampOn(bool* on, bool xpa) {
+    CFunctionTrace trace("CNVScan::getLampOn", m_dwSession, &m_dwErrorCode);
+    if (!on)
+        return trace.SetResult(E_POINTER).GetResult();
+    *on = false;
+    const OstrelLock lock = LockForBlock();
+    if (!lock.IsLocked())
+        return trace.SetResult(LockFailure(lock)).GetResult();
+    if (m_lampSource == kLampUnknown)
+        return trace.SetResult(AskForLamp(on, xpa)).GetResult();
+    if (m_lampSource == (xpa ? kLampAdapter : kLampFlatbed))
+        trace.SetResult(AskDeviceLamp(on));
+    return trace.GetResult();
+}
+
+// The lamp that burns, whichever it is.
+HRESULT CNVScan::AskDeviceLamp(bool* on) {
+    BOOL burns = FALSE;
+    const HRESULT hr = Call(m_spDevice, &IOstrelDevice::IsLampOn, &burns);
+    *on = SUCCEEDED(hr) && burns;
+    return hr;
+}
+
+// Starts the lamp's time-out anew.
+HRESULT CNVScan::TouchLamp(bool xpa) {
+    if (!xpa)
+        return Call(m_spDevice, &IOstrelDevice::LampOn);
+    return m_spXPA ? Call(m_spXPA, &IOstrelXPA::XPALampOn) : S_OK;
+}
+
+// As long as it isn't known which lamp burns, the answer depends on what the device offers.
+HRESULT CNVScan::AskForLamp(bool* on, bool xpa) {
+    if (m_spXPALamp) {
+        DWORD adapterBurns = 0;
+        HRESULT hr = Call(m_spXPALamp, &IOstrelXPALamp::IsXPALampOn, &adapterBurns);
+        if (FAILED(hr))
+            return hr;
+        if (xpa)
+            *on = adapterBurns != 0;
+        else if (adapterBurns == 0)
+            hr = AskDeviceLamp(on);
+        return SUCCEEDED(hr) && *on ? TouchLamp(xpa) : hr;
+    }
+    DWORD lamp = kLampUnknown;
+    if (m_spProperties && SUCCEEDED(Call(m_spProperties, &IOstrelProperties::GetLongProperty,
+                                         static_cast<LPCOLESTR>(kCurrentLampOn), &lamp))) {
+        *on = lamp == (xpa ? kLampAdapter : kLampFlatbed);
+        return *on ? TouchLamp(xpa) : S_OK;
+    }
+    m_dwErrorCode = OSTREL_NO_ERROR;  // that a device can't tell is no failure
+    return xpa ? S_OK : AskDeviceLamp(on);
+}
+
+HRESULT CNVScan::setLampOn(bool xpa) {
+    CFunctionTrace trace("CNVScan::setLampOn", m_dwSession, &m_dwErrorCode);
+    if (xpa && !m_spXPA)
+        return trace.SetResult(E_INVALIDARG).GetResult();
+    bool on = false;
+    if (FAILED(trace.SetResult(getLampOn(&on, xpa)).GetResult()) || on)
+        return trace.GetResult();
+    const OstrelLock lock = LockForBlock();
+    if (!lock.IsLocked())
+        return trace.SetResult(LockFailure(lock)).GetResult();
+    trace.SetResult(TouchLamp(xpa));
+    m_lampSource = xpa ? kLampAdapter : kLampFlatbed;
+    // Also behind a failure: the next attempt waits.
+    m_lampOnTime = TickTime(m_clock);
+    return trace.GetResult();
+}
+
+// A lamp that this object has switched on gets its time to warm, and the calibration of the lamp
+// before it holds no longer. Each sleep lasts a second, so that a clock that goes astray can't
+// prolong the wait.
+void CNVScan::AwaitWarmUp() {
+    if (m_lampOnTime == 0)
+        return;
+    const DWORD seconds = UsesAdapter() ? m_xpaCaps.lampWarmUpXPA : m_devCaps.lampWarmUpFlatbed;
+    for (DWORD slept = 0; slept < seconds; ++slept) {
+        if (TickTime(m_clock) - m_lampOnTime >= seconds * kTicksPerSecond)
+            break;
+        m_clock.Sleep(kSecond);
+    }
+    m_lampOnTime = 0;
+    m_bCalibrated = false;
+}
+
+HRESULT CNVScan::setLampTimeoutLevel(DWORD level) {
+    CFunctionTrace trace("CNVScan::setLampTimeoutLevel", m_dwSession, &m_dwErrorCode);
+    m_dwErrorCode = OSTREL_NO_ERROR;
+    if (!m_spExtendedLamp)
+        return trace.GetResult();
+    if (level >= std::size(kTimeoutMinutes))
+        return trace.SetResult(E_INVALIDARG).GetResult();
+    const OstrelLock lock = LockForBlock();
+    if (!lock.IsLocked())
+        return trace.SetResult(LockFailure(lock)).GetResult();
+    const HRESULT hr =
+        Call(m_spExtendedLamp, &IOstrelExtendedLamp::SetLampTimeout, kTimeoutMinutes[level]);
+    return trace.SetResult(hr).GetResult();
+}
+
+HRESULT CNVScan::setPanelText(LPCOLESTR text) {
+    CFunctionTrace trace("CNVScan::setPanelText", m_dwSession, &m_dwErrorCode);
+    m_dwErrorCode = OSTREL_NO_ERROR;
+    if (!text)
+        return trace.SetResult(E_POINTER).GetResult();
+    if (!m_spPanel || !(m_panelCaps.flags & kPanelShowsText))
+        return trace.GetResult();
+    const auto bytes =
+        static_cast<DWORD>((std::char_traits<OLECHAR>::length(text) + 1) * sizeof(OLECHAR));
+    const HRESULT hr = Call(m_spPanel, &IOstrelPanel::SetPanelText, kPanelLine, text, bytes);
+    return trace.SetResult(hr).GetResult();
+}

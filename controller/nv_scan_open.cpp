@@ -1,0 +1,351 @@
+// Opening and closing the device, and what is learnt from it meanwhile.
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "controller/nv_scan.h"
+#include "diag/function_trace.h"
+#include "platform/com.h"
+#include "profile/profile_container.h"
+
+namespace {
+
+constexpr DWORD kScanCountUnset = 0xFFFFFFFF;
+constexpr OLECHAR kFirmwareVersion[] = OLESTR("Firmware Version");
+constexpr OLECHAR kNotKnown[] = OLESTR("n/a");
+
+// The model, with a zero at its end, which a device may leave out.
+struct ModelName {
+    explicit ModelName(const OstrelDeviceCaps& caps) {
+        std::memcpy(text, caps.model, sizeof(caps.model));
+    }
+    char text[kOstrelModelChars + 1] = {};
+};
+
+LPOLESTR CopyNotKnown() {
+    auto* text = static_cast<LPOLESTR>(CoTaskMemAlloc(sizeof(kNotKnown)));
+    if (text)
+        std::memcpy(text, kNotKnown, sizeof(kNotKnown));
+    return text;
+}
+
+}  // namespace
+
+CNVScan::CNVScan(IOstrelDevice* toolkit, ScanClock& clock)
+    : m_spDevice(toolkit), m_clock(clock), m_pLog(new (std::nothrow) CLog) {
+    if (m_pLog)
+        m_pLog->Write(kLogCalls, "CNVScan::CNVScan Constructor entry");
+}
+
+CNVScan::~CNVScan() {
+    m_reader.Shutdown();
+    DWORD error = OSTREL_NO_ERROR;
+    if (m_spDevice && m_bSessionOpen)
+        m_spDevice->CloseDevice(m_dwSession, &error);
+}
+
+void CNVScan::ForgetSession() {
+    m_reader.Shutdown();
+    m_dwSession = 0;
+    m_bSessionOpen = false;
+    m_bInitialized = false;
+    m_bScanStarted = false;
+    m_bPageStarted = false;
+    m_bUnlockOwed = false;
+    m_bScanLocked = false;
+    m_bADFJobOpen = false;
+    m_bJobPageDone = false;
+    m_bJobGateOpen = false;
+    m_bCalibrated = false;
+    DropSheet();
+}
+
+// A further opening begins with nothing known. A lamp that was switched on meanwhile is still
+// warming, so its time stays.
+void CNVScan::ForgetDevice() {
+    m_devCaps = {};
+    m_adf2Caps = {};
+    m_xpaCaps = {};
+    m_xpaMediaInfo = {};
+    m_pXpaMedia.reset();
+    m_nvramInfo = {};
+    m_compressionCaps = {};
+    m_panelCaps = {};
+    m_scanParams = {};
+    m_scanResult = {};
+    m_adf3Caps = {};
+    m_colorMatrixCaps = {};
+    m_hwProfileSize = 0;
+    m_tonemapData = {};
+    std::fill(std::begin(m_resTables), std::end(m_resTables), OstrelResolutionTable{});
+    m_source = {};
+    m_bGeometryValid = false;
+    m_geometry = {};
+    m_compressionType = OSTREL_UNCOMPRESSED;
+    m_qFactor = 0;
+    m_lampSource = kLampUnknown;
+    m_bThresholdActive = false;
+    m_thresholdValue = 0;
+    m_scanCount = 0;
+    m_pFirstUse.reset();
+    m_pAttrib.reset();
+}
+
+void CNVScan::QueryFacets() {
+    IOstrelDevice* device = m_spDevice.Get();
+    m_spADF2.QueryFrom(device, IID_IOstrelADF2);
+    m_spXPA.QueryFrom(device, IID_IOstrelXPA);
+    m_spNvram.QueryFrom(device, IID_IOstrelNvram);
+    m_spCompression.QueryFrom(device, IID_IOstrelCompression);
+    m_spExtendedLamp.QueryFrom(device, IID_IOstrelExtendedLamp);
+    m_spPanel.QueryFrom(device, IID_IOstrelPanel);
+    m_spProperties.QueryFrom(device, IID_IOstrelProperties);
+    m_spADF3.QueryFrom(device, IID_IOstrelADF3);
+    m_spColorMatrix.QueryFrom(device, IID_IOstrelColorMatrix);
+    m_spJobGate.QueryFrom(device, IID_IOstrelJobGate);
+    m_spXPALamp.QueryFrom(device, IID_IOstrelXPALamp);
+    m_spXPAMedia.QueryFrom(device, IID_IOstrelXPAMedia);
+    m_spProfile.QueryFrom(device, IID_IOstrelProfile);
+    m_spResolutions.QueryFrom(device, IID_IOstrelResolutions);
+}
+
+HRESULT CNVScan::initDriver(LPCOLESTR deviceName, WORD ioType) {
+    CFunctionTrace trace("CNVScan::initDriver", 0, &m_dwErrorCode);
+    if (!deviceName || !m_spDevice)
+        return trace.SetResult(E_POINTER).GetResult();
+    // What an earlier attempt has left.
+    DWORD ignored = OSTREL_NO_ERROR;
+    m_reader.Shutdown();
+    if (m_bSessionOpen)
+        m_spDevice->CloseDevice(m_dwSession, &ignored);
+    ForgetSession();
+    ForgetDevice();
+    QueryFacets();
+
+    m_dwErrorCode = OSTREL_NO_ERROR;
+    HRESULT hr = m_spDevice->OpenDevice(deviceName, ioType, &m_dwSession, &m_dwErrorCode);
+    if (FAILED(hr))
+        return trace.SetResult(Failure(hr)).GetResult();
+    m_bSessionOpen = true;
+    const OstrelLock lock = LockForBlock();
+    if (!lock.IsLocked())
+        return trace.SetResult(LockFailure(lock)).GetResult();
+
+    hr = ReadDevice();
+    if (FAILED(hr) || !ReadDeviceProfile())
+        createScanAttrib(nullptr, 0);
+    if (SUCCEEDED(hr))
+        hr = Call(m_spDevice, &IOstrelDevice::FinishOpen);
+    if (SUCCEEDED(hr) && !m_pAttrib)
+        hr = E_OUTOFMEMORY;
+    m_bInitialized = SUCCEEDED(hr);
+    MakeTonemap();
+    return trace.SetResult(hr).GetResult();
+}
+
+// Records in the order in which the device must be asked. The first failure ends it.
+HRESULT CNVScan::ReadDevice() {
+    HRESULT hr = Call(m_spDevice, &IOstrelDevice::GetDeviceCapabilities, &m_devCaps);
+    if (SUCCEEDED(hr))
+        hr = FindBurningLamp();
+    if (SUCCEEDED(hr))
+        hr = ReadFeeders();
+    if (SUCCEEDED(hr))
+        hr = ReadAdapter();
+    if (SUCCEEDED(hr) && m_spPanel)
+        hr = Call(m_spPanel, &IOstrelPanel::GetPanelCapabilities, &m_panelCaps);
+    if (SUCCEEDED(hr) && m_spColorMatrix)
+        hr = Call(m_spColorMatrix, &IOstrelColorMatrix::GetColorMatrixCapabilities,
+                  &m_colorMatrixCaps);
+    if (SUCCEEDED(hr) && m_spNvram)
+        hr = ReadNvramItems();
+    if (SUCCEEDED(hr) && m_spCompression) {
+        hr = Call(m_spCompression, &IOstrelCompression::GetCompressionCapabilities,
+                  &m_compressionCaps);
+        if (SUCCEEDED(hr))
+            m_compressionType = m_compressionCaps.defaultType;
+    }
+    if (SUCCEEDED(hr) && m_spResolutions)
+        hr = ReadResolutionTables();
+    return hr;
+}
+
+// With both lamps off the flatbed's is switched on, so that it warms while nobody waits.
+HRESULT CNVScan::FindBurningLamp() {
+    bool on = false;
+    HRESULT hr = getLampOn(&on, false);
+    if (FAILED(hr))
+        return hr;
+    if (on) {
+        m_lampSource = kLampFlatbed;
+        return S_OK;
+    }
+    hr = getLampOn(&on, true);
+    if (FAILED(hr))
+        return hr;
+    m_lampSource = on ? kLampAdapter : kLampFlatbed;
+    return on ? S_OK : setLampOn(false);
+}
+
+HRESULT CNVScan::ReadFeeders() {
+    HRESULT hr = S_OK;
+    if (m_spADF2) {
+        hr = Call(m_spADF2, &IOstrelADF2::GetADF2Capabilities, &m_adf2Caps);
+        if (m_pLog && FAILED(hr))
+            m_pLog->Format(kLogInformation, "initDriver: GetADF2Capabilities failed %x", hr);
+        if (m_pLog)
+            m_pLog->Format(kLogInformation, "initDriver:GetADF2Caps HasADF %d", m_adf2Caps.hasADF);
+        if (!m_adf2Caps.hasADF)
+            m_spADF2.Reset();
+    }
+    if (SUCCEEDED(hr) && m_spADF3) {
+        hr = Call(m_spADF3, &IOstrelADF3::GetADF3Capabilities, &m_adf3Caps);
+        if (m_pLog && FAILED(hr))
+            m_pLog->Format(kLogInformation, "initDriver: GetADF3Capabilities failed %x", hr);
+        if (m_pLog)
+            m_pLog->Format(kLogInformation, "initDriver:GetADF3Caps HasADF %d", m_adf3Caps.hasADF);
+        if (!m_adf3Caps.hasADF)
+            m_spADF3.Reset();
+    }
+    return hr;
+}
+
+HRESULT CNVScan::ReadAdapter() {
+    HRESULT hr = S_OK;
+    if (m_spXPA) {
+        hr = Call(m_spXPA, &IOstrelXPA::GetXPACapabilities, &m_xpaCaps);
+        if (m_pLog && FAILED(hr))
+            m_pLog->Format(kLogInformation, "initDriver: GetXPACapabilities failed %x", hr);
+    }
+    if (m_spXPA && m_spXPAMedia && !m_xpaCaps.hasXPA)
+        m_spXPAMedia.Reset();
+    return SUCCEEDED(hr) && m_spXPAMedia ? ReadMediaList() : hr;
+}
+
+// The count is that of the records that there is memory for.
+HRESULT CNVScan::ReadMediaList() {
+    HRESULT hr = Call(m_spXPAMedia, &IOstrelXPAMedia::GetMediaSummary, &m_xpaMediaInfo);
+    const WORD count = SUCCEEDED(hr) ? m_xpaMediaInfo.count : WORD{0};
+    m_xpaMediaInfo.count = 0;
+    if (count == 0)
+        return hr;
+    m_pXpaMedia.reset(new (std::nothrow) OstrelMedia[count]());
+    if (!m_pXpaMedia)
+        return E_OUTOFMEMORY;
+    m_xpaMediaInfo.count = count;
+    for (WORD index = count; index-- > 0 && SUCCEEDED(hr);)
+        hr = Call(m_spXPAMedia, &IOstrelXPAMedia::GetMediaRecord, index, &m_pXpaMedia[index]);
+    return hr;
+}
+
+HRESULT CNVScan::ReadNvramItems() {
+    HRESULT hr = Call(m_spNvram, &IOstrelNvram::GetNvramInfo, &m_nvramInfo);
+    if (SUCCEEDED(hr) && (m_nvramInfo.items & OSTREL_NVRAM_HAS_FIRST_USE)) {
+        m_pFirstUse.reset(new (std::nothrow)
+                              CFirstUseDate(ModelName(m_devCaps).text, m_spNvram, m_dwSession));
+        if (m_pFirstUse)
+            m_pFirstUse->reconcile();
+    }
+    if (SUCCEEDED(hr) && (m_nvramInfo.items & OSTREL_NVRAM_HAS_SCAN_COUNT)) {
+        hr = Call(m_spNvram, &IOstrelNvram::ReadNvram, OSTREL_NVRAM_SCAN_COUNT, &m_scanCount);
+        if (m_scanCount == kScanCountUnset)
+            m_scanCount = 0;
+    }
+    return hr;
+}
+
+HRESULT CNVScan::ReadResolutionTables() {
+    const auto read = [this](WORD source) {
+        OstrelResolutionTable& table = m_resTables[source];
+        const HRESULT hr =
+            Call(m_spResolutions, &IOstrelResolutions::GetResolutionTable, DWORD{source}, &table);
+        table.count = std::min<WORD>(table.count, kOstrelMaxResolutions);
+        return hr;
+    };
+    HRESULT hr = read(OSTREL_SOURCE_FLATBED);
+    if (SUCCEEDED(hr) && (m_spXPA || m_spXPAMedia))
+        hr = read(OSTREL_SOURCE_POSITIVE);
+    if (SUCCEEDED(hr) && (m_spADF2 || m_spADF3))
+        hr = read(OSTREL_SOURCE_FEEDER);
+    return hr;
+}
+
+// True if the model's tables were made from a profile in the device. That there is none is no
+// failure, and one that can't be used is as good as none.
+bool CNVScan::ReadDeviceProfile() {
+    if (!m_spProfile ||
+        FAILED(Call(m_spProfile, &IOstrelProfile::GetProfileSize, &m_hwProfileSize)) ||
+        m_hwProfileSize == 0)
+        return false;
+    if (m_hwProfileSize >= kProfileTextSize) {
+        if (m_pLog)
+            m_pLog->Format(kLogInformation, "initDriver: profile of %u bytes refused",
+                           m_hwProfileSize);
+        return false;
+    }
+    const std::unique_ptr<char[]> text(new (std::nothrow) char[m_hwProfileSize + 1]());
+    if (!text || FAILED(Call(m_spProfile, &IOstrelProfile::ReadProfile, m_hwProfileSize,
+                             static_cast<void*>(text.get()))))
+        return false;
+    text[m_hwProfileSize] = '\0';
+    createScanAttrib(text.get(), m_hwProfileSize);
+    return true;
+}
+
+void CNVScan::MakeTonemap() {
+    for (auto* lut : {&m_tonemap.m_lutRed, &m_tonemap.m_lutGreen, &m_tonemap.m_lutBlue})
+        *lut = CQLLut::MakeFull();
+    m_tonemap.m_tonemapMode = 1;
+    m_thresholdTable.m_bThresholdMode = 0;
+    buildTonemap(nullptr);
+}
+
+// Whatever the session holds is given back first, as far as the device lets us.
+HRESULT CNVScan::closeScanner() {
+    CFunctionTrace trace("CNVScan::closeScanner", m_dwSession, &m_dwErrorCode);
+    m_dwErrorCode = OSTREL_NO_ERROR;
+    m_bInitialized = false;
+    if (!m_bSessionOpen)
+        return trace.GetResult();
+    NotedFailure noted;
+    const HRESULT locked = TakeLevel();
+    Note(noted, locked);
+    ReleaseAll(noted);
+    if (SUCCEEDED(locked))
+        Note(noted, GiveLevelBack());
+    Note(noted, Call(m_spDevice, &IOstrelDevice::CloseDevice));
+    ForgetSession();
+    return trace.SetResult(Noted(noted)).GetResult();
+}
+
+HRESULT CNVScan::getFirmwareVersion(LPOLESTR* version) {
+    CFunctionTrace trace("CNVScan::getFirmwareVersion", m_dwSession, &m_dwErrorCode);
+    if (!version)
+        return trace.SetResult(E_POINTER).GetResult();
+    *version = nullptr;
+    const OstrelLock lock = LockForBlock();
+    if (!lock.IsLocked())
+        trace.SetResult(LockFailure(lock));
+    else if (m_spProperties)
+        trace.SetResult(
+            Call(m_spProperties, &IOstrelProperties::GetStringProperty, kFirmwareVersion, version));
+    // What a failed call has left there is nothing that could be freed.
+    if (FAILED(trace.GetResult()) || !*version) {
+        *version = CopyNotKnown();
+        if (!*version)
+            trace.SetResult(E_OUTOFMEMORY);
+    }
+    return trace.GetResult();
+}
+
+HRESULT CNVScan::getFirstUseDate(DWORD* date) {
+    CFunctionTrace trace("CNVScan::getFirstUseDate", m_dwSession, &m_dwErrorCode);
+    if (!date)
+        return trace.SetResult(E_POINTER).GetResult();
+    *date = 0;
+    const OstrelLock lock = LockForBlock();
+    if (!lock.IsLocked())
+        return trace.SetResult(LockFailure(lock)).GetResult();
+    const bool known = m_pFirstUse && m_pFirstUse->getDeviceDate(date);
+    return trace.SetResult(known ? S_OK : E_FAIL).GetResult();
+}
