@@ -1,0 +1,225 @@
+#include "simulator/call_frame.h"
+
+#include <array>
+#include <exception>
+#include <fstream>
+#include <new>
+
+#include "platform/handle.h"
+#include "platform/module.h"
+#include "simulator/panel.h"
+
+namespace {
+
+// How often each operation has been called on a device by this program.
+struct CFaultCounts {
+    std::vector<CFaultPlan> plans;
+    std::array<std::uint32_t, kOperationCount> calls = {};
+};
+
+struct CFaultBook {
+    std::mutex mutex;
+    std::map<std::string, CFaultCounts> devices;
+};
+
+CFaultBook& FaultBook() {
+    static CFaultBook book;
+    return book;
+}
+
+void Tell(const std::string& line) {
+    OutputDebugStringA(("nvqsim: " + line + '\n').c_str());
+}
+
+HRESULT Result(DWORD code, DWORD status, DWORD* error) {
+    if (error)
+        *error = code != OSTREL_NO_ERROR ? code : status;
+    return code == OSTREL_NO_ERROR ? S_OK : E_FAIL;
+}
+
+}  // namespace
+
+bool CHold::Take(HANDLE semaphore) {
+    if (WaitForSingleObject(semaphore, INFINITE) != WAIT_OBJECT_0)
+        return false;
+    m_semaphore = semaphore;
+    return true;
+}
+
+void CHold::Release() {
+    if (m_semaphore)
+        ReleaseSemaphore(m_semaphore, 1, nullptr);
+    m_semaphore = nullptr;
+}
+
+// ---- CCall
+
+CCall::CCall(EOperation operation, CSession& session, std::unique_lock<std::mutex>& guard)
+    : m_operation(operation),
+      m_session(session),
+      m_sessionGuard(guard),
+      m_settings(session.m_settings) {
+    Fetch();
+}
+
+void CCall::Fetch() {
+    if (!m_stateHold.Take(m_session.m_stateGuard.Get()))
+        throw CSimFailure(OSTREL_COMMUNICATION, m_session.m_folder.Path() + ": can't be locked");
+    m_state = LoadState(m_session.m_folder.State(), FreshState(*m_settings));
+    m_stored = m_state;
+    TakeActs();
+}
+
+void CCall::Store() {
+    if (m_state != m_stored)
+        SaveState(m_session.m_folder.State(), m_state);
+    m_stored = m_state;
+}
+
+void CCall::TakeActs() {
+    for (const std::string& act : m_session.m_folder.TakeActs()) {
+        if (!ApplyAct(act, *m_settings, m_state))
+            Tell(m_session.m_folder.Panel() + '/' + act + " means nothing to the scanner");
+    }
+}
+
+void CCall::Begin() {
+    if (const DWORD code = FaultOf(m_operation, m_session.m_folder.Path(), *m_settings)) {
+        Note("(ordered)");
+        throw CSimFailure(code);
+    }
+    if (OperationOf(m_operation).underLock && m_session.m_lockDepth == 0)
+        Violation(OSTREL_NOT_LOCKED, "without the lock");
+}
+
+void CCall::End() {
+    Store();
+}
+
+void CCall::CountViolation(const std::string& what) {
+    ++m_state.violations;
+    m_state.lastViolation = std::string(OperationOf(m_operation).name) + ' ' + what;
+    Note("VIOLATION: " + what);
+}
+
+void CCall::Violation(DWORD code, const std::string& what) {
+    CountViolation(what);
+    throw CSimFailure(code);
+}
+
+void CCall::NeedPointer(const void* pointer) {
+    if (!pointer)
+        Violation(OSTREL_INVALID_PARAMETER, "with a null pointer");
+}
+
+void CCall::Away(const std::function<void()>& action, bool keepSession) {
+    Store();
+    m_stateHold.Release();
+    if (!keepSession)
+        m_sessionGuard.unlock();
+    std::exception_ptr failure;
+    try {
+        action();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (!keepSession)
+        m_sessionGuard.lock();
+    Fetch();
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void CCall::SleepUntil(std::uint64_t time) {
+    if (time > Now())
+        Away([&] { m_session.m_folder.SleepUntil(time); });
+}
+
+// ---- The frame
+
+DWORD Contain(const std::function<void()>& action) {
+    try {
+        action();
+        return OSTREL_NO_ERROR;
+    } catch (const CSimFailure& failure) {
+        // Parameters are the program's business, and stand in the record.
+        if (failure.what()[0] != 0 && failure.Code() != OSTREL_INVALID_PARAMETER)
+            Tell(failure.what());
+        return failure.Code();
+    } catch (const std::bad_alloc&) {
+        return OSTREL_OUT_OF_MEMORY;
+    } catch (const std::exception& failure) {
+        Tell(failure.what());
+        return OSTREL_UNKNOWN_ERROR;
+    }
+}
+
+HRESULT RunCall(EOperation operation, const std::shared_ptr<CSession>& session, DWORD* error,
+                const CCallBody& body) {
+    std::unique_lock guard(session->m_mutex);
+    DWORD status = OSTREL_NO_ERROR;
+    DWORD code = OSTREL_NO_ERROR;
+    std::string note;
+    const DWORD frameCode = Contain([&] {
+        CCall call(operation, *session, guard);
+        code = Contain([&] {
+            try {
+                call.Begin();
+                body(call);
+            } catch (const CSimFailure& failure) {
+                if (failure.what()[0] != 0)
+                    call.Note(std::string("(") + failure.what() + ')');
+                throw;
+            }
+        });
+        call.End();
+        status = call.Status();
+        note = call.NoteText();
+    });
+    if (code == OSTREL_NO_ERROR)
+        code = frameCode;
+    if (session->m_settings->m_numbers.m_record != 0)
+        RecordCall(*session, operation, note, code != OSTREL_NO_ERROR ? code : status);
+    return Result(code, status, error);
+}
+
+HRESULT RefuseSession(EOperation operation, const std::shared_ptr<CSession>& last, DWORD session,
+                      DWORD* error) {
+    if (last) {
+        std::unique_lock guard(last->m_mutex);
+        Contain([&] {
+            CCall call(operation, *last, guard);
+            call.CountViolation("with session " + std::to_string(session) + ", which isn't open");
+            call.End();
+            if (last->m_settings->m_numbers.m_record != 0)
+                RecordCall(*last, operation, call.NoteText(), OSTREL_INVALID_SESSION);
+        });
+    }
+    return Result(OSTREL_INVALID_SESSION, OSTREL_NO_ERROR, error);
+}
+
+DWORD FaultOf(EOperation operation, const std::string& folder, const CSettings& settings) {
+    CFaultBook& book = FaultBook();
+    const std::lock_guard guard(book.mutex);
+    CFaultCounts& counts = book.devices[folder];
+    if (counts.plans != settings.m_faults)
+        counts = {settings.m_faults, {}};
+    const std::uint32_t call = ++counts.calls[static_cast<std::size_t>(operation)];
+    for (const CFaultPlan& plan : counts.plans) {
+        if (plan.m_operation != operation)
+            continue;
+        for (const CFault& fault : plan.m_faults) {
+            if (call == fault.m_call || (fault.m_onwards && call > fault.m_call))
+                return fault.m_code;
+        }
+    }
+    return OSTREL_NO_ERROR;
+}
+
+void RecordCall(const CSession& session, EOperation operation, const std::string& note,
+                DWORD code) {
+    const std::string line = session.m_tag + " depth " + std::to_string(session.m_lockDepth) + ' ' +
+                             OperationOf(operation).name + note + " -> " + std::to_string(code) +
+                             '\n';
+    std::ofstream(session.m_folder.Calls(), std::ios::app | std::ios::binary) << line << std::flush;
+}

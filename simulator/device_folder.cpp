@@ -1,0 +1,86 @@
+#include "simulator/device_folder.h"
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <utility>
+
+#include "controller/toolkit.h"
+#include "simulator/sim_failure.h"
+
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+bool ReadClockFile(const std::string& path, std::uint64_t& time) {
+    std::ifstream file(path);
+    return static_cast<bool>(file >> time);
+}
+
+}  // namespace
+
+CHandle::CHandle(CHandle&& other) noexcept : m_handle(std::exchange(other.m_handle, nullptr)) {}
+
+CHandle& CHandle::operator=(CHandle&& other) noexcept {
+    std::swap(m_handle, other.m_handle);
+    return *this;
+}
+
+CHandle::~CHandle() {
+    if (*this)
+        CloseHandle(m_handle);
+}
+
+CDeviceFolder CDeviceFolder::FromPort(const std::string& port) {
+    std::error_code error;
+    const auto folder =
+        std::filesystem::canonical(std::filesystem::path(port).parent_path(), error);
+    if (port.empty() || port.front() != '/' || error ||
+        !std::filesystem::is_directory(folder, error))
+        throw CSimFailure(OSTREL_NOT_FOUND, '"' + port + "\" is no simulated scanner's port");
+    return CDeviceFolder(folder.string());
+}
+
+std::uint64_t CDeviceFolder::Now() const {
+    if (std::uint64_t time = 0; ReadClockFile(m_path + "/clock", time))
+        return time;
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<Milliseconds>(now).count());
+}
+
+void CDeviceFolder::SleepUntil(std::uint64_t time) const {
+    const std::string clock = m_path + "/clock";
+    std::uint64_t now = 0;
+    if (!ReadClockFile(clock, now)) {
+        std::this_thread::sleep_until(std::chrono::steady_clock::time_point(Milliseconds(time)));
+        return;
+    }
+    if (time <= now)
+        return;
+    std::ofstream(clock + ".new") << time << '\n';
+    std::error_code error;
+    std::filesystem::rename(clock + ".new", clock, error);
+}
+
+std::vector<std::string> CDeviceFolder::TakeActs() const {
+    namespace fs = std::filesystem;
+    std::vector<std::string> acts;
+    std::error_code error;
+    for (fs::directory_iterator entry(Panel(), error), end; !error && entry != end;
+         entry.increment(error)) {
+        std::error_code removal;
+        // Who removes the file has seen the act; another program may have been faster.
+        if (fs::remove(entry->path(), removal))
+            acts.push_back(entry->path().filename().string());
+    }
+    return acts;
+}
+
+CHandle CDeviceFolder::Semaphore(const char* purpose) const {
+    CHandle semaphore(
+        CreateSemaphoreA(nullptr, 1, 1, ("nvqsim-" + std::string(purpose) + m_path).c_str()));
+    if (!semaphore)
+        throw CSimFailure(OSTREL_COMMUNICATION, m_path + ": no lock can be had for it");
+    return semaphore;
+}

@@ -1,0 +1,142 @@
+// The module's entry: class object and registration.
+#include <string>
+
+#include "platform/module.h"
+#include "platform/registry.h"
+#include "simulator/call_frame.h"
+#include "simulator/model_store.h"
+#include "simulator/sim_toolkit.h"
+#include "simulator/simulator_class.h"
+
+#define NVQ_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+constexpr const char* kClassName = "Simulated scanner";
+
+HRESULT MakeObject(const std::string& model, std::uint32_t facets, REFIID iid, void** object) {
+    auto* toolkit = new (std::nothrow) CSimToolkit(model, facets);
+    if (!toolkit)
+        return E_OUTOFMEMORY;
+    const HRESULT hr = toolkit->QueryInterface(iid, object);
+    toolkit->Release();
+    return hr;
+}
+
+std::string Narrow(LPCOLESTR text) {
+    std::string narrow;
+    for (; *text != 0; ++text)
+        narrow += *text < 0x80 ? static_cast<char>(*text) : '?';
+    return narrow;
+}
+
+// Lives as long as the module, so its references aren't counted.
+class CSimFactory final : public IClassFactory, public IOstrelModelFactory {
+  public:
+    HRESULT QueryInterface(REFIID iid, void** object) override {
+        if (!object)
+            return E_POINTER;
+        *object = nullptr;
+        if (iid == IID_IUnknown || iid == IID_IClassFactory)
+            *object = static_cast<IClassFactory*>(this);
+        else if (iid == IID_IOstrelModelFactory)
+            *object = static_cast<IOstrelModelFactory*>(this);
+        return *object ? S_OK : E_NOINTERFACE;
+    }
+    ULONG AddRef() override { return 2; }
+    ULONG Release() override { return 1; }
+
+    HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
+        if (!object)
+            return E_POINTER;
+        *object = nullptr;
+        return outer ? CLASS_E_NOAGGREGATION : MakeObject({}, 0, iid, object);
+    }
+    HRESULT LockServer(BOOL lock) override {
+        g_moduleUses += lock ? 1 : -1;
+        return S_OK;
+    }
+    HRESULT CreateForModel(LPCOLESTR model, IUnknown** object) override;
+};
+
+HRESULT CSimFactory::CreateForModel(LPCOLESTR model, IUnknown** object) {
+    if (!model || !object)
+        return E_POINTER;
+    *object = nullptr;
+    HRESULT hr = E_FAIL;
+    const DWORD code = Contain([&] {
+        const std::string name = Narrow(model);
+        const std::uint32_t facets = name.empty() ? 0 : LoadModel(name).m_facets;
+        hr = MakeObject(name, facets, IID_IUnknown, reinterpret_cast<void**>(object));
+    });
+    return code == OSTREL_NO_ERROR ? hr : CLASS_E_CLASSNOTAVAILABLE;
+}
+
+CSimFactory g_factory;
+
+HRESULT FromError(LONG error) {
+    return error == ERROR_SUCCESS ? S_OK
+                                  : MakeResult(0x80070000u | static_cast<std::uint32_t>(error));
+}
+
+// The class's key under HKEY_CLASSES_ROOT.
+std::string ClassKey() {
+    LPOLESTR text = nullptr;
+    if (FAILED(StringFromIID(CLSID_OstrelSimulator, &text)))
+        return {};
+    std::string key = "CLSID\\" + Narrow(text);
+    CoTaskMemFree(text);
+    return key;
+}
+
+LONG WriteText(const std::string& path, const char* name, const std::string& text) {
+    HKEY key = nullptr;
+    LONG error = RegCreateKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                                 nullptr, &key, nullptr);
+    if (error != ERROR_SUCCESS)
+        return error;
+    error = RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                           static_cast<DWORD>(text.size() + 1));
+    RegCloseKey(key);
+    return error;
+}
+
+}  // namespace
+
+NVQ_EXPORT HRESULT DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
+    if (!object)
+        return E_POINTER;
+    *object = nullptr;
+    return clsid == CLSID_OstrelSimulator ? g_factory.QueryInterface(iid, object)
+                                          : CLASS_E_CLASSNOTAVAILABLE;
+}
+
+NVQ_EXPORT HRESULT DllCanUnloadNow() {
+    return g_moduleUses == 0 ? S_OK : S_FALSE;
+}
+
+NVQ_EXPORT HRESULT DllRegisterServer() {
+    HRESULT hr = E_FAIL;
+    const DWORD code = Contain([&] {
+        char path[MAX_PATH * 16] = {};
+        if (GetModuleFileNameA(ModuleFromAddress(&g_factory), path, sizeof(path)) == 0)
+            return;
+        const std::string server = ClassKey() + "\\InprocServer32";
+        LONG error = WriteText(ClassKey(), nullptr, kClassName);
+        if (error == ERROR_SUCCESS)
+            error = WriteText(server, nullptr, path);
+        if (error == ERROR_SUCCESS)
+            error = WriteText(server, "ThreadingModel", "Both");
+        hr = FromError(error);
+    });
+    return code == OSTREL_NO_ERROR ? hr : E_FAIL;
+}
+
+NVQ_EXPORT HRESULT DllUnregisterServer() {
+    HRESULT hr = E_FAIL;
+    const DWORD code = Contain([&] {
+        const LONG error = RegDeleteTreeA(HKEY_CLASSES_ROOT, ClassKey().c_str());
+        hr = error == ERROR_FILE_NOT_FOUND ? S_OK : FromError(error);
+    });
+    return code == OSTREL_NO_ERROR ? hr : E_FAIL;
+}

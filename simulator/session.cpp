@@ -1,0 +1,58 @@
+#include "simulator/session.h"
+
+#include <filesystem>
+
+#include "platform/module.h"
+#include "simulator/model_store.h"
+#include "simulator/sim_failure.h"
+
+namespace {
+
+std::string IniText(const std::string& folder) {
+    const std::string path = folder + "/device.ini";
+    std::error_code error;
+    return std::filesystem::exists(path, error) ? ReadSettingsText(path) : std::string();
+}
+
+}  // namespace
+
+CSession::CSession(DWORD id, CDeviceFolder folder)
+    : m_id(id),
+      m_folder(std::move(folder)),
+      m_tag(std::to_string(GetCurrentProcessId()) + '.' + std::to_string(id)),
+      m_settings(std::make_shared<const CSettings>(LoadDeviceSettings(m_folder.Path()))),
+      m_iniText(IniText(m_folder.Path())),
+      m_stateGuard(m_folder.Semaphore("state")),
+      m_deviceLock(m_folder.Semaphore("lock")) {}
+
+void CSession::RefreshSettings() {
+    try {
+        std::string text = IniText(m_folder.Path());
+        if (text == m_iniText)
+            return;
+        m_iniText = std::move(text);
+        auto settings = std::make_shared<const CSettings>(LoadDeviceSettings(m_folder.Path()));
+        if (settings->m_model != m_settings->m_model)
+            throw CSimFailure(
+                OSTREL_OPEN_FAILED,
+                m_folder.Path() + ": another model needs the device to be opened anew");
+        m_settings = std::move(settings);
+    } catch (const CSimFailure& failure) {
+        OutputDebugStringA((std::string("nvqsim: ") + failure.what() + '\n').c_str());
+    }
+}
+
+CDeviceState FreshState(const CSettings& settings) {
+    constexpr std::uint64_t kNeverSet = 0xFFFFFFFFu;
+    const CNumbers& numbers = settings.m_numbers;
+    CDeviceState state;
+    state.lampTimeout = numbers.m_lampTimeout;
+    state.sheetsInTray = numbers.m_sheets;
+    state.nextSheet = 1;
+    state.duplexSwitch = numbers.m_duplexSwitch;
+    state.hatchOpen = numbers.m_hatchOpen;
+    state.film = numbers.m_film;
+    state.pendingTask = numbers.m_pendingTask;
+    state.nvramScanCount = kNeverSet;
+    return state;
+}

@@ -1,0 +1,313 @@
+// What lines a scan gives: pixels, windows, resolutions, channels, depths, tone maps.
+#include <algorithm>
+#include <random>
+
+#include "tests/simulator/sim_rig.h"
+
+namespace {
+
+struct CRgbPixel {
+    std::uint8_t red, green, blue;
+};
+
+Bytes Pixels(std::initializer_list<CRgbPixel> pixels) {
+    Bytes bytes;
+    for (const CRgbPixel& p : pixels)
+        bytes.insert(bytes.end(), {p.red, p.green, p.blue});
+    return bytes;
+}
+
+// The same value in all three colours.
+Bytes Grays(std::initializer_list<int> values) {
+    Bytes bytes;
+    for (const int value : values)
+        bytes.insert(bytes.end(), 3, static_cast<std::uint8_t>(value));
+    return bytes;
+}
+
+Bytes Noise(std::size_t count) {
+    std::mt19937 random(7);
+    Bytes bytes(count);
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<std::uint8_t>(random()); });
+    return bytes;
+}
+
+// A flatbed with one picture on it.
+class CPictureRig : public CDeviceRig {
+  public:
+    CPictureRig(int width, int height, int dpi, const Bytes& rgb, const std::string& flatbed = {},
+                const std::string& more = {}) {
+        WritePicture(Path() + "/picture.bmp", width, height, dpi, rgb);
+        SetIni("[flatbed]\npicture=picture.bmp\nlid=0,0,0\n" + flatbed + '\n' + more);
+    }
+};
+
+Bytes ScanOf(const CDeviceRig& rig, const OstrelScanParams& params, DWORD chunk = 65536) {
+    CSessionRig session(rig);
+    session.Prepare(params.source);
+    Bytes data;
+    EXPECT_EQ(session.Scan(params, &data, chunk), OSTREL_END_OF_MEDIA);
+    EXPECT_EQ(rig.State().violations, 0u);
+    return data;
+}
+
+// The value at (x, y) of a plane in which the picture lies, with lid 1, 2, 3 around.
+Bytes PlaneOf(const Bytes& rgb, int width, int height, int left, int top, int w, int h) {
+    Bytes plane;
+    for (int y = top; y < top + h; ++y) {
+        for (int x = left; x < left + w; ++x) {
+            const bool inside = x >= 0 && x < width && y >= 0 && y < height;
+            for (int c = 0; c < 3; ++c)
+                plane.push_back(inside ? rgb[static_cast<std::size_t>((y * width + x) * 3 + c)]
+                                       : static_cast<std::uint8_t>(c + 1));
+        }
+    }
+    return plane;
+}
+
+TEST(Lines, AreThePicturesPixelsAtItsOwnResolution) {
+    const Bytes rgb = Noise(83 * 61 * 3);
+    const struct {
+        int dpi, left, top;         // where the picture lies
+        DWORD x, y, width, height;  // the window
+        int px, py, pw, ph;         // the same in the picture's pixels
+    } kCases[] = {
+        {300, 0, 0, 0, 0, 83, 61, 0, 0, 83, 61},           {300, 0, 0, 7, 5, 50, 40, 7, 5, 50, 40},
+        {300, 0, 0, 80, 58, 20, 10, 80, 58, 20, 10},        // over the corner
+        {300, 0, 0, 200, 0, 9, 70, 200, 0, 9, 70},          // beside it
+        {300, 10, 20, 0, 0, 120, 100, -10, -20, 120, 100},  // lid on all sides
+        {200, 0, 0, 30, 9, 60, 90, 20, 6, 40, 60},          // 3/2 units a pixel
+        {600, 0, 0, 11, 4, 25, 20, 22, 8, 50, 40},
+    };
+    for (const auto& c : kCases) {
+        CPictureRig rig(
+            83, 61, c.dpi, rgb,
+            "lid=1,2,3\nleft=" + std::to_string(c.left) + "\ntop=" + std::to_string(c.top));
+        EXPECT_EQ(ScanOf(rig, Window(c.x, c.y, c.width, c.height, static_cast<WORD>(c.dpi))),
+                  PlaneOf(rgb, 83, 61, c.px, c.py, c.pw, c.ph))
+            << c.dpi << ' ' << c.x << ' ' << c.y;
+    }
+}
+
+TEST(Lines, ComeInPiecesOfAnySize) {
+    const Bytes rgb = Noise(40 * 30 * 3);
+    CPictureRig rig(40, 30, 300, rgb);
+    for (const DWORD chunk : {1u, 7u, 120u, 121u, 5000u})
+        EXPECT_EQ(ScanOf(rig, Window(0, 0, 40, 30), chunk), rgb) << chunk;
+}
+
+TEST(Lines, OfACoarserScanAreMeansOfWhatTheyCover) {
+    // Two by two, by hand: (10 + 20 + 50 + 60) / 4 and (30 + 40 + 70 + 80) / 4.
+    CPictureRig half(4, 2, 300, Grays({10, 20, 30, 40, 50, 60, 70, 80}));
+    EXPECT_EQ(ScanOf(half, Window(0, 0, 4, 2, 150)), Grays({35, 55}));
+    // Three by three.
+    CPictureRig third(3, 3, 300, Grays({1, 2, 3, 4, 5, 6, 7, 8, 18}));
+    EXPECT_EQ(ScanOf(third, Window(0, 0, 3, 3, 100)), Grays({6}));
+    // One and a half: (2 x 30 + 60) / 3 and (60 + 2 x 90) / 3.
+    CPictureRig uneven(3, 3, 300, Grays({30, 60, 90, 30, 60, 90, 30, 60, 90}));
+    EXPECT_EQ(ScanOf(uneven, Window(0, 0, 3, 3, 200)), Grays({40, 80, 40, 80}));
+    // A window that begins inside a pixel: halves of two neighbours, the last with the lid.
+    CPictureRig shifted(2, 2, 150, Grays({100, 200, 100, 200}));
+    EXPECT_EQ(ScanOf(shifted, Window(1, 0, 4, 2, 150)), Grays({150, 100}));
+    // With 16 bits: (1 + 1 + 2) x 257 / 3 = 342.7 is 343, across and along.
+    auto params = Window(0, 0, 3, 3, 100);
+    params.bitsPerSample = 16;
+    const Bytes rounded = {0x57, 1, 0x57, 1, 0x57, 1};
+    EXPECT_EQ(ScanOf(CPictureRig(3, 3, 300, Grays({1, 1, 2, 1, 1, 2, 1, 1, 2})), params), rounded);
+    EXPECT_EQ(ScanOf(CPictureRig(3, 3, 300, Grays({1, 1, 1, 1, 1, 1, 2, 2, 2})), params), rounded);
+}
+
+TEST(Lines, OfAFinerScanLieBetweenThePixels) {
+    const Bytes columns = Grays({100, 200, 100, 200, 100, 200, 100, 200});
+    CPictureRig rig(2, 4, 150, columns);
+    // Centres at 1/4, 3/4, 5/4, 7/4 pixel; those of the picture at 1/2 and 3/2, of the lid, which
+    // is 0, at -1/2 and 5/2.
+    EXPECT_EQ(ScanOf(rig, Window(0, 2, 4, 1, 300)), Grays({75, 125, 175, 150}));
+    // With 16 bits nothing is lost: 125 x 257 = 32125.
+    auto params = Window(1, 2, 1, 1, 300);
+    params.bitsPerSample = 16;
+    EXPECT_EQ(ScanOf(rig, params), (Bytes{0x7D, 0x7D, 0x7D, 0x7D, 0x7D, 0x7D}));
+    // Along as across.
+    CPictureRig turned(4, 2, 150, Grays({100, 100, 100, 100, 200, 200, 200, 200}));
+    EXPECT_EQ(ScanOf(turned, Window(2, 0, 1, 4, 300)), Grays({75, 125, 175, 150}));
+}
+
+TEST(Lines, HoldTheChannelThatIsAskedFor) {
+    CPictureRig rig(2, 1, 300, Pixels({{200, 100, 50}, {7, 7, 7}}));
+    const struct {
+        WORD mask;
+        int value;
+    } kCases[] = {
+        {8, 124},                                // 0.299 x 200 + 0.587 x 100 + 0.114 x 50 = 124.2
+        {1, 200}, {2, 100}, {4, 50}, {16, 113},  // (200 + 2 x 100 + 50) / 4 = 112.5
+    };
+    for (const auto& c : kCases)
+        EXPECT_EQ(ScanOf(rig, OneChannel(Window(0, 0, 2, 1), c.mask, 8)),
+                  (Bytes{static_cast<std::uint8_t>(c.value), 7}))
+            << c.mask;
+    EXPECT_EQ(ScanOf(rig, OneChannel(Window(0, 0, 2, 1), 1, 16)), (Bytes{200, 200, 7, 7}));
+    CPictureRig all(256, 1, 300, [] {
+        Bytes ramp;
+        for (int i = 0; i < 256; ++i)
+            ramp.insert(ramp.end(),
+                        {static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(255 - i),
+                         static_cast<std::uint8_t>(i * 37)});
+        return ramp;
+    }());
+    Bytes grays;
+    for (int i = 0; i < 256; ++i)
+        grays.push_back(static_cast<std::uint8_t>(
+            (299 * i + 587 * (255 - i) + 114 * (i * 37 & 255) + 500) / 1000));
+    EXPECT_EQ(ScanOf(all, OneChannel(Window(0, 0, 256, 1), 8, 8)), grays);
+}
+
+TEST(Lines, OfOneBitAreWhiteFromTheMiddleOn) {
+    CPictureRig rig(10, 1, 300, Grays({127, 128, 0, 255, 126, 129, 200, 10, 128, 127}));
+    EXPECT_EQ(ScanOf(rig, OneChannel(Window(0, 0, 10, 1), 8, 1)), (Bytes{0b01010110, 0b10000000}));
+}
+
+template <class T>
+std::vector<T> Table(std::size_t length, T (*entry)(std::size_t)) {
+    std::vector<T> table(length);
+    for (std::size_t i = 0; i < length; ++i)
+        table[i] = entry(i);
+    return table;
+}
+
+TEST(ToneMap, IsAppliedToEachColour) {
+    CPictureRig rig(2, 1, 300, Pixels({{10, 20, 30}, {255, 0, 128}}), {},
+                    "[simulator]\nmodel=SIM100F\n[device]\nlampWarmUpFlatbed=0\n");
+    CSessionRig session(rig);
+    session.Prepare();
+    const auto inverse = Table<BYTE>(256, [](std::size_t i) { return static_cast<BYTE>(255 - i); });
+    const auto halved = Table<BYTE>(256, [](std::size_t i) { return static_cast<BYTE>(i / 2); });
+    const auto same = Table<BYTE>(256, [](std::size_t i) { return static_cast<BYTE>(i); });
+    EXPECT_EQ(session->SetTonemap(session.Session(), 256, inverse.data(), halved.data(),
+                                  same.data(), session.Error()),
+              S_OK);
+    Bytes data;
+    session.Scan(Window(0, 0, 3, 1), &data);
+    EXPECT_EQ(data, Pixels({{245, 10, 30}, {0, 0, 128}, {255, 0, 0}}))
+        << "the lid goes through too";
+    // A sensor goes through its own table, a gray through the middle one: 18.17 / 2, 90.8 / 2.
+    session.Scan(OneChannel(Window(0, 0, 2, 1), 1, 8), &data);
+    EXPECT_EQ(data, (Bytes{245, 0}));
+    session.Scan(OneChannel(Window(0, 0, 2, 1), 8, 8), &data);
+    EXPECT_EQ(data, (Bytes{9, 45}));
+    EXPECT_EQ(session->SetTonemap(session.Session(), 255, same.data(), same.data(), same.data(),
+                                  session.Error()),
+              E_FAIL);
+    EXPECT_EQ(session.Code(), OSTREL_INVALID_PARAMETER);
+}
+
+TEST(ToneMap, OfTheIdentityChangesNoValue) {
+    Bytes ramp;
+    for (int i = 0; i < 256; ++i)
+        ramp.insert(ramp.end(), 3, static_cast<std::uint8_t>(i));
+    for (const char* model : {"SIM300A", "SIM500D"}) {
+        CPictureRig rig(
+            256, 1, 300, ramp, {},
+            std::string("[simulator]\nmodel=") + model + "\n[device]\nlampWarmUpFlatbed=0\n");
+        CSessionRig session(rig);
+        session.Prepare();
+        OstrelDeviceCaps caps = {};
+        session->GetDeviceCapabilities(session.Session(), &caps, session.Error());
+        std::vector<WORD> table(caps.tonemapLength);
+        for (std::size_t i = 0; i < table.size(); ++i)
+            table[i] = static_cast<WORD>(i * (caps.tonemapMaxValue + 1) / table.size());
+        EXPECT_EQ(session->SetTonemap(session.Session(), static_cast<DWORD>(table.size() * 2),
+                                      table.data(), table.data(), table.data(), session.Error()),
+                  S_OK);
+        Bytes data;
+        session.Scan(Window(0, 0, 256, 1), &data);
+        EXPECT_EQ(data, ramp) << model;
+    }
+}
+
+TEST(ToneMap, GivesTheThresholdOnlyWhenTold) {
+    CPictureRig rig(8, 1, 300, Grays({0, 100, 127, 128, 180, 199, 200, 255}));
+    CSessionRig session(rig);
+    session.Prepare();
+    const auto steps =
+        Table<WORD>(1024, [](std::size_t i) { return static_cast<WORD>(i < 200 * 4 ? 0 : 65535); });
+    EXPECT_EQ(session->SetTonemap(session.Session(), 2048, steps.data(), steps.data(), steps.data(),
+                                  session.Error()),
+              S_OK);
+    auto params = OneChannel(Window(0, 0, 8, 1), 16, 1);
+    Bytes data;
+    session.Scan(params, &data);
+    EXPECT_EQ(data, Bytes{0b00011111});
+    params.scanFlags = OSTREL_SCAN_TONEMAP_THRESHOLD;
+    session.Scan(params, &data);
+    EXPECT_EQ(data, Bytes{0b00000011});
+}
+
+TEST(ColourMatrix, MixesTheColoursAndHoldsThem) {
+    CPictureRig rig(1, 1, 300, Pixels({{200, 100, 50}}));
+    CSessionRig session(rig);
+    session.Prepare();
+    const double matrix[] = {0, 1, 0, 2, 0, 0, 0.5, 0, -1};
+    const auto facet = session.Facet<IOstrelColorMatrix>(IID_IOstrelColorMatrix);
+    ASSERT_TRUE(facet);
+    EXPECT_EQ(facet->SetColorMatrix(session.Session(), matrix, session.Error()), S_OK);
+    Bytes data;
+    session.Scan(Window(0, 0, 1, 1), &data);
+    EXPECT_EQ(data, Pixels({{100, 255, 50}}));
+}
+
+std::vector<int> Light16(const CDeviceRig& rig) {
+    auto params = Window(0, 0, 3, 1);
+    params.bitsPerSample = 16;
+    const Bytes data = ScanOf(rig, params);
+    std::vector<int> light;
+    for (std::size_t i = 0; i < data.size(); i += 2)
+        light.push_back(data[i] + 256 * data[i + 1]);
+    return light;
+}
+
+TEST(Encoding, SaysWhatLightAPicturesValuesStandFor) {
+    const Bytes rgb = Grays({0, 128, 255});
+    const auto srgb = Light16(CPictureRig(3, 1, 300, rgb, "encoding=srgb"));
+    EXPECT_EQ(srgb[0], 0);
+    EXPECT_NEAR(srgb[3], 0.21586 * 65535, 0.005 * 65535) << "the display's curve";
+    EXPECT_EQ(srgb[6], 65535);
+    // The film's base is orange; full light leaves a tenth of it.
+    EXPECT_EQ(Light16(CPictureRig(3, 1, 300, Grays({0, 0, 255}), "encoding=negative")),
+              (std::vector<int>{58982, 36044, 21627, 58982, 36044, 21627, 5898, 3604, 2163}));
+}
+
+TEST(Noise, IsTheSameForASeedAndStaysSmall) {
+    const Bytes rgb(60 * 20 * 3, 100);
+    const auto noisy = [&](const std::string& behaviour) {
+        return ScanOf(CPictureRig(60, 20, 300, rgb, {}, "[behaviour]\n" + behaviour),
+                      Window(0, 0, 60, 20));
+    };
+    const Bytes first = noisy("noise=3\nseed=1");
+    EXPECT_EQ(first, noisy("noise=3\nseed=1"));
+    EXPECT_NE(first, noisy("noise=3\nseed=2"));
+    const auto [least, most] = std::minmax_element(first.begin(), first.end());
+    EXPECT_EQ(*least, 97);
+    EXPECT_EQ(*most, 103);
+}
+
+TEST(BuiltIn, MediaAreThereWithoutFiles) {
+    CDeviceRig rig;
+    const Bytes page = ScanOf(rig, Window(0, 0, 2550, 3300));
+    ASSERT_EQ(page.size(), 2550u * 3300 * 3);
+    const auto at = [&](std::size_t x, std::size_t y) { return page[(y * 2550 + x) * 3]; };
+    EXPECT_GT(at(2500, 700), 230) << "paper";
+    EXPECT_LT(at(1000, 242), 10) << "the ruler under the title";
+    EXPECT_EQ(at(200, 1050), 0) << "the first gray step";
+    EXPECT_EQ(at(2390, 1050), 255) << "the last";
+    // In a negative what is bright in the slide is dark.
+    const Bytes slide = ScanOf(rig, Window(0, 0, 425, 283, 300, OSTREL_SOURCE_POSITIVE));
+    const Bytes negative = ScanOf(rig, Window(0, 0, 425, 283, 300, OSTREL_SOURCE_NEGATIVE));
+    ASSERT_EQ(slide.size(), negative.size());
+    std::size_t turned = 0;
+    std::size_t compared = 0;
+    for (std::size_t i = 0; i + 300 < slide.size(); i += 300, ++compared)
+        turned += (slide[i] <= slide[i + 300]) == (negative[i] >= negative[i + 300]) ? 1 : 0;
+    EXPECT_GT(turned, compared * 9 / 10);
+}
+
+}  // namespace

@@ -1,0 +1,192 @@
+// A simulated device for a test: its folder, and one session with it through the loaded module.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "controller/toolkit.h"
+#include "platform/com.h"
+#include "platform/registry.h"
+#include "simulator/device_state.h"
+#include "simulator/panel.h"
+#include "simulator/simulator_class.h"
+#include "tests/platform/test_folder.h"
+
+using Bytes = std::vector<std::uint8_t>;
+
+// Names the module in the registry, as an installer does.
+inline void RegisterSimulator() {
+    LPOLESTR wide = nullptr;
+    ASSERT_EQ(StringFromIID(CLSID_OstrelSimulator, &wide), S_OK);
+    const std::string clsid(wide, wide + 38);
+    CoTaskMemFree(wide);
+    const std::string path = "CLSID\\" + clsid + "\\InprocServer32";
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                              nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    constexpr const char* kModule = SIMULATOR_MODULE;
+    RegSetValueExA(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(kModule),
+                   static_cast<DWORD>(std::char_traits<char>::length(kModule) + 1));
+    RegCloseKey(key);
+}
+
+inline ComPtr<IOstrelDevice> CreateToolkit() {
+    RegisterSimulator();
+    ComPtr<IOstrelDevice> device;
+    EXPECT_EQ(CoCreateInstance(CLSID_OstrelSimulator, nullptr, CLSCTX_ALL, IID_IOstrelDevice,
+                               device.OutVoid()),
+              S_OK);
+    return device;
+}
+
+// The folder alone.
+class CDeviceRig {
+  public:
+    explicit CDeviceRig(const std::string& ini = {}) {
+        static int number = 0;
+        m_path = TestFolder() + "/device" + std::to_string(++number);
+        std::filesystem::create_directories(m_path);
+        if (!ini.empty())
+            SetIni(ini);
+    }
+
+    const std::string& Path() const { return m_path; }
+    std::u16string Port() const { return std::filesystem::path(m_path + "/port").u16string(); }
+    void SetIni(const std::string& ini) { WriteWholeFile(m_path + "/device.ini", ini); }
+    void SetClock(std::uint64_t time) { WriteWholeFile(m_path + "/clock", std::to_string(time)); }
+    std::uint64_t Clock() const { return std::stoull(ReadWholeFile(m_path + "/clock")); }
+    void Act(const std::string& act) { WriteWholeFile(m_path + "/panel/" + act, ""); }
+    CDeviceState State() const { return LoadState(m_path + "/state", {}); }
+    std::string Calls() const { return ReadWholeFile(m_path + "/calls.log"); }
+
+  private:
+    std::string m_path;
+};
+
+// A picture of 24 bits in a bitmap file, `rgb` with the top line first.
+inline void WritePicture(const std::string& path, int width, int height, int dpi,
+                         const Bytes& rgb) {
+    const auto w = static_cast<std::size_t>(width);
+    const std::size_t stride = (w * 3 + 3) / 4 * 4;
+    BITMAPFILEHEADER file = {BITMAP_FILE_TYPE, 0, 0, 0, 54};
+    BITMAPINFOHEADER info = {};
+    info.biSize = sizeof(info);
+    info.biWidth = width;
+    info.biHeight = -height;
+    info.biPlanes = 1;
+    info.biBitCount = 24;
+    info.biXPelsPerMeter = info.biYPelsPerMeter = static_cast<LONG>(dpi * 39.37 + 0.5);
+    Bytes rows(stride * static_cast<std::size_t>(height));
+    for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
+        for (std::size_t i = 0; i < w * 3; ++i)
+            rows[y * stride + i / 3 * 3 + 2 - i % 3] = rgb[y * w * 3 + i];
+    }
+    file.bfSize = static_cast<DWORD>(54 + rows.size());
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(&file), sizeof(file));
+    out.write(reinterpret_cast<const char*>(&info), sizeof(info));
+    out.write(reinterpret_cast<const char*>(rows.data()),
+              static_cast<std::streamsize>(rows.size()));
+}
+
+// An open session, which holds one level of the lock unless told otherwise.
+class CSessionRig {
+  public:
+    explicit CSessionRig(const CDeviceRig& rig, bool locked = true) : m_device(CreateToolkit()) {
+        EXPECT_EQ(m_device->OpenDevice(rig.Port().c_str(), 1, &m_session, &m_error), S_OK)
+            << m_error;
+        if (locked) {
+            EXPECT_EQ(m_device->LockScanner(m_session, 0, 30000, &m_error), S_OK) << m_error;
+        }
+    }
+    ~CSessionRig() {
+        DWORD error = 0;
+        if (m_session != 0)
+            m_device->CloseDevice(m_session, &error);
+    }
+    CSessionRig(const CSessionRig&) = delete;
+    CSessionRig& operator=(const CSessionRig&) = delete;
+
+    IOstrelDevice* operator->() const { return m_device.Get(); }
+    DWORD Session() const { return m_session; }
+    DWORD* Error() { return &m_error; }
+    DWORD Code() const { return m_error; }
+    void Forget() { m_session = 0; }
+
+    template <class T>
+    ComPtr<T> Facet(REFIID iid) {
+        ComPtr<T> facet;
+        facet.QueryFrom(m_device.Get(), iid);
+        return facet;
+    }
+
+    // Lamp and calibration for a source.
+    void Prepare(WORD source = OSTREL_SOURCE_FLATBED) {
+        OstrelScanParams params = {};
+        params.width = params.height = 30;
+        params.xResolution = params.yResolution = 300;
+        params.colorMode = OSTREL_COLOR;
+        params.bitsPerSample = 8;
+        params.source = source;
+        OstrelScanSetup setup = {};
+        EXPECT_EQ(m_device->GetScanSetup(m_session, &params, &setup, &m_error), S_OK) << m_error;
+        const bool adapter = source >= OSTREL_SOURCE_POSITIVE;
+        EXPECT_EQ(adapter ? Facet<IOstrelXPA>(IID_IOstrelXPA)->XPALampOn(m_session, &m_error)
+                          : m_device->LampOn(m_session, &m_error),
+                  S_OK);
+        EXPECT_EQ(m_device->CalibrateScanner(m_session, &m_error), S_OK) << m_error;
+    }
+
+    // Starts, reads `chunk` bytes at a time until the end, and ends. The status that ended it.
+    DWORD Scan(const OstrelScanParams& params, Bytes* data, DWORD chunk = 65536) {
+        data->clear();
+        if (FAILED(m_device->StartScan(m_session, &params, &m_error)))
+            return m_error;
+        DWORD status = 0;
+        EXPECT_EQ(m_device->BeginRead(m_session, &status), S_OK);
+        DWORD got = 0;
+        do {
+            data->resize(data->size() + chunk);
+            m_device->ReadScan(m_session, data->data() + data->size() - chunk, chunk, &got,
+                               &status);
+            EXPECT_LE(got, chunk);
+            data->resize(data->size() - chunk + got);
+        } while (status == 0);
+        EXPECT_EQ(m_device->EndScan(m_session, &m_error), S_OK) << m_error;
+        return status;
+    }
+
+  private:
+    ComPtr<IOstrelDevice> m_device;
+    DWORD m_session = 0;
+    DWORD m_error = 0;
+};
+
+// A window in 1/300 inch, in colour of 8 bits.
+inline OstrelScanParams Window(DWORD left, DWORD top, DWORD width, DWORD height, WORD dpi = 300,
+                               WORD source = OSTREL_SOURCE_FLATBED) {
+    OstrelScanParams params = {};
+    params.left = left;
+    params.top = top;
+    params.width = width;
+    params.height = height;
+    params.xResolution = params.yResolution = dpi;
+    params.colorMode = OSTREL_COLOR;
+    params.bitsPerSample = 8;
+    params.source = source;
+    return params;
+}
+
+inline OstrelScanParams OneChannel(OstrelScanParams params, WORD mask, BYTE bits) {
+    params.colorMode = bits == 1 ? OSTREL_ONE_BIT : OSTREL_ONE_CHANNEL;
+    params.channelMask = mask;
+    params.bitsPerSample = bits;
+    return params;
+}
