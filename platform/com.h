@@ -94,6 +94,9 @@ HRESULT CLSIDFromString(LPCOLESTR text, CLSID* clsid);
 // registered. A module is loaded at first need, and asked for its class object by its exported
 // DllGetClassObject.
 
+// What a module exports is declared with this.
+#define STDAPI extern "C" __attribute__((visibility("default"))) HRESULT
+
 inline constexpr DWORD CLSCTX_INPROC_SERVER = 1;
 inline constexpr DWORD CLSCTX_ALL = 23;
 inline constexpr DWORD REGCLS_MULTIPLEUSE = 1;

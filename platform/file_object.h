@@ -1,6 +1,7 @@
 // The object behind a file's handle. Internal to the layer.
 #pragma once
 
+#include <memory>
 #include <utility>
 
 #include "platform/handle_table.h"
@@ -24,5 +25,8 @@ class File : public HandleObject {
     const bool m_plain;
     UniqueFd m_fd;
 };
+
+// One that can be waited for, made of a pipe whose reads don't block (device_io.cpp).
+std::shared_ptr<File> MakeDevice(UniqueFd pipe, DWORD access);
 
 }  // namespace platform

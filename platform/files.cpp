@@ -81,7 +81,7 @@ bool FolderExists(const char* name) {
     return stat(std::string(name, slash).c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-HANDLE OpenFile(LPCSTR name, DWORD access, DWORD disposition) {
+HANDLE OpenFile(LPCSTR name, DWORD access, DWORD disposition, DWORD flags) {
     if (!name || (access & ~(GENERIC_READ | GENERIC_WRITE)) != 0 || disposition < CREATE_NEW ||
         disposition > TRUNCATE_EXISTING ||
         (disposition == TRUNCATE_EXISTING && (access & GENERIC_WRITE) == 0)) {
@@ -90,7 +90,11 @@ HANDLE OpenFile(LPCSTR name, DWORD access, DWORD disposition) {
     }
     const bool reads = (access & GENERIC_READ) != 0;
     const bool writes = (access & GENERIC_WRITE) != 0;
-    const int mode = O_CLOEXEC | O_NOCTTY | (!writes ? O_RDONLY : reads ? O_RDWR : O_WRONLY);
+    const bool overlapped = (flags & FILE_FLAG_OVERLAPPED) != 0;
+    const int mode = O_CLOEXEC | O_NOCTTY | (overlapped ? O_NONBLOCK : 0) |
+                     (!writes ? O_RDONLY
+                      : reads ? O_RDWR
+                              : O_WRONLY);
     Opened opened = OpenByDisposition(name, mode, disposition);
     struct stat status = {};
     if (!opened.fd || fstat(opened.fd.Get(), &status) != 0) {
@@ -105,6 +109,8 @@ HANDLE OpenFile(LPCSTR name, DWORD access, DWORD disposition) {
         return INVALID_HANDLE_VALUE;
     }
     SetLastError(static_cast<DWORD>(opened.existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS));
+    if (overlapped && S_ISFIFO(status.st_mode))
+        return platform::AddHandle(platform::MakeDevice(std::move(opened.fd), access));
     return platform::AddHandle(
         std::make_shared<File>(std::move(opened.fd), access, S_ISREG(status.st_mode)));
 }
@@ -140,9 +146,10 @@ BOOL SeekTarget(const File& file, std::int64_t distance, DWORD method, std::int6
 
 }  // namespace
 
-HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD disposition, DWORD,
-                   HANDLE) {
-    return Contained(INVALID_HANDLE_VALUE, [&] { return OpenFile(name, access, disposition); });
+HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD disposition,
+                   DWORD flags, HANDLE) {
+    return Contained(INVALID_HANDLE_VALUE,
+                     [&] { return OpenFile(name, access, disposition, flags); });
 }
 
 BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {

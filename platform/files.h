@@ -17,8 +17,10 @@ inline constexpr DWORD OPEN_EXISTING = 3;      // fails if the file isn't there
 inline constexpr DWORD OPEN_ALWAYS = 4;        // makes a file that isn't there
 inline constexpr DWORD TRUNCATE_EXISTING = 5;  // fails if the file isn't there, empties it else
 
+inline constexpr DWORD FILE_ATTRIBUTE_SYSTEM = 4;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 inline constexpr DWORD FILE_ATTRIBUTE_TEMPORARY = 0x100;
+inline constexpr DWORD FILE_FLAG_OVERLAPPED = 0x40000000;
 
 inline constexpr DWORD FILE_BEGIN = 0;
 inline constexpr DWORD FILE_CURRENT = 1;
@@ -33,10 +35,11 @@ inline constexpr DWORD FILE_MAP_WRITE = 2;
 inline constexpr DWORD FILE_MAP_READ = 4;
 inline constexpr DWORD FILE_MAP_ALL_ACCESS = 0xF001F;
 
-struct OVERLAPPED;  // overlapped operations are ERROR_NOT_SUPPORTED
+struct OVERLAPPED;  // overlapped reads and writes are ERROR_NOT_SUPPORTED
 
 // INVALID_HANDLE_VALUE with an error number on failure. Access is any of GENERIC_READ and
-// GENERIC_WRITE; sharing, flags and template are taken and have no effect. CREATE_ALWAYS and
+// GENERIC_WRITE; sharing, attributes and template are taken and have no effect.
+// FILE_FLAG_OVERLAPPED makes a pipe one that can be waited for (device_io.h). CREATE_ALWAYS and
 // OPEN_ALWAYS leave the last error ERROR_ALREADY_EXISTS if the file was there, else 0.
 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,
                    DWORD disposition, DWORD flags, HANDLE templateFile);

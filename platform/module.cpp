@@ -1,13 +1,16 @@
 #include "platform/module.h"
 
 #include <dlfcn.h>
+#include <link.h>
 #include <sys/auxv.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -20,6 +23,39 @@ using platform::Contained;
 using platform::Fail;
 
 namespace {
+
+// Loaded files by the address at which they lie, which is what stands for a module elsewhere too.
+class LoadedModules {
+  public:
+    static LoadedModules& Instance() {
+        static auto& modules = *new LoadedModules;
+        return modules;
+    }
+
+    void Add(HMODULE module, void* handle) {
+        const std::lock_guard guard(m_lock);
+        m_handles.emplace(module, handle);
+    }
+    // Null if the module isn't here.
+    void* Find(HMODULE module) {
+        const std::lock_guard guard(m_lock);
+        const auto found = m_handles.find(module);
+        return found == m_handles.end() ? nullptr : found->second;
+    }
+    void* Take(HMODULE module) {
+        const std::lock_guard guard(m_lock);
+        const auto found = m_handles.find(module);
+        if (found == m_handles.end())
+            return nullptr;
+        void* const handle = found->second;
+        m_handles.erase(found);
+        return handle;
+    }
+
+  private:
+    std::mutex m_lock;
+    std::multimap<HMODULE, void*> m_handles;
+};
 
 // A hook that threads may set and use at the same time.
 template <class Hook>
@@ -108,6 +144,45 @@ DWORD GetModuleFileNameA(HMODULE module, LPSTR name, DWORD size) {
         Fail(ERROR_INSUFFICIENT_BUFFER);
         return size;
     });
+}
+
+HMODULE LoadLibraryA(LPCSTR fileName) {
+    return Contained<HMODULE>(nullptr, [&]() -> HMODULE {
+        // The loader looks for any other name in places that others may have chosen, and would wait
+        // at a pipe.
+        struct stat status = {};
+        if (!fileName || fileName[0] != '/' || stat(fileName, &status) != 0 ||
+            !S_ISREG(status.st_mode)) {
+            Fail(ERROR_MOD_NOT_FOUND);
+            return nullptr;
+        }
+        void* const handle = dlopen(fileName, RTLD_NOW | RTLD_LOCAL);
+        link_map* map = nullptr;
+        if (!handle || dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0) {
+            const char* reason = dlerror();
+            OutputDebugStringA((std::string(reason ? reason : fileName) + '\n').c_str());
+            if (handle)
+                dlclose(handle);
+            Fail(ERROR_MOD_NOT_FOUND);
+            return nullptr;
+        }
+        const HMODULE module = ModuleFromAddress(map->l_ld);
+        LoadedModules::Instance().Add(module, handle);
+        return module;
+    });
+}
+
+BOOL FreeLibrary(HMODULE module) {
+    void* const handle = LoadedModules::Instance().Take(module);
+    return handle && dlclose(handle) == 0 ? TRUE : Fail(ERROR_MOD_NOT_FOUND);
+}
+
+FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
+    void* const handle = LoadedModules::Instance().Find(module);
+    void* const address = handle && name ? dlsym(handle, name) : nullptr;
+    if (!address)
+        Fail(handle ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND);
+    return reinterpret_cast<FARPROC>(address);
 }
 
 int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type) {

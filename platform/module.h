@@ -17,6 +17,15 @@ HMODULE ModuleFromAddress(const void* address);
 // ERROR_INSUFFICIENT_BUFFER. 0 on failure.
 DWORD GetModuleFileNameA(HMODULE module, LPSTR name, DWORD size);
 
+// Loads a module from a file, told by its absolute path, and counts: each FreeLibrary takes one
+// off, and the last one may unload it. Null with ERROR_MOD_NOT_FOUND for one that isn't there or
+// can't be loaded; why it can't goes to the debugger output.
+HMODULE LoadLibraryA(LPCSTR fileName);
+BOOL FreeLibrary(HMODULE module);
+// What a module that LoadLibraryA gave exports under a name; null with ERROR_PROC_NOT_FOUND.
+using FARPROC = void (*)();
+FARPROC GetProcAddress(HMODULE module, LPCSTR name);
+
 // The value of `key` in the `[section]` of a settings file, without a pair of quotes around it,
 // else `defaultText` without blanks at its end. Names in upper or lower case are the same. With
 // `key` null all keys of the section, with `section` null all sections, each with its terminating

@@ -13,17 +13,12 @@
 #include "platform/waitable.h"
 
 using platform::Contained;
+using platform::Event;
 using platform::Fail;
 using platform::FindHandleAs;
 using platform::Waitable;
 
 namespace {
-
-class Event : public Waitable {
-  public:
-    Event(bool manualReset, bool set)
-        : Waitable(manualReset ? OnWait::Stays : OnWait::TakesOne, set ? 1 : 0) {}
-};
 
 class Semaphore : public Waitable {
   public:

@@ -35,12 +35,16 @@ class Deadline {
     Clock::time_point m_end;
 };
 
-// The objects of one wait that aren't signalled yet.
+// The objects of one wait that aren't signalled yet, with their sources.
 struct PollSet {
-    std::array<pollfd, MAXIMUM_WAIT_OBJECTS> entries;
+    std::array<pollfd, 2 * MAXIMUM_WAIT_OBJECTS> entries;
     nfds_t count = 0;
 
-    void Add(const Waitable& object) { entries[count++] = {object.Descriptor(), POLLIN, 0}; }
+    void Add(const Waitable& object) {
+        entries[count++] = {object.Descriptor(), POLLIN, 0};
+        if (object.Source())
+            entries[count++] = {object.Source()->Descriptor(), POLLIN, 0};
+    }
 };
 
 using Objects = std::span<const std::shared_ptr<Waitable>>;
@@ -49,6 +53,7 @@ using Objects = std::span<const std::shared_ptr<Waitable>>;
 DWORD TakeAny(Objects objects, PollSet& missing) {
     const std::lock_guard guard(DispatcherLock());
     for (std::size_t i = 0; i < objects.size(); ++i) {
+        objects[i]->CheckSource();
         if (objects[i]->IsSignalled()) {
             objects[i]->Take();
             return WAIT_OBJECT_0 + static_cast<DWORD>(i);
@@ -62,6 +67,7 @@ DWORD TakeAny(Objects objects, PollSet& missing) {
 DWORD TakeAll(Objects objects, PollSet& missing) {
     const std::lock_guard guard(DispatcherLock());
     for (const auto& object : objects) {
+        object->CheckSource();
         if (!object->IsSignalled())
             missing.Add(*object);
     }
@@ -95,6 +101,12 @@ void Waitable::SetCount(LONG count) {
         eventfd_read(Descriptor(), &drained);
     else
         eventfd_write(Descriptor(), 1);
+}
+
+void Waitable::CheckSource() {
+    // Held by the copy while it takes itself off the object.
+    if (const auto source = m_source)
+        source->Check();
 }
 
 void Waitable::Take() {

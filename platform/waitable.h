@@ -6,12 +6,26 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <span>
+#include <utility>
 
 #include "platform/handle_table.h"
 #include "platform/unique_fd.h"
 
 namespace platform {
+
+// What signals an object from outside the process: a descriptor that is polled beside the object's
+// own. Who waits for the object does the work that the descriptor brings.
+class WaitSource {
+  public:
+    virtual ~WaitSource() = default;
+
+    // Both under the dispatcher lock.
+    virtual int Descriptor() const = 0;
+    // Never waits. When its work is done, the object is signalled and has no source any more.
+    virtual void Check() = 0;
+};
 
 class Waitable : public HandleObject {
   public:
@@ -22,6 +36,9 @@ class Waitable : public HandleObject {
     int Descriptor() const { return m_event.Get(); }
 
     // Under the dispatcher lock.
+    const std::shared_ptr<WaitSource>& Source() const { return m_source; }
+    void SetSource(std::shared_ptr<WaitSource> source) { m_source = std::move(source); }
+    void CheckSource();
     bool IsSignalled() const { return m_count > 0; }
     LONG Count() const { return m_count; }
     void SetCount(LONG count);
@@ -37,6 +54,13 @@ class Waitable : public HandleObject {
     const OnWait m_onWait;
     LONG m_count = 0;
     UniqueFd m_event;
+    std::shared_ptr<WaitSource> m_source;
+};
+
+class Event : public Waitable {
+  public:
+    Event(bool manualReset, bool set)
+        : Waitable(manualReset ? OnWait::Stays : OnWait::TakesOne, set ? 1 : 0) {}
 };
 
 // The lock under which the counts stand.

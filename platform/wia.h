@@ -239,10 +239,15 @@ inline constexpr GUID WIA_EVENT_DEVICE_DISCONNECTED = {
 // Results of their own.
 inline constexpr HRESULT WIA_ERROR_GENERAL_ERROR = MakeResult(0x80210001u);
 inline constexpr HRESULT WIA_ERROR_PAPER_EMPTY = MakeResult(0x80210003u);
+inline constexpr HRESULT WIA_ERROR_BUSY = MakeResult(0x80210006u);
+inline constexpr HRESULT WIA_ERROR_ITEM_DELETED = MakeResult(0x80210009u);
+inline constexpr HRESULT WIA_ERROR_INVALID_DRIVER_RESPONSE = MakeResult(0x8021000Fu);
 inline constexpr HRESULT STG_E_ACCESSDENIED = MakeResult(0x80030005u);
 
 // What a driver implements: its imaging face. Calls come one at a time.
 struct IWiaMiniDrv : IUnknown {
+    // Root item and inner object that come out stay the driver's: they are not counted for the
+    // service, which takes a reference of its own to the item.
     virtual HRESULT drvInitializeWia(BYTE* pWiasContext, LONG lFlags, BSTR bstrDeviceID,
                                      BSTR bstrRootFullItemName, IUnknown* pStiDevice,
                                      IUnknown* pIUnknownOuter, IWiaDrvItem** ppIDrvItemRoot,
@@ -281,6 +286,7 @@ struct IWiaMiniDrv : IUnknown {
 
 HRESULT wiasCreateDrvItem(LONG flags, BSTR itemName, BSTR fullItemName, IWiaMiniDrv* driver,
                           LONG contextBytes, BYTE** deviceContext, IWiaDrvItem** item);
+// Counted, as every item that comes out of an operation.
 HRESULT wiasGetDrvItem(BYTE* context, IWiaDrvItem** item);
 HRESULT wiasGetRootItem(BYTE* context, BYTE** rootContext);
 HRESULT wiasGetContextFromName(BYTE* context, LONG flags, BSTR fullName, BYTE** namedContext);
