@@ -1,0 +1,150 @@
+#include "diag/debug_dump.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+
+#include "platform/registry.h"
+
+namespace {
+
+constexpr char kKey[] = "Software\\Norvane\\Lumetra\\Quillet";
+
+bool IsOn(HKEY key) {
+    DWORD type = 0;
+    DWORD value = 0;
+    DWORD size = sizeof(value);
+    return RegQueryValueExA(key, "Enabled", nullptr, &type, reinterpret_cast<BYTE*>(&value),
+                            &size) == ERROR_SUCCESS &&
+           type == REG_DWORD && value != 0;
+}
+
+std::string ReadName(HKEY key, const char* name) {
+    DWORD type = 0;
+    char text[MAX_PATH + 1] = "";
+    DWORD size = sizeof(text);
+    if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &size) !=
+            ERROR_SUCCESS ||
+        type != REG_SZ)
+        return {};
+    return std::string(text, strnlen(text, sizeof(text)));
+}
+
+// A field of a record, by its place. Of a field with 64 bits the first 32 are shown, unless it is a
+// pointer.
+struct Field {
+    const char* format;
+    std::size_t offset;
+    bool pointer = false;
+};
+
+#define FIELD(name) offsetof(MINIDRV_TRANSFER_CONTEXT, name)
+constexpr Field kTransferFields[] = {
+    {"WIA_PMDTC : pmdtc->lSize            \t= %d", FIELD(lSize)},
+    {"WIA_PMDTC : pmdtc->lWidthInPixels   \t= %d", FIELD(lWidthInPixels)},
+    {"WIA_PMDTC : pmdtc->lLines           \t= %d", FIELD(lLines)},
+    {"WIA_PMDTC : pmdtc->lDepth           \t= %d", FIELD(lDepth)},
+    {"WIA_PMDTC : pmdtc->lXRes            \t= %d", FIELD(lXRes)},
+    {"WIA_PMDTC : pmdtc->lYRes\t           \t= %d", FIELD(lYRes)},
+    {"WIA_PMDTC : pmdtc->lCompression     \t= %d", FIELD(lCompression)},
+    {"WIA_PMDTC : pmdtc->tymed\t           \t= %d", FIELD(tymed)},
+    {"WIA_PMDTC : pmdtc->hFile            \t= %d", FIELD(hFile)},
+    {"WIA_PMDTC : pmdtc->cbOffset         \t= %d", FIELD(cbOffset)},
+    {"WIA_PMDTC : pmdtc->lBufferSize      \t= %d", FIELD(lBufferSize)},
+    {"WIA_PMDTC : pmdtc->lActiveBuffer    \t= %d", FIELD(lActiveBuffer)},
+    {"WIA_PMDTC : pmdtc->lNumBuffers      \t= %d", FIELD(lNumBuffers)},
+    {"WIA_PMDTC : pmdtc->pBaseBuffer\t     \t= %p", FIELD(pBaseBuffer), true},
+    {"WIA_PMDTC : pmdtc->pTransferBuffer  \t= %p", FIELD(pTransferBuffer), true},
+    {"WIA_PMDTC : pmdtc->bTransferDataCB  \t= %d", FIELD(bTransferDataCB)},
+    {"WIA_PMDTC : pmdtc->bClassDrvAllocBuf\t= %d", FIELD(bClassDrvAllocBuf)},
+    {"WIA_PMDTC : pmdtc->lClientAddress   \t= %d", FIELD(lClientAddress)},
+    {"WIA_PMDTC : pmdtc->pMiniDrvCallBack \t= %p", FIELD(pIWiaMiniDrvCallBack), true},
+    {"WIA_PMDTC : pmdtc->lImageSize       \t= %d", FIELD(lImageSize)},
+    {"WIA_PMDTC : pmdtc->lHeaderSize      \t= %d", FIELD(lHeaderSize)},
+    {"WIA_PMDTC : pmdtc->cbWidthInBytes   \t= %d", FIELD(cbWidthInBytes)},
+    {"WIA_PMDTC : pmdtc->lPage            \t= %d", FIELD(lPage)},
+    {"WIA_PMDTC : pmdtc->lCurIfdOffset    \t= %d", FIELD(lCurIfdOffset)},
+    {"WIA_PMDTC : pmdtc->lPrevIfdOffset   \t= %d", FIELD(lPrevIfdOffset)},
+};
+#undef FIELD
+
+constexpr char kRule[] = "WIA_PMDTC : ----------------------------------------------";
+
+template <class Value>
+Value ValueAt(const void* record, std::size_t offset) {
+    Value value;
+    std::memcpy(&value, static_cast<const BYTE*>(record) + offset, sizeof(value));
+    return value;
+}
+
+}  // namespace
+
+DebugImageSettings ReadDebugImageSettings() {
+    DebugImageSettings settings;
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return settings;
+    try {
+        settings.enabled = IsOn(key);
+        if (settings.enabled) {
+            settings.rawFile = ReadName(key, "RawFile");
+            settings.outputFile = ReadName(key, "OutputFile");
+        }
+    } catch (const std::exception&) {
+        settings = {};
+    }
+    RegCloseKey(key);
+    return settings;
+}
+
+void DumpTransferContext(CLog& log, const MINIDRV_TRANSFER_CONTEXT& context) {
+    if (!log.ShouldLog(kLogDumps))
+        return;
+    log.Write(kLogDumps, kRule);
+    for (const Field& field : kTransferFields) {
+        if (field.pointer)
+            log.Format(kLogDumps, field.format, ValueAt<const void*>(&context, field.offset));
+        else
+            log.Format(kLogDumps, field.format, ValueAt<LONG>(&context, field.offset));
+    }
+    log.Write(kLogDumps, kRule);
+}
+
+void DumpBitmapHeader(CLog& log, const BITMAPINFOHEADER& header) {
+    if (!log.ShouldLog(kLogDumps))
+        return;
+    const struct {
+        const char* format;
+        LONG value;
+    } lines[] = {
+        {"WIA_BITMAPHEADER pBMPInfoHeader->biSize\t= %ld", static_cast<LONG>(header.biSize)},
+        {"WIA_BITMAPHEADER pBMPInfoHeader->biWidth\t= %ld", header.biWidth},
+        {"WIA_BITMAPHEADER: pBMPInfoHeader->biHeight\t= %ld", header.biHeight},
+        {"WIA_BITMAPHEADER: pBMPInfoHeader->biPlanes\t= %d", header.biPlanes},
+        {"WIA_BITMAPHEADER: pBMPInfoHeader->biBitCount\t= %d", header.biBitCount},
+        {"WIA_BITMAPHEADER: pBMPInfoHeader->biCompression\t= %ld",
+         static_cast<LONG>(header.biCompression)},
+        {"WIA_BITMAPHEADER: pBMPInfoHeader->biSizeImage\t= %ld",
+         static_cast<LONG>(header.biSizeImage)},
+        {"WIA_BITMAPHEADER: pBMPInfoHeader->biXPelsPerMeter\t= %ld", header.biXPelsPerMeter},
+        {"WIA_BITMAPHEADER: pBMPInfoHeader->biYPelsPerMeter\t= %ld", header.biYPelsPerMeter},
+        {"WIA_BITMAPHEADER: pBMPInfoHeader->biClrUsed\t= %ld", static_cast<LONG>(header.biClrUsed)},
+        {"WIA_BITMAPHEADER: pBMPInfoHeader->biClrImportant\t= %ld",
+         static_cast<LONG>(header.biClrImportant)},
+    };
+    for (const auto& line : lines)
+        log.Format(kLogDumps, line.format, line.value);
+}
+
+void DumpPropSpec(CLog& log, const PROPSPEC& spec, const PROPVARIANT& value, LONG index) {
+    if (!log.ShouldLog(kLogInformation))
+        return;
+    const auto* known = std::find_if(
+        std::begin(kWiaPropertyNames), std::end(kWiaPropertyNames),
+        [&spec](const WiaPropertyName& property) { return property.id == spec.propid; });
+    const bool named = known != std::end(kWiaPropertyNames);
+    log.Format(kLogInformation, "PROPSPEC: %d:  %d  Val %7d %s\t %s", index, spec.propid,
+               ValueAt<LONG>(&value, offsetof(PROPVARIANT, lVal)),
+               spec.propid == WIA_IPS_YEXTENT ? " " : "",
+               named ? known->name : "UNDEFINED DEFAULT:");
+}
