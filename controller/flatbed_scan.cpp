@@ -4,6 +4,7 @@
 #include <new>
 
 #include "platform/types.h"
+#include "profile/folder_names.h"
 
 namespace {
 
@@ -75,7 +76,8 @@ HRESULT CNVFlatbedScan::getDefaultResolution(bool xpa, bool adf, DWORD* resoluti
 HRESULT CNVFlatbedScan::createScanAttrib(const char* text, DWORD length) {
     char model[kOstrelModelChars + 1] = {};
     std::copy_n(m_devCaps.model, kOstrelModelChars, model);
-    m_pAttrib.reset(new (std::nothrow) CScanAttrib(model, "", text, length));
+    const FolderNames names = CurrentFolderNames();
+    m_pAttrib.reset(new (std::nothrow) CScanAttrib(model, "", text, length, names.Folders()));
     return m_pAttrib ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -60,6 +60,9 @@ class CNVScan {
     CNVScan(const CNVScan&) = delete;
     CNVScan& operator=(const CNVScan&) = delete;
 
+    // The device is open and known; else only initDriver makes sense.
+    bool isInitialized() const { return m_bInitialized; }
+
     // ---- Operations, in the order of the interface. Those that only tell what is known are zero
     // for a device that lacks the feature, and don't touch it.
 
