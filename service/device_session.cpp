@@ -1,0 +1,262 @@
+#include "service/device_session.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "platform/com.h"
+#include "service/text.h"
+
+namespace {
+
+constexpr LONG kMaxCapabilities = 1024;
+constexpr LONG kScannerType = 1;  // the high half of a device's type
+
+struct OwnName {
+    PROPID id;
+    const char* name;
+};
+constexpr OwnName kOwnNames[] = {
+    {WIA_IPA_ITEM_NAME, "Item Name"},
+    {WIA_IPA_FULL_ITEM_NAME, "Full Item Name"},
+    {WIA_IPA_ITEM_FLAGS, "Item Flags"},
+    {WIA_DIP_DEV_ID, "Unique Device ID"},
+    {WIA_DIP_VEND_DESC, "Manufacturer"},
+    {WIA_DIP_DEV_DESC, "Description"},
+    {WIA_DIP_DEV_TYPE, "Type"},
+    {WIA_DIP_PORT_NAME, "Port"},
+    {WIA_DIP_DEV_NAME, "Name"},
+    {WIA_DIP_STI_GEN_CAPABILITIES, "STI Generic Capabilities"},
+    {WIA_DPA_CONNECT_STATUS, "Connect Status"},
+};
+
+// Properties that the service gives an item itself.
+void Publish(CPropertyStore& store, const std::vector<PropertyWrite>& values) {
+    std::vector<CPropertyStore::Name> names;
+    for (const PropertyWrite& value : values) {
+        const auto* row = std::find_if(std::begin(kOwnNames), std::end(kOwnNames),
+                                       [&](const OwnName& own) { return own.id == value.id; });
+        names.emplace_back(value.id, row == std::end(kOwnNames) ? "" : row->name);
+    }
+    store.SetNames(names);
+    store.Write(values);
+}
+
+class CBstr {
+  public:
+    explicit CBstr(const std::string& text) : m_text(BstrFromText(text)) {}
+    ~CBstr() { SysFreeString(m_text); }
+    CBstr(const CBstr&) = delete;
+    CBstr& operator=(const CBstr&) = delete;
+    BSTR Get() const { return m_text; }
+
+  private:
+    const BSTR m_text;
+};
+
+}  // namespace
+
+CDeviceSession::CDeviceSession(std::shared_ptr<CDeviceHost> host)
+    : m_host(std::move(host)), m_items(CItemSet::Create()) {}
+
+CDeviceSession::~CDeviceSession() {
+    const CCallGate::Hold hold(m_host->Gate());
+    End();
+}
+
+// Under the gate. Items go ahead of the driver that made them.
+void CDeviceSession::End() {
+    if (std::exchange(m_initialized, false)) {
+        m_driver->Imaging()->drvUnInitializeWia(m_items->Root()->Handle());
+        m_host->CountSession(-1);
+    }
+    m_items.reset();
+    m_driver.Reset();
+}
+
+ScanStatus CDeviceSession::Open(std::shared_ptr<CDeviceHost> host,
+                                std::shared_ptr<CDeviceSession>& session) {
+    std::shared_ptr<CDeviceSession> made(new CDeviceSession(std::move(host)));
+    ScanStatus status = made->Start();
+    if (status.Ok())
+        session = std::move(made);
+    return status;
+}
+
+ScanStatus CDeviceSession::Start() {
+    ScanStatus status;
+    CDeviceHost::GivenUp given;
+    {
+        const CCallGate::Hold hold(m_host->Gate());
+        if (!hold)
+            return StatusOf(WIA_ERROR_BUSY, Device().name);
+        status = Begin();
+        if (!status.Ok()) {
+            End();
+            given = m_host->GiveUpDriver();
+        }
+    }
+    if (!status.Ok())
+        m_host->Release(std::move(given));
+    return status;
+}
+
+ScanStatus CDeviceSession::Begin() {
+    ScanStatus status = m_host->UseDriver(m_driver);
+    IWiaDrvItem* root = nullptr;
+    if (status.Ok())
+        status = InitializeImaging(&root);
+    return status.Ok() ? BuildItems(root) : status;
+}
+
+ScanStatus CDeviceSession::InitializeImaging(IWiaDrvItem** root) {
+    const CBstr id(Device().id);
+    const CBstr rootName(Device().number + "\\Root");
+    IUnknown* inner = nullptr;
+    LONG deviceError = 0;
+    *root = nullptr;
+    const HRESULT hr = m_driver->Imaging()->drvInitializeWia(
+        m_items->Root()->Handle(), 0, id.Get(), rootName.Get(), m_driver.Get(), m_driver.Get(),
+        root, &inner, &deviceError);
+    if (FAILED(hr))
+        return Failure(hr, Device().name + ": can't be opened", deviceError);
+    m_initialized = true;
+    m_host->CountSession(1);
+    return *root ? ScanStatus{} : StatusOf(WIA_ERROR_INVALID_DRIVER_RESPONSE, Device().name);
+}
+
+ScanStatus CDeviceSession::BuildItems(IWiaDrvItem* root) {
+    if (const HRESULT hr = m_items->TakeTree(root); FAILED(hr))
+        return StatusOf(hr, Device().name + ": its items");
+    for (const auto& item : Items()) {
+        PublishItem(*item);
+        ScanStatus status =
+            Call(*item, Device().name + ": the properties of " + ShownItemName(item->Name()),
+                 [&](BYTE* context, LONG* deviceError) {
+                     return m_driver->Imaging()->drvInitItemProperties(context, 0, deviceError);
+                 });
+        if (!status.Ok())
+            return status;
+    }
+    return {};
+}
+
+void CDeviceSession::PublishItem(CItemContext& item) const {
+    Publish(item.Store(), {{WIA_IPA_ITEM_NAME, ShownItemName(item.Name())},
+                           {WIA_IPA_FULL_ITEM_NAME, item.FullName()},
+                           {WIA_IPA_ITEM_FLAGS, item.Flags()}});
+    if (&item != m_items->Root().get())
+        return;
+    const InstalledDevice& device = Device();
+    const auto type =
+        static_cast<LONG>(static_cast<DWORD>(kScannerType) << 16 | (device.subType & 0xFFFF));
+    Publish(item.Store(),
+            {{WIA_DIP_DEV_ID, device.id},
+             {WIA_DIP_VEND_DESC, device.vendor},
+             {WIA_DIP_DEV_DESC, device.name},
+             {WIA_DIP_DEV_TYPE, type},
+             {WIA_DIP_PORT_NAME, device.port},
+             {WIA_DIP_DEV_NAME, device.name},
+             {WIA_DIP_STI_GEN_CAPABILITIES, static_cast<LONG>(m_driver->Capabilities())},
+             {WIA_DPA_CONNECT_STATUS, WIA_DEVICE_CONNECTED}});
+}
+
+ScanStatus CDeviceSession::FindItem(const std::string& name, ItemContextPtr& item) const {
+    if (name.empty()) {
+        const auto found =
+            std::find_if(Items().begin(), Items().end(), [](const ItemContextPtr& known) {
+                return (known->Flags() & (WiaItemTypeImage | WiaItemTypeFolder)) ==
+                       WiaItemTypeImage;
+            });
+        item = found == Items().end() ? nullptr : *found;
+    } else {
+        item = m_items->Find(name);
+    }
+    if (!item)
+        return {E_INVALIDARG, Device().name + ": has no item " +
+                                  (name.empty() ? "that holds an image" : '"' + name + '"')};
+    if ((item->Flags() & WiaItemTypeDisconnected) != 0)
+        return StatusOf(WIA_ERROR_ITEM_DELETED, Device().name);
+    return {};
+}
+
+ScanStatus CDeviceSession::ListItems(std::vector<ScanItem>& items) {
+    const CCallGate::Hold hold(m_host->Gate());
+    if (!hold)
+        return StatusOf(WIA_ERROR_BUSY, Device().name);
+    items.clear();
+    for (const auto& item : Items())
+        items.push_back({ShownItemName(item->Name()), item->FullName(), item->Flags()});
+    return {};
+}
+
+ScanStatus CDeviceSession::Capabilities(LONG kind, std::vector<DeviceEvent>& capabilities) {
+    const CCallGate::Hold hold(m_host->Gate());
+    if (!hold)
+        return StatusOf(WIA_ERROR_BUSY, Device().name);
+    capabilities.clear();
+    LONG count = 0;
+    WIA_DEV_CAP_DRV* rows = nullptr;  // the driver's
+    const char* what = "the list of its commands and events";
+    ScanStatus status = Call(*m_items->Root(), what, [&](BYTE* context, LONG* deviceError) {
+        return m_driver->Imaging()->drvGetCapabilities(context, kind, &count, &rows, deviceError);
+    });
+    if (!status.Ok())
+        return status;
+    if (count < 0 || count > kMaxCapabilities || (count > 0 && !rows))
+        return StatusOf(WIA_ERROR_INVALID_DRIVER_RESPONSE, what);
+    for (LONG i = 0; i < count; ++i) {
+        if (rows[i].guid)
+            capabilities.push_back({TextFromWide(rows[i].wszName), *rows[i].guid});
+    }
+    return {};
+}
+
+// The driver counts how often its imaging face was initialised; asking for the new tree must not
+// change that.
+ScanStatus CDeviceSession::Synchronize() {
+    const CCallGate::Hold hold(m_host->Gate());
+    if (!hold)
+        return StatusOf(WIA_ERROR_BUSY, Device().name);
+    IWiaMiniDrv* const driver = m_driver->Imaging();
+    IWiaDrvItem* root = nullptr;
+    ScanStatus status =
+        Call(*m_items->Root(), Device().name, [&](BYTE* context, LONG* deviceError) {
+            IWiaDrvItem* ignored = nullptr;
+            return driver->drvDeviceCommand(context, 0, &WIA_CMD_SYNCHRONIZE, &ignored,
+                                            deviceError);
+        });
+    if (!status.Ok())
+        return status;
+    status = InitializeImaging(&root);
+    if (!status.Ok())
+        return status;
+    driver->drvUnInitializeWia(m_items->Root()->Handle());
+    m_host->CountSession(-1);
+    return BuildItems(root);
+}
+
+ScanStatus CDeviceSession::Call(const CItemContext& item, const std::string& what,
+                                const Operation& operation) {
+    IWiaMiniDrv* const driver = m_driver->Imaging();
+    LONG deviceError = 0;
+    HRESULT hr = driver->drvLockWiaDevice(item.Handle(), 0, &deviceError);
+    if (FAILED(hr) && hr != E_NOTIMPL)
+        return Failure(hr, what, deviceError);
+    deviceError = 0;
+    hr = operation(item.Handle(), &deviceError);
+    LONG ignored = 0;
+    driver->drvUnLockWiaDevice(item.Handle(), 0, &ignored);
+    return FAILED(hr) ? Failure(hr, what, deviceError) : ScanStatus{hr, {}};
+}
+
+ScanStatus CDeviceSession::Failure(HRESULT hr, const std::string& what, LONG deviceError) const {
+    ScanStatus status = {hr, (what.empty() ? "" : what + ": ") + ResultText(hr)};
+    LPOLESTR text = nullptr;  // the driver's
+    LONG ignored = 0;
+    if (deviceError != 0 &&
+        SUCCEEDED(m_driver->Imaging()->drvGetDeviceErrorStr(0, deviceError, &text, &ignored)) &&
+        text)
+        status.text += " (" + TextFromWide(text) + ')';
+    return status;
+}

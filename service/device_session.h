@@ -1,0 +1,68 @@
+// One client's use of a device: items with properties of its own, on the driver object that all
+// clients of the device share.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+#include "service/device_host.h"
+#include "service/item_context.h"
+#include "service/scan_sink.h"
+
+// The operations are those of CScanDevice (scan_client.h), which tells what they mean.
+class CDeviceSession {
+  public:
+    static ScanStatus Open(std::shared_ptr<CDeviceHost> host,
+                           std::shared_ptr<CDeviceSession>& session);
+    ~CDeviceSession();
+    CDeviceSession(const CDeviceSession&) = delete;
+    CDeviceSession& operator=(const CDeviceSession&) = delete;
+
+    const InstalledDevice& Device() const { return m_host->Device(); }
+
+    ScanStatus ListItems(std::vector<ScanItem>& items);
+    // All properties for an empty list of ids.
+    ScanStatus Read(const std::string& item, const std::vector<PROPID>& ids,
+                    std::vector<ScanProperty>& properties);
+    ScanStatus Write(const std::string& item, const std::vector<PropertyWrite>& writes);
+    ScanStatus Try(const std::string& item, const std::vector<PropertyWrite>& writes,
+                   std::vector<ScanProperty>& made);
+    ScanStatus Scan(const std::string& item, int pages, const std::atomic<bool>* cancel,
+                    IScanSink& sink, int& scanned);
+    ScanStatus Capabilities(LONG kind, std::vector<DeviceEvent>& capabilities);
+    ScanStatus Synchronize();
+
+  private:
+    using Operation = std::function<HRESULT(BYTE* context, LONG* deviceError)>;
+    using Writes = std::vector<PropertyWrite>;
+
+    explicit CDeviceSession(std::shared_ptr<CDeviceHost> host);
+    ScanStatus Start();
+    ScanStatus Begin();
+    void End();
+    ScanStatus InitializeImaging(IWiaDrvItem** root);
+    ScanStatus BuildItems(IWiaDrvItem* root);
+    void PublishItem(CItemContext& item) const;
+    const std::vector<ItemContextPtr>& Items() const { return m_items->Items(); }
+    // An empty name means the first item that holds an image.
+    ScanStatus FindItem(const std::string& name, ItemContextPtr& item) const;
+
+    ScanStatus ReadFrom(CItemContext& item, std::vector<PROPID> ids,
+                        std::vector<ScanProperty>& properties);
+    ScanStatus CheckWrites(const CItemContext& item, const Writes& writes) const;
+    ScanStatus Validate(const CItemContext& item, const Writes& writes);
+    ScanStatus ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
+                        IScanSink& sink);
+    int PagesWanted(int pages) const;
+
+    // One operation of the imaging face, under the driver's own lock. `what` stands before the
+    // words for its failure; it may be empty.
+    ScanStatus Call(const CItemContext& item, const std::string& what, const Operation& operation);
+    ScanStatus Failure(HRESULT hr, const std::string& what, LONG deviceError) const;
+
+    const std::shared_ptr<CDeviceHost> m_host;
+    ComPtr<CDriverObject> m_driver;
+    std::shared_ptr<CItemSet> m_items;  // gone before the driver
+    bool m_initialized = false;
+};

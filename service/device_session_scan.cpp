@@ -1,0 +1,74 @@
+// Scanning: one call of the driver for a page.
+#include <algorithm>
+
+#include "service/device_session.h"
+#include "service/transfer.h"
+
+namespace {
+
+ScanStatus Cancelled() {
+    return {S_FALSE, "the scan was cancelled"};
+}
+
+LONG NumberOf(const CPropertyStore& store, PROPID id, LONG otherwise) {
+    PropertyValue value;
+    const LONG* number =
+        store.Read(id, value, nullptr) == S_OK ? std::get_if<LONG>(&value) : nullptr;
+    return number ? *number : otherwise;
+}
+
+}  // namespace
+
+// 0: until the feeder is empty.
+int CDeviceSession::PagesWanted(int pages) const {
+    const CPropertyStore& root = m_items->Root()->Store();
+    const LONG select = NumberOf(root, WIA_DPS_DOCUMENT_HANDLING_SELECT, FLATBED);
+    if ((select & (FEEDER | DUPLEX)) == 0)
+        return 1;
+    return pages >= 0 ? pages : std::max(NumberOf(root, WIA_DPS_PAGES, 1), 0);
+}
+
+ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
+                                    IScanSink& sink) {
+    ComPtr<CTransfer> transfer;
+    transfer.Attach(new CTransfer(sink, page, cancel));
+    ScanStatus status = transfer->Prepare(item.Handle());
+    if (status.Ok()) {
+        const ScanStatus driver = Call(item, {}, [&](BYTE* context, LONG* deviceError) {
+            IWiaMiniDrv* const imaging = m_driver->Imaging();
+            const HRESULT hr =
+                imaging->drvWriteItemProperties(context, 0, transfer->Context(), deviceError);
+            return FAILED(hr) && hr != E_NOTIMPL
+                       ? hr
+                       : imaging->drvAcquireItemData(context, 0, transfer->Context(), deviceError);
+        });
+        status = transfer->Finish(driver);
+    }
+    transfer->Close();
+    return status;
+}
+
+ScanStatus CDeviceSession::Scan(const std::string& name, int pages, const std::atomic<bool>* cancel,
+                                IScanSink& sink, int& scanned) {
+    scanned = 0;
+    const CCallGate::Hold hold(m_host->Gate());
+    if (!hold)
+        return StatusOf(WIA_ERROR_BUSY, Device().name);
+    ItemContextPtr item;
+    if (ScanStatus status = FindItem(name, item); !status.Ok())
+        return status;
+    if ((item->Flags() & WiaItemTypeFolder) != 0)
+        return {E_INVALIDARG, ShownItemName(item->Name()) + ": holds no image"};
+    const int wanted = PagesWanted(pages);
+    for (int page = 1; wanted == 0 || page <= wanted; ++page) {
+        if (cancel && *cancel)
+            return Cancelled();
+        ScanStatus status = ScanPage(*item, page, cancel, sink);
+        if (status.code == WIA_ERROR_PAPER_EMPTY && page > 1)
+            break;
+        if (status.code != S_OK)
+            return status;
+        ++scanned;
+    }
+    return {};
+}

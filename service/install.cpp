@@ -1,0 +1,337 @@
+#include "service/install.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "platform/sti.h"
+#include "platform/sync.h"
+#include "service/module_files.h"
+#include "service/registry_key.h"
+#include "service/text.h"
+
+namespace {
+
+constexpr const char* kSimulatedName = "SIM300A";
+constexpr unsigned kMaxDevices = 10000;
+
+// Names the place of the lamp setting, which all devices of this product share.
+constexpr GUID kProduct = {
+    0x2D753268, 0x9F05, 0x4006, {0xBD, 0x50, 0x23, 0x49, 0x8A, 0x4A, 0x21, 0xA3}};
+
+std::string ProductKey(const std::string& installClass) {
+    return "Software\\Norvane\\Lumetra\\" + installClass;
+}
+
+// One program at a time installs or removes.
+class CInstallLock {
+  public:
+    CInstallLock() : m_semaphore(CreateSemaphoreA(nullptr, 1, 1, "nvqdrv-install")) {
+        constexpr DWORD kPatience = 30000;
+        m_held = m_semaphore && WaitForSingleObject(m_semaphore, kPatience) == WAIT_OBJECT_0;
+    }
+    ~CInstallLock() {
+        if (m_held)
+            ReleaseSemaphore(m_semaphore, 1, nullptr);
+        if (m_semaphore)
+            CloseHandle(m_semaphore);
+    }
+    CInstallLock(const CInstallLock&) = delete;
+    CInstallLock& operator=(const CInstallLock&) = delete;
+
+    ScanStatus Status() const {
+        return m_held ? ScanStatus{}
+                      : ScanStatus{E_FAIL, "another program is installing a device just now"};
+    }
+
+  private:
+    HANDLE m_semaphore;
+    bool m_held = false;
+};
+
+// ---- Modules
+
+ScanStatus RegisterByName(const std::string& name, std::string& file) {
+    ScanStatus status = FindModuleFile(name, file);
+    return status.Ok() ? RegisterModule(file) : status;
+}
+
+ScanStatus FindToolkitClass(const InstallOptions& options, const std::string& file, CLSID& clsid) {
+    const std::vector<CLSID> classes = ClassesOfModule(file);
+    if (options.toolkitClass) {
+        clsid = *options.toolkitClass;
+        return {};
+    }
+    if (classes.size() != 1)
+        return {REGDB_E_CLASSNOTREG, file + ": has registered " + std::to_string(classes.size()) +
+                                         " classes; tell which is the device toolkit"};
+    clsid = classes.front();
+    return {};
+}
+
+// ---- The device's key
+
+// Keeps the first failure.
+class CKeyWriter {
+  public:
+    CKeyWriter(HKEY parent, const std::string& path) { m_error = m_key.Create(parent, path); }
+
+    CKeyWriter& Text(const char* name, const std::string& text) {
+        if (m_error == ERROR_SUCCESS)
+            m_error = m_key.WriteText(name, text);
+        return *this;
+    }
+    CKeyWriter& TextUnlessEmpty(const char* name, const std::string& text) {
+        return text.empty() ? *this : Text(name, text);
+    }
+    CKeyWriter& Number(const char* name, DWORD number) {
+        if (m_error == ERROR_SUCCESS)
+            m_error = m_key.WriteNumber(name, number);
+        return *this;
+    }
+    HKEY Key() const { return m_key.Get(); }
+    LONG Error() const { return m_error; }
+
+  private:
+    CRegistryKey m_key;
+    LONG m_error;
+};
+
+LONG WriteEvents(HKEY device, const std::vector<InstallEvent>& events) {
+    for (std::size_t i = 0; i < events.size(); ++i) {
+        const InstallEvent& event = events[i];
+        CKeyWriter key(device, "Events\\Button" + std::to_string(i + 1));
+        key.Text(nullptr, event.name)
+            .Number("Index", static_cast<DWORD>(i))
+            .Text("GUID", GuidText(event.guid));
+        if (event.mask)
+            key.Number("Mask", *event.mask);
+        if (key.Error() != ERROR_SUCCESS)
+            return key.Error();
+    }
+    return ERROR_SUCCESS;
+}
+
+LONG WriteDevice(const std::string& number, const InstallOptions& options,
+                 const std::string& toolkitFile, REFCLSID toolkitClass) {
+    CKeyWriter device(HKEY_LOCAL_MACHINE, DeviceKeyPath(number));
+    device.Text("DriverDesc", options.name)
+        .Text("ProviderName", options.vendor)
+        .Text("USDClass", GuidText(options.driverClass))
+        .Text("CreateFileName", options.port)
+        .Number("Capabilities", options.capabilities)
+        .Number("DeviceSubType", options.subType);
+    if (device.Error() != ERROR_SUCCESS)
+        return device.Error();
+    CKeyWriter data(device.Key(), "DeviceData");
+    data.Text("OstrelCLSID", GuidText(toolkitClass))
+        .Text("OstrelDriver", toolkitFile)
+        .Number("OstrelIOType", options.ioType)
+        .Text("InstallCLSID", GuidText(kProduct))
+        .TextUnlessEmpty("NetworkDeviceID", options.networkDeviceId)
+        .TextUnlessEmpty("ModelString", options.model);
+    if (data.Error() != ERROR_SUCCESS)
+        return data.Error();
+    CKeyWriter product(HKEY_LOCAL_MACHINE, ProductKey(GuidText(kProduct)));
+    product.Text("InstantLampWarmUp", options.instantLamp ? "1" : "0");
+    return product.Error() == ERROR_SUCCESS ? WriteEvents(device.Key(), options.events)
+                                            : product.Error();
+}
+
+std::string FreeNumber(const std::vector<InstalledDevice>& devices) {
+    for (unsigned i = 0; i < kMaxDevices; ++i) {
+        char number[8];
+        std::snprintf(number, sizeof(number), "%04u", i);
+        if (std::none_of(devices.begin(), devices.end(),
+                         [&](const auto& device) { return device.number == number; }))
+            return number;
+    }
+    return {};
+}
+
+ScanStatus CheckOptions(const InstallOptions& options,
+                        const std::vector<InstalledDevice>& devices) {
+    if (options.name.empty() || options.port.empty())
+        return {E_INVALIDARG, "a device needs a name and a port"};
+    for (const InstalledDevice& known : devices) {
+        if (known.port == options.port)
+            return {E_INVALIDARG, known.name + " (" + known.number + ") is installed at the port " +
+                                      options.port + " already"};
+    }
+    return {};
+}
+
+// ---- Removal
+
+// Of a class that no device needs any more. A module that is gone can't take itself out.
+void DropClass(REFCLSID clsid) {
+    if (clsid == GUID_NULL)
+        return;
+    const std::string path = "CLSID\\" + GuidText(clsid);
+    const std::string file = RegisteredModule(clsid);
+    if (file.empty() || !UnregisterModule(file).Ok())
+        RegDeleteTreeA(HKEY_CLASSES_ROOT, path.c_str());
+    PruneEmptyKeys(HKEY_CLASSES_ROOT, path);
+}
+
+std::string InstallClassOf(const std::string& number) {
+    CRegistryKey data;
+    if (data.Open(HKEY_LOCAL_MACHINE, DeviceKeyPath(number) + "\\DeviceData") != ERROR_SUCCESS)
+        return {};
+    return data.ReadText("InstallCLSID").value_or("");
+}
+
+void DropProduct(const std::string& installClass) {
+    GUID guid = GUID_NULL;
+    if (!GuidFromText(installClass, guid))  // it becomes part of a path
+        return;
+    const std::string path = ProductKey(installClass);
+    RegDeleteTreeA(HKEY_LOCAL_MACHINE, path.c_str());
+    PruneEmptyKeys(HKEY_LOCAL_MACHINE, path);
+}
+
+ScanStatus RemoveDevice(const InstalledDevice& device) {
+    const std::string installClass = InstallClassOf(device.number);
+    const std::string path = DeviceKeyPath(device.number);
+    if (const LONG error = RegDeleteTreeA(HKEY_LOCAL_MACHINE, path.c_str()); error != ERROR_SUCCESS)
+        return StatusOf(ResultFromError(error), "the device's key");
+    PruneEmptyKeys(HKEY_LOCAL_MACHINE, path);
+
+    std::vector<InstalledDevice> left;
+    if (ScanStatus status = ListInstalled(left); !status.Ok())
+        return status;
+    const auto isUsed = [&](auto needs) { return std::any_of(left.begin(), left.end(), needs); };
+    if (!isUsed([&](const auto& other) { return other.driverClass == device.driverClass; }))
+        DropClass(device.driverClass);
+    if (!isUsed([&](const auto& other) { return other.toolkitClass == device.toolkitClass; }))
+        DropClass(device.toolkitClass);
+    if (!isUsed([&](const auto& other) { return InstallClassOf(other.number) == installClass; }))
+        DropProduct(installClass);
+    return {};
+}
+
+// The modules of driver and toolkit, once they are registered.
+struct InstalledModules {
+    std::string driverFile;
+    std::string toolkitFile;
+    CLSID toolkitClass = GUID_NULL;
+};
+
+ScanStatus RegisterModules(const InstallOptions& options, InstalledModules& modules) {
+    ScanStatus status = RegisterByName(options.driverModule, modules.driverFile);
+    if (status.Ok())
+        status = RegisterByName(options.toolkitModule, modules.toolkitFile);
+    if (status.Ok())
+        status = FindToolkitClass(options, modules.toolkitFile, modules.toolkitClass);
+    if (status.Ok() && RegisteredModule(options.driverClass).empty())
+        status = {REGDB_E_CLASSNOTREG, modules.driverFile +
+                                           ": has not registered the driver's class " +
+                                           GuidText(options.driverClass)};
+    return status;
+}
+
+// After a failure: what was registered and no device needs.
+void DropUnusedModules(const InstallOptions& options, const InstalledModules& modules,
+                       const std::vector<InstalledDevice>& devices) {
+    std::vector<CLSID> classes = {options.driverClass};
+    for (const std::string& file : {modules.driverFile, modules.toolkitFile}) {
+        if (!file.empty()) {
+            const std::vector<CLSID> more = ClassesOfModule(file);
+            classes.insert(classes.end(), more.begin(), more.end());
+        }
+    }
+    for (const CLSID& clsid : classes) {
+        const bool isUsed = std::any_of(devices.begin(), devices.end(), [&](const auto& device) {
+            return device.driverClass == clsid || device.toolkitClass == clsid;
+        });
+        if (!isUsed && !RegisteredModule(clsid).empty())
+            DropClass(clsid);
+    }
+}
+
+ScanStatus Install(const InstallOptions& options, InstalledDevice* installed) {
+    std::vector<InstalledDevice> devices;
+    ScanStatus status = ListInstalled(devices);
+    if (status.Ok())
+        status = CheckOptions(options, devices);
+    if (!status.Ok())
+        return status;
+    InstalledModules modules;
+    status = RegisterModules(options, modules);
+    const std::string number = FreeNumber(devices);
+    if (status.Ok()) {
+        const LONG error = WriteDevice(number, options, modules.toolkitFile, modules.toolkitClass);
+        status = StatusOf(ResultFromError(error), "the registry");
+        if (!status.Ok()) {
+            InstalledDevice half;
+            half.number = number;
+            static_cast<void>(RemoveDevice(half));
+        }
+    }
+    if (!status.Ok()) {
+        DropUnusedModules(options, modules, devices);
+        return status;
+    }
+    status = ListInstalled(devices);
+    return status.Ok() && installed ? FindInstalled(devices, number, *installed) : status;
+}
+
+}  // namespace
+
+std::vector<InstallEvent> DefaultEvents() {
+    return {
+        {"Scan button",
+         {0x96623854, 0x1FFF, 0x424C, {0xBE, 0x1D, 0xDC, 0x8D, 0x28, 0xD7, 0xEB, 0xCF}},
+         1},
+        {"Copy button",
+         {0xD493B727, 0x5ABC, 0x49EB, {0x95, 0x21, 0xF3, 0x2F, 0xFC, 0xFD, 0x72, 0x25}},
+         2},
+        {"E-mail button",
+         {0x7B904D98, 0xDFC4, 0x4DA9, {0x81, 0xDF, 0xA3, 0x85, 0x96, 0xFD, 0x76, 0x96}},
+         4},
+        {"File button",
+         {0xBB67964E, 0x56CF, 0x46C2, {0xB4, 0xCC, 0x11, 0x5D, 0xCB, 0xF4, 0xDB, 0x65}},
+         8},
+    };
+}
+
+ScanStatus InstallDevice(const InstallOptions& options, InstalledDevice* device) {
+    const CInstallLock lock;
+    ScanStatus status = lock.Status();
+    return status.Ok() ? Install(options, device) : status;
+}
+
+ScanStatus UninstallDevice(const std::string& which) {
+    const CInstallLock lock;
+    ScanStatus status = lock.Status();
+    std::vector<InstalledDevice> devices;
+    if (status.Ok())
+        status = ListInstalled(devices);
+    InstalledDevice device;
+    if (status.Ok())
+        status = which.empty() ? ScanStatus{E_INVALIDARG, "tell which device is to be removed"}
+                               : FindInstalled(devices, which, device);
+    return status.Ok() ? RemoveDevice(device) : status;
+}
+
+ScanStatus ListOrInstall(std::vector<InstalledDevice>& devices, const Notice& notice) {
+    ScanStatus status = ListInstalled(devices);
+    if (!status.Ok() || !devices.empty())
+        return status;
+    const CInstallLock lock;
+    status = lock.Status();
+    if (status.Ok())
+        status = ListInstalled(devices);  // another program may have been faster
+    if (!status.Ok() || !devices.empty())
+        return status;
+    InstallOptions options;
+    options.name = std::string("Simulated scanner ") + kSimulatedName;
+    status = MakeSimulatedPort(kSimulatedName, options.port);
+    if (status.Ok())
+        status = Install(options, nullptr);
+    if (status.Ok())
+        status = ListInstalled(devices);
+    if (status.Ok() && notice)
+        notice("No scanner is installed. A simulated one has been installed for you: " +
+               options.name);
+    return status;
+}

@@ -1,0 +1,55 @@
+// Installing and removing devices: what an installer writes into the registry.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "service/device_registry.h"
+
+// Class of the driver that this product brings.
+inline constexpr CLSID kDriverClass = {
+    0x0C3A5327, 0x4FBD, 0x4E6C, {0xBC, 0x58, 0xEF, 0x03, 0xA9, 0xB7, 0xB9, 0x81}};
+
+struct InstallEvent {
+    std::string name;
+    GUID guid = GUID_NULL;
+    std::optional<DWORD> mask;  // or value, for the sub-types that decode by it
+};
+
+// The four buttons of the simulated scanner, each with a mask.
+std::vector<InstallEvent> DefaultEvents();
+
+struct InstallOptions {
+    std::string name;  // shown to people
+    std::string vendor = "Norvane";
+    std::string port;  // under which the driver opens the device
+    CLSID driverClass = kDriverClass;
+    std::string driverModule = "nvqdrv.so";
+    std::string toolkitModule = "nvqsim.so";
+    // Which of the toolkit module's classes; needed only when it has several.
+    std::optional<CLSID> toolkitClass;
+    DWORD ioType = 1;             // 1 USB, 2 parallel, 3 SCSI, 4 DOT4, 5 network
+    std::string networkDeviceId;  // for I/O type 5
+    std::string model;            // empty: the driver asks the device
+    DWORD capabilities = 1;       // STI_GENCAP_...: events come by themselves
+    DWORD subType = 3;            // 1 index, 2 signal only, 3 mask, 4 value
+    std::vector<InstallEvent> events = DefaultEvents();
+    bool instantLamp = false;  // the lamp setting that a new device gets
+};
+
+// Registers driver and toolkit through their modules and writes the device's key. Nothing of the
+// device stays in the registry when it fails. A port that another device has is refused.
+ScanStatus InstallDevice(const InstallOptions& options, InstalledDevice* device = nullptr);
+
+// Removes the device's key, and the modules' registration with the last device that needs it.
+// `which` as for FindInstalled, but never empty.
+ScanStatus UninstallDevice(const std::string& which);
+
+// The installed devices. When there are none, a simulated flatbed with feeder and adapter is
+// installed for the user first, and a notice says so.
+ScanStatus ListOrInstall(std::vector<InstalledDevice>& devices, const Notice& notice);
+
+// The port of a simulated device, whose folder is made at need: $NVQ_SIM_DIR, or nvqdrv/simulator
+// in the user's folder for states, then the name. E_FAIL when it can't be made.
+ScanStatus MakeSimulatedPort(const std::string& name, std::string& port);

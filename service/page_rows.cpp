@@ -1,0 +1,95 @@
+#include "service/page_rows.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+constexpr LONG kMaxWidth = 1 << 24;
+constexpr WORD kDepths[] = {1, 4, 8, 16, 24, 32, 48};
+constexpr DWORD kMaxColors = 256;
+constexpr BYTE kWhite = 0xFF;
+
+bool IsSound(const BITMAPINFOHEADER& info, std::size_t bytes) {
+    return info.biSize == sizeof(info) && info.biWidth > 0 && info.biWidth <= kMaxWidth &&
+           info.biHeight != 0 && info.biHeight != std::numeric_limits<LONG>::min() &&
+           info.biCompression == 0 && info.biClrUsed <= kMaxColors &&
+           std::find(std::begin(kDepths), std::end(kDepths), info.biBitCount) !=
+               std::end(kDepths) &&
+           bytes == sizeof(info) + info.biClrUsed * sizeof(RGBQUAD);
+}
+
+ULONGLONG RowBits(const BITMAPINFOHEADER& info) {
+    return static_cast<ULONGLONG>(info.biWidth) * info.biBitCount;
+}
+
+}  // namespace
+
+CPageRows::Result CPageRows::Take(std::span<const BYTE> bytes) {
+    return m_begun ? TakeRows(bytes) : TakeHeader(bytes);
+}
+
+CPageRows::Result CPageRows::TakeHeader(std::span<const BYTE> bytes) {
+    BITMAPINFOHEADER& info = m_page.info;
+    if (bytes.size() < sizeof(info))
+        return Result::Nonsense;
+    std::memcpy(&info, bytes.data(), sizeof(info));
+    if (!IsSound(info, bytes.size()))
+        return Result::Nonsense;
+    m_page.topDown = info.biHeight < 0;
+    info.biHeight = std::abs(info.biHeight);
+    m_page.stride = static_cast<std::size_t>((RowBits(info) + 31) / 32 * 4);
+    m_page.palette.resize(info.biClrUsed);
+    if (info.biClrUsed > 0)
+        std::memcpy(m_page.palette.data(), bytes.data() + sizeof(info),
+                    bytes.size() - sizeof(info));
+    m_begun = true;
+    return m_sink.BeginPage(m_page) ? Result::GoOn : Result::Stop;
+}
+
+CPageRows::Result CPageRows::TakeRows(std::span<const BYTE> bytes) {
+    m_received += bytes.size();
+    if (m_received > m_page.stride * static_cast<ULONGLONG>(m_page.info.biHeight))
+        return Result::Nonsense;
+    if (!m_partRow.empty()) {
+        const std::size_t missing = std::min(m_page.stride - m_partRow.size(), bytes.size());
+        m_partRow.insert(m_partRow.end(), bytes.begin(),
+                         bytes.begin() + static_cast<std::ptrdiff_t>(missing));
+        bytes = bytes.subspan(missing);
+        if (m_partRow.size() < m_page.stride)
+            return Result::GoOn;
+        if (const Result result = Deliver(m_partRow.data(), 1); result != Result::GoOn)
+            return result;
+        m_partRow.clear();
+    }
+    const std::size_t whole = bytes.size() / m_page.stride;
+    if (const Result result = Deliver(bytes.data(), whole); result != Result::GoOn)
+        return result;
+    bytes = bytes.subspan(whole * m_page.stride);
+    m_partRow.assign(bytes.begin(), bytes.end());
+    return Result::GoOn;
+}
+
+CPageRows::Result CPageRows::Deliver(const BYTE* rows, std::size_t count) {
+    if (count == 0)
+        return Result::GoOn;
+    m_delivered += static_cast<LONG>(count);
+    return m_sink.Rows(rows, static_cast<LONG>(count)) ? Result::GoOn : Result::Stop;
+}
+
+// Drivers fill up the end of a page that the scanner broke off with white bytes, and don't pad
+// those rows.
+CPageRows::Result CPageRows::Finish() {
+    const auto height = static_cast<ULONGLONG>(m_page.info.biHeight);
+    if (!m_begun || m_received < RowBits(m_page.info) / 8 * height)
+        return Result::Nonsense;
+    while (m_delivered < m_page.info.biHeight) {
+        m_partRow.resize(m_page.stride, kWhite);
+        if (const Result result = Deliver(m_partRow.data(), 1); result != Result::GoOn)
+            return result;
+        m_partRow.clear();
+    }
+    return m_sink.EndPage(m_page) ? Result::GoOn : Result::Stop;
+}

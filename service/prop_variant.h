@@ -1,0 +1,13 @@
+// Values as they cross the interface to a driver.
+#pragma once
+
+#include "platform/wia.h"
+#include "service/scan_property.h"
+
+inline constexpr std::size_t kMaxRecordBytes = 1024 * 1024;
+
+// E_INVALIDARG for a type that properties don't have, a null pointer that should lead to something,
+// or bytes beyond kMaxRecordBytes.
+HRESULT FromVariant(const PROPVARIANT& variant, PropertyValue& value);
+// Copies; the receiver clears it.
+HRESULT ToVariant(const PropertyValue& value, PROPVARIANT& variant);

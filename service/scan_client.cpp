@@ -1,0 +1,167 @@
+#include "service/scan_client.h"
+
+#include <utility>
+
+#include "service/device_session.h"
+
+namespace {
+
+// What may be thrown in here is a want of memory, or a receiver's own fault.
+template <class Body>
+ScanStatus Guarded(Body body) {
+    try {
+        return body();
+    } catch (const std::exception& failure) {
+        return {E_OUTOFMEMORY, failure.what()};
+    }
+}
+
+ScanStatus NotOpen() {
+    return {E_UNEXPECTED, "no device is open"};
+}
+
+ScanStatus FindDevice(const std::string& which, const Notice& notice, InstalledDevice& device) {
+    std::vector<InstalledDevice> devices;
+    ScanStatus status = ListOrInstall(devices, notice);
+    return status.Ok() ? FindInstalled(devices, which, device) : status;
+}
+
+ScanStatus ListCapabilities(CDeviceSession* session, LONG kind,
+                            std::vector<ScanCapability>& capabilities) {
+    return Guarded([&] {
+        capabilities.clear();
+        std::vector<DeviceEvent> rows;
+        ScanStatus status = session ? session->Capabilities(kind, rows) : NotOpen();
+        for (const DeviceEvent& row : rows)
+            capabilities.push_back({row.guid, row.name});
+        return status;
+    });
+}
+
+}  // namespace
+
+// ---- CScanDevice
+
+CScanDevice::CScanDevice() = default;
+CScanDevice::~CScanDevice() = default;
+CScanDevice::CScanDevice(CScanDevice&&) noexcept = default;
+CScanDevice& CScanDevice::operator=(CScanDevice&&) noexcept = default;
+
+void CScanDevice::Close() {
+    m_session.reset();
+}
+
+ScanStatus CScanDevice::Items(std::vector<ScanItem>& items) const {
+    const auto session = m_session;
+    return Guarded([&] { return session ? session->ListItems(items) : NotOpen(); });
+}
+
+ScanStatus CScanDevice::Read(const std::string& item, const std::vector<PROPID>& ids,
+                             std::vector<ScanProperty>& properties) const {
+    const auto session = m_session;
+    return Guarded([&] { return session ? session->Read(item, ids, properties) : NotOpen(); });
+}
+
+ScanStatus CScanDevice::Write(const std::string& item, const std::vector<PropertyWrite>& writes) {
+    const auto session = m_session;
+    return Guarded([&] { return session ? session->Write(item, writes) : NotOpen(); });
+}
+
+ScanStatus CScanDevice::Try(const std::string& item, const std::vector<PropertyWrite>& writes,
+                            std::vector<ScanProperty>& made) {
+    const auto session = m_session;
+    return Guarded([&] { return session ? session->Try(item, writes, made) : NotOpen(); });
+}
+
+ScanStatus CScanDevice::Scan(const std::string& item, const ScanOptions& options, IScanSink& sink,
+                             int* scanned) {
+    const auto session = m_session;  // lives through a sink that closes the device
+    int pages = 0;
+    ScanStatus status = Guarded([&] {
+        return session ? session->Scan(item, options.pages, options.cancel, sink, pages)
+                       : NotOpen();
+    });
+    if (scanned)
+        *scanned = pages;
+    return status;
+}
+
+ScanStatus CScanDevice::Commands(std::vector<ScanCapability>& commands) const {
+    const auto session = m_session;
+    return ListCapabilities(session.get(), WIA_DEVICE_COMMANDS, commands);
+}
+
+ScanStatus CScanDevice::Events(std::vector<ScanCapability>& events) const {
+    const auto session = m_session;
+    return ListCapabilities(session.get(), WIA_DEVICE_EVENTS, events);
+}
+
+ScanStatus CScanDevice::Synchronize() {
+    const auto session = m_session;
+    return Guarded([&] { return session ? session->Synchronize() : NotOpen(); });
+}
+
+// ---- CScanSubscription
+
+CScanSubscription::CScanSubscription() = default;
+
+CScanSubscription::CScanSubscription(CScanSubscription&& other) noexcept
+    : m_host(std::move(other.m_host)), m_id(std::exchange(other.m_id, 0)) {}
+
+CScanSubscription& CScanSubscription::operator=(CScanSubscription&& other) noexcept {
+    std::swap(m_host, other.m_host);
+    std::swap(m_id, other.m_id);
+    return *this;
+}
+
+CScanSubscription::~CScanSubscription() {
+    End();
+}
+
+void CScanSubscription::End() {
+    if (const auto host = std::exchange(m_host, nullptr))
+        host->Unsubscribe(m_id);
+}
+
+// ---- CScanClient
+
+ScanStatus CScanClient::ListDevices(std::vector<ScanDeviceInfo>& devices) const {
+    return Guarded([&] {
+        devices.clear();
+        std::vector<InstalledDevice> installed;
+        ScanStatus status = ListOrInstall(installed, m_notice);
+        for (const InstalledDevice& device : installed)
+            devices.push_back({device.number, device.id, device.name, device.vendor, device.port,
+                               RegisteredModule(device.driverClass), device.fault});
+        return status;
+    });
+}
+
+ScanStatus CScanClient::Open(const std::string& which, CScanDevice& device) const {
+    device.Close();
+    return Guarded([&] {
+        InstalledDevice found;
+        ScanStatus status = FindDevice(which, m_notice, found);
+        return status.Ok()
+                   ? CDeviceSession::Open(CDeviceHost::Get(found, m_notice), device.m_session)
+                   : status;
+    });
+}
+
+ScanStatus CScanClient::Subscribe(const std::string& which, EventHandler handler,
+                                  CScanSubscription& subscription) const {
+    subscription.End();
+    return Guarded([&] {
+        if (!handler)
+            return ScanStatus{E_INVALIDARG, "events need a handler"};
+        InstalledDevice found;
+        ScanStatus status = FindDevice(which, m_notice, found);
+        if (!status.Ok())
+            return status;
+        auto host = CDeviceHost::Get(found, m_notice);
+        status = host->Subscribe(std::move(handler), subscription.m_id);
+        if (status.Ok())
+            subscription.m_host = std::move(host);
+        return status;
+    });
+}

@@ -1,0 +1,49 @@
+// Items and their properties, as clients see them and as the service keeps them.
+#pragma once
+
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "platform/wia.h"
+
+struct ScanItem {
+    std::string name;      // "Top"
+    std::string fullName;  // "0000\\Root\\Top"
+    LONG flags = 0;        // WiaItemType... bits
+};
+
+// Texts are UTF-8. Empty: a property that has a name and no value yet.
+using PropertyValue = std::variant<std::monostate, LONG, std::string, GUID, std::vector<BYTE>>;
+
+// VT_I4, VT_BSTR, VT_CLSID, VT_VECTOR | VT_UI1, or VT_EMPTY.
+VARTYPE TypeOf(const PropertyValue& value);
+
+enum class ValidKind { Anything, Range, List, Flags };
+
+// What a client may write.
+struct ValidValues {
+    ValidKind kind = ValidKind::Anything;
+    LONG min = 0;  // of a range, both ends included
+    LONG max = 0;
+    LONG step = 1;
+    LONG bits = 0;  // of flags: those that may be set
+    PropertyValue nominal;
+    std::vector<PropertyValue> list;
+};
+
+struct ScanProperty {
+    PROPID id = 0;
+    std::string name;
+    VARTYPE type = VT_EMPTY;
+    ULONG access = WIA_PROP_READ | WIA_PROP_NONE;  // WIA_PROP_... bits
+    PropertyValue value;
+    ValidValues valid;
+
+    bool IsWritable() const { return (access & WIA_PROP_WRITE) != 0; }
+};
+
+struct PropertyWrite {
+    PROPID id;
+    PropertyValue value;
+};

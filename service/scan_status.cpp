@@ -1,0 +1,103 @@
+#include "service/scan_status.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+
+#include "platform/wia.h"
+
+namespace {
+
+struct ResultRow {
+    std::uint32_t code;
+    const char* text;
+};
+
+constexpr ResultRow kResults[] = {
+    {0x80004001, "not supported"},
+    {0x80004002, "the component lacks an interface that is needed"},
+    {0x80004003, "an internal error: a pointer is missing"},
+    {0x80004005, "an unspecified error"},
+    {0x8000FFFF, "an unexpected answer"},
+    {0x80030005, "can't be written"},
+    {0x8007000E, "there is not enough memory"},
+    {0x80070057, "the value isn't valid"},
+    // Components
+    {0x80040110, "the component can't be part of another"},
+    {0x80040111, "the module doesn't know the class"},
+    {0x80040150, "the registry can't be read"},
+    {0x80040154, "the class isn't registered"},
+    {0x800401F3, "this is no class identifier"},
+    {0x800401F8, "the module can't be loaded"},
+    {0x800401F9, "the module exports no class object"},
+    // The scanner, as the driver passes on what its toolkit reports
+    {0x80040001, "the scanner refused a setting"},
+    {0x80040002, "the scanner lacks this function"},
+    {0x80040003, "the scanner was not found; it may be switched off or not connected"},
+    {0x80040004, "the scanner's carriage did not return home"},
+    {0x80040006, "the scanner is in use by another program"},
+    {0x80040007, "the connection to the scanner failed"},
+    {0x80040008, "the scanner can't be opened"},
+    {0x80040009, "the scan was cancelled at the scanner"},
+    {0x8004000A, "paper is jammed in the document feeder"},
+    {0x8004000B, "the scanner could not be calibrated"},
+    {0x80040005, "the scanner could not be calibrated with the transparency adapter"},
+    {0x8004000D, "the scanner reports an error"},
+    {0x8004000E, "the hatch of the document feeder is open"},
+    {0x8004000F, "the document feeder is empty"},
+    {0x80040010, "paper is jammed in the photo feeder"},
+    {0x80040011, "the photo feeder does not answer properly"},
+    {0x80040012, "the document feeder is empty"},
+    // Imaging
+    {0x80210001, "a general error of the device"},
+    {0x80210003, "the document feeder is empty"},
+    {0x80210006, "the device is busy with a scan"},
+    {0x80210009, "the item is gone; the device must be opened again"},
+    {0x8021000F, "the driver gave an answer that makes no sense"},
+    // System
+    {0x80070002, "there is no such file or key"},
+    {0x80070003, "there is no such folder"},
+    {0x80070005, "access is denied"},
+    {0x80070006, "the handle isn't valid"},
+    {0x8007001D, "writing failed"},
+    {0x8007001E, "reading failed"},
+    {0x80070021, "the scanner is in use by another program"},
+    {0x80070032, "not supported"},
+    {0x80070050, "the file is there already"},
+    {0x80070070, "the disk is full"},
+    {0x8007007E, "the module can't be loaded"},
+    {0x8007007F, "the module doesn't export the function"},
+    {0x80070103, "there is nothing more"},
+    {0x800703F1, "the registry's file is damaged"},
+};
+
+}  // namespace
+
+std::string ResultText(HRESULT code) {
+    if (SUCCEEDED(code))
+        return "success";
+    const auto* row = std::find_if(std::begin(kResults), std::end(kResults), [&](const auto& r) {
+        return r.code == static_cast<std::uint32_t>(code);
+    });
+    if (row != std::end(kResults))
+        return row->text;
+    const auto facility = static_cast<std::uint32_t>(code) >> 16;
+    const char* kind = facility == 0x8004   ? "the scanner reports error 0x%08X"
+                       : facility == 0x8007 ? "the system reports error 0x%08X"
+                                            : "error 0x%08X";
+    char text[64];
+    std::snprintf(text, sizeof(text), kind, static_cast<unsigned>(code));
+    return text;
+}
+
+ScanStatus StatusOf(HRESULT code, const std::string& what) {
+    if (SUCCEEDED(code))
+        return {code, {}};
+    return {code, what + ": " + ResultText(code)};
+}
+
+HRESULT ResultFromError(LONG error) {
+    return error == ERROR_SUCCESS
+               ? S_OK
+               : MakeResult(0x80070000u | (static_cast<std::uint32_t>(error) & 0xFFFFu));
+}

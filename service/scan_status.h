@@ -1,0 +1,29 @@
+// What an operation of the service came to.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "platform/types.h"
+
+// A result code with a sentence for people. Success has no text, with one exception: a scan that
+// was cancelled is S_FALSE and says so.
+struct [[nodiscard]] ScanStatus {
+    HRESULT code = S_OK;
+    std::string text;
+
+    bool Ok() const { return SUCCEEDED(code); }
+};
+
+// The words for a result code; for one that isn't known, what kind of failure it is and its number.
+std::string ResultText(HRESULT code);
+
+// "what: words of the code"; success for success.
+ScanStatus StatusOf(HRESULT code, const std::string& what);
+
+// The result code of a system error number.
+HRESULT ResultFromError(LONG error);
+
+// What the service has to say to the user beside the results of operations: one line, from any
+// thread. It must not throw.
+using Notice = std::function<void(const std::string& line)>;

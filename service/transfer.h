@@ -1,0 +1,64 @@
+// The transfer of one page from a driver to a sink.
+#pragma once
+
+#include <atomic>
+
+#include "platform/com_ptr.h"
+#include "platform/wia.h"
+#include "service/page_rows.h"
+#include "service/scan_status.h"
+
+// Owns the transfer context and, on the callback medium, the buffer; it is the driver's callback. A
+// driver that keeps it beyond the transfer gets no answer but stop.
+class CTransfer final : public IWiaMiniDrvCallBack {
+  public:
+    static constexpr LONG kLeastBuffer = 65536;
+    static constexpr LONG kMostBuffer = 256 * 1024 * 1024;
+
+    // The sink lives as long as the transfer's owner says, up to Close. `cancel` may be null.
+    CTransfer(IScanSink& sink, int page, const std::atomic<bool>* cancel);
+
+    // Sizes and medium from the item behind `context`, and the buffer or the file's name.
+    ScanStatus Prepare(BYTE* context);
+    MINIDRV_TRANSFER_CONTEXT* Context() { return &m_context; }
+    // What the page came to, from what the driver's call gave: S_FALSE when it was cancelled.
+    ScanStatus Finish(const ScanStatus& driverResult);
+    // Nothing reaches the sink from here on.
+    void Close();
+
+    HRESULT QueryInterface(REFIID iid, void** object) override;
+    ULONG AddRef() override;
+    ULONG Release() override;
+    HRESULT MiniDrvCallback(LONG reason, LONG status, LONG percent, LONG offset, LONG length,
+                            MINIDRV_TRANSFER_CONTEXT* transfer, LONG reserved) override;
+
+    // The file medium: the picture into the page's file.
+    HRESULT SaveFile(const BYTE* bytes, DWORD size);
+
+  private:
+    ~CTransfer() = default;
+    bool IsFileMedium() const { return m_context.tymed == TYMED_FILE; }
+    bool IsCancelled() const;
+    HRESULT TakeMessage(LONG reason, LONG percent, LONG offset, LONG length);
+    HRESULT TakeData(LONG offset, LONG length);
+    HRESULT TakeProgress(LONG percent);
+    HRESULT Reject(const char* why);
+    ScanStatus Cancelled() const;
+
+    std::atomic<IScanSink*> m_sink;  // null behind Close
+    const std::atomic<bool>* const m_cancel;
+    std::atomic<ULONG> m_refs{1};
+    CPageRows m_rows;
+    MINIDRV_TRANSFER_CONTEXT m_context = {};
+    std::vector<BYTE> m_buffer;
+    std::string m_file;
+    bool m_fileSaved = false;
+    bool m_stopped = false;    // the driver has been told to stop
+    ULONGLONG m_received = 0;  // bytes of data messages
+    LONG m_percent = 0;
+    std::string m_fault;  // what the driver did wrong, or why the sink failed
+    HRESULT m_faultCode = S_OK;
+};
+
+// The transfer whose context this is; empty if there is none under way.
+ComPtr<CTransfer> FindTransfer(const MINIDRV_TRANSFER_CONTEXT* context);

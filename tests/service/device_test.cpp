@@ -1,0 +1,148 @@
+// Devices in use: their drivers, good and bad, and several clients at once.
+#include <thread>
+
+#include "platform/registry.h"
+#include "service/registry_key.h"
+#include "tests/service/service_rig.h"
+
+namespace {
+
+class Devices : public CServiceTest {
+  protected:
+    static void SetText(const std::string& path, const char* name, const std::string& text,
+                        HKEY root = HKEY_LOCAL_MACHINE) {
+        CRegistryKey key;
+        ASSERT_EQ(key.Create(root, path), ERROR_SUCCESS);
+        ASSERT_EQ(key.WriteText(name, text), ERROR_SUCCESS);
+    }
+    static void SetModule(const std::string& file) {
+        SetText("CLSID\\{0C3A5327-4FBD-4E6C-BC58-EF03A9B7B981}\\InprocServer32", nullptr, file,
+                HKEY_CLASSES_ROOT);
+    }
+    // What opening gives; the text must tell `words`.
+    HRESULT OpenFails(const std::string& words) {
+        const ScanStatus status = m_client.Open("", m_device);
+        EXPECT_NE(status.text.find(words), std::string::npos) << status.text;
+        EXPECT_NE(status.text.find("Test scanner"), std::string::npos) << status.text;
+        EXPECT_FALSE(m_device.IsOpen());
+        EXPECT_EQ(TestScript().m_objects, 0) << "what failed is released";
+        return status.code;
+    }
+};
+
+TEST_F(Devices, OneIsShownWithItsItemsAndTheServicesOwnProperties) {
+    InstallAndOpen();
+    EXPECT_TRUE(TestScript().m_outside) << "the driver is part of the service's object";
+    std::vector<ScanItem> items;
+    ASSERT_EQ(Failure(m_device.Items(items)), "");
+    ASSERT_EQ(items.size(), 2u);
+    EXPECT_EQ(items[0].fullName, "0000\\Root");
+    EXPECT_EQ(items[1].fullName, "0000\\Root\\Top");
+    EXPECT_EQ(items[1].name, "Top") << "without the driver's backslash";
+    std::vector<ScanProperty> read;
+    ASSERT_EQ(
+        Failure(m_device.Read("0000\\Root", {WIA_DIP_PORT_NAME, WIA_DPA_CONNECT_STATUS}, read)),
+        "");
+    EXPECT_EQ(read[0].value, PropertyValue(TestInstall().port));
+    EXPECT_EQ(read[1].value, PropertyValue(1));
+    std::vector<ScanCapability> commands;
+    EXPECT_EQ(m_device.Commands(commands).code, WIA_ERROR_INVALID_DRIVER_RESPONSE)
+        << "three rows, and none of them there";
+}
+
+TEST_F(Devices, ADriverThatCantBePartOfAnotherStandsAlone) {
+    TestScript().m_aggregates = false;
+    InstallAndOpen();
+    EXPECT_FALSE(TestScript().m_outside);
+    CPageStore sink;
+    EXPECT_EQ(Failure(m_device.Scan("", {}, sink)), "");
+}
+
+TEST_F(Devices, AModuleThatIsMissingOrUselessIsToldInOneLine) {
+    Install();
+    SetModule(TestFolder() + "/gone.so");
+    EXPECT_EQ(OpenFails("gone.so is missing"), CO_E_DLLNOTFOUND);
+    SetModule(EMPTY_MODULE);
+    EXPECT_EQ(OpenFails("exports no class object"), CO_E_ERRORINDLL);
+    SetModule(TEST_DRIVER);
+    TestScript().m_noFaces = true;
+    EXPECT_EQ(OpenFails("lacks an interface"), E_NOINTERFACE);
+    TestScript().m_noFaces = false;
+    RegDeleteTreeA(HKEY_CLASSES_ROOT, "CLSID");
+    EXPECT_EQ(OpenFails("isn't registered"), REGDB_E_CLASSNOTREG);
+    SetText(DeviceKeyPath("0000"), "USDClass", "{no class}");
+    EXPECT_EQ(OpenFails("USDClass"), REGDB_E_CLASSNOTREG);
+    std::vector<ScanDeviceInfo> devices;
+    ASSERT_EQ(Failure(m_client.ListDevices(devices)), "");
+    ASSERT_EQ(devices.size(), 1u) << "it is listed all the same";
+    EXPECT_NE(devices[0].fault, "");
+}
+
+TEST_F(Devices, ADriverThatFailsIsReleasedAndTheNextAttemptHasANewOne) {
+    Install();
+    TestScript().Fail("Initialize", MakeResult(0x80040003u), 1);
+    EXPECT_EQ(OpenFails("not found"), MakeResult(0x80040003u));
+    EXPECT_EQ(m_notices, std::vector<std::string>{"the driver reports: no scanner"});
+    TestScript().Fail("drvInitializeWia", MakeResult(0x80040006u), 1);
+    EXPECT_EQ(OpenFails("in use by another program (the glass is dirty)"), MakeResult(0x80040006u));
+    TestScript().Fail("drvInitItemProperties", MakeResult(0x80040007u), 1);
+    EXPECT_EQ(OpenFails("the properties of Root"), MakeResult(0x80040007u));
+    EXPECT_EQ(TestScript().Count("drvUnInitializeWia"), 1) << "only what had begun is ended";
+    TestScript().Fail("drvLockWiaDevice", MakeResult(0x80210006u), 1);
+    EXPECT_EQ(OpenFails("busy"), MakeResult(0x80210006u));
+    EXPECT_EQ(TestScript().m_made, 4);
+    ASSERT_EQ(Failure(m_client.Open("", m_device)), "");
+
+    CScanDevice second;
+    TestScript().Fail("drvInitializeWia", E_FAIL, 1);
+    EXPECT_EQ(m_client.Open("", second).code, E_FAIL);
+    CPageStore sink;
+    EXPECT_EQ(Failure(m_device.Scan("Top", {}, sink)), "") << "who works on it goes on";
+    EXPECT_EQ(TestScript().m_made, 5);
+}
+
+TEST_F(Devices, ATreeThatIsBuiltAnewReplacesTheOldOne) {
+    InstallAndOpen();
+    CScanDevice other;
+    ASSERT_EQ(Failure(m_client.Open("", other)), "");
+    ASSERT_EQ(Failure(m_device.Write("Top", {{WIA_IPS_BRIGHTNESS, 100}})), "");
+    ASSERT_EQ(Failure(m_device.Synchronize()), "");
+    EXPECT_EQ(TestScript().Count("drvFreeDrvItemContext"), 1) << "the driver's memory goes";
+    EXPECT_EQ(Number(WIA_IPS_BRIGHTNESS), 0);
+    EXPECT_EQ(TestScript().Count("drvInitializeWia") - TestScript().Count("drvUnInitializeWia"), 2)
+        << "for two clients";
+    EXPECT_EQ(other.Write("Top", {{WIA_IPS_BRIGHTNESS, 100}}).code, WIA_ERROR_ITEM_DELETED);
+    other.Close();
+    EXPECT_EQ(Failure(m_client.Open("", other)), "");
+}
+
+TEST_F(Devices, ClientsOnSeveralThreadsReachTheDriverOneAfterTheOther) {
+    Install();
+    TestScript().m_sheets = 1000;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([this, t] {
+            for (int i = 0; i < 5; ++i) {
+                CScanDevice device;
+                CPageStore sink;
+                CScanSubscription subscription;
+                std::vector<ScanProperty> all;
+                EXPECT_EQ(Failure(m_client.Open("", device)), "");
+                EXPECT_EQ(Failure(m_client.Subscribe(
+                              "", [](const ScanEvent&) {}, subscription)),
+                          "");
+                EXPECT_EQ(Failure(device.Write("Top", {{WIA_IPS_BRIGHTNESS, 10 * t}})), "");
+                TestScript().Press(DefaultEvents()[0].guid);
+                EXPECT_EQ(Failure(device.Scan("Top", {}, sink)), "");
+                EXPECT_EQ(Failure(device.Read("Top", {WIA_IPS_BRIGHTNESS}, all)), "");
+                EXPECT_EQ(all.at(0).value, PropertyValue(10 * t));
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(TestScript().m_mostInside, 1);
+    EXPECT_EQ(TestScript().m_objects, 0);
+}
+
+}  // namespace

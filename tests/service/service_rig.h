@@ -1,0 +1,103 @@
+// An installed device with the scriptable driver, for one test.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "service/install.h"
+#include "service/scan_client.h"
+#include "tests/platform/test_folder.h"
+#include "tests/support/test_driver.h"
+
+inline InstallOptions TestInstall(const std::string& name = "Test scanner") {
+    InstallOptions options;
+    options.name = name;
+    options.port = TestFolder() + "/ports/" + name;
+    options.driverModule = TEST_DRIVER;
+    options.toolkitModule = TEST_TOOLKIT;
+    return options;
+}
+
+// "" for success.
+inline std::string Failure(const ScanStatus& status) {
+    return status.code == S_OK ? "" : status.text;
+}
+
+class CServiceTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        ForgetRegistry();
+        TestScript().Reset();
+    }
+    void TearDown() override {
+        m_device.Close();
+        EXPECT_EQ(TestScript().m_objects, 0) << "every driver object is released in the end";
+    }
+
+    void Install(const InstallOptions& options = TestInstall()) {
+        ASSERT_EQ(Failure(InstallDevice(options)), "");
+    }
+    void InstallAndOpen() {
+        Install();
+        ASSERT_EQ(Failure(m_client.Open("", m_device)), "");
+    }
+    LONG Number(PROPID id, const std::string& item = "Top") {
+        std::vector<ScanProperty> properties;
+        const ScanStatus status = m_device.Read(item, {id}, properties);
+        const LONG* number =
+            properties.size() == 1 ? std::get_if<LONG>(&properties.front().value) : nullptr;
+        EXPECT_TRUE(number) << status.text;
+        return number ? *number : -1;
+    }
+
+    std::vector<std::string> m_notices;
+    CScanClient m_client{[this](const std::string& line) { m_notices.push_back(line); }};
+    CScanDevice m_device;
+};
+
+// Takes pages and remembers them; answers false at its m_stopAt-th call.
+class CPageStore final : public IScanSink {
+  public:
+    bool BeginPage(const ScanPage& page) override {
+        m_pages.push_back(page);
+        m_bytes.emplace_back();
+        return Go();
+    }
+    bool Rows(const BYTE* rows, LONG count) override {
+        m_bytes.back().insert(m_bytes.back().end(), rows,
+                              rows + static_cast<std::size_t>(count) * m_pages.back().stride);
+        if (m_throwInRows)
+            throw std::runtime_error("no room");
+        return Go();
+    }
+    bool EndPage(const ScanPage& page) override {
+        m_ended.push_back(page);
+        return Go();
+    }
+    bool Progress(int page, int percent) override {
+        m_progress.emplace_back(page, percent);
+        if (m_onProgress)
+            m_onProgress();
+        return Go();
+    }
+    std::string PageFile(int page) override {
+        return m_folder.empty() ? "" : m_folder + "/page" + std::to_string(page) + ".bmp";
+    }
+
+    std::vector<ScanPage> m_pages;
+    std::vector<ScanPage> m_ended;
+    std::vector<std::vector<BYTE>> m_bytes;
+    std::vector<std::pair<int, int>> m_progress;
+    std::string m_folder;
+    std::function<void()> m_onProgress;
+    bool m_throwInRows = false;
+    int m_stopAt = 0;
+    int m_calls = 0;
+
+  private:
+    bool Go() { return ++m_calls != m_stopAt; }
+};

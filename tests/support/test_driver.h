@@ -1,0 +1,77 @@
+// A driver that does what a test tells it: a module, loaded by the class identifier of the
+// product's own driver, whose script the test shares.
+//
+// Its root has the source's select, status and pages; its item "\Top" some settings of every kind.
+// Left alone it follows a written resolution (the window starts and ends where it did) and delivers
+// pages of TestPicture, 30 lines in a message.
+#pragma once
+
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/sti.h"
+#include "platform/wia.h"
+
+inline constexpr CLSID CLSID_TestDriver = {
+    0x0C3A5327, 0x4FBD, 0x4E6C, {0xBC, 0x58, 0xEF, 0x03, 0xA9, 0xB7, 0xB9, 0x81}};
+// Of the same source, built as the module of a device toolkit; it makes no objects.
+inline constexpr CLSID CLSID_TestToolkit = {
+    0x1E0C2B4A, 0x77F1, 0x4B7E, {0xA1, 0x0F, 0x6C, 0x2D, 0x54, 0x90, 0x3B, 0xE8}};
+
+inline constexpr PROPID kTestBlob = 71698;    // 4 bytes, can be written
+inline constexpr PROPID kTestSecret = 71711;  // read only
+inline constexpr LONG kTestWidth = 101;       // pixels of the picture at 24 bits
+inline constexpr LONG kTestLines = 100;
+
+class CTestScript {
+  public:
+    void Reset();
+
+    // By the operation's name; counted down: an operation fails while its count isn't 0.
+    struct Failure {
+        HRESULT code = E_FAIL;
+        int times = 1;
+    };
+    void Fail(const std::string& operation, HRESULT code, int times = 1000000);
+    HRESULT Enter(const std::string& operation);
+    int Count(const std::string& operation);
+
+    std::function<HRESULT(BYTE* context, ULONG count, const PROPSPEC* specs)> m_validate;
+    std::function<HRESULT(BYTE* context, MINIDRV_TRANSFER_CONTEXT* transfer)> m_acquire;
+    std::function<HRESULT(BYTE* context, LONG flags)> m_initItem;  // behind the driver's own
+    std::function<void(BYTE* context)> m_read;
+
+    std::atomic<int> m_sheets{1};  // pages until the feeder is empty
+    std::atomic<bool> m_aggregates{true};
+    std::atomic<bool> m_noFaces{false};  // the object has neither face
+    std::atomic<int> m_objects{0};       // that live
+    std::atomic<int> m_made{0};
+    std::atomic<int> m_inside{0};  // calls of the imaging face under way
+    std::atomic<int> m_mostInside{0};
+    std::atomic<bool> m_outside{false};  // the last object was part of another
+
+    // Still-image face.
+    void Press(REFGUID guid);  // and sets the handle
+    std::atomic<DWORD> m_capabilities{0};
+    std::atomic<DWORD> m_interval{0};
+    HANDLE m_handle = nullptr;  // under m_lock
+    std::deque<GUID> m_presses;
+
+    std::mutex m_lock;
+
+  private:
+    std::map<std::string, Failure> m_failures;
+    std::map<std::string, int> m_counts;
+};
+
+CTestScript& TestScript();
+
+// Byte of the picture at line, offset in the row.
+BYTE TestPicture(LONG line, LONG offset);
+// Delivers the picture as the driver does.
+HRESULT DeliverTestPicture(MINIDRV_TRANSFER_CONTEXT* transfer);
