@@ -1,0 +1,343 @@
+// The driver object: the one that the imaging service and the still-image service talk to, one for
+// each device.
+//
+// It has two faces. IStiUSD tells of presence and events of a device and has a toolkit session of
+// its own, if events or a first start need one. IWiaMiniDrv shows the device as a tree of two items
+// with properties, validates what a client writes, and scans; what it needs for that stands from
+// drvInitializeWia on, until drvUnInitializeWia has been called as often.
+//
+// One page:
+//
+//   drvAcquireItemData   looks for paper, hands the item's settings to the engine, runs ScanItem
+//   ScanItem             prepares and starts the scan; reads bands of lines into the image stream
+//   CImageStream         starts the engine with the first band; the engine is pumped band by band
+//   ImageCallback        gets the finished image and gives it to the client, or to a file
+//
+// Results are 32-bit codes, those of the controller unchanged. Each replaces the one before it in a
+// function's trace, and a function tests it only where it has to stop.
+//
+// The imaging face is called by one thread at a time. The still-image face may run beside it, and
+// so does the notification thread; they share m_guidLastEvent, which has a lock, and the events,
+// which stay as Initialize made them.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+
+#include "controller/nv_scan.h"
+#include "diag/log.h"
+#include "engine/engine.h"
+#include "frontend/capability_list.h"
+#include "frontend/image_stream.h"
+#include "frontend/object_root.h"
+#include "frontend/property_set.h"
+#include "frontend/task_memory.h"
+#include "platform/com_ptr.h"
+#include "platform/sti.h"
+#include "platform/wia.h"
+
+struct TransferState;
+struct ValidationCall;
+class CFunctionTrace;
+
+inline constexpr CLSID CLSID_MiniDrv = {
+    0x0C3A5327, 0x4FBD, 0x4E6C, {0xBC, 0x58, 0xEF, 0x03, 0xA9, 0xB7, 0xB9, 0x81}};
+inline constexpr IID IID_IMiniDrv = {
+    0xC93A4CFE, 0xCC8A, 0x4AA8, {0x95, 0x15, 0xAA, 0x56, 0x40, 0x31, 0x8F, 0xDB}};
+
+// What tells this class from other drivers; it has no operations.
+struct IMiniDrv : IUnknown {
+  protected:
+    ~IMiniDrv() = default;
+};
+
+// What a press of a button raises.
+struct EventEntry {
+    GUID guid;
+    char name[MAX_PATH];
+};
+
+// IUnknown is left to the classes of the module, which make it an object of its own or a part of
+// another one.
+class CNVwiaMiniDrv : public IMiniDrv,
+                      public IStiUSD,
+                      public IWiaMiniDrv,
+                      public IQLImageCallback,
+                      public CObjectRoot {
+  public:
+    // std::bad_alloc without memory.
+    CNVwiaMiniDrv();
+    // Ends the notification thread and gives up the device.
+    virtual ~CNVwiaMiniDrv();
+    CNVwiaMiniDrv(const CNVwiaMiniDrv&) = delete;
+    CNVwiaMiniDrv& operator=(const CNVwiaMiniDrv&) = delete;
+
+    // ---- IStiUSD
+
+    HRESULT Initialize(IStiDeviceControl* pHelDcb, DWORD dwStiVersion,
+                       HKEY hParametersKey) override;
+    HRESULT GetCapabilities(STI_USD_CAPS* pUsdCaps) override;
+    HRESULT GetStatus(STI_DEVICE_STATUS* pStatus) override;
+    HRESULT DeviceReset() override;
+    HRESULT Diagnostic(STI_DIAG* pBuffer) override;
+    HRESULT Escape(DWORD function, LPVOID in, DWORD inBytes, LPVOID out, DWORD outBytes,
+                   DWORD* outActual) override;
+    HRESULT GetLastError(DWORD* pdwLastDeviceError) override;
+    HRESULT LockDevice() override;
+    HRESULT UnLockDevice() override;
+    HRESULT RawReadData(LPVOID buffer, DWORD* bytes, LPVOID overlapped) override;
+    HRESULT RawWriteData(LPVOID buffer, DWORD bytes, LPVOID overlapped) override;
+    HRESULT RawReadCommand(LPVOID buffer, DWORD* bytes, LPVOID overlapped) override;
+    HRESULT RawWriteCommand(LPVOID buffer, DWORD bytes, LPVOID overlapped) override;
+    HRESULT SetNotificationHandle(HANDLE hEvent) override;
+    HRESULT GetNotificationData(STINOTIFY* pBuffer) override;
+    HRESULT GetLastErrorInfo(STI_ERROR_INFO* pLastErrorInfo) override;
+
+    // ---- IWiaMiniDrv
+
+    HRESULT drvInitializeWia(BYTE* pWiasContext, LONG lFlags, BSTR bstrDeviceID,
+                             BSTR bstrRootFullItemName, IUnknown* pStiDevice,
+                             IUnknown* pIUnknownOuter, IWiaDrvItem** ppIDrvItemRoot,
+                             IUnknown** ppIUnknownInner, LONG* plDevErrVal) override;
+    // One page. S_FALSE when the client cancelled it, WIA_ERROR_PAPER_EMPTY when a feeder is
+    // selected and has no paper, or had no more behind the page before.
+    HRESULT drvAcquireItemData(BYTE* pWiasContext, LONG lFlags, MINIDRV_TRANSFER_CONTEXT* pmdtc,
+                               LONG* plDevErrVal) override;
+    HRESULT drvInitItemProperties(BYTE* pWiasContext, LONG lFlags, LONG* plDevErrVal) override;
+    HRESULT drvValidateItemProperties(BYTE* pWiasContext, LONG lFlags, ULONG nPropSpec,
+                                      const PROPSPEC* pPropSpec, LONG* plDevErrVal) override;
+    HRESULT drvWriteItemProperties(BYTE* pWiasContext, LONG lFlags, MINIDRV_TRANSFER_CONTEXT* pmdtc,
+                                   LONG* plDevErrVal) override;
+    HRESULT drvReadItemProperties(BYTE* pWiasContext, LONG lFlags, ULONG nPropSpec,
+                                  const PROPSPEC* pPropSpec, LONG* plDevErrVal) override;
+    HRESULT drvLockWiaDevice(BYTE* pWiasContext, LONG lFlags, LONG* plDevErrVal) override;
+    HRESULT drvUnLockWiaDevice(BYTE* pWiasContext, LONG lFlags, LONG* plDevErrVal) override;
+    HRESULT drvAnalyzeItem(BYTE* pWiasContext, LONG lFlags, LONG* plDevErrVal) override;
+    HRESULT drvGetDeviceErrorStr(LONG lFlags, LONG lDevErrVal, LPOLESTR* ppszDevErrStr,
+                                 LONG* plDevErr) override;
+    HRESULT drvDeviceCommand(BYTE* pWiasContext, LONG lFlags, const GUID* pGuid,
+                             IWiaDrvItem** ppDrvItem, LONG* plDevErrVal) override;
+    HRESULT drvGetCapabilities(BYTE* pWiasContext, LONG ulFlags, LONG* pcelt,
+                               WIA_DEV_CAP_DRV** ppCapabilities, LONG* plDevErrVal) override;
+    HRESULT drvDeleteItem(BYTE* pWiasContext, LONG lFlags, LONG* plDevErrVal) override;
+    HRESULT drvFreeDrvItemContext(LONG lFlags, BYTE* pSpecContext, LONG* plDevErrVal) override;
+    HRESULT drvGetWiaFormatInfo(BYTE* pWiasContext, LONG lFlags, LONG* pcelt,
+                                WIA_FORMAT_INFO** ppwfi, LONG* plDevErrVal) override;
+    HRESULT drvNotifyPnPEvent(const GUID* pEventGUID, BSTR bstrDeviceID, ULONG ulReserved) override;
+    HRESULT drvUnInitializeWia(BYTE* pWiasContext) override;
+
+    // ---- IQLImageCallback
+
+    HRESULT ImageCallback(std::uint32_t type, std::uint32_t reserved, std::uint32_t percent,
+                          std::int32_t length, std::uint8_t* buffer) override;
+
+  protected:
+    // ---- Session, registry and events
+
+    HRESULT CreateScannerInterface(IOstrelDevice** ppToolkit);
+    // The parts of Initialize. Each stops the start with its result.
+    void ReadDeviceKey(HKEY hKey);
+    HRESULT SettleDeviceName();
+    HRESULT MeetDevice(HKEY hKey);
+    void RunPendingTask();
+    // Ends the still-image face's session.
+    void CloseToolkit();
+    // The parts of drvInitializeWia.
+    HRESULT OpenController(LONG* plDevErrVal);
+    HRESULT MakeController(LONG* plDevErrVal);
+    HRESULT MakeEngine();
+    // 1 for success, else 0.
+    int ReadVendorPaths(HKEY hKey);
+    void GatherDeviceData(HKEY hKey);
+    // 1 when it ran to its end.
+    int StoreDeviceData(HKEY hKey);
+    int InstantLampWarmUp(HKEY hKey);
+    void LoadEventTable(HKEY hKey);
+    void LoadEvent(HKEY hKey);
+    void EndNotificationThread();
+    static unsigned NotificationThread(void* driver);
+    // 1: to be tried again. Counts failed attempts; `fired` becomes 1 with a press.
+    static int RunNotifications(CNVwiaMiniDrv* driver, int* attempts, int* fired);
+    HANDLE OpenInterruptPipe();
+    int WaitForPress(HANDLE pipe, HANDLE event, int* attempts, int* fired);
+    // True for a press, whose event then waits to be fetched.
+    bool DecodePress(DWORD bytes, BYTE data);
+    // The first event whose mask fits; m_nEvents if none does.
+    template <class Fits>
+    DWORD FindMask(Fits fits) const;
+    HRESULT PollButtons(bool& found);
+    void LightLampForButton();
+    void SetLastEvent(REFGUID guid);
+    GUID TakeLastEvent();
+
+    // ---- Items and properties
+
+    HRESULT BuildItemTree();
+    HRESULT DeleteItemTree();
+    HRESULT BuildCapabilities();
+    HRESULT LoadButtonEvents(LPCOLESTR iconText);
+    HRESULT BuildRootItemProperties(BYTE* item);
+    HRESULT BuildTopItemProperties(BYTE* pWiasContext);
+    HRESULT InitializePrivateProperties(BYTE* item);
+    HRESULT SetScannerSPFParameters();
+    // The parts of the builds; `numbers` are those that their rows name.
+    HRESULT MakeItems();
+    HRESULT AskForSources(std::span<LONG> numbers);
+    HRESULT AskForAreas(std::span<LONG> numbers);
+    HRESULT AskForSelect(std::span<LONG> numbers);
+    HRESULT BuildRootFirst(BYTE* pWiasContext);
+    HRESULT ChooseForProperties(const ScanSource& source);
+    void AddTopProperties(const GeomControl& geometry);
+    void ReleaseUnlessFeeding();
+
+    // ---- Validation (mini_driver_validation.cpp, mini_driver_rules.cpp)
+
+    void RunRules(CFunctionTrace& trace, BYTE* item, PROPID id, ValidationCall& call);
+    void HandOverScanItem(BYTE* item);
+    void Refresh(CFunctionTrace& trace, BYTE* item, PROPID id);
+    // One rule each, with the item and the properties that were written.
+    HRESULT ValidateIntent(BYTE* item, ValidationCall& call);
+    HRESULT MinimizeSize(BYTE* item, ValidationCall& call);
+    HRESULT MaximizeQuality(BYTE* item, ValidationCall& call);
+    HRESULT ValidateDataType(BYTE* item, ValidationCall& call);
+    HRESULT ValidateChannel(BYTE* item, ValidationCall& call);
+    HRESULT ApplyDataType(BYTE* item, ValidationCall& call, LONG type);
+    HRESULT ValidateBPC(BYTE* item, ValidationCall& call);
+    HRESULT ValidateResolution(BYTE* item, ValidationCall& call);
+    HRESULT ValidateExtents(BYTE* item, ValidationCall& call);
+    HRESULT ValidateImageSize(BYTE* item, ValidationCall& call);
+    HRESULT ValidateSelect(BYTE* item, ValidationCall& call);
+    HRESULT ValidateADF(BYTE* item, ValidationCall& call);
+    HRESULT ValidateTMA(BYTE* item, ValidationCall& call);
+    HRESULT ValidateProfileName(BYTE* item, ValidationCall& call);
+    HRESULT ValidateItemSize(BYTE* item, ValidationCall& call);
+    HRESULT ValidateTymed(BYTE* item, ValidationCall& call);
+    void LeaveFeeder();
+    HRESULT RebuildForSelect(BYTE* item, ValidationCall& call);
+    HRESULT RebuildForAdapter(BYTE* item, ValidationCall& call);
+    HRESULT RebuildTopItem(BYTE* item, const char* notFound);
+
+    // ---- Transfer (mini_driver_transfer.cpp, mini_driver_bands.cpp)
+
+    // The scan preparation: chooses the source, places the item's window, settles the data format
+    // and asks what the device will deliver. Leaves the controller ready for finalScanInit. What is
+    // returned through `geometry` tells the resolutions at which the device really scans.
+    HRESULT ValidateWidthHeight(BYTE* pWiasContext, GeomControl& geometry, DWORD& scanPixelWidth,
+                                DWORD& scanLines);
+    // The source that device, paper and the root's properties ask for. `tmaDefault` stands for an
+    // unreadable choice of the adapter.
+    ScanSource ResolveSource(BYTE* pWiasContext, LONG tmaDefault);
+    // Turns an item's properties into the engine's settings.
+    HRESULT HandOverSettings(BYTE* item);
+    // The way of an item's property on the device's root.
+    static HRESULT ReadRootLong(BYTE* pWiasContext, PROPID id, LONG* value);
+    static HRESULT WriteRootLong(BYTE* pWiasContext, PROPID id, LONG value);
+
+    // WIA_ERROR_PAPER_EMPTY when a feeder is selected and is spent.
+    HRESULT LookForPaper(BYTE* pWiasContext);
+    HRESULT ScanItem(BYTE* pWiasContext, MINIDRV_TRANSFER_CONTEXT* pmdtc, LONG* plDevErrVal);
+    HRESULT ReadRequest(BYTE* pWiasContext, const MINIDRV_TRANSFER_CONTEXT& mdtc,
+                        TransferState& page);
+    HRESULT SettleFormat(BYTE* pWiasContext);
+    HRESULT MeasureLines(BYTE* pWiasContext, TransferState& page);
+    HRESULT TransferPage(MINIDRV_TRANSFER_CONTEXT* pmdtc, TransferState& page);
+    HRESULT AllocateBands(TransferState& page);
+    HRESULT RunBandLoop(TransferState& page);
+    DWORD ReadBand(TransferState& page);
+    void ArrangeLines(TransferState& page, DWORD lines);
+    DWORD ScaleLines(TransferState& page, DWORD lines);
+    HRESULT BeginBitmap(TransferState& page);
+    void DeliverLines(const BYTE* lines, DWORD count, DWORD stride);
+    void WriteRaw(const void* bytes, DWORD count);
+
+    // ---- Temporary file (mini_driver_file.cpp)
+
+    // False, and an empty name, when no folder takes a file. Bits of `skip` leave out the user's
+    // application data (1), documents (2) and the temporary folder (4).
+    static bool MakeTempName(DWORD skip, char (&name)[MAX_PATH]);
+    void OpenTempFile(TransferState& page);
+    void CloseTempFile(TransferState& page);
+    // An empty name stands for one in the temporary folder.
+    void OpenRawFile(const char* name);
+    void CloseRawFile();
+    HRESULT DeliverFile(MINIDRV_TRANSFER_CONTEXT* pmdtc, const TransferState& page);
+    HRESULT MapAndDeliver(MINIDRV_TRANSFER_CONTEXT* pmdtc);
+    // Rewrites the bitmap for a shorter height. `header` is the one that stands in the file. 0, or
+    // a system error.
+    DWORD TruncateFile(LONG lines, BITMAPINFOHEADER header);
+    bool ReadFileHeader(BITMAPINFOHEADER& header);
+    // Appends bytes of 255 up to a size; false when that fails.
+    bool ExtendFile(std::uint64_t bytes);
+    // 0, or a system error.
+    static DWORD FileSeek(HANDLE hFile, LONGLONG offset);
+
+    // ---- Delivery (mini_driver_delivery.cpp)
+
+    HRESULT ValidateDataTransferContext(const MINIDRV_TRANSFER_CONTEXT* pmdtc);
+    // Writes the headers of the bitmap and its palette to the image stream.
+    HRESULT SetupBitmapHeaders(BITMAPINFOHEADER* header);
+    HRESULT DeliverHeader(DWORD percent, DWORD length, BYTE* buffer);
+    HRESULT DeliverRun(DWORD percent, DWORD length, const BYTE* buffer);
+    HRESULT SendData(DWORD percent, DWORD length, const BYTE* buffer);
+    HRESULT CallClient(LONG reason, DWORD percent, LONG offset, DWORD length,
+                       MINIDRV_TRANSFER_CONTEXT* context);
+    HRESULT WriteTempFile(const void* bytes, DWORD count);
+
+    // ---- Members
+
+    HANDLE m_hNotifyThread = nullptr;
+    HANDLE m_hNotifyEvent = INVALID_HANDLE_VALUE;  // the service's
+    DWORD m_dwSessionId = 0;                       // of m_pToolkit
+    GUID m_clsidToolkit = GUID_NULL;
+    ComPtr<IOstrelDevice> m_pToolkit;  // the still-image face's
+    ComPtr<IStiDeviceControl> m_pDcb;
+    DWORD m_dwLastError = 0;
+    WCHAR m_szDeviceName[MAX_PATH] = u"";
+    DWORD m_dwDeviceSubType = 1;  // the way in which button events come
+    HANDLE m_hShutdownEvent;      // auto-reset; ends the notification thread
+    DWORD m_dwOpenPause = 1000;   // between attempts to open the interrupt pipe, in milliseconds
+    std::mutex m_lastEventLock;
+    GUID m_guidLastEvent = GUID_NULL;  // waits to be fetched; under the lock
+    std::unique_ptr<EventEntry[]> m_pEvents;
+    std::unique_ptr<DWORD[]> m_pEventMasks;
+    DWORD m_nEvents = 0;
+    BOOL m_bToolkitForEvents = TRUE;  // the session stays open behind Initialize
+    DWORD m_dwIoType = 1;             // 1 USB, 2 parallel, 3 SCSI, 4 DOT4, 5 network
+    char m_szModel[kOstrelModelChars] = "";
+    char m_szToolkitDriver[MAX_PATH] = "";
+    BOOL m_bLampOnButton = FALSE;
+    char m_szNetworkDeviceId[MAX_PATH] = "";
+    char m_szInstallClsid[MAX_PATH] = "";
+    std::string m_strRegPath;
+    std::u16string m_bstrDeviceID;
+    std::u16string m_bstrRootFullItemName;
+    ComPtr<IWiaDrvItem> m_pRootItem;
+    IUnknown* m_pStiDevice = nullptr;  // not counted
+    CCapabilityList m_capabilities;
+    CPropertySet m_topProps;
+    std::unique_ptr<CNVScan> m_pScan;
+    DWORD m_defaultRes = 200;
+    LONG m_lBedWidth = 0;  // 1/1000 inch
+    LONG m_lBedHeight = 0;
+    BOOL m_bRootBuilt = FALSE;
+    DWORD m_dwCallbackId = 0;
+    DWORD m_dwAdfPageLocale = 0;
+    DWORD m_dwAdfLargerPgSz = 0;
+    DWORD m_dwLoadSettingsOnce = 0;  // 2: the registry knows what the device can do
+    TaskArray<WIA_FORMAT_INFO> m_pFormatInfo;
+    MINIDRV_TRANSFER_CONTEXT* m_pTransferContext = nullptr;  // during a transfer
+    HANDLE m_hTempFile = nullptr;  // not null: a file is wanted, even if it couldn't be made
+    HANDLE m_hRawFile = nullptr;
+    ComPtr<CImageStream> m_pImageStream;
+    std::unique_ptr<CQLEngine> m_pEngine;
+    CLogConfig* m_pLogConfig;
+    std::unique_ptr<CLog> m_pLog;  // never null
+    LONG m_nInitCount = 0;
+    bool m_bFeederEmpty = false;  // the page before was the feeder's last
+    bool m_bTopBuilt = false;
+    bool m_bCancelled = false;    // the client's answer
+    bool m_bWriteFailed = false;  // to the temporary file
+    DWORD m_dwRowBytes = 0;       // of the image that the engine delivers
+};

@@ -1,0 +1,279 @@
+// From the service's request for a page to a started scan.
+#include <algorithm>
+
+#include "diag/debug_dump.h"
+#include "diag/function_trace.h"
+#include "engine/item_properties.h"
+#include "frontend/item_properties.h"
+#include "frontend/item_values.h"
+#include "frontend/mini_driver.h"
+#include "frontend/scan_lines.h"
+#include "frontend/transfer_state.h"
+
+namespace {
+
+constexpr DWORD kScanBits = 8;  // a sample, whatever the item's depth
+// No device scans wider lines, so none is asked for.
+constexpr LONG kMaxWidth = 0x1000000;
+
+// The parts of the window, and where the controller wants them.
+constexpr struct {
+    PROPID id;
+    LONG GeomControl::*field;
+    LONG GeomControl::*again;
+} kWindow[] = {
+    {WIA_IPS_XPOS, &GeomControl::xPos, nullptr},
+    {WIA_IPS_YPOS, &GeomControl::yPos, nullptr},
+    {WIA_IPS_XEXTENT, &GeomControl::xExtent, &GeomControl::xExtent2},
+    {WIA_IPS_YEXTENT, &GeomControl::yExtent, &GeomControl::yExtent2},
+    {WIA_IPS_XRES, &GeomControl::xRes, nullptr},
+    {WIA_IPS_YRES, &GeomControl::yRes, nullptr},
+};
+
+}  // namespace
+
+HRESULT CNVwiaMiniDrv::ReadRootLong(BYTE* pWiasContext, PROPID id, LONG* value) {
+    BYTE* root = nullptr;
+    const HRESULT hr = wiasGetRootItem(pWiasContext, &root);
+    if (FAILED(hr))
+        return hr;
+    LONG read = 0;
+    const HRESULT result = ReadItemLong(root, id, &read);
+    if (result == S_OK)
+        *value = read;
+    return result;
+}
+
+HRESULT CNVwiaMiniDrv::WriteRootLong(BYTE* pWiasContext, PROPID id, LONG value) {
+    BYTE* root = nullptr;
+    const HRESULT hr = wiasGetRootItem(pWiasContext, &root);
+    return FAILED(hr) ? hr : wiasWritePropLong(root, id, value);
+}
+
+// ---- The service's request
+
+HRESULT CNVwiaMiniDrv::drvAcquireItemData(BYTE* pWiasContext, LONG, MINIDRV_TRANSFER_CONTEXT* pmdtc,
+                                          LONG* plDevErrVal) {
+    CFunctionTrace trace("CNVwiaMiniDrv::drvAcquireItemData");
+    if (!pWiasContext || !pmdtc)
+        return trace.SetResult(E_INVALIDARG).GetResult();
+    if (plDevErrVal)
+        *plDevErrVal = 0;
+    if (FAILED(trace.SetResult(ValidateDataTransferContext(pmdtc)).GetResult()))
+        return trace.GetResult();
+    if (!m_pScan || !m_pEngine || !m_pImageStream)
+        return trace.SetResult(E_FAIL).GetResult();
+    if (FAILED(trace.SetResult(LookForPaper(pWiasContext)).GetResult()))
+        return trace.GetResult();
+    m_pTransferContext = pmdtc;
+    DumpTransferContext(*m_pLog, *pmdtc);
+    m_pImageStream->Reset(m_pEngine.get());
+    // The engine has the settings of whatever was validated last, which may be another item.
+    HandOverSettings(pWiasContext);
+    trace.SetResult(ScanItem(pWiasContext, pmdtc, plDevErrVal));
+    if (trace.GetResult() == S_FALSE)
+        m_pScan->releaseScanner();
+    DumpTransferContext(*m_pLog, *pmdtc);
+    m_pTransferContext = nullptr;
+    return trace.GetResult();
+}
+
+// A feeder job ends with a call that finds the feeder spent. What the page before has told is
+// enough for that; the device isn't asked.
+HRESULT CNVwiaMiniDrv::LookForPaper(BYTE* pWiasContext) {
+    LONG select = 0;
+    ReadRootLong(pWiasContext, WIA_DPS_DOCUMENT_HANDLING_SELECT, &select);
+    if (!IsFeederChosen(select)) {
+        m_bFeederEmpty = false;
+        return S_OK;
+    }
+    if (m_bFeederEmpty) {
+        m_bFeederEmpty = false;
+        WriteRootLong(pWiasContext, WIA_DPS_DOCUMENT_HANDLING_STATUS, FLAT_READY);
+        return WIA_ERROR_PAPER_EMPTY;
+    }
+    bool ready = false;
+    const HRESULT hr = m_pScan->adfReady(&ready);
+    if (FAILED(hr))
+        return hr;
+    if (!ready)
+        m_pScan->releaseScanner();
+    return ready ? S_OK : WIA_ERROR_PAPER_EMPTY;
+}
+
+HRESULT CNVwiaMiniDrv::HandOverSettings(BYTE* item) {
+    CItemProperties properties;
+    const HRESULT hr = properties.Attach(item);
+    return FAILED(hr) ? hr : m_pEngine->ReadItemSettings(&properties);
+}
+
+// ---- One page
+
+HRESULT CNVwiaMiniDrv::ScanItem(BYTE* pWiasContext, MINIDRV_TRANSFER_CONTEXT* pmdtc, LONG*) {
+    CFunctionTrace trace("CNVwiaMiniDrv::ScanItem");
+    m_bCancelled = false;
+    m_bWriteFailed = false;
+    TransferState page;
+    page.debug = ReadDebugImageSettings();
+    if (FAILED(trace.SetResult(ReadRequest(pWiasContext, *pmdtc, page)).GetResult()))
+        return trace.GetResult();
+    trace.SetResult(
+        ValidateWidthHeight(pWiasContext, page.geometry, page.scanPixelWidth, page.scanLines));
+    if (SUCCEEDED(trace.GetResult()))
+        trace.SetResult(MeasureLines(pWiasContext, page));
+    if (FAILED(trace.GetResult()))
+        return trace.GetResult();
+    page.scanOpen = true;
+    trace.SetResult(m_pScan->finalScanInit());
+    if (SUCCEEDED(trace.GetResult())) {
+        trace.SetResult(TransferPage(pmdtc, page));
+    } else {
+        m_pLog->Format(kLogInformation,
+                       "finalScanInit failed hr %d: bmpWidth %d:scanPixelWidth %d depth %d",
+                       trace.GetResult(), page.bmpWidth, page.scanPixelWidth, page.depth);
+    }
+    // No scan goes on that nobody reads.
+    if (page.scanOpen)
+        m_pScan->endScan();
+    return trace.GetResult();
+}
+
+// What the driver itself wrote at the last validation. It still comes from outside.
+HRESULT CNVwiaMiniDrv::ReadRequest(BYTE* pWiasContext, const MINIDRV_TRANSFER_CONTEXT& mdtc,
+                                   TransferState& page) {
+    page.callbackMedium = IsCallbackMedium(mdtc.tymed);
+    ReadItemLong(pWiasContext, WIA_IPS_XRES, &page.xRes);
+    ReadItemLong(pWiasContext, WIA_IPS_YRES, &page.yRes);
+    ReadItemLong(pWiasContext, WIA_IPA_PIXELS_PER_LINE, &page.bmpWidth);
+    ReadItemLong(pWiasContext, WIA_IPA_NUMBER_OF_LINES, &page.numberOfLines);
+    if (page.xRes < 1 || page.yRes < 1 || page.bmpWidth < 1 || page.bmpWidth > kMaxWidth ||
+        page.numberOfLines < 1) {
+        m_pLog->Format(kLogInformation, "ScanItem: %d x %d pixels at %d x %d can't be scanned",
+                       page.bmpWidth, page.numberOfLines, page.xRes, page.yRes);
+        return E_INVALIDARG;
+    }
+    if (page.callbackMedium && (!mdtc.pTransferBuffer || mdtc.lBufferSize < 1)) {
+        m_pLog->Write(kLogInformation, "ScanItem: no buffer to transfer with");
+        return E_INVALIDARG;
+    }
+    return S_OK;
+}
+
+HRESULT CNVwiaMiniDrv::MeasureLines(BYTE* pWiasContext, TransferState& page) {
+    if (page.geometry.scanXRes < 1 || page.geometry.scanYRes < 1 || page.scanPixelWidth < 1)
+        return E_FAIL;
+    LONG channel = 0;
+    ReadItemLong(pWiasContext, QL_PROP_SCANNER_CHANNEL, &channel);
+    page.depth = channel == 0 ? 24 : 8;
+    const auto bmpWidth = static_cast<DWORD>(page.bmpWidth);
+    page.bmpBytes = bmpWidth * (page.depth / 8);
+    page.scanBytes = page.scanPixelWidth * (page.depth / 8);
+    page.bmpStride = static_cast<DWORD>(RowStride(bmpWidth, page.depth));
+    page.scanStride = static_cast<DWORD>(RowStride(page.scanPixelWidth, page.depth));
+    page.scaling = page.xRes != page.geometry.scanXRes || page.yRes != page.geometry.scanYRes;
+    page.lineStride = page.scaling ? page.scanStride : page.bmpStride;
+    return S_OK;
+}
+
+// ---- Preparation
+
+ScanSource CNVwiaMiniDrv::ResolveSource(BYTE* pWiasContext, LONG tmaDefault) {
+    bool paper = false;
+    bool hasAdf = false;
+    bool hasXpa = false;
+    bool useXpa = false;
+    DWORD only = kHasFlatbed;
+    m_pScan->adfReady(&paper);
+    m_pScan->hasAdf(&hasAdf);
+    m_pScan->hasXpa(&hasXpa);
+    m_pScan->getUseXpa(&useXpa);
+    m_pScan->isSheetFedOnly(&only);
+    // A feeder that was loaded anew is no spent one any more.
+    if (paper)
+        m_bFeederEmpty = false;
+
+    ScanSource source;
+    const bool feederOnly = only == kSheetFedOnly;
+    LONG select = 0;
+    if (feederOnly || (hasAdf && paper)) {
+        ReadRootLong(pWiasContext, WIA_DPS_DOCUMENT_HANDLING_SELECT, &select);
+        source.useADF = feederOnly || IsFeederChosen(select);
+    }
+    bool canRequest = false;
+    if (source.useADF && select == DUPLEX)
+        m_pScan->canRequestDuplex(&canRequest);
+    source.duplex = canRequest;
+    // Beside a feeder that is all there is, an adapter can't be chosen.
+    if (hasXpa && useXpa && !feederOnly) {
+        LONG tma = tmaDefault;
+        ReadRootLong(pWiasContext, QL_PROP_TMA_SELECT, &tma);
+        source.useXPA = tma == 1;
+    }
+    return source;
+}
+
+// Failures on the way to setGeomControl don't stop here: what the property's write answers decides.
+HRESULT CNVwiaMiniDrv::ValidateWidthHeight(BYTE* pWiasContext, GeomControl& geometry,
+                                           DWORD& scanPixelWidth, DWORD& scanLines) {
+    CFunctionTrace trace("CNVwiaMiniDrv::ValidateWidthHeight");
+    constexpr LONG kAdapterUnlessTold = 1;
+    geometry = {};
+    m_pScan->buildTonemap(nullptr);
+    const ScanSource source = ResolveSource(pWiasContext, kAdapterUnlessTold);
+    if (FAILED(trace.SetResult(m_pScan->firstScanInit(&source)).GetResult())) {
+        m_pLog->Format(kLogInformation, "ValidateWidthHeight: firstScanInit failed hr %d",
+                       trace.GetResult());
+        return trace.GetResult();
+    }
+    trace.SetResult(m_pScan->getGeomControl(&geometry));
+    for (const auto& part : kWindow) {
+        LONG value = 0;
+        trace.SetResult(ReadItemLong(pWiasContext, part.id, &value));
+        geometry.*part.field = value;
+        if (part.again)
+            geometry.*part.again = value;
+    }
+    geometry.adjustX = 0;
+    geometry.adjustY = 0;
+    geometry.flag = 0;
+    bool overscanned = false;
+    DWORD scale = 0;
+    trace.SetResult(m_pScan->setGeomControl(&geometry, 0, &overscanned, &scale));
+    trace.SetResult(wiasWritePropLong(pWiasContext, kScaleProperty, static_cast<LONG>(scale)));
+    if (SUCCEEDED(trace.GetResult()))
+        trace.SetResult(SettleFormat(pWiasContext));
+    if (FAILED(trace.GetResult()))
+        return trace.GetResult();
+    trace.SetResult(m_pScan->secondScanInit(&scanPixelWidth, &scanLines));
+    if (SUCCEEDED(trace.GetResult()))
+        trace.SetResult(m_pScan->setScannerTonemap());
+    if (FAILED(trace.GetResult()))
+        m_pLog->Format(kLogInformation, "secondScanInit or setScannerTonemap failed hr %d",
+                       trace.GetResult());
+    return trace.GetResult();
+}
+
+// Device and band loop must agree on the lines: the band loop goes by the item's channel, the
+// device by what the controller has made of it.
+HRESULT CNVwiaMiniDrv::SettleFormat(BYTE* pWiasContext) {
+    LONG channel = 0;
+    LONG type = WIA_DATA_COLOR;
+    ReadItemLong(pWiasContext, QL_PROP_SCANNER_CHANNEL, &channel);
+    ReadItemLong(pWiasContext, WIA_IPA_DATATYPE, &type);
+    DataFormat format = {static_cast<DWORD>(channel), kScanBits, 0};
+    bool byTonemap = false;
+    if (type == WIA_DATA_DITHER)
+        m_pScan->isThresholdTonemap(&byTonemap);
+    if (byTonemap)
+        m_pScan->getThresholdValue(&format.threshold);
+    HRESULT hr = m_pScan->resolveDataFormat(&format);
+    if (SUCCEEDED(hr) && format.bits != kScanBits) {
+        m_pLog->Format(kLogInformation,
+                       "ValidateWidthHeight: the source gives %d bits a sample and no %d",
+                       format.bits, kScanBits);
+        hr = E_FAIL;
+    }
+    return FAILED(hr) ? hr
+                      : wiasWritePropLong(pWiasContext, QL_PROP_SCANNER_CHANNEL,
+                                          static_cast<LONG>(format.channel));
+}

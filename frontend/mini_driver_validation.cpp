@@ -1,0 +1,369 @@
+// The service's entries to validation: which rules a written property sets off, and those rules
+// that choose the source.
+#include <iterator>
+
+#include "diag/debug_dump.h"
+#include "diag/function_trace.h"
+#include "engine/item_properties.h"
+#include "frontend/item_values.h"
+#include "frontend/mini_driver.h"
+#include "frontend/task_memory.h"
+#include "frontend/task_text.h"
+#include "frontend/validation_call.h"
+
+namespace {
+
+// Properties that rules look at beside those that were written.
+PROPID g_extraIds[] = {WIA_IPA_BITS_PER_CHANNEL, WIA_DPS_DOCUMENT_HANDLING_SELECT,
+                       WIA_DPS_DOCUMENT_HANDLING_STATUS};
+PROPID g_feederIds[] = {WIA_DPS_DOCUMENT_HANDLING_STATUS, WIA_DPS_DOCUMENT_HANDLING_SELECT};
+
+// The values of a list of properties, for the dumps.
+class ListedValues {
+  public:
+    explicit ListedValues(ULONG count)
+        : m_values(AllocateTaskArray<PROPVARIANT>(count)), m_count(m_values ? count : 0) {
+        for (ULONG i = 0; i < m_count; ++i)
+            m_values[i] = {};
+    }
+    ~ListedValues() {
+        for (ULONG i = 0; i < m_count; ++i)
+            PropVariantClear(&m_values[i]);
+    }
+    ListedValues(const ListedValues&) = delete;
+    ListedValues& operator=(const ListedValues&) = delete;
+
+    explicit operator bool() const { return m_values != nullptr; }
+    PROPVARIANT* Get() { return m_values.get(); }
+    const PROPVARIANT& operator[](ULONG i) const { return m_values[i]; }
+
+  private:
+    const TaskArray<PROPVARIANT> m_values;
+    const ULONG m_count;
+};
+
+// The context of the item that is scanned, by way of the tree.
+HRESULT FindTopItem(BYTE* rootContext, BYTE** topContext) {
+    ComPtr<IWiaDrvItem> root;
+    ComPtr<IWiaDrvItem> top;
+    HRESULT hr = wiasGetDrvItem(rootContext, root.Out());
+    if (SUCCEEDED(hr))
+        hr = root->GetFirstChildItem(top.Out());
+    if (FAILED(hr) || !top)
+        return FAILED(hr) ? hr : E_INVALIDARG;
+    BSTR name = nullptr;
+    hr = top->GetFullItemName(&name);
+    const TaskText fullName(name);
+    return FAILED(hr) ? hr : wiasGetContextFromName(rootContext, 0, name, topContext);
+}
+
+bool IsRoot(BYTE* context) {
+    BYTE* root = nullptr;
+    return SUCCEEDED(wiasGetRootItem(context, &root)) && root == context;
+}
+
+// What the medium and the format of an image are.
+HRESULT ReadMedium(BYTE* item, LONG* tymed, GUID* format) {
+    const HRESULT hr = wiasReadPropGuid(item, WIA_IPA_FORMAT, format, nullptr, TRUE);
+    return FAILED(hr) ? hr : ReadItemLong(item, WIA_IPA_TYMED, tymed);
+}
+
+HRESULT ReadItemSize(BYTE* item, LONG* bytes) {
+    MINIDRV_TRANSFER_CONTEXT transfer = {};
+    const HRESULT hr = wiasGetImageInformation(item, WIA_INIT_CONTEXT_1, &transfer);
+    if (SUCCEEDED(hr))
+        *bytes = transfer.lItemSize;
+    return hr;
+}
+
+}  // namespace
+
+// ---- The service's entries
+
+HRESULT CNVwiaMiniDrv::drvValidateItemProperties(BYTE* pWiasContext, LONG, ULONG nPropSpec,
+                                                 const PROPSPEC* pPropSpec, LONG* plDevErrVal) {
+    CFunctionTrace trace("CNVwiaMiniDrv::drvValidateItemProperties");
+    if (!pWiasContext || !pPropSpec || !plDevErrVal || nPropSpec == 0)
+        return trace.SetResult(E_INVALIDARG).GetResult();
+    *plDevErrVal = 0;
+    if (!m_pScan || !m_pEngine)
+        return trace.SetResult(E_FAIL).GetResult();
+    ListedValues values(nPropSpec);
+    if (!values)
+        return trace.SetResult(E_OUTOFMEMORY).GetResult();
+    if (FAILED(wiasReadMultiple(pWiasContext, nPropSpec, pPropSpec, values.Get(), nullptr)))
+        m_pLog->Format(kLogInformation,
+                       "drvValidateItemProperties: wiasReadMultiple failed nPropSpec %d",
+                       nPropSpec);
+    ValidationCall call;
+    call.written = {pPropSpec, nPropSpec};
+    if (FAILED(wiasCreatePropContext(nPropSpec, const_cast<PROPSPEC*>(pPropSpec),
+                                     static_cast<ULONG>(std::size(g_extraIds)), g_extraIds,
+                                     &call.context)))
+        m_pLog->Write(kLogInformation, "drvValidateItemProperties: wiasCreatePropContext failed");
+    for (ULONG i = 0; i < nPropSpec; ++i) {
+        DumpPropSpec(*m_pLog, pPropSpec[i], values[i], static_cast<LONG>(i));
+        if (nPropSpec == 1) {
+            trace.SetResult(wiasValidateItemProperties(pWiasContext, 1, pPropSpec));
+            const bool passed = SUCCEEDED(trace.GetResult());
+            m_pLog->Format(kLogInformation,
+                           passed ? "validate: %d: %d Val %7d"
+                                  : "pre-validate failed: %d: %d Val %7d",
+                           i, pPropSpec[i].propid, values[i].lVal);
+            if (!passed)
+                break;
+        }
+        if (pPropSpec[i].ulKind == PRSPEC_PROPID)
+            RunRules(trace, pWiasContext, pPropSpec[i].propid, call);
+    }
+    wiasFreePropContext(&call.context);
+    if (FAILED(trace.GetResult()))
+        m_pLog->Write(kLogInformation, "drvValidateItemProperties: failure: ");
+    else
+        HandOverScanItem(pWiasContext);
+    ReleaseUnlessFeeding();
+    return trace.GetResult();
+}
+
+// The result is that of the last rule that ran; without one it stays.
+void CNVwiaMiniDrv::RunRules(CFunctionTrace& trace, BYTE* item, PROPID id, ValidationCall& call) {
+    using Rule = HRESULT (CNVwiaMiniDrv::*)(BYTE*, ValidationCall&);
+    using Driver = CNVwiaMiniDrv;
+    struct Row {
+        PROPID id;
+        Rule rules[4];            // each runs if the one before it has succeeded
+        const char* failedRules;  // for the log; null where the rules tell it themselves
+    };
+#define NVQ_FAILED(rule) "drvValidateItemProperties: " rule " failed"
+    // clang-format off
+    static constexpr Row kRows[] = {
+        {WIA_IPS_CUR_INTENT, {&Driver::ValidateIntent, &Driver::ValidateResolution, &Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateIntent")},
+        {WIA_IPA_DATATYPE, {&Driver::ValidateDataType, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
+        {WIA_IPA_DEPTH, {&Driver::ValidateDataType, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
+        {WIA_IPA_CHANNELS_PER_PIXEL, {&Driver::ValidateDataType, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
+        {QL_PROP_SCANNER_CHANNEL, {&Driver::ValidateChannel, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
+        {WIA_IPA_BITS_PER_CHANNEL, {&Driver::ValidateBPC, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateBPC")},
+        {WIA_IPS_XRES, {&Driver::ValidateResolution, &Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateResolution")},
+        {WIA_IPS_YRES, {&Driver::ValidateResolution, &Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateResolution")},
+        {WIA_IPS_XPOS, {&Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateExtents")},
+        {WIA_IPS_YPOS, {&Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateExtents")},
+        {WIA_IPS_XEXTENT, {&Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateExtents")},
+        {WIA_IPS_YEXTENT, {&Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateExtents")},
+        {WIA_IPA_PIXELS_PER_LINE, {&Driver::ValidateImageSize}, NVQ_FAILED("ValidateImageSize")},
+        {WIA_IPA_BYTES_PER_LINE, {&Driver::ValidateImageSize}, NVQ_FAILED("ValidateImageSize")},
+        {WIA_IPA_NUMBER_OF_LINES, {&Driver::ValidateImageSize}, NVQ_FAILED("ValidateImageSize")},
+        {WIA_DPS_DOCUMENT_HANDLING_SELECT, {&Driver::ValidateSelect, &Driver::RebuildForSelect}, nullptr},
+        {QL_PROP_TMA_SELECT, {&Driver::ValidateTMA, &Driver::RebuildForAdapter}, nullptr},
+        {WIA_IPA_ICM_PROFILE_NAME, {&Driver::ValidateProfileName}, nullptr},
+        {WIA_IPA_ITEM_SIZE, {&Driver::ValidateItemSize}, nullptr},
+        {WIA_IPA_TYMED, {&Driver::ValidateTymed}, nullptr},
+    };
+    // clang-format on
+#undef NVQ_FAILED
+    for (const Row& row : kRows) {
+        if (row.id != id)
+            continue;
+        for (const Rule rule : row.rules) {
+            if (!rule)
+                break;
+            if (SUCCEEDED(trace.SetResult((this->*rule)(item, call)).GetResult()))
+                continue;
+            if (row.failedRules)
+                m_pLog->Write(kLogInformation, row.failedRules);
+            break;
+        }
+    }
+}
+
+// The settings of a scan are read by way of the item that is scanned, whichever was written.
+void CNVwiaMiniDrv::HandOverScanItem(BYTE* item) {
+    BYTE* scanned = item;
+    if (!IsRoot(item) || (m_bTopBuilt && SUCCEEDED(FindTopItem(item, &scanned))))
+        HandOverSettings(scanned);
+}
+
+HRESULT CNVwiaMiniDrv::drvReadItemProperties(BYTE* pWiasContext, LONG, ULONG nPropSpec,
+                                             const PROPSPEC* pPropSpec, LONG* plDevErrVal) {
+    CFunctionTrace trace("CNVwiaMiniDrv::drvReadItemProperties");
+    if (!pWiasContext || !pPropSpec || !plDevErrVal)
+        return trace.SetResult(E_INVALIDARG).GetResult();
+    *plDevErrVal = 0;
+    if (!m_pScan)
+        return trace.SetResult(E_FAIL).GetResult();
+    ListedValues values(nPropSpec);
+    if (!values)
+        return trace.SetResult(E_OUTOFMEMORY).GetResult();
+    if (FAILED(wiasReadMultiple(pWiasContext, nPropSpec, pPropSpec, values.Get(), nullptr)))
+        m_pLog->Format(kLogInformation, "wiasReadMultiple failed nPropSpec %d", nPropSpec);
+    for (ULONG i = 0; i < nPropSpec; ++i) {
+        DumpPropSpec(*m_pLog, pPropSpec[i], values[i], static_cast<LONG>(i));
+        if (pPropSpec[i].ulKind == PRSPEC_PROPID)
+            Refresh(trace, pWiasContext, pPropSpec[i].propid);
+    }
+    return trace.GetResult();
+}
+
+// Brings a value up to date that only the device or the other properties know.
+void CNVwiaMiniDrv::Refresh(CFunctionTrace& trace, BYTE* item, PROPID id) {
+    switch (id) {
+        case WIA_DPA_CONNECT_STATUS:
+            trace.SetResult(wiasWritePropLong(item, id, WIA_DEVICE_CONNECTED));
+            break;
+        case WIA_DPS_DOCUMENT_HANDLING_STATUS:
+        case WIA_DPS_DOCUMENT_HANDLING_SELECT: {
+            ValidationCall call;
+            wiasCreatePropContext(0, nullptr, static_cast<ULONG>(std::size(g_feederIds)),
+                                  g_feederIds, &call.context);
+            trace.SetResult(ValidateADF(item, call));
+            wiasFreePropContext(&call.context);
+            break;
+        }
+        case WIA_IPA_ITEM_SIZE: {
+            LONG tymed = 0;
+            LONG bytes = 0;
+            GUID format = GUID_NULL;
+            trace.SetResult(ReadMedium(item, &tymed, &format));
+            if (tymed != TYMED_CALLBACK || format != WiaImgFmt_MEMORYBMP)
+                break;
+            if (SUCCEEDED(trace.SetResult(ReadItemSize(item, &bytes)).GetResult()))
+                trace.SetResult(wiasWritePropLong(item, id, bytes));
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+// ---- The source
+
+// Feeder, flatbed or both sides from the feeder: one of them. The adapter takes the flatbed's place
+// and goes when the feeder comes.
+HRESULT CNVwiaMiniDrv::ValidateSelect(BYTE* item, ValidationCall& call) {
+    LONG select = 0;
+    ReadRootLong(item, WIA_DPS_DOCUMENT_HANDLING_SELECT, &select);
+    if (select == (FEEDER | DUPLEX)) {
+        select = DUPLEX;
+        WriteRootLong(item, WIA_DPS_DOCUMENT_HANDLING_SELECT, select);
+    }
+    if (select != FLATBED && !IsFeederChosen(select))
+        return E_INVALIDARG;
+    if (IsFeederChosen(select)) {
+        m_pScan->setUseXpa(false);
+        WriteRootLong(item, QL_PROP_TMA_SELECT, 0);
+    } else {
+        LeaveFeeder();
+    }
+    return ValidateADF(item, call);
+}
+
+void CNVwiaMiniDrv::LeaveFeeder() {
+    m_bFeederEmpty = false;
+    m_pScan->releaseScanner();
+}
+
+// What the device can't tell stands in the exit line alone: the source is chosen all the same.
+HRESULT CNVwiaMiniDrv::ValidateADF(BYTE* item, ValidationCall&) {
+    CFunctionTrace trace("CNVwiaMiniDrv::ValidateADF");
+    LONG select = 0;
+    trace.SetResult(ReadRootLong(item, WIA_DPS_DOCUMENT_HANDLING_SELECT, &select));
+    if (!IsFeederChosen(select))
+        return trace.GetResult();
+    bool has = false;
+    bool ready = false;
+    if (FAILED(trace.SetResult(m_pScan->hasAdf(&has)).GetResult()) ||
+        FAILED(trace.SetResult(m_pScan->adfReady(&ready)).GetResult()))
+        return S_OK;
+    m_pLog->Format(kLogInformation, "DocSelect FEEDER adfReady %d", ready);
+    if (ready)
+        m_bFeederEmpty = false;
+    trace.SetResult(WriteRootLong(item, WIA_DPS_SHOW_PREVIEW_CONTROL, 1));
+    trace.SetResult(WriteRootLong(item, WIA_DPS_DOCUMENT_HANDLING_STATUS,
+                                  ready ? FEED_READY : FLAT_READY));
+    return trace.GetResult();
+}
+
+// A request that the controller refuses, or that there is no adapter for, shows in the property.
+HRESULT CNVwiaMiniDrv::ValidateTMA(BYTE* item, ValidationCall&) {
+    CFunctionTrace trace("CNVwiaMiniDrv::ValidateTMA");
+    bool has = false;
+    if (FAILED(trace.SetResult(m_pScan->hasXpa(&has)).GetResult()))
+        return S_OK;
+    DWORD only = kHasFlatbed;
+    LONG asked = 0;
+    bool use = false;
+    trace.SetResult(ReadRootLong(item, QL_PROP_TMA_SELECT, &asked));
+    m_pScan->isSheetFedOnly(&only);
+    if (has && only != kSheetFedOnly) {
+        trace.SetResult(m_pScan->setUseXpa(static_cast<BYTE>(asked) != 0));
+        trace.SetResult(m_pScan->getUseXpa(&use));
+    }
+    if (use) {
+        LeaveFeeder();
+        WriteRootLong(item, WIA_DPS_DOCUMENT_HANDLING_SELECT, FLATBED);
+    }
+    return trace.SetResult(WriteRootLong(item, QL_PROP_TMA_SELECT, use)).GetResult();
+}
+
+HRESULT CNVwiaMiniDrv::RebuildForSelect(BYTE* item, ValidationCall&) {
+    return RebuildTopItem(item, "drvValidateItemProperties: wiasGetContextFromName failed");
+}
+
+HRESULT CNVwiaMiniDrv::RebuildForAdapter(BYTE* item, ValidationCall&) {
+    return RebuildTopItem(item, "drvValidateItemProperties: ValidateTMA failed");
+}
+
+HRESULT CNVwiaMiniDrv::RebuildTopItem(BYTE* item, const char* notFound) {
+    if (!m_bTopBuilt)
+        return S_OK;
+    BYTE* top = nullptr;
+    const HRESULT hr = FindTopItem(item, &top);
+    if (FAILED(hr)) {
+        m_pLog->Write(kLogInformation, notFound);
+        return hr;
+    }
+    // What the device says to it now doesn't take the choice back; a scan will ask again.
+    BuildTopItemProperties(top);
+    return S_OK;
+}
+
+// ---- Form of the image
+
+HRESULT CNVwiaMiniDrv::ValidateProfileName(BYTE* item, ValidationCall&) {
+    BSTR read = nullptr;
+    const HRESULT hr = wiasReadPropStr(item, WIA_IPA_ICM_PROFILE_NAME, &read, nullptr, TRUE);
+    const TaskText name(read);
+    if (FAILED(hr)) {
+        m_pLog->Write(kLogInformation,
+                      "drvValidateItemProperties: WIA_IPA_ICM_PROFILE_NAME failed");
+        return hr;
+    }
+    return ViewText(read) == kColorProfileName ? S_OK : E_INVALIDARG;
+}
+
+HRESULT CNVwiaMiniDrv::ValidateItemSize(BYTE* item, ValidationCall& call) {
+    LONG tymed = 0;
+    LONG bytes = 0;
+    GUID format = GUID_NULL;
+    if (SUCCEEDED(ReadItemSize(item, &bytes)) && SUCCEEDED(ReadMedium(item, &tymed, &format)) &&
+        tymed != TYMED_CALLBACK && format == WiaImgFmt_MEMORYBMP) {
+        wiasWritePropLong(item, WIA_IPA_ITEM_SIZE, bytes);
+        wiasSetPropChanged(WIA_IPA_ITEM_SIZE, &call.context, TRUE);
+    }
+    return ValidateTymed(item, call);
+}
+
+// A bitmap in memory is for the callback, one with a file's header for a file.
+HRESULT CNVwiaMiniDrv::ValidateTymed(BYTE* item, ValidationCall& call) {
+    LONG tymed = 0;
+    GUID format = GUID_NULL;
+    HRESULT hr = ReadMedium(item, &tymed, &format);
+    if (FAILED(hr))
+        return hr;
+    const GUID& impossible = tymed == TYMED_CALLBACK ? WiaImgFmt_BMP : WiaImgFmt_MEMORYBMP;
+    if (format != impossible)
+        return hr;
+    hr = wiasWritePropGuid(item, WIA_IPA_FORMAT,
+                           tymed == TYMED_CALLBACK ? WiaImgFmt_MEMORYBMP : WiaImgFmt_BMP);
+    wiasSetPropChanged(WIA_IPA_FORMAT, &call.context, TRUE);
+    return hr;
+}

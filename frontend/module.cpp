@@ -1,0 +1,135 @@
+// The module's entry: its class object, its registration, and the question whether it may go.
+#include <algorithm>
+#include <iterator>
+#include <string>
+
+#include "frontend/class_factory.h"
+#include "frontend/contained.h"
+#include "frontend/mini_driver.h"
+#include "frontend/reg_key.h"
+#include "frontend/text.h"
+#include "platform/module.h"
+
+namespace {
+
+constexpr CLSID LIBID_MiniDrv = {
+    0xA8E99949, 0xC66E, 0x419B, {0x90, 0x9D, 0x85, 0xF3, 0x20, 0xD8, 0xC8, 0xDA}};
+
+// The registration, below HKEY_CLASSES_ROOT. %C stands for the class identifier, %L for that of the
+// type library, %M for the module's file.
+constexpr struct {
+    const char* key;
+    const char* name;  // null: the default value
+    const char* text;
+} kScript[] = {
+    {"nvqdrv.MiniDrv.1", nullptr, "MiniDrv Class"},
+    {"nvqdrv.MiniDrv.1\\CLSID", nullptr, "%C"},
+    {"nvqdrv.MiniDrv", nullptr, "MiniDrv Class"},
+    {"nvqdrv.MiniDrv\\CLSID", nullptr, "%C"},
+    {"nvqdrv.MiniDrv\\CurVer", nullptr, "nvqdrv.MiniDrv.1"},
+    {"CLSID\\%C", nullptr, "MiniDrv Class"},
+    {"CLSID\\%C\\ProgID", nullptr, "nvqdrv.MiniDrv.1"},
+    {"CLSID\\%C\\VersionIndependentProgID", nullptr, "nvqdrv.MiniDrv"},
+    {"CLSID\\%C\\InprocServer32", nullptr, "%M"},
+    {"CLSID\\%C\\InprocServer32", "ThreadingModel", "Both"},
+    {"CLSID\\%C\\TypeLib", nullptr, "%L"},
+    {"TypeLib\\%L\\1.0", nullptr, "nvqdrv 1.0 Type Library"},
+};
+
+// What goes, with all below it, when the module is unregistered.
+constexpr const char* kOwnKeys[] = {"nvqdrv.MiniDrv.1", "nvqdrv.MiniDrv", "CLSID\\%C",
+                                    "TypeLib\\%L"};
+
+HRESULT FromError(LONG error) {
+    return error == ERROR_SUCCESS ? S_OK
+                                  : MakeResult(0x80070000u | static_cast<std::uint32_t>(error));
+}
+
+std::string IdText(REFGUID id) {
+    LPOLESTR text = nullptr;
+    if (FAILED(StringFromIID(id, &text)))
+        throw std::bad_alloc();
+    const TaskArray<OLECHAR> owned(text);
+    return NarrowText(text);
+}
+
+// Empty for a path that no file can have.
+std::string ModuleFile() {
+    char path[4096] = "";
+    const DWORD size = sizeof(path);
+    const DWORD length =
+        GetModuleFileNameA(ModuleFromAddress(&CMiniDrvFactory::Instance()), path, size);
+    return length < size ? path : "";
+}
+
+class CScript {
+  public:
+    std::string Fill(std::string text) const {
+        for (const auto& [mark, with] : m_marks) {
+            if (const auto at = text.find(mark); at != std::string::npos)
+                return text.replace(at, std::string(mark).size(), with);
+        }
+        return text;
+    }
+    bool IsComplete() const {
+        return std::none_of(std::begin(m_marks), std::end(m_marks),
+                            [](const auto& mark) { return mark.with.empty(); });
+    }
+
+  private:
+    struct Mark {
+        const char* mark;
+        std::string with;
+    };
+    const Mark m_marks[3] = {
+        {"%C", IdText(CLSID_MiniDrv)}, {"%L", IdText(LIBID_MiniDrv)}, {"%M", ModuleFile()}};
+};
+
+HRESULT Register() {
+    const CScript script;
+    if (!script.IsComplete())
+        return FromError(ERROR_MOD_NOT_FOUND);
+    for (const auto& row : kScript) {
+        CRegKey key;
+        LONG error = key.Create(HKEY_CLASSES_ROOT, script.Fill(row.key).c_str());
+        if (error == ERROR_SUCCESS)
+            error = WriteText(key.Get(), row.name, script.Fill(row.text).c_str());
+        if (error != ERROR_SUCCESS)
+            return FromError(error);
+    }
+    return S_OK;
+}
+
+// What isn't there needs no removal. The first failure counts, and the rest goes all the same.
+HRESULT Unregister() {
+    const CScript script;
+    HRESULT hr = S_OK;
+    for (const char* key : kOwnKeys) {
+        const LONG error = RegDeleteTreeA(HKEY_CLASSES_ROOT, script.Fill(key).c_str());
+        if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND && SUCCEEDED(hr))
+            hr = FromError(error);
+    }
+    return hr;
+}
+
+}  // namespace
+
+STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
+    if (!object)
+        return E_POINTER;
+    *object = nullptr;
+    return clsid == CLSID_MiniDrv ? CMiniDrvFactory::Instance().QueryInterface(iid, object)
+                                  : CLASS_E_CLASSNOTAVAILABLE;
+}
+
+STDAPI DllCanUnloadNow() {
+    return CModuleUses::None() ? S_OK : S_FALSE;
+}
+
+STDAPI DllRegisterServer() {
+    return Contained(&Register);
+}
+
+STDAPI DllUnregisterServer() {
+    return Contained(&Unregister);
+}
