@@ -107,8 +107,8 @@ DWORD CNVwiaMiniDrv::ReadBand(TransferState& page) {
     const DWORD lines = got / page.scanBytes;
     if (!page.fillWhite)
         return lines;
-    std::memset(page.band.get() + lines * page.scanBytes, kWhite,
-                (page.bandLines - lines) * page.scanBytes);
+    const std::size_t lineBytes = page.scanBytes;
+    std::memset(page.band.get() + lines * lineBytes, kWhite, (page.bandLines - lines) * lineBytes);
     return page.bandLines;
 }
 

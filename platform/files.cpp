@@ -243,18 +243,6 @@ BOOL SetEndOfFile(HANDLE handle) {
     return end >= 0 && ftruncate(file->Descriptor(), end) == 0 ? TRUE : FailErrno();
 }
 
-BOOL FlushFileBuffers(HANDLE handle) {
-    const auto file = FindHandleAs<File>(handle);
-    if (!file)
-        return FALSE;
-    if (!file->CanWrite())
-        return Fail(ERROR_ACCESS_DENIED);
-    // A pipe or a terminal has nothing to be written back, and says so.
-    if (fsync(file->Descriptor()) != 0 && errno != EINVAL && errno != EROFS)
-        return FailErrno();
-    return TRUE;
-}
-
 BOOL DeleteFileA(LPCSTR name) {
     if (!name)
         return Fail(ERROR_INVALID_PARAMETER);

@@ -59,8 +59,6 @@ DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD metho
 DWORD GetFileSize(HANDLE file, DWORD* sizeHigh);
 // Cuts or extends the file to its pointer.
 BOOL SetEndOfFile(HANDLE file);
-// Returns when the file's bytes are on the medium.
-BOOL FlushFileBuffers(HANDLE file);
 BOOL DeleteFileA(LPCSTR name);
 
 // The folder for temporary files, with '/' at its end. Returns the characters stored without the
