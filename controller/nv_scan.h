@@ -236,15 +236,20 @@ class CNVScan {
     // ---- Calls of the toolkit
 
     // An operation of the device or of a facet, with the session before and the error code behind
-    // the arguments given. S_OK, or the failure as a result of this class. Nothing is called
-    // without a session.
+    // the arguments given. The result is the toolkit's own. Nothing is called without a session.
+    template <class Facet, class... Expected, class... Given>
+    HRESULT CallRaw(const ComPtr<Facet>& facet, HRESULT (Facet::*operation)(DWORD, Expected...),
+                    Given... given) {
+        m_dwErrorCode = m_bSessionOpen ? OSTREL_NO_ERROR : OSTREL_INVALID_SESSION;
+        if (!m_bSessionOpen || !facet)
+            return E_FAIL;
+        return (facet.Get()->*operation)(m_dwSession, given..., &m_dwErrorCode);
+    }
+    // The same; S_OK, or the failure as a result of this class.
     template <class Facet, class... Expected, class... Given>
     HRESULT Call(const ComPtr<Facet>& facet, HRESULT (Facet::*operation)(DWORD, Expected...),
                  Given... given) {
-        m_dwErrorCode = m_bSessionOpen ? OSTREL_NO_ERROR : OSTREL_INVALID_SESSION;
-        if (!m_bSessionOpen || !facet)
-            return Failure(E_FAIL);
-        const HRESULT hr = (facet.Get()->*operation)(m_dwSession, given..., &m_dwErrorCode);
+        const HRESULT hr = CallRaw(facet, operation, given...);
         return FAILED(hr) ? Failure(hr) : S_OK;
     }
     // What becomes of a failed call: its code's result, or its own if it left no code.
@@ -269,10 +274,12 @@ class CNVScan {
 
     // ---- Opening (nv_scan_open.cpp)
 
+    // Up to the adapter failures are the toolkit's own, as the log has them.
     HRESULT ReadDevice();
     HRESULT FindBurningLamp();
     HRESULT ReadFeeders();
-    HRESULT ReadAdapter();
+    // `hr` is how things stand.
+    HRESULT ReadAdapter(HRESULT hr);
     HRESULT ReadMediaList();
     HRESULT ReadNvramItems();
     HRESULT ReadResolutionTables();
@@ -338,6 +345,8 @@ class CNVScan {
     // The duplex of a job that would begin now.
     HRESULT DecideDuplex(bool* enabled);
     void CloseFeederJob(NotedFailure& noted);
+    HRESULT LockFeederJob();
+    HRESULT UnlockFeederJob();
     void CloseJobGate(NotedFailure& noted);
     void ReleaseAll(NotedFailure& noted);
     // No sheet lies ready any more.
@@ -416,11 +425,12 @@ class CNVScan {
     bool m_bPageStarted = false;  // the device has begun the scan
     bool m_bUnlockOwed = false;   // firstScanInit has run and endScan has not
     bool m_bScanLocked = false;   // finalScanInit holds a level of the lock
-    bool m_bADFJobOpen = false;   // with a level of the lock
-    bool m_bJobPageDone = false;  // the open job has scanned a page
-    bool m_bCalibrated = false;   // for the lamp that burns
-    bool m_bSheetLoaded = false;  // fed and not yet scanned
-    bool m_bJobGateOpen = false;  // with a level of the lock
+    bool m_bADFJobOpen = false;
+    bool m_bADFJobLocked = false;  // the open job holds a level of the lock
+    bool m_bJobPageDone = false;   // the open job has scanned a page
+    bool m_bCalibrated = false;    // for the lamp that burns
+    bool m_bSheetLoaded = false;   // fed and not yet scanned
+    bool m_bJobGateOpen = false;   // with a level of the lock
     StoredSource m_source;
     bool m_bGeometryValid = false;
     GeomControl m_geometry = {};

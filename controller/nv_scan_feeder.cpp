@@ -120,7 +120,7 @@ HRESULT CNVScan::OpenFeederJob() {
     // Until a page has been scanned, nothing in an open job depends on how duplex was decided.
     if (m_bADFJobOpen)
         return m_bJobPageDone ? S_OK : FixDuplex();
-    HRESULT hr = TakeLevel();
+    HRESULT hr = LockFeederJob();
     if (FAILED(hr)) {
         if (m_pLog)
             m_pLog->Format(kLogInformation,
@@ -129,8 +129,11 @@ HRESULT CNVScan::OpenFeederJob() {
         return hr;
     }
     hr = StartFeederJob();
-    if (FAILED(hr))
-        GiveLevelBackQuietly();
+    if (FAILED(hr)) {
+        const DWORD errorCode = m_dwErrorCode;
+        UnlockFeederJob();
+        m_dwErrorCode = errorCode;
+    }
     m_bADFJobOpen = SUCCEEDED(hr);
     m_bJobPageDone = false;
     return hr;
@@ -184,11 +187,28 @@ void CNVScan::UseUpSheet() {
         m_bJobPageDone = true;
 }
 
+// The job's level of the lock; one that it holds already is enough.
+HRESULT CNVScan::LockFeederJob() {
+    const HRESULT hr = m_bADFJobLocked ? S_OK : TakeLevel();
+    m_bADFJobLocked = SUCCEEDED(hr);
+    return hr;
+}
+
+// The level is gone whatever is answered.
+HRESULT CNVScan::UnlockFeederJob() {
+    m_bADFJobLocked = false;
+    return GiveLevelBack();
+}
+
 void CNVScan::CloseFeederJob(NotedFailure& noted) {
-    if (m_spADF3)
-        Note(noted, Call(m_spADF3, &IOstrelADF3::ADFEndJob));
-    Note(noted, Call(m_spADF2, &IOstrelADF2::EndADF2Job));
-    Note(noted, GiveLevelBack());
+    const HRESULT locked = LockFeederJob();
+    Note(noted, locked);
+    if (SUCCEEDED(locked)) {
+        if (m_spADF3)
+            Note(noted, Call(m_spADF3, &IOstrelADF3::ADFEndJob));
+        Note(noted, Call(m_spADF2, &IOstrelADF2::EndADF2Job));
+        Note(noted, UnlockFeederJob());
+    }
     m_bADFJobOpen = false;
     DropSheet();
 }
@@ -198,8 +218,10 @@ HRESULT CNVScan::endAdfJob() {
     m_dwErrorCode = OSTREL_NO_ERROR;
     if (!m_bADFJobOpen)
         return trace.GetResult();
-    if (FAILED(trace.SetResult(Call(m_spADF2, &IOstrelADF2::EndADF2Job)).GetResult()) ||
-        FAILED(trace.SetResult(GiveLevelBack()).GetResult()))
+    // One that failed to end is still open, and may have lost its level.
+    if (FAILED(trace.SetResult(LockFeederJob()).GetResult()) ||
+        FAILED(trace.SetResult(Call(m_spADF2, &IOstrelADF2::EndADF2Job)).GetResult()) ||
+        FAILED(trace.SetResult(UnlockFeederJob()).GetResult()))
         return trace.GetResult();
     m_bADFJobOpen = false;
     DropSheet();

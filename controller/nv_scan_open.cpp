@@ -54,6 +54,7 @@ void CNVScan::ForgetSession() {
     m_bUnlockOwed = false;
     m_bScanLocked = false;
     m_bADFJobOpen = false;
+    m_bADFJobLocked = false;
     m_bJobPageDone = false;
     m_bJobGateOpen = false;
     m_bCalibrated = false;
@@ -132,6 +133,8 @@ HRESULT CNVScan::initDriver(LPCOLESTR deviceName, WORD ioType) {
         return trace.SetResult(LockFailure(lock)).GetResult();
 
     hr = ReadDevice();
+    if (FAILED(hr))
+        hr = Failure(hr);
     if (FAILED(hr) || !ReadDeviceProfile())
         createScanAttrib(nullptr, 0);
     if (SUCCEEDED(hr))
@@ -145,13 +148,12 @@ HRESULT CNVScan::initDriver(LPCOLESTR deviceName, WORD ioType) {
 
 // Records in the order in which the device must be asked. The first failure ends it.
 HRESULT CNVScan::ReadDevice() {
-    HRESULT hr = Call(m_spDevice, &IOstrelDevice::GetDeviceCapabilities, &m_devCaps);
+    HRESULT hr = CallRaw(m_spDevice, &IOstrelDevice::GetDeviceCapabilities, &m_devCaps);
     if (SUCCEEDED(hr))
         hr = FindBurningLamp();
     if (SUCCEEDED(hr))
         hr = ReadFeeders();
-    if (SUCCEEDED(hr))
-        hr = ReadAdapter();
+    hr = ReadAdapter(hr);
     if (SUCCEEDED(hr) && m_spPanel)
         hr = Call(m_spPanel, &IOstrelPanel::GetPanelCapabilities, &m_panelCaps);
     if (SUCCEEDED(hr) && m_spColorMatrix)
@@ -190,7 +192,7 @@ HRESULT CNVScan::FindBurningLamp() {
 HRESULT CNVScan::ReadFeeders() {
     HRESULT hr = S_OK;
     if (m_spADF2) {
-        hr = Call(m_spADF2, &IOstrelADF2::GetADF2Capabilities, &m_adf2Caps);
+        hr = CallRaw(m_spADF2, &IOstrelADF2::GetADF2Capabilities, &m_adf2Caps);
         if (m_pLog && FAILED(hr))
             m_pLog->Format(kLogInformation, "initDriver: GetADF2Capabilities failed %x", hr);
         if (m_pLog)
@@ -199,7 +201,7 @@ HRESULT CNVScan::ReadFeeders() {
             m_spADF2.Reset();
     }
     if (SUCCEEDED(hr) && m_spADF3) {
-        hr = Call(m_spADF3, &IOstrelADF3::GetADF3Capabilities, &m_adf3Caps);
+        hr = CallRaw(m_spADF3, &IOstrelADF3::GetADF3Capabilities, &m_adf3Caps);
         if (m_pLog && FAILED(hr))
             m_pLog->Format(kLogInformation, "initDriver: GetADF3Capabilities failed %x", hr);
         if (m_pLog)
@@ -210,13 +212,12 @@ HRESULT CNVScan::ReadFeeders() {
     return hr;
 }
 
-HRESULT CNVScan::ReadAdapter() {
-    HRESULT hr = S_OK;
-    if (m_spXPA) {
-        hr = Call(m_spXPA, &IOstrelXPA::GetXPACapabilities, &m_xpaCaps);
-        if (m_pLog && FAILED(hr))
-            m_pLog->Format(kLogInformation, "initDriver: GetXPACapabilities failed %x", hr);
-    }
+// The line in the log also ends an opening that has failed before.
+HRESULT CNVScan::ReadAdapter(HRESULT hr) {
+    if (SUCCEEDED(hr) && m_spXPA)
+        hr = CallRaw(m_spXPA, &IOstrelXPA::GetXPACapabilities, &m_xpaCaps);
+    if (m_pLog && FAILED(hr))
+        m_pLog->Format(kLogInformation, "initDriver: GetXPACapabilities failed %x", hr);
     if (m_spXPA && m_spXPAMedia && !m_xpaCaps.hasXPA)
         m_spXPAMedia.Reset();
     return SUCCEEDED(hr) && m_spXPAMedia ? ReadMediaList() : hr;

@@ -94,7 +94,8 @@ HRESULT CNVScan::PassJobGate() {
     return kGateRefused;
 }
 
-// The source counts from where it is known to have paper.
+// The source counts from where it is known to have paper. Where there is no other, what can be told
+// of it doesn't wait for paper.
 HRESULT CNVScan::ChooseSource(const ScanSource& source) {
     bool paper = false;
     HRESULT hr = adfReady(&paper);
@@ -103,9 +104,11 @@ HRESULT CNVScan::ChooseSource(const ScanSource& source) {
             m_pLog->Format(kLogInformation, "CNVScan::firstScanInit  adfReady failed %x", hr);
         return hr;
     }
-    if (source.useADF && !paper && !m_bSheetLoaded)
+    const bool isEmpty = source.useADF && !paper && !m_bSheetLoaded;
+    if (!isEmpty || IsFeederOnly())
+        m_source = {.valid = 1, .request = source};
+    if (isEmpty)
         return EmptyFeederResult();
-    m_source = {.valid = 1, .request = source};
     if (!source.useADF)
         return S_OK;
     hr = OpenFeederJob();

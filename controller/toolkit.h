@@ -14,9 +14,11 @@
 //
 // The lock. Everything but OpenDevice, CloseDevice, LockScanner itself and SetPanelText is called
 // under LockScanner. The lock nests: a session that holds it may take it again, and gives each
-// level back with an UnlockScanner of its own. A level counts as given back also when UnlockScanner
-// reports a failure: the driver doesn't ask again. Another session's LockScanner blocks up to its
+// level back with an UnlockScanner of its own. Another session's LockScanner blocks up to its
 // time-out. A session that ends, or whose process dies, holds nothing.
+//
+// Endings. What UnlockScanner, CloseDevice, EndScan, EndADF2Job, ADFEndJob and EndJobGate end
+// counts as over also when they report a failure: the driver doesn't ask again, and may begin anew.
 //
 // Threads. One thread calls, but for BeginRead and ReadScan, which the scan reader's thread calls,
 // and which may block.

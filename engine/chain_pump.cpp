@@ -65,6 +65,8 @@ QLStatus CChainPump::BuildWithSink() {
     m_begun = true;
     m_tail = nullptr;
     m_sink.reset();
+    // No way leads to a sink that is gone, also when there is no memory for another.
+    m_outputConvert.ForgetDownstream();
     m_sink.reset(new (std::nothrow) CBandSinkStage(m_store));
     if (!m_sink)
         return QL_ERR_NO_MEMORY;

@@ -11,8 +11,7 @@
 //   Init, AddClient, ReadItemSettings          once, and whenever settings change
 //   SetInputStream, Start, FireBegin           when the stream's headers are complete
 //   FireFeed                                   after each band that was written, and once more
-//   after
-//                                              the last
+//                                              behind the last
 //   FireEnd, Stop
 //
 // A pump that fails takes no lines and the feed goes on; lines still missing at the end are
@@ -41,9 +40,12 @@ inline constexpr std::uint32_t QL_IMAGE_CALLBACK_DIB_BUFFER = 2;
 inline constexpr std::uint32_t QL_IMAGE_CALLBACK_DONE = 3;
 
 // How the finished image is delivered. `type` is one of the three above:
-//   DIB_HEADER  `buffer` holds a BITMAPINFOHEADER with positive height and the colour table behind
-//   it DIB_BUFFER  `buffer` holds a run of bitmap rows, top line first; valid during the call DONE
-//   nothing; sent only for an image of which no band went out
+//
+//   DIB_HEADER  `buffer` holds a BITMAPINFOHEADER with positive height, and the colour table
+//               behind it
+//   DIB_BUFFER  `buffer` holds a run of bitmap rows, top line first; valid during the call
+//   DONE        nothing; sent only for an image of which no band went out
+//
 // `reserved` is 0, `percent` 0 to 100. S_FALSE asks the engine to stop.
 class IQLImageCallback {
   public:

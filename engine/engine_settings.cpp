@@ -1,8 +1,7 @@
 // How the engine's settings and tables come from an item's properties, and go back there.
 
-#include <algorithm>
+#include <array>
 #include <cstring>
-#include <iterator>
 
 #include "engine/chain.h"
 #include "engine/engine.h"
@@ -41,8 +40,6 @@ constexpr struct {
     {{QL_PROP_HUE_Y, QL_ATTR_HUE_Y}, 100.0},
     {{QL_PROP_SATURATION, QL_ATTR_SATURATION}, 1000.0},
 };
-
-constexpr std::int32_t kSourceIds[] = {QL_ATTR_TMA, QL_ATTR_NEGATIVE, QL_ATTR_ADF};
 
 // What a take-over of the tables announces, in this order.
 constexpr struct {
@@ -141,13 +138,12 @@ void CQLEngine::ReadThreshold(IQLItemProperties* properties) {
 }
 
 bool CQLEngine::ReadSource(IQLItemProperties* properties) {
-    std::uint64_t before[std::size(kSourceIds)];
-    std::uint64_t after[std::size(kSourceIds)];
-    const auto note = [this](std::uint64_t* words) {
-        for (const std::int32_t id : kSourceIds)
-            *words++ = GetValue(id);
+    // Whether the original is a negative counts on the adapter only.
+    const auto road = [this] {
+        const bool tma = GetValue(QL_ATTR_TMA) != 0;
+        return std::array{tma, tma && GetValue(QL_ATTR_NEGATIVE) != 0, m_useFeeder};
     };
-    note(before);
+    const auto before = road();
     LONG value = 0;
     if (ReadNumber(properties, QL_PROP_TMA_SELECT, &value))
         SetValue(QL_ATTR_TMA, value == 1);
@@ -155,8 +151,7 @@ bool CQLEngine::ReadSource(IQLItemProperties* properties) {
         SetValue(QL_ATTR_ADF, value == FEEDER || value == DUPLEX);
     if (ReadNumber(properties, QL_PROP_TMA_METHOD, &value))
         SetValue(QL_ATTR_NEGATIVE, value == 1);
-    note(after);
-    return !std::equal(before, std::end(before), after);
+    return road() != before;
 }
 
 void CQLEngine::TakeProfile(IQLItemProperties* properties) {

@@ -180,7 +180,8 @@ void QLImageFormat::RecomputeLayout() {
 }
 
 std::int32_t QLImageFormat::PaddingBytes() const {
-    if (m_pixelType >= std::size(kGeometry))
+    // Without a stride there is no line that could be filled up.
+    if (m_pixelType >= std::size(kGeometry) || m_bytesPerLine <= 0)
         return 0;
     const Geometry& geometry = kGeometry[m_pixelType];
     switch (geometry.stride) {

@@ -97,6 +97,8 @@ class CQLStage : public CQLAttribStore {
     virtual bool IsActive() const { return m_active; }
 
     CQLStage* Upstream() const { return m_upstream; }
+    // The stage behind this one goes away.
+    void ForgetDownstream() { m_downstream = nullptr; }
     bool IsSource() const { return m_isSource; }
 
   protected:

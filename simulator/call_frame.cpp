@@ -84,12 +84,18 @@ void CCall::TakeActs() {
 }
 
 void CCall::Begin() {
-    if (const DWORD code = FaultOf(m_operation, m_session.m_folder.Path(), *m_settings)) {
+    m_fault = FaultOf(m_operation, m_session.m_folder.Path(), *m_settings);
+    if (m_fault != OSTREL_NO_ERROR)
         Note("(ordered)");
-        throw CSimFailure(code);
-    }
+    if (!IsEnding(m_operation))
+        Strike();
     if (OperationOf(m_operation).underLock && m_session.m_lockDepth == 0)
         Violation(OSTREL_NOT_LOCKED, "without the lock");
+}
+
+void CCall::Strike() const {
+    if (m_fault != OSTREL_NO_ERROR)
+        throw CSimFailure(m_fault);
 }
 
 void CCall::End() {
@@ -166,6 +172,7 @@ HRESULT RunCall(EOperation operation, const std::shared_ptr<CSession>& session, 
             try {
                 call.Begin();
                 body(call);
+                call.Strike();
             } catch (const CSimFailure& failure) {
                 if (failure.what()[0] != 0)
                     call.Note(std::string("(") + failure.what() + ')');

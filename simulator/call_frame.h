@@ -59,6 +59,8 @@ class CCall {
     DWORD Status() const { return m_status; }
 
     void Begin();
+    // Behind the work: the fault of an operation that ends something.
+    void Strike() const;
     void End();
 
   private:
@@ -75,6 +77,7 @@ class CCall {
     CHold m_stateHold;
     std::string m_note;
     DWORD m_status = OSTREL_NO_ERROR;
+    DWORD m_fault = OSTREL_NO_ERROR;  // ordered for this call
 };
 
 using CCallBody = std::function<void(CCall&)>;

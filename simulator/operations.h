@@ -87,6 +87,20 @@ constexpr const COperation& OperationOf(EOperation operation) {
     return kOperations[static_cast<std::size_t>(operation)];
 }
 
+// What these end is over also when they are told to fail: the driver doesn't ask again.
+inline constexpr EOperation kEndings[] = {
+    EOperation::CloseDevice, EOperation::UnlockScanner, EOperation::EndScan,
+    EOperation::EndADF2Job,  EOperation::ADFEndJob,     EOperation::EndJobGate,
+};
+
+constexpr bool IsEnding(EOperation operation) {
+    for (const EOperation ending : kEndings) {
+        if (ending == operation)
+            return true;
+    }
+    return false;
+}
+
 constexpr bool FindOperation(std::string_view name, EOperation* operation) {
     for (std::size_t i = 0; i < kOperationCount; ++i) {
         if (name == kOperations[i].name) {

@@ -181,10 +181,8 @@ HRESULT CSimToolkit::OpenDevice(LPCOLESTR name, WORD ioType, DWORD* session, DWO
 
 HRESULT CSimToolkit::CloseDevice(DWORD session, DWORD* error) {
     const HRESULT hr = Run(EOperation::CloseDevice, session, error, &EndSession);
-    if (SUCCEEDED(hr)) {
-        const std::lock_guard guard(m_mutex);
-        m_sessions.erase(session);
-    }
+    const std::lock_guard guard(m_mutex);
+    m_sessions.erase(session);
     return hr;
 }
 

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr double kEncodingGamma = 2.2;
-constexpr double kEncodingMaxSlope = 4.0;
 constexpr double kInchesPerMeter = 39.37;
 
 // Pixel types by data type and depth of the source.
@@ -42,7 +40,7 @@ QLStatus CEncodedInputStage::OnBeforeOpen() {
     if (srgb)
         m_curve->BuildSrgb();
     else
-        m_curve->BuildGammaLimited(kEncodingGamma, kEncodingMaxSlope);
+        BuildGammaEncoding(m_curve.get());
     return CInputConvertStage::OnBeforeOpen();
 }
 

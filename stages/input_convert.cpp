@@ -11,9 +11,6 @@ using std::size_t;
 using std::uint16_t;
 using std::uint8_t;
 
-constexpr double kEncodingGamma = 2.2;
-constexpr double kEncodingMaxSlope = 4.0;
-
 inline uint16_t Widen(uint8_t sample) {
     return static_cast<uint16_t>(sample << 8);
 }
@@ -84,6 +81,10 @@ bool CInputConvertStage::InputIsEncoded() const {
            m_inFormat.m_pixelType == QL_PIXEL_GRAY8_ENCODED;
 }
 
+void CInputConvertStage::BuildGammaEncoding(CQLLut* curve) {
+    curve->BuildGammaLimited(2.2, 4.0);
+}
+
 QLStatus CInputConvertStage::NeedDecodeLut() {
     if (!m_decodeLut)
         m_decodeLut = CQLLut::MakeFull();
@@ -102,7 +103,7 @@ QLStatus CInputConvertStage::OnAfterOpen() {
     const QLStatus status = NeedDecodeLut();
     if (status != QL_OK)
         return status;
-    m_decodeLut->BuildGammaLimited(kEncodingGamma, kEncodingMaxSlope);
+    BuildGammaEncoding(m_decodeLut.get());
     m_decodeLut->Invert(*m_decodeLut);
     TakeDecodeCurve();
     return QL_OK;

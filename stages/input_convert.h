@@ -26,6 +26,8 @@ class CInputConvertStage : public CQLFilterStage {
     void TakeInternalFormat();
     // True for pixel types whose samples are gamma-encoded.
     bool InputIsEncoded() const;
+    // The encoding that is taken for given: gamma 2.2, its slope held at 4 near black.
+    static void BuildGammaEncoding(CQLLut* curve);
     // Makes m_decodeLut where it is missing.
     QLStatus NeedDecodeLut();
     // Called when m_decodeLut holds its curve.

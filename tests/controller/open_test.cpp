@@ -1,6 +1,8 @@
 #include <cstring>
 
+#include "platform/registry.h"
 #include "tests/controller/controller_rig.h"
+#include "tests/diag/log_rig.h"
 
 namespace {
 
@@ -221,6 +223,46 @@ TEST_F(OpenScanner, FirmwareVersionIsAlwaysAText) {
     toolkit.Without(IID_IOstrelProperties);
     ASSERT_EQ(Open(), S_OK);
     EXPECT_EQ(version(S_OK), u"n/a");
+}
+
+// With the toolkit's own result; the adapter's line ends each opening that has failed by then.
+TEST_F(OpenScanner, FailureToReadARecordIsLogged) {
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE,
+                              "Software\\Norvane\\Lumetra\\Ostrel\\"
+                              "{12AB34CD-5678-9ABC-DEF0-010203040506}",
+                              0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    const auto set = [key](const char* name, DWORD value) {
+        RegSetValueExA(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value),
+                       sizeof(value));
+    };
+    set("LogEnabled", 1);
+    set("LogLevel", kLogGeneral | kLogInformation);
+    set("LogDestination", kLogToDebugger);
+    scan.reset();  // holds settings from before
+    const CConfigHold hold;
+    std::string shown;
+    const DebugStringHook before = SetDebugStringHook([&](LPCSTR text) { shown += text; });
+    Renew();
+    const auto logged = [&](const char* operation) {
+        shown.clear();
+        toolkit.Fail(operation, OSTREL_COMMUNICATION);
+        EXPECT_EQ(Open(), Result(7));
+        std::string found;
+        for (std::size_t at = 0; (at = shown.find("initDriver:", at)) != std::string::npos; ++at)
+            found += shown.substr(at, shown.find('\n', at) - at) + ';';
+        return found;
+    };
+    EXPECT_EQ(logged("GetADF2Capabilities"),
+              "initDriver: GetADF2Capabilities failed 8000ffff;initDriver:GetADF2Caps HasADF 0;"
+              "initDriver: GetXPACapabilities failed 8000ffff;");
+    EXPECT_EQ(logged("GetXPACapabilities"),
+              "initDriver:GetADF2Caps HasADF 1;initDriver:GetADF3Caps HasADF 1;"
+              "initDriver: GetXPACapabilities failed 8000ffff;");
+    SetDebugStringHook(before);
+    set("LogEnabled", 0);
+    RegCloseKey(key);
 }
 
 }  // namespace

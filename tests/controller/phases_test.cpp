@@ -55,6 +55,9 @@ TEST_F(Phases, FeederJobLastsUntilTheFeederIsEmpty) {
     toolkit.deviceCaps.wPaperPath = OSTREL_PAPER_PATH_FEEDER_ONLY;
     OpenWith(0);
     EXPECT_EQ(scan->firstScanInit(&kFeeder), Result(0x12));
+    GeomControl limits = {};
+    EXPECT_EQ(scan->getGeomControl(&limits), S_OK) << "what there is to tell waits for no paper";
+    EXPECT_EQ(limits.maxWidth, static_cast<LONG>(toolkit.adf2Caps.simplexWidth));
 }
 
 TEST_F(Phases, SheetIsFedOnceAndStaysPaper) {
@@ -265,6 +268,17 @@ TEST_F(Phases, ReleaseGivesUpWhateverIsHeld) {
     EXPECT_EQ(scan->endAdfJob(), S_OK);
     EXPECT_EQ(scan->releaseScanner(), S_OK);
     EXPECT_EQ(ScanPage(kFeeder), S_FALSE);
+    // A job that could not be ended stays open, with the level of the lock that it has left.
+    toolkit.sheets = 1;
+    ASSERT_EQ(scan->firstScanInit(&kFeeder), S_OK);
+    for (const char* operation : {"EndADF2Job", "UnlockScanner"}) {
+        toolkit.Fail(operation, OSTREL_COMMUNICATION);
+        EXPECT_EQ(scan->endAdfJob(), Result(7)) << operation;
+        EXPECT_TRUE(scan->m_bADFJobOpen);
+    }
+    EXPECT_EQ(toolkit.Levels(), 1) << "the gate's";
+    EXPECT_EQ(scan->releaseScanner(), S_OK);
+    EXPECT_EQ(toolkit.Levels(), 0);
 }
 
 TEST_F(Phases, LampIsWaitedForAndCalibratedOncePerLamp) {

@@ -147,6 +147,16 @@ TEST_F(ItemSettings, SettingsReachTheStagesOfANewSourceAtOnce) {
     Read();
     EXPECT_EQ(std::count(m_item.m_reads.begin(), m_item.m_reads.end(), QL_PROP_SATURATION), 1)
         << "the same source again: once is enough";
+    m_item.m_longs[QL_PROP_TMA_METHOD] = 1;
+    m_item.m_reads.clear();
+    Read();
+    EXPECT_EQ(std::count(m_item.m_reads.begin(), m_item.m_reads.end(), QL_PROP_SATURATION), 1)
+        << "a negative off the adapter changes nothing";
+    m_item.m_longs[WIA_DPS_DOCUMENT_HANDLING_SELECT] = FEEDER;
+    m_item.m_reads.clear();
+    Read();
+    EXPECT_EQ(std::count(m_item.m_reads.begin(), m_item.m_reads.end(), QL_PROP_SATURATION), 2)
+        << "the feeder has tables of its own";
 }
 
 TEST_F(ItemSettings, TablesAreTakenOverOnceAndAnnouncedInOrder) {

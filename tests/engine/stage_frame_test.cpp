@@ -55,6 +55,17 @@ TEST(ImageFormat, LayoutRewritesThePixelType) {
     EXPECT_EQ(Format(40, 8, 4).m_pixelType, 40u);
 }
 
+TEST(ImageFormat, LinesThatNoStrideHoldsHaveNoPadding) {
+    for (const auto& [type, width] : {std::pair{QL_PIXEL_BGR8_ROWS, 0x7FFFFFFF},
+                                      {QL_PIXEL_RGB16, 0x7FFFFFFF},
+                                      {QL_PIXEL_GRAY8_ROWS, -9},
+                                      {QL_PIXEL_BILEVEL_ROWS, -9}}) {
+        const QLImageFormat format = Format(type, width);
+        EXPECT_EQ(format.m_bytesPerLine, 0) << type << ", " << width;
+        EXPECT_EQ(format.PaddingBytes(), 0) << type << ", " << width;
+    }
+}
+
 TEST(ImageFormat, RotationExchangesTheSides) {
     QLImageFormat format = Format(QL_PIXEL_RGB16, 100);
     format.SetHeight(200);

@@ -334,6 +334,44 @@ TEST(Faults, StrikeTheCallsThatTheyAreOrderedFor) {
     EXPECT_EQ(rig.State().violations, 0u);
 }
 
+// A program doesn't ask again: whatever an ending tells, the thing is over and can begin anew.
+TEST(Faults, OfAnEndingStillEndIt) {
+    CDeviceRig rig(
+        "[simulator]\nmodel=SIM500D\n[faults]\nUnlockScanner=1:12\nEndScan=1:12\n"
+        "EndADF2Job=1:12\nADFEndJob=1:12\nEndJobGate=1:12\nCloseDevice=1:12\n");
+    rig.SetClock(kStart);
+    CSessionRig session(rig);
+    const DWORD id = session.Session();
+    session.Prepare();
+    const auto fails = [&](HRESULT hr) {
+        EXPECT_EQ(hr, E_FAIL);
+        EXPECT_EQ(session.Code(), OSTREL_COMMUNICATION);
+    };
+    const auto params = Window(0, 0, 30, 30);
+    const auto feeder = session.Facet<IOstrelADF2>(IID_IOstrelADF2);
+    const auto job = session.Facet<IOstrelADF3>(IID_IOstrelADF3);
+    const auto gate = session.Facet<IOstrelJobGate>(IID_IOstrelJobGate);
+    EXPECT_EQ(session->StartScan(id, &params, session.Error()), S_OK);
+    fails(session->EndScan(id, session.Error()));
+    EXPECT_EQ(session->StartScan(id, &params, session.Error()), S_OK);
+    EXPECT_EQ(job->ADFStartJob(id, session.Error()), S_OK);
+    fails(job->ADFEndJob(id, session.Error()));
+    EXPECT_EQ(job->ADFStartJob(id, session.Error()), S_OK);
+    fails(feeder->EndADF2Job(id, session.Error()));
+    EXPECT_EQ(job->ADFStartJob(id, session.Error()), S_OK);
+    EXPECT_EQ(gate->BeginJobGate(id, 0, session.Error()), S_OK);
+    fails(gate->EndJobGate(id, session.Error()));
+    EXPECT_EQ(gate->BeginJobGate(id, 0, session.Error()), S_OK);
+    fails(session->UnlockScanner(id, session.Error()));
+    CSessionRig other(rig, false);
+    EXPECT_EQ(LockCode(other, 0), 0u);
+    EXPECT_EQ(rig.State().violations, 0u);
+    fails(session->CloseDevice(id, session.Error()));
+    EXPECT_EQ(session->CloseDevice(id, session.Error()), E_FAIL);
+    EXPECT_EQ(session.Code(), OSTREL_INVALID_SESSION);
+    session.Forget();
+}
+
 TEST(Behaviour, EndsTheMediumAtAGivenLine) {
     CDeviceRig rig("[behaviour]\nendAtLine=10\nrecord=1\n");
     CSessionRig session(rig);

@@ -10,11 +10,19 @@
 #include "engine/input_stream.h"
 
 // Not counted: it belongs to the test.
-class CByteStream final : public CQLInputStream {
+class CByteStream : public CQLInputStream {
   public:
     explicit CByteStream(std::vector<std::uint8_t> bytes) : m_bytes(std::move(bytes)) {
         m_cbWritten = static_cast<std::uint32_t>(m_bytes.size());
     }
+    virtual ~CByteStream() = default;
+
+    void Append(const std::vector<std::uint8_t>& bytes) {
+        m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
+        m_cbWritten += static_cast<std::uint32_t>(bytes.size());
+    }
+    // All bytes, also those that have been read.
+    const std::vector<std::uint8_t>& All() const { return m_bytes; }
 
     HRESULT QueryInterface(REFIID, void** object) override {
         *object = nullptr;
@@ -36,7 +44,13 @@ class CByteStream final : public CQLInputStream {
             *read = got;
         return fails ? E_FAIL : got == bytes ? S_OK : S_FALSE;
     }
-    HRESULT Write(const void*, ULONG, ULONG*) override { return E_NOTIMPL; }
+    HRESULT Write(const void* source, ULONG bytes, ULONG* written) override {
+        const auto* first = static_cast<const std::uint8_t*>(source);
+        Append({first, first + bytes});
+        if (written)
+            *written = bytes;
+        return S_OK;
+    }
     HRESULT Seek(LARGE_INTEGER, DWORD, ULARGE_INTEGER*) override { return E_NOTIMPL; }
     HRESULT SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
     HRESULT CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override {

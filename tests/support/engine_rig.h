@@ -15,6 +15,7 @@
 #include "platform/files.h"
 #include "platform/registry.h"
 #include "platform/wia.h"
+#include "tests/support/byte_stream.h"
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -70,13 +71,12 @@ inline Bytes BitmapHeaders(const CTestPicture& picture, std::int32_t biHeight,
 
 // A stream whose headers are there at once and whose rows are added by script. Padding bytes of the
 // rows hold a value that must never show.
-class CTestStream final : public CQLInputStream {
+class CTestStream final : public CByteStream {
   public:
-    explicit CTestStream(const CTestPicture& picture) : m_picture(picture) {
-        Append(BitmapHeaders(picture, -picture.m_height));
-    }
+    explicit CTestStream(const CTestPicture& picture)
+        : CByteStream(BitmapHeaders(picture, -picture.m_height)), m_picture(picture) {}
     // A stream of arbitrary bytes.
-    explicit CTestStream(const Bytes& bytes) { Append(bytes); }
+    explicit CTestStream(const Bytes& bytes) : CByteStream(bytes) {}
 
     void AddLines(std::int32_t count) {
         for (; count > 0 && m_nextLine < m_picture.m_height; --count, ++m_nextLine, ++m_nLines) {
@@ -89,46 +89,8 @@ class CTestStream final : public CQLInputStream {
     }
     std::int32_t LinesLeft() const { return m_picture.m_height - m_nextLine; }
 
-    HRESULT QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-    ULONG AddRef() override { return 1; }
-    ULONG Release() override { return 1; }
-    HRESULT Read(void* target, ULONG bytes, ULONG* read) override {
-        const std::size_t count = std::min<std::size_t>(bytes, m_bytes.size() - m_cbRead);
-        if (count != 0)
-            std::memcpy(target, m_bytes.data() + m_cbRead, count);
-        m_cbRead += static_cast<std::uint32_t>(count);
-        if (read)
-            *read = static_cast<ULONG>(count);
-        return S_OK;
-    }
-    HRESULT Write(const void* source, ULONG bytes, ULONG* written) override {
-        const auto* first = static_cast<const std::uint8_t*>(source);
-        Append(Bytes(first, first + bytes));
-        *written = bytes;
-        return S_OK;
-    }
-    HRESULT Seek(LARGE_INTEGER, DWORD, ULARGE_INTEGER*) override { return E_NOTIMPL; }
-    HRESULT SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
-    HRESULT CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT Commit(DWORD) override { return E_NOTIMPL; }
-    HRESULT Revert() override { return E_NOTIMPL; }
-    HRESULT LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
-    HRESULT UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
-    HRESULT Stat(STATSTG*, DWORD) override { return E_NOTIMPL; }
-    HRESULT Clone(IStream**) override { return E_NOTIMPL; }
-
-    const Bytes& All() const { return m_bytes; }
-
   private:
-    void Append(const Bytes& bytes) {
-        m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
-        m_cbWritten += static_cast<std::uint32_t>(bytes.size());
-    }
-
     CTestPicture m_picture;
-    Bytes m_bytes;
     std::int32_t m_nextLine = 0;
 };
 
