@@ -42,6 +42,8 @@ HRESULT CNVwiaMiniDrv::TransferPage(MINIDRV_TRANSFER_CONTEXT* pmdtc, TransferSta
 
 // The band holds lines as they come, and as they lie side by side with bitmap rows.
 HRESULT CNVwiaMiniDrv::AllocateBands(TransferState& page) {
+    if (page.scanBytes == 0)
+        return E_FAIL;
     page.band = AllocateTaskArray<BYTE>(std::uint64_t{kBandLines} *
                                         std::max(page.bmpStride, page.scanStride));
     if (!page.band)

@@ -235,19 +235,19 @@ HANDLE CNVwiaMiniDrv::OpenInterruptPipe() {
             return S_OK;
         })))
         return INVALID_HANDLE_VALUE;
-    DWORD pause = 0;
+    bool shutdown = false;
     for (int attempt = 1; attempt <= kOpenAttempts; ++attempt) {
-        if (WaitForSingleObject(m_hShutdownEvent, pause) == WAIT_OBJECT_0) {
+        m_pLog->Format("RunNotifications: Attempt %d to open interrupt pipe", attempt);
+        if (shutdown || WaitForSingleObject(m_hShutdownEvent, 0) == WAIT_OBJECT_0) {
             m_pLog->Write(kShutdown);
             return INVALID_HANDLE_VALUE;
         }
-        m_pLog->Format("RunNotifications: Attempt %d to open interrupt pipe", attempt);
         const HANDLE pipe = CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                         OPEN_EXISTING, kPipeAttributes, nullptr);
         if (pipe != INVALID_HANDLE_VALUE)
             return pipe;
         m_pLog->Format(kLogError, "Failed to open device interrupt pipe on %S", m_szDeviceName);
-        pause = m_dwOpenPause;
+        shutdown = WaitForSingleObject(m_hShutdownEvent, m_dwOpenPause) == WAIT_OBJECT_0;
     }
     return INVALID_HANDLE_VALUE;
 }

@@ -160,7 +160,7 @@ HRESULT CNVwiaMiniDrv::ReadRequest(BYTE* pWiasContext, const MINIDRV_TRANSFER_CO
 }
 
 HRESULT CNVwiaMiniDrv::MeasureLines(BYTE* pWiasContext, TransferState& page) {
-    if (page.geometry.scanXRes < 1 || page.geometry.scanYRes < 1 || page.scanPixelWidth < 1)
+    if (page.geometry.scanXRes < 1 || page.geometry.scanYRes < 1)
         return E_FAIL;
     LONG channel = 0;
     ReadItemLong(pWiasContext, QL_PROP_SCANNER_CHANNEL, &channel);

@@ -19,6 +19,6 @@ struct ValidationCall {
 
     std::span<const PROPSPEC> written;
     WIA_PROPERTY_CONTEXT context = {};
-    LONG followed[kAxes] = {};       // the resolution that the window has followed to; 0: none
-    bool shortened[kAxes] = {};      // the window's extent, to what lies behind its position
+    LONG followed[kAxes] = {};   // the resolution that the window has followed to; 0: none
+    bool shortened[kAxes] = {};  // the window's extent, to what lies behind its position
 };

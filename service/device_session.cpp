@@ -118,8 +118,11 @@ ScanStatus CDeviceSession::InitializeImaging(IWiaDrvItem** root) {
     const HRESULT hr = m_driver->Imaging()->drvInitializeWia(
         m_items->Root()->Handle(), 0, id.Get(), rootName.Get(), m_driver.Get(), m_driver.Get(),
         root, &inner, &deviceError);
-    if (FAILED(hr))
-        return Failure(hr, Device().name + ": can't be opened", deviceError);
+    if (FAILED(hr)) {
+        const std::string why = ToolkitFailure(hr, Device());
+        return why.empty() ? Failure(hr, Device().name + ": can't be opened", deviceError)
+                           : ScanStatus{hr, Device().name + ": " + why};
+    }
     m_initialized = true;
     m_host->CountSession(1);
     return *root ? ScanStatus{} : StatusOf(WIA_ERROR_INVALID_DRIVER_RESPONSE, Device().name);

@@ -9,21 +9,29 @@ namespace {
 
 constexpr DWORD kStiVersion = 2;
 
-// Why a driver can't be had, in words, with what may help.
-std::string LoadFailure(HRESULT hr, REFCLSID clsid) {
+// Why the object of a class can't be had, in words, with what may help. Empty for a result that
+// tells nothing of the class or its module.
+std::string LoadFailure(const std::string& whose, HRESULT hr, REFCLSID clsid) {
     const std::string module = RegisteredModule(clsid);
     switch (static_cast<std::uint32_t>(hr)) {
         case static_cast<std::uint32_t>(REGDB_E_CLASSNOTREG):
-            return "its driver, class " + GuidText(clsid) +
+            return whose + ", class " + GuidText(clsid) +
                    ", isn't registered; install the device again";
         case static_cast<std::uint32_t>(CO_E_DLLNOTFOUND):
-            return "its driver's module " + module +
+            return whose + "'s module " + module +
                    " is missing or can't be loaded; install the device again";
         case static_cast<std::uint32_t>(CO_E_ERRORINDLL):
-            return "its driver's module " + module + " is no component; it exports no class object";
+            return whose + "'s module " + module + " is no component; it exports no class object";
         default:
-            return "its driver's module " + module + " gives no object: " + ResultText(hr);
+            return {};
     }
+}
+
+std::string DriverFailure(HRESULT hr, REFCLSID clsid) {
+    const std::string why = LoadFailure("its driver", hr, clsid);
+    return why.empty() ? "its driver's module " + RegisteredModule(clsid) +
+                             " gives no object: " + ResultText(hr)
+                       : why;
 }
 
 // An interface whose object somebody else keeps: found and not counted.
@@ -41,6 +49,10 @@ HRESULT FindFace(IUnknown* object, REFIID iid, T*& face) {
 }
 
 }  // namespace
+
+std::string ToolkitFailure(HRESULT hr, const InstalledDevice& device) {
+    return LoadFailure("its device toolkit", hr, device.toolkitClass);
+}
 
 HRESULT CDriverObject::QueryInterface(REFIID iid, void** object) {
     if (!object)
@@ -84,8 +96,10 @@ ScanStatus CDriverObject::Initialize(const InstalledDevice& device, const Notice
     ComPtr<CDeviceControl> control;
     control.Attach(new CDeviceControl(device.port, notice));
     const HRESULT hr = m_stillImage->Initialize(control.Get(), kStiVersion, m_key.Get());
-    if (FAILED(hr))
-        return StatusOf(hr, "its driver does not start");
+    if (FAILED(hr)) {
+        const std::string why = ToolkitFailure(hr, device);
+        return why.empty() ? StatusOf(hr, "its driver does not start") : ScanStatus{hr, why};
+    }
     STI_USD_CAPS capabilities = {};
     if (SUCCEEDED(m_stillImage->GetCapabilities(&capabilities)))
         m_capabilities = capabilities.dwGenericCaps;
@@ -101,7 +115,7 @@ ScanStatus CDriverObject::Load(const InstalledDevice& device, const Notice& noti
     ComPtr<CDriverObject> made;
     made.Attach(new CDriverObject);
     if (const HRESULT hr = made->Create(device.driverClass); FAILED(hr))
-        return {hr, device.name + ": " + LoadFailure(hr, device.driverClass)};
+        return {hr, device.name + ": " + DriverFailure(hr, device.driverClass)};
     HRESULT hr = FindFace(made->m_inner.Get(), IID_IStiUSD, made->m_stillImage);
     if (SUCCEEDED(hr))
         hr = FindFace(made->m_inner.Get(), IID_IWiaMiniDrv, made->m_imaging);

@@ -9,6 +9,10 @@
 #include "service/install.h"
 #include "service/registry_key.h"
 
+// What a driver's failure to begin says of the device toolkit that it loads; empty when it is about
+// something else.
+std::string ToolkitFailure(HRESULT hr, const InstalledDevice& device);
+
 // The outer object in which the driver's is aggregated; a driver that can't be aggregated stands
 // alone, and is used the same way. Counted: a driver may hold it.
 class CDriverObject final : public IUnknown {

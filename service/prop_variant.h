@@ -4,7 +4,7 @@
 #include "platform/wia.h"
 #include "service/scan_property.h"
 
-inline constexpr std::size_t kMaxRecordBytes = 1024 * 1024;
+inline constexpr std::size_t kMaxRecordBytes = std::size_t{1} << 20;
 
 // E_INVALIDARG for a type that properties don't have, a null pointer that should lead to something,
 // or bytes beyond kMaxRecordBytes.

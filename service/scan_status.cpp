@@ -31,7 +31,7 @@ constexpr ResultRow kResults[] = {
     {0x800401F8, "the module can't be loaded"},
     {0x800401F9, "the module exports no class object"},
     // The scanner, as the driver passes on what its toolkit reports
-    {0x80040001, "the scanner refused a setting"},
+    {0x80040001, "the scanner refused: a setting doesn't fit, or its lamp is off"},
     {0x80040002, "the scanner lacks this function"},
     {0x80040003, "the scanner was not found; it may be switched off or not connected"},
     {0x80040004, "the scanner's carriage did not return home"},

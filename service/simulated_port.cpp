@@ -15,7 +15,7 @@ fs::path PathFrom(const char* variable) {
 }
 
 fs::path SimulatedDevices() {
-    if (const fs::path own = PathFrom("NVQ_SIM_DIR"); !own.empty())
+    if (fs::path own = PathFrom("NVQ_SIM_DIR"); !own.empty())
         return own;
     fs::path states = PathFrom("XDG_STATE_HOME");
     if (const fs::path home = PathFrom("HOME"); states.empty() && !home.empty())

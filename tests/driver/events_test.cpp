@@ -1,0 +1,201 @@
+// Buttons of the scanner, from the finger to the program's handler.
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "platform/event_pipe.h"
+#include "service/event_pump.h"
+#include "tests/driver/driver_rig.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+class Buttons : public CDriverTest {
+  protected:
+    void SetUp() override {
+        // A second of the service is a few milliseconds here.
+        SetEventWait([](DWORD count, const HANDLE* handles, DWORD time) {
+            return WaitForMultipleObjects(count, handles, FALSE,
+                                          time == INFINITE ? time : std::min<DWORD>(time, 5));
+        });
+    }
+    void TearDown() override {
+        m_subscription.End();
+        SetEventWait({});
+        CDriverTest::TearDown();
+    }
+    void Begin(DWORD capabilities, DWORD subType, const std::string& report,
+               const std::vector<InstallEvent>& events = DefaultEvents()) {
+        m_subscription.End();
+        ForgetRegistry();
+        SetIni("[buttons]\nreport=" + report + "\n[behaviour]\nrecord=1\n");
+        InstallOptions options = Options();
+        options.capabilities = capabilities;
+        options.subType = subType;
+        options.events = events;
+        Install(options);
+        Subscribe();
+    }
+    void Subscribe() {
+        ASSERT_EQ(Failure(m_client.Subscribe(
+                      "",
+                      [this](const ScanEvent& event) {
+                          const std::lock_guard guard(m_lock);
+                          m_heard.push_back(event.name);
+                          m_changed.notify_all();
+                      },
+                      m_subscription)),
+                  "");
+    }
+    // A press goes through the pipe only while somebody listens there.
+    void Press(unsigned button) {
+        std::string error;
+        for (int tries = 0; tries < 2000; ++tries) {
+            if (PressButton(m_folder, button, &error))
+                return;
+            std::this_thread::sleep_for(milliseconds(5));
+        }
+        FAIL() << error;
+    }
+    void Send(BYTE byte) {
+        for (int tries = 0; tries < 2000; ++tries) {
+            if (SendEventByte(SimulatedPort(m_folder).c_str(), byte))
+                return;
+            std::this_thread::sleep_for(milliseconds(5));
+        }
+        FAIL() << "nobody listens";
+    }
+    bool Hears(const std::vector<std::string>& names) {
+        std::unique_lock lock(m_lock);
+        m_changed.wait_for(lock, std::chrono::seconds(20),
+                           [&] { return m_heard.size() >= names.size(); });
+        EXPECT_EQ(m_heard, names);
+        return std::exchange(m_heard, {}) == names;
+    }
+
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::vector<std::string> m_heard;
+    CScanSubscription m_subscription;
+};
+
+std::vector<InstallEvent> WithMasks(std::initializer_list<DWORD> masks) {
+    std::vector<InstallEvent> events = DefaultEvents();
+    auto event = events.begin();
+    for (const DWORD mask : masks)
+        (event++)->mask = mask;
+    return events;
+}
+
+// One press, one thread: each is followed by another, which shows that the driver is armed again.
+TEST_F(Buttons, ThroughThePipeMeanWhatTheSubTypeSays) {
+    const struct {
+        DWORD subType;
+        std::vector<InstallEvent> events;
+        std::vector<std::pair<BYTE, const char*>> bytes;  // null: no press
+    } cases[] = {
+        // An index; one out of range is none.
+        {1,
+         DefaultEvents(),
+         {{1, "Copy button"},
+          {9, nullptr},
+          {3, "File button"},
+          {4, nullptr},
+          {2, "E-mail button"}}},
+        // The first mask whose bits are all there.
+        {3,
+         WithMasks({4, 1, 2, 8}),
+         {{5, "Scan button"}, {16, nullptr}, {3, "Copy button"}, {8, "File button"}}},
+        // The value itself.
+        {4,
+         WithMasks({1, 2, 3, 2}),
+         {{2, "Copy button"}, {9, nullptr}, {1, "Scan button"}, {3, "E-mail button"}}},
+        // A mask of nothing takes what reaches it.
+        {3, WithMasks({4, 0, 1, 2}), {{1, "Copy button"}, {4, "Scan button"}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.subType);
+        Begin(STI_GENCAP_NOTIFICATIONS, c.subType, "pipe", c.events);
+        for (const auto& [byte, name] : c.bytes) {
+            SCOPED_TRACE(static_cast<int>(byte));
+            Send(byte);
+            if (name) {
+                ASSERT_TRUE(Hears({name}));
+            }
+        }
+        EXPECT_EQ(m_notices, std::vector<std::string>{});
+    }
+}
+
+TEST_F(Buttons, OfABareSignalAreAskedFor) {
+    Begin(STI_GENCAP_NOTIFICATIONS, 2, "both");
+    Press(3);
+    ASSERT_TRUE(Hears({"E-mail button"}));
+    Press(1);
+    ASSERT_TRUE(Hears({"Scan button"}));
+    EXPECT_NE(Calls().find("EndButtonRead"), std::string::npos);
+}
+
+TEST_F(Buttons, ArePolledWhereTheCapabilitiesSaySo) {
+    Begin(STI_GENCAP_NOTIFICATIONS | STI_GENCAP_POLLING_NEEDED, 1, "poll");
+    Press(2);
+    ASSERT_TRUE(Hears({"Copy button"}));
+    Press(4);
+    ASSERT_TRUE(Hears({"File button"}));
+    // More buttons than events: the last one means nothing.
+    m_subscription.End();
+    ForgetRegistry();
+    std::vector<InstallEvent> two = DefaultEvents();
+    two.resize(2);
+    Begin(STI_GENCAP_NOTIFICATIONS | STI_GENCAP_POLLING_NEEDED, 1, "poll", two);
+    Press(3);
+    Press(1);
+    ASSERT_TRUE(Hears({"Scan button"}));
+}
+
+TEST_F(Buttons, LiveOnBehindADisableAndAnEnable) {
+    Begin(STI_GENCAP_NOTIFICATIONS, 3, "pipe");
+    for (int round = 0; round < 3; ++round) {
+        Press(1);
+        ASSERT_TRUE(Hears({"Scan button"}));
+        // While the device is open the driver object stays, and its shutdown has been signalled.
+        if (round == 0)
+            Open();
+        m_subscription.End();
+        Subscribe();
+    }
+    Press(2);
+    ASSERT_TRUE(Hears({"Copy button"}));
+}
+
+// The scanner's lock is held by the scan, so a poll gets no answer and asks again.
+TEST_F(Buttons, PressedDuringAScanAreHeardOf) {
+    for (const DWORD subType : {1u, 2u}) {
+        SCOPED_TRACE(subType);
+        const bool polled = subType == 1;
+        Begin(STI_GENCAP_NOTIFICATIONS | (polled ? STI_GENCAP_POLLING_NEEDED : 0), subType,
+              polled ? "poll" : "both");
+        Open();
+        Set({{WIA_IPS_XEXTENT, 100}, {WIA_IPS_YEXTENT, 200}});
+        CPages pages;
+        pages.m_onCall = [&] {
+            if (pages.m_calls != 2)
+                return;
+            Press(2);
+            // Some polls meet the lock.
+            std::this_thread::sleep_for(milliseconds(40));
+            const std::lock_guard guard(m_lock);
+            EXPECT_TRUE(m_heard.empty());
+        };
+        ASSERT_EQ(Failure(Scan(pages)), "");
+        ASSERT_TRUE(Hears({"Copy button"}));
+        Press(1);
+        ASSERT_TRUE(Hears({"Scan button"}));
+        m_device.Close();
+    }
+}
+
+}  // namespace
