@@ -98,9 +98,9 @@ HRESULT CNVwiaMiniDrv::BuildItemTree() {
 
 HRESULT CNVwiaMiniDrv::MakeItems() {
     const std::u16string fullName = m_bstrRootFullItemName;
-    HRESULT hr = wiasCreateDrvItem(kRootFlags, MakeTaskText(kRootName).get(),
-                                   MakeTaskText(fullName).get(), this, 0, nullptr,
-                                   m_pRootItem.Out());
+    HRESULT hr =
+        wiasCreateDrvItem(kRootFlags, MakeTaskText(kRootName).get(), MakeTaskText(fullName).get(),
+                          this, 0, nullptr, m_pRootItem.Out());
     if (FAILED(hr))
         return hr;
     ComPtr<IWiaDrvItem> top;

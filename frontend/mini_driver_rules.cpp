@@ -1,6 +1,6 @@
 // Rules that make the properties of the scanned item fit each other: image type, resolution, window
-// and the sizes that follow from them. One rule a function; a failed write is kept in the trace, and
-// the rule goes on.
+// and the sizes that follow from them. One rule a function; a failed write is kept in the trace,
+// and the rule goes on.
 #include <algorithm>
 #include <iterator>
 #include <limits>
@@ -206,8 +206,8 @@ HRESULT CNVwiaMiniDrv::ApplyDataType(BYTE* item, ValidationCall& call, LONG type
     if (byTonemap)
         trace.SetResult(m_pScan->getThresholdValue(&format.threshold));
     trace.SetResult(m_pScan->resolveDataFormat(&format));
-    trace.SetResult(wiasWritePropLong(item, QL_PROP_SCANNER_CHANNEL,
-                                      static_cast<LONG>(format.channel)));
+    trace.SetResult(
+        wiasWritePropLong(item, QL_PROP_SCANNER_CHANNEL, static_cast<LONG>(format.channel)));
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_BITS_PER_CHANNEL, bits));
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_CHANNELS_PER_PIXEL, row->channels));
     trace.SetResult(WriteChanged(item, call, WIA_IPA_DEPTH, row->channels * bits));
@@ -231,8 +231,8 @@ HRESULT CNVwiaMiniDrv::ValidateBPC(BYTE* item, ValidationCall& call) {
     DataFormat format = {kChannelColor, static_cast<DWORD>(value), 0};
     trace.SetResult(m_pScan->resolveDataFormat(&format));
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_DATATYPE, row->dataType));
-    trace.SetResult(wiasWritePropLong(item, QL_PROP_SCANNER_CHANNEL,
-                                      static_cast<LONG>(format.channel)));
+    trace.SetResult(
+        wiasWritePropLong(item, QL_PROP_SCANNER_CHANNEL, static_cast<LONG>(format.channel)));
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_CHANNELS_PER_PIXEL, row->channels));
     trace.SetResult(WriteChanged(item, call, WIA_IPA_DEPTH, row->channels * value));
     return trace.GetResult();
@@ -252,8 +252,8 @@ HRESULT CNVwiaMiniDrv::ValidateResolution(BYTE* item, ValidationCall& call) {
             wiasGetChangedValueLong(item, &call.context, TRUE, axis.resolution, &resolution));
         const LONG current = resolution.Current.lVal;
         // An intent may name the resolution that was there.
-        const bool changed = resolution.bChanged && (call.Wrote(axis.resolution) ||
-                                                     current != resolution.Old.lVal);
+        const bool changed =
+            resolution.bChanged && (call.Wrote(axis.resolution) || current != resolution.Old.lVal);
         if (FAILED(trace.GetResult()) || !changed || current == call.followed[i])
             continue;
         call.followed[i] = current;
@@ -261,8 +261,7 @@ HRESULT CNVwiaMiniDrv::ValidateResolution(BYTE* item, ValidationCall& call) {
         LONG position = 0;
         LONG positionBefore = 0;
         LONG extent = 0;
-        trace.SetResult(
-            wiasReadPropLong(item, axis.position, &position, &positionBefore, TRUE));
+        trace.SetResult(wiasReadPropLong(item, axis.position, &position, &positionBefore, TRUE));
         trace.SetResult(ReadItemLong(item, axis.extent, &extent));
         // What the client wrote is meant for the new resolution.
         if (!call.Wrote(axis.position) && resolution.Old.lVal > 0) {
@@ -325,8 +324,8 @@ HRESULT CNVwiaMiniDrv::ValidateImageSize(BYTE* item, ValidationCall&) {
         m_pLog->Format(kLogInformation, "ValidateWidthHeight failed hr %d", trace.GetResult());
         return trace.GetResult();
     }
-    const LONG pixels = geometry.xRes == geometry.scanXRes ? static_cast<LONG>(scanPixelWidth)
-                                                           : geometry.xExtent2;
+    const LONG pixels =
+        geometry.xRes == geometry.scanXRes ? static_cast<LONG>(scanPixelWidth) : geometry.xExtent2;
     const LONG lines =
         geometry.yRes == geometry.scanYRes ? static_cast<LONG>(scanLines) : geometry.yExtent2;
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_PIXELS_PER_LINE, pixels));
@@ -335,9 +334,9 @@ HRESULT CNVwiaMiniDrv::ValidateImageSize(BYTE* item, ValidationCall&) {
     trace.SetResult(ReadItemLong(item, WIA_IPA_DEPTH, &depth));
     const std::uint64_t stride = RowStride(static_cast<std::uint64_t>(std::max(pixels, LONG{0})),
                                            static_cast<std::uint32_t>(std::max(depth, LONG{0})));
-    trace.SetResult(wiasWritePropLong(item, WIA_IPA_BYTES_PER_LINE,
-                                      static_cast<LONG>(std::min<std::uint64_t>(
-                                          stride, std::numeric_limits<LONG>::max()))));
+    trace.SetResult(wiasWritePropLong(
+        item, WIA_IPA_BYTES_PER_LINE,
+        static_cast<LONG>(std::min<std::uint64_t>(stride, std::numeric_limits<LONG>::max()))));
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_NUMBER_OF_LINES, lines));
     trace.SetResult(wiasWritePropLong(item, WIA_IPS_YEXTENT, lines));
     return trace.GetResult();

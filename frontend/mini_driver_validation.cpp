@@ -106,10 +106,10 @@ HRESULT CNVwiaMiniDrv::drvValidateItemProperties(BYTE* pWiasContext, LONG, ULONG
         if (nPropSpec == 1) {
             trace.SetResult(wiasValidateItemProperties(pWiasContext, 1, pPropSpec));
             const bool passed = SUCCEEDED(trace.GetResult());
-            m_pLog->Format(kLogInformation,
-                           passed ? "validate: %d: %d Val %7d"
-                                  : "pre-validate failed: %d: %d Val %7d",
-                           i, pPropSpec[i].propid, values[i].lVal);
+            m_pLog->Format(
+                kLogInformation,
+                passed ? "validate: %d: %d Val %7d" : "pre-validate failed: %d: %d Val %7d", i,
+                pPropSpec[i].propid, values[i].lVal);
             if (!passed)
                 break;
         }
@@ -277,8 +277,8 @@ HRESULT CNVwiaMiniDrv::ValidateADF(BYTE* item, ValidationCall&) {
     if (ready)
         m_bFeederEmpty = false;
     trace.SetResult(WriteRootLong(item, WIA_DPS_SHOW_PREVIEW_CONTROL, 1));
-    trace.SetResult(WriteRootLong(item, WIA_DPS_DOCUMENT_HANDLING_STATUS,
-                                  ready ? FEED_READY : FLAT_READY));
+    trace.SetResult(
+        WriteRootLong(item, WIA_DPS_DOCUMENT_HANDLING_STATUS, ready ? FEED_READY : FLAT_READY));
     return trace.GetResult();
 }
 

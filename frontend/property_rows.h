@@ -36,7 +36,7 @@ struct PropertyRow {
     RowNumber low = 0;   // of a range, or the valid bits of a flag
     RowNumber high = 0;  // of a range
     std::span<const LONG> list = {};
-    LPCOLESTR text = nullptr;  // null: the one that a build finds out
+    LPCOLESTR text = nullptr;          // null: the one that a build finds out
     std::span<const GUID> guids = {};  // the first is the value
 };
 

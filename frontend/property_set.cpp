@@ -169,8 +169,8 @@ HRESULT CPropertySet::Commit(BYTE* item) {
             all.infos.push_back(InfoOf(record));
         }
         const auto count = static_cast<ULONG>(m_records.size());
-        HRESULT hr = wiasSetItemPropNames(item, static_cast<LONG>(count), all.ids.data(),
-                                          all.names.data());
+        HRESULT hr =
+            wiasSetItemPropNames(item, static_cast<LONG>(count), all.ids.data(), all.names.data());
         if (SUCCEEDED(hr))
             hr = wiasWriteMultiple(item, count, all.specs.data(), all.values.data());
         if (SUCCEEDED(hr))

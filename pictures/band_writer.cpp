@@ -31,9 +31,12 @@ bool CBandWriter::Try(EState expected, TAction action) {
 
 bool CBandWriter::Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) {
     return Try(EState::Fresh, [&] {
+        if (m_page > 0 && !HoldsPages())
+            Fail("holds one page; .tif, .tiff and .pdf files hold several");
         CheckHeader(info, palette);
         TakeHeader(info, palette);
-        m_file.Create();
+        if (m_page == 0)
+            m_file.Create();
         Start();
         m_state = EState::Begun;
     });
@@ -46,13 +49,33 @@ bool CBandWriter::Write(const std::uint8_t* bytes, std::size_t length) {
     });
 }
 
-bool CBandWriter::Finish() {
+bool CBandWriter::EndPage() {
+    return Try(EState::Begun, [&] { CompletePage(); });
+}
+
+bool CBandWriter::DropPage() {
     return Try(EState::Begun, [&] {
-        Feed(nullptr, m_bytesLeft);
-        Complete();
+        if (m_page == 0)
+            Fail("has no whole page");
+        m_state = EState::Fresh;
+    });
+}
+
+bool CBandWriter::Finish() {
+    return Try(m_page > 0 ? m_state : EState::Begun, [&] {
+        if (m_state == EState::Begun)
+            CompletePage();
+        CompletePages();
         m_file.Publish();
         m_state = EState::Done;
     });
+}
+
+void CBandWriter::CompletePage() {
+    Feed(nullptr, m_bytesLeft);
+    Complete();
+    ++m_page;
+    m_state = EState::Fresh;
 }
 
 void CBandWriter::CheckHeader(const BITMAPINFOHEADER& info,
@@ -89,6 +112,8 @@ void CBandWriter::TakeHeader(const BITMAPINFOHEADER& info, std::span<const RGBQU
     m_stride = static_cast<std::size_t>(stride);
     m_band.resize(static_cast<std::size_t>(lines * stride));
     m_bytesLeft = ImageBytes();
+    m_filled = 0;
+    m_line = 0;
 }
 
 // Takes `length` bytes into the band, which are 0xFF when `bytes` is null, and stores every band

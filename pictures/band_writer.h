@@ -13,16 +13,21 @@ class CBandWriter : public CPictureWriter {
   public:
     bool Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) final;
     bool Write(const std::uint8_t* bytes, std::size_t length) final;
+    bool EndPage() final;
+    bool DropPage() final;
     bool Finish() final;
 
   protected:
     explicit CBandWriter(const std::string& path) : m_file(path) {}
 
-    // The parts of a file; failures are thrown as Fail throws them.
+    // The parts of a file, Start to Complete for each page; failures are thrown as Fail throws
+    // them.
     virtual void Start() = 0;
     // `count` rows that begin with line `m_line` of the image, top line first; they may be changed.
     virtual void StoreBand(std::uint8_t* rows, std::int32_t count) = 0;
     virtual void Complete() = 0;
+    virtual bool HoldsPages() const { return false; }
+    virtual void CompletePages() {}
 
     std::span<const RGBQUAD> Palette() const { return {m_palette.data(), m_info.biClrUsed}; }
     std::size_t Stride() const { return m_stride; }
@@ -33,8 +38,10 @@ class CBandWriter : public CPictureWriter {
     CPendingFile m_file;
     BITMAPINFOHEADER m_info = {};  // biClrUsed is the true number of colours
     std::int32_t m_line = 0;
+    int m_page = 0;  // counted from 0
 
   private:
+    // Fresh also stands between two pages.
     enum class EState { Fresh, Begun, Done };
 
     template <typename TAction>
@@ -42,6 +49,7 @@ class CBandWriter : public CPictureWriter {
     void CheckHeader(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) const;
     void TakeHeader(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette);
     void Feed(const std::uint8_t* bytes, std::int64_t length);
+    void CompletePage();
 
     EState m_state = EState::Fresh;
     std::array<RGBQUAD, kMaxPaletteColors> m_palette = {};

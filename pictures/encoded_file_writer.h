@@ -1,25 +1,17 @@
-// PNG and TIFF files, which Leptonica writes from the whole image.
+// PNG and JPEG files.
 #pragma once
 
-#include "pictures/band_writer.h"
-#include "pictures/leptonica.h"
+#include "pictures/pix_file_writer.h"
 
-enum class EEncoding { Png, Tiff };
+enum class EPictureEncoding { Png, Jpeg };
 
-class CEncodedFileWriter final : public CBandWriter {
+class CEncodedFileWriter final : public CPixFileWriter {
   public:
-    CEncodedFileWriter(const std::string& path, EEncoding encoding)
-        : CBandWriter(path), m_encoding(encoding) {}
+    CEncodedFileWriter(const std::string& path, EPictureEncoding encoding)
+        : CPixFileWriter(path), m_encoding(encoding) {}
 
   private:
-    void Start() override;
-    void StoreBand(std::uint8_t* rows, std::int32_t count) override;
-    void Complete() override;
+    void StorePage(PIX* pix) override;
 
-    // Leaves plain black and white and plain gray without a palette.
-    void FinishPixels();
-    void AttachPalette();
-
-    EEncoding m_encoding;
-    CPixPtr m_pix;
+    EPictureEncoding m_encoding;
 };

@@ -1,4 +1,4 @@
-// Finished images to files: as they come from the driver, to .bmp, .png and .tif files.
+// Finished images to files, as they come from the driver.
 #pragma once
 
 #include <cstddef>
@@ -28,6 +28,11 @@ class CPictureWriter {
     virtual bool Write(const std::uint8_t* bytes, std::size_t length) = 0;
     // Rows that are missing, in whole or in part, are filled up with 0xFF.
     virtual bool Finish() = 0;
+    // The page is whole, with missing rows filled up; Begin or Finish is next. Without it, Finish
+    // ends the page. A second page is refused by kinds of files that hold one.
+    virtual bool EndPage() = 0;
+    // Gives up a page that has begun; Finish, which must be next, keeps the whole ones before it.
+    virtual bool DropPage() = 0;
 
     const std::string& Error() const { return m_error; }
 
@@ -37,9 +42,13 @@ class CPictureWriter {
     std::string m_error;
 };
 
-// The writer for the path's extension: .bmp (also without any), .png, .tif or .tiff. A bitmap file
-// is streamed, whatever its height; the other kinds are held in memory up to Finish. Null with one
-// line in `error` for other extensions.
+// The writer for the path's extension: .bmp (also without any), .pnm, .tif or .tiff, .png, .jpg or
+// .jpeg, .pdf. The first ones are streamed, whatever the height; of the last three, a page is held
+// in memory until it is whole. JPEG files, and the gray and colour pages of PDF files, lose a
+// little. Null with one line in `error` for other extensions.
 std::unique_ptr<CPictureWriter> CreatePictureWriter(const std::string& path, std::string* error);
 // A bitmap file, whatever the path's extension.
 std::unique_ptr<CPictureWriter> CreateBitmapWriter(const std::string& path);
+
+// By the path's extension.
+bool HoldsSeveralPages(const std::string& path);

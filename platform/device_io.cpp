@@ -84,7 +84,7 @@ class Device : public File {
     }
 
     // Under the dispatcher lock.
-    const std::shared_ptr<DeviceWait>& Wait() const { return m_wait; }
+    std::shared_ptr<DeviceWait> Wait() const { return m_wait; }
     bool IsBusy() const { return m_wait && !m_wait->HasEnded(); }
     void SetWait(std::shared_ptr<DeviceWait> wait) { m_wait = std::move(wait); }
     void EndWait() {

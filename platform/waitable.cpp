@@ -37,7 +37,7 @@ class Deadline {
 
 // The objects of one wait that aren't signalled yet, with their sources.
 struct PollSet {
-    std::array<pollfd, 2 * MAXIMUM_WAIT_OBJECTS> entries;
+    std::array<pollfd, std::size_t{2} * MAXIMUM_WAIT_OBJECTS> entries;
     nfds_t count = 0;
 
     void Add(const Waitable& object) {

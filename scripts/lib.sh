@@ -33,7 +33,8 @@ need_packages() {
 
 build_packages=(
     g++ cmake ninja-build pkg-config ccache
-    libcli11-dev libleptonica-dev libgtest-dev libbenchmark-dev
+    libcli11-dev libleptonica-dev libtiff-dev libcairo2-dev
+    nlohmann-json3-dev libgtest-dev libbenchmark-dev
 )
 
 # build PRESET [TARGET...]

@@ -8,10 +8,11 @@
 
 namespace {
 
-volatile std::sig_atomic_t g_interrupted = 0;
+std::atomic<bool> g_interrupted = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "set by a handler of signals");
 
 void OnSignal(int number) {
-    g_interrupted = 1;
+    g_interrupted = true;
     std::signal(number, SIG_DFL);
 }
 
@@ -39,5 +40,9 @@ void CatchInterrupts() {
 }
 
 bool WasInterrupted() {
-    return g_interrupted != 0;
+    return g_interrupted;
+}
+
+const std::atomic<bool>* InterruptFlag() {
+    return &g_interrupted;
 }

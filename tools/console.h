@@ -1,6 +1,7 @@
 // What the program shows while it works, and how it is interrupted.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -24,3 +25,5 @@ class CProgressLine {
 // second one ends the program at once.
 void CatchInterrupts();
 bool WasInterrupted();
+// The flag itself, for those that look by themselves.
+const std::atomic<bool>* InterruptFlag();

@@ -56,6 +56,31 @@ inline std::string ReadText(const std::string& path) {
     return {bytes.begin(), bytes.end()};
 }
 
+// The picture directories of a TIFF file, which are a chain.
+inline int CountTiffPages(const std::string& path) {
+    const Bytes bytes = ReadBytes(path);
+    const auto number = [&](std::size_t at, std::size_t size) {
+        std::uint32_t value = 0;
+        for (std::size_t i = 0; i < size; ++i)
+            value |= std::uint32_t{bytes.at(at + i)} << (8 * i);
+        return value;
+    };
+    int pages = 0;
+    for (std::uint32_t at = number(4, 4); at != 0; ++pages)
+        at = number(at + 2 + 12 * number(at, 2), 4);
+    return pages;
+}
+
+// The pages of a PDF file whose objects stand in the open.
+inline int CountPdfPages(const std::string& path) {
+    const std::string text = ReadText(path);
+    const std::string page = "/Type /Page";
+    int pages = 0;
+    for (std::size_t at = text.find(page); at < text.size(); at = text.find(page, at + 1))
+        pages += text[at + page.size()] != 's' ? 1 : 0;
+    return pages;
+}
+
 // The parts of a bitmap file, to be spoiled one by one.
 struct CBitmapFile {
     BITMAPFILEHEADER m_file = {};

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
+#include "pictures/leptonica.h"
 #include "pictures/picture_reader.h"
 #include "tests/pictures/picture_files.h"
 
@@ -70,13 +73,27 @@ class PictureWriter : public testing::Test {
         }
         ASSERT_TRUE(writer->Finish()) << writer->Error();
     }
+    // Gives the file back.
+    std::string WritePdf(const std::vector<CImage>& pages) {
+        const auto writer = Create(m_folder / "a.pdf");
+        for (const CImage& page : pages) {
+            EXPECT_TRUE(writer->Begin(page.m_info, page.m_palette) &&
+                        writer->Write(page.m_rows.data(), page.m_rows.size()) && writer->EndPage())
+                << writer->Error();
+        }
+        EXPECT_TRUE(writer->Finish()) << writer->Error();
+        const std::string pdf = ReadText(m_folder / "a.pdf");
+        EXPECT_EQ(pdf.substr(0, 8), "%PDF-1.4");
+        return pdf;
+    }
     void ExpectPixels(const std::string& path, const CImage& image) {
         std::string error;
         const auto reader = OpenPicture(path, &error);
         ASSERT_NE(reader, nullptr) << error;
         ASSERT_EQ(reader->Info().m_width, image.m_info.biWidth);
         ASSERT_EQ(reader->Info().m_height, image.m_info.biHeight);
-        EXPECT_EQ(reader->Info().m_xPelsPerMeter, 11811);
+        const bool knowsResolution = path.find(".pnm") == std::string::npos;
+        EXPECT_EQ(reader->Info().m_xPelsPerMeter, knowsResolution ? 11811 : 0);
         const auto bytesPerPixel = static_cast<std::size_t>(reader->Info().m_bitsPerPixel / 8);
         Bytes line(reader->LineBytes());
         for (std::int32_t y = 0; y < image.m_info.biHeight; ++y) {
@@ -97,7 +114,7 @@ TEST_F(PictureWriter, EveryFormatKeepsEveryPixel) {
     shortRamp.resize(200);
     Palette colors = GrayRamp();
     colors[17] = {200, 100, 0, 0};
-    for (const std::string name : {"a.bmp", "a", "a.PNG", "a.png", "a.tif", "a.tiff"}) {
+    for (const std::string name : {"a.bmp", "a", "a.PNG", "a.png", "a.tif", "a.tiff", "a.pnm"}) {
         for (const std::int32_t width : {1, 3, 31, 33}) {
             SCOPED_TRACE(name + " " + std::to_string(width));
             for (const CImage& image :
@@ -155,7 +172,7 @@ TEST_F(PictureWriter, FillsUpWhatIsMissingAndDropsWhatIsTooMuch) {
 
 TEST_F(PictureWriter, TheTargetAppearsWholeOrNotAtAll) {
     const CImage image = MakeImage(40, 9, 24, {});
-    for (const std::string name : {"a.bmp", "a.png", "a.tif"}) {
+    for (const std::string name : {"a.bmp", "a.png", "a.tif", "a.pdf", "a.pnm"}) {
         SCOPED_TRACE(name);
         const std::string path = m_folder / name;
         WriteBytes(path, {1, 2, 3});
@@ -169,9 +186,204 @@ TEST_F(PictureWriter, TheTargetAppearsWholeOrNotAtAll) {
         EXPECT_EQ(ReadBytes(path), (Bytes{1, 2, 3}));
         Write(path, image, 50);
         EXPECT_EQ(m_folder.Names(), Names{name});
-        ExpectPixels(path, image);
+        if (name != "a.pdf")
+            ExpectPixels(path, image);
         std::filesystem::remove(path);
     }
+}
+
+TEST_F(PictureWriter, SeveralPagesStandInOneFileIfItsKindHoldsThem) {
+    const CImage color = MakeImage(40, 9, 24, {});
+    const CImage bits = MakeImage(33, 700, 1, kBlackWhite);
+    for (const std::string name : {"a.tif", "a.pdf", "a.png"}) {
+        SCOPED_TRACE(name);
+        const auto writer = Create(m_folder / name);
+        const auto page = [&](const CImage& image) {
+            return writer->Begin(image.m_info, image.m_palette) &&
+                   writer->Write(image.m_rows.data(), image.m_rows.size());
+        };
+        ASSERT_TRUE(page(color) && writer->EndPage()) << writer->Error();
+        EXPECT_EQ(HoldsSeveralPages(name), name != "a.png");
+        if (name == "a.png") {
+            EXPECT_FALSE(page(bits));
+            EXPECT_EQ(writer->Error(), "holds one page; .tif, .tiff and .pdf files hold several");
+            continue;
+        }
+        ASSERT_TRUE(page(bits) && writer->EndPage()) << writer->Error();
+        ASSERT_TRUE(page(color) && writer->DropPage()) << "the third one is given up";
+        ASSERT_TRUE(writer->Finish()) << writer->Error();
+    }
+    EXPECT_EQ(m_folder.Names(), (Names{"a.pdf", "a.tif"}));
+    ExpectPixels(m_folder / "a.tif", color);
+    EXPECT_EQ(CountTiffPages(m_folder / "a.tif"), 2);
+    EXPECT_EQ(CountPdfPages(m_folder / "a.pdf"), 2);
+}
+
+// What stands between the brackets of each page of a PDF file: its corners in points.
+std::vector<std::vector<double>> PageBoxes(const std::string& pdf) {
+    const std::string name = "/MediaBox [";
+    std::vector<std::vector<double>> boxes;
+    for (std::size_t at = pdf.find(name); at < pdf.size(); at = pdf.find(name, at + 1)) {
+        std::istringstream numbers(pdf.substr(at + name.size(), 100));
+        boxes.emplace_back(std::istream_iterator<double>(numbers), std::istream_iterator<double>());
+    }
+    return boxes;
+}
+
+// The unpacked streams of a PDF file that come behind `mark`, from `mark` to the object's end.
+std::vector<Bytes> StreamsBehind(const std::string& pdf, const std::string& mark) {
+    std::vector<Bytes> streams;
+    for (std::size_t at = pdf.find(mark); at < pdf.size(); at = pdf.find(mark, at + 1)) {
+        const std::size_t begin = pdf.find("\nstream\n", at) + 8;
+        const std::string packed = pdf.substr(begin, pdf.find("\nendstream", begin) - begin);
+        std::size_t size = 0;
+        const std::unique_ptr<l_uint8, CLeptDeleter> bytes(
+            zlibUncompress(reinterpret_cast<const l_uint8*>(packed.data()), packed.size(), &size));
+        streams.emplace_back(bytes.get(), bytes.get() + size);
+    }
+    return streams;
+}
+
+// Pages of each kind, two of the same size first.
+std::vector<CImage> PdfPages() {
+    Palette colors = GrayRamp();
+    for (RGBQUAD& color : colors)
+        color.rgbRed = static_cast<BYTE>(255 - color.rgbBlue / 2);
+    std::vector<CImage> pages = {
+        MakeImage(40, 9, 24, {}),           MakeImage(40, 9, 24, {}),
+        MakeImage(600, 300, 8, GrayRamp()), MakeImage(33, 70, 1, kBlackWhite),
+        MakeImage(50, 30, 1, kRedBlue),     MakeImage(31, 5, 8, colors),
+        MakeImage(40000, 2, 1, kWhiteBlack)};
+    pages[2].m_info.biYPelsPerMeter = 5906;  // 150 dpi
+    pages[3].m_info.biXPelsPerMeter = pages[3].m_info.biYPelsPerMeter = 0;
+    return pages;
+}
+
+TEST_F(PictureWriter, PdfPagesAreOfTheirPicturesSizeAndShowAllOfThem) {
+    const std::string pdf = WritePdf(PdfPages());
+    // 72 points and 300 pixels an inch, which is also what a page without a resolution has. A page
+    // of another size than the one before has whole points, so that none of it is cut off.
+    const double sizes[][2] = {{9.6, 2.16}, {9.6, 2.16}, {144, 144}, {8, 17},
+                               {12, 8},     {8, 2},      {9600, 1}};
+    const auto boxes = PageBoxes(pdf);
+    const auto contents = StreamsBehind(pdf, "/Filter /FlateDecode\n>>");
+    ASSERT_EQ(boxes.size(), std::size(sizes));
+    ASSERT_EQ(contents.size(), std::size(sizes));
+    for (std::size_t i = 0; i < boxes.size(); ++i) {
+        SCOPED_TRACE(i);
+        ASSERT_EQ(boxes[i].size(), 4u);
+        EXPECT_EQ(boxes[i][0], 0);
+        EXPECT_EQ(boxes[i][1], 0);
+        EXPECT_NEAR(boxes[i][2], sizes[i][0], 0.001);
+        EXPECT_NEAR(boxes[i][3], sizes[i][1], 0.001);
+        const std::string content(contents[i].begin(), contents[i].end());
+        if (const std::size_t clip = content.find(" re W n"); clip != std::string::npos) {
+            std::istringstream numbers(content.substr(content.rfind('\n', clip) + 1));
+            double x = 1, y = 1, width = 0, height = 0;
+            numbers >> x >> y >> width >> height;
+            EXPECT_EQ(x, 0);
+            EXPECT_EQ(y, 0);
+            EXPECT_GE(width, sizes[i][0]);
+            EXPECT_GE(height, sizes[i][1]);
+        }
+    }
+}
+
+TEST_F(PictureWriter, PdfPagesHoldGrayAndColorAsJpegAndTheRestUnchanged) {
+    const std::vector<CImage> pages = PdfPages();
+    const std::string pdf = WritePdf(pages);
+    const auto contents = StreamsBehind(pdf, "/Filter /FlateDecode\n>>");
+    ASSERT_EQ(contents.size(), pages.size());
+    const std::string twoColors(contents[4].begin(), contents[4].end());
+    EXPECT_LT(twoColors.find("1 0 0 rg"), twoColors.find("0 0 1 rg")) << "blue over red";
+    EXPECT_NE(twoColors.find("0 0 1 rg"), std::string::npos);
+
+    std::size_t jpegs = 0;
+    for (std::size_t at = pdf.find("/DCTDecode"); at < pdf.size();
+         at = pdf.find("/DCTDecode", at + 1))
+        ++jpegs;
+    EXPECT_EQ(jpegs, 3u) << "colour and gray";
+    EXPECT_NE(pdf.find("/Width 600"), std::string::npos);
+
+    // A set bit of a mask is painted: black, and what has the second colour.
+    const auto masks = StreamsBehind(pdf, "/ImageMask true");
+    ASSERT_EQ(masks.size(), 4u) << "one of 40000 pixels is cut in two";
+    const auto isPainted = [&](std::size_t mask, std::int32_t width, std::int32_t x,
+                               std::int32_t y) {
+        const std::int32_t at = y * ((width + 7) / 8) + x / 8;
+        return (masks[mask].at(static_cast<std::size_t>(at)) >> (7 - x % 8) & 1) != 0;
+    };
+    const auto isSecond = [](const CImage& image, std::int32_t x, std::int32_t y) {
+        const RGBQUAD& color = image.m_palette[1];
+        return PixelOf(image, x, y) == Bytes{color.rgbBlue, color.rgbGreen, color.rgbRed};
+    };
+    for (std::int32_t x = 0; x < 33; ++x)
+        EXPECT_NE(isPainted(0, 33, x, 69), isSecond(pages[3], x, 69)) << x;
+    for (std::int32_t x = 0; x < 50; ++x)
+        EXPECT_EQ(isPainted(1, 50, x, 29), isSecond(pages[4], x, 29)) << x;
+    for (const std::int32_t x : {0, 1, 32735})
+        EXPECT_EQ(isPainted(2, 32736, x, 1), isSecond(pages[6], x, 1)) << x;
+    for (const std::int32_t x : {32736, 32737, 39999})
+        EXPECT_EQ(isPainted(3, 40000 - 32736, x - 32736, 1), isSecond(pages[6], x, 1)) << x;
+
+    const auto pixels = StreamsBehind(pdf, "/Width 31");
+    ASSERT_EQ(pixels.size(), 1u);
+    for (std::int32_t x = 0; x < 31; ++x) {
+        const Bytes bgr = PixelOf(pages[5], x, 4);
+        for (std::size_t c = 0; c < 3; ++c) {
+            EXPECT_EQ(pixels[0].at(static_cast<std::size_t>(3 * (4 * 31 + x)) + c), bgr[2 - c])
+                << x << " " << c;
+        }
+    }
+}
+
+TEST_F(PictureWriter, APdfFileThatFailsBehindItsFirstPageLeavesNothing) {
+    CImage image = MakeImage(40, 9, 24, {});
+    const auto writer = Create(m_folder / "a.pdf");
+    ASSERT_TRUE(writer->Begin(image.m_info, {}) && writer->EndPage()) << writer->Error();
+    image.m_info.biBitCount = 4;
+    EXPECT_FALSE(writer->Begin(image.m_info, {}));
+    EXPECT_EQ(m_folder.Names(), Names{});
+}
+
+TEST_F(PictureWriter, JpegFilesLoseALittle) {
+    CImage image = MakeImage(64, 48, 8, GrayRamp());
+    for (std::size_t i = 0; i < image.m_rows.size(); ++i)
+        image.m_rows[i] = static_cast<std::uint8_t>(i % 64 * 3);
+    for (const std::uint16_t bits : {8, 1}) {
+        Write(m_folder / "a.jpg", bits == 8 ? image : MakeImage(64, 48, 1, kBlackWhite), 100);
+        std::string error;
+        const auto reader = OpenPicture(m_folder / "a.jpg", &error);
+        ASSERT_NE(reader, nullptr) << error;
+        EXPECT_EQ(reader->Info().m_width, 64);
+        EXPECT_EQ(reader->Info().m_xPelsPerMeter, 11811);
+        Bytes line(reader->LineBytes());
+        ASSERT_TRUE(reader->ReadLines(line.data(), 1));
+        for (std::size_t x = 0; bits == 8 && x < 64; ++x)
+            EXPECT_NEAR(line[x], static_cast<int>(3 * x), 8) << x;
+    }
+}
+
+TEST_F(PictureWriter, TakesAwayWhatAKilledProgramHasLeftAndNothingElse) {
+    const CImage image = MakeImage(40, 9, 24, {});
+    const auto living = Create(m_folder / "a.bmp");
+    ASSERT_TRUE(living->Begin(image.m_info, {}));
+    ASSERT_EQ(m_folder.Names().size(), 1u);
+    const std::string atWork = m_folder.Names().front();
+    const Names others = {".nvqscan-2.tmp", "page.tmp", ".nvqscan-out-3.txt"};
+    for (const std::string& name : others)
+        WriteBytes(m_folder / name, {1});
+    WriteBytes(m_folder / ".nvqscan-out-1.tmp", {1});
+    WriteBytes(m_folder / ".nvqscan-1.tmp", {1});
+    std::filesystem::last_write_time(
+        m_folder / ".nvqscan-1.tmp",
+        std::filesystem::file_time_type::clock::now() - std::chrono::hours(2));
+    Write(m_folder / "b.bmp", image, 100);
+    Names expected = others;
+    expected.insert(expected.end(), {atWork, "b.bmp"});
+    std::ranges::sort(expected);
+    EXPECT_EQ(m_folder.Names(), expected);
+    EXPECT_TRUE(living->Finish()) << living->Error();
 }
 
 TEST_F(PictureWriter, FollowsLinksAndRefusesWhatIsNoFile) {
@@ -226,7 +438,9 @@ TEST_F(PictureWriter, RefusesHeadersAndCallsThatAreWrong) {
     EXPECT_EQ(m_folder.Names(), Names{});
     std::string error;
     EXPECT_EQ(CreatePictureWriter("a.gif", &error), nullptr);
-    EXPECT_EQ(error, "ends in \".gif\"; .bmp, .png, .tif and .tiff files are written");
+    EXPECT_EQ(
+        error,
+        "ends in \".gif\"; .bmp, .pnm, .png, .jpg, .jpeg, .tif, .tiff and .pdf files are written");
 }
 
 }  // namespace

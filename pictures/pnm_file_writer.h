@@ -1,0 +1,21 @@
+// A portable anymap file: bits, grays or colours behind a line of text.
+#pragma once
+
+#include "pictures/band_writer.h"
+
+class CPnmFileWriter final : public CBandWriter {
+  public:
+    explicit CPnmFileWriter(const std::string& path) : CBandWriter(path) {}
+
+  private:
+    enum class EKind { Bits = 4, Grays = 5, Colors = 6 };
+
+    void Start() override;
+    void StoreBand(std::uint8_t* rows, std::int32_t count) override;
+    void Complete() override {}
+    std::uint8_t* ConvertRow(std::uint8_t* target, const std::uint8_t* row) const;
+
+    EKind m_kind = EKind::Colors;
+    std::int64_t m_written = 0;
+    std::vector<std::uint8_t> m_rows;
+};

@@ -1,0 +1,62 @@
+#include "tools/bitmap_feed.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "pictures/bitmap_layout.h"
+#include "pictures/file_failure.h"
+#include "pictures/input_file.h"
+
+namespace {
+
+struct CBitmap {
+    BITMAPINFOHEADER m_info = {};  // biHeight is positive
+    std::vector<RGBQUAD> m_palette;
+    std::int64_t m_offset = 0;  // of the rows
+    std::int64_t m_stride = 0;
+    bool m_isTopDown = false;
+};
+
+CBitmap ReadHeaders(const CInputFile& file) {
+    BITMAPFILEHEADER header = {};
+    CBitmap bitmap;
+    BITMAPINFOHEADER& info = bitmap.m_info;
+    if (file.Size() < static_cast<std::int64_t>(sizeof(header) + sizeof(info)))
+        Fail("is no bitmap file");
+    file.ReadAt(&header, sizeof(header), 0);
+    file.ReadAt(&info, sizeof(info), sizeof(header));
+    const bool isKnown = info.biBitCount == 1 || info.biBitCount == 8 || info.biBitCount == 24;
+    if (header.bfType != BITMAP_FILE_TYPE || info.biSize != sizeof(info) || !isKnown ||
+        info.biWidth < 1 || info.biHeight == 0 || info.biHeight == -info.biHeight)
+        Fail("is no bitmap file of 1, 8 or 24 bits");
+    bitmap.m_isTopDown = info.biHeight < 0;
+    info.biHeight = bitmap.m_isTopDown ? -info.biHeight : info.biHeight;
+    const std::size_t most = info.biBitCount == 24 ? 0 : std::size_t{1} << info.biBitCount;
+    const std::size_t used = info.biClrUsed != 0 ? info.biClrUsed : most;
+    bitmap.m_palette.resize(std::min(used, most));
+    bitmap.m_offset = header.bfOffBits;
+    bitmap.m_stride = BitmapStride(info.biWidth, info.biBitCount);
+    if (bitmap.m_offset + bitmap.m_stride * info.biHeight > file.Size())
+        Fail("is shorter than its header says");
+    file.ReadAt(bitmap.m_palette.data(), bitmap.m_palette.size() * sizeof(RGBQUAD),
+                sizeof(header) + sizeof(info));
+    return bitmap;
+}
+
+}  // namespace
+
+bool FeedBitmapFile(const std::string& path, CPictureWriter& writer, BITMAPINFOHEADER& info,
+                    std::string* error) {
+    return RunGuarded(error, [&] {
+        const CInputFile file(path);
+        const CBitmap bitmap = ReadHeaders(file);
+        info = bitmap.m_info;
+        bool goOn = writer.Begin(bitmap.m_info, bitmap.m_palette);
+        std::vector<std::uint8_t> row(static_cast<std::size_t>(bitmap.m_stride));
+        for (LONG y = 0; goOn && y < bitmap.m_info.biHeight; ++y) {
+            const LONG place = bitmap.m_isTopDown ? y : bitmap.m_info.biHeight - 1 - y;
+            file.ReadAt(row.data(), row.size(), bitmap.m_offset + place * bitmap.m_stride);
+            goOn = writer.Write(row.data(), row.size());
+        }
+    });
+}

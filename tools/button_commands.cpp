@@ -1,0 +1,137 @@
+// nvqscan buttons and press.
+
+#include <condition_variable>
+#include <deque>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include <CLI/CLI.hpp>
+
+#include "platform/shell.h"
+#include "service/device_registry.h"
+#include "service/text.h"
+#include "simulator/panel.h"
+#include "tools/command.h"
+#include "tools/console.h"
+#include "tools/simulated_device.h"
+
+namespace {
+
+// ---- buttons
+
+struct ButtonOptions {
+    std::string m_device;
+    std::string m_command;
+    int m_count = 0;
+};
+
+// From the service's thread to the program's own.
+class CEventQueue {
+  public:
+    void Put(const ScanEvent& event) {
+        const std::lock_guard guard(m_lock);
+        m_events.push_back(event);
+        m_changed.notify_one();
+    }
+    // Nothing when the user interrupts.
+    std::optional<ScanEvent> Take() {
+        constexpr std::chrono::milliseconds kLookInterval(100);
+
+        std::unique_lock guard(m_lock);
+        // A signal can't notify.
+        while (m_events.empty()) {
+            if (WasInterrupted())
+                return std::nullopt;
+            m_changed.wait_for(guard, kLookInterval);
+        }
+        ScanEvent event = m_events.front();
+        m_events.pop_front();
+        return event;
+    }
+
+  private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::deque<ScanEvent> m_events;
+};
+
+void Execute(const std::string& command, const ScanEvent& event) {
+    const std::pair<std::string, std::string> variables[] = {
+        {"NVQ_EVENT", event.name},
+        {"NVQ_EVENT_ID", GuidText(event.guid)},
+        // Its number: the backslash of an identifier is one too many for a shell.
+        {"NVQ_DEVICE", event.device.substr(event.device.rfind('\\') + 1)},
+    };
+    if (const int code = RunShellCommand(command, variables); code != 0)
+        Complain(command + ": ended with " + std::to_string(code), code);
+}
+
+int WaitForButtons(const ButtonOptions& options) {
+    CatchInterrupts();
+    CEventQueue events;
+    CScanSubscription subscription;
+    ScanStatus status = MakeClient().Subscribe(
+        options.m_device, [&events](const ScanEvent& event) { events.Put(event); }, subscription);
+    if (!status.Ok())
+        return Complain(status);
+    for (int told = 0; options.m_count == 0 || told < options.m_count; ++told) {
+        const auto event = events.Take();
+        if (!event)
+            break;
+        std::cout << event->name << "  " << GuidText(event->guid) << std::endl;
+        if (!options.m_command.empty())
+            Execute(options.m_command, *event);
+    }
+    subscription.End();
+    const bool isCancelled = options.m_count != 0 && WasInterrupted();
+    return isCancelled ? Complain("cancelled", kExitCancelled) : kExitDone;
+}
+
+// ---- press
+
+struct PressOptions {
+    unsigned m_button = 0;
+    std::string m_device;
+};
+
+int Press(const PressOptions& options) {
+    std::vector<InstalledDevice> devices;
+    ScanStatus status = ListInstalled(devices);
+    InstalledDevice device;
+    if (status.Ok())
+        status = FindInstalled(devices, options.m_device, device);
+    std::string folder;
+    if (status.Ok())
+        status = SimulatedFolderOf(device, folder);
+    if (!status.Ok())
+        return Complain(status);
+    std::string error;
+    if (!PressButton(folder, options.m_button, &error))
+        return Complain(error, kExitFailed);
+    return kExitDone;
+}
+
+}  // namespace
+
+void AddButtonCommands(CLI::App& app, CCommandList& commands) {
+    const auto buttons = std::make_shared<ButtonOptions>();
+    CLI::App* wait = app.add_subcommand("buttons", "Wait for a scanner's buttons and tell them");
+    wait->add_option("DEVICE", buttons->m_device,
+                     "Its number, name, identifier or port (the first scanner)");
+    wait->add_option("--exec", buttons->m_command,
+                     "Command for the shell at each press. NVQ_EVENT is the event's name, "
+                     "NVQ_EVENT_ID its identifier, NVQ_DEVICE the scanner's number");
+    wait->add_option("--count", buttons->m_count, "End behind so many; 0: on Ctrl-C")
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
+    commands.push_back({wait, [buttons] { return WaitForButtons(*buttons); }});
+
+    const auto press = std::make_shared<PressOptions>();
+    CLI::App* sub = app.add_subcommand("press", "Press a button of a simulated scanner");
+    sub->add_option("N", press->m_button, "Button, counted from 1")->required();
+    sub->add_option("DEVICE", press->m_device,
+                    "Its number, name, identifier or port (the first scanner)");
+    commands.push_back({sub, [press] { return Press(*press); }});
+}

@@ -1,0 +1,193 @@
+// nvqscan devices, install, uninstall.
+
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "platform/sti.h"
+#include "service/text.h"
+#include "tools/choice_option.h"
+#include "tools/command.h"
+#include "tools/json_text.h"
+#include "tools/simulated_device.h"
+#include "tools/text_table.h"
+
+namespace {
+
+// ---- devices
+
+struct ListOptions {
+    bool m_isJson = false;
+    bool m_isNames = false;
+};
+
+void PrintDevices(const std::vector<ScanDeviceInfo>& devices) {
+    std::vector<std::vector<std::string>> rows = {{"NUMBER", "NAME", "MAKER", "PORT", "DRIVER"}};
+    for (const ScanDeviceInfo& device : devices)
+        rows.push_back(
+            {device.number, device.name, device.vendor, device.port, device.driverModule});
+    PrintColumns(std::cout, rows);
+    for (const ScanDeviceInfo& device : devices) {
+        if (!device.fault.empty())
+            std::cout << device.number << " can't be used: " << device.fault << '\n';
+    }
+}
+
+CJson JsonOf(const ScanDeviceInfo& device) {
+    return {{"number", device.number}, {"id", device.id},     {"name", device.name},
+            {"vendor", device.vendor}, {"port", device.port}, {"driver", device.driverModule},
+            {"fault", device.fault}};
+}
+
+// For the shell's completion: what is there, one name a line, and nothing is installed for it.
+int PrintNames() {
+    std::vector<InstalledDevice> devices;
+    if (const ScanStatus status = ListInstalled(devices); !status.Ok())
+        return Complain(status);
+    for (const InstalledDevice& device : devices)
+        std::cout << device.number << '\n' << device.name << '\n';
+    return kExitDone;
+}
+
+int ListDevices(const ListOptions& options) {
+    if (options.m_isNames)
+        return PrintNames();
+    std::vector<ScanDeviceInfo> devices;
+    if (const ScanStatus status = MakeClient().ListDevices(devices); !status.Ok())
+        return Complain(status);
+    if (!options.m_isJson) {
+        PrintDevices(devices);
+        return kExitDone;
+    }
+    CJson list = CJson::array();
+    for (const ScanDeviceInfo& device : devices)
+        list.push_back(JsonOf(device));
+    PrintJson(std::cout, {{"devices", list}});
+    return kExitDone;
+}
+
+// ---- install and uninstall
+
+enum class EEvents { Pipe, Poll, None };
+
+struct InstallCommand {
+    InstallOptions m_install;
+    std::string m_model;
+    std::string m_toolkitClass;
+    EEvents m_events = EEvents::Pipe;
+    CLI::Option* m_eventsOption = nullptr;
+};
+
+const std::map<std::string, DWORD> kIoTypes = {
+    {"usb", 1}, {"parallel", 2}, {"scsi", 3}, {"dot4", 4}, {"network", 5}};
+const std::map<std::string, DWORD> kSubTypes = {
+    {"index", kButtonByIndex}, {"signal", 2}, {"mask", kButtonByMask}, {"value", 4}};
+const std::map<std::string, EEvents> kEvents = {
+    {"pipe", EEvents::Pipe}, {"poll", EEvents::Poll}, {"none", EEvents::None}};
+
+constexpr DWORD CapabilitiesFor(EEvents events) {
+    return events == EEvents::None   ? 0
+           : events == EEvents::Pipe ? STI_GENCAP_NOTIFICATIONS
+                                     : STI_GENCAP_NOTIFICATIONS | STI_GENCAP_POLLING_NEEDED;
+}
+
+// Makes the folder of a simulated device, and has the installation go by what it is.
+ScanStatus Simulate(InstallCommand& command) {
+    CSimulatedButtons buttons;
+    buttons.m_subType = command.m_install.subType;
+    if (command.m_eventsOption->count() > 0)
+        buttons.m_isPolled = command.m_events == EEvents::Poll;
+    CSimulatedScanner scanner;
+    ScanStatus status = MakeSimulatedScanner(command.m_model, buttons, scanner);
+    if (!status.Ok())
+        return status;
+    command.m_install.port = scanner.m_port;
+    if (command.m_install.name.empty())
+        command.m_install.name = "Simulated scanner " + scanner.m_name;
+    if (command.m_eventsOption->count() == 0 && scanner.m_isPolled)
+        command.m_events = EEvents::Poll;
+    if (command.m_install.events.size() > scanner.m_buttons)
+        command.m_install.events.resize(scanner.m_buttons);
+    return status;
+}
+
+int Install(InstallCommand& command) {
+    InstallOptions& install = command.m_install;
+    if (!command.m_toolkitClass.empty()) {
+        CLSID clsid = GUID_NULL;
+        if (!GuidFromText(command.m_toolkitClass, clsid))
+            return Complain(command.m_toolkitClass + " is no class identifier", kExitUsage);
+        install.toolkitClass = clsid;
+    }
+    if (install.port.empty()) {
+        if (const ScanStatus status = Simulate(command); !status.Ok())
+            return Complain(status);
+    } else if (!command.m_model.empty()) {
+        return Complain("--model is for a simulated scanner, which brings its own port",
+                        kExitUsage);
+    }
+    if (install.name.empty())
+        install.name = "Scanner at " + install.port;
+    install.capabilities = CapabilitiesFor(command.m_events);
+    InstalledDevice device;
+    if (const ScanStatus status = InstallDevice(install, &device); !status.Ok())
+        return Complain(status);
+    std::cout << device.number << "  " << device.name << " at " << device.port << '\n';
+    return kExitDone;
+}
+
+int Uninstall(const std::string& which) {
+    const ScanStatus status = UninstallDevice(which);
+    return status.Ok() ? kExitDone : Complain(status);
+}
+
+void AddInstall(CLI::App& app, CCommandList& commands) {
+    const auto command = std::make_shared<InstallCommand>();
+    InstallOptions& install = command->m_install;
+    CLI::App* sub = app.add_subcommand(
+        "install", "Install a scanner: at a port, or without one a simulated scanner");
+    sub->add_option("--name", install.name, "Its name");
+    sub->add_option("--vendor", install.vendor, "Its maker")->capture_default_str();
+    sub->add_option("--port", install.port, "Under which the driver opens it");
+    sub->add_option("--model", command->m_model, "Of a simulated scanner, such as SIM300A");
+    sub->add_option("--driver", install.driverModule, "Module of the driver")
+        ->capture_default_str();
+    sub->add_option("--toolkit", install.toolkitModule, "Module that speaks to the device")
+        ->capture_default_str();
+    sub->add_option("--toolkit-class", command->m_toolkitClass,
+                    "Which of that module's classes, if it has several");
+    TakesWordOf(sub->add_option("--io", install.ioType, "usb, parallel, scsi, dot4 or network"),
+                kIoTypes);
+    sub->add_option("--network-id", install.networkDeviceId, "Of a device in the network");
+    sub->add_option("--model-string", install.model,
+                    "Model, if the driver isn't to ask the device");
+    command->m_eventsOption =
+        TakesWordOf(sub->add_option("--events", command->m_events,
+                                    "How presses of buttons come: pipe, poll or none"),
+                    kEvents);
+    TakesWordOf(sub->add_option("--sub-type", install.subType,
+                                "What a press says through the pipe: index, signal, mask or value"),
+                kSubTypes);
+    sub->add_flag("--instant-lamp", install.instantLamp, "Its lamp needs no warm-up");
+    commands.push_back({sub, [command] { return Install(*command); }});
+}
+
+}  // namespace
+
+void AddDeviceCommands(CLI::App& app, CCommandList& commands) {
+    const auto list = std::make_shared<ListOptions>();
+    CLI::App* devices = app.add_subcommand("devices", "List the scanners that are installed");
+    devices->add_flag("--json", list->m_isJson, "For programs");
+    devices->add_flag("--names", list->m_isNames, "Numbers and names alone, one a line");
+    commands.push_back({devices, [list] { return ListDevices(*list); }});
+
+    AddInstall(app, commands);
+
+    const auto which = std::make_shared<std::string>();
+    CLI::App* uninstall = app.add_subcommand("uninstall", "Remove a scanner");
+    uninstall->add_option("DEVICE", *which, "Its number, name, identifier or port")->required();
+    commands.push_back({uninstall, [which] { return Uninstall(*which); }});
+}

@@ -1,0 +1,187 @@
+// nvqscan log.
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <span>
+
+#include <CLI/CLI.hpp>
+
+#include "diag/log.h"
+#include "service/install.h"
+#include "service/registry_key.h"
+#include "service/text.h"
+#include "tools/command.h"
+#include "tools/text_table.h"
+
+namespace {
+
+struct CBitRow {
+    const char* name;
+    DWORD bits;
+    const char* text;
+};
+constexpr CBitRow kLevels[] = {
+    {"errors", kLogError, "what went wrong"},
+    {"information", kLogGeneral | kLogInformation, "what the driver does"},
+    {"calls", kLogGeneral | kLogCalls, "entry and exit of functions"},
+    {"dumps", kLogGeneral | kLogDumps, "records, field by field"},
+    {"other", kLogGeneral | kLogOther, "messages of no level of their own"},
+};
+constexpr CBitRow kDestinations[] = {
+    {"file", kLogToFile, "a text file"},
+    {"debugger", kLogToDebugger, "standard error"},
+    {"sink", kLogToSink, "the log component, if one is registered"},
+};
+constexpr DWORD kDefaultLevels = kLogError | kLogGeneral | kLogInformation | kLogCalls;
+
+struct LogOptions {
+    std::string m_action;
+    std::vector<std::string> m_levels;
+    std::string m_file;
+    std::vector<std::string> m_destinations;
+};
+
+struct LogSettings {
+    DWORD m_isEnabled = 0;
+    DWORD m_level = kLogError | kLogInformation;
+    DWORD m_destination = 0;
+    std::string m_file;
+};
+
+std::string KeyPath() {
+    return "Software\\Norvane\\Lumetra\\Ostrel\\" + GuidText(kDriverClass);
+}
+
+std::vector<std::string> NamesOf(std::span<const CBitRow> rows) {
+    std::vector<std::string> names;
+    for (const CBitRow& row : rows)
+        names.emplace_back(row.name);
+    return names;
+}
+
+DWORD BitsOf(std::span<const CBitRow> rows, const std::vector<std::string>& names) {
+    DWORD bits = 0;
+    for (const CBitRow& row : rows) {
+        if (std::find(names.begin(), names.end(), row.name) != names.end())
+            bits |= row.bits;
+    }
+    return bits;
+}
+
+std::string NamesIn(std::span<const CBitRow> rows, DWORD bits) {
+    std::string names;
+    for (const CBitRow& row : rows) {
+        if ((bits & row.bits) == row.bits)
+            names += (names.empty() ? "" : ", ") + std::string(row.name);
+    }
+    return names.empty() ? "none" : names;
+}
+
+// Where the driver writes when no file is named.
+std::string DefaultFile() {
+    std::error_code ignored;
+    return (std::filesystem::temp_directory_path(ignored) / "ostrel.log").string();
+}
+
+LogSettings ReadSettings() {
+    LogSettings settings;
+    CRegistryKey key;
+    if (key.Open(HKEY_LOCAL_MACHINE, KeyPath()) != ERROR_SUCCESS)
+        return settings;
+    settings.m_isEnabled = key.ReadNumber("LogEnabled").value_or(settings.m_isEnabled);
+    settings.m_level = key.ReadNumber("LogLevel").value_or(settings.m_level);
+    settings.m_destination = key.ReadNumber("LogDestination").value_or(settings.m_destination);
+    settings.m_file = key.ReadText("LogFile").value_or("");
+    return settings;
+}
+
+LONG WriteSettings(const LogSettings& settings) {
+    CRegistryKey key;
+    LONG error = key.Create(HKEY_LOCAL_MACHINE, KeyPath());
+    if (error == ERROR_SUCCESS)
+        error = key.WriteNumber("LogEnabled", settings.m_isEnabled);
+    if (error == ERROR_SUCCESS)
+        error = key.WriteNumber("LogLevel", settings.m_level);
+    if (error == ERROR_SUCCESS)
+        error = key.WriteNumber("LogDestination", settings.m_destination);
+    if (error == ERROR_SUCCESS && !settings.m_file.empty())
+        error = key.WriteText("LogFile", settings.m_file);
+    return error;
+}
+
+void Show(const LogSettings& settings) {
+    std::vector<std::vector<std::string>> rows = {
+        {"Logging:", settings.m_isEnabled != 0 ? "on" : "off"},
+        {"Levels:", NamesIn(kLevels, settings.m_level)},
+        {"To:", NamesIn(kDestinations, settings.m_destination)}};
+    if ((settings.m_destination & kLogToFile) != 0)
+        rows.push_back({"File:", settings.m_file.empty() ? DefaultFile() : settings.m_file});
+    PrintColumns(std::cout, rows);
+}
+
+// Brings in what the command line says. False with a line in `error`.
+bool Change(const LogOptions& options, LogSettings& settings, std::string* error) {
+    const bool isOn = options.m_action == "on";
+    if (isOn || options.m_action == "off")
+        settings.m_isEnabled = isOn ? 1 : 0;
+    if (!options.m_levels.empty())
+        settings.m_level = BitsOf(kLevels, options.m_levels);
+    else if (isOn && (settings.m_level & kLogGeneral) == 0)
+        settings.m_level = kDefaultLevels;
+    if (!options.m_destinations.empty())
+        settings.m_destination = BitsOf(kDestinations, options.m_destinations);
+    if (!options.m_file.empty()) {
+        settings.m_file = std::filesystem::absolute(options.m_file).lexically_normal().string();
+        settings.m_destination |= kLogToFile;
+        if (settings.m_file.size() >= MAX_PATH) {
+            *error = "--file " + options.m_file + ": is longer than " +
+                     std::to_string(MAX_PATH - 1) + " bytes";
+            return false;
+        }
+    }
+    if (isOn && settings.m_destination == 0)
+        settings.m_destination = kLogToFile;
+    return true;
+}
+
+int Run(const LogOptions& options) {
+    LogSettings settings = ReadSettings();
+    const bool isChange = options.m_action == "on" || options.m_action == "off" ||
+                          !options.m_levels.empty() || !options.m_destinations.empty() ||
+                          !options.m_file.empty();
+    if (isChange) {
+        std::string error;
+        if (!Change(options, settings, &error))
+            return Complain(error, kExitUsage);
+        if (const LONG failure = WriteSettings(settings); failure != ERROR_SUCCESS)
+            return Complain(StatusOf(ResultFromError(failure), "the registry"));
+    }
+    Show(settings);
+    return kExitDone;
+}
+
+std::string Described(const char* what, std::span<const CBitRow> rows) {
+    std::string text = what;
+    for (const CBitRow& row : rows)
+        text += std::string(&row == rows.data() ? " " : "; ") + row.name + " (" + row.text + ')';
+    return text;
+}
+
+}  // namespace
+
+void AddLogCommand(CLI::App& app, CCommandList& commands) {
+    const auto options = std::make_shared<LogOptions>();
+    CLI::App* sub =
+        app.add_subcommand("log", "Turn the driver's log on and off, and show its state");
+    sub->add_option("ACTION", options->m_action, "on, off or show (show)")
+        ->check(CLI::IsMember({"on", "off", "show"}));
+    sub->add_option("--level", options->m_levels, Described("What to log:", kLevels))
+        ->check(CLI::IsMember(NamesOf(kLevels)));
+    sub->add_option("--file", options->m_file, "Where the text goes");
+    sub->add_option("--to", options->m_destinations, Described("Where to:", kDestinations))
+        ->check(CLI::IsMember(NamesOf(kDestinations)));
+    commands.push_back({sub, [options] { return Run(*options); }});
+}

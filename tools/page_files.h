@@ -1,0 +1,68 @@
+// The pages of a scan, on their way to files.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "pictures/picture_writer.h"
+#include "service/scan_sink.h"
+#include "tools/scan_progress.h"
+
+// "page-%03d.png" stands for page-001.png and so on: one '%d', with a width if wanted; "%%" is a
+// '%'. A name without is a single file.
+class CPageName {
+  public:
+    explicit CPageName(std::string pattern);
+
+    bool IsNumbered() const { return m_isNumbered; }
+    // A '%' that means nothing.
+    bool IsFaulty() const { return m_isFaulty; }
+    std::string ForPage(int page) const;
+
+  private:
+    std::string m_before;
+    std::string m_after;
+    std::size_t m_width = 0;
+    bool m_isNumbered = false;
+    bool m_isFaulty = false;
+};
+
+// Writes each page as its rows come. A numbered page appears when it is whole; a file of several
+// pages at the end of the job.
+class CPageFiles final : public IScanSink {
+  public:
+    CPageFiles(CPageName name, CScanProgress& progress)
+        : m_name(std::move(name)), m_progress(progress) {}
+    ~CPageFiles() override;
+
+    bool BeginPage(const ScanPage& page) override;
+    bool Rows(const BYTE* rows, LONG count) override;
+    bool EndPage(const ScanPage& page) override;
+    bool Progress(int page, int percent) override;
+    std::string PageFile(int page) override;
+
+    // The end of the job. Of a job that broke off, the whole pages stay; of one that was cancelled,
+    // no file of several pages does.
+    bool Finish(bool isCancelled);
+    // What failed here: one line, with the file's name. Empty if nothing did.
+    const std::string& Error() const { return m_error; }
+    // Whole pages in the file of several pages.
+    int PagesKept() const { return m_keptPages; }
+
+  private:
+    bool Open(int page);
+    bool Take(bool done);
+    void TellPage(int page);
+
+    const CPageName m_name;
+    CScanProgress& m_progress;
+    std::string m_path;         // of the present file
+    std::string m_passingFile;  // of the file medium
+    std::unique_ptr<CPictureWriter> m_writer;
+    BITMAPINFOHEADER m_info = {};
+    std::size_t m_stride = 0;
+    bool m_inPage = false;
+    int m_keptPages = 0;
+    std::string m_error;
+};

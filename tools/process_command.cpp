@@ -1,0 +1,136 @@
+// nvqscan process and sample: pictures through the imaging engine, without a scanner.
+
+#include <iostream>
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "diag/log.h"
+#include "engine/engine.h"
+#include "pictures/picture_writer.h"
+#include "pictures/sample_picture.h"
+#include "service/install.h"
+#include "tools/attribute_writes.h"
+#include "tools/command.h"
+#include "tools/console.h"
+#include "tools/model_item.h"
+#include "tools/process_run.h"
+
+namespace {
+
+struct ProcessOptions {
+    CProcessJob m_job;
+    bool m_listAttributes = false;
+    bool m_listProperties = false;
+};
+
+int ListTables(const ProcessOptions& options) {
+    CModelItem item;
+    if (options.m_listProperties)
+        item.List(std::cout);
+    if (options.m_listAttributes) {
+        CQLEngine engine;
+        engine.Init();
+        engine.ReadItemSettings(&item);
+        ListAttributes(engine, std::cout);
+    }
+    return 0;
+}
+
+int Process(ProcessOptions& options) {
+    CProcessJob& job = options.m_job;
+    if (options.m_listAttributes || options.m_listProperties)
+        return ListTables(options);
+    if (job.m_input.empty() || job.m_output.empty())
+        return Complain("process needs a picture and -o FILE (see nvqscan process --help)",
+                        kExitUsage);
+    CatchInterrupts();
+    CLogConfig::Acquire(kDriverClass);
+    std::string error;
+    CProcessResult result;
+    {
+        CProgressLine progress(job.m_input);
+        job.m_progress = [&progress](unsigned percent) { progress.Show(percent); };
+        job.m_cancelled = WasInterrupted;
+        result = RunProcess(job, &error);
+    }
+    CLogConfig::Release();
+    if (result == CProcessResult::Done)
+        return 0;
+    return Complain(result == CProcessResult::Cancelled ? "cancelled" : error,
+                    static_cast<int>(result));
+}
+
+int Sample(CSampleJob& job) {
+    std::string error;
+    const auto writer = CreatePictureWriter(job.m_output, &error);
+    if (!writer)
+        return Complain(job.m_output + ": " + error, kExitUsage);
+    CatchInterrupts();
+    job.m_cancelled = WasInterrupted;
+    if (WriteSamplePicture(job, *writer))
+        return 0;
+    return writer->Error().empty() ? Complain("cancelled", kExitCancelled)
+                                   : Complain(job.m_output + ": " + writer->Error(), kExitFailed);
+}
+
+CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
+    CProcessJob& job = options.m_job;
+    CLI::App* process = app.add_subcommand("process", "Run a picture through the imaging engine");
+    process->add_option("IN", job.m_input, "Picture: bitmap, PNG, TIFF, JPEG or PNM file");
+    process->add_option("-o,--output", job.m_output, "Result: .bmp, .png or .tif file");
+    process
+        ->add_option("--property", job.m_properties,
+                     "NAME_OR_ID=VALUE: a property of the scan item, by its shown name or id")
+        ->take_all()
+        ->allow_extra_args(false);
+    process
+        ->add_option("--set", job.m_attributes,
+                     "NAME=VALUE: an attribute of the engine, by name or number, written after "
+                     "the properties were read")
+        ->take_all()
+        ->allow_extra_args(false);
+    CLI::Option* fromFile = process->add_flag(
+        "--from-file", job.m_fromFile, "Let the engine read the file itself instead of feeding it");
+    process->add_flag("--analyse", job.m_analyse, "Run an analysis pass first")->needs(fromFile);
+    process->add_flag(
+        "--encoded", job.m_encoded,
+        "The picture is encoded for screens, as photographs are; a scanner's samples are "
+        "linear light");
+    process->add_option("--band", job.m_bandLines, "Lines fed at a time")
+        ->check(CLI::Range(1, 4096))
+        ->capture_default_str();
+    process->add_flag("--list-attributes", options.m_listAttributes,
+                      "List all attributes with kind, value and what is allowed");
+    process->add_flag("--list-properties", options.m_listProperties,
+                      "List all properties with value and what is allowed");
+    return process;
+}
+
+CLI::App* AddSample(CLI::App& app, CSampleJob& job) {
+    CLI::App* sample = app.add_subcommand("sample", "Write a sample picture to work with");
+    sample->add_option("-o,--output", job.m_output, "File to write: .bmp, .png or .tif")
+        ->required();
+    sample->add_option("--width", job.m_width, "Pixels")
+        ->check(CLI::Range(1, 100000))
+        ->capture_default_str();
+    sample->add_option("--height", job.m_height, "Lines")
+        ->check(CLI::Range(1, 1000000))
+        ->capture_default_str();
+    sample->add_option("--dpi", job.m_dpi, "Dots per inch")
+        ->check(CLI::Range(1, 100000))
+        ->capture_default_str();
+    sample->add_flag("--gray", job.m_gray, "8-bit gray instead of 24-bit colour");
+    sample->add_flag("--encoded", job.m_encoded,
+                     "As screens show it, instead of the linear light that a scanner measures");
+    return sample;
+}
+
+}  // namespace
+
+void AddProcessCommands(CLI::App& app, CCommandList& commands) {
+    const auto options = std::make_shared<ProcessOptions>();
+    commands.push_back({AddProcess(app, *options), [options] { return Process(*options); }});
+    const auto job = std::make_shared<CSampleJob>();
+    commands.push_back({AddSample(app, *job), [job] { return Sample(*job); }});
+}

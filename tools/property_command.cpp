@@ -1,0 +1,230 @@
+// nvqscan properties.
+
+#include <iostream>
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "service/text.h"
+#include "tools/command.h"
+#include "tools/device_properties.h"
+#include "tools/json_text.h"
+#include "tools/property_text.h"
+#include "tools/text_table.h"
+
+namespace {
+
+struct PropertyOptions {
+    std::string m_device;
+    std::vector<std::string> m_sets;
+    bool m_isOneByOne = false;
+    bool m_isJson = false;
+};
+
+// A write and what came of it.
+struct CWriteResult {
+    CItemWrite m_write;
+    ScanStatus m_status;
+    std::vector<CPropertyChange> m_changes;
+};
+
+// ---- For programs
+
+CJson JsonOf(const PropertyValue& value) {
+    if (const LONG* number = std::get_if<LONG>(&value))
+        return *number;
+    if (const std::string* text = std::get_if<std::string>(&value))
+        return *text;
+    if (const GUID* guid = std::get_if<GUID>(&value))
+        return GuidText(*guid);
+    const auto* bytes = std::get_if<std::vector<BYTE>>(&value);
+    return bytes ? CJson(HexText(*bytes)) : CJson(nullptr);
+}
+
+CJson JsonOf(const ValidValues& valid) {
+    switch (valid.kind) {
+        case ValidKind::Range:
+            return {{"kind", "range"},
+                    {"min", valid.min},
+                    {"max", valid.max},
+                    {"step", valid.step},
+                    {"nominal", JsonOf(valid.nominal)}};
+        case ValidKind::List: {
+            CJson values = CJson::array();
+            for (const PropertyValue& value : valid.list)
+                values.push_back(JsonOf(value));
+            return {{"kind", "list"}, {"values", values}, {"nominal", JsonOf(valid.nominal)}};
+        }
+        case ValidKind::Flags:
+            return {{"kind", "flags"}, {"bits", valid.bits}, {"nominal", JsonOf(valid.nominal)}};
+        case ValidKind::Anything:
+            break;
+    }
+    return {{"kind", "any"}};
+}
+
+const char* TypeName(VARTYPE type) {
+    switch (type) {
+        case VT_I4:
+            return "long";
+        case VT_BSTR:
+            return "text";
+        case VT_CLSID:
+            return "guid";
+        case VT_VECTOR | VT_UI1:
+            return "bytes";
+        default:
+            return "none";
+    }
+}
+
+CJson JsonOf(const ScanProperty& property) {
+    return {{"id", property.id},
+            {"name", property.name},
+            {"type", TypeName(property.type)},
+            {"access", property.IsWritable() ? "read-write" : "read"},
+            {"value", JsonOf(property.value)},
+            {"valid", JsonOf(property.valid)}};
+}
+
+CJson JsonOf(const CWriteResult& result) {
+    CJson changes = CJson::array();
+    for (const CPropertyChange& change : result.m_changes)
+        changes.push_back({{"item", change.m_item},
+                           {"id", change.m_after.id},
+                           {"name", change.m_after.name},
+                           {"before", JsonOf(change.m_before.value)},
+                           {"after", JsonOf(change.m_after.value)}});
+    return {{"write", result.m_write.m_words},
+            {"result", static_cast<ULONG>(result.m_status.code)},
+            {"text", result.m_status.text},
+            {"changes", changes}};
+}
+
+void PrintAsJson(const CDeviceProperties& properties, const std::vector<CWriteResult>& results) {
+    CJson items = CJson::array();
+    for (const CItemState& item : properties.Items()) {
+        CJson list = CJson::array();
+        for (const ScanProperty& property : item.m_properties)
+            list.push_back(JsonOf(property));
+        items.push_back(
+            {{"name", item.m_item.name}, {"fullName", item.m_item.fullName}, {"properties", list}});
+    }
+    CJson all = {{"items", items}};
+    if (!results.empty()) {
+        CJson writes = CJson::array();
+        for (const CWriteResult& result : results)
+            writes.push_back(JsonOf(result));
+        all["writes"] = writes;
+    }
+    PrintJson(std::cout, all);
+}
+
+// ---- For people
+
+void PrintChanges(const std::vector<CWriteResult>& results) {
+    for (const CWriteResult& result : results) {
+        if (!result.m_status.Ok())
+            continue;
+        std::cout << result.m_write.m_words << (result.m_changes.empty() ? ": no change\n" : "\n");
+        std::vector<std::vector<std::string>> rows;
+        for (const CPropertyChange& change : result.m_changes) {
+            const std::string before = ValueText(change.m_before.id, change.m_before.value);
+            const std::string after = ValueText(change.m_after.id, change.m_after.value);
+            std::string shown = after;
+            if (change.m_before.value != change.m_after.value)
+                shown.insert(0, " -> ").insert(0, before);
+            rows.push_back({change.m_after.name, shown, ValidText(change.m_after)});
+        }
+        PrintColumns(std::cout, rows, "    ");
+    }
+    if (!results.empty())
+        std::cout << '\n';
+}
+
+void PrintAsTable(const CDeviceProperties& properties) {
+    bool isFirst = true;
+    for (const CItemState& item : properties.Items()) {
+        std::cout << (isFirst ? "" : "\n") << item.m_item.name << '\n';
+        isFirst = false;
+        std::vector<std::vector<std::string>> rows;
+        for (const ScanProperty& property : item.m_properties)
+            rows.push_back({std::to_string(property.id), property.name,
+                            ValueText(property.id, property.value),
+                            property.IsWritable() ? ValidText(property) : "(read only)"});
+        PrintColumns(std::cout, rows, "  ");
+    }
+}
+
+// ---- Running
+
+// Writes until one is refused.
+ScanStatus Apply(CScanDevice& device, const std::vector<CItemWrite>& writes,
+                 CDeviceProperties& properties, std::vector<CWriteResult>& results) {
+    for (const CItemWrite& write : writes) {
+        CWriteResult result{write, device.Write(write.m_item, write.m_writes), {}};
+        CDeviceProperties now;
+        if (ScanStatus status = CDeviceProperties::Read(device, now); !status.Ok())
+            return status;
+        result.m_changes = now.ChangesSince(properties);
+        properties = std::move(now);
+        results.push_back(std::move(result));
+        if (!results.back().m_status.Ok())
+            break;
+    }
+    return {};
+}
+
+int Run(const PropertyOptions& options) {
+    CScanDevice device;
+    ScanStatus status = MakeClient().Open(options.m_device, device);
+    CDeviceProperties properties;
+    if (status.Ok())
+        status = CDeviceProperties::Read(device, properties);
+    if (!status.Ok())
+        return Complain(status);
+    std::vector<CNamedWrite> writes;
+    for (const std::string& set : options.m_sets) {
+        std::string error;
+        auto write = properties.Parse(set, &error);
+        if (!write)
+            return Complain(error, kExitUsage);
+        writes.push_back(std::move(*write));
+    }
+    std::vector<CWriteResult> results;
+    status =
+        Apply(device, options.m_isOneByOne ? OneByOne(writes) : GroupByItem(writes, properties),
+              properties, results);
+    if (!status.Ok())
+        return Complain(status);
+    int code = kExitDone;
+    if (!results.empty() && !results.back().m_status.Ok()) {
+        status = results.back().m_status;
+        status.text = results.back().m_write.m_words + " is refused: " + status.text;
+        code = Complain(status);
+    }
+    if (options.m_isJson) {
+        PrintAsJson(properties, results);
+    } else {
+        PrintChanges(results);
+        PrintAsTable(properties);
+    }
+    return code;
+}
+
+}  // namespace
+
+void AddPropertyCommands(CLI::App& app, CCommandList& commands) {
+    const auto options = std::make_shared<PropertyOptions>();
+    CLI::App* sub = app.add_subcommand("properties", "Show and try a scanner's properties");
+    sub->add_option("DEVICE", options->m_device,
+                    "Its number, name, identifier or port (the first scanner)");
+    sub->add_option("--set", options->m_sets,
+                    "NAME=VALUE: write it first, by its shown name or id; all of an item in one "
+                    "write")
+        ->take_all()
+        ->allow_extra_args(false);
+    sub->add_flag("--one-by-one", options->m_isOneByOne, "Write one after the other");
+    sub->add_flag("--json", options->m_isJson, "For programs");
+    commands.push_back({sub, [options] { return Run(*options); }});
+}

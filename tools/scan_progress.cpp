@@ -1,0 +1,72 @@
+#include "tools/scan_progress.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+
+#include "platform/terminal.h"
+
+CScanProgress::CScanProgress(bool isQuiet)
+    : m_isQuiet(isQuiet), m_hasBar(!isQuiet && IsErrorTerminal()) {}
+
+CScanProgress::~CScanProgress() {
+    Wipe();
+}
+
+void CScanProgress::Begin(int page) {
+    m_begin = CClock::now();
+    m_lastShown = {};
+    m_bytes = 0;
+    Show(page, 0);
+}
+
+void CScanProgress::Show(int page, int percent) {
+    constexpr std::chrono::milliseconds kInterval(100);
+
+    const CClock::time_point now = CClock::now();
+    if (!m_hasBar || (now - m_lastShown < kInterval && percent < 100))
+        return;
+    m_lastShown = now;
+    const std::chrono::duration<double> spent = now - m_begin;
+    std::fprintf(stderr, "\r\033[K%s", ProgressText(page, percent, m_bytes, spent.count()).c_str());
+    std::fflush(stderr);
+    m_isShown = true;
+}
+
+void CScanProgress::EndPage(const std::string& line) {
+    Wipe();
+    if (!m_isQuiet)
+        std::cout << line << std::endl;
+}
+
+void CScanProgress::Wipe() {
+    if (m_isShown)
+        std::fputs("\r\033[K", stderr);
+    m_isShown = false;
+}
+
+std::string ProgressText(int page, int percent, std::int64_t bytes, double seconds) {
+    constexpr int kCells = 20;
+    constexpr double kMegabyte = 1e6;
+    constexpr int kMinute = 60;
+
+    percent = std::clamp(percent, 0, 100);
+    const int filled = percent * kCells / 100;
+    std::string text = "page " + std::to_string(page) + " [" +
+                       std::string(static_cast<std::size_t>(filled), '#') +
+                       std::string(static_cast<std::size_t>(kCells - filled), '-') + "] " +
+                       std::to_string(percent) + " %";
+    char part[64];
+    if (seconds > 0 && bytes > 0) {
+        std::snprintf(part, sizeof(part), "  %.1f MB/s",
+                      static_cast<double>(bytes) / seconds / kMegabyte);
+        text += part;
+    }
+    if (percent > 0 && percent < 100) {
+        const int left = static_cast<int>(std::lround(seconds * (100 - percent) / percent));
+        std::snprintf(part, sizeof(part), "  %d:%02d left", left / kMinute, left % kMinute);
+        text += part;
+    }
+    return text;
+}
