@@ -100,6 +100,12 @@ std::unique_ptr<CQLStage> MakeInvert(QLAttribTree* tree) {
     return stage;
 }
 
+std::unique_ptr<CQLStage> MakeSaturation(QLAttribTree* tree) {
+    auto stage = std::make_unique<CSaturationStage>(tree);
+    stage->SetAttrib(QL_ATTR_SATURATION, ToFixed(1.3));
+    return stage;
+}
+
 std::unique_ptr<CQLStage> MakeOutputConvert(QLAttribTree* tree) {
     auto stage = std::make_unique<COutputConvertStage>(tree);
     stage->SetTargetLayout(QL_LAYOUT_BITMAP_ROWS);
@@ -131,6 +137,7 @@ constexpr Row kRows[] = {
     {"DeviceMatrix/Color16", Make<CDeviceMatrixStage>, QL_PIXEL_RGB16},
     {"DeviceMatrix/Color16Fading", Make<CDeviceMatrixStage>, QL_PIXEL_RGB16, QL_OUTPUT_COLOR, false,
      true},
+    {"Saturation/Color16", MakeSaturation, QL_PIXEL_RGB16},
     {"TmaMatrix/Color16", Make<CTmaMatrixStage>, QL_PIXEL_RGB16},
     {"OutputFormat/ToGray", Make<COutputFormatStage>, QL_PIXEL_RGB16, QL_OUTPUT_GRAY},
     {"Invert/Color16", MakeInvert, QL_PIXEL_RGB16},
