@@ -14,27 +14,6 @@ constexpr DWORD kModeData = 2;  // the device is opened for data
 CDeviceControl::CDeviceControl(const std::string& port, Notice notice)
     : m_port(WideFromText(port)), m_notice(std::move(notice)) {}
 
-HRESULT CDeviceControl::QueryInterface(REFIID iid, void** object) {
-    if (!object)
-        return E_POINTER;
-    *object = iid == IID_IUnknown || iid == IID_IStiDeviceControl ? this : nullptr;
-    if (!*object)
-        return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-ULONG CDeviceControl::AddRef() {
-    return ++m_refs;
-}
-
-ULONG CDeviceControl::Release() {
-    const ULONG left = --m_refs;
-    if (left == 0)
-        delete this;
-    return left;
-}
-
 HRESULT CDeviceControl::GetLastError(DWORD* error) {
     if (!error)
         return E_INVALIDARG;

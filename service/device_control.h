@@ -1,20 +1,16 @@
 // What the service tells a driver about its device.
 #pragma once
 
-#include <atomic>
 #include <string>
 
 #include "platform/sti.h"
+#include "service/counted.h"
 #include "service/install.h"
 
 // Drivers bring their own way to the device, so there is no data path here.
-class CDeviceControl final : public IStiDeviceControl {
+class CDeviceControl final : public CCounted<IStiDeviceControl, IID_IStiDeviceControl> {
   public:
     CDeviceControl(const std::string& port, Notice notice);
-
-    HRESULT QueryInterface(REFIID iid, void** object) override;
-    ULONG AddRef() override;
-    ULONG Release() override;
 
     HRESULT Initialize(DWORD, DWORD, LPCOLESTR, DWORD) override { return S_OK; }
     HRESULT RawReadData(LPVOID, DWORD*, LPVOID) override { return E_NOTIMPL; }
@@ -33,9 +29,8 @@ class CDeviceControl final : public IStiDeviceControl {
     HRESULT WriteToErrorLog(DWORD type, LPCOLESTR text, DWORD error) override;
 
   private:
-    ~CDeviceControl() = default;
+    ~CDeviceControl() override = default;
 
     const std::u16string m_port;
     const Notice m_notice;
-    std::atomic<ULONG> m_refs{1};
 };

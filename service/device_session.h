@@ -52,6 +52,8 @@ class CDeviceSession {
                         std::vector<ScanProperty>& properties);
     ScanStatus CheckWrites(const CItemContext& item, const Writes& writes) const;
     ScanStatus Validate(const CItemContext& item, const Writes& writes);
+    ScanStatus Apply(const std::string& item, const Writes& writes,
+                     std::vector<ScanProperty>* made);
     ScanStatus ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
                         IScanSink& sink);
     int PagesWanted(int pages) const;

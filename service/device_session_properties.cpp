@@ -101,33 +101,21 @@ ScanStatus CDeviceSession::Read(const std::string& item, const std::vector<PROPI
     return status.Ok() ? ReadFrom(*found, ids, properties) : status;
 }
 
-// A driver keeps state beside the properties, and may have changed it before it refused: the
-// validation of the old values takes it back. Whatever that changes isn't kept.
 ScanStatus CDeviceSession::Write(const std::string& item, const Writes& writes) {
-    const CCallGate::Hold hold(m_host->Gate());
-    if (!hold)
-        return StatusOf(WIA_ERROR_BUSY, Device().name);
-    ItemContextPtr found;
-    ScanStatus status = FindItem(item, found);
-    if (status.Ok())
-        status = CheckWrites(*found, writes);
-    if (!status.Ok())
-        return status;
-    CWriteFrame frame(*m_items);
-    found->Store().Write(writes);
-    status = Validate(*found, writes);
-    if (!status.Ok()) {
-        frame.Rollback();
-        static_cast<void>(Validate(*found, writes));
-        frame.Rollback();
-        return status;
-    }
-    return {};
+    return Apply(item, writes, nullptr);
 }
 
 ScanStatus CDeviceSession::Try(const std::string& item, const Writes& writes,
                                std::vector<ScanProperty>& made) {
     made.clear();
+    return Apply(item, writes, &made);
+}
+
+// With `made` nothing is kept. A driver keeps state beside the properties, and may have changed it
+// before it refused: the validation of the old values takes it back. Whatever that changes isn't
+// kept.
+ScanStatus CDeviceSession::Apply(const std::string& item, const Writes& writes,
+                                 std::vector<ScanProperty>* made) {
     const CCallGate::Hold hold(m_host->Gate());
     if (!hold)
         return StatusOf(WIA_ERROR_BUSY, Device().name);
@@ -140,8 +128,10 @@ ScanStatus CDeviceSession::Try(const std::string& item, const Writes& writes,
     CWriteFrame frame(*m_items);
     found->Store().Write(writes);
     status = Validate(*found, writes);
+    if (status.Ok() && !made)
+        return status;
     if (status.Ok())
-        made = found->Store().All();
+        *made = found->Store().All();
     frame.Rollback();
     static_cast<void>(Validate(*found, writes));
     frame.Rollback();

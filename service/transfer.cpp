@@ -134,27 +134,6 @@ ScanStatus CTransfer::Finish(const ScanStatus& driverResult) {
     return goOn ? ScanStatus{} : Cancelled();
 }
 
-HRESULT CTransfer::QueryInterface(REFIID iid, void** object) {
-    if (!object)
-        return E_POINTER;
-    *object = iid == IID_IUnknown || iid == IID_IWiaMiniDrvCallBack ? this : nullptr;
-    if (!*object)
-        return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-ULONG CTransfer::AddRef() {
-    return ++m_refs;
-}
-
-ULONG CTransfer::Release() {
-    const ULONG left = --m_refs;
-    if (left == 0)
-        delete this;
-    return left;
-}
-
 // The driver is asked to stop; what it sends from now on goes nowhere.
 HRESULT CTransfer::Reject(const char* why) {
     m_stopped = true;

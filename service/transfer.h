@@ -5,12 +5,13 @@
 
 #include "platform/com_ptr.h"
 #include "platform/wia.h"
+#include "service/counted.h"
 #include "service/page_rows.h"
 #include "service/scan_status.h"
 
 // Owns the transfer context and, on the callback medium, the buffer; it is the driver's callback. A
 // driver that keeps it beyond the transfer gets no answer but stop.
-class CTransfer final : public IWiaMiniDrvCallBack {
+class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCallBack> {
   public:
     static constexpr LONG kLeastBuffer = 65536;
     static constexpr LONG kMostBuffer = 256 * 1024 * 1024;
@@ -26,9 +27,6 @@ class CTransfer final : public IWiaMiniDrvCallBack {
     // Nothing reaches the sink from here on.
     void Close();
 
-    HRESULT QueryInterface(REFIID iid, void** object) override;
-    ULONG AddRef() override;
-    ULONG Release() override;
     HRESULT MiniDrvCallback(LONG reason, LONG status, LONG percent, LONG offset, LONG length,
                             MINIDRV_TRANSFER_CONTEXT* transfer, LONG reserved) override;
 
@@ -36,7 +34,7 @@ class CTransfer final : public IWiaMiniDrvCallBack {
     HRESULT SaveFile(const BYTE* bytes, DWORD size);
 
   private:
-    ~CTransfer() = default;
+    ~CTransfer() override = default;
     bool IsFileMedium() const { return m_context.tymed == TYMED_FILE; }
     bool IsCancelled() const;
     HRESULT TakeMessage(LONG reason, LONG percent, LONG offset, LONG length);
@@ -47,7 +45,6 @@ class CTransfer final : public IWiaMiniDrvCallBack {
 
     std::atomic<IScanSink*> m_sink;  // null behind Close
     const std::atomic<bool>* const m_cancel;
-    std::atomic<ULONG> m_refs{1};
     CPageRows m_rows;
     MINIDRV_TRANSFER_CONTEXT m_context = {};
     std::vector<BYTE> m_buffer;
