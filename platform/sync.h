@@ -1,8 +1,6 @@
 // Events, semaphores, threads and waits.
 #pragma once
 
-#include <atomic>
-
 #include "platform/handle.h"
 #include "platform/types.h"
 
@@ -52,17 +50,3 @@ DWORD GetTickCount();
 ULONGLONG GetTickCount64();
 DWORD GetCurrentThreadId();
 DWORD GetCurrentProcessId();
-
-// Both wrap around, and return the new value.
-inline LONG InterlockedIncrement(LONG volatile* value) {
-    const LONG before = std::atomic_ref<LONG>(const_cast<LONG&>(*value)).fetch_add(1);
-    return static_cast<LONG>(static_cast<ULONG>(before) + 1u);
-}
-inline LONG InterlockedDecrement(LONG volatile* value) {
-    const LONG before = std::atomic_ref<LONG>(const_cast<LONG&>(*value)).fetch_sub(1);
-    return static_cast<LONG>(static_cast<ULONG>(before) - 1u);
-}
-// Returns the former value.
-inline LONG InterlockedExchange(LONG volatile* value, LONG with) {
-    return std::atomic_ref<LONG>(const_cast<LONG&>(*value)).exchange(with);
-}

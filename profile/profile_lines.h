@@ -23,12 +23,8 @@ class CProfileLines {
 
     // "//" at the very start of the line. Only who looks for a key takes it for one.
     bool IsComment() const { return m_line.substr(0, 2) == "//"; }
-    // What of the line hasn't been taken, with its line feed.
-    std::string_view Rest() const { return m_line; }
     // The first is 1; pieces of one line have its number.
     std::uint32_t Number() const { return m_number; }
-    // Behind the last line: where the text that isn't seen begins, or its zero byte.
-    const char* Unseen() const { return m_next; }
 
   private:
     const char* m_next;

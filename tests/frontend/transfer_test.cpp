@@ -3,149 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "tests/frontend/transfer_rig.h"
 
 namespace {
 
 constexpr LONG kChannelGreen = 3;
 
-// ---- What the engine makes of a bitmap, worked out from its formulas
-
-constexpr double kMatrix[9] = {1.25, -0.125, -0.0625, 0.0625, 1.0, -0.1875, 0.125, -0.25, 1.5};
-constexpr double kGrayWeights[3] = {0.25, 0.625, 0.125};
-constexpr int kThreshold = (55 + 1) * 512 - 1;
-constexpr int kTop = 65535;
-
-struct Kind {
-    const char* name;
-    LONG type;
-    LONG channel;
-};
-constexpr Kind kKinds[] = {
-    {"Color", WIA_DATA_COLOR, 0},
-    {"GrayOfColor", WIA_DATA_GRAYSCALE, 0},
-    {"GrayOfOneChannel", WIA_DATA_GRAYSCALE, kChannelGreen},
-    {"LineArtOfColor", WIA_DATA_THRESHOLD, 0},
-    {"LineArtOfOneChannel", WIA_DATA_THRESHOLD, kChannelGreen},
-};
-
-int Encoded(int sample) {
-    const double x = sample / 65535.0;
-    const double y =
-        x <= 0.00304 ? 12.92 * x : std::min(1.055 * std::pow(x, 0.4166666666666667) - 0.055, 1.0);
-    return static_cast<int>(y * 65535.0 + 0.5);
-}
-
-int Weighed(const double* weights, const int* rgb) {
-    int sum = 0;
-    for (int i = 0; i < 3; ++i)
-        sum += static_cast<int>(weights[i] * 1024.0 + 0.5) * rgb[i];
-    return std::clamp(sum >> 10, 0, kTop);
-}
-
-// One line of what the engine gives for one of what it gets.
-Bytes Developed(const Bytes& line, std::size_t samples, LONG type) {
-    Bytes out;
-    const std::size_t width = line.size() / samples;
-    if (type == WIA_DATA_THRESHOLD)
-        out.assign((width + 7) / 8, 0);
-    for (std::size_t x = 0; x < width; ++x) {
-        const BYTE* pixel = line.data() + x * samples;
-        const int rgb[3] = {pixel[samples - 1] << 8, pixel[samples / 2] << 8, pixel[0] << 8};
-        const int gray = samples == 1 ? rgb[0] : Weighed(kGrayWeights, rgb);
-        if (type == WIA_DATA_THRESHOLD) {
-            if (gray > kThreshold)
-                out[x / 8] |= static_cast<BYTE>(0x80 >> x % 8);
-        } else if (type == WIA_DATA_GRAYSCALE) {
-            out.push_back(static_cast<BYTE>(Encoded(gray) >> 8));
-        } else {
-            for (int c = 2; c >= 0; --c)
-                out.push_back(static_cast<BYTE>(Encoded(Weighed(kMatrix + 3 * c, rgb)) >> 8));
-        }
-    }
-    return out;
-}
-
-CTestLines Developed(const CTestLines& page, LONG type) {
-    CTestLines made{page.width, 0, {}};
-    for (const Bytes& line : page.lines)
-        made.lines.push_back(Developed(line, page.samples, type));
-    return made;
-}
-
-class WholeScan : public CTransferTest {
-  protected:
-    WholeScan() {
-        QLProfileDefaults defaults;
-        defaults.m_valid = 1;
-        QLGrayRecord gray;
-        std::copy_n(kGrayWeights, 3, gray.m_weights);
-        store.top.PutRecord(QL_PROP_DEFAULTS, defaults);
-        store.top.PutRecord(QL_PROP_FLATBED_MATRIX, kMatrix);
-        store.top.PutRecord(QL_PROP_GRAY, gray);
-    }
-    void Choose(const Kind& kind) {
-        store.top.longs[WIA_IPA_DATATYPE] = kind.type;
-        store.top.longs[QL_PROP_SCANNER_CHANNEL] = kind.channel;
-    }
-    static std::size_t SamplesOf(const Kind& kind) { return kind.channel == 0 ? 3 : 1; }
-
-    void ExpectPage(const Kind& kind, const CTestLines& stream, LONG height) {
-        const CTestLines lines = Developed(stream, kind.type);
-        const Bytes rows = lines.Rows();
-        const WORD bits = kind.type == WIA_DATA_COLOR       ? 24
-                          : kind.type == WIA_DATA_THRESHOLD ? 1
-                                                            : 8;
-        const auto missing = static_cast<std::size_t>(height) - lines.lines.size();
-        {
-            CTestTransfer transfer(TYMED_CALLBACK);
-            ASSERT_EQ(Acquire(transfer), S_OK);
-            EXPECT_EQ(transfer.Header().biHeight, -height);
-            EXPECT_EQ(transfer.Header().biBitCount, bits);
-            Bytes expected = rows;  // white lines at the end aren't filled up
-            expected.resize(rows.size() + missing * (stream.width * bits / 8), 0xFF);
-            EXPECT_TRUE(Same(transfer.Rows(), expected));
-        }
-        CTestTransfer transfer(TYMED_FILE);
-        ASSERT_EQ(Acquire(transfer), S_OK);
-        ASSERT_FALSE(store.files.empty());
-        const CTestBitmap bitmap(store.files.back());
-        EXPECT_TRUE(bitmap.whole);
-        EXPECT_EQ(bitmap.info.biHeight, height);
-        EXPECT_EQ(bitmap.info.biBitCount, bits);
-        Bytes expected = rows;
-        expected.resize(rows.size() + missing * bitmap.Stride(), 0xFF);
-        EXPECT_TRUE(Same(bitmap.rows, expected));
-        for (const auto& message : transfer.messages)
-            EXPECT_EQ(message.reason, IT_MSG_STATUS);
-        EXPECT_EQ(store.fileContext.lBufferSize, store.fileContext.lItemSize);
-        EXPECT_EQ(store.fileContext.lImageSize, store.fileContext.lItemSize);
-    }
-};
-
-TEST_F(WholeScan, GivesTheWorkedOutBitmapOnBothMedia) {
-    for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
-        Choose(kind);
-        Request(61, 47);
-        ExpectPage(kind, CTestLines::Scanned(61, SamplesOf(kind), 47), 47);
-    }
-}
-
-// 46 lines at 300 dots per inch give 13 + 13 + 4 lines at 200; the remainders are 1/3 and 2/3. The
-// 31st line that was asked for is white.
-TEST_F(WholeScan, GivesItScaledToo) {
-    for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
-        Choose(kind);
-        Request(41, 31, 200, 200);
-        ExpectPage(kind, CTestLines::Scanned(61, SamplesOf(kind), 46).Scaled(41, {13, 13, 4}), 31);
-    }
-}
-
-TEST_F(WholeScan, TakesTheSettingsOfItsOwnItem) {
+TEST_F(CTransferTest, TakesTheSettingsOfItsOwnItem) {
     CItemStore::Item other = store.top;
     other.longs[WIA_IPA_DATATYPE] = WIA_DATA_THRESHOLD;
     CTestItem validatedLast;
@@ -296,26 +160,6 @@ class FeederJob : public CTransferTest {
     }
 };
 
-TEST_F(FeederJob, EndsWithTheCallBehindItsLastPage) {
-    for (int round = 0; round < 2; ++round) {
-        toolkit.sheets = 3;
-        for (int page = 0; page < 3; ++page) {
-            EXPECT_EQ(Scan(), S_OK);
-            EXPECT_EQ(toolkit.started.source, OSTREL_SOURCE_FEEDER);
-        }
-        ExpectSpent();
-    }
-}
-
-TEST_F(FeederJob, OfBothSidesHasTwicePages) {
-    Select(DUPLEX);
-    toolkit.sheets = 2;
-    for (int page = 0; page < 4; ++page)
-        EXPECT_EQ(Scan(), S_OK) << page;
-    EXPECT_EQ(toolkit.LastValue("SetADFMode"), DWORD{OSTREL_ADF_MODE_DUPLEX});
-    ExpectSpent();
-}
-
 TEST_F(FeederJob, WithoutPaperNothingIsScannedAndNothingHeld) {
     EXPECT_EQ(Scan(), WIA_ERROR_PAPER_EMPTY);
     EXPECT_EQ(toolkit.Count("StartScan"), 0);
@@ -396,13 +240,6 @@ TEST_F(CTransferTest, SourcesFollowDevicePaperAndRoot) {
     EXPECT_EQ(resolve(1).useADF, 1);
     EXPECT_EQ(resolve(1).useXPA, 0);
     EXPECT_EQ(Scan(), MakeResult(0x80040012)) << "paper is out on a feeder-only device";
-}
-
-TEST_F(CTransferTest, ScansSlidesThroughTheAdapter) {
-    store.root.longs[QL_PROP_TMA_SELECT] = 1;
-    driver->m_pScan->setUseXpa(true);
-    EXPECT_EQ(Scan(), S_OK);
-    EXPECT_EQ(toolkit.started.source, OSTREL_SOURCE_POSITIVE);
 }
 
 // ---- Preparation
@@ -514,39 +351,6 @@ TEST_F(CTransferTest, NonsenseIsRefusedBeforeTheScannerHearsOfIt) {
     EXPECT_EQ(toolkit.Operations(), std::vector<std::string>());
     driver->m_pImageStream.Reset();
     EXPECT_EQ(Scan(), E_FAIL) << "not opened";
-}
-
-// ---- Cancel
-
-TEST_F(CTransferTest, ACancelStopsAtEveryMessage) {
-    Request(61, 200);
-    KeepRaw();
-    for (const LONG tymed : {TYMED_CALLBACK, TYMED_FILE}) {
-        std::size_t all = 0;
-        {
-            CTestTransfer transfer(tymed);
-            EXPECT_EQ(Acquire(transfer), S_OK);
-            all = transfer.messages.size();
-        }
-        ASSERT_GT(all, 5u);
-        for (std::size_t at = 1; at <= all; ++at) {
-            SCOPED_TRACE(at);
-            CTestTransfer transfer(tymed);
-            transfer.act = [&transfer, at](const auto&) {
-                return transfer.messages.size() == at ? S_FALSE : S_OK;
-            };
-            toolkit.ForgetCalls();
-            store.files.clear();
-            EXPECT_EQ(Acquire(transfer), S_FALSE);
-            EXPECT_EQ(transfer.messages.size(), at) << "nothing behind the answer";
-            EXPECT_EQ(toolkit.Count("EndScan"), 1);
-            EXPECT_EQ(toolkit.Levels(), 0);
-            EXPECT_TRUE(store.files.empty());
-        }
-        CTestTransfer transfer(tymed);
-        EXPECT_EQ(Acquire(transfer), S_OK) << "the next page comes whole";
-        EXPECT_EQ(transfer.messages.size(), all);
-    }
 }
 
 }  // namespace
