@@ -43,13 +43,13 @@
 #include "controller/first_use_date.h"
 #include "controller/geometry.h"
 #include "controller/scan_clock.h"
+#include "controller/scan_reader.h"
 #include "controller/toolkit.h"
 #include "diag/log.h"
-#include "engine/scan_reader.h"
+#include "frame/lut.h"
 #include "platform/com_ptr.h"
 #include "platform/types.h"
 #include "profile/scan_attrib.h"
-#include "stages/lut.h"
 
 class CNVScan {
   public:

@@ -22,9 +22,9 @@
 #include <memory>
 
 #include "diag/log.h"
-#include "engine/attrib_port.h"
 #include "engine/chain_stages.h"
-#include "engine/stage.h"
+#include "frame/attrib_port.h"
+#include "frame/stage.h"
 #include "stages/chain_ends.h"
 #include "stages/output_convert.h"
 

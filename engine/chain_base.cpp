@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "engine/chain.h"
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "platform/module.h"
 #include "stages/file_source.h"
 #include "stages/matrix_stages.h"

@@ -9,7 +9,7 @@
 #include <memory>
 #include <span>
 
-#include "engine/stage.h"
+#include "frame/stage.h"
 #include "stages/chain_ends.h"
 
 // Which road an image takes, by its source.

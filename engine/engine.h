@@ -26,10 +26,10 @@
 #include <map>
 #include <memory>
 
-#include "engine/attrib_store.h"
 #include "engine/input_stream.h"
 #include "engine/item_properties.h"
 #include "engine/profile_records.h"
+#include "frame/attrib_store.h"
 #include "platform/types.h"
 
 class CChainFull;

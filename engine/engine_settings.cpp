@@ -5,7 +5,7 @@
 
 #include "engine/chain.h"
 #include "engine/engine.h"
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "platform/wia.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "controller/geometry.h"
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "platform/wia.h"
 
 // Answers of CNVScan::isSheetFedOnly.

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <limits>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "frontend/mini_driver.h"
 #include "frontend/scan_lines.h"
 #include "frontend/transfer_state.h"

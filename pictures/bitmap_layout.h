@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "platform/types.h"
 
 // Wider lines would not fit the engine's 32-bit strides.

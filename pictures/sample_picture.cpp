@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "pictures/bitmap_layout.h"
 #include "pictures/picture_writer.h"
 #include "pictures/sample_scene.h"

@@ -6,7 +6,7 @@
 #include <new>
 #include <stdexcept>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "platform/com.h"
 #include "platform/files.h"
 

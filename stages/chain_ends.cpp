@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "stages/chain_end_kernels.h"
 
 namespace {

@@ -7,10 +7,10 @@
 #include <optional>
 #include <span>
 
-#include "engine/stage.h"
+#include "frame/palette_table.h"
+#include "frame/stage.h"
 #include "platform/types.h"
 #include "stages/input_convert.h"
-#include "stages/palette_table.h"
 
 // Input conversion for sources that deliver gamma-encoded 8-bit samples: it decodes sRGB when the
 // profile says that the source delivers it, else gamma 2.2 with its slope held near black.

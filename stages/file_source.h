@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "engine/stage.h"
+#include "frame/stage.h"
 #include "stages/bmp_reader.h"
 
 // Reads the engine's input stream when there is one. Otherwise it works as a bench source: the file

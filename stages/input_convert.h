@@ -3,8 +3,8 @@
 
 #include <memory>
 
-#include "engine/stage.h"
-#include "stages/lut.h"
+#include "frame/lut.h"
+#include "frame/stage.h"
 
 // Converts every pixel type of the table in input_convert.cpp. An 8-bit sample s becomes s << 8, so
 // 255 becomes 65280; gamma-encoded samples go through the decoding table.

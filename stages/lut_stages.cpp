@@ -4,7 +4,7 @@
 #include <initializer_list>
 #include <limits>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "stages/lut_kernels.h"
 
 namespace {

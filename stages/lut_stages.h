@@ -5,8 +5,8 @@
 
 #include <memory>
 
-#include "engine/stage.h"
-#include "stages/lut.h"
+#include "frame/lut.h"
+#include "frame/stage.h"
 
 class CLutStage : public CQLFilterStage {
   public:

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "platform/target_clones.h"
 
 namespace {

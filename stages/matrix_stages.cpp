@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "stages/matrix_kernels.h"
 
 namespace {

@@ -3,7 +3,7 @@
 // lines and let others pass.
 #pragma once
 
-#include "engine/stage.h"
+#include "frame/stage.h"
 
 // Nine doubles by rows: row r gives output channel r, column c input channel c.
 struct CQLMatrix3 {

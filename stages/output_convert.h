@@ -2,7 +2,7 @@
 // order turns for bitmap rows, rows are packed or padded.
 #pragma once
 
-#include "engine/stage.h"
+#include "frame/stage.h"
 
 // The target is one delivery layout of QLImageFormat, set when the chain's tail is built. Samples
 // are truncated to 8 bits, not rounded. Bytes that pad a row stay as the caller's buffer had them,

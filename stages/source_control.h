@@ -2,7 +2,7 @@
 // automatic analysis, and the two facts about the source that decide the shape of the chain.
 #pragma once
 
-#include "engine/stage.h"
+#include "frame/stage.h"
 
 // Does nothing to lines. A change of QL_ATTR_TMA or QL_ATTR_NEGATIVE fires QL_ATTR_CMD_START, which
 // makes the chain rebuild itself.

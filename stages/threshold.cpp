@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <new>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 #include "stages/threshold_kernels.h"
 
 namespace {

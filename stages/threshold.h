@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "engine/stage.h"
+#include "frame/stage.h"
 
 // The automatic threshold takes a pass of its own: that pass collects a histogram of the image, and
 // its end places the threshold between the dark and the light end; the next pass uses it. Lines of

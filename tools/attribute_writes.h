@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/attrib_store.h"
+#include "frame/attrib_store.h"
 
 // One write that stands on the command line: "NAME=VALUE" by name or number.
 //

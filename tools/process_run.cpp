@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "engine/attrib_port.h"
 #include "engine/engine.h"
+#include "frame/attrib_port.h"
 #include "pictures/file_failure.h"
 #include "pictures/picture_reader.h"
 #include "pictures/picture_writer.h"

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/stage.h"
+#include "frame/stage.h"
 #include "platform/module.h"
 #include "tests/support/engine_rig.h"
 #include "tests/support/stage_rig.h"

@@ -6,7 +6,7 @@
 #include <array>
 #include <limits>
 
-#include "tests/stages/tone_support.h"
+#include "tests/support/tone_support.h"
 
 namespace {
 

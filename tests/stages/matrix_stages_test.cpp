@@ -5,7 +5,7 @@
 #include <limits>
 #include <memory>
 
-#include "tests/stages/tone_support.h"
+#include "tests/support/tone_support.h"
 
 namespace {
 

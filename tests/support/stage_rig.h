@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/stage.h"
+#include "frame/stage.h"
 
 // A source that delivers given bytes as lines of a given format. Without an upstream of its own it
 // answers colour queries, so that transforms downstream run.

@@ -1,10 +1,10 @@
-#include "stages/film_curve.h"
+#include "frame/film_curve.h"
 
 #include <algorithm>
 #include <cmath>
 #include <new>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include "engine/attrib_store.h"
+#include "frame/attrib_store.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
 
-#include "engine/attrib_port.h"
+#include "frame/attrib_port.h"
 #include "tests/support/stage_rig.h"
 
 namespace {

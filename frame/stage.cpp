@@ -1,4 +1,4 @@
-#include "engine/stage.h"
+#include "frame/stage.h"
 
 CQLStage::CQLStage(QLAttribTree* tree) : CQLAttribStore(tree) {
     m_inFormat.SetPixelType(QL_PIXEL_RGB8);

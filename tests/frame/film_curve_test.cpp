@@ -1,10 +1,10 @@
 // Film curves: densities, the bend of the two ends, and the finished table against a plain walk.
 
-#include "stages/film_curve.h"
+#include "frame/film_curve.h"
 
 #include <array>
 
-#include "tests/stages/tone_support.h"
+#include "tests/support/tone_support.h"
 
 namespace {
 

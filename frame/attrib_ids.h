@@ -1,7 +1,7 @@
 // The numbered attributes of the imaging engine: id, name and kind of each, in one table.
 //
 // All settings, commands and results of the engine travel under these ids on the attribute board
-// (engine/attrib_store.h). Ids stay in this list also when no provider holds them: a reader takes a
+// (frame/attrib_store.h). Ids stay in this list also when no provider holds them: a reader takes a
 // default then, and a new provider can take one up at any time.
 #pragma once
 

@@ -1,11 +1,11 @@
 // The tone table: every builder against figures worked out from its formula in another form.
 
-#include "stages/lut.h"
+#include "frame/lut.h"
 
 #include <limits>
 #include <random>
 
-#include "tests/stages/tone_support.h"
+#include "tests/support/tone_support.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <memory>
 #include <span>
 
-#include "stages/lut.h"
+#include "frame/lut.h"
 
 // Densities of one row: the nominal curve and how far it may be bent to either side.
 struct QLFilmRow {

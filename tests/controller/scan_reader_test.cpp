@@ -1,4 +1,4 @@
-#include "engine/scan_reader.h"
+#include "controller/scan_reader.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "tests/engine/scan_reader_rig.h"
+#include "tests/controller/scan_reader_rig.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "engine/attrib_store.h"
+#include "frame/attrib_store.h"
 
 #include <cstring>
 #include <new>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 
 namespace {
 

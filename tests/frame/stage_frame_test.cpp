@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/stage.h"
+#include "frame/stage.h"
 #include "tests/support/stage_rig.h"
 
 namespace {

@@ -14,7 +14,7 @@
 #include <new>
 #include <vector>
 
-#include "engine/scan_reader.h"
+#include "controller/scan_reader.h"
 
 namespace {
 

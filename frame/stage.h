@@ -26,9 +26,9 @@
 
 #include <cstdint>
 
-#include "engine/attrib_store.h"
-#include "engine/image_format.h"
-#include "engine/line_buffer.h"
+#include "frame/attrib_store.h"
+#include "frame/image_format.h"
+#include "frame/line_buffer.h"
 
 using QLStatus = std::int16_t;
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "stages/lut.h"
+#include "frame/lut.h"
 #include "tests/support/stage_rig.h"
 
 using Samples = std::vector<std::uint16_t>;

@@ -1,11 +1,11 @@
-#include "stages/lut.h"
+#include "frame/lut.h"
 
 #include <algorithm>
 #include <cmath>
 #include <functional>
 #include <new>
 
-#include "engine/fixed_point.h"
+#include "frame/fixed_point.h"
 
 namespace {
 

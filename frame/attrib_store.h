@@ -17,7 +17,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "engine/attrib_ids.h"
+#include "frame/attrib_ids.h"
 
 class CQLAttribStore;
 struct QLAttribNode;

@@ -1,4 +1,4 @@
-#include "engine/attrib_ids.h"
+#include "frame/attrib_ids.h"
 
 #include <algorithm>
 #include <cctype>

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "engine/image_format.h"
+#include "frame/image_format.h"
 
 // m_lines x m_stride bytes of one format. The format is borrowed and has to outlive the buffer.
 class CQLLineBuffer {

@@ -1,4 +1,4 @@
-#include "engine/line_buffer.h"
+#include "frame/line_buffer.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 // Ports: how a class that does not derive from CQLAttribStore sits on the attribute board.
 #pragma once
 
-#include "engine/attrib_store.h"
+#include "frame/attrib_store.h"
 
 // The whole board behind virtual operations.
 class CQLAttribPort : public CQLAttribStore {

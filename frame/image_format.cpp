@@ -1,4 +1,4 @@
-#include "engine/image_format.h"
+#include "frame/image_format.h"
 
 #include <iterator>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "engine/scan_reader.h"
+#include "controller/scan_reader.h"
 
 #include <algorithm>
 #include <cstring>
