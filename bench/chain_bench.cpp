@@ -8,7 +8,10 @@
 
 #include "bench/bench_page.h"
 #include "engine/engine.h"
-#include "stages/chain_ends.h"
+#include "stages/band_sink.h"
+#include "stages/encoded_input.h"
+#include "stages/invert.h"
+#include "stages/output_format.h"
 
 namespace {
 

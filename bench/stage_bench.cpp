@@ -8,12 +8,19 @@
 #include <vector>
 
 #include "bench/bench_page.h"
-#include "stages/chain_ends.h"
+#include "stages/band_sink.h"
+#include "stages/channel_curve.h"
+#include "stages/dark_neutral.h"
+#include "stages/device_matrix.h"
+#include "stages/encoded_input.h"
+#include "stages/encoding_curve.h"
 #include "stages/input_convert.h"
-#include "stages/lut_stages.h"
-#include "stages/matrix_stages.h"
+#include "stages/invert.h"
 #include "stages/output_convert.h"
+#include "stages/output_format.h"
 #include "stages/threshold.h"
+#include "stages/tma_matrix.h"
+#include "stages/tone_levels.h"
 
 namespace {
 

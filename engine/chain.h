@@ -1,9 +1,13 @@
 // The chain: which stages an image passes, in which order, and the pump that pulls lines through
-// it.
+// it. The engine holds one object of the last of these classes; each adds one subject to the one
+// before, so that each can be read without those behind it:
 //
-//   CChainBase   source, front, analysis passes, the bookkeeping of attributes
-//   CChainPump   output conversion and sink; the commands begin, feed, end
-//   CChainFull   the variants for reflective originals, slides and negatives
+//   CChainStages  the stages themselves, and the tables that say which stands where
+//   CChainBase    source and front, whole passes without a receiver, what an analysis still has to
+//                 do, and the chain's own attributes
+//   CChainPump    output conversion and sink, and the commands begin, feed and end: a pass whose
+//                 lines somebody receives
+//   CChainFull    the variants for reflective originals, slides and negatives
 //
 // States of one run:
 //
@@ -24,18 +28,11 @@
 #include "diag/log.h"
 #include "engine/chain_stages.h"
 #include "frame/attrib_port.h"
+#include "frame/attrib_rows.h"
+#include "frame/output_type.h"
 #include "frame/stage.h"
-#include "stages/chain_ends.h"
+#include "stages/band_sink.h"
 #include "stages/output_convert.h"
-
-// One of the automatic analyses that the chain keeps track of.
-struct QLAnalysisFlags {
-    bool m_tone = false;
-    bool m_color = false;
-    bool m_threshold = false;
-    bool m_palette = false;
-    bool m_deskew = false;
-};
 
 class CChainBase : protected CChainStages {
   public:
@@ -63,9 +60,10 @@ class CChainBase : protected CChainStages {
     virtual CQLStage* BuildVariant(CQLStage* upstream) = 0;
     virtual CQLStage* BuildTail(CQLStage* upstream) { return upstream; }
     virtual QLStatus ProbeColor(QLColorQuery*) { return QL_OK; }
-    virtual void OnAttribNotify(std::int32_t id);
-    virtual std::uint64_t GetAttrib(std::int32_t id);
-    virtual void SetAttrib(std::int32_t id, std::uint64_t value);
+    static std::span<const QLAttribRow> Rows();
+    virtual void OnAttribNotify(std::int32_t id) { m_rows.OnNotify(m_port, id); }
+    virtual std::uint64_t GetAttrib(std::int32_t id) { return m_rows.Get(id); }
+    virtual void SetAttrib(std::int32_t id, std::uint64_t value) { m_rows.Set(m_port, id, value); }
 
   protected:
     explicit CChainBase(QLAttribTree* tree);
@@ -108,15 +106,31 @@ class CChainBase : protected CChainStages {
     CQLLineBuffer m_lines;      // the buffer of the pump, on m_outFormat
 
   private:
-    void RegisterAttributes();
     void DoWhatWaited();
     void Analyse();
+    // What single rows call, read and write.
+    void OnAnalyseCommand();
+    void OnStopCommand();
     void OnOutputTypeChanged();
-    void Touch(const QLAnalysisFlags& wanted);
-    void TakeResolution(std::int32_t sourceId, std::int32_t id);
-    std::int32_t* ResolutionField(std::int32_t id);
-    bool* FlagField(std::int32_t id);
+    void OnStatus();
+    void TouchAll();
+    void TouchPalette();
+    void Rearm();
+    void ClearPending();
+    void TakeSourceResX(std::int32_t dpi);
+    void TakeSourceResY(std::int32_t dpi);
+    void TakeResolution(std::int32_t dpi, std::int32_t* field, std::int32_t id);
     void SetAutoExpose(bool on);
+    std::int32_t PercentDone() const;
+    const QLColorQuery* Probe() const { return m_probeValid ? &m_probe : nullptr; }
+    void SetProbe(const QLColorQuery* probe);
+    bool RunProbe();
+    bool IsAvailable() const { return true; }
+    void PendTone() { m_pendTone = true; }
+    void PendColor() { m_pendColor = true; }
+    void PendThreshold() { m_pendThreshold = true; }
+    void PendPalette() { m_pendPalette = true; }
+    void PendDeskew() { m_pendDeskew = true; }
 
     bool m_sourceDue = false;   // the next start is that of a run
     bool m_busy = false;        // a command runs
@@ -128,26 +142,41 @@ class CChainBase : protected CChainStages {
     std::int32_t m_resA = 300;  // QL_ATTR_RES_OPTICAL
     std::int32_t m_resB = 200;  // QL_ATTR_RES_SCAN_Y
     std::int32_t m_resC = 200;  // QL_ATTR_RES_SCAN_X
-    QLAnalysisFlags m_pend;     // an analysis is due
-    QLAnalysisFlags m_auto;     // it is wanted; m_deskew is derived from the two below
+    // An analysis is due.
+    bool m_pendTone = false;
+    bool m_pendColor = false;
+    bool m_pendThreshold = false;
+    bool m_pendPalette = false;
+    bool m_pendDeskew = false;
+    // It is wanted.
+    bool m_autoTone = false;
+    bool m_autoColor = false;
     bool m_autoFlag89 = false;
+    bool m_autoThreshold = false;
+    bool m_autoPalette = false;
     bool m_saturationBoost = false;
     bool m_autoDeskewA = false;
     bool m_autoDeskewB = false;
     bool m_autoExpose = false;
     std::int32_t m_outputType = QL_OUTPUT_COLOR;
+    CQLAttribRows m_rows;
     CQLAttribCallbackPort m_port;
 };
 
 class CChainPump : public CChainBase {
   public:
+    static std::span<const QLAttribRow> Rows();
     void OnStop() override;
 
   protected:
     explicit CChainPump(QLAttribTree* tree);
 
   private:
-    void OnCommand(std::int32_t id);
+    void OnNotify(std::int32_t id) { m_rows.OnNotify(m_port, id); }
+    void OnBegin();
+    void OnOpenAnalysed();
+    void OnFeed();
+    void OnEnd();
     QLStatus Begin();
     QLStatus OpenAnalysed();
     void Feed();
@@ -156,6 +185,8 @@ class CChainPump : public CChainBase {
     QLStatus BuildWithSink();
     void ConnectOutput(CQLStage* upstream);
     void LogChain();
+    // This stage and those before it, in data order.
+    void LogStages(const CQLStage* stage);
 
     std::unique_ptr<CBandSinkStage> m_sink;  // made anew for each image
     COutputConvertStage m_outputConvert;
@@ -164,12 +195,14 @@ class CChainPump : public CChainBase {
     bool m_firstFeed = true;
     // Lines up to this count are the rest of the image: no more input is to be expected.
     std::int64_t m_holdMark = 0;
+    CQLAttribRows m_rows;
     CQLAttribMemberPort<CChainPump> m_port;
 };
 
 class CChainFull final : public CChainPump {
   public:
     explicit CChainFull(QLAttribTree* tree);
+    static std::span<const QLAttribRow> Rows();
 
     QLStatus BeforeAnalysisOpen() override;
     QLStatus AfterAnalysisClose() override;
@@ -180,14 +213,14 @@ class CChainFull final : public CChainPump {
 
   private:
     CQLStage* BuildHead(CQLStage* upstream);
-    void EnterVariant(QLChainVariant variant);
-    std::uint64_t GetOwnAttrib(std::int32_t id);
-    void SetOwnAttrib(std::int32_t id, std::uint64_t value);
+    std::uint64_t GetOwnAttrib(std::int32_t id) { return m_rows.Get(id); }
+    void SetOwnAttrib(std::int32_t id, std::uint64_t value) { m_rows.Set(m_port, id, value); }
 
     bool m_collectHistogram = false;
     bool m_collectThreshold = false;
     bool m_savedClipHigh = false;
     bool m_savedClipLow = false;
     bool m_chainFlag117 = true;
+    CQLAttribRows m_rows;
     CQLAttribMemberPort<CChainFull> m_port;
 };

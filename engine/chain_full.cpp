@@ -1,33 +1,22 @@
 #include "engine/chain.h"
 
+std::span<const QLAttribRow> CChainFull::Rows() {
+    using C = CChainFull;
+    using R = QLRowsOf<C>;
+    static constexpr QLAttribRow rows[] = {
+        R::Provides(QL_ATTR_CHAIN_FLAG_116).Keeps<&C::m_collectHistogram>(),
+        R::Provides(QL_ATTR_CHAIN_FLAG_345).Keeps<&C::m_collectThreshold>(),
+        R::Provides(QL_ATTR_CHAIN_FLAG_117).Reads<&C::m_chainFlag117>(),
+    };
+    return rows;
+}
+
 CChainFull::CChainFull(QLAttribTree* tree)
     : CChainPump(tree),
       m_port(tree, this, nullptr, &CChainFull::GetOwnAttrib, &CChainFull::SetOwnAttrib) {
     for (const Slot slot : Construction())
         Make(slot, tree);
-    for (const std::int32_t id :
-         {QL_ATTR_CHAIN_FLAG_116, QL_ATTR_CHAIN_FLAG_345, QL_ATTR_CHAIN_FLAG_117})
-        m_port.RegisterProvider(id);
-}
-
-std::uint64_t CChainFull::GetOwnAttrib(std::int32_t id) {
-    switch (id) {
-        case QL_ATTR_CHAIN_FLAG_116:
-            return m_collectHistogram;
-        case QL_ATTR_CHAIN_FLAG_345:
-            return m_collectThreshold;
-        case QL_ATTR_CHAIN_FLAG_117:
-            return m_chainFlag117;
-        default:
-            return 0;
-    }
-}
-
-void CChainFull::SetOwnAttrib(std::int32_t id, std::uint64_t value) {
-    if (id == QL_ATTR_CHAIN_FLAG_116)
-        m_collectHistogram = value != 0;
-    else if (id == QL_ATTR_CHAIN_FLAG_345)
-        m_collectThreshold = value != 0;
+    m_rows.Attach(m_port, this, Rows());
 }
 
 QLStatus CChainFull::BeforeAnalysisOpen() {
@@ -66,20 +55,6 @@ QLStatus CChainFull::ProbeColor(QLColorQuery* record) {
     return m_invert ? m_invert->TransformColor(record) : QL_OK;
 }
 
-// Entering a variant drops the stages that only the others want; one that comes back later is a new
-// object with the state that the board tells it.
-void CChainFull::EnterVariant(QLChainVariant variant) {
-    const Change change = CChainStages::EnterVariant(variant);
-    for (const Slot slot : change.m_drop)
-        (this->*slot).reset();
-    bool made = false;
-    for (const Slot slot : change.m_need)
-        made = Make(slot, m_store) || made;
-    // A matrix stage holds the mode that the type of output asked of the one before it.
-    if (made)
-        SetMatrixMode();
-}
-
 CQLStage* CChainFull::BuildHead(CQLStage* upstream) {
     CQLStage* last = upstream;
     if (m_port.GetValue(QL_ATTR_SKIP_SHARPEN) == 0) {
@@ -100,7 +75,9 @@ CQLStage* CChainFull::BuildVariant(CQLStage* upstream) {
     const QLChainVariant variant = !tma       ? QLChainVariant::Reflective
                                    : negative ? QLChainVariant::Negative
                                               : QLChainVariant::Slide;
-    EnterVariant(variant);
+    // A new matrix stage takes over the mode that the type of output asked of the one before it.
+    if (EnterVariant(variant, m_store))
+        SetMatrixMode();
     const bool sharpenHere =
         m_port.GetValue(QL_ATTR_EARLY_SHARPEN) == 0 && m_port.GetValue(QL_ATTR_SKIP_SHARPEN) == 0;
     CQLStage* last = BuildHead(upstream);

@@ -1,10 +1,9 @@
 #include <algorithm>
-#include <array>
 #include <limits>
-#include <new>
 
 #include "engine/chain.h"
 #include "engine/input_stream.h"
+#include "frame/try_new.h"
 
 namespace {
 
@@ -18,31 +17,36 @@ constexpr DWORD kInformation = 64;
 CChainPump::CChainPump(QLAttribTree* tree)
     : CChainBase(tree),
       m_outputConvert(tree),
-      m_port(tree, this, &CChainPump::OnCommand, nullptr, nullptr) {
-    for (const std::int32_t id :
-         {QL_ATTR_CMD_OPEN_ANALYSED, QL_ATTR_CMD_FEED, QL_ATTR_CMD_BEGIN, QL_ATTR_CMD_END})
-        m_port.Subscribe(id);
+      m_port(tree, this, &CChainPump::OnNotify, nullptr, nullptr) {
+    m_rows.Attach(m_port, this, Rows());
 }
 
-void CChainPump::OnCommand(std::int32_t id) {
-    Run([this, id] {
-        switch (id) {
-            case QL_ATTR_CMD_BEGIN:
-                Begin();
-                break;
-            case QL_ATTR_CMD_OPEN_ANALYSED:
-                OpenAnalysed();
-                break;
-            case QL_ATTR_CMD_FEED:
-                Feed();
-                break;
-            case QL_ATTR_CMD_END:
-                End();
-                break;
-            default:
-                break;
-        }
-    });
+std::span<const QLAttribRow> CChainPump::Rows() {
+    using C = CChainPump;
+    using R = QLRowsOf<C>;
+    static constexpr QLAttribRow rows[] = {
+        R::Listens(QL_ATTR_CMD_OPEN_ANALYSED).Calls<&C::OnOpenAnalysed>(),
+        R::Listens(QL_ATTR_CMD_FEED).Calls<&C::OnFeed>(),
+        R::Listens(QL_ATTR_CMD_BEGIN).Calls<&C::OnBegin>(),
+        R::Listens(QL_ATTR_CMD_END).Calls<&C::OnEnd>(),
+    };
+    return rows;
+}
+
+void CChainPump::OnBegin() {
+    Run([this] { Begin(); });
+}
+
+void CChainPump::OnOpenAnalysed() {
+    Run([this] { OpenAnalysed(); });
+}
+
+void CChainPump::OnFeed() {
+    Run([this] { Feed(); });
+}
+
+void CChainPump::OnEnd() {
+    Run([this] { End(); });
 }
 
 void CChainPump::OnStop() {
@@ -67,7 +71,7 @@ QLStatus CChainPump::BuildWithSink() {
     m_sink.reset();
     // No way leads to a sink that is gone, also when there is no memory for another.
     m_outputConvert.ForgetDownstream();
-    m_sink.reset(new (std::nothrow) CBandSinkStage(m_store));
+    m_sink = TryNew<CBandSinkStage>(m_store);
     if (!m_sink)
         return QL_ERR_NO_MEMORY;
     m_sink->SetOn(true);
@@ -148,17 +152,16 @@ void CChainPump::End() {
 void CChainPump::LogChain() {
     if (!m_log.ShouldLog(kInformation))
         return;
-    std::array<const CQLStage*, 32> stages = {};
-    std::size_t count = 0;
-    for (const CQLStage* stage = m_outputConvert.Upstream(); stage && count < stages.size();
-         stage = stage->Upstream())
-        stages[count++] = stage;
     m_log.Format(kInformation, "Chain: %d x %d pixels, %d bits each", m_outFormat.m_width,
                  m_outFormat.m_height, m_outFormat.m_bitsPerPixel);
-    while (count > 0) {
-        const CQLStage* stage = stages[--count];
-        if (const char* name = ClassNameOf(stage))
-            m_log.Format(kInformation, "Chain: %s %s", name,
-                         stage->IsActive() ? "active" : "bypassed");
+    LogStages(m_outputConvert.Upstream());
+}
+
+void CChainPump::LogStages(const CQLStage* stage) {
+    if (!stage)
+        return;
+    LogStages(stage->Upstream());
+    if (const char* name = ClassNameOf(stage)) {
+        m_log.Format(kInformation, "Chain: %s %s", name, stage->IsActive() ? "active" : "bypassed");
     }
 }

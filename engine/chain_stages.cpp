@@ -1,55 +1,89 @@
 #include "engine/chain_stages.h"
 
 #include <algorithm>
-#include <new>
 
-#include "stages/lut_stages.h"
-#include "stages/matrix_stages.h"
+#include "frame/output_type.h"
+#include "frame/try_new.h"
+#include "stages/channel_curve.h"
+#include "stages/dark_neutral.h"
+#include "stages/device_matrix.h"
+#include "stages/encoded_input.h"
+#include "stages/encoding_curve.h"
+#include "stages/invert.h"
+#include "stages/output_format.h"
 #include "stages/source_control.h"
 #include "stages/threshold.h"
+#include "stages/tma_matrix.h"
+#include "stages/tone_levels.h"
 
 namespace {
 
 using S = CChainStages;
 using Slot = S::Slot;
 
+constexpr std::uint8_t kReflective = 1;
+constexpr std::uint8_t kSlide = 2;
+constexpr std::uint8_t kNegative = 4;
+constexpr std::uint8_t kAll = kReflective | kSlide | kNegative;
+
+constexpr bool kSameFormat = false;
+constexpr bool kNewFormat = true;
+
 template <typename Stage>
-std::unique_ptr<CQLStage> New(QLAttribTree* tree) {
-    return std::unique_ptr<CQLStage>(new (std::nothrow) Stage(tree));
+constexpr S::Row Class(Slot slot, const char* name, QLLineShape shape, std::int32_t window,
+                       bool changesFormat, std::uint8_t variants) {
+    S::Row row{slot, name, nullptr, nullptr, shape, window, changesFormat, variants};
+    row.m_make = [](QLAttribTree* tree) -> std::unique_ptr<CQLStage> {
+        return TryNew<Stage>(tree);
+    };
+    if constexpr (requires { Stage::Rows(); })
+        row.m_attribs = &Stage::Rows;
+    return row;
+}
+
+// The class does not exist yet.
+constexpr S::Row Missing(Slot slot, const char* name, std::uint8_t variants) {
+    S::Row row;
+    row.m_slot = slot;
+    row.m_className = name;
+    row.m_variants = variants;
+    return row;
 }
 
 // clang-format off
 
-// Every slot and its class. Without a function: the class does not exist yet, the slot stays empty.
-constexpr S::Maker kMakers[] = {
-    {&S::m_encodedInput,   "CEncodedInputStage",   New<CEncodedInputStage>},
-    {&S::m_lineSharpen,    "CLineSharpenStage",    nullptr},
-    {&S::m_noiseSmooth,    "CNoiseSmoothStage",    nullptr},
-    {&S::m_destreak,       "CDestreakStage",       nullptr},
-    {&S::m_smooth,         "CSmoothStage",         nullptr},
-    {&S::m_channelSharpen, "CChannelSharpenStage", nullptr},
-    {&S::m_sharpenSwitch,  "CSharpenSwitchStage",  nullptr},
-    {&S::m_lutSharpen,     "CLutSharpenStage",     nullptr},
-    {&S::m_mirror,         "CMirrorStage",         nullptr},
-    {&S::m_rotate,         "CRotateStage",         nullptr},
-    {&S::m_outputFormat,   "COutputFormatStage",   New<COutputFormatStage>},
-    {&S::m_deviceMatrix,   "CDeviceMatrixStage",   New<CDeviceMatrixStage>},
-    {&S::m_toneLevels,     "CToneLevelsStage",     New<CToneLevelsStage>},
-    {&S::m_channelCurve,   "CChannelCurveStage",   New<CChannelCurveStage>},
-    {&S::m_autoToneNeg,    "CAutoToneStage",       nullptr},
-    {&S::m_saturation,     "CSaturationStage",     New<CSaturationStage>},
-    {&S::m_densityColor,   "CDensityColorStage",   nullptr},
-    {&S::m_darkNeutral,    "CDarkNeutralStage",    New<CDarkNeutralStage>},
-    {&S::m_autoToneSlide,  "CAutoToneTmaStage",    nullptr},
-    {&S::m_tmaMatrix,      "CTmaMatrixStage",      New<CTmaMatrixStage>},
-    {&S::m_encodingCurve,  "CEncodingCurveStage",  New<CEncodingCurveStage>},
-    {&S::m_histogram,      "CHistogramStage",      nullptr},
-    {&S::m_sourceControl,  "CSourceControlStage",  New<CSourceControlStage>},
-    {&S::m_rangeClip,      "CRangeClipStage",      nullptr},
-    {&S::m_autoTonePhoto,  "CAutoTonePhotoStage",  nullptr},
-    {&S::m_threshold,      "CThresholdStage",      New<CThresholdStage>},
-    {&S::m_palette,        "CPaletteStage",        nullptr},
-    {&S::m_invert,         "CInvertStage",         New<CInvertStage>},
+// Every slot: its class, what it does to lines, the lines around that count, whether it changes the
+// format, and in which variants it lives. Where a variant brings several stages back, they are made
+// in the order of this table.
+constexpr S::Row kTable[] = {
+    Class<CEncodedInputStage>(&S::m_encodedInput,   "CEncodedInputStage",  QLLineShape::NewLines, 1, kNewFormat,  kAll),
+    Missing(&S::m_lineSharpen,    "CLineSharpenStage",    kAll),
+    Missing(&S::m_noiseSmooth,    "CNoiseSmoothStage",    kAll),
+    Missing(&S::m_destreak,       "CDestreakStage",       kAll),
+    Missing(&S::m_smooth,         "CSmoothStage",         kAll),
+    Missing(&S::m_channelSharpen, "CChannelSharpenStage", kAll),
+    Missing(&S::m_sharpenSwitch,  "CSharpenSwitchStage",  kAll),
+    Missing(&S::m_lutSharpen,     "CLutSharpenStage",     kAll),
+    Missing(&S::m_mirror,         "CMirrorStage",         kAll),
+    Missing(&S::m_rotate,         "CRotateStage",         kAll),
+    Class<COutputFormatStage>(&S::m_outputFormat,   "COutputFormatStage",  QLLineShape::NewLines, 1, kNewFormat,  kAll),
+    Class<CDeviceMatrixStage>(&S::m_deviceMatrix,   "CDeviceMatrixStage",  QLLineShape::InPlace,  1, kSameFormat, kReflective),
+    Class<CToneLevelsStage>(&S::m_toneLevels,       "CToneLevelsStage",    QLLineShape::InPlace,  1, kSameFormat, kAll),
+    Class<CChannelCurveStage>(&S::m_channelCurve,   "CChannelCurveStage",  QLLineShape::InPlace,  1, kSameFormat, kAll),
+    Missing(&S::m_autoToneNeg,    "CAutoToneStage",       kNegative),
+    Class<CSaturationStage>(&S::m_saturation,       "CSaturationStage",    QLLineShape::InPlace,  1, kSameFormat, kNegative),
+    Missing(&S::m_densityColor,   "CDensityColorStage",   kAll),
+    Class<CDarkNeutralStage>(&S::m_darkNeutral,     "CDarkNeutralStage",   QLLineShape::InPlace,  1, kSameFormat, kAll),
+    Missing(&S::m_autoToneSlide,  "CAutoToneTmaStage",    kSlide),
+    Class<CTmaMatrixStage>(&S::m_tmaMatrix,         "CTmaMatrixStage",     QLLineShape::InPlace,  1, kSameFormat, kSlide),
+    Missing(&S::m_autoTonePhoto,  "CAutoTonePhotoStage",  kReflective),
+    Class<CEncodingCurveStage>(&S::m_encodingCurve, "CEncodingCurveStage", QLLineShape::InPlace,  1, kSameFormat, kAll),
+    Missing(&S::m_histogram,      "CHistogramStage",      kAll),
+    Class<CSourceControlStage>(&S::m_sourceControl, "CSourceControlStage", QLLineShape::PassesOn, 1, kSameFormat, kAll),
+    Missing(&S::m_rangeClip,      "CRangeClipStage",      kAll),
+    Class<CThresholdStage>(&S::m_threshold,         "CThresholdStage",     QLLineShape::NewLines, 1, kNewFormat,  kAll),
+    Missing(&S::m_palette,        "CPaletteStage",        kAll),
+    Class<CInvertStage>(&S::m_invert,               "CInvertStage",        QLLineShape::InPlace,  1, kSameFormat, kAll),
 };
 
 constexpr Slot kFrontConstruction[] = {
@@ -112,70 +146,59 @@ constexpr Slot kNegativeGray[] = {
     &S::m_lutSharpen, &S::m_invert,
 };
 
-constexpr Slot kReflectiveDrop[] = {
-    &S::m_autoToneSlide, &S::m_autoToneNeg, &S::m_saturation, &S::m_tmaMatrix,
-};
-constexpr Slot kReflectiveNeed[] = {
-    &S::m_deviceMatrix, &S::m_autoTonePhoto, &S::m_encodingCurve,
-};
-constexpr Slot kSlideDrop[] = {
-    &S::m_deviceMatrix, &S::m_autoToneNeg, &S::m_saturation, &S::m_autoTonePhoto,
-};
-constexpr Slot kSlideNeed[] = {
-    &S::m_autoToneSlide, &S::m_tmaMatrix, &S::m_histogram,
-};
-constexpr Slot kNegativeDrop[] = {
-    &S::m_autoTonePhoto, &S::m_tmaMatrix, &S::m_autoToneSlide, &S::m_deviceMatrix,
-};
-constexpr Slot kNegativeNeed[] = {
-    &S::m_autoToneNeg, &S::m_saturation, &S::m_histogram,
-};
-
-// Variants. Halftone goes the way of line art in the first only, elsewhere that of gray.
-struct VariantRow {
-    std::span<const Slot> m_body[5];  // by output type
-    std::span<const Slot> m_other;    // any other output type
-    S::Change m_change;
-};
-constexpr VariantRow kVariants[] = {
-    {{kReflectiveLineArt, kReflectiveLineArt, kReflectiveGray, kReflectiveColor, kReflectiveColor},
-     kReflectiveGray, {kReflectiveDrop, kReflectiveNeed}},
-    {{kSlideLineArt, kSlideGray, kSlideGray, kSlideColor, kSlideColor},
-     kSlideGray, {kSlideDrop, kSlideNeed}},
-    {{kNegativeLineArt, kNegativeGray, kNegativeGray, kNegativeColor, kNegativeColor},
-     kNegativeGray, {kNegativeDrop, kNegativeNeed}},
+// Bodies by variant and output type; the last is that of any other type. Halftone goes the way of
+// line art in the reflective variant only, elsewhere that of gray.
+constexpr std::span<const Slot> kBodies[][kOutputTypes + 1] = {
+    {kReflectiveLineArt, kReflectiveLineArt, kReflectiveGray, kReflectiveColor, kReflectiveColor,
+     kReflectiveGray},
+    {kSlideLineArt, kSlideGray, kSlideGray, kSlideColor, kSlideColor, kSlideGray},
+    {kNegativeLineArt, kNegativeGray, kNegativeGray, kNegativeColor, kNegativeColor, kNegativeGray},
 };
 
 // clang-format on
 
-const S::Maker* MakerOf(Slot slot) {
-    const auto* maker = std::find_if(std::begin(kMakers), std::end(kMakers),
-                                     [slot](const S::Maker& row) { return row.m_slot == slot; });
-    return maker == std::end(kMakers) ? nullptr : maker;
-}
-
-const VariantRow& RowOf(QLChainVariant variant) {
-    return kVariants[static_cast<std::size_t>(variant)];
+const S::Row* RowOf(Slot slot) {
+    const auto* row = std::find_if(std::begin(kTable), std::end(kTable),
+                                   [slot](const S::Row& r) { return r.m_slot == slot; });
+    return row == std::end(kTable) ? nullptr : row;
 }
 
 }  // namespace
 
+std::span<const CChainStages::Row> CChainStages::Table() {
+    return kTable;
+}
+
 bool CChainStages::Make(Slot slot, QLAttribTree* tree) {
     if (this->*slot || !HasClass(slot))
         return false;
-    this->*slot = MakerOf(slot)->m_make(tree);
+    this->*slot = RowOf(slot)->m_make(tree);
     return this->*slot != nullptr;
 }
 
+// One that comes back later is a new object with the state that the board tells it.
+bool CChainStages::EnterVariant(QLChainVariant variant, QLAttribTree* tree) {
+    for (const Row& row : kTable) {
+        if (!row.LivesIn(variant))
+            (this->*row.m_slot).reset();
+    }
+    bool made = false;
+    for (const Row& row : kTable) {
+        if (row.LivesIn(variant))
+            made = Make(row.m_slot, tree) || made;
+    }
+    return made;
+}
+
 bool CChainStages::HasClass(Slot slot) {
-    const Maker* maker = MakerOf(slot);
-    return maker && maker->m_make;
+    const Row* row = RowOf(slot);
+    return row && row->m_make;
 }
 
 const char* CChainStages::ClassNameOf(const CQLStage* stage) const {
-    for (const Maker& maker : kMakers) {
-        if (stage && (this->*maker.m_slot).get() == stage)
-            return maker.m_className;
+    for (const Row& row : kTable) {
+        if (stage && (this->*row.m_slot).get() == stage)
+            return row.m_className;
     }
     return nullptr;
 }
@@ -194,11 +217,6 @@ std::span<const CChainStages::Slot> CChainStages::Front() {
 
 std::span<const CChainStages::Slot> CChainStages::Body(QLChainVariant variant,
                                                        std::int32_t outputType) {
-    const VariantRow& row = RowOf(variant);
-    const bool listed = outputType >= 0 && outputType < static_cast<int>(std::size(row.m_body));
-    return listed ? row.m_body[outputType] : row.m_other;
-}
-
-CChainStages::Change CChainStages::EnterVariant(QLChainVariant variant) {
-    return RowOf(variant).m_change;
+    const bool listed = outputType >= 0 && outputType < kOutputTypes;
+    return kBodies[static_cast<std::size_t>(variant)][listed ? outputType : kOutputTypes];
 }

@@ -1,8 +1,9 @@
 // The stages of the chain, and the one place that says which stage stands where.
 //
-// Data runs: source, front, head, the rows of the variant for the output type, output conversion,
-// sink. The tables of chain_stages.cpp give the class of each slot and the order in each build. A
-// slot whose class does not exist yet stays empty, and the data path leads past it.
+// Data runs: source, front, head, the body for variant and output type, output conversion, sink.
+// The tables of chain_stages.cpp give the class of each slot, what it does to lines, in which
+// variants it lives, and the order in each build. A slot whose class does not exist yet stays
+// empty, and the data path leads past it.
 #pragma once
 
 #include <cstdint>
@@ -10,10 +11,16 @@
 #include <span>
 
 #include "frame/stage.h"
-#include "stages/chain_ends.h"
 
 // Which road an image takes, by its source.
 enum class QLChainVariant : std::uint8_t { Reflective, Slide, Negative };
+
+// How a stage turns the lines that it gets into those that it delivers.
+enum class QLLineShape : std::uint8_t {
+    PassesOn,  // looks at lines at most
+    InPlace,   // lines of the same size, in the buffer of the pull
+    NewLines,  // lines of another size, through a buffer of its own
+};
 
 struct CChainStages {
     using Slot = std::unique_ptr<CQLStage> CChainStages::*;
@@ -50,14 +57,31 @@ struct CChainStages {
     std::unique_ptr<CQLStage> m_palette;
     std::unique_ptr<CQLStage> m_invert;
 
-    // The class that belongs in a slot; null where it does not exist yet.
-    struct Maker {
-        Slot m_slot;
-        const char* m_className;
-        std::unique_ptr<CQLStage> (*m_make)(QLAttribTree* tree);
+    // The class that belongs in a slot.
+    struct Row {
+        Slot m_slot = nullptr;
+        const char* m_className = "";
+        // Null where the class does not exist yet: the slot stays empty.
+        std::unique_ptr<CQLStage> (*m_make)(QLAttribTree* tree) = nullptr;
+        std::span<const QLAttribRow> (*m_attribs)() = nullptr;  // null: none of its own
+        QLLineShape m_shape = QLLineShape::PassesOn;
+        // Lines around the one being made that count, itself included.
+        std::int32_t m_window = 1;
+        bool m_changesFormat = false;  // the pixel type of its lines may be another than it got
+        // A bit for each variant in which the stage lives; entering another one drops it.
+        std::uint8_t m_variants = 0;
+
+        bool LivesIn(QLChainVariant variant) const {
+            return (m_variants >> static_cast<int>(variant) & 1) != 0;
+        }
     };
+    static std::span<const Row> Table();
+
     // Fills the slot when it is empty and its class exists. True when a stage was made.
     bool Make(Slot slot, QLAttribTree* tree);
+    // Drops the stages that only other variants want, and makes those that this one wants and that
+    // are missing. True when any was made.
+    bool EnterVariant(QLChainVariant variant, QLAttribTree* tree);
 
     // True when the class that belongs in the slot exists.
     static bool HasClass(Slot slot);
@@ -72,11 +96,4 @@ struct CChainStages {
     // Slots in data order.
     static std::span<const Slot> Front();
     static std::span<const Slot> Body(QLChainVariant variant, std::int32_t outputType);
-
-    // What entering a variant does to the set of stages.
-    struct Change {
-        std::span<const Slot> m_drop;
-        std::span<const Slot> m_need;
-    };
-    static Change EnterVariant(QLChainVariant variant);
 };

@@ -29,10 +29,12 @@
 #include "engine/input_stream.h"
 #include "engine/item_properties.h"
 #include "engine/profile_records.h"
+#include "frame/attrib_rows.h"
 #include "frame/attrib_store.h"
 #include "platform/types.h"
 
 class CChainFull;
+class CQLBitmap;
 class CQLLineBuffer;
 
 inline constexpr std::uint32_t QL_IMAGE_CALLBACK_DIB_HEADER = 1;
@@ -61,9 +63,12 @@ class CQLEngine : public CQLAttribStore {
     CQLEngine();
     virtual ~CQLEngine();
 
-    std::uint64_t GetAttrib(std::int32_t id) override;
-    void SetAttrib(std::int32_t id, std::uint64_t value) override;
-    void OnAttribNotify(std::int32_t id) override;
+    // The ids that the engine holds, and those that it hears of.
+    static std::span<const QLAttribRow> Rows();
+    static std::span<const QLAttribRow> HeardRows();
+    std::uint64_t GetAttrib(std::int32_t id) override { return m_rows.Get(id); }
+    void SetAttrib(std::int32_t id, std::uint64_t value) override { m_rows.Set(*this, id, value); }
+    void OnAttribNotify(std::int32_t id) override { m_rows.OnNotify(*this, id); }
 
     // Clients are borrowed. E_INVALIDARG for id 0.
     virtual HRESULT RemoveClient(std::uint32_t id);
@@ -71,7 +76,8 @@ class CQLEngine : public CQLAttribStore {
     virtual HRESULT AddClient(IQLImageCallback* client, std::uint32_t* id);
     virtual HRESULT Start();
     virtual HRESULT Stop();
-    // Both borrowed. E_INVALIDARG for null.
+    // Both borrowed. E_INVALIDARG for null. Another input stream than that of a run that stands
+    // ends the run.
     virtual HRESULT SetInputStream(CQLInputStream* stream);
     virtual HRESULT SetOutputStream(IStream* stream);
 
@@ -91,10 +97,23 @@ class CQLEngine : public CQLAttribStore {
 
   private:
     HRESULT Fire(std::int32_t id);
+    // What single rows answer and take; `index` counts within the row's run of ids.
+    const IStream* InputStream() const { return m_inputStream; }
+    std::int32_t SourceBits() const;
+    bool SrgbOutput() const { return m_defaults.m_srgbOutput != 0; }
+    bool EngineFlag28() const { return m_defaults.m_engineFlag28 != 0; }
+    std::uint32_t LidColor() const;
+    const double* GrayWeights() const { return m_grayCoeffs.m_weights; }
+    double GrayTone(std::int32_t index) const;
+    double NegTenth() const { return m_negCoeffs.m_tenth; }
+    double NegCurve(std::int32_t index) const;
+    double SlideCurve(std::int32_t index) const;
+    double ToneGamma(std::int32_t index) const { return SelectedCoeffs().m_gamma[index]; }
+    double ToneGain(std::int32_t index) const { return SelectedCoeffs().m_gain[index]; }
+    double ToneBlack(std::int32_t index) const { return SelectedCoeffs().m_black[index]; }
     const QLCoeffRecord& SelectedCoeffs() const;
-    std::uint64_t GetCoefficient(std::int32_t id) const;
     void SetUseFeeder(bool useFeeder);
-    void RegisterAttributes();
+    void SetDeviceMatrix(const double* nine);
     void SetStartValues();
 
     void ReadTone(IQLItemProperties* properties, bool levels);
@@ -108,10 +127,11 @@ class CQLEngine : public CQLAttribStore {
     void OnEndOfImage();
     void ForgetImage();
     void FillWhite();
-    void WriteHeaderToStream();
+    void WriteHeaderToStream(CQLBitmap& bitmap);
     void CallClients(std::uint32_t type, std::uint32_t percent, std::int32_t length,
                      std::uint8_t* buffer);
 
+    CQLAttribRows m_rows;
     std::uint32_t m_nextClientId = 0;
     bool m_ready = false;
     bool m_started = false;

@@ -1,9 +1,9 @@
 #include "frame/attrib_store.h"
 
 #include <cstring>
-#include <new>
 
 #include "frame/fixed_point.h"
+#include "frame/try_new.h"
 
 namespace {
 
@@ -50,7 +50,7 @@ struct QLAttribNode {
     QLAttribNode& operator=(const QLAttribNode&) = delete;
 
     void Add(CQLAttribStore* client) {
-        std::unique_ptr<QLAttribObserver> entry(new (std::nothrow) QLAttribObserver);
+        auto entry = TryNew<QLAttribObserver>();
         if (!entry)
             return;
         entry->m_client = client;
@@ -120,7 +120,7 @@ QLAttribNode* FindOrAddNode(QLAttribTree* tree, std::int32_t id, bool* added) {
             return &node;
         place = node.m_id < id ? &node.m_right : &node.m_left;
     }
-    place->reset(new (std::nothrow) QLAttribNode(id));
+    *place = TryNew<QLAttribNode>(id);
     *added = true;
     return place->get();
 }

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 #include "frame/fixed_point.h"
+#include "frame/try_new.h"
 
 namespace {
 
@@ -100,7 +100,7 @@ bool CFilmCurveLut::BuildCurveGamma(double shift, double high, double low, doubl
     if (high == m_lastHigh && low == m_lastLow && shift == m_lastShift && gamma == m_lastGamma)
         return false;
     if (!m_helper)
-        m_helper.reset(new (std::nothrow) CQLLut(Size(), kPlain));
+        m_helper = TryNew<CQLLut>(Size(), kPlain);
     if (!m_helper || m_helper->Size() != Size())
         return false;
     m_lastHigh = high;

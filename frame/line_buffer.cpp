@@ -1,8 +1,8 @@
 #include "frame/line_buffer.h"
+#include "frame/try_new.h"
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 bool CQLLineBuffer::Resize(std::int32_t lines, std::int32_t extraBytes) {
     if (lines == m_lines && m_format->m_bytesPerLine == m_stride && m_data)
@@ -19,7 +19,7 @@ bool CQLLineBuffer::Resize(std::int32_t lines, std::int32_t extraBytes) {
     if (stride < 0 || extraBytes < 0)
         return false;
     const std::size_t bytes = static_cast<std::size_t>(lines) * static_cast<std::size_t>(stride);
-    m_owned.reset(new (std::nothrow) std::uint8_t[bytes + static_cast<std::size_t>(extraBytes)]);
+    m_owned = TryNewRaw<std::uint8_t>(bytes + static_cast<std::size_t>(extraBytes));
     if (!m_owned)
         return false;
     m_data = m_owned.get();

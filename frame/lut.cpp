@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <new>
 
 #include "frame/fixed_point.h"
+#include "frame/try_new.h"
 
 namespace {
 
@@ -29,14 +29,14 @@ double UsableGamma(double gamma) {
 
 CQLLut::CQLLut(std::int32_t size, std::int32_t kind) : m_kind(kind) {
     if (size > 0)
-        m_table.reset(new (std::nothrow) std::uint16_t[static_cast<std::size_t>(size)]);
+        m_table = TryNewRaw<std::uint16_t>(static_cast<std::size_t>(size));
     if (m_table)
         m_size = size;
     SetIdentity();
 }
 
 std::unique_ptr<CQLLut> CQLLut::MakeFull(std::int32_t kind) {
-    std::unique_ptr<CQLLut> lut(new (std::nothrow) CQLLut(kFullSize, kind));
+    auto lut = TryNew<CQLLut>(kFullSize, kind);
     if (lut && !lut->Table())
         lut.reset();
     return lut;

@@ -5,6 +5,18 @@ CQLStage::CQLStage(QLAttribTree* tree) : CQLAttribStore(tree) {
     m_outFormat = m_inFormat;
 }
 
+std::uint64_t CQLStage::GetAttrib(std::int32_t id) {
+    return m_rows.Get(id);
+}
+
+void CQLStage::SetAttrib(std::int32_t id, std::uint64_t value) {
+    m_rows.Set(*this, id, value);
+}
+
+void CQLStage::OnAttribNotify(std::int32_t id) {
+    m_rows.OnNotify(*this, id);
+}
+
 QLStatus CQLStage::SetUpstream(CQLStage* stage) {
     m_upstream = stage;
     if (stage)

@@ -10,11 +10,15 @@
 //          stage settles m_active, changes m_outFormat (type, width, height), allocates, builds
 //          tables.
 //   Read   *lines goes in as lines wanted and comes out as lines delivered, possibly fewer. One
-//          buffer serves the whole pull: a stage whose input and output lines have the same size
-//          works in place in OnAfterRead. A stage whose line size changes overrides Read, pulls
-//          into a buffer of its own and writes its result to the buffer that it was given.
+//          buffer serves the whole pull.
 //   Close  From the tail to the head and back; a height that the input turned out to have travels
 //          down with it. Attributes stay, the stage is ready for the next Open.
+//
+// Most stages derive from one of the bases of stage_bases.h, which do the frame's work: they see to
+// empty pulls, missing buffers and room, and the leaf computes lines.
+//
+// A stage's attributes are its rows (attrib_rows.h): its constructor attaches them with
+// AttachRows(this), and the three calls of the board are answered from there.
 //
 // Only stages that convert (input and output conversion, output form, threshold, palette, rotation)
 // may change the pixel type. Stages of the middle work on the internal form, 16-bit samples with
@@ -26,6 +30,7 @@
 
 #include <cstdint>
 
+#include "frame/attrib_rows.h"
 #include "frame/attrib_store.h"
 #include "frame/image_format.h"
 #include "frame/line_buffer.h"
@@ -64,6 +69,10 @@ class CQLStage : public CQLAttribStore {
     explicit CQLStage(QLAttribTree* tree);
     virtual ~CQLStage() = default;
 
+    std::uint64_t GetAttrib(std::int32_t id) override;
+    void SetAttrib(std::int32_t id, std::uint64_t value) override;
+    void OnAttribNotify(std::int32_t id) override;
+
     // Hangs this stage behind `stage`, and `stage` before this one.
     virtual QLStatus SetUpstream(CQLStage* stage);
     virtual QLStatus Open();
@@ -93,8 +102,8 @@ class CQLStage : public CQLAttribStore {
     virtual QLStatus OnBeforeClose() { return QL_OK; }
     virtual QLStatus OnAfterClose() { return QL_OK; }
 
-    // True when the stage changes lines on this run. Known from Open on.
-    virtual bool IsActive() const { return m_active; }
+    // True when the stage does its work on this run. Known from Open on.
+    bool IsActive() const { return m_active && !m_bypass; }
 
     CQLStage* Upstream() const { return m_upstream; }
     // The stage behind this one goes away.
@@ -102,6 +111,11 @@ class CQLStage : public CQLAttribStore {
     bool IsSource() const { return m_isSource; }
 
   protected:
+    // Takes part on the board by the rows of `Stage`, the class whose constructor calls this.
+    template <typename Stage>
+    void AttachRows(Stage* stage) {
+        m_rows.Attach(*this, stage, Stage::Rows());
+    }
     // Copies the upstream output format to both formats of this stage.
     void TakeUpstreamFormat();
 
@@ -110,7 +124,11 @@ class CQLStage : public CQLAttribStore {
     CQLStage* m_upstream = nullptr;
     CQLStage* m_downstream = nullptr;
     bool m_active = false;  // the stage does its work on this run
+    bool m_bypass = false;  // lines pass untouched, for the stages that keep both
     bool m_isSource = false;
+
+  private:
+    CQLAttribRows m_rows;
 };
 
 // Base of nearly all stages.
@@ -120,10 +138,12 @@ class CQLFilterStage : public CQLStage {
 
     QLStatus OnAfterRead(std::int32_t* lines, CQLLineBuffer* buffer) override;
 
-    bool IsActive() const override { return m_active && !m_bypass; }
-
   protected:
-    bool m_bypass = false;  // lines pass untouched
+    // A negative count counts as none.
+    void CountLines(std::int32_t lines) {
+        m_linesDone += static_cast<std::uint32_t>(lines > 0 ? lines : 0);
+    }
+
     std::uint32_t m_linesDone = 0;
 };
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <stdexcept>
 
 #include "frame/fixed_point.h"
+#include "frame/try_new.h"
 #include "platform/com.h"
 #include "platform/files.h"
 
@@ -66,7 +66,7 @@ std::uint8_t* CBmpReader::BlockTarget(std::uint8_t* buffer, std::int32_t count) 
     const std::size_t bytes = BlockBytes(count);
     if (bytes > m_scratchSize) {
         m_scratchSize = 0;
-        m_scratch.reset(new (std::nothrow) std::uint8_t[bytes]);
+        m_scratch = TryNewRaw<std::uint8_t>(bytes);
         if (!m_scratch)
             return nullptr;
         m_scratchSize = bytes;

@@ -1,7 +1,75 @@
 #include "stages/convert_kernels.h"
 
+#include <cstring>
+
 #include "platform/byte_vectors.h"
 #include "platform/target_clones.h"
+
+using std::size_t;
+using std::uint16_t;
+using std::uint8_t;
+
+NVQ_KERNEL void WidenSamples(const uint8_t* __restrict source, uint16_t* __restrict target,
+                             size_t samples) {
+    for (size_t i = 0; i < samples; ++i)
+        target[i] = static_cast<uint16_t>(source[i] << 8);
+}
+
+void WidenBehindPad(const uint8_t* __restrict source, uint16_t* __restrict target, size_t pixels) {
+    for (size_t i = 0; i < pixels; ++i) {
+        for (size_t c = 0; c < 3; ++c)
+            target[3 * i + c] = static_cast<uint16_t>(source[4 * i + 1 + c] << 8);
+    }
+}
+
+void DecodeSamples(const uint8_t* __restrict source, uint16_t* __restrict target, size_t samples,
+                   const uint16_t* __restrict table) {
+    for (size_t i = 0; i < samples; ++i)
+        target[i] = table[source[i]];
+}
+
+void DecodeBlueFirst(const uint8_t* __restrict source, uint16_t* __restrict target, size_t pixels,
+                     const uint16_t* __restrict table) {
+    for (size_t i = 0; i < pixels; ++i) {
+        target[3 * i] = table[source[3 * i + 2]];
+        target[3 * i + 1] = table[source[3 * i + 1]];
+        target[3 * i + 2] = table[source[3 * i]];
+    }
+}
+
+NVQ_KERNEL void ShiftSamples(const uint16_t* __restrict source, uint16_t* __restrict target,
+                             size_t samples, int shift, bool highByteFirst) {
+    if (highByteFirst) {
+        for (size_t i = 0; i < samples; ++i) {
+            const auto sample = static_cast<uint16_t>((source[i] << 8) | (source[i] >> 8));
+            target[i] = static_cast<uint16_t>(sample << shift);
+        }
+    } else {
+        for (size_t i = 0; i < samples; ++i)
+            target[i] = static_cast<uint16_t>(source[i] << shift);
+    }
+}
+
+NVQ_KERNEL void NarrowSamples(const uint16_t* __restrict source, uint8_t* __restrict target,
+                              size_t samples, uint8_t invert) {
+    for (size_t i = 0; i < samples; ++i)
+        target[i] = static_cast<uint8_t>((source[i] >> 8) ^ invert);
+}
+
+void NarrowBehindPad(const uint16_t* __restrict source, uint8_t* __restrict target, size_t pixels) {
+    for (size_t i = 0; i < pixels; ++i) {
+        target[4 * i] = 0;
+        for (size_t c = 0; c < 3; ++c)
+            target[4 * i + 1 + c] = static_cast<uint8_t>(source[3 * i + c] >> 8);
+    }
+}
+
+void CopyBlueFirst(const uint16_t* __restrict source, uint8_t* __restrict target, size_t pixels) {
+    for (size_t i = 0; i < pixels; ++i) {
+        const uint16_t turned[3] = {source[3 * i + 2], source[3 * i + 1], source[3 * i]};
+        std::memcpy(target + 6 * i, turned, sizeof(turned));
+    }
+}
 
 // The vectoriser finds no good way to turn threes round. Written as shuffles, both kernels cost a
 // third of the plain loop or less.

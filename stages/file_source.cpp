@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
-#include <new>
-#include <span>
 #include <stdexcept>
 
+#include "frame/try_new.h"
 #include "platform/com.h"
 #include "platform/registry.h"
 
@@ -41,26 +39,50 @@ bool ReadBenchPath(char (&path)[kMaxPathBytes + 1]) {
 
 }  // namespace
 
+std::span<const QLAttribRow> CFileSourceStage::Rows() {
+    using S = CFileSourceStage;
+    using R = QLRowsOf<S>;
+    static constexpr QLAttribRow rows[] = {
+        R::Provides(QL_ATTR_SOURCE_STREAM_REG).Reads<&S::m_haveReader>(),
+        R::Provides(QL_ATTR_SOURCE_PRESENT).Reads<&S::IsPresent>(),
+        R::Provides(QL_ATTR_SOURCE_BITS).Reads<&S::SourceBits>(),
+        R::Provides(QL_ATTR_SOURCE_FLAG).Keeps<&S::m_sourceFlag>(),
+        R::Provides(QL_ATTR_SHARPEN_TABLE_0, QL_ATTR_SHARPEN_TABLE_4).Reads<&S::SharpenStrength>(),
+        R::Provides(QL_ATTR_SOURCE_PRESENT_B).Reads<&S::IsPresent>(),
+        R::Answers(QL_ATTR_TONE_GAMMA_R, QL_ATTR_TONE_GAMMA_B).Reads<&S::m_toneGamma>(),
+        R::Answers(QL_ATTR_TONE_GAIN_R, QL_ATTR_TONE_GAIN_B).Reads<&S::m_toneGain>(),
+        R::Answers(QL_ATTR_TONE_BLACK_R, QL_ATTR_TONE_BLACK_B).Reads<&S::m_toneBlack>(),
+        R::Answers(QL_ATTR_DEVICE_MATRIX, QL_ATTR_DEVICE_MATRIX).Points<&S::m_deviceMatrix>(),
+        R::Answers(QL_ATTR_TONE_WINDOW_LOW, QL_ATTR_DEVICE_WINDOW_HIGH).Reads<&S::m_toneWindows>(),
+        R::Answers(QL_ATTR_GRAY_WEIGHTS, QL_ATTR_GRAY_WEIGHTS).Points<&S::m_grayWeights>(),
+        R::Answers(QL_ATTR_GRAY_TONE_BLACK, QL_ATTR_GRAY_TONE_GAMMA).Reads<&S::m_grayTone>(),
+    };
+    return rows;
+}
+
 CFileSourceStage::CFileSourceStage(QLAttribTree* tree) : CQLSourceStage(tree) {
     ChooseReader();
     TakeFormat();
-    for (const std::int32_t id : {QL_ATTR_SOURCE_PRESENT, QL_ATTR_SOURCE_BITS, QL_ATTR_SOURCE_FLAG})
-        RegisterProvider(id);
-    for (std::int32_t id = QL_ATTR_SHARPEN_TABLE_0; id <= QL_ATTR_SHARPEN_TABLE_4; ++id)
-        RegisterProvider(id);
-    RegisterProvider(QL_ATTR_SOURCE_PRESENT_B);
+    AttachRows(this);
+}
+
+std::int32_t CFileSourceStage::SourceBits() const {
+    return kSourceBits;
+}
+
+std::int32_t CFileSourceStage::SharpenStrength(std::int32_t level) const {
+    return kSharpenTable[level];
 }
 
 void CFileSourceStage::ChooseReader() {
     char path[kMaxPathBytes + 1];
     if (auto* stream = WordPointer<IStream>(GetValue(QL_ATTR_INPUT_STREAM)))
-        m_reader.reset(new (std::nothrow) CBmpStreamReader(stream));
+        m_reader = TryNew<CBmpStreamReader>(stream);
     else if (ReadBenchPath(path))
-        m_reader.reset(new (std::nothrow) CBmpFileReader(path));
+        m_reader = TryNew<CBmpFileReader>(path);
     if (!m_reader)
         throw std::runtime_error("");
     m_haveReader = true;
-    RegisterProvider(QL_ATTR_SOURCE_STREAM_REG);
 }
 
 void CFileSourceStage::TakeFormat() {
@@ -77,56 +99,6 @@ void CFileSourceStage::TakeFormat() {
     m_outFormat.m_xScalePercent = 100;
     m_outFormat.m_yScalePercent = 100;
     m_outFormat.m_sharpenBoost = kSourceSharpenBoost;
-}
-
-std::uint64_t CFileSourceStage::GetAttrib(std::int32_t id) {
-    // Runs of real numbers, by their first id.
-    const struct {
-        std::int32_t first;
-        std::span<const double> values;
-    } runs[] = {
-        {QL_ATTR_TONE_GAMMA_R, m_toneGamma},
-        {QL_ATTR_TONE_GAIN_R, m_toneGain},
-        {QL_ATTR_TONE_BLACK_R, m_toneBlack},
-        {QL_ATTR_GRAY_TONE_BLACK, m_grayTone},
-    };
-    for (const auto& run : runs) {
-        if (id >= run.first && id < run.first + std::ssize(run.values))
-            return ToFixed(run.values[static_cast<std::size_t>(id - run.first)]);
-    }
-    switch (id) {
-        case QL_ATTR_SHARPEN_TABLE_0:
-        case QL_ATTR_SHARPEN_TABLE_1:
-        case QL_ATTR_SHARPEN_TABLE_2:
-        case QL_ATTR_SHARPEN_TABLE_3:
-        case QL_ATTR_SHARPEN_TABLE_4:
-            return IntegerWord(kSharpenTable[id - QL_ATTR_SHARPEN_TABLE_0]);
-        case QL_ATTR_TONE_WINDOW_LOW:
-        case QL_ATTR_TONE_WINDOW_HIGH:
-        case QL_ATTR_DEVICE_WINDOW_LOW:
-        case QL_ATTR_DEVICE_WINDOW_HIGH:
-            return m_toneWindows[id - QL_ATTR_TONE_WINDOW_LOW];
-        case QL_ATTR_SOURCE_PRESENT:
-        case QL_ATTR_SOURCE_PRESENT_B:
-            return 1;
-        case QL_ATTR_SOURCE_FLAG:
-            return m_sourceFlag;
-        case QL_ATTR_SOURCE_BITS:
-            return kSourceBits;
-        case QL_ATTR_SOURCE_STREAM_REG:
-            return m_haveReader;
-        case QL_ATTR_DEVICE_MATRIX:
-            return PointerWord(m_deviceMatrix);
-        case QL_ATTR_GRAY_WEIGHTS:
-            return PointerWord(m_grayWeights);
-        default:
-            return 0;
-    }
-}
-
-void CFileSourceStage::SetAttrib(std::int32_t id, std::uint64_t value) {
-    if (id == QL_ATTR_SOURCE_FLAG)
-        m_sourceFlag = value != 0;
 }
 
 QLStatus CFileSourceStage::SetRequestedType(std::uint32_t type) {

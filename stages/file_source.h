@@ -16,14 +16,16 @@ class CFileSourceStage final : public CQLSourceStage {
     // Throws std::runtime_error: with an empty text when there is nothing to read from, with
     // kBadBitmapText when it can't be read.
     explicit CFileSourceStage(QLAttribTree* tree);
+    static std::span<const QLAttribRow> Rows();
 
-    std::uint64_t GetAttrib(std::int32_t id) override;
-    void SetAttrib(std::int32_t id, std::uint64_t value) override;
     QLStatus Read(std::int32_t* lines, CQLLineBuffer* buffer) override;
     QLStatus Close() override;
     QLStatus SetRequestedType(std::uint32_t type) override;
 
   private:
+    bool IsPresent() const { return true; }
+    std::int32_t SourceBits() const;
+    std::int32_t SharpenStrength(std::int32_t level) const;
     void ChooseReader();
     void TakeFormat();
 

@@ -4,22 +4,17 @@
 #include <memory>
 
 #include "frame/lut.h"
-#include "frame/stage.h"
+#include "frame/stage_bases.h"
 
 // Converts every pixel type of the table in input_convert.cpp. An 8-bit sample s becomes s << 8, so
 // 255 becomes 65280; gamma-encoded samples go through the decoding table.
-class CInputConvertStage : public CQLFilterStage {
+class CInputConvertStage : public CNewLineStage {
   public:
     explicit CInputConvertStage(QLAttribTree* tree);
 
-    QLStatus Read(std::int32_t* lines, CQLLineBuffer* buffer) override;
     QLStatus OnFormatChanged() override;
     QLStatus OnBeforeOpen() override;
     QLStatus OnAfterOpen() override;
-    QLStatus OnAfterClose() override;
-    bool IsActive() const override { return true; }
-
-    std::uint32_t LinesDone() const { return m_linesDone; }
 
   protected:
     // m_outFormat as the internal form of m_inFormat.
@@ -36,9 +31,8 @@ class CInputConvertStage : public CQLFilterStage {
     std::unique_ptr<CQLLut> m_decodeLut;  // undoes the gamma encoding
 
   private:
-    void Convert(std::int32_t lines, CQLLineBuffer* buffer);
+    void WriteLines(const CQLLineBuffer& source, std::int32_t lines, std::uint8_t* target) override;
 
-    CQLLineBuffer m_inLines;
     // The 256 entries of m_decodeLut that 8-bit samples reach, side by side.
     std::uint16_t m_decode[256] = {};
 };

@@ -10,13 +10,20 @@ class CSourceControlStage final : public CQLFilterStage {
   public:
     explicit CSourceControlStage(QLAttribTree* tree);
 
-    std::uint64_t GetAttrib(std::int32_t id) override;
-    void SetAttrib(std::int32_t id, std::uint64_t value) override;
-    void OnAttribNotify(std::int32_t id) override;
+    static std::span<const QLAttribRow> Rows();
+
     // A request for automatic analysis holds for one pass.
     QLStatus OnAfterClose() override;
 
   private:
+    const QLRect* AnalysisRect() const { return m_rectValid ? &m_analysisRect : nullptr; }
+    void SetAnalysisRect(const QLRect* rect);
+    void RequestTone() { m_autoToneRequested = true; }
+    void RequestColor() { m_autoColorRequested = true; }
+    void SetCurveSelect(std::uint64_t value);
+    void SetNegative(std::uint64_t value);
+    void SetTma(std::uint64_t value);
+
     bool m_autoToneRequested = false;
     bool m_autoColorRequested = false;
     bool m_rectValid = false;

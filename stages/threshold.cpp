@@ -1,9 +1,10 @@
 #include "stages/threshold.h"
 
 #include <algorithm>
-#include <new>
 
 #include "frame/fixed_point.h"
+#include "frame/output_type.h"
+#include "frame/try_new.h"
 #include "stages/threshold_kernels.h"
 
 namespace {
@@ -24,103 +25,48 @@ std::int32_t PartOf(std::uint32_t pixels, double part) {
 
 }  // namespace
 
+std::span<const QLAttribRow> CThresholdStage::Rows() {
+    using S = CThresholdStage;
+    using R = QLRowsOf<S>;
+    static constexpr QLAttribRow rows[] = {
+        R::Provides(QL_ATTR_THRESHOLD)
+            .Reads<&S::ShownThreshold>()
+            .Writes<&S::SetShownThreshold>()
+            .Range(0, kSampleMax),
+        R::Provides(QL_ATTR_THRESHOLD_DEFAULT)
+            .Keeps<&S::m_defaultThreshold>()
+            .Range(0, kSampleMax)
+            .OnFire<&S::TakeDefault>(),
+        R::Provides(QL_ATTR_THRESHOLD_PRESET).Writes<&S::SetPreset>().Range(1, std::size(kPresets)),
+        R::Provides(QL_ATTR_THRESHOLD_AUTO).OnFire<&S::RequestAuto>(),
+        R::Provides(QL_ATTR_THRESHOLD_HIST).Reads<&S::CoarseHistogram>(),
+        R::Provides(QL_ATTR_THRESHOLD_BINS).Writes<&S::SetBins>(),
+        R::Provides(QL_ATTR_THRESHOLD_LEVEL).Reads<&S::m_publishedCount>(),
+        R::Provides(QL_ATTR_THRESHOLD_COLLECT).Keeps<&S::m_collect>().LowByte(),
+        R::Provides(QL_ATTR_THRESHOLD_RECT).Points<&S::m_rect>().Writes<&S::SetRect>(),
+        R::Provides(QL_ATTR_THRESHOLD_CELL).Reads<&S::m_cell>().Writes<&S::SetCell>(),
+        R::Follows(QL_ATTR_OUTPUT_TYPE).Writes<&S::OnOutputType>(),
+        R::Follows(QL_ATTR_INVERT).Keeps<&S::m_inverted>().Fires(QL_ATTR_THRESHOLD).Always(),
+        R::Follows(QL_ATTR_HALFTONE_CELL).Writes<&S::OnHalftoneCell>(),
+    };
+    return rows;
+}
+
 CThresholdStage::CThresholdStage(QLAttribTree* tree)
-    : CQLFilterStage(tree),
-      m_lineBuffer(&m_inFormat),
-      m_fineHistogram(new (std::nothrow) std::uint32_t[kFineBins]()),
-      m_coarseHistogram(new (std::nothrow) std::uint32_t[kCoarseBins]()) {
-    for (const std::int32_t id :
-         {QL_ATTR_THRESHOLD, QL_ATTR_THRESHOLD_DEFAULT, QL_ATTR_THRESHOLD_PRESET,
-          QL_ATTR_THRESHOLD_AUTO, QL_ATTR_THRESHOLD_HIST, QL_ATTR_THRESHOLD_BINS,
-          QL_ATTR_THRESHOLD_LEVEL, QL_ATTR_THRESHOLD_COLLECT, QL_ATTR_THRESHOLD_RECT,
-          QL_ATTR_THRESHOLD_CELL})
-        RegisterProvider(id);
-    for (const std::int32_t id : {QL_ATTR_OUTPUT_TYPE, QL_ATTR_INVERT, QL_ATTR_HALFTONE_CELL})
-        SubscribeAndSync(id);
+    : CNewLineStage(tree),
+      m_fineHistogram(TryNewArray<std::uint32_t>(kFineBins)),
+      m_coarseHistogram(TryNewArray<std::uint32_t>(kCoarseBins)) {
+    AttachRows(this);
 }
 
-std::uint64_t CThresholdStage::GetAttrib(std::int32_t id) {
-    switch (id) {
-        case QL_ATTR_THRESHOLD:
-            return IntegerWord(m_inverted ? kSampleMax - m_threshold : m_threshold);
-        case QL_ATTR_THRESHOLD_DEFAULT:
-            return m_defaultThreshold;
-        case QL_ATTR_THRESHOLD_HIST:
-            return PointerWord(m_coarseHistogram.get());
-        case QL_ATTR_THRESHOLD_LEVEL:
-            return m_publishedCount;
-        case QL_ATTR_THRESHOLD_COLLECT:
-            return m_collect;
-        case QL_ATTR_THRESHOLD_RECT:
-            return PointerWord(&m_rect);
-        case QL_ATTR_THRESHOLD_CELL:
-            return IntegerWord(m_cell);
-        default:
-            return 0;
-    }
+// ---- Attributes
+
+std::int32_t CThresholdStage::ShownThreshold() const {
+    return m_inverted ? kSampleMax - m_threshold : m_threshold;
 }
 
-void CThresholdStage::SetAttrib(std::int32_t id, std::uint64_t value) {
-    const std::int32_t number = WordInteger(value);
-    switch (id) {
-        case QL_ATTR_THRESHOLD:
-            SetThreshold(m_inverted ? Clamp(std::int64_t{kSampleMax} - number, 0, kSampleMax)
-                                    : number);
-            break;
-        case QL_ATTR_THRESHOLD_DEFAULT:
-            m_defaultThreshold = ClampSample(number);
-            break;
-        case QL_ATTR_THRESHOLD_PRESET:
-            SetPreset(number);
-            break;
-        case QL_ATTR_THRESHOLD_BINS:
-            m_bins = number;
-            break;
-        case QL_ATTR_THRESHOLD_COLLECT:
-            m_collect = (value & 0xFF) != 0;
-            break;
-        case QL_ATTR_THRESHOLD_RECT:
-            m_hasRect = value != 0;
-            if (m_hasRect)
-                m_rect = *WordPointer<const QLRect>(value);
-            break;
-        case QL_ATTR_THRESHOLD_CELL:
-            SetCell(number);
-            m_collect = (value & 0xFF) != 0;
-            break;
-        default:
-            break;
-    }
-}
-
-void CThresholdStage::OnAttribNotify(std::int32_t id) {
-    switch (id) {
-        case QL_ATTR_THRESHOLD_AUTO:
-            m_autoPending = true;
-            break;
-        case QL_ATTR_THRESHOLD_DEFAULT:
-            m_threshold = m_defaultThreshold;
-            Notify(QL_ATTR_THRESHOLD);
-            break;
-        case QL_ATTR_OUTPUT_TYPE: {
-            const std::int32_t type = GetInteger(id);
-            m_outType = type == 0   ? QL_PIXEL_BILEVEL
-                        : type == 1 ? QL_PIXEL_HALFTONE
-                                    : QL_PIXEL_GRAY8;
-            break;
-        }
-        case QL_ATTR_INVERT:
-            m_inverted = GetValue(id) != 0;
-            Notify(QL_ATTR_THRESHOLD);
-            break;
-        case QL_ATTR_HALFTONE_CELL: {
-            const std::int32_t cell = GetInteger(id);
-            m_cell = cell == 0 ? 1 : cell;
-            break;
-        }
-        default:
-            break;
-    }
+void CThresholdStage::SetShownThreshold(std::int32_t value) {
+    SetThreshold(m_inverted ? Clamp(std::int64_t{kSampleMax} - value, 0, kSampleMax) : value);
 }
 
 void CThresholdStage::SetThreshold(std::int32_t value) {
@@ -134,11 +80,36 @@ void CThresholdStage::SetPreset(std::int32_t preset) {
     Notify(QL_ATTR_THRESHOLD);
 }
 
+void CThresholdStage::TakeDefault() {
+    m_threshold = m_defaultThreshold;
+    Notify(QL_ATTR_THRESHOLD);
+}
+
+// The same word also switches the collection of the histogram, by its low byte.
 void CThresholdStage::SetCell(std::int32_t value) {
     const bool usable =
         value != 0 && value != kHalftoneCellNone && GetValue(QL_ATTR_SOURCE_PRESENT) != 0;
     m_cell = usable ? value : 1;
+    m_collect = (value & 0xFF) != 0;
 }
+
+void CThresholdStage::OnHalftoneCell(std::int32_t cell) {
+    m_cell = cell == 0 ? 1 : cell;
+}
+
+void CThresholdStage::OnOutputType(std::int32_t type) {
+    m_outType = type == QL_OUTPUT_LINE_ART   ? QL_PIXEL_BILEVEL
+                : type == QL_OUTPUT_HALFTONE ? QL_PIXEL_HALFTONE
+                                             : QL_PIXEL_GRAY8;
+}
+
+void CThresholdStage::SetRect(const QLRect* rect) {
+    m_hasRect = rect != nullptr;
+    if (rect)
+        m_rect = *rect;
+}
+
+// ---- Lines
 
 bool CThresholdStage::IsBilevel() const {
     return m_outType == QL_PIXEL_BILEVEL || m_outType == QL_PIXEL_HALFTONE;
@@ -156,31 +127,30 @@ QLStatus CThresholdStage::OnAfterOpen() {
     if (!m_bypass)
         m_outFormat.SetPixelType(m_outType);
     m_lineNo = 0;
+    m_linesSeen = 0;
     m_linesDone = 0;
     m_pixelCount = 0;
     std::fill_n(m_fineHistogram.get(), kFineBins, 0u);
     return QL_OK;
 }
 
-QLStatus CThresholdStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
-    if (m_bypass)
-        return CQLFilterStage::Read(lines, buffer);
-    if (!m_lineBuffer.Resize(*lines))
-        return *lines < 0 ? QL_ERR_BAD_ARGUMENT : QL_ERR_NO_MEMORY;
-    const QLStatus status = CQLFilterStage::Read(lines, &m_lineBuffer);
-    if (status != QL_OK)
-        return status;
-    if (*lines > 0 && buffer && buffer->Data() && m_inFormat.IsInternalGray())
-        Binarize(*lines, buffer);
-    if (m_autoPending || m_collect) {
-        CollectHistogram(*lines);
-        m_linesDone += static_cast<std::uint32_t>(*lines);
+void CThresholdStage::WriteLines(const CQLLineBuffer& source, std::int32_t lines,
+                                 std::uint8_t* target) {
+    const auto width = static_cast<std::size_t>(m_inFormat.m_width);
+    const auto rowBytes = static_cast<std::size_t>(m_outFormat.m_bytesPerLine);
+    const bool gray = m_inFormat.IsInternalGray();
+    for (std::size_t line = 0; gray && line < static_cast<std::size_t>(lines); ++line) {
+        BinarizeLine(source.Samples() + line * width, width, m_threshold, target + line * rowBytes);
     }
-    return QL_OK;
+    if (m_autoPending || m_collect) {
+        if (gray)
+            CollectHistogram(source.Samples(), lines);
+        m_linesSeen += lines;
+    }
 }
 
 QLStatus CThresholdStage::TransformColor(QLColorQuery* query) {
-    const QLStatus answer = CQLFilterStage::TransformColor(query);
+    const QLStatus answer = CNewLineStage::TransformColor(query);
     if (answer == 0 || !IsBilevel())
         return answer;
     for (int c = 0; c < 3; ++c) {
@@ -190,17 +160,7 @@ QLStatus CThresholdStage::TransformColor(QLColorQuery* query) {
     return answer;
 }
 
-void CThresholdStage::Binarize(std::int32_t lines, CQLLineBuffer* target) const {
-    const auto width = static_cast<std::size_t>(m_inFormat.m_width);
-    for (std::int32_t line = 0; line < lines; ++line) {
-        BinarizeLine(m_lineBuffer.Samples() + static_cast<std::size_t>(line) * width, width,
-                     m_threshold, target->BytePointer(0, line));
-    }
-}
-
-void CThresholdStage::CollectHistogram(std::int32_t lines) {
-    if (!m_inFormat.IsInternalGray() || lines < 1)
-        return;
+void CThresholdStage::CollectHistogram(const std::uint16_t* samples, std::int32_t lines) {
     const std::int32_t width = m_inFormat.m_width;
     const std::int32_t left = m_hasRect ? std::max(m_rect.left, 0) : 0;
     const std::int32_t right = m_hasRect ? std::min(m_rect.right, width - 1) : width - 1;
@@ -213,22 +173,21 @@ void CThresholdStage::CollectHistogram(std::int32_t lines) {
             static_cast<std::size_t>(right) - static_cast<std::size_t>(left) + 1;
         const std::size_t start = static_cast<std::size_t>(line) * static_cast<std::size_t>(width) +
                                   static_cast<std::size_t>(left);
-        CountSamples(m_lineBuffer.Samples() + start, columns, m_fineHistogram.get());
+        CountSamples(samples + start, columns, m_fineHistogram.get());
         m_pixelCount += static_cast<std::uint32_t>(columns);
     }
 }
 
 QLStatus CThresholdStage::OnAfterClose() {
-    m_lineBuffer.Resize(0);
     if (m_autoPending) {
         AutoThreshold();
         m_autoPending = false;
         Notify(QL_ATTR_THRESHOLD);
     }
     // A pass that was cut short publishes nothing.
-    if (m_collect && m_linesDone == static_cast<std::uint32_t>(m_inFormat.m_height))
+    if (m_collect && m_linesSeen == m_inFormat.m_height)
         PublishHistogram();
-    return QL_OK;
+    return CNewLineStage::OnAfterClose();
 }
 
 void CThresholdStage::PublishHistogram() {

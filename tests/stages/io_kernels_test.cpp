@@ -6,8 +6,9 @@
 
 #include <random>
 
-#include "stages/chain_end_kernels.h"
+#include "stages/invert_kernels.h"
 #include "stages/output_convert.h"
+#include "stages/output_format_kernels.h"
 #include "stages/threshold_kernels.h"
 #include "tests/support/stage_rig.h"
 

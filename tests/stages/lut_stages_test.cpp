@@ -1,7 +1,10 @@
 // Table stages: what their attributes make of lines, when they step aside, and how colours and
 // colour tables travel through them.
 
-#include "stages/lut_stages.h"
+#include "stages/channel_curve.h"
+#include "stages/dark_neutral.h"
+#include "stages/encoding_curve.h"
+#include "stages/tone_levels.h"
 
 #include <array>
 #include <limits>

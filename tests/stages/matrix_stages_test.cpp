@@ -1,6 +1,7 @@
 // Matrix stages: the matrices by mode and attribute, and what they make of pixels.
 
-#include "stages/matrix_stages.h"
+#include "stages/device_matrix.h"
+#include "stages/tma_matrix.h"
 
 #include <limits>
 #include <memory>

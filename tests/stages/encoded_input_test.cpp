@@ -1,6 +1,9 @@
 // Decoding at the head of the chain; data type, inversion and sink at its end.
 
-#include "stages/chain_ends.h"
+#include "stages/encoded_input.h"
+#include "stages/band_sink.h"
+#include "stages/invert.h"
+#include "stages/output_format.h"
 
 #include <gtest/gtest.h>
 

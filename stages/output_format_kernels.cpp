@@ -1,4 +1,4 @@
-#include "stages/chain_end_kernels.h"
+#include "stages/output_format_kernels.h"
 
 #include "platform/target_clones.h"
 
@@ -6,9 +6,4 @@ NVQ_KERNEL void TakeGreen(const std::uint16_t* __restrict pixels, std::uint16_t*
                           std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
         gray[i] = pixels[3 * i + 1];
-}
-
-NVQ_KERNEL void ComplementBytes(std::uint8_t* bytes, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i)
-        bytes[i] = static_cast<std::uint8_t>(~bytes[i]);
 }

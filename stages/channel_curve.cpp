@@ -1,0 +1,43 @@
+#include "stages/channel_curve.h"
+
+#include "frame/fixed_point.h"
+
+std::span<const QLAttribRow> CChannelCurveStage::Rows() {
+    using S = CChannelCurveStage;
+    using R = QLRowsOf<S>;
+    static constexpr QLAttribRow rows[] = {
+        R::Follows(QL_ATTR_NEG_CURVE_0, QL_ATTR_NEG_CURVE_2).Keeps<&S::m_black>().Marks<&S::m_dirty>().Always(),
+        R::Follows(QL_ATTR_NEG_CURVE_3, QL_ATTR_NEG_CURVE_5).Keeps<&S::m_gain>().Marks<&S::m_dirty>().Always(),
+        R::Follows(QL_ATTR_NEG_CURVE_6, QL_ATTR_NEG_CURVE_8).Keeps<&S::m_gamma>().Marks<&S::m_dirty>().Always(),
+    };
+    return rows;
+}
+
+CChannelCurveStage::CChannelCurveStage(QLAttribTree* tree) : CLutStage(tree) {
+    m_lutMode = kModePerChannel;
+    AttachRows(this);
+}
+
+QLStatus CChannelCurveStage::OnBeforeOpen() {
+    m_active = true;
+    m_bypass = false;
+    const QLStatus status = NeedTables(kGray, &m_dirty);
+    if (status == QL_OK && m_dirty)
+        RebuildCurves();
+    return status;
+}
+
+void CChannelCurveStage::RebuildCurves() {
+    const std::unique_ptr<CQLLut> gamma = CQLLut::MakeFull(CQLLut::kFine);
+    if (!gamma)
+        return;
+    // Black, gain, gamma: what the gain clips stays clipped.
+    for (int c = 0; c < 3; ++c) {
+        m_lut[c]->SetIdentity();
+        m_lut[c]->RemapValues(TruncToU16(m_black[c]), kSampleMax, 0, kSampleMax);
+        m_lut[c]->Scale(m_gain[c]);
+        gamma->BuildGamma(m_gamma[c]);
+        m_lut[c]->ComposeWith(*gamma);
+    }
+    m_dirty = false;
+}

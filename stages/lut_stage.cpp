@@ -1,0 +1,109 @@
+#include "stages/lut_stage.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "frame/fixed_point.h"
+#include "stages/lut_kernels.h"
+
+namespace {
+
+constexpr std::int32_t kFull = CQLLut::kFullSize;
+
+}  // namespace
+
+QLStatus CLutStage::OnBeforeOpen() {
+    m_active = true;
+    return QL_OK;
+}
+
+QLStatus CLutStage::NeedTables(int count, bool* made) {
+    for (int c = 0; c < count; ++c) {
+        if (m_lut[c])
+            continue;
+        m_lut[c] = CQLLut::MakeFull();
+        if (!m_lut[c])
+            return QL_ERR_NO_MEMORY;
+        if (made)
+            *made = true;
+    }
+    return QL_OK;
+}
+
+void CLutStage::Splice(int count, std::int32_t center, std::int32_t width) {
+    // 1/256 of a table of 65536 entries is 256 entries.
+    const std::int64_t middle = std::int64_t{center} * 256;
+    const std::int64_t half = std::int64_t{width} * 256 / 2;
+    // The window may be anything. A start below the table still gives the blend its slope; what is
+    // read and drawn stays inside the table.
+    const std::int32_t low =
+        Clamp(middle - half, std::numeric_limits<std::int32_t>::min(), kFull - 1);
+    const std::int32_t high = Clamp(middle + half, 0, kFull - 1);
+    for (int c = 0; c < count; ++c) {
+        m_lut[c]->DrawSegment(0, 0, low, low, true);
+        m_lut[c]->DrawSegment(low, low, high, m_lut[c]->At(high), true);
+    }
+}
+
+QLStatus CLutStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
+    if (m_lutMode != kModeSingle && m_lutMode != kModePerChannel)
+        return QL_ERR_BAD_ARGUMENT;
+    if (m_lutMode == kModePerChannel && m_outFormat.IsInternalColor()) {
+        if (m_lut[kRed] && m_lut[kGreen] && m_lut[kBlue]) {
+            MapPixels(samples, count, m_lut[kRed]->Table(), m_lut[kGreen]->Table(),
+                      m_lut[kBlue]->Table());
+        }
+    } else if (m_lut[kGray]) {
+        // All 16-bit words of the lines, whatever their format makes of them.
+        const auto stride = static_cast<std::size_t>(m_outFormat.m_bytesPerLine);
+        const auto width = static_cast<std::size_t>(m_outFormat.m_width);
+        MapSamples(samples, count / width * stride / 2, m_lut[kGray]->Table());
+    }
+    return QL_OK;
+}
+
+const CQLLut* CLutStage::PlaneLut(int plane) const {
+    return m_lut[m_lutMode == kModeSingle ? int{kGray} : plane].get();
+}
+
+QLStatus CLutStage::TransformColor(QLColorQuery* query) {
+    const QLStatus answer = CInPlaceStage::TransformColor(query);
+    if (answer == 0 || m_bypass)
+        return answer;
+    if (m_lutMode == kModePerChannel && m_outFormat.m_samplesPerPixel != 3)
+        return answer;
+    for (int c = 0; c < 3; ++c) {
+        if (const CQLLut* lut = PlaneLut(c))
+            query->Samples()[c] = lut->At(query->Samples()[c]);
+    }
+    return answer;
+}
+
+template <typename Map>
+void CLutStage::MapPlanes(QLColorTable* table, const Map& map) const {
+    const int count = table ? std::clamp<int>(table->m_count, 0, 256) : 0;
+    for (int plane = 0; plane < 3; ++plane) {
+        const CQLLut* lut = PlaneLut(plane);
+        for (int i = 0; lut && i < count; ++i)
+            table->m_planes[plane][i] = map(*lut, table->m_planes[plane][i]);
+    }
+}
+
+QLStatus CLutStage::MapColorTable(QLColorTable* table) {
+    if (!m_downstream)
+        return QL_OK;
+    MapPlanes(table, [](const CQLLut& lut, std::uint16_t value) { return lut.At(value); });
+    return m_downstream->MapColorTable(table);
+}
+
+QLStatus CLutStage::MapColorTableBack(QLColorTable* table) {
+    if (!m_downstream)
+        return QL_OK;
+    const QLStatus status = m_downstream->MapColorTableBack(table);
+    if (status == QL_OK) {
+        MapPlanes(table, [](const CQLLut& lut, std::uint16_t value) {
+            return static_cast<std::uint16_t>(lut.InverseLookup(value));
+        });
+    }
+    return status;
+}

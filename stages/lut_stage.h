@@ -1,0 +1,47 @@
+// Base of the stages that carry tone corrections: one table read a sample, in place, on the
+// internal form. They differ in how their tables are built from attributes. Attribute changes only
+// mark tables stale; they are rebuilt at the next open, never on the line path.
+#pragma once
+
+#include <memory>
+
+#include "frame/lut.h"
+#include "frame/stage_bases.h"
+
+class CLutStage : public CInPlaceStage {
+  public:
+    explicit CLutStage(QLAttribTree* tree) : CInPlaceStage(tree) { m_active = true; }
+
+    QLStatus TransformColor(QLColorQuery* query) override;
+    // First the stages downstream, from the tail up to here, then this stage's inverse look-up.
+    QLStatus MapColorTableBack(QLColorTable* table) override;
+    // First this stage, then those downstream.
+    QLStatus MapColorTable(QLColorTable* table) override;
+    QLStatus OnBeforeOpen() override;
+
+  protected:
+    enum Channel { kRed, kGreen, kBlue, kGray, kChannels };
+
+    // All samples through the gray table.
+    static constexpr std::uint16_t kModeSingle = 1;
+    // Colour lines through a table per channel, gray lines through the gray table.
+    static constexpr std::uint16_t kModePerChannel = 3;
+
+    // Lines whose table is missing pass. QL_ERR_BAD_ARGUMENT for a mode that is none.
+    QLStatus ProcessPixels(std::uint16_t* samples, std::size_t count) override;
+    // Makes the first `count` tables that are missing. `made` tells whether any was.
+    QLStatus NeedTables(int count, bool* made = nullptr);
+    // Blends the first `count` tables from the identity below a window of input values into what
+    // they hold above it. Centre and width in 1/256 of the table.
+    void Splice(int count, std::int32_t center, std::int32_t width);
+
+    std::unique_ptr<CQLLut> m_lut[kChannels];
+    std::uint16_t m_lutMode = kModeSingle;
+
+  private:
+    // The table that a plane of a colour table goes through; null when there is none.
+    const CQLLut* PlaneLut(int plane) const;
+    // Puts the first entries of each plane, as many as the table says, through that plane's table.
+    template <typename Map>
+    void MapPlanes(QLColorTable* table, const Map& map) const;
+};

@@ -1,0 +1,30 @@
+#include "stages/profile_matrix.h"
+
+CProfileMatrixStage::CProfileMatrixStage(QLAttribTree* tree, double deadZoneEnd)
+    : CSaturationStage(tree), m_deadZoneEnd(deadZoneEnd) {
+    m_grayMatrix.AssignRows(CQLMatrix3::kGrayWeights);
+}
+
+void CProfileMatrixStage::TakeMatrix(const double* nine) {
+    if (!nine)
+        return;
+    m_deviceMatrix.Assign(nine);
+    BuildMatrix();
+}
+
+void CProfileMatrixStage::BuildMatrix() {
+    if (BuildChannelMode())
+        return;
+    if (m_mode == QL_MATRIX_COLOR) {
+        m_matrix = m_deviceMatrix;
+        m_matrix.PreMultiply(m_saturationMatrix);
+    } else if (m_mode == QL_MATRIX_GRAY) {
+        m_matrix = m_grayMatrix;
+    }
+}
+
+double CProfileMatrixStage::SetSaturation(double value) {
+    m_saturationMatrix.SetSaturation(TakeSaturation(value, m_deadZoneEnd));
+    BuildMatrix();
+    return m_saturation;
+}
