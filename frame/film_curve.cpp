@@ -103,14 +103,15 @@ bool CFilmCurveLut::BuildCurveGamma(double shift, double high, double low, doubl
         m_helper = TryNew<CQLLut>(Size(), kPlain);
     if (!m_helper || m_helper->Size() != Size())
         return false;
+    if (gamma != m_lastGamma) {
+        m_helper->BuildGamma(gamma);
+        if (!m_helper->Invert(*m_helper))
+            return false;
+        m_lastGamma = gamma;
+    }
     m_lastHigh = high;
     m_lastLow = low;
     m_lastShift = shift;
-    if (gamma != m_lastGamma) {
-        m_helper->BuildGamma(gamma);
-        m_helper->Invert(*m_helper);
-        m_lastGamma = gamma;
-    }
     Draw(shift, high, low, m_helper.get());
     return true;
 }

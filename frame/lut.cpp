@@ -249,40 +249,42 @@ void CQLLut::AssignFrom(const CQLLut& source) {
     m_monotonicStale = true;
 }
 
-void CQLLut::ComposeWith(const CQLLut& other) {
+bool CQLLut::ComposeWith(const CQLLut& other) {
     if (!m_table || !other.m_table)
-        return;
+        return true;
     if (m_identity) {
         CopyFrom(other);
-        return;
+        return true;
     }
     if (other.m_identity || other.m_size != m_size)
-        return;
-    // `other` may be this table: read from a copy of it then.
-    CQLLut copy(m_size, m_kind);
-    if (!copy.m_table)
-        return;
-    copy.CopyFrom(*this);
-    const CQLLut& behind = &other == this ? copy : other;
+        return true;
+    if (&other == this) {
+        CQLLut copy(m_size, m_kind);
+        if (!copy.m_table)
+            return false;
+        copy.CopyFrom(*this);
+        return ComposeWith(copy);
+    }
     for (std::int32_t i = 0; i < m_size; ++i)
-        m_table[i] = behind.m_table[std::min<std::int32_t>(copy.m_table[i], m_size - 1)];
+        m_table[i] = other.m_table[std::min<std::int32_t>(m_table[i], m_size - 1)];
     MarkEdited();
+    return true;
 }
 
-void CQLLut::Invert(const CQLLut& source) {
+bool CQLLut::Invert(const CQLLut& source) {
     if (!m_table || source.m_size != m_size)
-        return;
+        return true;
     if (&source == this) {
         CQLLut copy(m_size, m_kind);
         if (!copy.m_table)
-            return;
+            return false;
         copy.CopyFrom(*this);
-        Invert(copy);
-        return;
+        return Invert(copy);
     }
     for (std::int32_t i = 0; i < m_size; ++i)
         m_table[i] = static_cast<std::uint16_t>(source.InverseLookup(i));
     MarkEdited();
+    return true;
 }
 
 void CQLLut::CheckMonotonic() const {

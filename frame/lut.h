@@ -69,10 +69,11 @@ class CQLLut {
     void CopyFrom(const CQLLut& source);
     // The same through Set: the identity flag is not taken over.
     void AssignFrom(const CQLLut& source);
-    // This table followed by the other. Nothing happens for different sizes.
-    void ComposeWith(const CQLLut& other);
-    // Entry i becomes InverseLookup(i) in `source`, which may be this table.
-    void Invert(const CQLLut& source);
+    // This table followed by the other. Nothing happens for different sizes. `other` may be this
+    // table: that takes a copy, and false tells that there is no memory for it.
+    bool ComposeWith(const CQLLut& other);
+    // Entry i becomes InverseLookup(i) in `source`. Sizes and copy as above.
+    bool Invert(const CQLLut& source);
 
     // The input that maps to `value`: by bisection where the table rises or falls throughout, else
     // the first one found from the start.

@@ -6,9 +6,18 @@ std::span<const QLAttribRow> CChannelCurveStage::Rows() {
     using S = CChannelCurveStage;
     using R = QLRowsOf<S>;
     static constexpr QLAttribRow rows[] = {
-        R::Follows(QL_ATTR_NEG_CURVE_0, QL_ATTR_NEG_CURVE_2).Keeps<&S::m_black>().Marks<&S::m_dirty>().Always(),
-        R::Follows(QL_ATTR_NEG_CURVE_3, QL_ATTR_NEG_CURVE_5).Keeps<&S::m_gain>().Marks<&S::m_dirty>().Always(),
-        R::Follows(QL_ATTR_NEG_CURVE_6, QL_ATTR_NEG_CURVE_8).Keeps<&S::m_gamma>().Marks<&S::m_dirty>().Always(),
+        R::Follows(QL_ATTR_NEG_CURVE_0, QL_ATTR_NEG_CURVE_2)
+            .Keeps<&S::m_black>()
+            .Marks<&S::m_dirty>()
+            .Always(),
+        R::Follows(QL_ATTR_NEG_CURVE_3, QL_ATTR_NEG_CURVE_5)
+            .Keeps<&S::m_gain>()
+            .Marks<&S::m_dirty>()
+            .Always(),
+        R::Follows(QL_ATTR_NEG_CURVE_6, QL_ATTR_NEG_CURVE_8)
+            .Keeps<&S::m_gamma>()
+            .Marks<&S::m_dirty>()
+            .Always(),
     };
     return rows;
 }
@@ -22,15 +31,13 @@ QLStatus CChannelCurveStage::OnBeforeOpen() {
     m_active = true;
     m_bypass = false;
     const QLStatus status = NeedTables(kGray, &m_dirty);
-    if (status == QL_OK && m_dirty)
-        RebuildCurves();
-    return status;
+    return status == QL_OK && m_dirty ? RebuildCurves() : status;
 }
 
-void CChannelCurveStage::RebuildCurves() {
+QLStatus CChannelCurveStage::RebuildCurves() {
     const std::unique_ptr<CQLLut> gamma = CQLLut::MakeFull(CQLLut::kFine);
     if (!gamma)
-        return;
+        return QL_ERR_NO_MEMORY;
     // Black, gain, gamma: what the gain clips stays clipped.
     for (int c = 0; c < 3; ++c) {
         m_lut[c]->SetIdentity();
@@ -40,4 +47,5 @@ void CChannelCurveStage::RebuildCurves() {
         m_lut[c]->ComposeWith(*gamma);
     }
     m_dirty = false;
+    return QL_OK;
 }

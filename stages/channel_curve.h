@@ -11,7 +11,7 @@ class CChannelCurveStage final : public CLutStage {
     QLStatus OnBeforeOpen() override;
 
   private:
-    void RebuildCurves();
+    QLStatus RebuildCurves();
 
     bool m_dirty = true;
     double m_black[3] = {};  // on the 16-bit scale

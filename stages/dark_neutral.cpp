@@ -14,9 +14,15 @@ std::span<const QLAttribRow> CDarkNeutralStage::Rows() {
     using S = CDarkNeutralStage;
     using R = QLRowsOf<S>;
     static constexpr QLAttribRow rows[] = {
-        R::Follows(QL_ATTR_SLIDE_CURVE_0, QL_ATTR_SLIDE_CURVE_2).Keeps<&S::m_black>().Marks<&S::m_dirty>(),
-        R::Follows(QL_ATTR_SLIDE_CURVE_3, QL_ATTR_SLIDE_CURVE_5).Keeps<&S::m_gain>().Marks<&S::m_dirty>(),
-        R::Follows(QL_ATTR_SLIDE_CURVE_6, QL_ATTR_SLIDE_CURVE_8).Keeps<&S::m_gamma>().Marks<&S::m_dirty>(),
+        R::Follows(QL_ATTR_SLIDE_CURVE_0, QL_ATTR_SLIDE_CURVE_2)
+            .Keeps<&S::m_black>()
+            .Marks<&S::m_dirty>(),
+        R::Follows(QL_ATTR_SLIDE_CURVE_3, QL_ATTR_SLIDE_CURVE_5)
+            .Keeps<&S::m_gain>()
+            .Marks<&S::m_dirty>(),
+        R::Follows(QL_ATTR_SLIDE_CURVE_6, QL_ATTR_SLIDE_CURVE_8)
+            .Keeps<&S::m_gamma>()
+            .Marks<&S::m_dirty>(),
         R::Follows(QL_ATTR_SLIDE_TENTH).Keeps<&S::m_blackOffset>().Marks<&S::m_dirty>(),
         R::Follows(QL_ATTR_DARK_WINDOW_LOW).Keeps<&S::m_spliceCenter>().Marks<&S::m_dirty>(),
         R::Follows(QL_ATTR_DARK_WINDOW_HIGH).Keeps<&S::m_spliceWidth>().Marks<&S::m_dirty>(),
@@ -30,11 +36,11 @@ CDarkNeutralStage::CDarkNeutralStage(QLAttribTree* tree) : CLutStage(tree) {
 }
 
 QLStatus CDarkNeutralStage::OnAfterOpen() {
-    const QLStatus status = NeedTables(kGray, &m_dirty);
+    QLStatus status = NeedTables(kGray, &m_dirty);
+    if (status == QL_OK && m_dirty)
+        status = RebuildDark();
     if (status != QL_OK)
         return status;
-    if (m_dirty)
-        RebuildDark();
     const std::int32_t pull = GetInteger(QL_ATTR_DARK_PULL);
     m_neutralOn = pull != 0;
     if (pull > kLargestPlainPull)
@@ -44,10 +50,10 @@ QLStatus CDarkNeutralStage::OnAfterOpen() {
     return QL_OK;
 }
 
-void CDarkNeutralStage::RebuildDark() {
+QLStatus CDarkNeutralStage::RebuildDark() {
     const std::unique_ptr<CQLLut> gamma = CQLLut::MakeFull();
     if (!gamma)
-        return;
+        return QL_ERR_NO_MEMORY;
     for (int c = 0; c < 3; ++c) {
         m_lut[c]->BuildClipRamp(RoundToI32(m_black[c] + m_blackOffset), kSampleMax);
         gamma->BuildGamma(m_gamma[c]);
@@ -56,6 +62,7 @@ void CDarkNeutralStage::RebuildDark() {
     }
     Splice(kGray, m_spliceCenter, m_spliceWidth);
     m_dirty = false;
+    return QL_OK;
 }
 
 QLStatus CDarkNeutralStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {

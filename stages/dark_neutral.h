@@ -12,7 +12,7 @@ class CDarkNeutralStage final : public CLutStage {
 
   private:
     QLStatus ProcessPixels(std::uint16_t* samples, std::size_t count) override;
-    void RebuildDark();
+    QLStatus RebuildDark();
 
     bool m_neutralOn = true;
     bool m_neutralHold = false;

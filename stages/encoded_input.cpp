@@ -25,8 +25,7 @@ QLStatus CEncodedInputStage::OnAfterOpen() {
     const QLStatus status = NeedDecodeLut();
     if (status != QL_OK)
         return status;
-    m_decodeLut->CopyFrom(*m_curve);
-    m_decodeLut->Invert(*m_decodeLut);
+    m_decodeLut->Invert(*m_curve);
     TakeDecodeCurve();
     return QL_OK;
 }

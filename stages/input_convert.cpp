@@ -117,7 +117,10 @@ QLStatus CInputConvertStage::OnAfterOpen() {
     if (status != QL_OK)
         return status;
     BuildGammaEncoding(m_decodeLut.get());
-    m_decodeLut->Invert(*m_decodeLut);
+    if (!m_decodeLut->Invert(*m_decodeLut)) {
+        m_decodeLut.reset();
+        return QL_ERR_NO_MEMORY;
+    }
     TakeDecodeCurve();
     return QL_OK;
 }

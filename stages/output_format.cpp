@@ -10,9 +10,9 @@ struct OutTypeRow {
     QLPixelType from16, from12, below12, plain;
 };
 constexpr OutTypeRow kOutTypes[kOutputTypes] = {
-    {QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8},    // line art
-    {QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8},    // halftone
-    {QL_PIXEL_GRAY16, QL_PIXEL_GRAY12, QL_PIXEL_GRAY10, QL_PIXEL_GRAY8},  // gray
+    {QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8},                 // line art
+    {QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8},                 // halftone
+    {QL_PIXEL_GRAY16, QL_PIXEL_GRAY12, QL_PIXEL_GRAY10, QL_PIXEL_GRAY8},              // gray
     {QL_PIXEL_RGB16, QL_PIXEL_RGB12_SWAPPED, QL_PIXEL_RGB10_SWAPPED, QL_PIXEL_RGB8},  // colour
     {QL_PIXEL_RGB16, QL_PIXEL_RGB12_SWAPPED, QL_PIXEL_RGB10_SWAPPED, QL_PIXEL_RGB8},  // indexed
 };

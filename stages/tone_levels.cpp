@@ -8,9 +8,15 @@ std::span<const QLAttribRow> CToneLevelsStage::Rows() {
     using S = CToneLevelsStage;
     using R = QLRowsOf<S>;
     static constexpr QLAttribRow rows[] = {
-        R::Follows(QL_ATTR_TONE_GAMMA_R, QL_ATTR_TONE_GAMMA_B).Keeps<&S::m_gamma>().Marks<&S::m_dirty>(),
-        R::Follows(QL_ATTR_TONE_GAIN_R, QL_ATTR_TONE_GAIN_B).Keeps<&S::m_gain>().Marks<&S::m_dirty>(),
-        R::Follows(QL_ATTR_TONE_BLACK_R, QL_ATTR_TONE_BLACK_B).Keeps<&S::m_black>().Marks<&S::m_dirty>(),
+        R::Follows(QL_ATTR_TONE_GAMMA_R, QL_ATTR_TONE_GAMMA_B)
+            .Keeps<&S::m_gamma>()
+            .Marks<&S::m_dirty>(),
+        R::Follows(QL_ATTR_TONE_GAIN_R, QL_ATTR_TONE_GAIN_B)
+            .Keeps<&S::m_gain>()
+            .Marks<&S::m_dirty>(),
+        R::Follows(QL_ATTR_TONE_BLACK_R, QL_ATTR_TONE_BLACK_B)
+            .Keeps<&S::m_black>()
+            .Marks<&S::m_dirty>(),
         R::Follows(QL_ATTR_GRAY_TONE_BLACK).Keeps<&S::m_grayBlack>().Marks<&S::m_dirty>(),
         R::Follows(QL_ATTR_GRAY_TONE_GAIN).Keeps<&S::m_grayGain>().Marks<&S::m_dirty>(),
         R::Follows(QL_ATTR_GRAY_TONE_GAMMA).Keeps<&S::m_grayGamma>().Marks<&S::m_dirty>(),

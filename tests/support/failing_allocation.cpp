@@ -1,6 +1,7 @@
 #include "tests/support/failing_allocation.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <limits>
 #include <new>
 
@@ -10,11 +11,25 @@ std::atomic<std::size_t> g_bytes = 0;
 std::atomic<std::size_t> g_asked = 0;
 std::atomic<std::size_t> g_first = 0;  // the first that fails; 0: none
 std::atomic<std::size_t> g_last = 0;
+std::atomic<bool> g_throwingToo = false;
 
-bool FailsNow(std::size_t size) {
-    g_bytes += size;
+bool FailsNow() {
+    if (g_first == 0)
+        return false;
     const std::size_t number = ++g_asked;
-    return g_first != 0 && number >= g_first && number <= g_last;
+    return number >= g_first && number <= g_last;
+}
+
+void* TakeOrNull(std::size_t size) {
+    g_bytes += size;
+    return FailsNow() ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
+void* TakeOrThrow(std::size_t size) {
+    void* memory = g_throwingToo && FailsNow() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    if (!memory)
+        throw std::bad_alloc();
+    return memory;
 }
 
 }  // namespace
@@ -23,14 +38,16 @@ std::size_t TakeAllocatedBytes() {
     return g_bytes.exchange(0);
 }
 
-CFailingAllocation::CFailingAllocation(std::size_t which, bool forGood) {
+CFailingAllocation::CFailingAllocation(std::size_t which, bool forGood, bool throwingToo) {
     g_asked = 0;
+    g_throwingToo = throwingToo;
     g_last = forGood ? std::numeric_limits<std::size_t>::max() : which;
     g_first = which;
 }
 
 CFailingAllocation::~CFailingAllocation() {
     g_first = 0;
+    g_throwingToo = false;
 }
 
 bool CFailingAllocation::Happened() const {
@@ -38,17 +55,26 @@ bool CFailingAllocation::Happened() const {
 }
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    try {
-        return FailsNow(size) ? nullptr : ::operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return TakeOrNull(size);
 }
-
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    try {
-        return FailsNow(size) ? nullptr : ::operator new[](size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return TakeOrNull(size);
+}
+void* operator new(std::size_t size) {
+    return TakeOrThrow(size);
+}
+void* operator new[](std::size_t size) {
+    return TakeOrThrow(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
 }

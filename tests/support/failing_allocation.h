@@ -1,17 +1,17 @@
-// Watches those allocations of the test program that report failure by a null pointer, and lets one
-// of them fail.
+// Watches the allocations of the test program, and lets one of them fail: those that report failure
+// by a null pointer do so, the others throw.
 #pragma once
 
 #include <cstddef>
 
-// Bytes that were asked for since the last call.
+// Bytes that were asked for, of the kind that reports failure, since the last call.
 std::size_t TakeAllocatedBytes();
 
-// While it lives, the `which`-th such allocation, counted from 1, fails, and with `forGood` all
-// that follow. One at a time.
+// While it lives, the `which`-th allocation, counted from 1, fails, and with `forGood` all that
+// follow. One at a time. Without `throwingToo` only those count that report failure.
 class CFailingAllocation {
   public:
-    CFailingAllocation(std::size_t which, bool forGood);
+    CFailingAllocation(std::size_t which, bool forGood, bool throwingToo = false);
     ~CFailingAllocation();
     CFailingAllocation(const CFailingAllocation&) = delete;
     CFailingAllocation& operator=(const CFailingAllocation&) = delete;

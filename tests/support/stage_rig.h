@@ -42,6 +42,7 @@ class CLineSource final : public CQLSourceStage {
     QLStatus TransformColor(QLColorQuery*) override { return 1; }
 
     QLImageFormat& Format() { return m_outFormat; }
+    const std::vector<std::uint8_t>& Bytes() const { return m_bytes; }
 
     std::int32_t m_failAtLine = -1;
     std::int32_t m_mostLines = 1 << 20;  // at a time
