@@ -45,6 +45,7 @@
 #include "controller/scan_clock.h"
 #include "controller/scan_reader.h"
 #include "controller/toolkit.h"
+#include "diag/function_trace.h"
 #include "diag/log.h"
 #include "frame/lut.h"
 #include "platform/com_ptr.h"
@@ -235,6 +236,15 @@ class CNVScan {
 
     // ---- Calls of the toolkit
 
+    // The trace of an operation that asks the device. The code that an earlier operation has left
+    // is gone from the start, so that a refusal isn't logged with it.
+    class DeviceTrace : public CFunctionTrace {
+      public:
+        DeviceTrace(const char* name, CNVScan& scan)
+            : CFunctionTrace(name, scan.m_dwSession, &scan.m_dwErrorCode) {
+            scan.m_dwErrorCode = OSTREL_NO_ERROR;
+        }
+    };
     // An operation of the device or of a facet, with the session before and the error code behind
     // the arguments given. The result is the toolkit's own. Nothing is called without a session.
     template <class Facet, class... Expected, class... Given>

@@ -30,8 +30,7 @@ HRESULT CNVScan::EmptyFeederResult() const {
 }
 
 HRESULT CNVScan::adfReady(bool* ready) {
-    CFunctionTrace trace("CNVScan::adfReady", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::adfReady", *this);
     if (!ready)
         return trace.SetResult(E_POINTER).GetResult();
     // The tray may be empty behind a sheet that has been fed.
@@ -93,8 +92,7 @@ HRESULT CNVScan::DecideDuplex(bool* enabled) {
 
 // Asks the device itself: paper may have vanished since the sheet was fed.
 HRESULT CNVScan::setAdfMode() {
-    CFunctionTrace trace("CNVScan::setAdfMode", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::setAdfMode", *this);
     if (!UsesFeeder())
         return trace.GetResult();
     if (IsSheetThrough()) {
@@ -214,8 +212,7 @@ void CNVScan::CloseFeederJob(NotedFailure& noted) {
 }
 
 HRESULT CNVScan::endAdfJob() {
-    CFunctionTrace trace("CNVScan::endAdfJob", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::endAdfJob", *this);
     if (!m_bADFJobOpen)
         return trace.GetResult();
     // One that failed to end is still open, and may have lost its level.
@@ -237,7 +234,7 @@ void CNVScan::ReleaseAll(NotedFailure& noted) {
 }
 
 HRESULT CNVScan::releaseScanner() {
-    CFunctionTrace trace("CNVScan::releaseScanner", m_dwSession, &m_dwErrorCode);
+    DeviceTrace trace("CNVScan::releaseScanner", *this);
     NotedFailure noted;
     ReleaseAll(noted);
     return trace.SetResult(Noted(noted)).GetResult();
@@ -246,8 +243,7 @@ HRESULT CNVScan::releaseScanner() {
 // ---- Job gate
 
 HRESULT CNVScan::checkJobGate(DWORD* state) {
-    CFunctionTrace trace("CNVScan::checkJobGate", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::checkJobGate", *this);
     if (!state)
         return trace.SetResult(E_POINTER).GetResult();
     *state = kGateOpen;
@@ -292,8 +288,7 @@ HRESULT CNVScan::checkJobGate(DWORD* state) {
 }
 
 HRESULT CNVScan::cancelJobGate(DWORD reason) {
-    CFunctionTrace trace("CNVScan::cancelJobGate", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::cancelJobGate", *this);
     if (reason != kAbortReason || !m_spJobGate || !m_bJobGateOpen)
         return trace.GetResult();
     NotedFailure noted;

@@ -22,7 +22,7 @@ ULONGLONG TickTime(ScanClock& clock) {
 }  // namespace
 
 HRESULT CNVScan::getLampOn(bool* on, bool xpa) {
-    CFunctionTrace trace("CNVScan::getLampOn", m_dwSession, &m_dwErrorCode);
+    DeviceTrace trace("CNVScan::getLampOn", *this);
     if (!on)
         return trace.SetResult(E_POINTER).GetResult();
     *on = false;
@@ -75,7 +75,7 @@ HRESULT CNVScan::AskForLamp(bool* on, bool xpa) {
 }
 
 HRESULT CNVScan::setLampOn(bool xpa) {
-    CFunctionTrace trace("CNVScan::setLampOn", m_dwSession, &m_dwErrorCode);
+    DeviceTrace trace("CNVScan::setLampOn", *this);
     if (xpa && !m_spXPA)
         return trace.SetResult(E_INVALIDARG).GetResult();
     bool on = false;
@@ -108,8 +108,7 @@ void CNVScan::AwaitWarmUp() {
 }
 
 HRESULT CNVScan::setLampTimeoutLevel(DWORD level) {
-    CFunctionTrace trace("CNVScan::setLampTimeoutLevel", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::setLampTimeoutLevel", *this);
     if (!m_spExtendedLamp)
         return trace.GetResult();
     if (level >= std::size(kTimeoutMinutes))
@@ -123,8 +122,7 @@ HRESULT CNVScan::setLampTimeoutLevel(DWORD level) {
 }
 
 HRESULT CNVScan::setPanelText(LPCOLESTR text) {
-    CFunctionTrace trace("CNVScan::setPanelText", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::setPanelText", *this);
     if (!text)
         return trace.SetResult(E_POINTER).GetResult();
     if (!m_spPanel || !(m_panelCaps.flags & kPanelShowsText))

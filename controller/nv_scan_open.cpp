@@ -112,6 +112,7 @@ void CNVScan::QueryFacets() {
 
 HRESULT CNVScan::initDriver(LPCOLESTR deviceName, WORD ioType) {
     CFunctionTrace trace("CNVScan::initDriver", 0, &m_dwErrorCode);
+    m_dwErrorCode = OSTREL_NO_ERROR;
     if (!deviceName || !m_spDevice)
         return trace.SetResult(E_POINTER).GetResult();
     // What an earlier attempt has left.
@@ -123,7 +124,6 @@ HRESULT CNVScan::initDriver(LPCOLESTR deviceName, WORD ioType) {
     ForgetDevice();
     QueryFacets();
 
-    m_dwErrorCode = OSTREL_NO_ERROR;
     HRESULT hr = m_spDevice->OpenDevice(deviceName, ioType, &m_dwSession, &m_dwErrorCode);
     if (FAILED(hr))
         return trace.SetResult(Failure(hr)).GetResult();
@@ -303,8 +303,7 @@ void CNVScan::MakeTonemap() {
 
 // Whatever the session holds is given back first, as far as the device lets us.
 HRESULT CNVScan::closeScanner() {
-    CFunctionTrace trace("CNVScan::closeScanner", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::closeScanner", *this);
     m_bInitialized = false;
     if (!m_bSessionOpen)
         return trace.GetResult();
@@ -320,7 +319,7 @@ HRESULT CNVScan::closeScanner() {
 }
 
 HRESULT CNVScan::getFirmwareVersion(LPOLESTR* version) {
-    CFunctionTrace trace("CNVScan::getFirmwareVersion", m_dwSession, &m_dwErrorCode);
+    DeviceTrace trace("CNVScan::getFirmwareVersion", *this);
     if (!version)
         return trace.SetResult(E_POINTER).GetResult();
     *version = nullptr;
@@ -340,7 +339,7 @@ HRESULT CNVScan::getFirmwareVersion(LPOLESTR* version) {
 }
 
 HRESULT CNVScan::getFirstUseDate(DWORD* date) {
-    CFunctionTrace trace("CNVScan::getFirstUseDate", m_dwSession, &m_dwErrorCode);
+    DeviceTrace trace("CNVScan::getFirstUseDate", *this);
     if (!date)
         return trace.SetResult(E_POINTER).GetResult();
     *date = 0;

@@ -49,7 +49,7 @@ HRESULT CNVScan::CheckRequest(const ScanSource& source) {
 }
 
 HRESULT CNVScan::firstScanInit(const ScanSource* source) {
-    CFunctionTrace trace("CNVScan::firstScanInit", m_dwSession, &m_dwErrorCode);
+    DeviceTrace trace("CNVScan::firstScanInit", *this);
     if (!source)
         return trace.SetResult(E_POINTER).GetResult();
     if (m_pLog)
@@ -116,7 +116,7 @@ HRESULT CNVScan::ChooseSource(const ScanSource& source) {
 }
 
 HRESULT CNVScan::secondScanInit(DWORD* pixels, DWORD* lines) {
-    CFunctionTrace trace("CNVScan::secondScanInit", m_dwSession, &m_dwErrorCode);
+    DeviceTrace trace("CNVScan::secondScanInit", *this);
     if (!pixels || !lines)
         return trace.SetResult(E_POINTER).GetResult();
     *pixels = 0;
@@ -180,8 +180,7 @@ HRESULT CNVScan::fillScanParameters() {
 }
 
 HRESULT CNVScan::finalScanInit() {
-    CFunctionTrace trace("CNVScan::finalScanInit", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::finalScanInit", *this);
     // Without a prepared scan, or with one of nothing, there is nothing to start.
     if (m_scanResult.pixelsPerLine == 0 || m_scanResult.lines == 0)
         return trace.SetResult(kInvalidRequest).GetResult();
@@ -306,7 +305,7 @@ void CNVScan::StopScan(NotedFailure& noted) {
 }
 
 HRESULT CNVScan::endScan() {
-    CFunctionTrace trace("CNVScan::endScan", m_dwSession, &m_dwErrorCode);
+    DeviceTrace trace("CNVScan::endScan", *this);
     NotedFailure noted;
     StopScan(noted);
     bool jobOver = false;

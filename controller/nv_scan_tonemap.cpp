@@ -126,8 +126,7 @@ void CNVScan::ResampleTables() {
 }
 
 HRESULT CNVScan::setScannerTonemap() {
-    CFunctionTrace trace("CNVScan::setScannerTonemap", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::setScannerTonemap", *this);
     bool has = false;
     if (FAILED(trace.SetResult(hasScannerTonemap(&has)).GetResult()) || !has)
         return trace.GetResult();
@@ -147,8 +146,7 @@ HRESULT CNVScan::hasScannerTonemap(bool* has) {
 
 HRESULT CNVScan::downloadTonemap(DWORD bytes, const void* red, const void* green,
                                  const void* blue) {
-    CFunctionTrace trace("CNVScan::downloadTonemap", m_dwSession, &m_dwErrorCode);
-    m_dwErrorCode = OSTREL_NO_ERROR;
+    DeviceTrace trace("CNVScan::downloadTonemap", *this);
     if (!red || !green || !blue)
         return trace.SetResult(E_POINTER).GetResult();
     if (bytes != std::uint64_t{m_devCaps.tonemapLength} * m_devCaps.tonemapEntrySize)

@@ -17,7 +17,7 @@
 // The uses that keep the module loaded.
 extern std::atomic<LONG> g_moduleUses;
 
-class CSimToolkit final : public IOstrelDevice,
+class CSimToolkit : public IOstrelDevice,
                           public IOstrelADF,
                           public IOstrelADF2,
                           public IOstrelADF3,
@@ -39,7 +39,7 @@ class CSimToolkit final : public IOstrelDevice,
   public:
     // `model` empty: none yet.
     CSimToolkit(std::string model, std::uint32_t facets);
-    ~CSimToolkit();
+    virtual ~CSimToolkit();
 
     HRESULT QueryInterface(REFIID iid, void** object) override;
     ULONG AddRef() override { return ++m_references; }
@@ -127,8 +127,12 @@ class CSimToolkit final : public IOstrelDevice,
     HRESULT GetPendingState(DWORD session, DWORD* state, DWORD* error) override;
     HRESULT RunPendingTask(DWORD session, DWORD* error) override;
 
+  protected:
+    // What every operation but OpenDevice comes through, so that a test can stand between a caller
+    // and the device.
+    virtual HRESULT Run(EOperation operation, DWORD session, DWORD* error, const CCallBody& body);
+
   private:
-    HRESULT Run(EOperation operation, DWORD session, DWORD* error, const CCallBody& body);
     // The operations that only give a record.
     template <class T>
     HRESULT Give(EOperation operation, DWORD session, const T CNumbers::*record, T* out,

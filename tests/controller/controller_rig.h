@@ -1,26 +1,27 @@
-// A controller at a scanner in memory, with a clock that passes only when it is slept on.
+// A controller at a simulated scanner that lies where it is told to, with a clock that passes only
+// when it is slept on.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
+#include <random>
 #include <string>
-#include <vector>
 
 #include "controller/flatbed_scan.h"
-#include "tests/support/fake_toolkit.h"
+#include "tests/support/lying_toolkit.h"
+
+using enum EOperation;
 
 constexpr HRESULT Result(unsigned number) {
     return MakeResult(0x80040000u + number);
 }
 
-inline constexpr ScanSource kFlatbed = {};
-inline constexpr ScanSource kAdapter = {.useXPA = 1};
-inline constexpr ScanSource kFeeder = {.useADF = 1};
+inline constexpr ScanSource kFromFlatbed = {};
+inline constexpr ScanSource kFromAdapter = {.useXPA = 1};
+inline constexpr ScanSource kFromFeeder = {.useADF = 1};
 inline constexpr ScanSource kDuplex = {.useADF = 1, .duplex = 1};
 
 class CFakeClock final : public ScanClock {
@@ -48,108 +49,104 @@ class COpenScan final : public CNVFlatbedScan {
     using CNVScan::m_qFactor;
     using CNVScan::m_scanParams;
     using CNVScan::m_source;
-    using CNVScan::m_spADF3;
-    using CNVScan::m_spXPAMedia;
     using CNVScan::m_thresholdTable;
-    using CNVScan::m_tonemapData;
 };
 
+// A scanner with every facet. On its glass, in its feeder (both sides) and in its adapter lies the
+// same small picture, and no lamp needs time.
 class CControllerTest : public testing::Test {
   protected:
+    static constexpr LONG kWidth = 12;
+    static constexpr LONG kHeight = 16;
+
     CControllerTest() {
-        const std::string base = testing::TempDir() + "controller" + std::to_string(getpid());
-        m_registry = base + ".reg";
-        setenv("NVQ_REGISTRY", m_registry.c_str(), 1);
-        setenv("NVQ_PROFILE_DIR", (base + "-none").c_str(), 1);
-        setenv("XDG_DATA_HOME", (base + "-none").c_str(), 1);
+        const std::string none = TestFolder() + "/none";
+        setenv("NVQ_PROFILE_DIR", none.c_str(), 1);
+        setenv("XDG_DATA_HOME", none.c_str(), 1);
+        ForgetRegistry();
+        device.SetIni(
+            "[simulator]\nmodel=SIM500D\n[device]\nlampWarmUpFlatbed=0\nchannelFlags=0x1F\n"
+            "[xpa]\nlampWarmUpXPA=0\n[flatbed]\npicture=page.bmp\n[slide]\npicture=page.bmp\n"
+            "[feeder]\npage1=page.bmp\npage1.back=page.bmp\n");
+        device.SetClock(1000);
+        Place(1, 0);
+        std::mt19937 random(7);
+        page.resize(static_cast<std::size_t>(kWidth * kHeight) * 3);
+        std::generate(page.begin(), page.end(), [&] { return static_cast<BYTE>(random()); });
+        WritePicture(device.Path() + "/page.bmp", kWidth, kHeight, 300, page);
         Renew();
     }
-    // Whatever a test has done: nothing is held, and the toolkit has no complaint.
+    // Whatever a test has done: nothing is held, and the device has no complaint.
     ~CControllerTest() override {
         scan.reset();
-        EXPECT_EQ(toolkit.Violations(), std::vector<std::string>());
-        EXPECT_EQ(toolkit.Levels(), 0);
-        EXPECT_EQ(toolkit.OpenSessions(), 0);
-        EXPECT_EQ(toolkit.References(), 0);
-        std::filesystem::remove(m_registry);
+        EXPECT_EQ(toolkit.Violations(), "");
+        EXPECT_EQ(toolkit.Levels() + toolkit.OpenSessions() + toolkit.References(), 0);
     }
 
+    // A device that nobody has used yet, with this lamp burning (0 none, 1 flatbed, 2 adapter).
+    void Place(int lamp, int sheets) {
+        WriteWholeFile(device.Path() + "/state",
+                       "lamp=" + std::to_string(lamp) + "\nlampLit=1000\nlampTouched=1000\n" +
+                           "nvramScanCount=1000\nsheetsInTray=" + std::to_string(sheets) + '\n');
+    }
     void Renew() { scan = std::make_unique<COpenScan>(&toolkit, clock); }
-    HRESULT Open() { return scan->initDriver(u"port", 1); }
+    HRESULT Open() { return scan->initDriver(device.Port().c_str(), 1); }
 
-    // The caller's order up to the start. The window has 3 by 4 units at 1/100 inch.
-    HRESULT Prepare(const ScanSource& source, LONG resolution = 100,
-                    DataFormat format = {0, 8, 0}) {
+    // The caller's order up to the start, for the window of the picture at its own resolution.
+    HRESULT Prepare(const ScanSource& source, DataFormat format = {0, 8, 0},
+                    LONG resolution = 300) {
         scan->buildTonemap(nullptr);
         HRESULT hr = scan->firstScanInit(&source);
-        if (FAILED(hr))
-            return hr;
         GeomControl geometry = {};
-        hr = scan->getGeomControl(&geometry);
-        if (FAILED(hr))
+        if (FAILED(hr) || FAILED(hr = scan->getGeomControl(&geometry)))
             return hr;
-        geometry.xExtent = geometry.xExtent2 = 3 * resolution / 100;
-        geometry.yExtent = geometry.yExtent2 = 4 * resolution / 100;
+        geometry.xExtent = geometry.xExtent2 = kWidth * resolution / 300;
+        geometry.yExtent = geometry.yExtent2 = kHeight * resolution / 300;
         geometry.xRes = geometry.yRes = resolution;
         bool overscanned = false;
         DWORD scale = 0;
-        hr = scan->setGeomControl(&geometry, 0, &overscanned, &scale);
-        if (SUCCEEDED(hr))
-            hr = scan->resolveDataFormat(&format);
-        if (SUCCEEDED(hr))
-            hr = scan->secondScanInit(&pixels, &lines);
-        return FAILED(hr) ? hr : scan->setScannerTonemap();
+        if (FAILED(hr = scan->setGeomControl(&geometry, 0, &overscanned, &scale)) ||
+            FAILED(hr = scan->resolveDataFormat(&format)) ||
+            FAILED(hr = scan->secondScanInit(&pixels, &lines)))
+            return hr;
+        return scan->setScannerTonemap();
     }
     HRESULT Start(const ScanSource& source) {
         const HRESULT hr = Prepare(source);
         return FAILED(hr) ? hr : scan->finalScanInit();
     }
-    struct Page {
-        HRESULT result = S_OK;
-        std::vector<BYTE> bytes;
-    };
     // All that was promised, in portions that no line fits, up to one that comes short.
-    Page Read(DWORD portion = 50) {
-        Page page;
-        WORD phase = 2;
-        DWORD left = lines * toolkit.BytesPerLine();
-        while (SUCCEEDED(page.result) && left > 0) {
-            std::vector<BYTE> buffer(std::min(portion, left), 0xEE);
-            const auto wanted = static_cast<DWORD>(buffer.size());
+    HRESULT Read(Bytes& bytes, DWORD portion = 50) {
+        WORD phase = kScanReadOpen;
+        DWORD left = lines * pixels * 3;
+        while (left > 0) {
+            const std::size_t begin = bytes.size();
+            const DWORD wanted = std::min(portion, left);
             DWORD got = wanted;
-            page.result =
-                scan->readScanData(phase, buffer.data(), wanted, &got, toolkit.BytesPerLine());
-            page.bytes.insert(page.bytes.end(), buffer.begin(), buffer.begin() + got);
+            bytes.resize(begin + wanted, 0xEE);
+            const HRESULT hr = scan->readScanData(phase, &bytes[begin], wanted, &got, pixels * 3);
+            bytes.resize(begin + got);
+            if (FAILED(hr))
+                return hr;
             left = got == wanted ? left - got : 0;
             phase = 0;
         }
-        return page;
-    }
-    // What the fake delivers of the scan.
-    std::vector<BYTE> Expected(DWORD wholeLines) const {
-        std::vector<BYTE> bytes;
-        for (DWORD line = 0; line < wholeLines; ++line) {
-            for (DWORD i = 0; i < toolkit.BytesPerLine(); ++i)
-                bytes.push_back(CFakeToolkit::Pixel(line, i));
-        }
-        return bytes;
+        return S_OK;
     }
     // A whole page that comes out right; the result is endScan's.
     HRESULT ScanPage(const ScanSource& source) {
+        Bytes bytes;
         EXPECT_EQ(Start(source), S_OK);
-        const Page page = Read();
-        EXPECT_EQ(page.result, S_OK);
-        EXPECT_EQ(page.bytes, Expected(lines));
-        EXPECT_FALSE(page.bytes.empty());
+        EXPECT_EQ(Read(bytes), S_OK);
+        EXPECT_EQ(bytes, page);
         return scan->endScan();
     }
 
-    CFakeToolkit toolkit;
+    CDeviceRig device;
+    CLyingToolkit toolkit{device};
     CFakeClock clock;
     std::unique_ptr<COpenScan> scan;
+    Bytes page;  // the picture
     DWORD pixels = 0;
     DWORD lines = 0;
-
-  private:
-    std::string m_registry;
 };

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <climits>
 
 #include "tests/controller/controller_rig.h"
@@ -75,20 +74,18 @@ TEST_F(Geometry, DeviceScansAtAStepOfTheLadder) {
         {INT_MAX, INT_MAX, INT_MAX, 4800, 1, 4800, 4800, 2, false},
     };
     for (const auto& c : cases) {
-        toolkit.deviceCaps.maxYResolution = c.maxYOfDevice;
+        SCOPED_TRACE(testing::Message() << c.xRes << ' ' << c.yRes << ' ' << c.maxResolution);
+        toolkit.Lie<OstrelDeviceCaps>(GetDeviceCapabilities,
+                                      [&](auto& caps) { caps.maxYResolution = c.maxYOfDevice; });
         ASSERT_EQ(Open(), S_OK);
         GeomControl geometry = Request(c.xRes, c.yRes);
         geometry.maxResolution = c.maxResolution;
         const Answer answer = Set(*scan, geometry, c.oversample);
         EXPECT_EQ(answer.result, S_OK);
-        EXPECT_EQ(geometry.scanXRes, c.scanXRes) << c.xRes << ' ' << c.maxResolution;
-        EXPECT_EQ(geometry.scanYRes, c.scanYRes) << c.xRes << ' ' << c.yRes;
-        EXPECT_EQ(answer.scale, c.scale) << c.xRes;
-        EXPECT_EQ(answer.overscanned, c.overscanned) << c.xRes;
-        bool scaled = !(c.scale == 1);
-        bool overscanned = false;
-        EXPECT_EQ(scan->calcGeometry(&geometry, c.oversample, &overscanned, &scaled), S_OK);
-        EXPECT_EQ(scaled, c.scale == 1);
+        EXPECT_EQ(geometry.scanXRes, c.scanXRes);
+        EXPECT_EQ(geometry.scanYRes, c.scanYRes);
+        EXPECT_EQ(answer.scale, c.scale);
+        EXPECT_EQ(answer.overscanned, c.overscanned);
     }
 }
 
@@ -112,6 +109,7 @@ TEST_F(Geometry, WindowIsTruncatedToUnitsAndCutToTheSource) {
         {INT_MAX, INT_MAX, 1, 2550, INT_MAX, 0},
         {INT_MIN, INT_MAX, 1, INT_MAX, INT_MIN, INT_MAX},
     };
+    ASSERT_EQ(scan->firstScanInit(&kFromFlatbed), S_OK);
     for (const auto& c : cases) {
         GeomControl geometry = Request(c.resolution, c.resolution);
         geometry.xPos = geometry.yPos = c.pos;
@@ -122,7 +120,6 @@ TEST_F(Geometry, WindowIsTruncatedToUnitsAndCutToTheSource) {
         EXPECT_EQ(geometry.top, c.start) << c.pos;
         EXPECT_EQ(geometry.width, c.length) << c.pos;
         EXPECT_EQ(geometry.height, c.length) << c.pos;
-        EXPECT_EQ(scan->firstScanInit(&kFlatbed), S_OK);
         EXPECT_EQ(scan->fillScanParameters(), S_OK);
         EXPECT_EQ(scan->m_scanParams.left, static_cast<DWORD>(std::max(c.start, 0)));
     }
@@ -130,24 +127,23 @@ TEST_F(Geometry, WindowIsTruncatedToUnitsAndCutToTheSource) {
 
 TEST_F(Geometry, CountsStayWithinOneAndHoldSixteenBits) {
     ASSERT_EQ(Open(), S_OK);
-    // 2550 units at 300 are 2550 pixels, at 4800 they are 40800: 40800 - 65536 in 16 bits.
+    // 2550 units at 300 are 2550 pixels, at 4800 they are 40800: 40800 - 65536 in 16 bits. 11 units
+    // at 150 are 5.5.
     const struct {
-        LONG resolution, before, after;
-    } cases[] = {{300, 0, 2550}, {300, 2549, 2549}, {300, 2548, 2550}, {4800, 0, -24736}};
+        LONG units, resolution, before, after;
+    } cases[] = {{2550, 300, 0, 2550},
+                 {2550, 300, 2549, 2549},
+                 {2550, 300, 2548, 2550},
+                 {2550, 4800, 0, -24736},
+                 {11, 150, 0, 6}};
     for (const auto& c : cases) {
         GeomControl geometry = Request(c.resolution, c.resolution);
-        geometry.xExtent = 85 * c.resolution / 10;  // 8.5 inches
+        geometry.xExtent = 3300 * c.resolution / 300;
+        geometry.maxWidth = c.units;
         geometry.adjustX = c.before;
         EXPECT_EQ(Set(*scan, geometry).result, S_OK);
         EXPECT_EQ(geometry.adjustX, c.after);
     }
-    // 11 units at 150 are 5.5 pixels.
-    GeomControl geometry = Request(150, 150);
-    geometry.xExtent = 6;
-    geometry.maxWidth = 11;
-    EXPECT_EQ(Set(*scan, geometry).result, S_OK);
-    EXPECT_EQ(geometry.width, 11);
-    EXPECT_EQ(geometry.adjustX, 6);
 }
 
 TEST_F(Geometry, BadRequestsAreRefusedAndNothingIsDividedByZero) {
@@ -167,63 +163,73 @@ TEST_F(Geometry, BadRequestsAreRefusedAndNothingIsDividedByZero) {
 }
 
 TEST_F(Geometry, LimitsAreTheSources) {
-    toolkit.sheets = 1;
-    toolkit.pageTenths = 0;
-    toolkit.deviceCaps.bedHeight = 0x80000000;
+    Place(1, 1);
+    toolkit.Without(IID_IOstrelXPAMedia);
+    toolkit.Lie<OstrelDeviceCaps>(GetDeviceCapabilities,
+                                  [](auto& caps) { caps.bedHeight = 0x80000000; });
+    toolkit.Lie<OstrelXpaCaps>(GetXPACapabilities, [](auto& caps) { caps.minResolution = 150; });
     ASSERT_EQ(Open(), S_OK);
     const struct {
         ScanSource source;
         LONG width, height, lowest, highest, highestAlong;
     } cases[] = {
-        {kFlatbed, 2550, INT_MAX, 75, 2400, 4800},
-        {kAdapter, 300, 450, 150, 4800, 9600},
-        {kFeeder, 2580, 4200, 100, 600, 600},
-        {kDuplex, 2540, 3500, 100, 600, 600},
+        {kFromFlatbed, 2592, INT_MAX, 75, 4800, 9600},
+        {kFromAdapter, 1500, 2700, 150, 4800, 9600},
+        {kFromFeeder, 2592, 4200, 75, 600, 600},
     };
     for (const auto& c : cases) {
         ASSERT_EQ(scan->firstScanInit(&c.source), S_OK);
-        GeomControl geometry = {};
-        geometry.left = geometry.top = 9;
-        ASSERT_EQ(scan->getGeomControl(&geometry), S_OK);
-        const LONG told[] = {geometry.left,           geometry.top,
-                             geometry.width,          geometry.height,
-                             geometry.scanXRes,       geometry.scanYRes,
-                             geometry.maxWidth,       geometry.maxHeight,
-                             geometry.minResolution,  geometry.maxResolution,
-                             geometry.minResolution2, geometry.maxVertResolution};
+        GeomControl g = {};
+        g.left = g.top = 9;
+        ASSERT_EQ(scan->getGeomControl(&g), S_OK);
         const LONG expected[] = {0,       0,        c.width,  c.height,  100,      100,
                                  c.width, c.height, c.lowest, c.highest, c.lowest, c.highestAlong};
+        const LONG told[] = {
+            g.left,          g.top,           g.width,          g.height,
+            g.scanXRes,      g.scanYRes,      g.maxWidth,       g.maxHeight,
+            g.minResolution, g.maxResolution, g.minResolution2, g.maxVertResolution};
         EXPECT_TRUE(std::equal(told, told + 12, expected)) << c.width;
-        EXPECT_EQ(geometry.xResList[geometry.xResCount - 1], 4800);
-        EXPECT_EQ(geometry.yResList[geometry.yResCount - 1], 9600);
+        EXPECT_EQ(g.xResList[g.xResCount - 1], 4800);
+        EXPECT_EQ(g.yResList[g.yResCount - 1], 9600);
     }
+    DWORD length = 0;
     scan->m_pageLength = 3300;
-    DWORD height = 0;
-    EXPECT_EQ(scan->getMaxHeight(false, 0, true, &height), S_OK);
-    EXPECT_EQ(height, 3300u) << "a page that has been measured";
-    EXPECT_EQ(scan->getMaxHeight(true, 0, true, &height), E_INVALIDARG);
+    EXPECT_EQ(scan->getMaxHeight(false, 0, true, &length), S_OK);
+    EXPECT_EQ(length, 3300u) << "a page that has been measured";
+    EXPECT_EQ(scan->getMaxHeight(true, 0, true, &length), E_INVALIDARG);
     EXPECT_EQ(scan->getMaxWidth(false, 0, false, nullptr), E_POINTER);
-    EXPECT_EQ(scan->releaseScanner(), S_OK);
-    toolkit.media.resize(2);
-    toolkit.media[0].height = 222;
-    toolkit.media[1].width = 333;
+}
+
+TEST_F(Geometry, LimitsFollowDuplexAndTheListOfMedia) {
+    toolkit.Lie<OstrelAdf3Caps>(GetADF3Capabilities, [](auto& caps) { caps.hasDuplexSwitch = 0; });
     ASSERT_EQ(Open(), S_OK);
-    EXPECT_EQ(scan->getMaxWidth(true, 1, false, &height), S_OK);
-    EXPECT_EQ(height, 333u);
-    EXPECT_EQ(scan->getMaxHeight(true, 0, false, &height), S_OK);
-    EXPECT_EQ(height, 222u);
-    EXPECT_EQ(scan->getMaxWidth(true, 2, false, &height), E_INVALIDARG);
+    scan->m_source.request = kDuplex;
+    DWORD length = 0;
+    EXPECT_EQ(scan->getMaxWidth(false, 0, true, &length), S_OK);
+    EXPECT_EQ(length, 2550u);
+    EXPECT_EQ(scan->getMaxHeight(false, 0, true, &length), S_OK);
+    EXPECT_EQ(length, 3510u);
+    EXPECT_EQ(scan->getMaxWidth(true, 2, false, &length), S_OK);
+    EXPECT_EQ(length, 1500u);
+    EXPECT_EQ(scan->getMaxHeight(true, 0, false, &length), S_OK);
+    EXPECT_EQ(length, 283u);
+    EXPECT_EQ(scan->getMaxWidth(true, 3, false, &length), E_INVALIDARG);
 }
 
 TEST_F(Geometry, DeviceWithATableScansAtItsEntries) {
-    OstrelResolutionTable& table = toolkit.resolutions[OSTREL_SOURCE_FLATBED];
-    const OstrelResolution entries[] = {
-        {150, 300, 0, 0}, {300, 600, 2, 0}, {300, 300, 0, 0}, {1200, 600, 4, 0}};
-    std::copy(std::begin(entries), std::end(entries), table.entries);
-    table.count = 4;
+    WORD count = 4;
+    toolkit.Lie<OstrelResolutionTable>(GetResolutionTable, [&](auto& table) {
+        const OstrelResolution entries[] = {
+            {150, 300, 0, 0}, {300, 600, 2, 0}, {300, 300, 0, 0}, {1200, 600, 4, 0}};
+        std::copy(std::begin(entries), std::end(entries), table.entries);
+        table.count = count;
+    });
     CTableScan controller(&toolkit, clock);
-    ASSERT_EQ(controller.initDriver(u"port", 1), S_OK);
-    ASSERT_EQ(controller.firstScanInit(&kFlatbed), S_OK);
+    const auto reopen = [&] {
+        EXPECT_EQ(controller.initDriver(device.Port().c_str(), 1), S_OK);
+        EXPECT_EQ(controller.firstScanInit(&kFromFlatbed), S_OK);
+    };
+    reopen();
     GeomControl limits = {};
     ASSERT_EQ(controller.getGeomControl(&limits), S_OK);
     EXPECT_EQ(limits.xResCount, 3);
@@ -249,15 +255,12 @@ TEST_F(Geometry, DeviceWithATableScansAtItsEntries) {
     geometry.yExtent = 800;
     EXPECT_EQ(Set(controller, geometry).result, S_OK);
     EXPECT_EQ(geometry.height, 700) << "cut to the page";
-    table.count = 0xFFFF;
-    ASSERT_EQ(controller.initDriver(u"port", 1), S_OK);
-    ASSERT_EQ(controller.firstScanInit(&kFlatbed), S_OK);
-    EXPECT_EQ(controller.getGeomControl(&limits), S_OK);
-    EXPECT_EQ(limits.xResCount, 3);
+    count = 0xFFFF;
+    reopen();
     geometry = Request(2400, 2400);
-    EXPECT_EQ(Set(controller, geometry).result, S_OK);
-    table.count = 0;
-    ASSERT_EQ(controller.initDriver(u"port", 1), S_OK);
+    EXPECT_EQ(Set(controller, geometry).result, S_OK) << "no more entries than there is room for";
+    count = 0;
+    reopen();
     geometry = Request(2400, 1234);
     EXPECT_EQ(Set(controller, geometry).scale, 0u);
     EXPECT_EQ(geometry.scanYRes, 1234) << "as asked";

@@ -1,20 +1,16 @@
-#include "controller/toolkit.h"
-
-#include <gtest/gtest.h>
-
 #include <cstring>
 
 #include "diag/device_error_text.h"
-#include "tests/support/fake_toolkit.h"
+#include "tests/controller/controller_rig.h"
 
 namespace {
 
 constexpr CLSID kClass = {0x0DDBA11, 0x600D, 0x4F00, {0xB0, 1, 2, 3, 4, 5, 6, 7}};
 
-// Makes the fake; asked for a model, it remembers which.
+// Gives the rig's toolkit; asked for a model, it remembers which.
 class CFakeClass final : public IClassFactory, public IOstrelModelFactory {
   public:
-    CFakeClass(CFakeToolkit& toolkit, bool knowsModels)
+    CFakeClass(CLyingToolkit& toolkit, bool knowsModels)
         : m_toolkit(toolkit), m_knowsModels(knowsModels) {}
 
     HRESULT QueryInterface(REFIID iid, void** object) override {
@@ -40,86 +36,54 @@ class CFakeClass final : public IClassFactory, public IOstrelModelFactory {
     ULONG m_references = 0;
 
   private:
-    CFakeToolkit& m_toolkit;
+    CLyingToolkit& m_toolkit;
     const bool m_knowsModels;
 };
 
-struct Created {
-    HRESULT result;
-    std::string key;
-    std::u16string model;
+class Toolkit : public CControllerTest {
+  protected:
+    Toolkit() { scan.reset(); }
+    // The key that comes of `key`, and the model that the class was asked for.
+    std::pair<std::string, std::u16string> Create(bool knowsModels, const char* key = "") {
+        CFakeClass factory(toolkit, knowsModels);
+        DWORD cookie = 0;
+        EXPECT_EQ(CoRegisterClassObject(kClass, static_cast<IClassFactory*>(&factory),
+                                        CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie),
+                  S_OK);
+        char modelKey[kOstrelModelChars] = {};
+        std::memcpy(modelKey, key, std::strlen(key));
+        ComPtr<IOstrelDevice> made;
+        EXPECT_EQ(CreateScannerInterface(kClass, device.Port().c_str(), 1, modelKey, made.Out()),
+                  S_OK);
+        EXPECT_EQ(toolkit.References(), 1);
+        made.Reset();
+        CoRevokeClassObject(cookie);
+        EXPECT_EQ(factory.m_references, 0u);
+        return {std::string(modelKey, strnlen(modelKey, sizeof(modelKey))), factory.m_model};
+    }
 };
 
-Created Create(CFakeToolkit& toolkit, bool knowsModels, const char* key = "") {
-    CFakeClass factory(toolkit, knowsModels);
-    DWORD cookie = 0;
-    EXPECT_EQ(CoRegisterClassObject(kClass, static_cast<IClassFactory*>(&factory),
-                                    CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie),
-              S_OK);
-    char modelKey[kOstrelModelChars] = {};
-    std::memcpy(modelKey, key, std::strlen(key));
-    ComPtr<IOstrelDevice> device;
-    const HRESULT hr = CreateScannerInterface(kClass, u"port", 1, modelKey, device.Out());
-    EXPECT_EQ(toolkit.References(), 1);
-    device.Reset();
-    CoRevokeClassObject(cookie);
-    EXPECT_EQ(factory.m_references, 0u);
-    EXPECT_EQ(toolkit.References() + toolkit.OpenSessions(), 0);
-    EXPECT_TRUE(toolkit.Violations().empty());
-    return {hr, std::string(modelKey, strnlen(modelKey, sizeof(modelKey))), factory.m_model};
-}
-
-TEST(Toolkit, MakesAnObjectForTheModelThatTheDeviceTells) {
-    CFakeToolkit toolkit;
-    std::memcpy(toolkit.deviceCaps.model, "SIXTEEN-LETTERS!", 16);
-    const Created asked = Create(toolkit, true);
-    EXPECT_EQ(asked.result, S_OK);
-    EXPECT_EQ(asked.key, "SIXTEEN-LETTERS!");
-    EXPECT_EQ(asked.model, u"SIXTEEN-LETTERS!");
-    EXPECT_EQ(Create(toolkit, true, "OTHER").model, u"OTHER");
-    EXPECT_EQ(toolkit.Count("OpenDevice"), 1) << "a key that is known is not asked for";
-    EXPECT_EQ(Create(toolkit, false).key, "SIXTEEN-LETTERS!") << "without a factory of models";
-    for (const char* operation : {"LockScanner", "GetDeviceCapabilities", "OpenDevice"}) {
+TEST_F(Toolkit, MakesAnObjectForTheModelThatTheDeviceTells) {
+    toolkit.Lie<OstrelDeviceCaps>(
+        GetDeviceCapabilities, [](auto& caps) { std::memcpy(caps.model, "SIXTEEN-LETTERS!", 16); });
+    EXPECT_EQ(Create(true).first, "SIXTEEN-LETTERS!");
+    EXPECT_EQ(Create(true).second, u"SIXTEEN-LETTERS!");
+    EXPECT_EQ(Create(true, "OTHER").second, u"OTHER");
+    EXPECT_EQ(toolkit.Count(OpenDevice), 2) << "a key that is known is not asked for";
+    EXPECT_EQ(Create(false).first, "SIXTEEN-LETTERS!") << "without a factory of models";
+    for (const EOperation operation : {LockScanner, GetDeviceCapabilities, OpenDevice}) {
         toolkit.Fail(operation, OSTREL_COMMUNICATION);
-        const Created made = Create(toolkit, true);
-        EXPECT_EQ(made.result, S_OK) << operation;
-        EXPECT_EQ(made.key, "") << operation;
+        EXPECT_EQ(Create(true).first, "") << OperationOf(operation).name;
     }
 }
 
-TEST(Toolkit, SomeCodesMeanMoreToTheirDevice) {
+TEST_F(Toolkit, SomeCodesMeanMoreToTheirDevice) {
     EXPECT_EQ(MapOstrelError(0, {}), S_OK);
-    EXPECT_EQ(MapOstrelError(7, {}), MakeResult(0x8004000B));
-    EXPECT_EQ(MapOstrelError(7, {.useXpa = true}), MakeResult(0x80040005));
-    EXPECT_EQ(MapOstrelError(101, {}), MakeResult(0x8004000F));
-    EXPECT_EQ(MapOstrelError(101, {.sheetFedOnly = true}), MakeResult(0x80040012));
-    EXPECT_EQ(MapOstrelError(9999, {}), MakeResult(0x8004000D));
-    for (const OstrelError& row : OstrelErrorTable()) {
-        EXPECT_STREQ(row.text, DeviceErrorText(row.code));
-        EXPECT_EQ(FAILED(row.result), row.code != 0);
-    }
-}
-
-TEST(Toolkit, LockGivesBackOnlyWhatItGot) {
-    CFakeToolkit toolkit;
-    DWORD session = 0;
-    DWORD error = 0;
-    ASSERT_EQ(toolkit.OpenDevice(u"port", 1, &session, &error), S_OK);
-    {
-        const OstrelLock outer(&toolkit, session, OSTREL_LOCK_SCAN, OSTREL_LOCK_WAIT, &error);
-        const OstrelLock inner(&toolkit, session);
-        EXPECT_TRUE(outer.IsLocked() && inner.IsLocked());
-        EXPECT_EQ(toolkit.Levels(), 2);
-        toolkit.Fail("LockScanner", OSTREL_LOCK_FAILED);
-        const OstrelLock failed(&toolkit, session, OSTREL_LOCK_SCAN, OSTREL_LOCK_WAIT, &error);
-        EXPECT_FALSE(failed.IsLocked());
-        EXPECT_EQ(failed.Result(), CFakeToolkit::kFailure);
-        EXPECT_EQ(error, OSTREL_LOCK_FAILED);
-    }
-    EXPECT_EQ(toolkit.Levels(), 0);
-    EXPECT_FALSE(OstrelLock(nullptr, session).IsLocked());
-    toolkit.CloseDevice(session, &error);
-    EXPECT_TRUE(toolkit.Violations().empty());
+    EXPECT_EQ(MapOstrelError(7, {}), Result(0x0B));
+    EXPECT_EQ(MapOstrelError(7, {.useXpa = true}), Result(0x05));
+    EXPECT_EQ(MapOstrelError(101, {}), Result(0x0F));
+    EXPECT_EQ(MapOstrelError(101, {.sheetFedOnly = true}), Result(0x12));
+    EXPECT_EQ(MapOstrelError(9999, {}), Result(0x0D));
 }
 
 }  // namespace

@@ -5,20 +5,15 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "controller/toolkit.h"
 #include "platform/com.h"
 #include "platform/registry.h"
-#include "simulator/device_state.h"
 #include "simulator/panel.h"
 #include "simulator/simulator_class.h"
-#include "tests/platform/test_folder.h"
-
-using Bytes = std::vector<std::uint8_t>;
+#include "tests/support/simulated_device.h"
 
 // Names the module in the registry, as an installer does.
 inline void RegisterSimulator() {
@@ -44,56 +39,6 @@ inline ComPtr<IOstrelDevice> CreateToolkit() {
                                device.OutVoid()),
               S_OK);
     return device;
-}
-
-// The folder alone.
-class CDeviceRig {
-  public:
-    explicit CDeviceRig(const std::string& ini = {}) {
-        static int number = 0;
-        m_path = TestFolder() + "/device" + std::to_string(++number);
-        std::filesystem::create_directories(m_path);
-        if (!ini.empty())
-            SetIni(ini);
-    }
-
-    const std::string& Path() const { return m_path; }
-    std::u16string Port() const { return std::filesystem::path(m_path + "/port").u16string(); }
-    void SetIni(const std::string& ini) { WriteWholeFile(m_path + "/device.ini", ini); }
-    void SetClock(std::uint64_t time) { WriteWholeFile(m_path + "/clock", std::to_string(time)); }
-    std::uint64_t Clock() const { return std::stoull(ReadWholeFile(m_path + "/clock")); }
-    void Act(const std::string& act) { WriteWholeFile(m_path + "/panel/" + act, ""); }
-    CDeviceState State() const { return LoadState(m_path + "/state", {}); }
-    std::string Calls() const { return ReadWholeFile(m_path + "/calls.log"); }
-
-  private:
-    std::string m_path;
-};
-
-// A picture of 24 bits in a bitmap file, `rgb` with the top line first.
-inline void WritePicture(const std::string& path, int width, int height, int dpi,
-                         const Bytes& rgb) {
-    const auto w = static_cast<std::size_t>(width);
-    const std::size_t stride = (w * 3 + 3) / 4 * 4;
-    BITMAPFILEHEADER file = {BITMAP_FILE_TYPE, 0, 0, 0, 54};
-    BITMAPINFOHEADER info = {};
-    info.biSize = sizeof(info);
-    info.biWidth = width;
-    info.biHeight = -height;
-    info.biPlanes = 1;
-    info.biBitCount = 24;
-    info.biXPelsPerMeter = info.biYPelsPerMeter = static_cast<LONG>(dpi * 39.37 + 0.5);
-    Bytes rows(stride * static_cast<std::size_t>(height));
-    for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
-        for (std::size_t i = 0; i < w * 3; ++i)
-            rows[y * stride + i / 3 * 3 + 2 - i % 3] = rgb[y * w * 3 + i];
-    }
-    file.bfSize = static_cast<DWORD>(54 + rows.size());
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(&file), sizeof(file));
-    out.write(reinterpret_cast<const char*>(&info), sizeof(info));
-    out.write(reinterpret_cast<const char*>(rows.data()),
-              static_cast<std::streamsize>(rows.size()));
 }
 
 // An open session, which holds one level of the lock unless told otherwise.

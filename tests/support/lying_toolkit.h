@@ -1,0 +1,147 @@
+// The simulated toolkit with a test between it and its caller. It does what the device does, until
+// a test lets an operation fail, answer without the device, or lie about what it gives. Calls are
+// kept with the levels of the lock that their session held; what a caller does wrong, the device
+// counts.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "simulator/sim_toolkit.h"
+#include "tests/support/simulated_device.h"
+
+class CLyingToolkit final : public CSimToolkit {
+  public:
+    // The result of a failure that was ordered: the driver keeps it where there is no code.
+    static constexpr HRESULT kFailure = E_UNEXPECTED;
+
+    struct Call {
+        EOperation operation;
+        int levels = 0;
+        DWORD value = 0;  // the operation's own number, where it takes one
+    };
+
+    // At the device in a folder. An object for all facets, which lives as long as the test says.
+    explicit CLyingToolkit(const CDeviceRig& device) : CSimToolkit({}, ~0u), m_device(device) {}
+
+    // ---- Orders
+
+    void Without(REFIID facet) { m_missing.push_back(facet); }
+    void WithoutFacets() { m_hasFacets = false; }
+    // The `nth` call from now on, and those behind it up to `times`, fail with the code; 0: none is
+    // set. Endings end what they end all the same.
+    void Fail(EOperation operation, DWORD code, int nth = 1, int times = 1);
+    void FailAlways(EOperation operation, DWORD code) { Fail(operation, code, 1, 1 << 30); }
+    void Heal() { m_faults.clear(); }
+    // Succeeds, and the device hears nothing of it.
+    void Answer(EOperation operation) { m_answered.insert(operation); }
+    // Goes over what the operation gives, which is one T.
+    template <class T>
+    void Lie(EOperation operation, std::function<void(T&)> lie) {
+        m_lies[operation] = [lie](void* out) { lie(*static_cast<T*>(out)); };
+    }
+    // Ahead of each operation, on the thread that calls it.
+    std::function<void(EOperation)> onCall;
+
+    // ---- What has happened
+
+    std::vector<Call> Calls() const;
+    int Count(EOperation operation) const;
+    // Of the last call; 0 if there was none.
+    DWORD LastValue(EOperation operation) const;
+    void ForgetCalls();
+    int Levels() const;  // of all sessions
+    int OpenSessions() const;
+    int References() const { return m_references; }
+    // Calls that broke the rules; "" for none.
+    std::string Violations() const;
+
+    std::vector<BYTE> tonemap[3];  // sent last
+
+    // ---- The facets
+
+    HRESULT QueryInterface(REFIID iid, void** object) override;
+    ULONG AddRef() override { return static_cast<ULONG>(++m_references); }
+    ULONG Release() override { return static_cast<ULONG>(--m_references); }
+    HRESULT OpenDevice(LPCOLESTR name, WORD ioType, DWORD* session, DWORD* error) override;
+    HRESULT SetTonemap(DWORD session, DWORD bytes, const void* red, const void* green,
+                       const void* blue, DWORD* error) override;
+    HRESULT GetScanSetup(DWORD s, const OstrelScanParams* params, OstrelScanSetup* setup,
+                         DWORD* e) override {
+        const HRESULT hr = CSimToolkit::GetScanSetup(s, params, setup, e);
+        return Told(EOperation::GetScanSetup, hr, setup);
+    }
+    HRESULT GetResolutionTable(DWORD s, DWORD source, OstrelResolutionTable* table,
+                               DWORD* e) override {
+        const HRESULT hr = CSimToolkit::GetResolutionTable(s, source, table, e);
+        return Told(EOperation::GetResolutionTable, hr, table);
+    }
+
+#define NVQ_TELLS(operation, Type)                             \
+    HRESULT operation(DWORD s, Type* out, DWORD* e) override { \
+        const HRESULT hr = CSimToolkit::operation(s, out, e);  \
+        return Told(EOperation::operation, hr, out);           \
+    }
+    NVQ_TELLS(GetDeviceCapabilities, OstrelDeviceCaps)
+    NVQ_TELLS(GetADF2Capabilities, OstrelAdf2Caps)
+    NVQ_TELLS(GetADF3Capabilities, OstrelAdf3Caps)
+    NVQ_TELLS(GetXPACapabilities, OstrelXpaCaps)
+    NVQ_TELLS(GetNvramInfo, OstrelNvramInfo)
+    NVQ_TELLS(GetCompressionCapabilities, OstrelCompressionCaps)
+    NVQ_TELLS(GetDuplexSwitch, BOOL)
+    NVQ_TELLS(ADF2PaperFeed, DWORD)
+    NVQ_TELLS(GetJobGateState, DWORD)
+    NVQ_TELLS(GetProfileSize, DWORD)
+#undef NVQ_TELLS
+
+#define NVQ_TAKES(operation)                                     \
+    HRESULT operation(DWORD s, DWORD value, DWORD* e) override { \
+        m_value = value;                                         \
+        return CSimToolkit::operation(s, value, e);              \
+    }
+    NVQ_TAKES(SetADFMode)
+    NVQ_TAKES(SetCompressionType)
+    NVQ_TAKES(EnableCompression)
+    NVQ_TAKES(SetLampTimeout)
+#undef NVQ_TAKES
+    HRESULT SetCompressionValue(DWORD s, DWORD kind, DWORD value, DWORD* e) override {
+        m_value = value;
+        return CSimToolkit::SetCompressionValue(s, kind, value, e);
+    }
+
+  protected:
+    HRESULT Run(EOperation operation, DWORD session, DWORD* error, const CCallBody& body) override;
+
+  private:
+    struct Fault {
+        EOperation operation;
+        DWORD code;
+        int first;
+        int times;
+    };
+
+    // Notes the call; the fault that was ordered for it, if there is one.
+    std::optional<Fault> Enter(EOperation operation, DWORD session);
+    HRESULT Refuse(const Fault& fault, DWORD* error) const;
+    HRESULT Told(EOperation operation, HRESULT hr, void* out);
+
+    const CDeviceRig& m_device;
+    bool m_hasFacets = true;
+    std::vector<IID> m_missing;
+    std::set<EOperation> m_answered;
+    std::map<EOperation, std::function<void(void*)>> m_lies;
+    std::atomic<int> m_references = 0;
+    std::atomic<DWORD> m_value = 0;  // of the call that begins
+    mutable std::mutex m_guard;      // of all below
+    std::vector<Fault> m_faults;
+    std::vector<Call> m_calls;
+    std::map<EOperation, int> m_counts;  // ever
+    std::map<DWORD, int> m_levels;       // of each session that is open
+    std::string m_violations;
+};
