@@ -56,7 +56,6 @@ class CDeviceSession {
                      std::vector<ScanProperty>* made);
     ScanStatus ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
                         IScanSink& sink);
-    int PagesWanted(int pages) const;
 
     // One operation of the imaging face, under the driver's own lock. `what` stands before the
     // words for its failure; it may be empty.

@@ -1,7 +1,6 @@
 // Scanning: one call of the driver for a page.
-#include <algorithm>
-
 #include "service/device_session.h"
+#include "service/page_count.h"
 #include "service/transfer.h"
 
 namespace {
@@ -10,23 +9,14 @@ ScanStatus Cancelled() {
     return {S_FALSE, "the scan was cancelled"};
 }
 
-LONG NumberOf(const CPropertyStore& store, PROPID id, LONG otherwise) {
+std::optional<LONG> NumberOf(const CPropertyStore& store, PROPID id) {
     PropertyValue value;
     const LONG* number =
         store.Read(id, value, nullptr) == S_OK ? std::get_if<LONG>(&value) : nullptr;
-    return number ? *number : otherwise;
+    return number ? std::optional(*number) : std::nullopt;
 }
 
 }  // namespace
-
-// 0: until the feeder is empty.
-int CDeviceSession::PagesWanted(int pages) const {
-    const CPropertyStore& root = m_items->Root()->Store();
-    const LONG select = NumberOf(root, WIA_DPS_DOCUMENT_HANDLING_SELECT, FLATBED);
-    if ((select & (FEEDER | DUPLEX)) == 0)
-        return 1;
-    return pages >= 0 ? pages : std::max(NumberOf(root, WIA_DPS_PAGES, 1), 0);
-}
 
 ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
                                     IScanSink& sink) {
@@ -59,7 +49,9 @@ ScanStatus CDeviceSession::Scan(const std::string& name, int pages, const std::a
         return status;
     if ((item->Flags() & WiaItemTypeFolder) != 0)
         return {E_INVALIDARG, ShownItemName(item->Name()) + ": holds no image"};
-    const int wanted = PagesWanted(pages);
+    const CPropertyStore& root = m_items->Root()->Store();
+    const int wanted = PagesOfScan(NumberOf(root, WIA_DPS_DOCUMENT_HANDLING_SELECT),
+                                   NumberOf(root, WIA_DPS_PAGES), pages);
     for (int page = 1; wanted == 0 || page <= wanted; ++page) {
         if (cancel && *cancel)
             return Cancelled();
