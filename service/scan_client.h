@@ -138,12 +138,12 @@ class CScanClient {
     // Notices are told to the first client that uses a device.
     explicit CScanClient(Notice notice = {}) : m_notice(std::move(notice)) {}
 
-    // Also installs the simulated scanner when there is no device, with a notice.
+    // In the order of their numbers; none is no failure. Listing and opening install nothing.
     ScanStatus ListDevices(std::vector<ScanDeviceInfo>& devices) const;
 
-    // `which`: a device's number, identifier, name or port; empty for the first. A driver that
-    // can't be loaded or initialised is told in the text and released: the next call tries again
-    // with a new one.
+    // `which`: a device's number, identifier, name or port; empty for the first. Without any it is
+    // 0x80070103. A driver that can't be loaded or initialised is told in the text and released:
+    // the next call tries again with a new one.
     ScanStatus Open(const std::string& which, CScanDevice& device) const;
 
     // E_NOTIMPL for a device without events.

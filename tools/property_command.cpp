@@ -177,7 +177,7 @@ ScanStatus Apply(CScanDevice& device, const std::vector<ItemWrite>& writes,
 
 int Run(const PropertyOptions& options) {
     CScanDevice device;
-    ScanStatus status = MakeClient().Open(options.m_device, device);
+    ScanStatus status = OpenScanner(options.m_device, device);
     CDeviceProperties properties;
     if (status.Ok())
         status = CDeviceProperties::Read(device, properties);

@@ -113,9 +113,9 @@ int Run(ScanCommand& command) {
             return Complain(error, kExitUsage);
     }
     CatchInterrupts();
-    const CScanClient client = command.m_isQuiet ? CScanClient() : MakeClient();
     CScanDevice device;
-    if (const ScanStatus status = client.Open(command.m_device, device); !status.Ok())
+    if (const ScanStatus status = OpenScanner(command.m_device, device, command.m_isQuiet);
+        !status.Ok())
         return Complain(status);
     CDeviceProperties properties;
     if (const ScanStatus status = CDeviceProperties::Read(device, properties); !status.Ok())
