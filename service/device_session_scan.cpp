@@ -5,10 +5,6 @@
 
 namespace {
 
-ScanStatus Cancelled() {
-    return {S_FALSE, "the scan was cancelled"};
-}
-
 std::optional<LONG> NumberOf(const CPropertyStore& store, PROPID id) {
     PropertyValue value;
     const LONG* number =
@@ -25,7 +21,7 @@ ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const std::ato
     ScanStatus status = transfer->Prepare(item.Handle());
     if (status.Ok()) {
         const ScanStatus driver = Call(item, {}, [&](BYTE* context, LONG* deviceError) {
-            IWiaMiniDrv* const imaging = m_driver->Imaging();
+            IWiaMiniDrv* const imaging = m_use.driver->Imaging();
             const HRESULT hr =
                 imaging->drvWriteItemProperties(context, 0, transfer->Context(), deviceError);
             return FAILED(hr) && hr != E_NOTIMPL
@@ -38,10 +34,11 @@ ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const std::ato
     return status;
 }
 
-ScanStatus CDeviceSession::Scan(const std::string& name, int pages, const std::atomic<bool>* cancel,
+ScanStatus CDeviceSession::Scan(const std::string& name, const ScanOptions& options,
                                 IScanSink& sink, int& scanned) {
     scanned = 0;
-    const CCallGate::Hold hold(m_host->Gate());
+    const CCallGate::Hold hold(m_host->Gate(), options.refusesOthers ? CCallGate::Others::TurnedAway
+                                                                     : CCallGate::Others::Wait);
     if (!hold)
         return StatusOf(WIA_ERROR_BUSY, Device().name);
     ItemContextPtr item;
@@ -49,13 +46,13 @@ ScanStatus CDeviceSession::Scan(const std::string& name, int pages, const std::a
         return status;
     if ((item->Flags() & WiaItemTypeFolder) != 0)
         return {E_INVALIDARG, ShownItemName(item->Name()) + ": holds no image"};
-    const CPropertyStore& root = m_items->Root()->Store();
+    const CPropertyStore& root = m_use.items->Root()->Store();
     const int wanted = PagesOfScan(NumberOf(root, WIA_DPS_DOCUMENT_HANDLING_SELECT),
-                                   NumberOf(root, WIA_DPS_PAGES), pages);
+                                   NumberOf(root, WIA_DPS_PAGES), options.pages);
     for (int page = 1; wanted == 0 || page <= wanted; ++page) {
-        if (cancel && *cancel)
-            return Cancelled();
-        ScanStatus status = ScanPage(*item, page, cancel, sink);
+        if (options.cancel && *options.cancel)
+            return CancelledScan();
+        ScanStatus status = ScanPage(*item, page, options.cancel, sink);
         if (status.code == WIA_ERROR_PAPER_EMPTY && page > 1)
             break;
         if (status.code != S_OK)

@@ -77,10 +77,8 @@ ScanStatus CScanDevice::Scan(const std::string& item, const ScanOptions& options
                              int* scanned) {
     const auto session = m_session;  // lives through a sink that closes the device
     int pages = 0;
-    ScanStatus status = Guarded([&] {
-        return session ? session->Scan(item, options.pages, options.cancel, sink, pages)
-                       : NotOpen();
-    });
+    ScanStatus status =
+        Guarded([&] { return session ? session->Scan(item, options, sink, pages) : NotOpen(); });
     if (scanned)
         *scanned = pages;
     return status;
