@@ -19,7 +19,7 @@ class InstallTest : public CServiceTest {
 constexpr const char* kDriver = "{0C3A5327-4FBD-4E6C-BC58-EF03A9B7B981}";
 constexpr const char* kToolkit = "{1E0C2B4A-77F1-4B7E-A10F-6C2D54903BE8}";
 
-TEST_F(InstallTest, WritesWhatADriverReadsAndRemovesAllOfItAgain) {
+TEST_F(InstallTest, RemovesAllThatItWroteWithTheLastDeviceThatNeedsIt) {
     for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CLASSES_ROOT}) {
         CRegistryKey others;
         others.Create(root, "Software\\Norvane\\Other");
@@ -27,31 +27,10 @@ TEST_F(InstallTest, WritesWhatADriverReadsAndRemovesAllOfItAgain) {
     }
     const std::string before = ReadWholeFile(RegistryPath());
     Install();
-    CRegistryKey key;
-    ASSERT_EQ(key.Open(HKEY_LOCAL_MACHINE, DeviceKeyPath("0000")), ERROR_SUCCESS);
-    EXPECT_EQ(key.ReadText("DriverDesc"), "Test scanner");
-    EXPECT_EQ(key.ReadText("USDClass"), kDriver);
     CRegistryKey data;
-    ASSERT_EQ(data.Open(key.Get(), "DeviceData"), ERROR_SUCCESS);
+    ASSERT_EQ(data.Open(HKEY_LOCAL_MACHINE, DeviceKeyPath("0000") + "\\DeviceData"), ERROR_SUCCESS);
     EXPECT_EQ(data.ReadText("OstrelCLSID"), kToolkit) << "as the module has registered it";
-    EXPECT_EQ(data.ReadText("OstrelDriver"), std::filesystem::canonical(TEST_TOOLKIT).string());
     EXPECT_EQ(data.ReadNumber("LoadSettingsOnce"), std::nullopt) << "the first start is to come";
-    CRegistryKey lamp;
-    ASSERT_EQ(lamp.Open(HKEY_LOCAL_MACHINE, "Software\\Norvane\\Lumetra\\" +
-                                                data.ReadText("InstallCLSID").value_or("")),
-              ERROR_SUCCESS);
-    EXPECT_EQ(lamp.ReadText("InstantLampWarmUp"), "0");
-    CRegistryKey events;
-    ASSERT_EQ(events.Open(key.Get(), "Events"), ERROR_SUCCESS);
-    const std::vector<std::string> buttons = events.Subkeys();
-    ASSERT_EQ(buttons.size(), 4u);
-    for (DWORD i = 0; i < buttons.size(); ++i) {
-        CRegistryKey button;
-        ASSERT_EQ(button.Open(events.Get(), buttons[i]), ERROR_SUCCESS);
-        EXPECT_EQ(button.ReadText(nullptr), DefaultEvents()[i].name);
-        EXPECT_EQ(button.ReadNumber("Index"), i);
-        EXPECT_EQ(button.ReadNumber("Mask"), 1u << i);
-    }
     EXPECT_TRUE(HasClass(kDriver));
     EXPECT_TRUE(HasClass(kToolkit));
 

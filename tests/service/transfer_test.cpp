@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "platform/com_ptr.h"
+#include "service/page_count.h"
 #include "tests/service/service_rig.h"
 
 namespace {
@@ -119,35 +120,14 @@ TEST_F(Transfer, AFlagCancelsFromAnyThreadAtTheNextMessage) {
     EXPECT_EQ(m_scanned, 0);
 }
 
-TEST_F(Transfer, AFeederJobEndsWithThePagesOrWithTheCount) {
-    struct Job {
-        LONG select;
-        LONG property;
-        int option;
-        int sheets;
-        int scanned;
-        HRESULT result;
-    };
-    const Job jobs[] = {
-        {FLATBED, 0, 0, 3, 1, S_OK},  // the glass has one
-        {FEEDER, 0, -1, 3, 3, S_OK},  // all
-        {FEEDER, 2, -1, 3, 2, S_OK},  // by the property
-        {FEEDER, 2, 0, 3, 3, S_OK},   // the option goes ahead of it
-        {DUPLEX, 1, 4, 3, 3, S_OK},   // fewer than wanted
-        {FEEDER, 0, -1, 0, 0, WIA_ERROR_PAPER_EMPTY},
-    };
-    for (const Job& job : jobs) {
-        ASSERT_EQ(Failure(m_device.Write("Root", {{WIA_DPS_DOCUMENT_HANDLING_SELECT, job.select},
-                                                  {WIA_DPS_PAGES, job.property}})),
-                  "");
-        TestScript().m_sheets = job.sheets;
-        CPageStore sink;
-        EXPECT_EQ(Scan(sink, {.pages = job.option}).code, job.result);
-        EXPECT_EQ(m_scanned, job.scanned);
-        ASSERT_EQ(sink.m_ended.size(), static_cast<std::size_t>(job.scanned));
-        for (std::size_t i = 0; i < sink.m_ended.size(); ++i)
-            EXPECT_EQ(sink.m_ended[i].number, static_cast<int>(i) + 1);
-    }
+TEST(Pages, AreCountedByTheFeederTheOptionAndTheProperty) {
+    EXPECT_EQ(PagesOfScan({}, {}, 0), 1) << "the glass has one";
+    EXPECT_EQ(PagesOfScan(FLATBED, 7, 3), 1);
+    EXPECT_EQ(PagesOfScan(FEEDER, 0, -1), 0) << "all";
+    EXPECT_EQ(PagesOfScan(FEEDER, 2, -1), 2);
+    EXPECT_EQ(PagesOfScan(FEEDER, {}, -1), 1) << "as the property's default";
+    EXPECT_EQ(PagesOfScan(DUPLEX, 2, 0), 0) << "the option goes ahead of the property";
+    EXPECT_EQ(PagesOfScan(DUPLEX, 2, 4), 4);
 }
 
 // A driver that sends what it shouldn't.
@@ -203,19 +183,6 @@ TEST_F(Transfer, NonsenseEndsThePageWithAClearResult) {
                   return DeliverTestPicture(t);
               }),
               S_OK);
-}
-
-TEST_F(Transfer, RowsWithoutTheirPaddingAreMadeUpInWhite) {
-    TestScript().m_acquire = [](BYTE*, MINIDRV_TRANSFER_CONTEXT* t) {
-        const BITMAPINFOHEADER info = {40, 3, -2, 1, 8, 0, 0, 0, 0, 0, 0};
-        std::memcpy(t->pTransferBuffer, &info, sizeof(info));
-        t->pIWiaMiniDrvCallBack->MiniDrvCallback(IT_MSG_DATA, 4, 0, 0, 40, t, 0);
-        std::memcpy(t->pTransferBuffer, "\1\2\3\0\4\5", 6);
-        return t->pIWiaMiniDrvCallBack->MiniDrvCallback(IT_MSG_DATA, 4, 100, 40, 6, t, 0);
-    };
-    CPageStore sink;
-    ASSERT_EQ(Failure(Scan(sink)), "");
-    EXPECT_EQ(sink.m_bytes[0], (std::vector<BYTE>{1, 2, 3, 0, 4, 5, 255, 255}));
 }
 
 TEST_F(Transfer, AReceiverThatFailsOrReachesBackHarmsNobody) {

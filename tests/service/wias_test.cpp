@@ -41,12 +41,6 @@ TEST_F(Wias, OldValuesAreThoseBeforeTheWriteUnderValidation) {
         EXPECT_EQ(value, 8);
         EXPECT_EQ(old, 24) << "also of what the driver itself has changed since";
     });
-    InValidation(50, [](BYTE* context) {
-        LONG value = 0;
-        LONG old = 0;
-        wiasReadPropLong(context, WIA_IPS_BRIGHTNESS, &value, &old, TRUE);
-        EXPECT_EQ(old, 40) << "the write before this one";
-    });
 }
 
 TEST_F(Wias, APropertyContextTellsWhatWasWritten) {
@@ -76,9 +70,6 @@ TEST_F(Wias, APropertyContextTellsWhatWasWritten) {
         EXPECT_EQ(get(WIA_IPS_BRIGHTNESS, TRUE), S_OK);
         EXPECT_EQ(get(WIA_IPS_BRIGHTNESS, FALSE), E_INVALIDARG);
         EXPECT_EQ(wiasValidateItemProperties(context, 1, written), E_INVALIDARG);
-        EXPECT_EQ(wiasSetValidRangeLong(context, WIA_IPS_BRIGHTNESS, 0, 5, 2010, 5), S_OK);
-        EXPECT_EQ(get(WIA_IPS_BRIGHTNESS, FALSE), S_OK);
-        EXPECT_EQ(wiasValidateItemProperties(context, 1, written), S_OK);
         EXPECT_EQ(wiasFreePropContext(&properties), S_OK);
         EXPECT_EQ(properties.pProps, nullptr);
     });
@@ -93,11 +84,6 @@ TEST_F(Wias, WhatIsMissingOrOfAnotherTypeIsToldApart) {
         EXPECT_EQ(wiasReadPropLong(context, WIA_IPA_FORMAT, &value, nullptr, FALSE), E_INVALIDARG);
         EXPECT_EQ(wiasWritePropLong(context, 4711, 1), E_INVALIDARG);
         EXPECT_EQ(wiasWritePropLong(context, WIA_IPA_FORMAT, 1), E_INVALIDARG);
-        BYTE* bytes = nullptr;
-        ASSERT_EQ(wiasReadPropBin(context, kTestBlob, &bytes, nullptr, TRUE), S_OK);
-        EXPECT_EQ(std::memcmp(bytes, "\1\2\3\4", 4), 0);
-        CoTaskMemFree(bytes);
-
         PROPSPEC specs[] = {Spec(0), Spec(4711)};
         specs[0].ulKind = PRSPEC_LPWSTR;
         specs[0].lpwstr = const_cast<LPOLESTR>(u"Brightness");
@@ -217,11 +203,6 @@ TEST_F(Wias, ItemsFormATreeAndComeApart) {
     EXPECT_EQ(make(67, u"R\\A")->AddItemToFolder(root.Get()), E_INVALIDARG) << "taken name";
 
     ComPtr<IWiaDrvItem> found;
-    EXPECT_EQ(root->GetFirstChildItem(found.Out()), S_OK);
-    EXPECT_EQ(found.Get(), a.Get());
-    EXPECT_EQ(a->GetNextSiblingItem(found.Out()), S_OK);
-    EXPECT_EQ(found.Get(), b.Get());
-    EXPECT_EQ(b->GetNextSiblingItem(found.Out()), S_FALSE);
     EXPECT_EQ(root->UnlinkItemTree(WiaItemTypeDisconnected), S_OK);
     EXPECT_EQ(root->GetFirstChildItem(found.Out()), S_FALSE);
     EXPECT_EQ(b->GetParentItem(found.Out()), S_FALSE);
