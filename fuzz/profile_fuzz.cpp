@@ -10,7 +10,7 @@
 #include "profile/profile_container.h"
 #include "profile/profile_writer.h"
 #include "profile/scan_attrib.h"
-#include "tools/profile_check.h"
+#include "tools/profile/check.h"
 
 namespace {
 

@@ -17,6 +17,7 @@ void CBitmapFileWriter::Start() {
     info.biXPelsPerMeter = m_info.biXPelsPerMeter;
     info.biYPelsPerMeter = m_info.biYPelsPerMeter;
     info.biClrUsed = m_info.biClrUsed;
+    info.biClrImportant = m_info.biClrImportant;
     m_file.WriteAt(&file, sizeof(file), 0);
     m_file.WriteAt(&info, sizeof(info), sizeof(file));
     m_file.WriteAt(Palette().data(), Palette().size_bytes(), sizeof(file) + sizeof(info));

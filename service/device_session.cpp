@@ -57,21 +57,23 @@ class CBstr {
 }  // namespace
 
 CDeviceSession::CDeviceSession(std::shared_ptr<CDeviceHost> host)
-    : m_host(std::move(host)), m_items(CItemSet::Create()) {}
+    : m_host(std::move(host)), m_use{{}, CItemSet::Create()} {}
 
+// The gate may be another client's, for as long as that client takes with its pages: then the end
+// of this one comes behind it.
 CDeviceSession::~CDeviceSession() {
-    const CCallGate::Hold hold(m_host->Gate());
-    End();
+    m_host->Gate().Run(
+        [host = m_host.get(), use = std::move(m_use)]() mutable { End(*host, use); });
 }
 
 // Under the gate. Items go ahead of the driver that made them.
-void CDeviceSession::End() {
-    if (std::exchange(m_initialized, false)) {
-        m_driver->Imaging()->drvUnInitializeWia(m_items->Root()->Handle());
-        m_host->CountSession(-1);
+void CDeviceSession::End(CDeviceHost& host, Use& use) {
+    if (std::exchange(use.initialized, false)) {
+        use.driver->Imaging()->drvUnInitializeWia(use.items->Root()->Handle());
+        host.CountSession(-1);
     }
-    m_items.reset();
-    m_driver.Reset();
+    use.items.reset();
+    use.driver.Reset();
 }
 
 ScanStatus CDeviceSession::Open(std::shared_ptr<CDeviceHost> host,
@@ -92,7 +94,7 @@ ScanStatus CDeviceSession::Start() {
             return StatusOf(WIA_ERROR_BUSY, Device().name);
         status = Begin();
         if (!status.Ok()) {
-            End();
+            End(*m_host, m_use);
             given = m_host->GiveUpDriver();
         }
     }
@@ -102,7 +104,7 @@ ScanStatus CDeviceSession::Start() {
 }
 
 ScanStatus CDeviceSession::Begin() {
-    ScanStatus status = m_host->UseDriver(m_driver);
+    ScanStatus status = m_host->UseDriver(m_use.driver);
     IWiaDrvItem* root = nullptr;
     if (status.Ok())
         status = InitializeImaging(&root);
@@ -115,28 +117,28 @@ ScanStatus CDeviceSession::InitializeImaging(IWiaDrvItem** root) {
     IUnknown* inner = nullptr;
     LONG deviceError = 0;
     *root = nullptr;
-    const HRESULT hr = m_driver->Imaging()->drvInitializeWia(
-        m_items->Root()->Handle(), 0, id.Get(), rootName.Get(), m_driver.Get(), m_driver.Get(),
-        root, &inner, &deviceError);
+    const HRESULT hr = m_use.driver->Imaging()->drvInitializeWia(
+        m_use.items->Root()->Handle(), 0, id.Get(), rootName.Get(), m_use.driver.Get(),
+        m_use.driver.Get(), root, &inner, &deviceError);
     if (FAILED(hr)) {
         const std::string why = ToolkitFailure(hr, Device());
         return why.empty() ? Failure(hr, Device().name + ": can't be opened", deviceError)
                            : ScanStatus{hr, Device().name + ": " + why};
     }
-    m_initialized = true;
+    m_use.initialized = true;
     m_host->CountSession(1);
     return *root ? ScanStatus{} : StatusOf(WIA_ERROR_INVALID_DRIVER_RESPONSE, Device().name);
 }
 
 ScanStatus CDeviceSession::BuildItems(IWiaDrvItem* root) {
-    if (const HRESULT hr = m_items->TakeTree(root); FAILED(hr))
+    if (const HRESULT hr = m_use.items->TakeTree(root); FAILED(hr))
         return StatusOf(hr, Device().name + ": its items");
     for (const auto& item : Items()) {
         PublishItem(*item);
         ScanStatus status =
             Call(*item, Device().name + ": the properties of " + ShownItemName(item->Name()),
                  [&](BYTE* context, LONG* deviceError) {
-                     return m_driver->Imaging()->drvInitItemProperties(context, 0, deviceError);
+                     return m_use.driver->Imaging()->drvInitItemProperties(context, 0, deviceError);
                  });
         if (!status.Ok())
             return status;
@@ -148,7 +150,7 @@ void CDeviceSession::PublishItem(CItemContext& item) const {
     Publish(item.Store(), {{WIA_IPA_ITEM_NAME, ShownItemName(item.Name())},
                            {WIA_IPA_FULL_ITEM_NAME, item.FullName()},
                            {WIA_IPA_ITEM_FLAGS, item.Flags()}});
-    if (&item != m_items->Root().get())
+    if (&item != m_use.items->Root().get())
         return;
     const InstalledDevice& device = Device();
     const auto type =
@@ -160,7 +162,7 @@ void CDeviceSession::PublishItem(CItemContext& item) const {
              {WIA_DIP_DEV_TYPE, type},
              {WIA_DIP_PORT_NAME, device.port},
              {WIA_DIP_DEV_NAME, device.name},
-             {WIA_DIP_STI_GEN_CAPABILITIES, static_cast<LONG>(m_driver->Capabilities())},
+             {WIA_DIP_STI_GEN_CAPABILITIES, static_cast<LONG>(m_use.driver->Capabilities())},
              {WIA_DPA_CONNECT_STATUS, WIA_DEVICE_CONNECTED}});
 }
 
@@ -173,7 +175,7 @@ ScanStatus CDeviceSession::FindItem(const std::string& name, ItemContextPtr& ite
             });
         item = found == Items().end() ? nullptr : *found;
     } else {
-        item = m_items->Find(name);
+        item = m_use.items->Find(name);
     }
     if (!item)
         return {E_INVALIDARG, Device().name + ": has no item " +
@@ -201,8 +203,9 @@ ScanStatus CDeviceSession::Capabilities(LONG kind, std::vector<DeviceEvent>& cap
     LONG count = 0;
     WIA_DEV_CAP_DRV* rows = nullptr;  // the driver's
     const char* what = "the list of its commands and events";
-    ScanStatus status = Call(*m_items->Root(), what, [&](BYTE* context, LONG* deviceError) {
-        return m_driver->Imaging()->drvGetCapabilities(context, kind, &count, &rows, deviceError);
+    ScanStatus status = Call(*m_use.items->Root(), what, [&](BYTE* context, LONG* deviceError) {
+        return m_use.driver->Imaging()->drvGetCapabilities(context, kind, &count, &rows,
+                                                           deviceError);
     });
     if (!status.Ok())
         return status;
@@ -221,10 +224,10 @@ ScanStatus CDeviceSession::Synchronize() {
     const CCallGate::Hold hold(m_host->Gate());
     if (!hold)
         return StatusOf(WIA_ERROR_BUSY, Device().name);
-    IWiaMiniDrv* const driver = m_driver->Imaging();
+    IWiaMiniDrv* const driver = m_use.driver->Imaging();
     IWiaDrvItem* root = nullptr;
     ScanStatus status =
-        Call(*m_items->Root(), Device().name, [&](BYTE* context, LONG* deviceError) {
+        Call(*m_use.items->Root(), Device().name, [&](BYTE* context, LONG* deviceError) {
             IWiaDrvItem* ignored = nullptr;
             return driver->drvDeviceCommand(context, 0, &WIA_CMD_SYNCHRONIZE, &ignored,
                                             deviceError);
@@ -234,14 +237,14 @@ ScanStatus CDeviceSession::Synchronize() {
     status = InitializeImaging(&root);
     if (!status.Ok())
         return status;
-    driver->drvUnInitializeWia(m_items->Root()->Handle());
+    driver->drvUnInitializeWia(m_use.items->Root()->Handle());
     m_host->CountSession(-1);
     return BuildItems(root);
 }
 
 ScanStatus CDeviceSession::Call(const CItemContext& item, const std::string& what,
                                 const Operation& operation) {
-    IWiaMiniDrv* const driver = m_driver->Imaging();
+    IWiaMiniDrv* const driver = m_use.driver->Imaging();
     LONG deviceError = 0;
     HRESULT hr = driver->drvLockWiaDevice(item.Handle(), 0, &deviceError);
     if (FAILED(hr) && hr != E_NOTIMPL)
@@ -258,7 +261,7 @@ ScanStatus CDeviceSession::Failure(HRESULT hr, const std::string& what, LONG dev
     LPOLESTR text = nullptr;  // the driver's
     LONG ignored = 0;
     if (deviceError != 0 &&
-        SUCCEEDED(m_driver->Imaging()->drvGetDeviceErrorStr(0, deviceError, &text, &ignored)) &&
+        SUCCEEDED(m_use.driver->Imaging()->drvGetDeviceErrorStr(0, deviceError, &text, &ignored)) &&
         text)
         status.text += " (" + TextFromWide(text) + ')';
     return status;

@@ -8,7 +8,7 @@
 
 #include "service/device_host.h"
 #include "service/item_context.h"
-#include "service/scan_sink.h"
+#include "service/scan_client.h"
 
 // The operations are those of CScanDevice (scan_client.h), which tells what they mean.
 class CDeviceSession {
@@ -28,8 +28,8 @@ class CDeviceSession {
     ScanStatus Write(const std::string& item, const std::vector<PropertyWrite>& writes);
     ScanStatus Try(const std::string& item, const std::vector<PropertyWrite>& writes,
                    std::vector<ScanProperty>& made);
-    ScanStatus Scan(const std::string& item, int pages, const std::atomic<bool>* cancel,
-                    IScanSink& sink, int& scanned);
+    ScanStatus Scan(const std::string& item, const ScanOptions& options, IScanSink& sink,
+                    int& scanned);
     ScanStatus Capabilities(LONG kind, std::vector<DeviceEvent>& capabilities);
     ScanStatus Synchronize();
 
@@ -40,11 +40,10 @@ class CDeviceSession {
     explicit CDeviceSession(std::shared_ptr<CDeviceHost> host);
     ScanStatus Start();
     ScanStatus Begin();
-    void End();
     ScanStatus InitializeImaging(IWiaDrvItem** root);
     ScanStatus BuildItems(IWiaDrvItem* root);
     void PublishItem(CItemContext& item) const;
-    const std::vector<ItemContextPtr>& Items() const { return m_items->Items(); }
+    const std::vector<ItemContextPtr>& Items() const { return m_use.items->Items(); }
     // An empty name means the first item that holds an image.
     ScanStatus FindItem(const std::string& name, ItemContextPtr& item) const;
 
@@ -56,15 +55,20 @@ class CDeviceSession {
                      std::vector<ScanProperty>* made);
     ScanStatus ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
                         IScanSink& sink);
-    int PagesWanted(int pages) const;
 
     // One operation of the imaging face, under the driver's own lock. `what` stands before the
     // words for its failure; it may be empty.
     ScanStatus Call(const CItemContext& item, const std::string& what, const Operation& operation);
     ScanStatus Failure(HRESULT hr, const std::string& what, LONG deviceError) const;
 
+    // What the session has of the driver.
+    struct Use {
+        ComPtr<CDriverObject> driver;
+        std::shared_ptr<CItemSet> items;  // gone before the driver
+        bool initialized = false;         // its imaging face, for this session
+    };
+    static void End(CDeviceHost& host, Use& use);
+
     const std::shared_ptr<CDeviceHost> m_host;
-    ComPtr<CDriverObject> m_driver;
-    std::shared_ptr<CItemSet> m_items;  // gone before the driver
-    bool m_initialized = false;
+    Use m_use;
 };

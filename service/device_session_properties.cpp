@@ -45,7 +45,7 @@ ScanStatus CDeviceSession::ReadFrom(CItemContext& item, std::vector<PROPID> ids,
     const std::vector<PROPSPEC> specs = SpecsOf(ids);
     // The driver brings up to date what it asks the device for.
     ScanStatus status = Call(item, "reading properties", [&](BYTE* context, LONG* deviceError) {
-        const HRESULT hr = m_driver->Imaging()->drvReadItemProperties(
+        const HRESULT hr = m_use.driver->Imaging()->drvReadItemProperties(
             context, 0, static_cast<ULONG>(specs.size()), specs.data(), deviceError);
         return hr == E_NOTIMPL ? S_OK : hr;
     });
@@ -85,7 +85,7 @@ ScanStatus CDeviceSession::Validate(const CItemContext& item, const Writes& writ
                 ShownValue(writes[i].value);
     }
     return Call(item, what, [&](BYTE* context, LONG* deviceError) {
-        return m_driver->Imaging()->drvValidateItemProperties(
+        return m_use.driver->Imaging()->drvValidateItemProperties(
             context, 0, static_cast<ULONG>(specs.size()), specs.data(), deviceError);
     });
 }
@@ -125,7 +125,7 @@ ScanStatus CDeviceSession::Apply(const std::string& item, const Writes& writes,
         status = CheckWrites(*found, writes);
     if (!status.Ok())
         return status;
-    CWriteFrame frame(*m_items);
+    CWriteFrame frame(*m_use.items);
     found->Store().Write(writes);
     status = Validate(*found, writes);
     if (status.Ok() && !made)

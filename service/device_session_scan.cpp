@@ -1,32 +1,18 @@
 // Scanning: one call of the driver for a page.
-#include <algorithm>
-
 #include "service/device_session.h"
+#include "service/page_count.h"
 #include "service/transfer.h"
 
 namespace {
 
-ScanStatus Cancelled() {
-    return {S_FALSE, "the scan was cancelled"};
-}
-
-LONG NumberOf(const CPropertyStore& store, PROPID id, LONG otherwise) {
+std::optional<LONG> NumberOf(const CPropertyStore& store, PROPID id) {
     PropertyValue value;
     const LONG* number =
         store.Read(id, value, nullptr) == S_OK ? std::get_if<LONG>(&value) : nullptr;
-    return number ? *number : otherwise;
+    return number ? std::optional(*number) : std::nullopt;
 }
 
 }  // namespace
-
-// 0: until the feeder is empty.
-int CDeviceSession::PagesWanted(int pages) const {
-    const CPropertyStore& root = m_items->Root()->Store();
-    const LONG select = NumberOf(root, WIA_DPS_DOCUMENT_HANDLING_SELECT, FLATBED);
-    if ((select & (FEEDER | DUPLEX)) == 0)
-        return 1;
-    return pages >= 0 ? pages : std::max(NumberOf(root, WIA_DPS_PAGES, 1), 0);
-}
 
 ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
                                     IScanSink& sink) {
@@ -35,7 +21,7 @@ ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const std::ato
     ScanStatus status = transfer->Prepare(item.Handle());
     if (status.Ok()) {
         const ScanStatus driver = Call(item, {}, [&](BYTE* context, LONG* deviceError) {
-            IWiaMiniDrv* const imaging = m_driver->Imaging();
+            IWiaMiniDrv* const imaging = m_use.driver->Imaging();
             const HRESULT hr =
                 imaging->drvWriteItemProperties(context, 0, transfer->Context(), deviceError);
             return FAILED(hr) && hr != E_NOTIMPL
@@ -48,10 +34,11 @@ ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const std::ato
     return status;
 }
 
-ScanStatus CDeviceSession::Scan(const std::string& name, int pages, const std::atomic<bool>* cancel,
+ScanStatus CDeviceSession::Scan(const std::string& name, const ScanOptions& options,
                                 IScanSink& sink, int& scanned) {
     scanned = 0;
-    const CCallGate::Hold hold(m_host->Gate());
+    const CCallGate::Hold hold(m_host->Gate(), options.refusesOthers ? CCallGate::Others::TurnedAway
+                                                                     : CCallGate::Others::Wait);
     if (!hold)
         return StatusOf(WIA_ERROR_BUSY, Device().name);
     ItemContextPtr item;
@@ -59,11 +46,13 @@ ScanStatus CDeviceSession::Scan(const std::string& name, int pages, const std::a
         return status;
     if ((item->Flags() & WiaItemTypeFolder) != 0)
         return {E_INVALIDARG, ShownItemName(item->Name()) + ": holds no image"};
-    const int wanted = PagesWanted(pages);
+    const CPropertyStore& root = m_use.items->Root()->Store();
+    const int wanted = PagesOfScan(NumberOf(root, WIA_DPS_DOCUMENT_HANDLING_SELECT),
+                                   NumberOf(root, WIA_DPS_PAGES), options.pages);
     for (int page = 1; wanted == 0 || page <= wanted; ++page) {
-        if (cancel && *cancel)
-            return Cancelled();
-        ScanStatus status = ScanPage(*item, page, cancel, sink);
+        if (options.cancel && *options.cancel)
+            return CancelledScan();
+        ScanStatus status = ScanPage(*item, page, options.cancel, sink);
         if (status.code == WIA_ERROR_PAPER_EMPTY && page > 1)
             break;
         if (status.code != S_OK)

@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr const char* kSimulatedName = "SIM300A";
-constexpr unsigned kMaxDevices = 10000;
+constexpr unsigned kMaxDevices = 10000;  // numbers have four digits
+constexpr DWORD kNetwork = 5;            // an I/O type
 
 // Names the place of the lamp setting, which all devices of this product share.
 constexpr GUID kProduct = {
@@ -152,6 +152,11 @@ ScanStatus CheckOptions(const InstallOptions& options,
                         const std::vector<InstalledDevice>& devices) {
     if (options.name.empty() || options.port.empty())
         return {E_INVALIDARG, "a device needs a name and a port"};
+    // The driver asks the toolkit for it by that identifier, at every start.
+    if (options.ioType == kNetwork && options.networkDeviceId.empty())
+        return {E_INVALIDARG, options.name +
+                                  ": a scanner in the network needs its network "
+                                  "identifier"};
     for (const InstalledDevice& known : devices) {
         if (known.port == options.port)
             return {E_INVALIDARG, known.name + " (" + known.number + ") is installed at the port " +
@@ -171,6 +176,8 @@ void DropClass(REFCLSID clsid) {
     if (file.empty() || !UnregisterModule(file).Ok())
         RegDeleteTreeA(HKEY_CLASSES_ROOT, path.c_str());
     PruneEmptyKeys(HKEY_CLASSES_ROOT, path);
+    // A module takes its own type library out, and leaves the key for all of them.
+    PruneEmptyKeys(HKEY_CLASSES_ROOT, "TypeLib");
 }
 
 std::string InstallClassOf(const std::string& number) {
@@ -311,27 +318,4 @@ ScanStatus UninstallDevice(const std::string& which) {
         status = which.empty() ? ScanStatus{E_INVALIDARG, "tell which device is to be removed"}
                                : FindInstalled(devices, which, device);
     return status.Ok() ? RemoveDevice(device) : status;
-}
-
-ScanStatus ListOrInstall(std::vector<InstalledDevice>& devices, const Notice& notice) {
-    ScanStatus status = ListInstalled(devices);
-    if (!status.Ok() || !devices.empty())
-        return status;
-    const CInstallLock lock;
-    status = lock.Status();
-    if (status.Ok())
-        status = ListInstalled(devices);  // another program may have been faster
-    if (!status.Ok() || !devices.empty())
-        return status;
-    InstallOptions options;
-    options.name = std::string("Simulated scanner ") + kSimulatedName;
-    status = MakeSimulatedPort(kSimulatedName, options.port);
-    if (status.Ok())
-        status = Install(options, nullptr);
-    if (status.Ok())
-        status = ListInstalled(devices);
-    if (status.Ok() && notice)
-        notice("No scanner is installed. A simulated one has been installed for you: " +
-               options.name);
-    return status;
 }

@@ -30,7 +30,7 @@ struct InstallOptions {
     // Which of the toolkit module's classes; needed only when it has several.
     std::optional<CLSID> toolkitClass;
     DWORD ioType = 1;             // 1 USB, 2 parallel, 3 SCSI, 4 DOT4, 5 network
-    std::string networkDeviceId;  // for I/O type 5
+    std::string networkDeviceId;  // for I/O type 5, which needs it
     std::string model;            // empty: the driver asks the device
     DWORD capabilities = 1;       // STI_GENCAP_...: events come by themselves
     DWORD subType = 3;            // 1 index, 2 signal only, 3 mask, 4 value
@@ -39,17 +39,10 @@ struct InstallOptions {
 };
 
 // Registers driver and toolkit through their modules and writes the device's key. Nothing of the
-// device stays in the registry when it fails. A port that another device has is refused.
+// device stays in the registry when it fails. A port that another device has is refused, and so is
+// a device in the network without its identifier.
 ScanStatus InstallDevice(const InstallOptions& options, InstalledDevice* device = nullptr);
 
 // Removes the device's key, and the modules' registration with the last device that needs it.
 // `which` as for FindInstalled, but never empty.
 ScanStatus UninstallDevice(const std::string& which);
-
-// The installed devices. When there are none, a simulated flatbed with feeder and adapter is
-// installed for the user first, and a notice says so.
-ScanStatus ListOrInstall(std::vector<InstalledDevice>& devices, const Notice& notice);
-
-// The port of a simulated device, whose folder is made at need: $NVQ_SIM_DIR, or nvqdrv/simulator
-// in the user's folder for states, then the name. E_FAIL when it can't be made.
-ScanStatus MakeSimulatedPort(const std::string& name, std::string& port);

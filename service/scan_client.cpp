@@ -20,9 +20,9 @@ ScanStatus NotOpen() {
     return {E_UNEXPECTED, "no device is open"};
 }
 
-ScanStatus FindDevice(const std::string& which, const Notice& notice, InstalledDevice& device) {
+ScanStatus FindDevice(const std::string& which, InstalledDevice& device) {
     std::vector<InstalledDevice> devices;
-    ScanStatus status = ListOrInstall(devices, notice);
+    ScanStatus status = ListInstalled(devices);
     return status.Ok() ? FindInstalled(devices, which, device) : status;
 }
 
@@ -77,10 +77,8 @@ ScanStatus CScanDevice::Scan(const std::string& item, const ScanOptions& options
                              int* scanned) {
     const auto session = m_session;  // lives through a sink that closes the device
     int pages = 0;
-    ScanStatus status = Guarded([&] {
-        return session ? session->Scan(item, options.pages, options.cancel, sink, pages)
-                       : NotOpen();
-    });
+    ScanStatus status =
+        Guarded([&] { return session ? session->Scan(item, options, sink, pages) : NotOpen(); });
     if (scanned)
         *scanned = pages;
     return status;
@@ -129,7 +127,7 @@ ScanStatus CScanClient::ListDevices(std::vector<ScanDeviceInfo>& devices) const 
     return Guarded([&] {
         devices.clear();
         std::vector<InstalledDevice> installed;
-        ScanStatus status = ListOrInstall(installed, m_notice);
+        ScanStatus status = ListInstalled(installed);
         for (const InstalledDevice& device : installed)
             devices.push_back({device.number, device.id, device.name, device.vendor, device.port,
                                RegisteredModule(device.driverClass), device.fault});
@@ -141,7 +139,7 @@ ScanStatus CScanClient::Open(const std::string& which, CScanDevice& device) cons
     device.Close();
     return Guarded([&] {
         InstalledDevice found;
-        ScanStatus status = FindDevice(which, m_notice, found);
+        ScanStatus status = FindDevice(which, found);
         return status.Ok()
                    ? CDeviceSession::Open(CDeviceHost::Get(found, m_notice), device.m_session)
                    : status;
@@ -155,7 +153,7 @@ ScanStatus CScanClient::Subscribe(const std::string& which, EventHandler handler
         if (!handler)
             return ScanStatus{E_INVALIDARG, "events need a handler"};
         InstalledDevice found;
-        ScanStatus status = FindDevice(which, m_notice, found);
+        ScanStatus status = FindDevice(which, found);
         if (!status.Ok())
             return status;
         auto host = CDeviceHost::Get(found, m_notice);

@@ -1,6 +1,6 @@
 // The imaging service for programs: devices, items, properties, scans and button events.
 //
-//     class Page : public IScanSink { ... };            // scan_sink.h
+//     class Page : public IScanSink { ... };            // scan_sink.h; page_reader.h for pulling
 //
 //     CScanClient client([](const std::string& line) { std::cerr << line << '\n'; });
 //     CScanDevice device;
@@ -20,8 +20,8 @@
 //
 // Threads. Everything here may be called from any thread. Operations on a device wait for each
 // other, so that its driver sees one call at a time; a scan is one operation, however many pages it
-// has. From inside a sink they answer WIA_ERROR_BUSY instead. Event handlers run beside all that,
-// on a thread of the service.
+// has. From inside a sink, and while a page reader's scan runs, they answer WIA_ERROR_BUSY instead.
+// Event handlers run beside all that, on a thread of the service.
 //
 // Results. No operation throws. A failure has a result code, the driver's own where it comes from
 // there, and a line for people. After a failure the device stays usable.
@@ -63,6 +63,9 @@ struct ScanOptions {
     // Set from any thread or a signal's handler to cancel; it must live as long as the scan. The
     // driver hears of it at its next message.
     const std::atomic<bool>* cancel = nullptr;
+    // Other operations on the device answer WIA_ERROR_BUSY while the scan runs, instead of waiting
+    // for its end: for a sink that waits for somebody who may come with one.
+    bool refusesOthers = false;
 };
 
 // An open device. Items are told by full name or by name ("Root", "Top"); an empty name means the
@@ -75,7 +78,7 @@ class CScanDevice {
     CScanDevice& operator=(CScanDevice&&) noexcept;
 
     bool IsOpen() const { return m_session != nullptr; }
-    // A scan that is under way ends first.
+    // At once; for the driver it ends behind a scan that is under way.
     void Close();
 
     // Root first.
@@ -112,6 +115,7 @@ class CScanDevice {
     ScanStatus Synchronize();
 
   private:
+    friend class CPageReader;
     friend class CScanClient;
     std::shared_ptr<CDeviceSession> m_session;
 };
@@ -138,12 +142,12 @@ class CScanClient {
     // Notices are told to the first client that uses a device.
     explicit CScanClient(Notice notice = {}) : m_notice(std::move(notice)) {}
 
-    // Also installs the simulated scanner when there is no device, with a notice.
+    // In the order of their numbers; none is no failure. Listing and opening install nothing.
     ScanStatus ListDevices(std::vector<ScanDeviceInfo>& devices) const;
 
-    // `which`: a device's number, identifier, name or port; empty for the first. A driver that
-    // can't be loaded or initialised is told in the text and released: the next call tries again
-    // with a new one.
+    // `which`: a device's number, identifier, name or port; empty for the first. Without any it is
+    // 0x80070103. A driver that can't be loaded or initialised is told in the text and released:
+    // the next call tries again with a new one.
     ScanStatus Open(const std::string& which, CScanDevice& device) const;
 
     // E_NOTIMPL for a device without events.

@@ -96,6 +96,10 @@ ScanStatus StatusOf(HRESULT code, const std::string& what) {
     return {code, what + ": " + ResultText(code)};
 }
 
+ScanStatus CancelledScan() {
+    return {S_FALSE, "the scan was cancelled"};
+}
+
 HRESULT ResultFromError(LONG error) {
     return error == ERROR_SUCCESS
                ? S_OK

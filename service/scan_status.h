@@ -21,6 +21,9 @@ std::string ResultText(HRESULT code);
 // "what: words of the code"; success for success.
 ScanStatus StatusOf(HRESULT code, const std::string& what);
 
+// What a scan came to that was cancelled, by whomever.
+ScanStatus CancelledScan();
+
 // The result code of a system error number.
 HRESULT ResultFromError(LONG error);
 

@@ -100,15 +100,11 @@ bool CTransfer::IsCancelled() const {
     return m_stopped || (m_cancel && *m_cancel);
 }
 
-ScanStatus CTransfer::Cancelled() const {
-    return {S_FALSE, "the scan was cancelled"};
-}
-
 ScanStatus CTransfer::Finish(const ScanStatus& driverResult) {
     if (!m_fault.empty())
         return {m_faultCode, m_fault};
     if (IsCancelled() || driverResult.code == S_FALSE)
-        return Cancelled();
+        return CancelledScan();
     if (!driverResult.Ok())
         return driverResult;
     bool goOn = false;
@@ -131,7 +127,7 @@ ScanStatus CTransfer::Finish(const ScanStatus& driverResult) {
     }
     if (!m_fault.empty())
         return {E_FAIL, m_fault};
-    return goOn ? ScanStatus{} : Cancelled();
+    return goOn ? ScanStatus{} : CancelledScan();
 }
 
 // The driver is asked to stop; what it sends from now on goes nowhere.

@@ -41,7 +41,6 @@ class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCall
     HRESULT TakeData(LONG offset, LONG length);
     HRESULT TakeProgress(LONG percent);
     HRESULT Reject(const char* why);
-    ScanStatus Cancelled() const;
 
     std::atomic<IScanSink*> m_sink;  // null behind Close
     const std::atomic<bool>* const m_cancel;

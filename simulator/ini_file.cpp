@@ -1,5 +1,6 @@
 #include "simulator/ini_file.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <utility>
@@ -66,6 +67,36 @@ std::string CIniFile::Find(std::string_view section, std::string_view key) const
 void CIniFile::Fail(int line, const std::string& what) const {
     const std::string place = line > 0 ? m_name + ':' + std::to_string(line) : m_name;
     throw CSimFailure(OSTREL_OPEN_FAILED, place + ": " + what);
+}
+
+// The new line stands behind the head of the section's first part; a section that isn't there comes
+// at the end.
+std::string WithIniValue(std::string_view text, std::string_view section, std::string_view key,
+                         std::string_view value) {
+    const std::string head = '[' + std::string(section) + ']';
+    const std::string added = std::string(key) + '=' + std::string(value) + '\n';
+    std::string made;
+    bool isInside = false;
+    bool isAdded = false;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size() - 1);
+        const std::string_view whole = text.substr(0, end + 1);
+        const std::string_view line = Trimmed(whole.substr(0, whole.find('\n')));
+        text.remove_prefix(whole.size());
+        if (line.starts_with('['))
+            isInside = line == head;
+        const bool isKey = isInside && Trimmed(line.substr(0, line.find('='))) == key;
+        if (!isKey)
+            made += whole;
+        if (line == head && !isAdded) {
+            made += (whole.ends_with('\n') ? "" : "\n") + added;
+            isAdded = true;
+        }
+    }
+    if (isAdded)
+        return made;
+    made += made.empty() || made.ends_with('\n') ? "" : "\n";
+    return made + (made.empty() ? "" : "\n") + head + '\n' + added;
 }
 
 std::string ReadSettingsText(const std::string& path) {

@@ -32,5 +32,9 @@ class CIniFile {
     std::vector<CIniEntry> m_entries;
 };
 
+// The text with "key=value" in the section, in place of lines for that key; all others stay.
+std::string WithIniValue(std::string_view text, std::string_view section, std::string_view key,
+                         std::string_view value);
+
 // The text of a settings file. Throws CSimFailure if it can't be read or is larger than 1 MiB.
 std::string ReadSettingsText(const std::string& path);

@@ -9,6 +9,7 @@
 #include "platform/event_pipe.h"
 #include "platform/handle.h"
 #include "simulator/device_folder.h"
+#include "simulator/ini_file.h"
 #include "simulator/model_store.h"
 #include "simulator/sim_failure.h"
 
@@ -130,6 +131,13 @@ bool MakeSimulatedDevice(const std::string& deviceFolder, const std::string& mod
         if (!MakeEventPipe(folder.Port().c_str()))
             Fail(folder.Port() + ": can't be made");
     });
+}
+
+void SetDeviceValue(const std::string& deviceFolder, const std::string& section,
+                    const std::string& key, const std::string& value) {
+    const std::string path = deviceFolder + "/device.ini";
+    const std::string text = fs::exists(path) ? ReadSettingsText(path) : std::string();
+    WriteNew(path, WithIniValue(text, section, key, value));
 }
 
 bool ActOnDevice(const std::string& deviceFolder, const std::string& act, std::string* error) {

@@ -38,6 +38,11 @@ std::string SimulatedPort(const std::string& deviceFolder);
 bool MakeSimulatedDevice(const std::string& deviceFolder, const std::string& model,
                          std::string* error);
 
+// Writes a setting into the device's own file, device.ini, whose other lines stay. Throws
+// CSimFailure when the file can't be read or written.
+void SetDeviceValue(const std::string& deviceFolder, const std::string& section,
+                    const std::string& key, const std::string& value);
+
 // Does one of the acts above. False with one line in `error`; an act that the device doesn't know
 // is only told when it notices it.
 bool ActOnDevice(const std::string& deviceFolder, const std::string& act, std::string* error);

@@ -72,8 +72,12 @@ int WaitForButtons(const ButtonOptions& options) {
     CatchInterrupts();
     CEventQueue events;
     CScanSubscription subscription;
-    ScanStatus status = MakeClient().Subscribe(
-        options.m_device, [&events](const ScanEvent& event) { events.Put(event); }, subscription);
+    CScanClient client;
+    ScanStatus status = MakeClient(client);
+    if (status.Ok())
+        status = client.Subscribe(
+            options.m_device, [&events](const ScanEvent& event) { events.Put(event); },
+            subscription);
     if (!status.Ok())
         return Complain(status);
     for (int told = 0; options.m_count == 0 || told < options.m_count; ++told) {

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <iostream>
 
+#include "tools/simulated_device.h"
+
 int Complain(const std::string& text, int code) {
     std::cerr << "nvqscan: " << text << '\n';
     return code;
@@ -14,6 +16,15 @@ int Complain(const ScanStatus& status) {
     return Complain(status.text + code, kExitFailed);
 }
 
-CScanClient MakeClient() {
-    return CScanClient([](const std::string& line) { std::cerr << "nvqscan: " + line + '\n'; });
+ScanStatus MakeClient(CScanClient& client, bool isQuiet) {
+    const Notice tell = [](const std::string& line) { std::cerr << "nvqscan: " + line + '\n'; };
+    const Notice notice = isQuiet ? [](const std::string&) {} : tell;
+    client = CScanClient(notice);
+    return ProvideScanner(notice);
+}
+
+ScanStatus OpenScanner(const std::string& which, CScanDevice& device, bool isQuiet) {
+    CScanClient client;
+    ScanStatus status = MakeClient(client, isQuiet);
+    return status.Ok() ? client.Open(which, device) : status;
 }

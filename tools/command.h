@@ -29,8 +29,11 @@ int Complain(const std::string& text, int code);
 // A failure of the service: its words with the result code behind them.
 int Complain(const ScanStatus& status);
 
-// The service, which tells its notices on standard error.
-CScanClient MakeClient();
+// The service, which tells its notices on standard error. When no scanner is installed, a simulated
+// one is first, and a notice says so. `isQuiet`: without notices.
+ScanStatus MakeClient(CScanClient& client, bool isQuiet = false);
+// Opens a scanner by that, as CScanClient::Open.
+ScanStatus OpenScanner(const std::string& which, CScanDevice& device, bool isQuiet = false);
 
 void AddDeviceCommands(CLI::App& app, CCommandList& commands);
 void AddPropertyCommands(CLI::App& app, CCommandList& commands);

@@ -7,7 +7,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include "platform/sti.h"
 #include "service/text.h"
 #include "tools/choice_option.h"
 #include "tools/command.h"
@@ -56,7 +55,11 @@ int ListDevices(const ListOptions& options) {
     if (options.m_isNames)
         return PrintNames();
     std::vector<ScanDeviceInfo> devices;
-    if (const ScanStatus status = MakeClient().ListDevices(devices); !status.Ok())
+    CScanClient client;
+    ScanStatus status = MakeClient(client);
+    if (status.Ok())
+        status = client.ListDevices(devices);
+    if (!status.Ok())
         return Complain(status);
     if (!options.m_isJson) {
         PrintDevices(devices);
@@ -71,48 +74,21 @@ int ListDevices(const ListOptions& options) {
 
 // ---- install and uninstall
 
-enum class EEvents { Pipe, Poll, None };
-
 struct InstallCommand {
     InstallOptions m_install;
     std::string m_model;
     std::string m_toolkitClass;
-    EEvents m_events = EEvents::Pipe;
-    CLI::Option* m_eventsOption = nullptr;
+    CButtonWish m_buttons;
 };
 
 const std::map<std::string, DWORD> kIoTypes = {
     {"usb", 1}, {"parallel", 2}, {"scsi", 3}, {"dot4", 4}, {"network", 5}};
-const std::map<std::string, DWORD> kSubTypes = {
-    {"index", kButtonByIndex}, {"signal", 2}, {"mask", kButtonByMask}, {"value", 4}};
+const std::map<std::string, DWORD> kSubTypes = {{"index", kButtonIndex},
+                                                {"signal", kButtonSignal},
+                                                {"mask", kButtonMask},
+                                                {"value", kButtonValue}};
 const std::map<std::string, EEvents> kEvents = {
     {"pipe", EEvents::Pipe}, {"poll", EEvents::Poll}, {"none", EEvents::None}};
-
-constexpr DWORD CapabilitiesFor(EEvents events) {
-    return events == EEvents::None   ? 0
-           : events == EEvents::Pipe ? STI_GENCAP_NOTIFICATIONS
-                                     : STI_GENCAP_NOTIFICATIONS | STI_GENCAP_POLLING_NEEDED;
-}
-
-// Makes the folder of a simulated device, and has the installation go by what it is.
-ScanStatus Simulate(InstallCommand& command) {
-    CSimulatedButtons buttons;
-    buttons.m_subType = command.m_install.subType;
-    if (command.m_eventsOption->count() > 0)
-        buttons.m_isPolled = command.m_events == EEvents::Poll;
-    CSimulatedScanner scanner;
-    ScanStatus status = MakeSimulatedScanner(command.m_model, buttons, scanner);
-    if (!status.Ok())
-        return status;
-    command.m_install.port = scanner.m_port;
-    if (command.m_install.name.empty())
-        command.m_install.name = "Simulated scanner " + scanner.m_name;
-    if (command.m_eventsOption->count() == 0 && scanner.m_isPolled)
-        command.m_events = EEvents::Poll;
-    if (command.m_install.events.size() > scanner.m_buttons)
-        command.m_install.events.resize(scanner.m_buttons);
-    return status;
-}
 
 int Install(InstallCommand& command) {
     InstallOptions& install = command.m_install;
@@ -123,15 +99,18 @@ int Install(InstallCommand& command) {
         install.toolkitClass = clsid;
     }
     if (install.port.empty()) {
-        if (const ScanStatus status = Simulate(command); !status.Ok())
+        const ScanStatus status = MakeSimulatedScanner(command.m_model, command.m_buttons, install);
+        if (!status.Ok())
             return Complain(status);
     } else if (!command.m_model.empty()) {
         return Complain("--model is for a simulated scanner, which brings its own port",
                         kExitUsage);
+    } else {
+        install.subType = command.m_buttons.m_subType.value_or(kButtonMask);
+        install.capabilities = CapabilitiesFor(command.m_buttons.m_events.value_or(EEvents::Pipe));
     }
     if (install.name.empty())
         install.name = "Scanner at " + install.port;
-    install.capabilities = CapabilitiesFor(command.m_events);
     InstalledDevice device;
     if (const ScanStatus status = InstallDevice(install, &device); !status.Ok())
         return Complain(status);
@@ -161,14 +140,14 @@ void AddInstall(CLI::App& app, CCommandList& commands) {
                     "Which of that module's classes, if it has several");
     TakesWordOf(sub->add_option("--io", install.ioType, "usb, parallel, scsi, dot4 or network"),
                 kIoTypes);
-    sub->add_option("--network-id", install.networkDeviceId, "Of a device in the network");
+    sub->add_option("--network-id", install.networkDeviceId,
+                    "Of a device in the network, which needs it");
     sub->add_option("--model-string", install.model,
                     "Model, if the driver isn't to ask the device");
-    command->m_eventsOption =
-        TakesWordOf(sub->add_option("--events", command->m_events,
-                                    "How presses of buttons come: pipe, poll or none"),
-                    kEvents);
-    TakesWordOf(sub->add_option("--sub-type", install.subType,
+    TakesWordOf(sub->add_option("--events", command->m_buttons.m_events,
+                                "How presses of buttons come: pipe, poll or none"),
+                kEvents);
+    TakesWordOf(sub->add_option("--sub-type", command->m_buttons.m_subType,
                                 "What a press says through the pipe: index, signal, mask or value"),
                 kSubTypes);
     sub->add_flag("--instant-lamp", install.instantLamp, "Its lamp needs no warm-up");

@@ -5,7 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/command.h"
-#include "tools/profile_command.h"
+#include "tools/profile/command.h"
 
 namespace {
 

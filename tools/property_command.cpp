@@ -7,10 +7,10 @@
 
 #include "service/text.h"
 #include "tools/command.h"
-#include "tools/device_properties.h"
 #include "tools/json_text.h"
 #include "tools/property_text.h"
 #include "tools/text_table.h"
+#include "tools/text_writes.h"
 
 namespace {
 
@@ -23,9 +23,9 @@ struct PropertyOptions {
 
 // A write and what came of it.
 struct CWriteResult {
-    CItemWrite m_write;
+    ItemWrite m_write;
     ScanStatus m_status;
-    std::vector<CPropertyChange> m_changes;
+    std::vector<PropertyChange> m_changes;
 };
 
 // ---- For programs
@@ -89,13 +89,13 @@ CJson JsonOf(const ScanProperty& property) {
 
 CJson JsonOf(const CWriteResult& result) {
     CJson changes = CJson::array();
-    for (const CPropertyChange& change : result.m_changes)
-        changes.push_back({{"item", change.m_item},
-                           {"id", change.m_after.id},
-                           {"name", change.m_after.name},
-                           {"before", JsonOf(change.m_before.value)},
-                           {"after", JsonOf(change.m_after.value)}});
-    return {{"write", result.m_write.m_words},
+    for (const PropertyChange& change : result.m_changes)
+        changes.push_back({{"item", change.item},
+                           {"id", change.after.id},
+                           {"name", change.after.name},
+                           {"before", JsonOf(change.before.value)},
+                           {"after", JsonOf(change.after.value)}});
+    return {{"write", result.m_write.words},
             {"result", static_cast<ULONG>(result.m_status.code)},
             {"text", result.m_status.text},
             {"changes", changes}};
@@ -103,12 +103,12 @@ CJson JsonOf(const CWriteResult& result) {
 
 void PrintAsJson(const CDeviceProperties& properties, const std::vector<CWriteResult>& results) {
     CJson items = CJson::array();
-    for (const CItemState& item : properties.Items()) {
+    for (const ItemState& item : properties.Items()) {
         CJson list = CJson::array();
-        for (const ScanProperty& property : item.m_properties)
+        for (const ScanProperty& property : item.properties)
             list.push_back(JsonOf(property));
         items.push_back(
-            {{"name", item.m_item.name}, {"fullName", item.m_item.fullName}, {"properties", list}});
+            {{"name", item.item.name}, {"fullName", item.item.fullName}, {"properties", list}});
     }
     CJson all = {{"items", items}};
     if (!results.empty()) {
@@ -126,15 +126,15 @@ void PrintChanges(const std::vector<CWriteResult>& results) {
     for (const CWriteResult& result : results) {
         if (!result.m_status.Ok())
             continue;
-        std::cout << result.m_write.m_words << (result.m_changes.empty() ? ": no change\n" : "\n");
+        std::cout << result.m_write.words << (result.m_changes.empty() ? ": no change\n" : "\n");
         std::vector<std::vector<std::string>> rows;
-        for (const CPropertyChange& change : result.m_changes) {
-            const std::string before = ValueText(change.m_before.id, change.m_before.value);
-            const std::string after = ValueText(change.m_after.id, change.m_after.value);
+        for (const PropertyChange& change : result.m_changes) {
+            const std::string before = ValueText(change.before.id, change.before.value);
+            const std::string after = ValueText(change.after.id, change.after.value);
             std::string shown = after;
-            if (change.m_before.value != change.m_after.value)
+            if (change.before.value != change.after.value)
                 shown.insert(0, " -> ").insert(0, before);
-            rows.push_back({change.m_after.name, shown, ValidText(change.m_after)});
+            rows.push_back({change.after.name, shown, ValidText(change.after)});
         }
         PrintColumns(std::cout, rows, "    ");
     }
@@ -144,11 +144,11 @@ void PrintChanges(const std::vector<CWriteResult>& results) {
 
 void PrintAsTable(const CDeviceProperties& properties) {
     bool isFirst = true;
-    for (const CItemState& item : properties.Items()) {
-        std::cout << (isFirst ? "" : "\n") << item.m_item.name << '\n';
+    for (const ItemState& item : properties.Items()) {
+        std::cout << (isFirst ? "" : "\n") << item.item.name << '\n';
         isFirst = false;
         std::vector<std::vector<std::string>> rows;
-        for (const ScanProperty& property : item.m_properties)
+        for (const ScanProperty& property : item.properties)
             rows.push_back({std::to_string(property.id), property.name,
                             ValueText(property.id, property.value),
                             property.IsWritable() ? ValidText(property) : "(read only)"});
@@ -159,10 +159,10 @@ void PrintAsTable(const CDeviceProperties& properties) {
 // ---- Running
 
 // Writes until one is refused.
-ScanStatus Apply(CScanDevice& device, const std::vector<CItemWrite>& writes,
+ScanStatus Apply(CScanDevice& device, const std::vector<ItemWrite>& writes,
                  CDeviceProperties& properties, std::vector<CWriteResult>& results) {
-    for (const CItemWrite& write : writes) {
-        CWriteResult result{write, device.Write(write.m_item, write.m_writes), {}};
+    for (const ItemWrite& write : writes) {
+        CWriteResult result{write, device.Write(write.item, write.writes), {}};
         CDeviceProperties now;
         if (ScanStatus status = CDeviceProperties::Read(device, now); !status.Ok())
             return status;
@@ -177,30 +177,25 @@ ScanStatus Apply(CScanDevice& device, const std::vector<CItemWrite>& writes,
 
 int Run(const PropertyOptions& options) {
     CScanDevice device;
-    ScanStatus status = MakeClient().Open(options.m_device, device);
+    ScanStatus status = OpenScanner(options.m_device, device);
     CDeviceProperties properties;
     if (status.Ok())
         status = CDeviceProperties::Read(device, properties);
     if (!status.Ok())
         return Complain(status);
-    std::vector<CNamedWrite> writes;
-    for (const std::string& set : options.m_sets) {
-        std::string error;
-        auto write = properties.Parse(set, &error);
-        if (!write)
-            return Complain(error, kExitUsage);
-        writes.push_back(std::move(*write));
-    }
+    std::string error;
+    const auto writes = ParseWrites(properties, options.m_sets, &error);
+    if (!writes)
+        return Complain(error, kExitUsage);
     std::vector<CWriteResult> results;
-    status =
-        Apply(device, options.m_isOneByOne ? OneByOne(writes) : GroupByItem(writes, properties),
-              properties, results);
+    status = Apply(device, options.m_isOneByOne ? *writes : GroupByItem(*writes, properties),
+                   properties, results);
     if (!status.Ok())
         return Complain(status);
     int code = kExitDone;
     if (!results.empty() && !results.back().m_status.Ok()) {
         status = results.back().m_status;
-        status.text = results.back().m_write.m_words + " is refused: " + status.text;
+        status.text = results.back().m_write.words + " is refused: " + status.text;
         code = Complain(status);
     }
     if (options.m_isJson) {

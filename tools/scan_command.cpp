@@ -1,5 +1,6 @@
 // nvqscan scan.
 
+#include <algorithm>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -10,7 +11,7 @@
 #include "tools/command.h"
 #include "tools/console.h"
 #include "tools/page_files.h"
-#include "tools/scan_settings.h"
+#include "tools/text_writes.h"
 
 namespace {
 
@@ -18,45 +19,37 @@ struct ScanCommand {
     std::string m_device;
     std::string m_output;
     std::string m_area;
-    CScanSettings m_settings;
+    std::vector<std::string> m_sets;  // NAME=VALUE
+    ScanSettings m_settings;
     std::optional<int> m_pages;
     bool m_isQuiet = false;
 };
 
-const std::map<std::string, EScanSource> kSourceNames = {{"flatbed", EScanSource::Flatbed},
-                                                         {"feeder", EScanSource::Feeder},
-                                                         {"duplex", EScanSource::Duplex},
-                                                         {"slide", EScanSource::Slide},
-                                                         {"negative", EScanSource::Negative}};
-const std::map<std::string, EScanMode> kModeNames = {{"color", EScanMode::Color},
-                                                     {"colour", EScanMode::Color},
-                                                     {"gray", EScanMode::Gray},
-                                                     {"grey", EScanMode::Gray},
-                                                     {"lineart", EScanMode::LineArt}};
-const std::map<std::string, EMedium> kMediumNames = {{"callback", EMedium::Callback},
-                                                     {"file", EMedium::File}};
+const std::map<std::string, ScanSource> kSourceNames = {{"flatbed", ScanSource::Flatbed},
+                                                        {"feeder", ScanSource::Feeder},
+                                                        {"duplex", ScanSource::Duplex},
+                                                        {"slide", ScanSource::Slide},
+                                                        {"negative", ScanSource::Negative}};
+const std::map<std::string, ScanMode> kModeNames = {{"color", ScanMode::Color},
+                                                    {"colour", ScanMode::Color},
+                                                    {"gray", ScanMode::Gray},
+                                                    {"grey", ScanMode::Gray},
+                                                    {"lineart", ScanMode::LineArt}};
+const std::map<std::string, ScanMedium> kMediumNames = {{"callback", ScanMedium::Callback},
+                                                        {"file", ScanMedium::File}};
 
-bool IsFeederJob(const CDeviceProperties& properties) {
-    const LONG select =
-        CDeviceProperties::Number(properties.Root(), WIA_DPS_DOCUMENT_HANDLING_SELECT).value_or(0);
-    return (select & (FEEDER | DUPLEX)) != 0;
-}
-
-bool IsPagesSet(const CScanSettings& settings, const CDeviceProperties& properties) {
-    for (const std::string& set : settings.m_sets) {
-        std::string ignored;
-        const auto write = properties.Parse(set, &ignored);
-        if (write && write->m_write.id == WIA_DPS_PAGES)
-            return true;
-    }
-    return false;
+bool IsPagesSet(const ScanSettings& settings) {
+    return std::ranges::any_of(settings.others, [](const ItemWrite& write) {
+        return std::ranges::any_of(
+            write.writes, [](const PropertyWrite& value) { return value.id == WIA_DPS_PAGES; });
+    });
 }
 
 // As ScanOptions has it: all that are in the feeder, unless the user says otherwise.
-int PagesWanted(const ScanCommand& command, const CDeviceProperties& properties) {
+int PagesAsked(const ScanCommand& command) {
     if (command.m_pages)
         return *command.m_pages;
-    return IsPagesSet(command.m_settings, properties) ? -1 : 0;
+    return IsPagesSet(command.m_settings) ? -1 : 0;
 }
 
 // What the command line says by itself is checked before anything else happens.
@@ -74,12 +67,8 @@ bool CheckOutput(const ScanCommand& command, std::string* error) {
     return true;
 }
 
-bool FitsOneFile(const ScanCommand& command, int pages, const CDeviceProperties& properties) {
-    if (!IsFeederJob(properties) || CPageName(command.m_output).IsNumbered() ||
-        HoldsSeveralPages(command.m_output))
-        return true;
-    const LONG set = CDeviceProperties::Number(properties.Root(), WIA_DPS_PAGES).value_or(1);
-    return (pages >= 0 ? pages : set) == 1;
+bool FitsOneFile(const std::string& output, int pages) {
+    return pages == 1 || CPageName(output).IsNumbered() || HoldsSeveralPages(output);
 }
 
 // The end of the job, whichever it was.
@@ -100,16 +89,16 @@ int Conclude(const ScanStatus& status, CPageFiles& files, const std::string& out
 
 int Scan(CScanDevice& device, const ScanCommand& command, const CDeviceProperties& properties) {
     ScanOptions options;
-    options.pages = PagesWanted(command, properties);
+    options.pages = PagesAsked(command);
     options.cancel = InterruptFlag();
-    if (!FitsOneFile(command, options.pages, properties))
+    if (!FitsOneFile(command.m_output, PagesOfScan(properties, options.pages)))
         return Complain("-o " + command.m_output +
                             ": holds one page; name a file with %d for the page, a .tif or .pdf "
                             "file, or scan --pages 1",
                         kExitUsage);
     CScanProgress progress(command.m_isQuiet);
     CPageFiles files(CPageName(command.m_output), progress);
-    const ScanStatus status = device.Scan(properties.Image().m_item.fullName, options, files);
+    const ScanStatus status = device.Scan(properties.Image().item.fullName, options, files);
     progress.Wipe();
     return Conclude(status, files, command.m_output);
 }
@@ -119,41 +108,46 @@ int Run(ScanCommand& command) {
     if (!CheckOutput(command, &error))
         return Complain(error, kExitUsage);
     if (!command.m_area.empty()) {
-        command.m_settings.m_area = CScanArea::Parse(command.m_area, &error);
-        if (!command.m_settings.m_area)
+        command.m_settings.area = ParseArea(command.m_area, &error);
+        if (!command.m_settings.area)
             return Complain(error, kExitUsage);
     }
     CatchInterrupts();
-    const CScanClient client = command.m_isQuiet ? CScanClient() : MakeClient();
     CScanDevice device;
-    if (const ScanStatus status = client.Open(command.m_device, device); !status.Ok())
+    if (const ScanStatus status = OpenScanner(command.m_device, device, command.m_isQuiet);
+        !status.Ok())
         return Complain(status);
     CDeviceProperties properties;
-    const CSettingsResult result = ApplySettings(device, command.m_settings, properties);
-    if (!result.m_status.Ok())
-        return result.m_isUsage ? Complain(result.m_status.text, kExitUsage)
-                                : Complain(result.m_status);
+    if (const ScanStatus status = CDeviceProperties::Read(device, properties); !status.Ok())
+        return Complain(status);
+    const auto sets = ParseWrites(properties, command.m_sets, &error);
+    if (!sets)
+        return Complain(error, kExitUsage);
+    command.m_settings.others = GroupByItem(*sets, properties);
+    if (const ScanStatus status = ApplySettings(device, command.m_settings, properties);
+        !status.Ok())
+        return Complain(status);
     return Scan(device, command, properties);
 }
 
 void AddSettings(CLI::App& sub, ScanCommand& command) {
-    CScanSettings& settings = command.m_settings;
+    ScanSettings& settings = command.m_settings;
     TakesWordOf(
-        sub.add_option("--source", settings.m_source, "flatbed, feeder, duplex, slide or negative"),
+        sub.add_option("--source", settings.source, "flatbed, feeder, duplex, slide or negative"),
         kSourceNames);
-    TakesWordOf(sub.add_option("--mode", settings.m_mode, "color, gray or lineart"), kModeNames);
-    sub.add_option("--resolution", settings.m_resolution, "Dots per inch");
+    TakesWordOf(sub.add_option("--mode", settings.mode, "color, gray or lineart"), kModeNames);
+    sub.add_option("--resolution", settings.resolution, "Dots per inch");
     sub.add_option("--area", command.m_area,
                    "X,Y,W,H and mm, in or px: the window, such as 10,10,100,50mm");
-    sub.add_option("--brightness", settings.m_brightness, "-1000 to 1000");
-    sub.add_option("--contrast", settings.m_contrast, "-1000 to 1000");
-    sub.add_option("--threshold", settings.m_threshold, "Of line art");
-    sub.add_option("--set", settings.m_sets,
+    sub.add_option("--brightness", settings.brightness, "-1000 to 1000");
+    sub.add_option("--contrast", settings.contrast, "-1000 to 1000");
+    sub.add_option("--threshold", settings.threshold, "Of line art");
+    sub.add_option("--set", command.m_sets,
                    "NAME=VALUE: any other property, by its shown name or id")
         ->take_all()
         ->allow_extra_args(false);
     TakesWordOf(
-        sub.add_option("--medium", settings.m_medium,
+        sub.add_option("--medium", settings.medium,
                        "callback: rows come as they are scanned; file: the driver writes a file"),
         kMediumNames);
 }

@@ -2,14 +2,17 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 
+#include "platform/sti.h"
 #include "simulator/model_store.h"
 #include "simulator/panel.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+
+// The events that are installed have masks of one bit each, in a byte.
+constexpr std::size_t kMostMasks = 8;
 
 bool IsInstalled(const std::vector<InstalledDevice>& devices, const std::string& port) {
     return std::any_of(devices.begin(), devices.end(),
@@ -25,60 +28,123 @@ bool IsOfModel(const std::string& folder, const std::string& model) {
     }
 }
 
-ScanStatus FindFolder(const std::string& model, CSimulatedScanner& scanner, std::string& folder) {
+ScanStatus FindFolder(const std::string& model, std::string& folder, std::string& name) {
     constexpr int kMostDevices = 1000;
 
     std::vector<InstalledDevice> devices;
     if (ScanStatus status = ListInstalled(devices); !status.Ok())
         return status;
     for (int i = 1; i < kMostDevices; ++i) {
-        scanner.m_name = i == 1 ? model : model + '-' + std::to_string(i);
-        folder = SimulatedDeviceFolder(scanner.m_name);
-        scanner.m_port = SimulatedPort(folder);
+        name = i == 1 ? model : model + '-' + std::to_string(i);
+        folder = SimulatedDeviceFolder(name);
         const bool isThere = fs::exists(folder);
-        if (!IsInstalled(devices, scanner.m_port) && (!isThere || IsOfModel(folder, model)))
+        if (!IsInstalled(devices, SimulatedPort(folder)) && (!isThere || IsOfModel(folder, model)))
             return {};
     }
     return {E_FAIL, folder + ": there are too many simulated scanners"};
 }
 
-// How it reports its buttons, where the driver is to take them otherwise than the model has it.
-std::string ButtonLines(const CSimulatedButtons& buttons) {
-    std::string lines;
-    if (buttons.m_isPolled)
-        lines += *buttons.m_isPolled ? "report=poll\n" : "report=pipe\n";
-    if (buttons.m_subType == kButtonByIndex)
-        lines += "bytes=0,1,2,3,4,5,6,7\n";
-    return lines.empty() ? lines : "\n[buttons]\n" + lines;
+// ---- Buttons: the device sends what the driver is told to expect
+
+unsigned ByteOf(std::size_t button, DWORD subType) {
+    return subType == kButtonIndex ? static_cast<unsigned>(button) : 1u << button;
+}
+
+bool SendsBytesOf(const CNumbers& numbers, DWORD subType) {
+    for (std::size_t i = 0; i < std::min<std::size_t>(numbers.m_buttons, kMostMasks); ++i) {
+        if (numbers.m_buttonBytes[i] != ByteOf(i, subType))
+            return false;
+    }
+    return true;
+}
+
+std::string BytesOf(DWORD subType) {
+    std::string bytes;
+    for (std::size_t i = 0; i < kMostMasks; ++i)
+        bytes += (i == 0 ? "" : ",") + std::to_string(ByteOf(i, subType));
+    return bytes;
+}
+
+DWORD SubTypeOf(const CNumbers& numbers) {
+    const bool isIndex = SendsBytesOf(numbers, kButtonIndex) && !SendsBytesOf(numbers, kButtonMask);
+    return isIndex ? kButtonIndex : kButtonMask;
+}
+
+EReport ReportFor(EEvents events, DWORD subType) {
+    return events == EEvents::Poll    ? kReportPoll
+           : subType == kButtonSignal ? kReportBoth
+                                      : kReportPipe;
+}
+
+// Settles how the buttons come, and has the device do so.
+void SettleButtons(const std::string& folder, const CButtonWish& wish, InstallOptions& install) {
+    constexpr const char* kWords[] = {"", "poll", "pipe", "both"};  // by EReport
+
+    const CNumbers numbers = LoadDeviceSettings(folder).m_numbers;
+    const EEvents own = numbers.m_report == kReportPoll ? EEvents::Poll : EEvents::Pipe;
+    const EEvents events = wish.m_events.value_or(own);
+    install.subType = wish.m_subType.value_or(SubTypeOf(numbers));
+    install.capabilities = CapabilitiesFor(events);
+    if (install.events.size() > numbers.m_buttons)
+        install.events.resize(numbers.m_buttons);
+    if (events == EEvents::None)
+        return;
+    const EReport needed = ReportFor(events, install.subType);
+    const bool reports =
+        wish.m_events ? numbers.m_report == needed : (numbers.m_report & needed) == needed;
+    if (!reports)
+        SetDeviceValue(folder, "buttons", "report", kWords[needed]);
+    // A signal has no byte that means anything.
+    if (install.subType != kButtonSignal && wish.m_subType &&
+        !SendsBytesOf(numbers, install.subType))
+        SetDeviceValue(folder, "buttons", "bytes", BytesOf(install.subType));
 }
 
 }  // namespace
 
-ScanStatus MakeSimulatedScanner(const std::string& modelName, const CSimulatedButtons& buttons,
-                                CSimulatedScanner& scanner) {
+DWORD CapabilitiesFor(EEvents events) {
+    return events == EEvents::None   ? 0
+           : events == EEvents::Pipe ? STI_GENCAP_NOTIFICATIONS
+                                     : STI_GENCAP_NOTIFICATIONS | STI_GENCAP_POLLING_NEEDED;
+}
+
+ScanStatus MakeSimulatedScanner(const std::string& modelName, const CButtonWish& buttons,
+                                InstallOptions& install) {
     const std::string model = modelName.empty() ? kDefaultModel : modelName;
     if (SimulatorFolder().empty())
         return {E_FAIL, "there is no folder for simulated scanners; HOME isn't set"};
     std::string folder;
-    if (ScanStatus status = FindFolder(model, scanner, folder); !status.Ok())
+    std::string name;
+    if (ScanStatus status = FindFolder(model, folder, name); !status.Ok())
         return status;
-    const bool isNew = !fs::exists(folder);
     std::string error;
     if (!MakeSimulatedDevice(folder, model, &error))
         return {E_INVALIDARG, error};
-    if (isNew) {
-        std::ofstream ini(folder + "/device.ini", std::ios::app);
-        ini << ButtonLines(buttons);
-        if (!ini.flush())
-            return {E_FAIL, folder + "/device.ini: can't be written"};
-    }
     try {
-        const CNumbers numbers = LoadDeviceSettings(folder).m_numbers;
-        scanner.m_buttons = numbers.m_buttons;
-        scanner.m_isPolled = numbers.m_report == kReportPoll;
+        SettleButtons(folder, buttons, install);
     } catch (const std::exception& failure) {
         return {E_FAIL, failure.what()};
     }
+    install.port = SimulatedPort(folder);
+    if (install.name.empty())
+        install.name = "Simulated scanner " + name;
+    return {};
+}
+
+ScanStatus ProvideScanner(const Notice& notice) {
+    std::vector<InstalledDevice> devices;
+    ScanStatus status = ListInstalled(devices);
+    if (!status.Ok() || !devices.empty())
+        return status;
+    InstallOptions install;
+    status = MakeSimulatedScanner({}, {}, install);
+    if (status.Ok())
+        status = InstallDevice(install);
+    if (!status.Ok()) {
+        // Another program may have been faster.
+        return ListInstalled(devices).Ok() && !devices.empty() ? ScanStatus{} : status;
+    }
+    notice("No scanner is installed. A simulated one has been installed for you: " + install.name);
     return {};
 }
 

@@ -6,25 +6,37 @@
 
 #include "service/install.h"
 
-inline constexpr DWORD kButtonByIndex = 1;
-inline constexpr DWORD kButtonByMask = 3;
+// How presses of buttons come: by an interrupt pipe, by polling, or not at all.
+enum class EEvents { Pipe, Poll, None };
 
-struct CSimulatedButtons {
-    std::optional<bool> m_isPolled;  // nothing: as the model does
-    DWORD m_subType = kButtonByMask;
+// DeviceSubType: what the byte in the pipe says. With a signal, the driver asks which button it
+// was.
+enum EButtonByte : DWORD {
+    kButtonIndex = 1,
+    kButtonSignal = 2,
+    kButtonMask = 3,
+    kButtonValue = 4,
 };
 
-struct CSimulatedScanner {
-    std::string m_name;
-    std::string m_port;
-    std::size_t m_buttons = 0;
-    bool m_isPolled = false;  // its buttons don't come through the pipe
+// What the user asks of a device's buttons; nothing: as the device has it.
+struct CButtonWish {
+    std::optional<EEvents> m_events;
+    std::optional<DWORD> m_subType;
 };
+
+// STI_GENCAP_... bits of a device.
+DWORD CapabilitiesFor(EEvents events);
 
 // Makes a device of the model, the default one for an empty name, in a folder of its own: the
 // model's name, with a number behind it when an installed device, or one of another kind, has that.
-ScanStatus MakeSimulatedScanner(const std::string& model, const CSimulatedButtons& buttons,
-                                CSimulatedScanner& scanner);
+// A folder that is there is taken over with its settings, but for the buttons: what is asked for is
+// written into its device.ini. Port, events and their ways in `install`, and a name if it has none,
+// are then those of the device.
+ScanStatus MakeSimulatedScanner(const std::string& model, const CButtonWish& buttons,
+                                InstallOptions& install);
+
+// When no scanner is installed, installs a simulated one of the default model, with a notice.
+ScanStatus ProvideScanner(const Notice& notice);
 
 // The folder of an installed device, if it is a simulated one.
 ScanStatus SimulatedFolderOf(const InstalledDevice& device, std::string& folder);

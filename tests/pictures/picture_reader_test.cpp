@@ -6,7 +6,7 @@
 
 #include "tests/pictures/allocation_watch.h"
 #include "tests/pictures/picture_files.h"
-#include "tools/process_run.h"
+#include "tools/process/run.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tools/profile_command.h"
+#include "tools/profile/command.h"
 
 #include <CLI/CLI.hpp>
 #include <sstream>

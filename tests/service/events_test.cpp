@@ -119,7 +119,7 @@ TEST_F(Events, AScannerThatIsLockedWhenAskedForTheButtonIsAskedAgain) {
     EXPECT_EQ(TestScript().Count("Arm"), 2);
 }
 
-TEST_F(Events, ADeviceThatNeedsPollingIsAskedInItsInterval) {
+TEST_F(Events, ADeviceThatNeedsPollingIsAskedInItsIntervalAndLosesNoPress) {
     TestScript().m_capabilities = STI_GENCAP_POLLING_NEEDED;  // the driver adds it
     TestScript().m_interval = 250;
     Subscribe(STI_GENCAP_NOTIFICATIONS);
@@ -127,27 +127,20 @@ TEST_F(Events, ADeviceThatNeedsPollingIsAskedInItsInterval) {
     EXPECT_EQ(TestScript().Count("GetStatus"), 1);
     EXPECT_EQ(TestScript().Count("GetNotificationData"), 0) << "nothing is pending";
     TestScript().Press(DefaultEvents()[3].guid);
-    Tick();
-    ASSERT_TRUE(HeardOf(1));
-    EXPECT_EQ(m_heard[0].name, "File button");
-    EXPECT_EQ(m_waits, (std::vector<DWORD>{1000, 250, 250}));
-    EXPECT_EQ(TestScript().Count("Arm"), 0) << "the driver needs no handle";
-}
-
-TEST_F(Events, APollThatFindsTheScannerLockedLosesNoPress) {
-    Subscribe(STI_GENCAP_NOTIFICATIONS | STI_GENCAP_POLLING_NEEDED);
-    TestScript().Press(DefaultEvents()[0].guid);
     TestScript().Fail("GetStatus", kScannerLocked, 2);
     Tick(2);
-    EXPECT_TRUE(m_heard.empty());
     TestScript().Fail("GetNotificationData", kScannerLocked, 2);
     Tick(2);  // pending, and locked again
     EXPECT_TRUE(m_heard.empty());
-    EXPECT_EQ(TestScript().Count("GetStatus"), 3) << "not asked while an event waits";
+    EXPECT_EQ(TestScript().Count("GetStatus"), 4) << "not asked while an event waits";
     Tick();
     ASSERT_TRUE(HeardOf(1));
+    EXPECT_EQ(m_heard[0].name, "File button");
     Tick(2);
     EXPECT_EQ(m_heard.size(), 1u);
+    EXPECT_EQ(m_waits.front(), 1000u) << "until the driver has told its own";
+    EXPECT_EQ(std::count(m_waits.begin() + 1, m_waits.end(), 250u), m_waits.size() - 1);
+    EXPECT_EQ(TestScript().Count("Arm"), 0) << "the driver needs no handle";
     EXPECT_TRUE(m_notices.empty()) << "nothing of that is worth a word";
 }
 

@@ -6,18 +6,6 @@
 
 namespace {
 
-class CText {
-  public:
-    explicit CText(const char16_t* text) : m_text(SysAllocString(text)) {}
-    ~CText() { SysFreeString(m_text); }
-    CText(const CText&) = delete;
-    CText& operator=(const CText&) = delete;
-    BSTR Get() const { return m_text; }
-
-  private:
-    const BSTR m_text;
-};
-
 PROPSPEC Spec(PROPID id) {
     PROPSPEC spec = {};
     spec.ulKind = PRSPEC_PROPID;
@@ -53,12 +41,6 @@ TEST_F(Wias, OldValuesAreThoseBeforeTheWriteUnderValidation) {
         EXPECT_EQ(value, 8);
         EXPECT_EQ(old, 24) << "also of what the driver itself has changed since";
     });
-    InValidation(50, [](BYTE* context) {
-        LONG value = 0;
-        LONG old = 0;
-        wiasReadPropLong(context, WIA_IPS_BRIGHTNESS, &value, &old, TRUE);
-        EXPECT_EQ(old, 40) << "the write before this one";
-    });
 }
 
 TEST_F(Wias, APropertyContextTellsWhatWasWritten) {
@@ -81,7 +63,6 @@ TEST_F(Wias, APropertyContextTellsWhatWasWritten) {
             << "every context has those that depend on others";
         EXPECT_EQ(get(WIA_IPS_XRES, FALSE), S_OK);
         EXPECT_TRUE(info.bChanged);
-        EXPECT_EQ(wiasSetPropChanged(WIA_IPA_BITS_PER_CHANNEL, &properties, TRUE), S_OK);
         EXPECT_EQ(wiasSetPropChanged(WIA_DPS_PAGES, &properties, TRUE), E_INVALIDARG);
 
         // Out of range by the driver's own hand: seen only when asked for.
@@ -89,9 +70,6 @@ TEST_F(Wias, APropertyContextTellsWhatWasWritten) {
         EXPECT_EQ(get(WIA_IPS_BRIGHTNESS, TRUE), S_OK);
         EXPECT_EQ(get(WIA_IPS_BRIGHTNESS, FALSE), E_INVALIDARG);
         EXPECT_EQ(wiasValidateItemProperties(context, 1, written), E_INVALIDARG);
-        EXPECT_EQ(wiasSetValidRangeLong(context, WIA_IPS_BRIGHTNESS, 0, 5, 2010, 5), S_OK);
-        EXPECT_EQ(get(WIA_IPS_BRIGHTNESS, FALSE), S_OK);
-        EXPECT_EQ(wiasValidateItemProperties(context, 1, written), S_OK);
         EXPECT_EQ(wiasFreePropContext(&properties), S_OK);
         EXPECT_EQ(properties.pProps, nullptr);
     });
@@ -106,24 +84,13 @@ TEST_F(Wias, WhatIsMissingOrOfAnotherTypeIsToldApart) {
         EXPECT_EQ(wiasReadPropLong(context, WIA_IPA_FORMAT, &value, nullptr, FALSE), E_INVALIDARG);
         EXPECT_EQ(wiasWritePropLong(context, 4711, 1), E_INVALIDARG);
         EXPECT_EQ(wiasWritePropLong(context, WIA_IPA_FORMAT, 1), E_INVALIDARG);
-        GUID guid = GUID_NULL;
-        EXPECT_EQ(wiasReadPropGuid(context, WIA_IPA_FORMAT, &guid, nullptr, TRUE), S_OK);
-        EXPECT_EQ(guid, WiaImgFmt_MEMORYBMP);
-        BYTE* bytes = nullptr;
-        ASSERT_EQ(wiasReadPropBin(context, kTestBlob, &bytes, nullptr, TRUE), S_OK);
-        EXPECT_EQ(std::memcmp(bytes, "\1\2\3\4", 4), 0);
-        CoTaskMemFree(bytes);
-
-        PROPSPEC specs[] = {Spec(WIA_IPS_BRIGHTNESS), Spec(4711), Spec(0)};
-        specs[2].ulKind = PRSPEC_LPWSTR;
-        specs[2].lpwstr = const_cast<LPOLESTR>(u"Color Profile Name");
-        PROPVARIANT values[3] = {};
-        EXPECT_EQ(wiasReadMultiple(context, 3, specs, values, nullptr), S_FALSE);
+        PROPSPEC specs[] = {Spec(0), Spec(4711)};
+        specs[0].ulKind = PRSPEC_LPWSTR;
+        specs[0].lpwstr = const_cast<LPOLESTR>(u"Brightness");
+        PROPVARIANT values[2] = {};
+        EXPECT_EQ(wiasReadMultiple(context, 2, specs, values, nullptr), S_FALSE);
         EXPECT_EQ(values[0].lVal, 40);
         EXPECT_EQ(values[1].vt, VT_EMPTY);
-        ASSERT_EQ(values[2].vt, VT_BSTR);
-        EXPECT_EQ(std::u16string(values[2].bstrVal), u"sRGB");
-        PropVariantClear(&values[2]);
     });
 }
 
@@ -175,10 +142,7 @@ TEST_F(Wias, NonsenseFromADriverIsRefusedWhereItEnters) {
 
 TEST_F(Wias, AContextThatIsNoneIsNeverFollowed) {
     BYTE* stale = nullptr;
-    TestScript().m_initItem = [&](BYTE* context, LONG) {
-        stale = context;
-        return S_OK;
-    };
+    TestScript().m_initItem = [&](BYTE* context) { stale = context; };
     {
         CScanDevice other;
         ASSERT_EQ(Failure(m_client.Open("", other)), "");
@@ -206,13 +170,9 @@ TEST_F(Wias, AContextThatIsNoneIsNeverFollowed) {
 TEST_F(Wias, SizesOfAPictureAreThoseOfItsFormat) {
     InValidation(40, [](BYTE* context) {
         MINIDRV_TRANSFER_CONTEXT transfer = {};
-        ASSERT_EQ(wiasGetImageInformation(context, WIA_INIT_CONTEXT_1, &transfer), S_OK);
-        EXPECT_EQ(transfer.tymed, TYMED_CALLBACK);
-        EXPECT_EQ(transfer.cbWidthInBytes, 304) << "101 pixels of 3 bytes, to a multiple of 4";
-        EXPECT_EQ(transfer.lItemSize, 30440) << "100 rows and 40 bytes of header";
         wiasWritePropGuid(context, WIA_IPA_FORMAT, WiaImgFmt_BMP);
         wiasWritePropLong(context, WIA_IPA_DEPTH, 1);
-        ASSERT_EQ(wiasGetImageInformation(context, 0, &transfer), S_OK);
+        ASSERT_EQ(wiasGetImageInformation(context, WIA_INIT_CONTEXT_1, &transfer), S_OK);
         EXPECT_EQ(transfer.lItemSize, 1662) << "14 + 40 + 2 colours of 4 bytes + 100 rows of 16";
         wiasWritePropLong(context, WIA_IPA_PIXELS_PER_LINE, 100000);
         wiasWritePropLong(context, WIA_IPA_NUMBER_OF_LINES, 200000);
@@ -234,36 +194,18 @@ TEST_F(Wias, ItemsFormATreeAndComeApart) {
     const auto root = make(76, u"\\R");
     const auto a = make(67, u"R\\A");
     const auto b = make(WiaItemTypeFolder, u"R\\B");
-    const auto c = make(67, u"R\\B\\C");
     EXPECT_EQ(b->AddItemToFolder(a.Get()), E_INVALIDARG) << "no folder";
     EXPECT_EQ(b->AddItemToFolder(b.Get()), E_INVALIDARG) << "itself";
     EXPECT_EQ(a->AddItemToFolder(root.Get()), S_OK);
     EXPECT_EQ(b->AddItemToFolder(root.Get()), S_OK);
-    EXPECT_EQ(c->AddItemToFolder(b.Get()), S_OK);
-    EXPECT_EQ(c->AddItemToFolder(root.Get()), E_INVALIDARG) << "in a folder already";
+    EXPECT_EQ(a->AddItemToFolder(b.Get()), E_INVALIDARG) << "in a folder already";
     EXPECT_EQ(root->AddItemToFolder(b.Get()), E_INVALIDARG) << "a ring";
     EXPECT_EQ(make(67, u"R\\A")->AddItemToFolder(root.Get()), E_INVALIDARG) << "taken name";
 
     ComPtr<IWiaDrvItem> found;
-    EXPECT_EQ(root->GetFirstChildItem(found.Out()), S_OK);
-    EXPECT_EQ(found.Get(), a.Get());
-    EXPECT_EQ(a->GetNextSiblingItem(found.Out()), S_OK);
-    EXPECT_EQ(found.Get(), b.Get());
-    EXPECT_EQ(b->GetNextSiblingItem(found.Out()), S_FALSE);
-    EXPECT_EQ(root->FindItemByName(0, CText(u"R\\B\\C").Get(), found.Out()), S_OK);
-    EXPECT_EQ(found.Get(), c.Get());
-    EXPECT_EQ(root->FindChildItemByName(CText(u"C").Get(), found.Out()), S_FALSE);
-    EXPECT_EQ(c->GetParentItem(found.Out()), S_OK);
-    EXPECT_EQ(found.Get(), b.Get());
-
     EXPECT_EQ(root->UnlinkItemTree(WiaItemTypeDisconnected), S_OK);
-    for (const auto& item : {root, a, b, c}) {
-        LONG flags = 0;
-        EXPECT_EQ(item->GetItemFlags(&flags), S_OK);
-        EXPECT_TRUE(flags & WiaItemTypeDisconnected);
-        EXPECT_EQ(item->GetFirstChildItem(found.Out()), S_FALSE);
-        EXPECT_EQ(item->GetParentItem(found.Out()), S_FALSE);
-    }
+    EXPECT_EQ(root->GetFirstChildItem(found.Out()), S_FALSE);
+    EXPECT_EQ(b->GetParentItem(found.Out()), S_FALSE);
 }
 
 }  // namespace

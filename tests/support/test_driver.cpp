@@ -2,13 +2,15 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
-#include <string>
+#include <memory>
+#include <vector>
 
 #include "platform/com_ptr.h"
 #include "platform/module.h"
-#include "platform/registry.h"
 #include "platform/sync.h"
+#include "service/counted.h"
+#include "service/registry_key.h"
+#include "service/text.h"
 
 #define TEST_EXPORT extern "C" __attribute__((visibility("default")))
 
@@ -20,164 +22,110 @@ constexpr CLSID kClass = CLSID_TestToolkit;
 constexpr CLSID kClass = CLSID_TestDriver;
 #endif
 
-constexpr LONG kReadOnly = 9;
-constexpr LONG kRange = 0x13;
-constexpr LONG kList = 0x23;
-constexpr LONG kFlag = 0x43;
+// ---- Properties
 
 constexpr LONG kResolutions[] = {100, 200, 400};
-constexpr LONG kDataTypes[] = {0, 2, 3};
 constexpr LONG kMedia[] = {TYMED_CALLBACK, TYMED_FILE};
 GUID g_formats[] = {WiaImgFmt_MEMORYBMP, WiaImgFmt_BMP};
+
+constexpr ULONG kRange = 0x13;
+constexpr ULONG kList = 0x23;
 
 struct TestRow {
     PROPID id;
     const char16_t* name;
-    LONG access;
     LONG value;
-    LONG a = 0;  // minimum, or valid bits
-    LONG b = 0;  // maximum
+    ULONG access = 9;  // read only
+    LONG a = 0;        // minimum, or entries of the list
+    LONG b = 0;        // maximum
     LONG step = 1;
     const LONG* list = nullptr;
-    LONG count = 0;
 };
 constexpr TestRow kRootRows[] = {
-    {WIA_DPS_DOCUMENT_HANDLING_SELECT, u"Document Handling Select", kFlag, FLATBED, 7},
-    {WIA_DPS_DOCUMENT_HANDLING_STATUS, u"Document Handling Status", kReadOnly, FLAT_READY},
-    {WIA_DPS_PAGES, u"Pages", kRange, 1, 0, 50},
+    {WIA_DPS_DOCUMENT_HANDLING_SELECT, u"Document Handling Select", FLATBED, kRange, 0, 7},
+    {WIA_DPS_DOCUMENT_HANDLING_STATUS, u"Document Handling Status", FLAT_READY},
+    {WIA_DPS_PAGES, u"Pages", 1, kRange, 0, 50},
 };
 constexpr TestRow kTopRows[] = {
-    {WIA_IPS_XRES, u"Horizontal Resolution", kList, 100, 0, 0, 0, kResolutions, 3},
-    {WIA_IPS_YRES, u"Vertical Resolution", kReadOnly, 100},
-    {WIA_IPS_XPOS, u"Horizontal Start Position", kRange, 0, 0, 850},
-    {WIA_IPS_XEXTENT, u"Horizontal Extent", kRange, 850, 0, 850},
-    {WIA_IPA_PIXELS_PER_LINE, u"Pixels Per Line", kReadOnly, kTestWidth},
-    {WIA_IPA_NUMBER_OF_LINES, u"Number of Lines", kReadOnly, kTestLines},
-    {WIA_IPA_DEPTH, u"Bits Per Pixel", kReadOnly, 24},
-    {WIA_IPA_DATATYPE, u"Data Type", kList, 3, 0, 0, 0, kDataTypes, 3},
-    {WIA_IPS_BRIGHTNESS, u"Brightness", kRange, 0, -1000, 1000, 10},
-    {WIA_IPS_CUR_INTENT, u"Current Intent", kFlag, 0, 0x30007},
-    {WIA_IPA_TYMED, u"Media Type", kList, TYMED_CALLBACK, 0, 0, 0, kMedia, 2},
-    {WIA_IPA_MIN_BUFFER_SIZE, u"Minimum Buffer Size", kReadOnly, 70000},
-    {kTestSecret, u"Private Property", kReadOnly, 5},
+    {WIA_IPS_XRES, u"Horizontal Resolution", 100, kList, 3, 0, 0, kResolutions},
+    {WIA_IPS_YRES, u"Vertical Resolution", 100},
+    {WIA_IPS_XPOS, u"Horizontal Start Position", 0, kRange, 0, 850},
+    {WIA_IPA_PIXELS_PER_LINE, u"Pixels Per Line", kTestWidth},
+    {WIA_IPA_NUMBER_OF_LINES, u"Number of Lines", kTestLines},
+    {WIA_IPA_DEPTH, u"Bits Per Pixel", 24},
+    {WIA_IPS_BRIGHTNESS, u"Brightness", 0, kRange, -1000, 1000, 10},
+    {WIA_IPA_TYMED, u"Media Type", TYMED_CALLBACK, kList, 2, 0, 0, kMedia},
+    {WIA_IPA_MIN_BUFFER_SIZE, u"Minimum Buffer Size", 70000},
 };
 
-// Collects what the three functions take that give an item its properties.
-class CRows {
-  public:
-    void Add(PROPID id, const char16_t* name, ULONG access, const PROPVARIANT& value) {
-        m_ids.push_back(id);
-        m_names.push_back(const_cast<LPOLESTR>(name));
-        m_values.push_back(value);
-        WIA_PROPERTY_INFO info = {};
-        info.lAccessFlags = access;
-        info.vt = value.vt;
-        m_infos.push_back(info);
-        PROPSPEC spec = {};
-        spec.ulKind = PRSPEC_PROPID;
-        spec.propid = id;
-        m_specs.push_back(spec);
-    }
-    void Add(const TestRow& row) {
-        PROPVARIANT value = {};
-        value.vt = VT_I4;
-        value.lVal = row.value;
-        Add(row.id, row.name, static_cast<ULONG>(row.access), value);
-        auto& valid = m_infos.back().ValidVal;
-        if (row.access == kRange)
-            valid.Range = {row.a, row.value, row.b, row.step};
-        if (row.access == kFlag)
-            valid.Flag = {row.value, row.a};
-        if (row.access == kList)
-            valid.List = {row.count, row.value,
-                          reinterpret_cast<BYTE*>(const_cast<LONG*>(row.list))};
-    }
-    WIA_PROPERTY_INFO& Last() { return m_infos.back(); }
-    HRESULT Commit(BYTE* context) {
-        const auto count = static_cast<LONG>(m_ids.size());
-        HRESULT hr = wiasSetItemPropNames(context, count, m_ids.data(), m_names.data());
-        if (SUCCEEDED(hr))
-            hr = wiasWriteMultiple(context, static_cast<ULONG>(count), m_specs.data(),
-                                   m_values.data());
-        return SUCCEEDED(hr)
-                   ? wiasSetItemPropAttribs(context, count, m_specs.data(), m_infos.data())
-                   : hr;
-    }
-
-  private:
-    std::vector<PROPID> m_ids;
-    std::vector<LPOLESTR> m_names;
-    std::vector<PROPVARIANT> m_values;
-    std::vector<PROPSPEC> m_specs;
-    std::vector<WIA_PROPERTY_INFO> m_infos;
-};
-
-HRESULT InitRoot(BYTE* context) {
-    CRows rows;
-    for (const TestRow& row : kRootRows)
-        rows.Add(row);
-    return rows.Commit(context);
+HRESULT Put(BYTE* context, PROPID id, const char16_t* name, const PROPVARIANT& value,
+            WIA_PROPERTY_INFO info) {
+    auto* wide = const_cast<LPOLESTR>(name);
+    PROPSPEC spec = {};
+    spec.ulKind = PRSPEC_PROPID;
+    spec.propid = id;
+    info.vt = value.vt;
+    HRESULT hr = wiasSetItemPropNames(context, 1, &id, &wide);
+    if (SUCCEEDED(hr))
+        hr = wiasWriteMultiple(context, 1, &spec, &value);
+    return SUCCEEDED(hr) ? wiasSetItemPropAttribs(context, 1, &spec, &info) : hr;
 }
 
-HRESULT InitTop(BYTE* context) {
-    CRows rows;
-    for (const TestRow& row : kTopRows)
-        rows.Add(row);
+HRESULT PutRow(BYTE* context, const TestRow& row) {
+    PROPVARIANT value = {};
+    value.vt = VT_I4;
+    value.lVal = row.value;
+    WIA_PROPERTY_INFO info = {};
+    info.lAccessFlags = row.access;
+    if (row.access == kRange)
+        info.ValidVal.Range = {row.a, row.value, row.b, row.step};
+    if (row.access == kList)
+        info.ValidVal.List = {row.a, row.value,
+                              reinterpret_cast<BYTE*>(const_cast<LONG*>(row.list))};
+    return Put(context, row.id, row.name, value, info);
+}
+
+// Those that are no numbers.
+HRESULT PutOthers(BYTE* context) {
     PROPVARIANT value = {};
     value.vt = VT_CLSID;
     value.puuid = g_formats;
-    rows.Add(WIA_IPA_FORMAT, u"Format", kList, value);
-    rows.Last().ValidVal.ListGuid = {2, g_formats[0], g_formats};
-    value.vt = VT_BSTR;
-    value.bstrVal = SysAllocString(u"sRGB");
-    rows.Add(WIA_IPA_ICM_PROFILE_NAME, u"Color Profile Name", 0x2B, value);
+    WIA_PROPERTY_INFO info = {};
+    info.lAccessFlags = kList;
+    info.ValidVal.ListGuid = {2, g_formats[0], g_formats};
+    const HRESULT hr = Put(context, WIA_IPA_FORMAT, u"Format", value, info);
     BYTE bytes[4] = {1, 2, 3, 4};
-    PROPVARIANT blob = {};
-    blob.vt = VT_VECTOR | VT_UI1;
-    blob.caub = {sizeof(bytes), bytes};
-    rows.Add(kTestBlob, u"Private Defaults", WIA_PROP_READ | WIA_PROP_WRITE | WIA_PROP_NONE, blob);
-    const HRESULT hr = rows.Commit(context);
-    SysFreeString(value.bstrVal);
-    return hr;
+    value.vt = VT_VECTOR | VT_UI1;
+    value.caub = {sizeof(bytes), bytes};
+    info.lAccessFlags = WIA_PROP_READ | WIA_PROP_WRITE | WIA_PROP_NONE;
+    return SUCCEEDED(hr) ? Put(context, kTestBlob, u"Private Defaults", value, info) : hr;
 }
 
-// The window stays where it is on the glass, and reaches at most the end of it.
-HRESULT FollowResolution(BYTE* context, ULONG count, const PROPSPEC* specs) {
-    WIA_PROPERTY_CONTEXT properties = {};
-    HRESULT hr =
-        wiasCreatePropContext(count, const_cast<PROPSPEC*>(specs), 0, nullptr, &properties);
-    if (FAILED(hr))
-        return hr;
-    WIAS_CHANGED_VALUE_INFO info = {};
-    hr = wiasGetChangedValueLong(context, &properties, TRUE, WIA_IPS_XRES, &info);
-    if (FAILED(hr))  // the root has no resolution
-        hr = S_OK;
-    else if (info.bChanged) {
-        LONG position = 0;
-        LONG now = 0;
-        wiasReadPropLong(context, WIA_IPS_XPOS, &now, &position, TRUE);
-        const LONG most = info.Current.lVal * 17 / 2;
-        position = position * info.Current.lVal / info.Old.lVal;
-        wiasSetValidRangeLong(context, WIA_IPS_XPOS, 0, 0, most, 1);
-        wiasSetValidRangeLong(context, WIA_IPS_XEXTENT, 0, most, most, 1);
-        wiasWritePropLong(context, WIA_IPS_XPOS, position);
-        wiasWritePropLong(context, WIA_IPS_XEXTENT, most - position);
-        wiasWritePropLong(context, WIA_IPS_YRES, info.Current.lVal);
-    }
-    wiasFreePropContext(&properties);
-    return hr;
+// The window stays where it is on a glass of 8.5 inch.
+void FollowResolution(BYTE* context) {
+    LONG dpi = 0;
+    LONG oldDpi = 0;
+    if (wiasReadPropLong(context, WIA_IPS_XRES, &dpi, &oldDpi, FALSE) != S_OK || dpi == oldDpi)
+        return;
+    LONG position = 0;
+    LONG now = 0;
+    wiasReadPropLong(context, WIA_IPS_XPOS, &now, &position, TRUE);
+    wiasSetValidRangeLong(context, WIA_IPS_XPOS, 0, 0, dpi * 17 / 2, 1);
+    wiasWritePropLong(context, WIA_IPS_XPOS, position * dpi / oldDpi);
+    wiasWritePropLong(context, WIA_IPS_YRES, dpi);
 }
+
+// ---- The driver
 
 // Counts one call of the imaging face.
 class CInside {
   public:
     explicit CInside(const char* operation) : m_result(TestScript().Enter(operation)) {
-        const int inside = ++TestScript().m_inside;
-        if (inside > TestScript().m_mostInside)
-            TestScript().m_mostInside = inside;
+        TestScript().m_mostInside =
+            std::max<int>(++TestScript().m_inside, TestScript().m_mostInside);
     }
     ~CInside() { --TestScript().m_inside; }
-    HRESULT Result() const { return m_result; }
+    operator HRESULT() const { return m_result; }
 
   private:
     const HRESULT m_result;
@@ -185,27 +133,64 @@ class CInside {
 
 class CTestDriver final : public IStiUSD, public IWiaMiniDrv {
   public:
-    // Part of `outer`, or of itself.
-    explicit CTestDriver(IUnknown* outer) : m_own(*this), m_outer(outer ? outer : &m_own) {
-        ++TestScript().m_objects;
-        ++TestScript().m_made;
-        TestScript().m_outside = outer != nullptr;
-    }
-    IUnknown* Own() { return &m_own; }
+    CTestDriver() { ++m_script.m_made, ++m_script.m_objects; }
 
     HRESULT QueryInterface(REFIID iid, void** object) override {
-        return m_outer->QueryInterface(iid, object);
+        *object = iid == IID_IUnknown      ? static_cast<IStiUSD*>(this)
+                  : m_script.m_noFaces     ? nullptr
+                  : iid == IID_IStiUSD     ? static_cast<void*>(static_cast<IStiUSD*>(this))
+                  : iid == IID_IWiaMiniDrv ? static_cast<void*>(static_cast<IWiaMiniDrv*>(this))
+                                           : nullptr;
+        return *object ? (AddRef(), S_OK) : E_NOINTERFACE;
     }
-    ULONG AddRef() override { return m_outer->AddRef(); }
-    ULONG Release() override { return m_outer->Release(); }
+    ULONG AddRef() override { return ++m_refs; }
+    ULONG Release() override {
+        const ULONG left = --m_refs;
+        if (left == 0)
+            delete this;
+        return left;
+    }
 
     // Still image
-    HRESULT Initialize(IStiDeviceControl* control, DWORD, HKEY) override;
+    HRESULT Initialize(IStiDeviceControl* control, DWORD, HKEY) override {
+        const HRESULT hr = m_script.Enter("Initialize");
+        OLECHAR port[260] = {};
+        if (FAILED(control->GetMyDevicePortName(port, 260)) || port[0] == 0)
+            return E_INVALIDARG;
+        if (FAILED(hr))
+            control->WriteToErrorLog(0, u"no scanner", 0);
+        return hr;
+    }
     HRESULT GetCapabilities(STI_USD_CAPS* capabilities) override {
-        *capabilities = {2, TestScript().m_capabilities};
+        *capabilities = {2, m_script.m_capabilities};
         return S_OK;
     }
-    HRESULT GetStatus(STI_DEVICE_STATUS* status) override;
+    HRESULT GetStatus(STI_DEVICE_STATUS* status) override {
+        const HRESULT hr = m_script.Enter("GetStatus");
+        status->dwPollingInterval = m_script.m_interval;
+        const std::lock_guard guard(m_script.m_lock);
+        if (SUCCEEDED(hr) && !m_script.m_presses.empty())
+            status->dwEventHandlingState |= STI_EVENTHANDLING_PENDING;
+        return hr;
+    }
+    HRESULT SetNotificationHandle(HANDLE handle) override {
+        const HRESULT hr = m_script.Enter(handle ? "Arm" : "Disarm");
+        const std::lock_guard guard(m_script.m_lock);
+        m_script.m_handle = handle;
+        return hr;
+    }
+    HRESULT GetNotificationData(STINOTIFY* notification) override {
+        const HRESULT hr = m_script.Enter("GetNotificationData");
+        const std::lock_guard guard(m_script.m_lock);
+        auto& presses = m_script.m_presses;
+        notification->dwSize = 0;
+        if (FAILED(hr) || presses.empty())
+            return hr;
+        *notification = {sizeof(*notification), presses.front(), {}};
+        presses.pop_front();
+        m_script.m_handle = nullptr;  // one press, one arming
+        return hr;
+    }
     HRESULT DeviceReset() override { return S_OK; }
     HRESULT Diagnostic(STI_DIAG*) override { return S_OK; }
     HRESULT Escape(DWORD, LPVOID, DWORD, LPVOID, DWORD, DWORD*) override { return E_NOTIMPL; }
@@ -216,285 +201,148 @@ class CTestDriver final : public IStiUSD, public IWiaMiniDrv {
     HRESULT RawWriteData(LPVOID, DWORD, LPVOID) override { return E_NOTIMPL; }
     HRESULT RawReadCommand(LPVOID, DWORD*, LPVOID) override { return E_NOTIMPL; }
     HRESULT RawWriteCommand(LPVOID, DWORD, LPVOID) override { return E_NOTIMPL; }
-    HRESULT SetNotificationHandle(HANDLE handle) override;
-    HRESULT GetNotificationData(STINOTIFY* notification) override;
     HRESULT GetLastErrorInfo(STI_ERROR_INFO*) override { return S_OK; }
 
     // Imaging
-    HRESULT drvInitializeWia(BYTE* context, LONG, BSTR, BSTR rootName, IUnknown*, IUnknown*,
-                             IWiaDrvItem** root, IUnknown**, LONG* deviceError) override;
-    HRESULT drvAcquireItemData(BYTE* context, LONG, MINIDRV_TRANSFER_CONTEXT* transfer,
-                               LONG*) override;
-    HRESULT drvInitItemProperties(BYTE* context, LONG, LONG*) override;
+    HRESULT drvInitializeWia(BYTE*, LONG, BSTR, BSTR rootName, IUnknown*, IUnknown*,
+                             IWiaDrvItem** root, IUnknown**, LONG* deviceError) override {
+        const CInside inside("drvInitializeWia");
+        if (FAILED(inside)) {
+            *deviceError = 7;
+            return inside;
+        }
+        m_rootName.assign(rootName, SysStringLen(rootName));
+        const HRESULT hr = BuildItems();
+        *root = m_root.Get();
+        return hr;
+    }
+    HRESULT drvInitItemProperties(BYTE* context, LONG, LONG*) override {
+        const CInside inside("drvInitItemProperties");
+        ComPtr<IWiaDrvItem> item;
+        LONG flags = 0;
+        wiasGetDrvItem(context, item.Out());
+        item->GetItemFlags(&flags);
+        const bool isRoot = (flags & WiaItemTypeRoot) != 0;
+        HRESULT hr = isRoot ? S_OK : PutOthers(context);
+        for (const TestRow& row :
+             isRoot ? std::span(kRootRows) : std::span<const TestRow>(kTopRows))
+            hr = SUCCEEDED(hr) ? PutRow(context, row) : hr;
+        if (SUCCEEDED(hr) && m_script.m_initItem)
+            m_script.m_initItem(context);
+        return FAILED(inside) ? inside : hr;
+    }
     HRESULT drvValidateItemProperties(BYTE* context, LONG, ULONG count, const PROPSPEC* specs,
-                                      LONG*) override;
-    HRESULT drvWriteItemProperties(BYTE*, LONG, MINIDRV_TRANSFER_CONTEXT*, LONG*) override {
-        return CInside("drvWriteItemProperties").Result();
+                                      LONG*) override {
+        const CInside inside("drvValidateItemProperties");
+        FollowResolution(context);
+        const HRESULT hr = m_script.m_validate ? m_script.m_validate(context, count, specs) : S_OK;
+        return FAILED(inside) ? inside : hr;
     }
     HRESULT drvReadItemProperties(BYTE* context, LONG, ULONG, const PROPSPEC*, LONG*) override {
         const CInside inside("drvReadItemProperties");
-        if (TestScript().m_read)
-            TestScript().m_read(context);
-        return inside.Result();
+        if (m_script.m_read)
+            m_script.m_read(context);
+        return inside;
     }
-    HRESULT drvLockWiaDevice(BYTE*, LONG, LONG*) override {
-        return CInside("drvLockWiaDevice").Result();
+    HRESULT drvAcquireItemData(BYTE* context, LONG, MINIDRV_TRANSFER_CONTEXT* transfer,
+                               LONG*) override {
+        const CInside inside("drvAcquireItemData");
+        if (m_script.m_acquire)
+            return m_script.m_acquire(context, transfer);
+        return m_script.m_sheets-- <= 0 ? WIA_ERROR_PAPER_EMPTY : DeliverTestPicture(transfer);
     }
-    HRESULT drvUnLockWiaDevice(BYTE*, LONG, LONG*) override {
-        return CInside("drvUnLockWiaDevice").Result();
+    HRESULT drvDeviceCommand(BYTE*, LONG, const GUID* command, IWiaDrvItem**, LONG*) override {
+        const CInside inside("drvDeviceCommand");
+        if (*command != WIA_CMD_SYNCHRONIZE)
+            return E_NOTIMPL;
+        DropItems();
+        return BuildItems();
     }
-    HRESULT drvAnalyzeItem(BYTE*, LONG, LONG*) override { return E_NOTIMPL; }
+    HRESULT drvGetCapabilities(BYTE*, LONG, LONG* count, WIA_DEV_CAP_DRV** rows, LONG*) override {
+        *count = 3;
+        *rows = nullptr;
+        return CInside("drvGetCapabilities");
+    }
     HRESULT drvGetDeviceErrorStr(LONG, LONG, LPOLESTR* text, LONG*) override {
         *text = const_cast<LPOLESTR>(u"the glass is dirty");
         return S_OK;
     }
-    HRESULT drvDeviceCommand(BYTE*, LONG, const GUID*, IWiaDrvItem**, LONG*) override;
-    HRESULT drvGetCapabilities(BYTE*, LONG, LONG* count, WIA_DEV_CAP_DRV** rows, LONG*) override {
-        *count = 3;
-        *rows = nullptr;
-        return CInside("drvGetCapabilities").Result();
+    HRESULT drvWriteItemProperties(BYTE*, LONG, MINIDRV_TRANSFER_CONTEXT*, LONG*) override {
+        return CInside("drvWriteItemProperties");
     }
-    HRESULT drvDeleteItem(BYTE*, LONG, LONG*) override { return STG_E_ACCESSDENIED; }
+    HRESULT drvLockWiaDevice(BYTE*, LONG, LONG*) override { return CInside("drvLockWiaDevice"); }
+    HRESULT drvUnLockWiaDevice(BYTE*, LONG, LONG*) override {
+        return CInside("drvUnLockWiaDevice");
+    }
     HRESULT drvFreeDrvItemContext(LONG, BYTE*, LONG*) override {
-        return CInside("drvFreeDrvItemContext").Result();
+        return CInside("drvFreeDrvItemContext");
     }
+    HRESULT drvUnInitializeWia(BYTE*) override { return CInside("drvUnInitializeWia"); }
+    HRESULT drvAnalyzeItem(BYTE*, LONG, LONG*) override { return E_NOTIMPL; }
+    HRESULT drvDeleteItem(BYTE*, LONG, LONG*) override { return STG_E_ACCESSDENIED; }
     HRESULT drvGetWiaFormatInfo(BYTE*, LONG, LONG*, WIA_FORMAT_INFO**, LONG*) override {
         return E_NOTIMPL;
     }
     HRESULT drvNotifyPnPEvent(const GUID*, BSTR, ULONG) override { return S_OK; }
-    HRESULT drvUnInitializeWia(BYTE*) override { return CInside("drvUnInitializeWia").Result(); }
 
   private:
-    // What stands for the object itself when it is part of another.
-    class COwn final : public IUnknown {
-      public:
-        explicit COwn(CTestDriver& driver) : m_driver(driver) {}
-        HRESULT QueryInterface(REFIID iid, void** object) override;
-        ULONG AddRef() override { return ++m_refs; }
-        ULONG Release() override {
-            const ULONG left = --m_refs;
-            if (left == 0)
-                delete &m_driver;
-            return left;
-        }
-
-      private:
-        CTestDriver& m_driver;
-        std::atomic<ULONG> m_refs{1};
-    };
-
     ~CTestDriver() {
         DropItems();
-        --TestScript().m_objects;
+        --m_script.m_objects;
     }
     void DropItems() {
         if (m_root)
             m_root->UnlinkItemTree(WiaItemTypeDisconnected);
         m_root.Reset();
     }
-    HRESULT BuildItems(BSTR rootName);
+    HRESULT BuildItems() {
+        if (m_root)
+            return S_OK;
+        BYTE* memory = nullptr;
+        ComPtr<IWiaDrvItem> top;
+        HRESULT hr = wiasCreateDrvItem(76, CText(u"Root").Get(), CText(m_rootName).Get(), this, 8,
+                                       &memory, m_root.Out());
+        if (SUCCEEDED(hr))
+            hr = wiasCreateDrvItem(67, CText(u"\\Top").Get(), CText(m_rootName + u"\\Top").Get(),
+                                   this, 0, nullptr, top.Out());
+        return SUCCEEDED(hr) ? top->AddItemToFolder(m_root.Get()) : hr;
+    }
 
-    COwn m_own;
-    IUnknown* const m_outer;
+    CTestScript& m_script = TestScript();
+    std::atomic<ULONG> m_refs{1};
     std::u16string m_rootName;
     ComPtr<IWiaDrvItem> m_root;
 };
 
-HRESULT CTestDriver::COwn::QueryInterface(REFIID iid, void** object) {
-    *object = nullptr;
-    if (iid == IID_IUnknown)
-        *object = this;
-    else if (iid == IID_IStiUSD && !TestScript().m_noFaces)
-        *object = static_cast<IStiUSD*>(&m_driver);
-    else if (iid == IID_IWiaMiniDrv && !TestScript().m_noFaces)
-        *object = static_cast<IWiaMiniDrv*>(&m_driver);
-    if (!*object)
-        return E_NOINTERFACE;
-    if (iid == IID_IUnknown)
-        AddRef();
-    else
-        m_driver.AddRef();
-    return S_OK;
-}
-
-// ---- Still image
-
-HRESULT CTestDriver::Initialize(IStiDeviceControl* control, DWORD, HKEY) {
-    const HRESULT hr = TestScript().Enter("Initialize");
-    OLECHAR port[260] = {};
-    if (FAILED(control->GetMyDevicePortName(port, 260)) || port[0] == 0)
-        return E_INVALIDARG;
-    if (FAILED(hr))
-        control->WriteToErrorLog(0, u"no scanner", 0);
-    return hr;
-}
-
-HRESULT CTestDriver::GetStatus(STI_DEVICE_STATUS* status) {
-    CTestScript& script = TestScript();
-    const HRESULT hr = script.Enter("GetStatus");
-    status->dwPollingInterval = script.m_interval;
-    const std::lock_guard guard(script.m_lock);
-    if (SUCCEEDED(hr) && !script.m_presses.empty())
-        status->dwEventHandlingState |= STI_EVENTHANDLING_PENDING;
-    return hr;
-}
-
-HRESULT CTestDriver::SetNotificationHandle(HANDLE handle) {
-    CTestScript& script = TestScript();
-    const HRESULT hr = script.Enter(handle ? "Arm" : "Disarm");
-    const std::lock_guard guard(script.m_lock);
-    script.m_handle = handle;
-    return hr;
-}
-
-HRESULT CTestDriver::GetNotificationData(STINOTIFY* notification) {
-    CTestScript& script = TestScript();
-    const HRESULT hr = script.Enter("GetNotificationData");
-    const std::lock_guard guard(script.m_lock);
-    notification->dwSize = 0;
-    if (FAILED(hr) || script.m_presses.empty())
-        return hr;
-    notification->dwSize = sizeof(*notification);
-    notification->guidNotificationCode = script.m_presses.front();
-    script.m_presses.pop_front();
-    script.m_handle = nullptr;  // one press, one arming
-    return hr;
-}
-
-// ---- Imaging
-
-HRESULT CTestDriver::BuildItems(BSTR rootName) {
-    if (m_root)
-        return S_OK;
-    m_rootName.assign(rootName, SysStringLen(rootName));
-    BSTR name = SysAllocString(u"Root");
-    BYTE* memory = nullptr;
-    HRESULT hr = wiasCreateDrvItem(76, name, rootName, this, 8, &memory, m_root.Out());
-    SysFreeString(name);
-    if (FAILED(hr))
-        return hr;
-    name = SysAllocString(u"\\Top");
-    BSTR fullName = SysAllocString((m_rootName + u"\\Top").c_str());
-    ComPtr<IWiaDrvItem> top;
-    hr = wiasCreateDrvItem(67, name, fullName, this, 0, nullptr, top.Out());
-    SysFreeString(name);
-    SysFreeString(fullName);
-    return SUCCEEDED(hr) ? top->AddItemToFolder(m_root.Get()) : hr;
-}
-
-HRESULT CTestDriver::drvInitializeWia(BYTE*, LONG, BSTR, BSTR rootName, IUnknown*, IUnknown*,
-                                      IWiaDrvItem** root, IUnknown**, LONG* deviceError) {
-    const CInside inside("drvInitializeWia");
-    if (FAILED(inside.Result())) {
-        *deviceError = 7;
-        return inside.Result();
-    }
-    const HRESULT hr = BuildItems(rootName);
-    *root = m_root.Get();
-    return hr;
-}
-
-HRESULT CTestDriver::drvInitItemProperties(BYTE* context, LONG, LONG*) {
-    const CInside inside("drvInitItemProperties");
-    ComPtr<IWiaDrvItem> item;
-    HRESULT hr = wiasGetDrvItem(context, item.Out());
-    LONG flags = 0;
-    if (SUCCEEDED(hr))
-        hr = item->GetItemFlags(&flags);
-    if (SUCCEEDED(hr))
-        hr = (flags & WiaItemTypeRoot) != 0 ? InitRoot(context) : InitTop(context);
-    if (SUCCEEDED(hr) && TestScript().m_initItem)
-        hr = TestScript().m_initItem(context, flags);
-    return FAILED(inside.Result()) ? inside.Result() : hr;
-}
-
-HRESULT CTestDriver::drvValidateItemProperties(BYTE* context, LONG, ULONG count,
-                                               const PROPSPEC* specs, LONG*) {
-    const CInside inside("drvValidateItemProperties");
-    HRESULT hr = FollowResolution(context, count, specs);
-    if (SUCCEEDED(hr) && TestScript().m_validate)
-        hr = TestScript().m_validate(context, count, specs);
-    return FAILED(inside.Result()) ? inside.Result() : hr;
-}
-
-HRESULT CTestDriver::drvAcquireItemData(BYTE* context, LONG, MINIDRV_TRANSFER_CONTEXT* transfer,
-                                        LONG*) {
-    const CInside inside("drvAcquireItemData");
-    if (FAILED(inside.Result()))
-        return inside.Result();
-    if (TestScript().m_acquire)
-        return TestScript().m_acquire(context, transfer);
-    if (TestScript().m_sheets-- <= 0)
-        return WIA_ERROR_PAPER_EMPTY;
-    return DeliverTestPicture(transfer);
-}
-
-HRESULT CTestDriver::drvDeviceCommand(BYTE*, LONG, const GUID* command, IWiaDrvItem**, LONG*) {
-    const CInside inside("drvDeviceCommand");
-    if (*command != WIA_CMD_SYNCHRONIZE)
-        return E_NOTIMPL;
-    DropItems();
-    BSTR name = SysAllocString(m_rootName.c_str());
-    const HRESULT hr = BuildItems(name);
-    SysFreeString(name);
-    return hr;
-}
-
 // ---- The module
 
-class CFactory final : public IClassFactory {
+class CFactory final : public CCounted<IClassFactory, IID_IClassFactory> {
   public:
-    HRESULT QueryInterface(REFIID iid, void** object) override {
-        *object = iid == IID_IUnknown || iid == IID_IClassFactory ? this : nullptr;
-        return *object ? S_OK : E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return 2; }
-    ULONG Release() override { return 1; }
     HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
-        if (outer && (iid != IID_IUnknown || !TestScript().m_aggregates))
+        if (outer)
             return CLASS_E_NOAGGREGATION;
-        auto* driver = new CTestDriver(outer);
-        const HRESULT hr = driver->Own()->QueryInterface(iid, object);
-        driver->Own()->Release();
+        auto* driver = new CTestDriver;
+        const HRESULT hr = driver->QueryInterface(iid, object);
+        driver->Release();
         return hr;
     }
     HRESULT LockServer(BOOL) override { return S_OK; }
 };
 CFactory g_factory;
 
-std::string ClassKey() {
-    LPOLESTR wide = nullptr;
-    StringFromIID(kClass, &wide);
-    const std::u16string_view text(wide);
-    const std::string key = "CLSID\\" + std::string(text.begin(), text.end());
-    CoTaskMemFree(wide);
-    return key;
+std::unique_ptr<CTestScript>& Script() {
+    static auto& script = *new std::unique_ptr<CTestScript>(new CTestScript);
+    return script;
 }
 
 }  // namespace
 
 CTestScript& TestScript() {
-    static auto& script = *new CTestScript;
-    return script;
+    return *Script();
 }
 
-void CTestScript::Reset() {
-    const std::lock_guard guard(m_lock);
-    m_failures.clear();
-    m_counts.clear();
-    m_validate = nullptr;
-    m_acquire = nullptr;
-    m_initItem = nullptr;
-    m_read = nullptr;
-    m_sheets = 1;
-    m_aggregates = true;
-    m_noFaces = false;
-    m_made = 0;
-    m_mostInside = 0;
-    m_capabilities = 0;
-    m_interval = 0;
-    m_handle = nullptr;
-    m_presses.clear();
+void RenewTestScript() {
+    Script() = std::make_unique<CTestScript>();
 }
 
 void CTestScript::Fail(const std::string& operation, HRESULT code, int times) {
@@ -505,8 +353,8 @@ void CTestScript::Fail(const std::string& operation, HRESULT code, int times) {
 HRESULT CTestScript::Enter(const std::string& operation) {
     const std::lock_guard guard(m_lock);
     ++m_counts[operation];
-    const auto failure = m_failures.find(operation);
-    return failure != m_failures.end() && failure->second.times-- > 0 ? failure->second.code : S_OK;
+    auto& [code, times] = m_failures[operation];
+    return times > 0 && times-- > 0 ? code : S_OK;
 }
 
 int CTestScript::Count(const std::string& operation) {
@@ -525,19 +373,18 @@ BYTE TestPicture(LONG line, LONG offset) {
     return static_cast<BYTE>(line * 7 + offset * 3);
 }
 
-HRESULT DeliverTestPicture(MINIDRV_TRANSFER_CONTEXT* transfer) {
-    constexpr LONG kStride = (kTestWidth * 3 + 3) / 4 * 4;
-    std::vector<BYTE> bytes(sizeof(BITMAPINFOHEADER));
-    BITMAPINFOHEADER info = {sizeof(info), kTestWidth, -kTestLines, 1, 24, 0, 0, 3937, 3937, 0, 0};
+HRESULT DeliverTestPicture(MINIDRV_TRANSFER_CONTEXT* transfer, const std::function<void()>& told,
+                           int most) {
+    const BITMAPINFOHEADER info = {40, kTestWidth, -kTestLines, 1, 24, 0, 0, 3937, 3937, 0, 0};
+    std::vector<BYTE> bytes(sizeof(info));
     std::memcpy(bytes.data(), &info, sizeof(info));
-    for (LONG line = 0; line < kTestLines; ++line) {
-        for (LONG i = 0; i < kStride; ++i)
-            bytes.push_back(TestPicture(line, i));
-    }
+    for (LONG i = 0; i < kTestLines * kTestStride; ++i)
+        bytes.push_back(TestPicture(i / kTestStride, i % kTestStride));
     const bool isFile = transfer->tymed == TYMED_FILE;
     // The runs behind the header end within rows.
-    constexpr std::size_t kRun = 30 * kStride + 7;
-    for (std::size_t at = 0, run = sizeof(info); at < bytes.size(); at += run, run = kRun) {
+    constexpr std::size_t kRun = 30 * kTestStride + 7;
+    for (std::size_t at = 0, run = sizeof(info); at < bytes.size() && most > 0;
+         at += run, run = kRun, --most) {
         run = std::min(run, bytes.size() - at);
         if (!isFile)
             std::memcpy(transfer->pTransferBuffer, bytes.data() + at, run);
@@ -548,6 +395,8 @@ HRESULT DeliverTestPicture(MINIDRV_TRANSFER_CONTEXT* transfer) {
         if (hr != S_OK)
             return hr;
         transfer->cbOffset += static_cast<LONG>(run);
+        if (told)
+            told();
     }
     if (!isFile)
         return S_OK;
@@ -568,16 +417,12 @@ TEST_EXPORT HRESULT DllCanUnloadNow() {
 TEST_EXPORT HRESULT DllRegisterServer() {
     char path[4096] = {};
     GetModuleFileNameA(ModuleFromAddress(&g_factory), path, sizeof(path));
-    HKEY key = nullptr;
-    if (RegCreateKeyExA(HKEY_CLASSES_ROOT, (ClassKey() + "\\InprocServer32").c_str(), 0, nullptr, 0,
-                        KEY_ALL_ACCESS, nullptr, &key, nullptr) != ERROR_SUCCESS)
-        return E_FAIL;
-    RegSetValueExA(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(path),
-                   static_cast<DWORD>(std::strlen(path) + 1));
-    RegCloseKey(key);
-    return S_OK;
+    CRegistryKey key;
+    key.Create(HKEY_CLASSES_ROOT, "CLSID\\" + GuidText(kClass) + "\\InprocServer32");
+    return key.WriteText(nullptr, path) == ERROR_SUCCESS ? S_OK : E_FAIL;
 }
 
 TEST_EXPORT HRESULT DllUnregisterServer() {
-    return RegDeleteTreeA(HKEY_CLASSES_ROOT, ClassKey().c_str()) == ERROR_SUCCESS ? S_OK : E_FAIL;
+    RegDeleteTreeA(HKEY_CLASSES_ROOT, ("CLSID\\" + GuidText(kClass)).c_str());
+    return S_OK;
 }

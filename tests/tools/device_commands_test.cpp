@@ -10,7 +10,7 @@
 #include "simulator/device_state.h"
 #include "tests/tools/program.h"
 #include "tools/page_files.h"
-#include "tools/scan_settings.h"
+#include "tools/text_writes.h"
 
 namespace {
 
@@ -319,15 +319,15 @@ TEST(PageName, PutsTheNumberWhereItBelongs) {
 
 TEST(ScanArea, GoesFromAnyUnitToTheNearestPixel) {
     std::string error;
-    const auto area = CScanArea::Parse("10,0.5,25.4,3mm", &error);
+    const auto area = ParseArea("10,0.5,25.4,3mm", &error);
     ASSERT_TRUE(area);
     EXPECT_EQ(area->Pixels(25.4, 300), 300);
     EXPECT_EQ(area->Pixels(10, 300), 118);  // 118.11
-    EXPECT_EQ(CScanArea::Parse("1,1,1,1IN", &error)->Pixels(1.5, 150), 225);
-    EXPECT_EQ(CScanArea::Parse("1,1,1,1px", &error)->Pixels(7, 150), 7);
+    EXPECT_EQ(ParseArea("1,1,1,1IN", &error)->Pixels(1.5, 150), 225);
+    EXPECT_EQ(ParseArea("1,1,1,1px", &error)->Pixels(7, 150), 7);
     for (const char* wrong :
          {"", "mm", "1,2,3mm", "1,2,3,4", "1,2,3,-4mm", "1,2,3,4,5mm", "1,2,3,4cm", "1,2,3,nanmm"})
-        EXPECT_FALSE(CScanArea::Parse(wrong, &error)) << wrong;
+        EXPECT_FALSE(ParseArea(wrong, &error)) << wrong;
 }
 
 TEST_F(DeviceCommands, FailuresAreToldInWordsAndLeaveNoHalfPage) {

@@ -1,5 +1,5 @@
 // Whole runs, from picture file to picture file.
-#include "tools/process_run.h"
+#include "tools/process/run.h"
 
 #include <gtest/gtest.h>
 

@@ -7,8 +7,8 @@
 #include <sstream>
 
 #include "engine/engine.h"
-#include "tools/attribute_writes.h"
-#include "tools/model_item.h"
+#include "tools/process/attribute_writes.h"
+#include "tools/process/model_item.h"
 
 namespace {
 

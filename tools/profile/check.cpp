@@ -1,4 +1,4 @@
-#include "tools/profile_check.h"
+#include "tools/profile/check.h"
 
 #include <algorithm>
 #include <charconv>

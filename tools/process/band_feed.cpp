@@ -1,9 +1,9 @@
-#include "tools/band_feed.h"
+#include "tools/process/band_feed.h"
 
 #include <algorithm>
 
 #include "engine/engine.h"
-#include "tools/picture_stream.h"
+#include "tools/process/picture_stream.h"
 
 // The engine's rule for a feed that finds n lines in the stream:
 //

@@ -1,4 +1,4 @@
-#include "tools/profile_show.h"
+#include "tools/profile/show.h"
 
 #include <iomanip>
 #include <memory>
@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/com.h"
-#include "tools/profile_check.h"
+#include "tools/profile/check.h"
 
 namespace {
 

@@ -10,11 +10,11 @@
 #include "pictures/picture_writer.h"
 #include "pictures/sample_picture.h"
 #include "service/install.h"
-#include "tools/attribute_writes.h"
 #include "tools/command.h"
 #include "tools/console.h"
-#include "tools/model_item.h"
-#include "tools/process_run.h"
+#include "tools/process/attribute_writes.h"
+#include "tools/process/model_item.h"
+#include "tools/process/run.h"
 
 namespace {
 

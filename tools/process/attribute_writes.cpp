@@ -1,4 +1,4 @@
-#include "tools/attribute_writes.h"
+#include "tools/process/attribute_writes.h"
 
 #include <algorithm>
 #include <iomanip>

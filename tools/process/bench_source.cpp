@@ -1,4 +1,4 @@
-#include "tools/bench_source.h"
+#include "tools/process/bench_source.h"
 
 #include <memory>
 #include <vector>

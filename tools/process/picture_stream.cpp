@@ -1,4 +1,4 @@
-#include "tools/picture_stream.h"
+#include "tools/process/picture_stream.h"
 
 #include <algorithm>
 #include <cstring>

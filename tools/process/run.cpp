@@ -1,4 +1,4 @@
-#include "tools/process_run.h"
+#include "tools/process/run.h"
 
 #include <memory>
 
@@ -8,11 +8,11 @@
 #include "pictures/picture_reader.h"
 #include "pictures/picture_writer.h"
 #include "platform/module.h"
-#include "tools/attribute_writes.h"
-#include "tools/band_feed.h"
-#include "tools/bench_source.h"
-#include "tools/model_item.h"
-#include "tools/picture_stream.h"
+#include "tools/process/attribute_writes.h"
+#include "tools/process/band_feed.h"
+#include "tools/process/bench_source.h"
+#include "tools/process/model_item.h"
+#include "tools/process/picture_stream.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tools/profile_command.h"
+#include "tools/profile/command.h"
 
 #include <filesystem>
 #include <memory>
@@ -11,9 +11,9 @@
 #include "profile/profile_writer.h"
 #include "profile/scan_attrib.h"
 #include "profile/scanner_profile.h"
-#include "tools/profile_check.h"
-#include "tools/profile_file.h"
-#include "tools/profile_show.h"
+#include "tools/profile/check.h"
+#include "tools/profile/file.h"
+#include "tools/profile/show.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tools/model_item.h"
+#include "tools/process/model_item.h"
 
 #include <algorithm>
 #include <cstddef>

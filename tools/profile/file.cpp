@@ -1,4 +1,4 @@
-#include "tools/profile_file.h"
+#include "tools/profile/file.h"
 
 #include <algorithm>
 #include <cstring>

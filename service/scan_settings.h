@@ -1,0 +1,56 @@
+// What a person asks of a scan, and how it is put into a device's properties.
+//
+//     ScanSettings settings;
+//     settings.source = ScanSource::Feeder;
+//     settings.resolution = 300;
+//     settings.area = ScanArea{10, 10, 100, 50, ScanArea::Unit::Millimeters};
+//     CDeviceProperties properties;
+//     ScanStatus status = ApplySettings(device, settings, properties);
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "service/device_properties.h"
+
+// Unchanged: as the device's properties have it.
+enum class ScanSource { Unchanged, Flatbed, Feeder, Duplex, Slide, Negative };
+enum class ScanMode { Unchanged, Color, Gray, LineArt };
+enum class ScanMedium { Callback, File };
+
+// A window on the glass or in the frame, from the upper left corner.
+struct ScanArea {
+    enum class Unit { Pixels, Inches, Millimeters };
+
+    double left = 0;
+    double top = 0;
+    double width = 0;
+    double height = 0;
+    Unit unit = Unit::Millimeters;
+
+    // The nearest whole number of pixels at a resolution; what LONG can't hold becomes its end.
+    LONG Pixels(double length, LONG dpi) const;
+};
+
+struct ScanSettings {
+    ScanSource source = ScanSource::Unchanged;
+    ScanMode mode = ScanMode::Unchanged;
+    std::optional<LONG> resolution;  // dots per inch, both ways
+    std::optional<ScanArea> area;
+    std::optional<LONG> brightness;  // -1000 to 1000
+    std::optional<LONG> contrast;    // -1000 to 1000
+    std::optional<LONG> threshold;   // of line art
+    // Others: those of the root are written behind the source, those of other items at the end.
+    std::vector<ItemWrite> others;
+    ScanMedium medium = ScanMedium::Callback;
+};
+
+// Writes the settings in the order in which each finds the valid values that it needs: the source,
+// resolution and mode, the window, and the rest. Stops at the first that the device doesn't have or
+// refuses, with what it can do in the text (E_INVALIDARG, or the driver's own code); those before
+// it stand. `properties` gets the device's, as they are at the end.
+ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
+                         CDeviceProperties& properties);
+
+// The pages that a scan of the device takes, as PagesOfScan of page_count.h counts them.
+int PagesOfScan(const CDeviceProperties& properties, int asked);

@@ -1,0 +1,245 @@
+// Pages that are pulled, by readers of every kind.
+#include <cstring>
+#include <thread>
+
+#include "service/page_reader.h"
+#include "tests/service/service_rig.h"
+
+namespace {
+
+class PageReader : public CServiceTest {
+  protected:
+    void SetUp() override {
+        CServiceTest::SetUp();
+        InstallAndOpen();
+        ASSERT_EQ(Failure(m_device.Write("Root", {{WIA_DPS_DOCUMENT_HANDLING_SELECT, FEEDER}})),
+                  "");
+    }
+    void TearDown() override {
+        static_cast<void>(m_reader.End());
+        CServiceTest::TearDown();
+    }
+    void Start(int sheets, int pages = 0) {
+        TestScript().m_sheets = sheets;
+        ASSERT_EQ(Failure(m_reader.Start(m_device, "Top", pages)), "");
+    }
+    // The page's bytes from here on, in pieces.
+    ScanStatus ReadRest(std::size_t piece, std::vector<BYTE>& bytes) {
+        std::vector<BYTE> part(piece);
+        for (;;) {
+            std::size_t read = 0;
+            const ScanStatus status = m_reader.Read(part.data(), piece, read);
+            EXPECT_LE(read, piece);
+            if (status.code != S_OK || read == 0)
+                return status;
+            bytes.insert(bytes.end(), part.begin(), part.begin() + static_cast<long>(read));
+        }
+    }
+    void ExpectWholePages(int pages) {
+        Start(pages);
+        for (int number = 1; number <= pages; ++number) {
+            ASSERT_EQ(Failure(m_reader.NextPage(m_page)), "");
+            ASSERT_TRUE(m_page);
+            EXPECT_EQ(m_page->number, number);
+            EXPECT_EQ(m_page->info.biHeight, kTestLines);
+            std::vector<BYTE> bytes;
+            ASSERT_EQ(Failure(ReadRest(std::size_t{1} << (3 * number), bytes)), "");
+            ExpectPicture(bytes);
+        }
+        ASSERT_EQ(Failure(m_reader.NextPage(m_page)), "");
+        EXPECT_FALSE(m_page);
+        int scanned = 0;
+        EXPECT_EQ(Failure(m_reader.End(&scanned)), "");
+        EXPECT_EQ(scanned, pages);
+    }
+
+    CPageReader m_reader;
+    std::optional<ScanPage> m_page;
+};
+
+TEST_F(PageReader, APageAfterTheOtherIsReadInPiecesOfAnySize) {
+    ExpectWholePages(4);
+    // Without the feeder a scan is over with its page, and the device is free behind its last byte.
+    ASSERT_EQ(Failure(m_device.Write("Root", {{WIA_DPS_DOCUMENT_HANDLING_SELECT, FLATBED}})), "");
+    Start(2);
+    ASSERT_EQ(Failure(m_reader.NextPage(m_page)), "");
+    std::vector<BYTE> bytes;
+    ASSERT_EQ(Failure(ReadRest(1 << 20, bytes)), "");
+    ExpectPicture(bytes);
+    int scanned = 0;
+    EXPECT_EQ(Failure(m_reader.End(&scanned)), "");
+    EXPECT_EQ(scanned, 1);
+    EXPECT_EQ(Failure(m_device.Write("Top", {{WIA_IPS_XRES, 200}})), "");
+}
+
+TEST_F(PageReader, TheScanKeepsOneBandAheadAndFeedsNoSheetUnasked) {
+    std::atomic<int> messages = 0;
+    TestScript().m_acquire = [&](BYTE*, MINIDRV_TRANSFER_CONTEXT* transfer) {
+        --TestScript().m_sheets;
+        return DeliverTestPicture(transfer, [&] { ++messages; });
+    };
+    Start(3);
+    ASSERT_EQ(Failure(m_reader.NextPage(m_page)), "");
+    while (messages < 2)
+        std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(messages, 2) << "the header and the first rows are through, the next ones wait";
+    std::vector<BYTE> bytes;
+    ASSERT_EQ(Failure(ReadRest(100, bytes)), "");
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(TestScript().m_sheets, 2) << "one page was asked for";
+    // What nobody reads of a page is passed over.
+    ASSERT_EQ(Failure(m_reader.NextPage(m_page)), "");
+    ASSERT_EQ(Failure(m_reader.NextPage(m_page)), "");
+    EXPECT_EQ(m_page->number, 3);
+    bytes.clear();
+    ASSERT_EQ(Failure(ReadRest(100, bytes)), "");
+    ExpectPicture(bytes);
+    int scanned = 0;
+    EXPECT_EQ(m_reader.End(&scanned).code, S_FALSE) << "there may have been more";
+    EXPECT_EQ(scanned, 3) << "whole pages count";
+}
+
+TEST_F(PageReader, ACancelOrAnEndAtAnyMomentLeavesTheDeviceUsable) {
+    // The first step asks for the page, each further one reads a piece; behind the page's end comes
+    // the second page.
+    const auto step = [this](int number) {
+        std::size_t read = 0;
+        BYTE piece[5000];
+        ScanStatus status =
+            number == 1 ? m_reader.NextPage(m_page) : m_reader.Read(piece, sizeof(piece), read);
+        return number > 1 && status.code == S_OK && read == 0 ? m_reader.NextPage(m_page) : status;
+    };
+    enum Way { kCancel, kCancelByOther, kEnd };
+    for (int moment = 0; moment < 22; ++moment) {
+        for (const Way way : {kCancel, kCancelByOther, kEnd}) {
+            SCOPED_TRACE(moment * 10 + way);
+            Start(2);
+            for (int i = 1; i <= moment; ++i)
+                ASSERT_EQ(Failure(step(i)), "");
+            std::thread other;
+            if (way == kCancel)
+                m_reader.Cancel();
+            if (way == kCancelByOther)
+                other = std::thread([this] { m_reader.Cancel(); });
+            int i = moment + 1;
+            while (way == kCancelByOther && step(i).code == S_OK && m_page)
+                ++i;  // reads on until it hears of it
+            if (other.joinable())
+                other.join();
+            BYTE byte = 0;
+            std::size_t read = 1;
+            if (way != kEnd) {
+                EXPECT_EQ(m_reader.Read(&byte, 1, read).code, S_FALSE);
+                EXPECT_EQ(m_reader.NextPage(m_page).code, S_FALSE);
+            }
+            const HRESULT result = m_reader.End().code;
+            EXPECT_TRUE(result == S_FALSE || (way == kCancelByOther && result == S_OK)) << result;
+        }
+    }
+    ExpectWholePages(1);
+}
+
+TEST_F(PageReader, OneThatIsAbandonedEndsTheScanAlsoOfADeviceThatIsClosed) {
+    for (int moment = 0; moment < 3; ++moment) {
+        CPageReader reader;
+        TestScript().m_sheets = 2;
+        ASSERT_EQ(Failure(reader.Start(m_device, "Top", 0)), "");
+        std::size_t read = 0;
+        BYTE byte = 0;
+        if (moment > 0) {
+            ASSERT_EQ(Failure(reader.NextPage(m_page)), "");
+        }
+        if (moment > 1) {
+            m_device.Close();
+            ASSERT_EQ(Failure(reader.Read(&byte, 1, read)), "");
+        }
+    }
+    EXPECT_EQ(TestScript().m_objects, 0) << "the closed device went with its scan";
+    ASSERT_EQ(Failure(m_client.Open("", m_device)), "");
+    CPageStore sink;
+    TestScript().m_sheets = 1;
+    EXPECT_EQ(Failure(m_device.Scan("Top", {}, sink)), "");
+}
+
+TEST_F(PageReader, AWaitForRowsEndsWhenAnotherThreadCancels) {
+    TestScript().m_acquire = [](BYTE*, MINIDRV_TRANSFER_CONTEXT* transfer) {
+        const BITMAPINFOHEADER info = {40, 10, -10, 1, 24, 0, 0, 0, 0, 0, 0};
+        std::memcpy(transfer->pTransferBuffer, &info, sizeof(info));
+        HRESULT hr = S_OK;
+        for (LONG bytes = sizeof(info); hr == S_OK; bytes = 0)  // it never comes to a row
+            hr = transfer->pIWiaMiniDrvCallBack->MiniDrvCallback(
+                bytes > 0 ? IT_MSG_DATA : IT_MSG_STATUS, 4, 0, 0, bytes, transfer, 0);
+        return hr;
+    };
+    Start(1);
+    ASSERT_EQ(Failure(m_reader.NextPage(m_page)), "");
+    std::thread other([this] { m_reader.Cancel(); });
+    std::vector<BYTE> bytes;
+    EXPECT_EQ(ReadRest(10, bytes).code, S_FALSE);
+    other.join();
+}
+
+TEST_F(PageReader, AFailureComesBehindTheBytesThatWereThere) {
+    constexpr HRESULT kJam = MakeResult(0x8004000Au);
+    TestScript().m_acquire = [](BYTE*, MINIDRV_TRANSFER_CONTEXT* transfer) {
+        int messages = 0;
+        const HRESULT hr = DeliverTestPicture(
+            transfer, [&] { ++messages; }, 2);
+        EXPECT_EQ(messages, 2);
+        return FAILED(hr) ? hr : kJam;
+    };
+    Start(1);
+    ASSERT_EQ(Failure(m_reader.NextPage(m_page)), "");
+    std::vector<BYTE> bytes;
+    const ScanStatus status = ReadRest(777, bytes);
+    EXPECT_EQ(status.code, kJam);
+    EXPECT_EQ(status.text, "paper is jammed in the document feeder");
+    EXPECT_EQ(bytes.size(), 304u * 30) << "the whole rows of the band";
+    EXPECT_EQ(m_reader.NextPage(m_page).code, kJam) << "and it stays so";
+    EXPECT_EQ(m_reader.End().code, kJam);
+    TestScript().m_acquire = nullptr;
+    Start(0);
+    EXPECT_EQ(m_reader.NextPage(m_page).code, WIA_ERROR_PAPER_EMPTY);
+}
+
+TEST_F(PageReader, MeanwhileTheDeviceTurnsOthersAwayAndNobodyHangs) {
+    CScanDevice second;
+    ASSERT_EQ(Failure(m_client.Open("", second)), "");
+    Start(1);
+    ASSERT_EQ(Failure(m_reader.NextPage(m_page)), "");
+    std::vector<ScanProperty> properties;
+    EXPECT_EQ(m_device.Read("Top", {}, properties).code, WIA_ERROR_BUSY);
+    EXPECT_EQ(m_device.Write("Top", {{WIA_IPS_XRES, 200}}).code, WIA_ERROR_BUSY);
+    CScanDevice third;
+    EXPECT_EQ(m_client.Open("", third).code, WIA_ERROR_BUSY);
+    CPageReader other;
+    EXPECT_EQ(other.Start(second, "Top").code, WIA_ERROR_BUSY);
+    const int ended = TestScript().Count("drvUnInitializeWia");
+    second.Close();
+    EXPECT_EQ(TestScript().Count("drvUnInitializeWia"), ended) << "not beside the scan";
+    std::vector<BYTE> bytes;
+    EXPECT_EQ(Failure(ReadRest(5000, bytes)), "");
+    ExpectPicture(bytes);
+    static_cast<void>(m_reader.End());
+    EXPECT_EQ(TestScript().Count("drvUnInitializeWia"), ended + 1);
+    EXPECT_EQ(TestScript().m_mostInside, 1);
+}
+
+TEST_F(PageReader, WhatIsNoScanIsRefused) {
+    std::size_t read = 0;
+    BYTE byte = 0;
+    EXPECT_EQ(m_reader.NextPage(m_page).code, E_UNEXPECTED);
+    EXPECT_EQ(m_reader.Read(&byte, 1, read).code, E_UNEXPECTED);
+    EXPECT_EQ(m_reader.End().code, E_UNEXPECTED);
+    EXPECT_EQ(m_reader.Start(CScanDevice(), "Top").code, E_UNEXPECTED);
+    Start(1);
+    EXPECT_EQ(m_reader.Read(&byte, 1, read).code, E_UNEXPECTED) << "ahead of the first page";
+    ASSERT_EQ(Failure(m_reader.NextPage(m_page)), "");
+    EXPECT_EQ(m_reader.Read(&byte, 0, read).code, E_INVALIDARG);
+    EXPECT_EQ(m_reader.Read(nullptr, 1, read).code, E_INVALIDARG);
+    ASSERT_EQ(Failure(m_reader.Start(m_device, "Bottom")), "") << "in place of the one before";
+    EXPECT_EQ(m_reader.NextPage(m_page).code, E_INVALIDARG);
+}
+
+}  // namespace
