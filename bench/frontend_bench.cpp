@@ -8,12 +8,17 @@
 
 #include "bench/bench_page.h"
 #include "frontend/scan_lines.h"
+#include "platform/bitmap_headers.h"
 
 namespace {
 
 constexpr DWORD kBandLines = 20;
 // A line of this width isn't aligned, so that padding has to move it.
 constexpr DWORD kWidth = kPageWidth + 1;
+
+std::size_t RowStride(DWORD width, DWORD bits) {
+    return static_cast<std::size_t>(BitmapStride(width, static_cast<std::int32_t>(bits)));
+}
 
 // A band that stays in the processor's cache, as the band loop's does.
 std::vector<BYTE> Band(DWORD width, DWORD bits, DWORD lines = kBandLines) {

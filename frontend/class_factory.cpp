@@ -112,10 +112,8 @@ HRESULT Make(REFIID iid, void** object, Arguments... arguments) {
 
 // With the driver's own settings of the log, also when this is the process's first message.
 void Report(const char* message) {
-    CLogConfig* const config = CLogConfig::Acquire(CLSID_MiniDrv);
+    const CLogHold hold(CLSID_MiniDrv);
     CLog().Write(kLogError, message);
-    if (config)
-        CLogConfig::Release();
 }
 
 }  // namespace

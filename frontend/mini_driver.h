@@ -9,28 +9,29 @@
 // One page:
 //
 //   drvAcquireItemData   looks for paper, hands the item's settings to the engine, runs ScanItem
-//   ScanItem             prepares and starts the scan; reads bands of lines into the image stream
+//   ScanItem             prepares the scan and runs a CPageTransfer, which does all else
 //   CImageStream         starts the engine with the first band; the engine is pumped band by band
-//   ImageCallback        gets the finished image and gives it to the client, or to a file
+//   ImageCallback        gets the finished image for the page, which gives it to the client
 //
 // Results are 32-bit codes, those of the controller unchanged. Each replaces the one before it in a
 // function's trace, and a function tests it only where it has to stop.
 //
 // The imaging face is called by one thread at a time. The still-image face may run beside it, and
-// so does the notification thread; they share m_guidLastEvent, which has a lock, and the events,
-// which stay as Initialize made them.
+// so does the notification thread; they share the last event, which has a lock, and the table of
+// events, which stays as Initialize made it.
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 
 #include "controller/nv_scan.h"
-#include "diag/log.h"
 #include "engine/engine.h"
+#include "frontend/button_table.h"
+#include "frontend/button_thread.h"
 #include "frontend/capability_list.h"
 #include "frontend/image_stream.h"
+#include "frontend/log_hold.h"
 #include "frontend/object_root.h"
 #include "frontend/property_set.h"
 #include "frontend/task_memory.h"
@@ -38,9 +39,9 @@
 #include "platform/sti.h"
 #include "platform/wia.h"
 
-struct TransferState;
 struct ValidationCall;
 class CFunctionTrace;
+class CPageTransfer;
 
 inline constexpr CLSID CLSID_MiniDrv = {
     0x0C3A5327, 0x4FBD, 0x4E6C, {0xBC, 0x58, 0xEF, 0x03, 0xA9, 0xB7, 0xB9, 0x81}};
@@ -53,12 +54,6 @@ struct IMiniDrv : IUnknown {
     ~IMiniDrv() = default;
 };
 
-// What a press of a button raises.
-struct EventEntry {
-    GUID guid;
-    char name[MAX_PATH];
-};
-
 // IUnknown is left to the classes of the module, which make it an object of its own or a part of
 // another one.
 class CNVwiaMiniDrv : public IMiniDrv,
@@ -68,7 +63,7 @@ class CNVwiaMiniDrv : public IMiniDrv,
                       public CObjectRoot {
   public:
     // std::bad_alloc without memory.
-    CNVwiaMiniDrv();
+    CNVwiaMiniDrv() = default;
     // Ends the notification thread and gives up the device.
     virtual ~CNVwiaMiniDrv();
     CNVwiaMiniDrv(const CNVwiaMiniDrv&) = delete;
@@ -133,7 +128,7 @@ class CNVwiaMiniDrv : public IMiniDrv,
     HRESULT ImageCallback(std::uint32_t type, std::uint32_t reserved, std::uint32_t percent,
                           std::int32_t length, std::uint8_t* buffer) override;
 
-  protected:
+  private:
     // ---- Session, registry and events
 
     HRESULT CreateScannerInterface(IOstrelDevice** ppToolkit);
@@ -154,23 +149,8 @@ class CNVwiaMiniDrv : public IMiniDrv,
     // 1 when it ran to its end.
     int StoreDeviceData(HKEY hKey);
     int InstantLampWarmUp(HKEY hKey);
-    void LoadEventTable(HKEY hKey);
-    void LoadEvent(HKEY hKey);
-    void EndNotificationThread();
-    static unsigned NotificationThread(void* driver);
-    // 1: to be tried again. Counts failed attempts; `fired` becomes 1 with a press.
-    static int RunNotifications(CNVwiaMiniDrv* driver, int* attempts, int* fired);
-    HANDLE OpenInterruptPipe();
-    int WaitForPress(HANDLE pipe, HANDLE event, int* attempts, int* fired);
-    // True for a press, whose event then waits to be fetched.
-    bool DecodePress(DWORD bytes, BYTE data);
-    // The first event whose mask fits; m_nEvents if none does.
-    template <class Fits>
-    DWORD FindMask(Fits fits) const;
     HRESULT PollButtons(bool& found);
     void LightLampForButton();
-    void SetLastEvent(REFGUID guid);
-    GUID TakeLastEvent();
 
     // ---- Items and properties
 
@@ -219,7 +199,7 @@ class CNVwiaMiniDrv : public IMiniDrv,
     HRESULT RebuildForAdapter(BYTE* item, ValidationCall& call);
     HRESULT RebuildTopItem(BYTE* item, const char* notFound);
 
-    // ---- Transfer (mini_driver_transfer.cpp, mini_driver_bands.cpp)
+    // ---- Transfer (mini_driver_transfer.cpp)
 
     // The scan preparation: chooses the source, places the item's window, settles the data format
     // and asks what the device will deliver. Leaves the controller ready for finalScanInit. What is
@@ -238,71 +218,23 @@ class CNVwiaMiniDrv : public IMiniDrv,
     // WIA_ERROR_PAPER_EMPTY when a feeder is selected and is spent.
     HRESULT LookForPaper(BYTE* pWiasContext);
     HRESULT ScanItem(BYTE* pWiasContext, MINIDRV_TRANSFER_CONTEXT* pmdtc, LONG* plDevErrVal);
-    HRESULT ReadRequest(BYTE* pWiasContext, const MINIDRV_TRANSFER_CONTEXT& mdtc,
-                        TransferState& page);
     HRESULT SettleFormat(BYTE* pWiasContext);
-    HRESULT MeasureLines(BYTE* pWiasContext, TransferState& page);
-    HRESULT TransferPage(MINIDRV_TRANSFER_CONTEXT* pmdtc, TransferState& page);
-    HRESULT AllocateBands(TransferState& page);
-    HRESULT RunBandLoop(TransferState& page);
-    DWORD ReadBand(TransferState& page);
-    void ArrangeLines(TransferState& page, DWORD lines);
-    DWORD ScaleLines(TransferState& page, DWORD lines);
-    HRESULT BeginBitmap(TransferState& page);
-    void DeliverLines(const BYTE* lines, DWORD count, DWORD stride);
-    void WriteRaw(const void* bytes, DWORD count);
-
-    // ---- Temporary file (mini_driver_file.cpp)
-
-    // False, and an empty name, when no folder takes a file. Bits of `skip` leave out the user's
-    // application data (1), documents (2) and the temporary folder (4).
-    static bool MakeTempName(DWORD skip, char (&name)[MAX_PATH]);
-    void OpenTempFile(TransferState& page);
-    void CloseTempFile(TransferState& page);
-    // An empty name stands for one in the temporary folder.
-    void OpenRawFile(const char* name);
-    void CloseRawFile();
-    HRESULT DeliverFile(MINIDRV_TRANSFER_CONTEXT* pmdtc, const TransferState& page);
-    HRESULT MapAndDeliver(MINIDRV_TRANSFER_CONTEXT* pmdtc);
-    // Rewrites the bitmap for a shorter height. `header` is the one that stands in the file. 0, or
-    // a system error.
-    DWORD TruncateFile(LONG lines, BITMAPINFOHEADER header);
-    bool ReadFileHeader(BITMAPINFOHEADER& header);
-    // Appends bytes of 255 up to a size; false when that fails.
-    bool ExtendFile(std::uint64_t bytes);
-    // 0, or a system error.
-    static DWORD FileSeek(HANDLE hFile, LONGLONG offset);
-
-    // ---- Delivery (mini_driver_delivery.cpp)
-
     HRESULT ValidateDataTransferContext(const MINIDRV_TRANSFER_CONTEXT* pmdtc);
-    // Writes the headers of the bitmap and its palette to the image stream.
-    HRESULT SetupBitmapHeaders(BITMAPINFOHEADER* header);
-    HRESULT DeliverHeader(DWORD percent, DWORD length, BYTE* buffer);
-    HRESULT DeliverRun(DWORD percent, DWORD length, const BYTE* buffer);
-    HRESULT SendData(DWORD percent, DWORD length, const BYTE* buffer);
-    HRESULT CallClient(LONG reason, DWORD percent, LONG offset, DWORD length,
-                       MINIDRV_TRANSFER_CONTEXT* context);
-    HRESULT WriteTempFile(const void* bytes, DWORD count);
 
     // ---- Members
 
-    HANDLE m_hNotifyThread = nullptr;
-    HANDLE m_hNotifyEvent = INVALID_HANDLE_VALUE;  // the service's
-    DWORD m_dwSessionId = 0;                       // of m_pToolkit
+    const CLogHold m_logHold{CLSID_MiniDrv};  // before the log, which goes by it
+    const std::unique_ptr<CLog> m_pLog = std::make_unique<CLog>();
+    DWORD m_dwSessionId = 0;  // of m_pToolkit
     GUID m_clsidToolkit = GUID_NULL;
     ComPtr<IOstrelDevice> m_pToolkit;  // the still-image face's
     ComPtr<IStiDeviceControl> m_pDcb;
     DWORD m_dwLastError = 0;
     WCHAR m_szDeviceName[MAX_PATH] = u"";
     DWORD m_dwDeviceSubType = 1;  // the way in which button events come
-    HANDLE m_hShutdownEvent;      // auto-reset; ends the notification thread
-    DWORD m_dwOpenPause = 1000;   // between attempts to open the interrupt pipe, in milliseconds
-    std::mutex m_lastEventLock;
-    GUID m_guidLastEvent = GUID_NULL;  // waits to be fetched; under the lock
-    std::unique_ptr<EventEntry[]> m_pEvents;
-    std::unique_ptr<DWORD[]> m_pEventMasks;
-    DWORD m_nEvents = 0;
+    CButtonTable m_buttons;
+    CLastEvent m_lastEvent;
+    CButtonThread m_buttonThread{m_buttons, m_lastEvent, *m_pLog};
     BOOL m_bToolkitForEvents = TRUE;  // the session stays open behind Initialize
     DWORD m_dwIoType = 1;             // 1 USB, 2 parallel, 3 SCSI, 4 DOT4, 5 network
     char m_szModel[kOstrelModelChars] = "";
@@ -327,17 +259,10 @@ class CNVwiaMiniDrv : public IMiniDrv,
     DWORD m_dwAdfLargerPgSz = 0;
     DWORD m_dwLoadSettingsOnce = 0;  // 2: the registry knows what the device can do
     TaskArray<WIA_FORMAT_INFO> m_pFormatInfo;
-    MINIDRV_TRANSFER_CONTEXT* m_pTransferContext = nullptr;  // during a transfer
-    HANDLE m_hTempFile = nullptr;  // not null: a file is wanted, even if it couldn't be made
-    HANDLE m_hRawFile = nullptr;
+    CPageTransfer* m_pPage = nullptr;  // while one is transferred
     ComPtr<CImageStream> m_pImageStream;
     std::unique_ptr<CQLEngine> m_pEngine;
-    CLogConfig* m_pLogConfig;
-    std::unique_ptr<CLog> m_pLog;  // never null
     LONG m_nInitCount = 0;
     bool m_bFeederEmpty = false;  // the page before was the feeder's last
     bool m_bTopBuilt = false;
-    bool m_bCancelled = false;    // the client's answer
-    bool m_bWriteFailed = false;  // to the temporary file
-    DWORD m_dwRowBytes = 0;       // of the image that the engine delivers
 };

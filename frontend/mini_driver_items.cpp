@@ -161,9 +161,9 @@ HRESULT CNVwiaMiniDrv::BuildCapabilities() {
 HRESULT CNVwiaMiniDrv::LoadButtonEvents(LPCOLESTR iconText) {
     return Contained([&] {
         HRESULT hr = S_OK;
-        for (DWORD i = 0; i < m_nEvents && SUCCEEDED(hr); ++i) {
-            const std::u16string name = WideText(m_pEvents[i].name);
-            hr = m_capabilities.Add(m_pEvents[i].guid, name.c_str(), name.c_str(),
+        for (DWORD i = 0; i < m_buttons.Count() && SUCCEEDED(hr); ++i) {
+            const std::u16string name = WideText(m_buttons[i].name);
+            hr = m_capabilities.Add(m_buttons[i].guid, name.c_str(), name.c_str(),
                                     WIA_NOTIFICATION_EVENT | WIA_ACTION_EVENT, iconText);
         }
         return hr;

@@ -9,8 +9,8 @@
 #include "engine/item_properties.h"
 #include "frontend/item_values.h"
 #include "frontend/mini_driver.h"
-#include "frontend/scan_lines.h"
 #include "frontend/validation_call.h"
+#include "platform/bitmap_headers.h"
 
 namespace {
 
@@ -332,11 +332,10 @@ HRESULT CNVwiaMiniDrv::ValidateImageSize(BYTE* item, ValidationCall&) {
     trace.SetResult(wiasWritePropLong(item, WIA_IPS_XEXTENT, pixels));
     LONG depth = 0;
     trace.SetResult(ReadItemLong(item, WIA_IPA_DEPTH, &depth));
-    const std::uint64_t stride = RowStride(static_cast<std::uint64_t>(std::max(pixels, LONG{0})),
-                                           static_cast<std::uint32_t>(std::max(depth, LONG{0})));
+    const std::int64_t stride = BitmapStride(std::max(pixels, LONG{0}), std::max(depth, LONG{0}));
     trace.SetResult(wiasWritePropLong(
         item, WIA_IPA_BYTES_PER_LINE,
-        static_cast<LONG>(std::min<std::uint64_t>(stride, std::numeric_limits<LONG>::max()))));
+        static_cast<LONG>(std::min<std::int64_t>(stride, std::numeric_limits<LONG>::max()))));
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_NUMBER_OF_LINES, lines));
     trace.SetResult(wiasWritePropLong(item, WIA_IPS_YEXTENT, lines));
     return trace.GetResult();

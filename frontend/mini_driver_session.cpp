@@ -46,9 +46,9 @@ DWORD IoTypeOfPort(LPCOLESTR port) {
     return 0;
 }
 
-// Ways by which a press comes that need no session of the toolkit; see m_dwDeviceSubType.
+// Ways by which a press comes that need no session of the toolkit.
 bool IsInterruptWithData(DWORD subType) {
-    return subType == 1 || subType == 3 || subType == 4;
+    return subType == kSubTypeIndex || subType == kSubTypeMask || subType == kSubTypeValue;
 }
 
 // A pending task is waited for as long as it takes.
@@ -84,7 +84,7 @@ HRESULT CNVwiaMiniDrv::Initialize(IStiDeviceControl* pHelDcb, DWORD, HKEY hParam
     if (!pHelDcb)
         return trace.SetResult(E_INVALIDARG).GetResult();
     // A second beginning leaves nothing of the first one running.
-    EndNotificationThread();
+    m_buttonThread.End();
     CloseToolkit();
     m_pDcb = ComPtr<IStiDeviceControl>(pHelDcb);
     m_szDeviceName[0] = 0;
@@ -109,7 +109,7 @@ void CNVwiaMiniDrv::ReadDeviceKey(HKEY hKey) {
     m_bToolkitForEvents = notifies && (polled || !IsInterruptWithData(m_dwDeviceSubType));
     ReadVendorPaths(hKey);
     GatherDeviceData(hKey);
-    LoadEventTable(hKey);
+    m_buttons.Load(hKey, m_dwDeviceSubType, *m_pLog);
 }
 
 HRESULT CNVwiaMiniDrv::SettleDeviceName() {

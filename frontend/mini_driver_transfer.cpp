@@ -1,20 +1,15 @@
-// From the service's request for a page to a started scan.
-#include <algorithm>
-
+// The service's request for a page, and the scan preparation, which validation runs as well.
 #include "diag/debug_dump.h"
 #include "diag/function_trace.h"
 #include "engine/item_properties.h"
 #include "frontend/item_properties.h"
 #include "frontend/item_values.h"
 #include "frontend/mini_driver.h"
-#include "frontend/scan_lines.h"
-#include "frontend/transfer_state.h"
+#include "frontend/page_transfer.h"
 
 namespace {
 
 constexpr DWORD kScanBits = 8;  // a sample, whatever the item's depth
-// No device scans wider lines, so none is asked for.
-constexpr LONG kMaxWidth = 0x1000000;
 
 // The parts of the window, and where the controller wants them.
 constexpr struct {
@@ -65,7 +60,6 @@ HRESULT CNVwiaMiniDrv::drvAcquireItemData(BYTE* pWiasContext, LONG, MINIDRV_TRAN
         return trace.SetResult(E_FAIL).GetResult();
     if (FAILED(trace.SetResult(LookForPaper(pWiasContext)).GetResult()))
         return trace.GetResult();
-    m_pTransferContext = pmdtc;
     DumpTransferContext(*m_pLog, *pmdtc);
     m_pImageStream->Reset(m_pEngine.get());
     // The engine has the settings of whatever was validated last, which may be another item.
@@ -74,7 +68,6 @@ HRESULT CNVwiaMiniDrv::drvAcquireItemData(BYTE* pWiasContext, LONG, MINIDRV_TRAN
     if (trace.GetResult() == S_FALSE)
         m_pScan->releaseScanner();
     DumpTransferContext(*m_pLog, *pmdtc);
-    m_pTransferContext = nullptr;
     return trace.GetResult();
 }
 
@@ -109,70 +102,44 @@ HRESULT CNVwiaMiniDrv::HandOverSettings(BYTE* item) {
 
 // ---- One page
 
-HRESULT CNVwiaMiniDrv::ScanItem(BYTE* pWiasContext, MINIDRV_TRANSFER_CONTEXT* pmdtc, LONG*) {
-    CFunctionTrace trace("CNVwiaMiniDrv::ScanItem");
-    m_bCancelled = false;
-    m_bWriteFailed = false;
-    TransferState page;
-    page.debug = ReadDebugImageSettings();
-    if (FAILED(trace.SetResult(ReadRequest(pWiasContext, *pmdtc, page)).GetResult()))
-        return trace.GetResult();
-    trace.SetResult(
-        ValidateWidthHeight(pWiasContext, page.geometry, page.scanPixelWidth, page.scanLines));
-    if (SUCCEEDED(trace.GetResult()))
-        trace.SetResult(MeasureLines(pWiasContext, page));
-    if (FAILED(trace.GetResult()))
-        return trace.GetResult();
-    page.scanOpen = true;
-    trace.SetResult(m_pScan->finalScanInit());
-    if (SUCCEEDED(trace.GetResult())) {
-        trace.SetResult(TransferPage(pmdtc, page));
-    } else {
-        m_pLog->Format(kLogInformation,
-                       "finalScanInit failed hr %d: bmpWidth %d:scanPixelWidth %d depth %d",
-                       trace.GetResult(), page.bmpWidth, page.scanPixelWidth, page.depth);
+// What is odd about the buffer is only told; see CPageTransfer::ReadRequest.
+HRESULT CNVwiaMiniDrv::ValidateDataTransferContext(const MINIDRV_TRANSFER_CONTEXT* pmdtc) {
+    CFunctionTrace trace("CNVwiaMiniDrv::ValidateDataTransferContext");
+    if (pmdtc->lSize != static_cast<LONG>(sizeof(*pmdtc))) {
+        m_pLog->Write(kLogInformation, "MINIDRV_TRANSFER_CONTEXT size invalid");
+        return trace.SetResult(E_INVALIDARG).GetResult();
     }
-    // No scan goes on that nobody reads.
-    if (page.scanOpen)
-        m_pScan->endScan();
+    if (pmdtc->tymed == TYMED_FILE && pmdtc->pTransferBuffer)
+        m_pLog->Write(kLogInformation, "TYMED_FILE  && pTransferbuffer != NULL");
+    if (pmdtc->tymed == TYMED_CALLBACK && !pmdtc->pTransferBuffer)
+        m_pLog->Write(kLogInformation, "TYMED_CALLBACK && pTransferbuffer == NULL");
     return trace.GetResult();
 }
 
-// What the driver itself wrote at the last validation. It still comes from outside.
-HRESULT CNVwiaMiniDrv::ReadRequest(BYTE* pWiasContext, const MINIDRV_TRANSFER_CONTEXT& mdtc,
-                                   TransferState& page) {
-    page.callbackMedium = IsCallbackMedium(mdtc.tymed);
-    ReadItemLong(pWiasContext, WIA_IPS_XRES, &page.xRes);
-    ReadItemLong(pWiasContext, WIA_IPS_YRES, &page.yRes);
-    ReadItemLong(pWiasContext, WIA_IPA_PIXELS_PER_LINE, &page.bmpWidth);
-    ReadItemLong(pWiasContext, WIA_IPA_NUMBER_OF_LINES, &page.numberOfLines);
-    if (page.xRes < 1 || page.yRes < 1 || page.bmpWidth < 1 || page.bmpWidth > kMaxWidth ||
-        page.numberOfLines < 1) {
-        m_pLog->Format(kLogInformation, "ScanItem: %d x %d pixels at %d x %d can't be scanned",
-                       page.bmpWidth, page.numberOfLines, page.xRes, page.yRes);
-        return E_INVALIDARG;
-    }
-    if (page.callbackMedium && (!mdtc.pTransferBuffer || mdtc.lBufferSize < 1)) {
-        m_pLog->Write(kLogInformation, "ScanItem: no buffer to transfer with");
-        return E_INVALIDARG;
-    }
-    return S_OK;
+HRESULT CNVwiaMiniDrv::ScanItem(BYTE* pWiasContext, MINIDRV_TRANSFER_CONTEXT* pmdtc, LONG*) {
+    CFunctionTrace trace("CNVwiaMiniDrv::ScanItem");
+    CPageTransfer page(*m_pScan, *m_pEngine, *m_pImageStream.Get(), *m_pLog, *pmdtc);
+    GeomControl geometry;
+    DWORD scanPixelWidth = 0;
+    DWORD scanLines = 0;
+    trace.SetResult(page.ReadRequest(pWiasContext));
+    if (SUCCEEDED(trace.GetResult()))
+        trace.SetResult(ValidateWidthHeight(pWiasContext, geometry, scanPixelWidth, scanLines));
+    if (SUCCEEDED(trace.GetResult()))
+        trace.SetResult(page.Measure(pWiasContext, geometry, scanPixelWidth, scanLines));
+    if (FAILED(trace.GetResult()))
+        return trace.GetResult();
+    m_pPage = &page;
+    trace.SetResult(page.Run(m_bFeederEmpty));
+    m_pPage = nullptr;
+    return trace.GetResult();
 }
 
-HRESULT CNVwiaMiniDrv::MeasureLines(BYTE* pWiasContext, TransferState& page) {
-    if (page.geometry.scanXRes < 1 || page.geometry.scanYRes < 1)
-        return E_FAIL;
-    LONG channel = 0;
-    ReadItemLong(pWiasContext, QL_PROP_SCANNER_CHANNEL, &channel);
-    page.depth = channel == 0 ? 24 : 8;
-    const auto bmpWidth = static_cast<DWORD>(page.bmpWidth);
-    page.bmpBytes = bmpWidth * (page.depth / 8);
-    page.scanBytes = page.scanPixelWidth * (page.depth / 8);
-    page.bmpStride = static_cast<DWORD>(RowStride(bmpWidth, page.depth));
-    page.scanStride = static_cast<DWORD>(RowStride(page.scanPixelWidth, page.depth));
-    page.scaling = page.xRes != page.geometry.scanXRes || page.yRes != page.geometry.scanYRes;
-    page.lineStride = page.scaling ? page.scanStride : page.bmpStride;
-    return S_OK;
+HRESULT CNVwiaMiniDrv::ImageCallback(std::uint32_t type, std::uint32_t, std::uint32_t percent,
+                                     std::int32_t length, std::uint8_t* buffer) {
+    CFunctionTrace trace("CNVwiaMiniDrv::ImageCallback");
+    trace.SetResult(m_pPage ? m_pPage->TakeImage(type, percent, length, buffer) : E_INVALIDARG);
+    return trace.GetResult();
 }
 
 // ---- Preparation

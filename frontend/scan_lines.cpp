@@ -1,10 +1,10 @@
 #include "frontend/scan_lines.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 
+#include "platform/bitmap_headers.h"
 #include "platform/byte_vectors.h"
 #include "platform/target_clones.h"
 
@@ -86,9 +86,8 @@ HRESULT FlipBitmapRows(BYTE* view, std::size_t size) {
     const auto info = FieldAt<BITMAPINFOHEADER>(view, sizeof(file));
     if (info.biWidth < 0 || file.bfOffBits > size)
         return E_FAIL;
-    const std::uint64_t stride =
-        RowStride(static_cast<std::uint32_t>(info.biWidth), info.biBitCount);
-    const auto rows = static_cast<std::uint64_t>(std::abs(std::int64_t{info.biHeight}));
+    const auto stride = static_cast<std::uint64_t>(BitmapStride(info));
+    const auto rows = static_cast<std::uint64_t>(BitmapLines(info));
     if (stride != 0 && rows > (size - file.bfOffBits) / stride)
         return E_FAIL;
     BYTE* first = view + file.bfOffBits;

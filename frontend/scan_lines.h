@@ -6,11 +6,6 @@
 
 #include "platform/types.h"
 
-// Bytes of a bitmap row, or of a scan line in memory: a multiple of 4.
-constexpr std::uint64_t RowStride(std::uint64_t pixels, std::uint32_t bitsPerPixel) {
-    return (pixels * bitsPerPixel + 31) / 32 * 4;
-}
-
 // Exchanges the first and the third byte of each pixel of three. The device delivers red first, a
 // bitmap has blue first. A part of a pixel at the end stays as it is.
 void SwapRedBlue(BYTE* buffer, std::size_t byteCount);
@@ -27,7 +22,8 @@ void CutScanLines(BYTE* buffer, DWORD lines, DWORD stride, DWORD lineBytes);
 // Whitens each line from byte `from` to its end.
 void WhitenLineEnds(BYTE* buffer, DWORD lines, DWORD stride, DWORD from);
 
-// Scales a band. Lines of both lie at the RowStride of their width. Pixels have 24 or 8 bits; for
+// Scales a band. Lines of both lie at the stride of
+// bitmap rows of their width. Pixels have 24 or 8 bits; for
 // any other number, or a band or width of nothing, nothing is written. The last lines of a band
 // have no line below, and are weighed with the one above (24 bits) or copied (8 bits); the last
 // columns are copied. Reads no byte outside the source's pixels.

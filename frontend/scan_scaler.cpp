@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "frontend/scan_lines.h"
+#include "platform/bitmap_headers.h"
 #include "platform/target_clones.h"
 
 namespace {
@@ -137,6 +138,11 @@ NVQ_KERNEL void WeighColor(const LinePair& pair, BYTE* target, const Columns& co
     std::memcpy(to + kColor * (count - 1), out + count - 1, kColor);
 }
 
+std::size_t StrideOf(std::uint32_t width, std::uint32_t bytesPerPixel) {
+    return static_cast<std::size_t>(
+        BitmapStride(width, static_cast<std::int32_t>(8 * bytesPerPixel)));
+}
+
 // A band on its way from one size to another.
 class Scaler {
   public:
@@ -149,8 +155,8 @@ class Scaler {
           m_sourceLines(sourceLines),
           m_targetLines(targetLines),
           m_bytes(bytes),
-          m_sourceStride(RowStride(sourceWidth, 8 * bytes)),
-          m_targetStride(RowStride(targetWidth, 8 * bytes)),
+          m_sourceStride(StrideOf(sourceWidth, bytes)),
+          m_targetStride(StrideOf(targetWidth, bytes)),
           m_copiedColumns(CountLast(sourceWidth, targetWidth)),
           m_bottomLines(CountLast(sourceLines, targetLines)) {}
 
