@@ -10,7 +10,7 @@
 
 #include "platform/handle.h"
 #include "platform/module.h"
-#include "platform/registry_file.h"
+#include "platform/internal/registry_file.h"
 #include "platform/sync.h"
 #include "tests/platform/test_folder.h"
 
