@@ -2,32 +2,19 @@
 
 #include <algorithm>
 #include <cstring>
-#include <exception>
+#include <new>
 
-#include "platform/registry.h"
+#include "platform/registry_key.h"
 
 namespace {
 
 constexpr char kKey[] = "Software\\Norvane\\Lumetra\\Quillet";
 
-bool IsOn(HKEY key) {
-    DWORD type = 0;
-    DWORD value = 0;
-    DWORD size = sizeof(value);
-    return RegQueryValueExA(key, "Enabled", nullptr, &type, reinterpret_cast<BYTE*>(&value),
-                            &size) == ERROR_SUCCESS &&
-           type == REG_DWORD && value != 0;
-}
+constexpr DWORD kNameRoom = MAX_PATH + 1;  // a name has up to 260 bytes
 
 std::string ReadName(HKEY key, const char* name) {
-    DWORD type = 0;
-    char text[MAX_PATH + 1] = "";
-    DWORD size = sizeof(text);
-    if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &size) !=
-            ERROR_SUCCESS ||
-        type != REG_SZ)
-        return {};
-    return std::string(text, strnlen(text, sizeof(text)));
+    char text[kNameRoom];
+    return ReadText(key, name, text) ? text : "";
 }
 
 // A field of a record, by its place. Of a field with 64 bits the first 32 are shown, unless it is a
@@ -80,21 +67,16 @@ Value ValueAt(const void* record, std::size_t offset) {
 }  // namespace
 
 DebugImageSettings ReadDebugImageSettings() {
-    DebugImageSettings settings;
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return settings;
+    CRegistryKey key;
+    DWORD enabled = 0;
+    if (key.Open(HKEY_LOCAL_MACHINE, kKey) != ERROR_SUCCESS ||
+        !ReadNumber(key.Get(), "Enabled", enabled) || enabled == 0)
+        return {};
     try {
-        settings.enabled = IsOn(key);
-        if (settings.enabled) {
-            settings.rawFile = ReadName(key, "RawFile");
-            settings.outputFile = ReadName(key, "OutputFile");
-        }
-    } catch (const std::exception&) {
-        settings = {};
+        return {true, ReadName(key.Get(), "RawFile"), ReadName(key.Get(), "OutputFile")};
+    } catch (const std::bad_alloc&) {
+        return {};
     }
-    RegCloseKey(key);
-    return settings;
 }
 
 void DumpTransferContext(CLog& log, const MINIDRV_TRANSFER_CONTEXT& context) {

@@ -12,6 +12,7 @@
 #include "platform/files.h"
 #include "platform/format.h"
 #include "platform/module.h"
+#include "platform/named_lock.h"
 #include "platform/sync.h"
 
 namespace {
@@ -48,43 +49,28 @@ class CLastErrorKeeper {
     const DWORD m_error;
 };
 
-// Keeps other processes, and other threads, off the log file.
-class CLogFileGuard {
-  public:
-    explicit CLogFileGuard(const char* path) {
-        std::string name = path;
-        std::erase_if(name, [](char c) { return c == '\\' || c == ':'; });
-        m_semaphore = CreateSemaphoreA(nullptr, 1, 1, name.c_str());
-        m_held = m_semaphore && WaitForSingleObject(m_semaphore, INFINITE) == WAIT_OBJECT_0;
-    }
-    ~CLogFileGuard() {
-        if (m_held)
-            ReleaseSemaphore(m_semaphore, 1, nullptr);
-        if (m_semaphore)
-            CloseHandle(m_semaphore);
-    }
-    CLogFileGuard(const CLogFileGuard&) = delete;
-    CLogFileGuard& operator=(const CLogFileGuard&) = delete;
+// The name of the lock that processes take for a log file: its path without the characters that a
+// name may not have on every system.
+std::string LockName(const char* path) {
+    std::string name = path;
+    std::erase_if(name, [](char c) { return c == '\\' || c == ':'; });
+    return name;
+}
 
-  private:
-    HANDLE m_semaphore = nullptr;
-    bool m_held = false;
-};
-
-// Without a semaphore to be had it writes unguarded: a message out of order is better than none.
+// One write in append mode: each message lands whole behind the others, also behind those of
+// processes with which this one shares no lock, as they were started with another runtime folder.
+// The lock keeps the rest in the order of their coming. Without one to be had it writes unguarded:
+// a message out of order is better than none.
 void AppendToFile(const char* path, const std::string& text) {
-    const CLogFileGuard guard(path);
-    const HANDLE file = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    const CNamedLock lock(LockName(path).c_str());
+    const CHandle file(CreateFileA(path, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                   nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
         return;
-    LONG high = 0;  // the file may have any size
-    DWORD written = 0;
-    SetFilePointer(file, 0, &high, FILE_END);
     // The system has the bytes then: what was logged ahead of a crash of the process is in the
     // file. Waiting for the medium too would slow every scan that is logged.
-    WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-    CloseHandle(file);
+    DWORD written = 0;
+    WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
 }
 
 }  // namespace

@@ -1,17 +1,16 @@
 #include <atomic>
-#include <cstring>
 #include <mutex>
 #include <new>
 #include <utility>
 
 #include "diag/log.h"
-#include "platform/format.h"
-#include "platform/registry.h"
+#include "platform/registry_key.h"
 #include "platform/sync.h"
+#include "platform/text.h"
 
 namespace {
 
-constexpr std::size_t kFormattedBytes = 1024;  // what the formatter may write
+constexpr char kKey[] = "Software\\Norvane\\Lumetra\\Ostrel\\";  // and the component
 
 // The count moves without the lock as long as it stays above 0, since every trace takes part in it.
 // Between 0 and 1 the lock guards it and the pointer.
@@ -27,28 +26,6 @@ bool CountAbove(LONG limit, LONG step) {
             return true;
     }
     return false;
-}
-
-// Both leave the value alone unless one of the right kind is there, and fits.
-void ReadNumber(HKEY key, const char* name, DWORD& value) {
-    DWORD type = REG_NONE;
-    DWORD number = 0;
-    DWORD size = sizeof(number);
-    const LONG error =
-        RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&number), &size);
-    if (error == ERROR_SUCCESS && type == REG_DWORD && size == sizeof(number))
-        value = number;
-}
-
-void ReadText(HKEY key, const char* name, char (&value)[MAX_PATH]) {
-    DWORD type = REG_NONE;
-    char text[MAX_PATH];
-    DWORD size = sizeof(text);
-    const LONG error =
-        RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &size);
-    if (error != ERROR_SUCCESS || type != REG_SZ || size == 0 || text[size - 1] != 0)
-        return;
-    std::memcpy(value, text, size);
 }
 
 }  // namespace
@@ -81,7 +58,11 @@ void CLogConfig::Release() noexcept {
 }
 
 CLogConfig::CLogConfig(REFGUID component) noexcept : m_guidComponent(component) {
-    ReadSettings();
+    try {
+        ReadSettings();
+    } catch (const std::bad_alloc&) {
+        // The log stays off, as without a key.
+    }
     if (m_dwDestination & kLogToSink)
         CreateSink();
 }
@@ -92,21 +73,13 @@ CLogConfig::~CLogConfig() {
 }
 
 void CLogConfig::ReadSettings() {
-    LPOLESTR component = nullptr;
-    if (FAILED(StringFromIID(m_guidComponent, &component)))
+    CRegistryKey key;
+    if (key.Open(HKEY_LOCAL_MACHINE, kKey + GuidText(m_guidComponent)) != ERROR_SUCCESS)
         return;
-    char path[kFormattedBytes];
-    wsprintfA(path, "Software\\Norvane\\Lumetra\\Ostrel\\%S", component);
-    CoTaskMemFree(component);
-
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return;
-    ReadNumber(key, "LogEnabled", m_bEnabled);
-    ReadNumber(key, "LogLevel", m_dwLevel);
-    ReadNumber(key, "LogDestination", m_dwDestination);
-    ReadText(key, "LogFile", m_szLogFile);
-    RegCloseKey(key);
+    ReadNumber(key.Get(), "LogEnabled", m_bEnabled);
+    ReadNumber(key.Get(), "LogLevel", m_dwLevel);
+    ReadNumber(key.Get(), "LogDestination", m_dwDestination);
+    ReadText(key.Get(), "LogFile", m_szLogFile);
 }
 
 void CLogConfig::CreateSink() {

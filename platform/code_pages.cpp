@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/system_error.h"
-#include "platform/utf.h"
+#include "platform/internal/system_error.h"
+#include "platform/internal/utf.h"
 
 using platform::Contained;
 using platform::Fail;

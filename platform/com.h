@@ -11,8 +11,6 @@
 
 inline constexpr IID IID_IUnknown = {0x00000000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID IID_IClassFactory = {0x00000001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline constexpr IID IID_ISequentialStream = {
-    0x0C733A30, 0x2A1C, 0x11CE, {0xAD, 0xE5, 0x00, 0xAA, 0x00, 0x44, 0x77, 0x3D}};
 inline constexpr IID IID_IStream = {0x0000000C, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
 struct IUnknown {
@@ -91,8 +89,8 @@ HRESULT CLSIDFromString(LPCOLESTR text, CLSID* clsid);
 
 // ---- Classes. A class is an entry under HKEY_CLASSES_ROOT\CLSID\{...}\InprocServer32 of the
 // registry, whose default value is the path of a shared module, or an object that this process has
-// registered. A module is loaded at first need, and asked for its class object by its exported
-// DllGetClassObject.
+// registered. A module is loaded at first need, asked for its class object by its exported
+// DllGetClassObject, and stays loaded.
 
 // What a module exports is declared with this.
 #define STDAPI extern "C" __attribute__((visibility("default"))) HRESULT
@@ -118,7 +116,3 @@ HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID 
 HRESULT CoRegisterClassObject(REFCLSID clsid, IUnknown* object, DWORD context, DWORD flags,
                               DWORD* cookie);
 HRESULT CoRevokeClassObject(DWORD cookie);
-
-// Unloads the modules that answer S_OK to the DllCanUnloadNow that they export. No other thread may
-// be about to leave their code, other than out of the functions above.
-void CoFreeUnusedLibraries();

@@ -8,10 +8,10 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/file_object.h"
 #include "platform/files.h"
+#include "platform/internal/file_object.h"
+#include "platform/internal/waitable.h"
 #include "platform/sync.h"
-#include "platform/waitable.h"
 
 using platform::Contained;
 using platform::DispatcherLock;

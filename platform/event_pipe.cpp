@@ -6,8 +6,8 @@
 
 #include <cerrno>
 
-#include "platform/system_error.h"
-#include "platform/unique_fd.h"
+#include "platform/internal/system_error.h"
+#include "platform/internal/unique_fd.h"
 
 namespace {
 

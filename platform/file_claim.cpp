@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/unique_fd.h"
+#include "platform/internal/unique_fd.h"
 
 bool ClaimFile(std::FILE* file) {
     const int descriptor = fileno(file);

@@ -9,8 +9,8 @@
 #include <memory>
 #include <mutex>
 
-#include "platform/file_object.h"
 #include "platform/files.h"
+#include "platform/internal/file_object.h"
 
 using platform::Contained;
 using platform::Fail;
@@ -24,16 +24,14 @@ constexpr std::uint64_t kOffsetStep = 65536;
 
 class Mapping : public platform::HandleObject {
   public:
-    Mapping(std::shared_ptr<File> file, bool writable, std::uint64_t size)
-        : m_file(std::move(file)), m_writable(writable), m_size(size) {}
+    Mapping(std::shared_ptr<File> file, std::uint64_t size)
+        : m_file(std::move(file)), m_size(size) {}
 
     int Descriptor() const { return m_file->Descriptor(); }
-    bool IsWritable() const { return m_writable; }
     std::uint64_t Size() const { return m_size; }
 
   private:
     const std::shared_ptr<File> m_file;
-    const bool m_writable;
     const std::uint64_t m_size;  // bytes
 };
 
@@ -66,42 +64,36 @@ HANDLE MakeMapping(HANDLE handle, DWORD protect, std::uint64_t size) {
     const auto file = FindHandleAs<File>(handle);
     if (!file)
         return nullptr;
-    const bool writable = protect == PAGE_READWRITE;
     struct stat status = {};
     LONG error = ERROR_SUCCESS;
-    if ((!writable && protect != PAGE_READONLY) || size > std::numeric_limits<off_t>::max())
+    if (protect != PAGE_READWRITE || size > std::numeric_limits<off_t>::max())
         error = ERROR_INVALID_PARAMETER;
-    else if (!file->CanRead() || (writable && !file->CanWrite()))
+    else if (!file->CanRead() || !file->CanWrite())
         error = ERROR_ACCESS_DENIED;
     else if (!file->IsPlain() || fstat(file->Descriptor(), &status) != 0 ||
              (size == 0 && status.st_size == 0))
         error = ERROR_FILE_INVALID;
-    else if (!writable && size > static_cast<std::uint64_t>(status.st_size))
-        error = ERROR_NOT_ENOUGH_MEMORY;
     if (error != ERROR_SUCCESS) {
         Fail(error);
         return nullptr;
     }
     const auto bytes = size == 0 ? status.st_size : static_cast<off_t>(size);
-    if (writable && !TakeRoom(file->Descriptor(), bytes))
+    if (!TakeRoom(file->Descriptor(), bytes))
         return nullptr;
     SetLastError(ERROR_SUCCESS);
-    return platform::AddHandle(
-        std::make_shared<Mapping>(file, writable, static_cast<std::uint64_t>(bytes)));
+    return platform::AddHandle(std::make_shared<Mapping>(file, static_cast<std::uint64_t>(bytes)));
 }
 
 LPVOID MakeView(HANDLE handle, DWORD access, std::uint64_t offset, std::size_t size) {
     const auto mapping = FindHandleAs<Mapping>(handle);
     if (!mapping)
         return nullptr;
-    const bool writes = (access & FILE_MAP_WRITE) != 0;
     LONG error = ERROR_SUCCESS;
-    if ((access & ~FILE_MAP_ALL_ACCESS) != 0 || (access & (FILE_MAP_READ | FILE_MAP_WRITE)) == 0)
+    if (access != FILE_MAP_WRITE && access != FILE_MAP_ALL_ACCESS)
         error = ERROR_INVALID_PARAMETER;
     else if (offset % kOffsetStep != 0)
         error = ERROR_MAPPED_ALIGNMENT;
-    else if (offset >= mapping->Size() || size > mapping->Size() - offset ||
-             (writes && !mapping->IsWritable()))
+    else if (offset >= mapping->Size() || size > mapping->Size() - offset)
         error = ERROR_ACCESS_DENIED;
     if (error != ERROR_SUCCESS) {
         Fail(error);
@@ -110,8 +102,8 @@ LPVOID MakeView(HANDLE handle, DWORD access, std::uint64_t offset, std::size_t s
     const std::size_t bytes = size != 0 ? size : mapping->Size() - offset;
     // The record of the view is made first, so that a view can't be left without one.
     std::map<const void*, std::size_t> record{{nullptr, bytes}};
-    void* view = mmap(nullptr, bytes, writes ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED,
-                      mapping->Descriptor(), static_cast<off_t>(offset));
+    void* view = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, mapping->Descriptor(),
+                      static_cast<off_t>(offset));
     if (view == MAP_FAILED) {
         FailErrno();
         return nullptr;

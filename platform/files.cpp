@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/file_object.h"
+#include "platform/internal/file_object.h"
 
 using platform::Contained;
 using platform::Fail;
@@ -25,7 +25,7 @@ bool File::CanRead() const {
 }
 
 bool File::CanWrite() const {
-    return (m_access & GENERIC_WRITE) != 0;
+    return (m_access & (GENERIC_WRITE | FILE_APPEND_DATA)) != 0;
 }
 
 }  // namespace platform
@@ -66,8 +66,6 @@ Opened OpenByDisposition(const char* name, int mode, DWORD disposition) {
             return OpenOrMake(name, mode, O_TRUNC);
         case OPEN_ALWAYS:
             return OpenOrMake(name, mode, 0);
-        case TRUNCATE_EXISTING:
-            return {UniqueFd(open(name, mode | O_TRUNC)), false};
         default:
             return {UniqueFd(open(name, mode)), false};
     }
@@ -81,20 +79,24 @@ bool FolderExists(const char* name) {
     return stat(std::string(name, slash).c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// The flags of open() for an access. Appending is the system's own mode: the end of the file is
+// found and written in one step, so that two processes never write over each other.
+int OpenFlags(DWORD access, bool overlapped) {
+    const bool reads = (access & GENERIC_READ) != 0;
+    const bool writes = (access & GENERIC_WRITE) != 0;
+    const bool appends = !writes && (access & FILE_APPEND_DATA) != 0;
+    const int mode = !writes && !appends ? O_RDONLY : reads ? O_RDWR : O_WRONLY;
+    return mode | (appends ? O_APPEND : 0) | (overlapped ? O_NONBLOCK : 0) | O_CLOEXEC | O_NOCTTY;
+}
+
 HANDLE OpenFile(LPCSTR name, DWORD access, DWORD disposition, DWORD flags) {
-    if (!name || (access & ~(GENERIC_READ | GENERIC_WRITE)) != 0 || disposition < CREATE_NEW ||
-        disposition > TRUNCATE_EXISTING ||
-        (disposition == TRUNCATE_EXISTING && (access & GENERIC_WRITE) == 0)) {
+    if (!name || (access & ~(GENERIC_READ | GENERIC_WRITE | FILE_APPEND_DATA)) != 0 ||
+        disposition < CREATE_NEW || disposition > OPEN_ALWAYS) {
         Fail(ERROR_INVALID_PARAMETER);
         return INVALID_HANDLE_VALUE;
     }
-    const bool reads = (access & GENERIC_READ) != 0;
-    const bool writes = (access & GENERIC_WRITE) != 0;
     const bool overlapped = (flags & FILE_FLAG_OVERLAPPED) != 0;
-    const int mode = O_CLOEXEC | O_NOCTTY | (overlapped ? O_NONBLOCK : 0) |
-                     (!writes ? O_RDONLY
-                      : reads ? O_RDWR
-                              : O_WRONLY);
+    const int mode = OpenFlags(access, overlapped);
     Opened opened = OpenByDisposition(name, mode, disposition);
     struct stat status = {};
     if (!opened.fd || fstat(opened.fd.Get(), &status) != 0) {
@@ -129,9 +131,7 @@ BOOL CheckTransfer(const void* buffer, DWORD size, DWORD* count, const OVERLAPPE
 // to judge. FALSE with an error number.
 BOOL SeekTarget(const File& file, std::int64_t distance, DWORD method, std::int64_t& target) {
     std::int64_t base = 0;
-    if (method == FILE_CURRENT) {
-        base = lseek(file.Descriptor(), 0, SEEK_CUR);
-    } else if (method == FILE_END) {
+    if (method == FILE_END) {
         struct stat status = {};
         base = fstat(file.Descriptor(), &status) == 0 ? status.st_size : -1;
     } else if (method != FILE_BEGIN) {

@@ -6,39 +6,36 @@
 
 inline constexpr DWORD GENERIC_READ = 0x80000000u;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000u;
+inline constexpr DWORD FILE_APPEND_DATA = 4;  // without GENERIC_WRITE: writes go to the end only
 
 inline constexpr DWORD FILE_SHARE_READ = 1;
 inline constexpr DWORD FILE_SHARE_WRITE = 2;
-inline constexpr DWORD FILE_SHARE_DELETE = 4;
 
-inline constexpr DWORD CREATE_NEW = 1;         // fails if the file is there
-inline constexpr DWORD CREATE_ALWAYS = 2;      // empties a file that is there
-inline constexpr DWORD OPEN_EXISTING = 3;      // fails if the file isn't there
-inline constexpr DWORD OPEN_ALWAYS = 4;        // makes a file that isn't there
-inline constexpr DWORD TRUNCATE_EXISTING = 5;  // fails if the file isn't there, empties it else
+inline constexpr DWORD CREATE_NEW = 1;     // fails if the file is there
+inline constexpr DWORD CREATE_ALWAYS = 2;  // empties a file that is there
+inline constexpr DWORD OPEN_EXISTING = 3;  // fails if the file isn't there
+inline constexpr DWORD OPEN_ALWAYS = 4;    // makes a file that isn't there
 
 inline constexpr DWORD FILE_ATTRIBUTE_SYSTEM = 4;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
-inline constexpr DWORD FILE_ATTRIBUTE_TEMPORARY = 0x100;
 inline constexpr DWORD FILE_FLAG_OVERLAPPED = 0x40000000;
 
 inline constexpr DWORD FILE_BEGIN = 0;
-inline constexpr DWORD FILE_CURRENT = 1;
 inline constexpr DWORD FILE_END = 2;
 
 inline constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFFu;
 inline constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFFu;
 
-inline constexpr DWORD PAGE_READONLY = 2;
 inline constexpr DWORD PAGE_READWRITE = 4;
 inline constexpr DWORD FILE_MAP_WRITE = 2;
-inline constexpr DWORD FILE_MAP_READ = 4;
 inline constexpr DWORD FILE_MAP_ALL_ACCESS = 0xF001F;
 
 struct OVERLAPPED;  // overlapped reads and writes are ERROR_NOT_SUPPORTED
 
-// INVALID_HANDLE_VALUE with an error number on failure. Access is any of GENERIC_READ and
-// GENERIC_WRITE; sharing, attributes and template are taken and have no effect.
+// INVALID_HANDLE_VALUE with an error number on failure. Access is any of GENERIC_READ,
+// GENERIC_WRITE and FILE_APPEND_DATA; sharing, attributes and template are taken and have no
+// effect. A write through an access to append lands at the end that the file has at that moment,
+// whoever else writes.
 // FILE_FLAG_OVERLAPPED makes a pipe one that can be waited for (device_io.h). CREATE_ALWAYS and
 // OPEN_ALWAYS leave the last error ERROR_ALREADY_EXISTS if the file was there, else 0.
 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,
@@ -49,10 +46,11 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* 
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped);
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written, OVERLAPPED* overlapped);
 
-// The distance has 64 bits, low part and `*distanceHigh`, or 32 with its sign if `distanceHigh` is
-// null. Returns the low part of the new position and puts the high part into `*distanceHigh`. As
-// INVALID_SET_FILE_POINTER can be a low part, only a last error other than 0 tells of failure:
-// ERROR_NEGATIVE_SEEK, or ERROR_INVALID_PARAMETER when nothing takes the high part of a position.
+// Moves the file pointer from FILE_BEGIN or FILE_END. The distance has 64 bits, low part and
+// `*distanceHigh`, or 32 with its sign if `distanceHigh` is null. Returns the low part of the new
+// position and puts the high part into `*distanceHigh`. As INVALID_SET_FILE_POINTER can be a low
+// part, only a last error other than 0 tells of failure: ERROR_NEGATIVE_SEEK, or
+// ERROR_INVALID_PARAMETER when nothing takes the high part of a position.
 DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD method);
 // The low part; the high part goes into `*sizeHigh` if it isn't null. INVALID_FILE_SIZE is a
 // failure only with a last error other than 0.
@@ -69,14 +67,14 @@ DWORD GetTempPathA(DWORD size, LPSTR buffer);
 // for its user only. `name` has MAX_PATH characters. Returns the number, 0 on failure.
 UINT GetTempFileNameA(LPCSTR path, LPCSTR prefix, UINT unique, LPSTR name);
 
-// A mapping of `size` bytes from the start of a file that was opened for reading (and writing, for
-// PAGE_READWRITE), or of the whole file if the size is 0. A writable mapping extends the file to
-// its size and takes the room on the medium at once, for its holes too, so that a full medium fails
-// here and not at some later store. Null on failure. Names are ERROR_NOT_SUPPORTED.
+// A mapping of `size` bytes from the start of a file that was opened for reading and writing, or of
+// the whole file if the size is 0; `protect` is PAGE_READWRITE. It extends the file to its size and
+// takes the room on the medium at once, for its holes too, so that a full medium fails here and not
+// at some later store. Null on failure. Names are ERROR_NOT_SUPPORTED.
 HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD protect,
                           DWORD sizeHigh, DWORD sizeLow, LPCSTR name);
-// A view of `size` bytes (0: to the mapping's end) from an offset that is a multiple of 65536.
-// FILE_MAP_WRITE and FILE_MAP_ALL_ACCESS read and write, FILE_MAP_READ reads. It lasts until
+// A view of `size` bytes (0: to the mapping's end) from an offset that is a multiple of 65536, for
+// reading and writing: `access` is FILE_MAP_WRITE or FILE_MAP_ALL_ACCESS. It lasts until
 // UnmapViewOfFile, also when the mapping and the file have been closed. Null on failure.
 LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
                      std::size_t size);

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/utf.h"
+#include "platform/internal/utf.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "platform/handle_table.h"
+#include "platform/internal/handle_table.h"
 
 namespace platform {
 namespace {

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/system_error.h"
+#include "platform/internal/system_error.h"
 
 namespace {
 

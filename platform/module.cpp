@@ -17,7 +17,8 @@
 #include <utility>
 
 #include "platform/handle.h"
-#include "platform/system_error.h"
+#include "platform/hook_slot.h"
+#include "platform/internal/system_error.h"
 
 using platform::Contained;
 using platform::Fail;
@@ -57,33 +58,13 @@ class LoadedModules {
     std::multimap<HMODULE, void*> m_handles;
 };
 
-// A hook that threads may set and use at the same time.
-template <class Hook>
-class HookSlot {
-  public:
-    Hook Set(Hook hook) {
-        const std::lock_guard guard(m_lock);
-        std::swap(m_hook, hook);
-        return hook;
-    }
-    // A copy, so that the hook itself runs without the lock.
-    Hook Get() {
-        const std::lock_guard guard(m_lock);
-        return m_hook;
-    }
-
-  private:
-    std::mutex m_lock;
-    Hook m_hook;
-};
-
-HookSlot<MessageBoxHook>& MessageBoxSlot() {
-    static auto& slot = *new HookSlot<MessageBoxHook>;
+CHookSlot<MessageBoxHook>& MessageBoxSlot() {
+    static auto& slot = *new CHookSlot<MessageBoxHook>;
     return slot;
 }
 
-HookSlot<DebugStringHook>& DebugStringSlot() {
-    static auto& slot = *new HookSlot<DebugStringHook>;
+CHookSlot<DebugStringHook>& DebugStringSlot() {
+    static auto& slot = *new CHookSlot<DebugStringHook>;
     return slot;
 }
 

@@ -38,7 +38,6 @@ DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR defaultText, L
 
 inline constexpr UINT MB_OK = 0;
 inline constexpr UINT MB_ICONERROR = 0x10;
-inline constexpr UINT MB_ICONWARNING = 0x30;
 inline constexpr int IDOK = 1;
 
 // Prints "caption: text" to standard error and returns IDOK, or asks the hook.

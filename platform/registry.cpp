@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "platform/handle.h"
-#include "platform/handle_table.h"
-#include "platform/registry_file.h"
-#include "platform/registry_tree.h"
+#include "platform/internal/handle_table.h"
+#include "platform/internal/registry_file.h"
+#include "platform/internal/registry_tree.h"
 
 using platform::Contained;
 using platform::RegistryKey;
@@ -309,14 +309,6 @@ LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD, DWORD type, const BYTE* data, 
     });
 }
 
-LONG RegDeleteValueA(HKEY key, LPCSTR name) {
-    return Contained<LONG>(ERROR_NOT_ENOUGH_MEMORY, [&] {
-        return ChangeOpenKey(key, [&](RegistryKey& target) {
-            return target.values.Erase(name ? name : "") ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
-        });
-    });
-}
-
 LONG RegDeleteTreeA(HKEY handle, LPCSTR path) {
     return Contained<LONG>(ERROR_NOT_ENOUGH_MEMORY, [&]() -> LONG {
         Key key;
@@ -355,22 +347,6 @@ LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD*, L
         const auto subkeys = Merged(view, &RegistryKey::subkeys);
         return index < subkeys.size() ? CopyName(subkeys[index]->name, name, nameSize)
                                       : ERROR_NO_MORE_ITEMS;
-    });
-}
-
-LONG RegEnumValueA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD*, DWORD* type,
-                   BYTE* data, DWORD* size) {
-    if (!name || !nameSize || (data && !size))
-        return ERROR_INVALID_PARAMETER;
-    return ReadOpenKey(key, KEY_QUERY_VALUE, [&](const KeyView& view) {
-        const auto values = Merged(view, &RegistryKey::values);
-        if (index >= values.size())
-            return ERROR_NO_MORE_ITEMS;
-        const RegistryValue& value = *values[index];
-        if (value.name.size() >= *nameSize)
-            return ERROR_MORE_DATA;
-        const LONG error = CopyValue(value, type, data, size);
-        return error == ERROR_SUCCESS ? CopyName(value.name, name, nameSize) : error;
     });
 }
 

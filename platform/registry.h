@@ -30,7 +30,6 @@ inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(ULONG_PTR{0x800000
 using REGSAM = DWORD;
 inline constexpr REGSAM KEY_QUERY_VALUE = 1;
 inline constexpr REGSAM KEY_SET_VALUE = 2;
-inline constexpr REGSAM KEY_CREATE_SUB_KEY = 4;
 inline constexpr REGSAM KEY_ENUMERATE_SUB_KEYS = 8;
 inline constexpr REGSAM KEY_READ = 0x20019;
 inline constexpr REGSAM KEY_WRITE = 0x20006;
@@ -63,17 +62,14 @@ LONG RegQueryValueExA(HKEY key, LPCSTR name, DWORD* reserved, DWORD* type, BYTE*
 // A text that comes without its terminating zero gets one, a list of texts one more.
 LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data,
                     DWORD size);
-LONG RegDeleteValueA(HKEY key, LPCSTR name);
-// With all that is below it. A null or empty path empties the key and leaves it there; a root
+// Deletes a key with all that is below it. A null or empty path empties the key and leaves it there; a root
 // itself is ERROR_ACCESS_DENIED. Values of the process stay.
 LONG RegDeleteTreeA(HKEY key, LPCSTR path);
 
-// The index-th subkey or value, in the order of their making; ERROR_NO_MORE_ITEMS behind the last.
+// The index-th subkey, in the order of their making; ERROR_NO_MORE_ITEMS behind the last.
 // `nameSize` counts characters: in with, out without the terminating zero.
 LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD* reserved,
                    LPSTR className, DWORD* classSize, FILETIME* lastWrite);
-LONG RegEnumValueA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD* reserved, DWORD* type,
-                   BYTE* data, DWORD* size);
 // Any pointer may be null; classes, security and times are left alone.
 LONG RegQueryInfoKeyA(HKEY key, LPSTR className, DWORD* classSize, DWORD* reserved, DWORD* subkeys,
                       DWORD* longestSubkey, DWORD* longestClass, DWORD* values, DWORD* longestName,

@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "platform/text_file.h"
+#include "platform/internal/text_file.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "platform/handle.h"
+#include "platform/internal/system_error.h"
+#include "platform/internal/text_file.h"
 #include "platform/module.h"
-#include "platform/system_error.h"
-#include "platform/text_file.h"
 
 using platform::CompareNames;
 using platform::Trimmed;

@@ -9,8 +9,8 @@
 #include <span>
 #include <thread>
 
-#include "platform/named_semaphore.h"
-#include "platform/waitable.h"
+#include "platform/internal/named_semaphore.h"
+#include "platform/internal/waitable.h"
 
 using platform::Contained;
 using platform::Event;

@@ -7,9 +7,9 @@
 #include <cstring>
 
 #include "platform/files.h"
-#include "platform/system_error.h"
-#include "platform/temp_path.h"
-#include "platform/unique_fd.h"
+#include "platform/internal/system_error.h"
+#include "platform/internal/temp_path.h"
+#include "platform/internal/unique_fd.h"
 
 using platform::Contained;
 using platform::Fail;

@@ -7,8 +7,8 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/internal/waitable.h"
 #include "platform/sync.h"
-#include "platform/waitable.h"
 
 namespace {
 

@@ -109,7 +109,6 @@ inline constexpr HRESULT CLASS_E_CLASSNOTAVAILABLE = MakeResult(0x80040111u);
 inline constexpr HRESULT REGDB_E_READREGDB = MakeResult(0x80040150u);
 inline constexpr HRESULT REGDB_E_CLASSNOTREG = MakeResult(0x80040154u);
 inline constexpr HRESULT CO_E_CLASSSTRING = MakeResult(0x800401F3u);
-inline constexpr HRESULT CO_E_IIDSTRING = MakeResult(0x800401F4u);
 inline constexpr HRESULT CO_E_DLLNOTFOUND = MakeResult(0x800401F8u);
 inline constexpr HRESULT CO_E_ERRORINDLL = MakeResult(0x800401F9u);
 inline constexpr HRESULT CO_E_OBJNOTREG = MakeResult(0x800401FCu);

@@ -143,7 +143,6 @@ struct IWiaMiniDrvCallBack : IUnknown {
     ~IWiaMiniDrvCallBack() = default;
 };
 
-inline constexpr LONG IT_MSG_DATA_HEADER = 1;
 inline constexpr LONG IT_MSG_DATA = 2;
 inline constexpr LONG IT_MSG_STATUS = 3;
 inline constexpr LONG IT_MSG_TERMINATION = 4;
@@ -237,7 +236,6 @@ inline constexpr GUID WIA_EVENT_DEVICE_DISCONNECTED = {
     0x143E4E83, 0x6497, 0x11D2, {0xA2, 0x31, 0x00, 0xC0, 0x4F, 0xA3, 0x18, 0x09}};
 
 // Results of their own.
-inline constexpr HRESULT WIA_ERROR_GENERAL_ERROR = MakeResult(0x80210001u);
 inline constexpr HRESULT WIA_ERROR_PAPER_EMPTY = MakeResult(0x80210003u);
 inline constexpr HRESULT WIA_ERROR_BUSY = MakeResult(0x80210006u);
 inline constexpr HRESULT WIA_ERROR_ITEM_DELETED = MakeResult(0x80210009u);

@@ -141,7 +141,6 @@ inline constexpr LONG WIA_DATA_DITHER = 1;
 inline constexpr LONG WIA_DATA_GRAYSCALE = 2;
 inline constexpr LONG WIA_DATA_COLOR = 3;
 inline constexpr LONG WIA_DATA_COLOR_THRESHOLD = 4;
-inline constexpr LONG WIA_DATA_COLOR_DITHER = 5;
 
 // WIA_IPS_CUR_INTENT, bits
 inline constexpr LONG WIA_INTENT_NONE = 0;
@@ -172,7 +171,6 @@ inline constexpr LONG DETECT_FEED_AVAIL = 0x80;
 inline constexpr LONG DETECT_DUP_AVAIL = 0x100;
 
 // WIA_DPA_CONNECT_STATUS
-inline constexpr LONG WIA_DEVICE_NOT_CONNECTED = 0;
 inline constexpr LONG WIA_DEVICE_CONNECTED = 1;
 
 // WIA_IPA_TYMED

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/system_error.h"
+#include "platform/internal/system_error.h"
 #include "service/text.h"
 
 using platform::Contained;

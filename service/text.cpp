@@ -1,6 +1,6 @@
 #include "service/text.h"
 
-#include "platform/utf.h"
+#include "platform/internal/utf.h"
 
 std::string TextFromBstr(BSTR text) {
     return text ? platform::BytesFromUtf16({text, SysStringLen(text)}) : std::string();

@@ -4,7 +4,7 @@
 
 #include <span>
 
-#include "platform/system_error.h"
+#include "platform/internal/system_error.h"
 #include "service/item_context.h"
 
 // More entries than any list of a driver has; a greater count is nonsense.

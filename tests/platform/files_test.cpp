@@ -3,10 +3,18 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <thread>
+#include <vector>
 
+#include "platform/passing_file.h"
+#include "platform/unique_handle.h"
 #include "tests/platform/test_folder.h"
 
 namespace {
@@ -15,9 +23,9 @@ namespace fs = std::filesystem;
 
 constexpr DWORD kBoth = GENERIC_READ | GENERIC_WRITE;
 
-HANDLE Open(const std::string& name, DWORD disposition, DWORD access = kBoth) {
-    return CreateFileA(name.c_str(), access, 0, nullptr, disposition, FILE_ATTRIBUTE_NORMAL,
-                       nullptr);
+CHandle Open(const std::string& name, DWORD disposition, DWORD access = kBoth) {
+    return CHandle(
+        CreateFileA(name.c_str(), access, 0, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 std::string NewName() {
@@ -25,10 +33,10 @@ std::string NewName() {
     return TestFolder() + "/file" + std::to_string(++number);
 }
 
-void Write(HANDLE file, const char* text) {
+void Write(const CHandle& file, const char* text) {
     DWORD written = 0;
     const auto size = static_cast<DWORD>(std::strlen(text));
-    EXPECT_TRUE(WriteFile(file, text, size, &written, nullptr));
+    EXPECT_TRUE(WriteFile(file.Get(), text, size, &written, nullptr));
     EXPECT_EQ(written, size);
 }
 
@@ -52,83 +60,86 @@ TEST(File, DispositionDecidesWhatIsMadeOpenedAndEmptied) {
         {OPEN_EXISTING, true, ERROR_SUCCESS, "old"},
         {OPEN_ALWAYS, false, ERROR_SUCCESS, ""},
         {OPEN_ALWAYS, true, ERROR_ALREADY_EXISTS, "old"},
-        {TRUNCATE_EXISTING, false, ERROR_FILE_NOT_FOUND, nullptr},
-        {TRUNCATE_EXISTING, true, ERROR_SUCCESS, ""},
     };
     for (const auto& c : kCases) {
         fs::remove(name);
         if (c.there)
             WriteWholeFile(name, "old");
-        const HANDLE file = Open(name, c.disposition);
+        const CHandle file = Open(name, c.disposition);
         EXPECT_EQ(Error(), static_cast<DWORD>(c.error)) << c.disposition << c.there;
-        EXPECT_EQ(file != INVALID_HANDLE_VALUE, c.content != nullptr) << c.disposition << c.there;
+        EXPECT_EQ(static_cast<bool>(file), c.content != nullptr) << c.disposition << c.there;
         if (c.content) {
             EXPECT_EQ(ReadWholeFile(name), c.content) << c.disposition << c.there;
-            EXPECT_TRUE(CloseHandle(file));
         }
     }
-    EXPECT_EQ(Open(TestFolder() + "/none/x", CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(Open(TestFolder() + "/none/x", CREATE_ALWAYS));
     EXPECT_EQ(Error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-    EXPECT_EQ(Open(TestFolder(), OPEN_EXISTING, GENERIC_READ), INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(Open(TestFolder(), OPEN_EXISTING, GENERIC_READ));
     EXPECT_EQ(Error(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
 }
 
 TEST(File, ReadsWritesAndHoldsToItsAccess) {
     const std::string name = NewName();
-    const HANDLE file = Open(name, CREATE_ALWAYS);
+    const CHandle file = Open(name, CREATE_ALWAYS);
     Write(file, "0123456789");
     char text[16] = {};
     DWORD read = 99;
-    EXPECT_TRUE(ReadFile(file, text, 4, &read, nullptr));
+    EXPECT_TRUE(ReadFile(file.Get(), text, 4, &read, nullptr));
     EXPECT_EQ(read, 0u) << "at the end";
-    EXPECT_EQ(SetFilePointer(file, -3, nullptr, FILE_END), 7u);
-    EXPECT_TRUE(ReadFile(file, text, 16, &read, nullptr));
+    EXPECT_EQ(SetFilePointer(file.Get(), -3, nullptr, FILE_END), 7u);
+    EXPECT_TRUE(ReadFile(file.Get(), text, 16, &read, nullptr));
     EXPECT_EQ(std::string(text, read), "789");
-    EXPECT_FALSE(ReadFile(file, text, 1, nullptr, nullptr));
-    EXPECT_TRUE(CloseHandle(file));
-    EXPECT_FALSE(ReadFile(file, text, 1, &read, nullptr));
-    EXPECT_EQ(Error(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    const HANDLE reader = Open(name, OPEN_EXISTING, GENERIC_READ);
-    EXPECT_FALSE(WriteFile(reader, "x", 1, &read, nullptr));
+    const CHandle reader = Open(name, OPEN_EXISTING, GENERIC_READ);
+    EXPECT_FALSE(WriteFile(reader.Get(), "x", 1, &read, nullptr));
     EXPECT_EQ(Error(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+    const CHandle appender = Open(name, OPEN_ALWAYS, FILE_APPEND_DATA);
+    SetFilePointer(file.Get(), 0, nullptr, FILE_BEGIN);
+    Write(appender, "+");
+    Write(file, "abc");
+    Write(appender, "-");
+    EXPECT_EQ(ReadWholeFile(name), "abc3456789+-");
+    EXPECT_FALSE(ReadFile(appender.Get(), text, 1, &read, nullptr));
     EXPECT_TRUE(DeleteFileA(name.c_str())) << "also while it is open";
     EXPECT_FALSE(DeleteFileA(name.c_str()));
     EXPECT_EQ(Error(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-    EXPECT_TRUE(CloseHandle(reader));
+    EXPECT_FALSE(ReadFile(nullptr, text, 1, &read, nullptr));
+    EXPECT_EQ(Error(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
 }
 
 TEST(File, SeeksBeyondFourGigabytesAndNeverBelowZero) {
-    const HANDLE file = Open(NewName(), CREATE_ALWAYS);
+    const CHandle file = Open(NewName(), CREATE_ALWAYS);
     LONG high = 1;
-    EXPECT_EQ(SetFilePointer(file, 5, &high, FILE_BEGIN), 5u);
+    EXPECT_EQ(SetFilePointer(file.Get(), 5, &high, FILE_BEGIN), 5u);
     EXPECT_EQ(high, 1);
-    EXPECT_EQ(SetFilePointer(file, -6, nullptr, FILE_CURRENT), 0xFFFFFFFFu);
+    EXPECT_TRUE(SetEndOfFile(file.Get()));
+    EXPECT_EQ(SetFilePointer(file.Get(), -5, nullptr, FILE_END), INVALID_SET_FILE_POINTER);
     EXPECT_EQ(Error(), static_cast<DWORD>(ERROR_INVALID_PARAMETER))
         << "nothing takes the high part";
-    EXPECT_TRUE(SetEndOfFile(file));
     DWORD sizeHigh = 0;
-    EXPECT_EQ(GetFileSize(file, &sizeHigh), 5u);
+    EXPECT_EQ(GetFileSize(file.Get(), &sizeHigh), 5u);
     EXPECT_EQ(sizeHigh, 1u);
     high = -1;
-    EXPECT_EQ(SetFilePointer(file, -7, &high, FILE_CURRENT), 0xFFFFFFFEu);
+    EXPECT_EQ(SetFilePointer(file.Get(), -7, &high, FILE_END), 0xFFFFFFFEu);
     EXPECT_EQ(high, 0);
-    EXPECT_EQ(SetFilePointer(file, -1, nullptr, FILE_BEGIN), INVALID_SET_FILE_POINTER);
+    EXPECT_EQ(SetFilePointer(file.Get(), -1, nullptr, FILE_BEGIN), INVALID_SET_FILE_POINTER);
     EXPECT_EQ(Error(), static_cast<DWORD>(ERROR_NEGATIVE_SEEK));
-    EXPECT_TRUE(CloseHandle(file));
+}
+
+HANDLE Map(const CHandle& file, DWORD size, DWORD protect = PAGE_READWRITE) {
+    return CreateFileMappingA(file.Get(), nullptr, protect, 0, size, nullptr);
 }
 
 TEST(Mapping, ReachesTheFileAndLivesAsLongAsTheView) {
     const std::string name = NewName();
-    const HANDLE file = Open(name, CREATE_ALWAYS);
+    CHandle file = Open(name, CREATE_ALWAYS);
     Write(file, "abc");
-    const HANDLE mapping = CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, 70000, nullptr);
-    ASSERT_NE(mapping, nullptr);
-    auto* view = static_cast<char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
+    CHandle mapping(Map(file, 70000));
+    auto* view = static_cast<char*>(MapViewOfFile(mapping.Get(), FILE_MAP_ALL_ACCESS, 0, 0, 0));
     ASSERT_NE(view, nullptr);
-    const auto* tail = static_cast<const char*>(MapViewOfFile(mapping, FILE_MAP_READ, 0, 65536, 0));
+    auto* tail = static_cast<char*>(MapViewOfFile(mapping.Get(), FILE_MAP_WRITE, 0, 65536, 0));
     ASSERT_NE(tail, nullptr);
-    EXPECT_TRUE(CloseHandle(mapping));
-    EXPECT_TRUE(CloseHandle(file));
+    mapping = {};
+    file = {};
     view[1] = 'X';
     view[69999] = 'Y';
     EXPECT_EQ(tail[69999 - 65536], 'Y');
@@ -144,47 +155,37 @@ TEST(Mapping, ReachesTheFileAndLivesAsLongAsTheView) {
 
 TEST(Mapping, TakesTheRoomOfAFileWithHoles) {
     const std::string name = NewName();
-    const HANDLE file = Open(name, CREATE_ALWAYS);
-    SetFilePointer(file, 1 << 20, nullptr, FILE_BEGIN);
-    SetEndOfFile(file);
-    const HANDLE mapping = CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, 0, nullptr);
-    ASSERT_NE(mapping, nullptr);
+    const CHandle file = Open(name, CREATE_ALWAYS);
+    SetFilePointer(file.Get(), 1 << 20, nullptr, FILE_BEGIN);
+    SetEndOfFile(file.Get());
+    const CHandle mapping(Map(file, 0));
     struct stat status = {};
     ASSERT_EQ(stat(name.c_str(), &status), 0);
     EXPECT_EQ(status.st_size, 1 << 20);
     EXPECT_GE(status.st_blocks * 512, 1 << 20);
-    EXPECT_TRUE(CloseHandle(mapping));
-    EXPECT_TRUE(CloseHandle(file));
 }
 
 TEST(Mapping, RefusesWhatTheFileOrTheViewCannotGive) {
     const std::string name = NewName();
     WriteWholeFile(name, "abc");
-    const HANDLE file = Open(name, OPEN_EXISTING, GENERIC_READ);
-    const HANDLE empty = Open(NewName(), CREATE_ALWAYS);
-    const auto map = [](HANDLE from, DWORD protect, DWORD size) {
-        const HANDLE made = CreateFileMappingA(from, nullptr, protect, 0, size, nullptr);
-        return made ? (CloseHandle(made), ERROR_SUCCESS) : static_cast<LONG>(Error());
+    const CHandle file = Open(name, OPEN_EXISTING);
+    const auto refusal = [](HANDLE made) {
+        return CHandle(made) ? ERROR_SUCCESS : static_cast<LONG>(Error());
     };
-    EXPECT_EQ(map(file, PAGE_READONLY, 3), ERROR_SUCCESS);
-    EXPECT_EQ(map(file, PAGE_READONLY, 4), ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_EQ(map(file, PAGE_READWRITE, 0), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(map(file, 1, 0), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(map(empty, PAGE_READWRITE, 0), ERROR_FILE_INVALID);
-    EXPECT_EQ(map(nullptr, PAGE_READWRITE, 0), ERROR_INVALID_HANDLE);
-    const HANDLE mapping = CreateFileMappingA(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
+    EXPECT_EQ(refusal(Map(Open(name, OPEN_EXISTING, GENERIC_READ), 0)), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(refusal(Map(file, 0, 1)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(refusal(Map(Open(NewName(), CREATE_ALWAYS), 0)), ERROR_FILE_INVALID);
+    EXPECT_EQ(refusal(Map(CHandle(), 0)), ERROR_INVALID_HANDLE);
+    const CHandle mapping(Map(file, 0));
     const auto view = [&](DWORD access, DWORD offset, std::size_t size) {
-        const LPVOID made = MapViewOfFile(mapping, access, 0, offset, size);
+        const LPVOID made = MapViewOfFile(mapping.Get(), access, 0, offset, size);
         return made ? (UnmapViewOfFile(made), ERROR_SUCCESS) : static_cast<LONG>(Error());
     };
-    EXPECT_EQ(view(FILE_MAP_READ, 0, 3), ERROR_SUCCESS);
-    EXPECT_EQ(view(FILE_MAP_READ, 0, 4), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(view(FILE_MAP_READ, 65536, 0), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(view(FILE_MAP_READ, 1, 1), ERROR_MAPPED_ALIGNMENT);
-    EXPECT_EQ(view(FILE_MAP_WRITE, 0, 0), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(view(FILE_MAP_WRITE, 0, 3), ERROR_SUCCESS);
+    EXPECT_EQ(view(FILE_MAP_WRITE, 0, 4), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(view(FILE_MAP_WRITE, 65536, 0), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(view(FILE_MAP_WRITE, 1, 1), ERROR_MAPPED_ALIGNMENT);
     EXPECT_EQ(view(0, 0, 0), ERROR_INVALID_PARAMETER);
-    for (const HANDLE handle : {mapping, file, empty})
-        EXPECT_TRUE(CloseHandle(handle));
 }
 
 TEST(TemporaryName, IsFreeAndItsFileMade) {
@@ -206,6 +207,81 @@ TEST(TemporaryName, IsFreeAndItsFileMade) {
     EXPECT_EQ(Error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
     EXPECT_EQ(GetTempFileNameA(std::string(250, 'x').c_str(), "ab", 1, first), 0u);
     EXPECT_EQ(Error(), static_cast<DWORD>(ERROR_BUFFER_OVERFLOW));
+}
+
+// ---- Passing files
+
+std::vector<std::string> NamesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder))
+        names.push_back(entry.path().filename());
+    return names;
+}
+
+TEST(PassingFile, TakesItsPlaceWholeAndLeavesNothingBeside) {
+    const std::string folder = NewName();
+    const std::string target = folder + "/file";
+    const std::string link = folder + "/link";
+    WriteWholeFile(target, "old");
+    fs::permissions(target, fs::perms(0640));
+    fs::create_symlink(target, link);
+    for (const auto name : {CPassingFile::Name::Unique, CPassingFile::Name::Beside}) {
+        const std::string before = ReadWholeFile(target);
+        {
+            CPassingFile given(link, name);
+            ASSERT_FALSE(given.Create());
+            std::fputs("half", given.Stream());
+        }
+        EXPECT_EQ(ReadWholeFile(target), before);
+        EXPECT_FALSE(StoreFile(link, before + "+", {.name = name}));
+        EXPECT_EQ(ReadWholeFile(target), before + "+");
+    }
+    EXPECT_TRUE(fs::is_symlink(link)) << "the file behind it was replaced";
+    EXPECT_EQ(fs::status(target).permissions(), fs::perms(0640)) << "its rights are kept";
+    EXPECT_EQ(NamesIn(folder).size(), 2u);
+    EXPECT_FALSE(StoreFile(folder + "/own", "", {.rights = 0600}));
+    EXPECT_EQ(fs::status(folder + "/own").permissions(), fs::perms(0600));
+
+    EXPECT_EQ(StoreFile(folder, "x"), std::errc::is_a_directory);
+    EXPECT_EQ(StoreFile("/dev/null", "x"), std::errc::invalid_argument);
+    EXPECT_EQ(ErrorNumber(StoreFile(folder + "/none/x", "x")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(ErrorNumber({}), ERROR_SUCCESS);
+}
+
+TEST(PassingFile, WhatAKilledProgramLeftIsTakenAwayAndNothingElse) {
+    const std::string folder = NewName();
+    fs::create_directory(folder);
+    CPassingFile atWork(folder + "/other");
+    ASSERT_FALSE(atWork.Create());
+    const std::string claimed = NamesIn(folder).at(0);
+    const std::string old = folder + "/.nvqscan-2.tmp";
+    for (const char* left : {"/.nvqscan-out-1.tmp", "/.nvqscan-2.tmp", "/.nvqscan-3.tmp", "/kept"})
+        WriteWholeFile(folder + left, "");
+    fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::hours(2));
+    EXPECT_FALSE(StoreFile(folder + "/file", "x"));
+    std::vector<std::string> names = NamesIn(folder);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{".nvqscan-3.tmp", claimed, "file", "kept"}));
+}
+
+TEST(PassingFile, ManyWritersLeaveOneWholeFile) {
+    const std::string target = NewName() + "/file";
+    WriteWholeFile(target, std::string(5000, 'a'));
+    std::atomic<int> failures{0};
+    std::vector<std::thread> writers;
+    for (const char mark : {'a', 'b', 'c', 'd'}) {
+        writers.emplace_back([&, mark] {
+            for (int i = 0; i < 50; ++i) {
+                failures += StoreFile(target, std::string(5000, mark)) ? 1 : 0;
+                const std::string seen = ReadWholeFile(target);
+                failures += seen != std::string(5000, seen.at(0));
+            }
+        });
+    }
+    for (std::thread& writer : writers)
+        writer.join();
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(NamesIn(fs::path(target).parent_path()).size(), 1u);
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/platform/test_folder.h"
@@ -26,24 +26,20 @@ FolderResult Folder(int number) {
 // Leaves the variables as they were.
 class KnownFolders : public testing::Test {
   protected:
-    void SetUp() override {
-        for (const char* name : kVariables) {
-            const char* value = std::getenv(name);
-            m_before.push_back(value ? std::optional<std::string>(value) : std::nullopt);
-        }
-    }
-    void TearDown() override {
-        for (std::size_t i = 0; i < m_before.size(); ++i) {
-            if (m_before[i])
-                setenv(kVariables[i], m_before[i]->c_str(), 1);
-            else
-                unsetenv(kVariables[i]);
-        }
+    ~KnownFolders() override {
+        for (const auto& [name, value] : m_before)
+            value.empty() ? unsetenv(name) : setenv(name, value.c_str(), 1);
     }
 
   private:
-    static constexpr const char* kVariables[] = {"HOME", "XDG_DATA_HOME", "XDG_DOCUMENTS_DIR"};
-    std::vector<std::optional<std::string>> m_before;
+    static std::string Variable(const char* name) {
+        const char* value = std::getenv(name);
+        return value ? value : "";
+    }
+    const std::vector<std::pair<const char*, std::string>> m_before = {
+        {"HOME", Variable("HOME")},
+        {"XDG_DATA_HOME", Variable("XDG_DATA_HOME")},
+        {"XDG_DOCUMENTS_DIR", Variable("XDG_DOCUMENTS_DIR")}};
 };
 
 TEST_F(KnownFolders, LieWhereTheUserHasThem) {

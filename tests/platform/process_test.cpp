@@ -11,9 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/handle.h"
-#include "platform/registry.h"
-#include "platform/sync.h"
+#include "platform/named_lock.h"
+#include "platform/registry_key.h"
 #include "tests/platform/test_folder.h"
 
 namespace {
@@ -52,23 +51,15 @@ class Signpost {
 
 constexpr int kProcesses = 3;
 constexpr int kThreads = 2;
-constexpr int kValues = 15;
+constexpr DWORD kValues = 15;
 
 int WriteValues(int process, int thread) {
-    HKEY key = nullptr;
     const std::string path = "Writers\\" + std::to_string(process) + '_' + std::to_string(thread);
-    for (int i = 0; i < kValues; ++i) {
+    for (DWORD i = 0; i < kValues; ++i) {
+        CRegistryKey key;
         const std::string name = std::to_string(i);
-        const auto number = static_cast<DWORD>(i);
-        DWORD stored = 0xDEAD;
-        DWORD size = sizeof(stored);
-        if (RegCreateKeyExA(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                            &key, nullptr) != ERROR_SUCCESS ||
-            RegSetValueExA(key, name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
-                           sizeof(number)) != ERROR_SUCCESS ||
-            RegQueryValueExA(key, name.c_str(), nullptr, nullptr, reinterpret_cast<BYTE*>(&stored),
-                             &size) != ERROR_SUCCESS ||
-            stored != number || RegCloseKey(key) != ERROR_SUCCESS)
+        if (key.Create(HKEY_CURRENT_USER, path) != ERROR_SUCCESS ||
+            key.WriteNumber(name.c_str(), i) != ERROR_SUCCESS || key.ReadNumber(name.c_str()) != i)
             return 1;
     }
     return 0;
@@ -79,51 +70,39 @@ TEST(Processes, LoseNoChangeOfTheRegistry) {
     std::vector<pid_t> children;
     for (int process = 0; process < kProcesses; ++process) {
         children.push_back(Fork([process] {
-            std::array<int, kThreads> results{};
-            std::vector<std::thread> threads;
-            for (int thread = 0; thread < kThreads; ++thread)
-                threads.emplace_back(
-                    [&, thread] { results[thread] = WriteValues(process, thread); });
-            for (std::thread& thread : threads)
-                thread.join();
+            int results[kThreads] = {};
+            std::thread other([&] { results[1] = WriteValues(process, 1); });
+            results[0] = WriteValues(process, 0);
+            other.join();
             return results[0] + results[1];
         }));
     }
     for (const pid_t child : children)
         EXPECT_EQ(ExitOf(child), 0);
-    HKEY key = nullptr;
-    ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Writers", 0, KEY_READ, &key), ERROR_SUCCESS);
-    for (int i = 0; i < kProcesses * kThreads; ++i) {
-        char name[16];
-        DWORD size = sizeof(name);
-        ASSERT_EQ(RegEnumKeyExA(key, static_cast<DWORD>(i), name, &size, nullptr, nullptr, nullptr,
-                                nullptr),
-                  ERROR_SUCCESS);
-        HKEY writer = nullptr;
-        RegOpenKeyExA(key, name, 0, KEY_READ, &writer);
+    CRegistryKey all;
+    ASSERT_EQ(all.Open(HKEY_CURRENT_USER, "Writers"), ERROR_SUCCESS);
+    const std::vector<std::string> writers = all.Subkeys();
+    EXPECT_EQ(writers.size(), std::size_t{kProcesses} * kThreads);
+    for (const std::string& writer : writers) {
+        CRegistryKey key;
+        EXPECT_EQ(key.Open(all.Get(), writer), ERROR_SUCCESS);
         DWORD values = 0;
-        RegQueryInfoKeyA(writer, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &values,
+        RegQueryInfoKeyA(key.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &values,
                          nullptr, nullptr, nullptr, nullptr);
-        EXPECT_EQ(values, static_cast<DWORD>(kValues)) << name;
-        RegCloseKey(writer);
+        EXPECT_EQ(values, kValues) << writer;
     }
-    RegCloseKey(key);
 }
 
 TEST(Processes, LeaveTheRegistryAsItWasWhenTheyCannotWriteIt) {
     ForgetRegistry();
-    const DWORD number = 7;
-    ASSERT_EQ(RegSetValueExA(HKEY_CURRENT_USER, "Kept", 0, REG_DWORD,
-                             reinterpret_cast<const BYTE*>(&number), sizeof(number)),
-              ERROR_SUCCESS);
+    ASSERT_EQ(WriteNumber(HKEY_CURRENT_USER, "Kept", 7), ERROR_SUCCESS);
     const std::string before = ReadWholeFile(RegistryPath());
     EXPECT_EQ(ExitOf(Fork([] {
                   signal(SIGXFSZ, SIG_IGN);
                   const rlimit limit = {200, 200};
                   setrlimit(RLIMIT_FSIZE, &limit);
-                  const std::vector<BYTE> big(300);
-                  return RegSetValueExA(HKEY_CURRENT_USER, "Big", 0, REG_BINARY, big.data(),
-                                        static_cast<DWORD>(big.size())) == ERROR_FILE_TOO_LARGE
+                  return WriteText(HKEY_CURRENT_USER, "Big", std::string(300, 'b')) ==
+                                 ERROR_FILE_TOO_LARGE
                              ? 0
                              : 1;
               })),
@@ -132,81 +111,78 @@ TEST(Processes, LeaveTheRegistryAsItWasWhenTheyCannotWriteIt) {
     EXPECT_EQ(ReadWholeFile(RegistryPath() + ".new"), "") << "nothing is left beside it";
 }
 
-HANDLE Named(const char* name) {
-    return CreateSemaphoreA(nullptr, 1, 1, name);
+CHandle Named(const char* name) {
+    return CHandle(CreateSemaphoreA(nullptr, 1, 1, name));
 }
 
+DWORD Wait(const CHandle& semaphore, DWORD milliseconds) {
+    return WaitForSingleObject(semaphore.Get(), milliseconds);
+}
+
+// A process that has the semaphore until it is killed.
+class Holder {
+  public:
+    explicit Holder(const char* name) {
+        Signpost taken;
+        m_process = Fork([&]() -> int {
+            const CNamedLock lock(name);
+            taken.Pass();
+            for (;;)
+                pause();
+        });
+        taken.WaitFor();
+    }
+    void Kill() const {
+        kill(m_process, SIGKILL);
+        ExitOf(m_process);
+    }
+
+  private:
+    pid_t m_process;
+};
+
 TEST(Processes, ExcludeEachOtherByANamedSemaphore) {
-    const HANDLE mine = Named("/log/file name.txt");
-    ASSERT_NE(mine, nullptr);
-    EXPECT_EQ(WaitForSingleObject(mine, INFINITE), WAIT_OBJECT_0);
-    EXPECT_EQ(
-        ExitOf(Fork([] {
-            const bool other = WaitForSingleObject(Named("/log/file_name.txt"), 0) == WAIT_OBJECT_0;
-            return other && WaitForSingleObject(Named("/log/file name.txt"), 0) == WAIT_TIMEOUT ? 0
-                                                                                                : 1;
-        })),
-        0)
+    const CHandle mine = Named("/log/file name.txt");
+    EXPECT_EQ(Wait(mine, INFINITE), WAIT_OBJECT_0);
+    EXPECT_EQ(ExitOf(Fork([] {
+                  return CNamedLock("/log/file_name.txt", 0).IsHeld() &&
+                                 !CNamedLock("/log/file name.txt", 0).IsHeld()
+                             ? 0
+                             : 1;
+              })),
+              0)
         << "names that look alike in the lock's folder are still two";
     Signpost waiting;
     const pid_t waiter = Fork([&] {
-        const HANDLE theirs = Named("/log/file name.txt");
         waiting.Pass();
-        return WaitForSingleObject(theirs, INFINITE) == WAIT_OBJECT_0 ? 0 : 1;
+        return CNamedLock("/log/file name.txt").IsHeld() ? 0 : 1;
     });
     waiting.WaitFor();
     LONG before = 7;
-    EXPECT_TRUE(ReleaseSemaphore(mine, 1, &before));
+    EXPECT_TRUE(ReleaseSemaphore(mine.Get(), 1, &before));
     EXPECT_EQ(before, 0);
     EXPECT_EQ(ExitOf(waiter), 0) << "the waiter gets it";
-    EXPECT_FALSE(ReleaseSemaphore(mine, 1, nullptr)) << "this handle doesn't hold it";
+    EXPECT_FALSE(ReleaseSemaphore(mine.Get(), 1, nullptr)) << "this handle doesn't hold it";
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_TOO_MANY_POSTS));
-    EXPECT_TRUE(CloseHandle(mine));
 }
 
-TEST(Processes, ANamedSemaphoreOutlivesAKilledHolder) {
-    Signpost taken;
-    const pid_t holder = Fork([&]() -> int {
-        WaitForSingleObject(Named("killed"), INFINITE);
-        taken.Pass();
-        for (;;)
-            pause();
-    });
-    taken.WaitFor();
-    const HANDLE semaphore = Named("killed");
-    EXPECT_EQ(WaitForSingleObject(semaphore, 0), WAIT_TIMEOUT);
-    kill(holder, SIGKILL);
-    ExitOf(holder);
-    EXPECT_EQ(WaitForSingleObject(semaphore, 0), WAIT_OBJECT_0);
-    EXPECT_TRUE(CloseHandle(semaphore));
-}
-
-TEST(Processes, WaitForANamedSemaphoreAsLongAsTold) {
-    Signpost taken;
-    const pid_t holder = Fork([&]() -> int {
-        WaitForSingleObject(Named("limited"), INFINITE);
-        taken.Pass();
-        for (;;)
-            pause();
-    });
-    taken.WaitFor();
-    const HANDLE semaphore = Named("limited");
+TEST(Processes, ANamedSemaphoreOutlivesAKilledHolderAndWaitsAsLongAsTold) {
+    const Holder holder("killed");
+    const CHandle semaphore = Named("killed");
     const DWORD start = GetTickCount();
-    EXPECT_EQ(WaitForSingleObject(semaphore, 40), WAIT_TIMEOUT);
+    EXPECT_EQ(Wait(semaphore, 0), WAIT_TIMEOUT);
+    EXPECT_EQ(Wait(semaphore, 40), WAIT_TIMEOUT);
     EXPECT_GE(GetTickCount() - start, 39u);
 
     DWORD got = WAIT_FAILED;
-    std::thread waiter([&] { got = WaitForSingleObject(semaphore, 60000); });
-    kill(holder, SIGKILL);
-    ExitOf(holder);
+    std::thread waiter([&] { got = Wait(semaphore, 60000); });
+    holder.Kill();
     waiter.join();
     EXPECT_EQ(got, WAIT_OBJECT_0) << "it came free before the time was over";
     EXPECT_LT(GetTickCount() - start, 50000u);
-    EXPECT_TRUE(ReleaseSemaphore(semaphore, 1, nullptr));
-    EXPECT_EQ(WaitForSingleObject(semaphore, 60000), WAIT_OBJECT_0)
-        << "the wait that failed has kept nothing";
-    EXPECT_TRUE(ReleaseSemaphore(semaphore, 1, nullptr));
-    EXPECT_TRUE(CloseHandle(semaphore));
+    EXPECT_TRUE(ReleaseSemaphore(semaphore.Get(), 1, nullptr));
+    EXPECT_EQ(Wait(semaphore, 60000), WAIT_OBJECT_0) << "the wait that failed has kept nothing";
+    EXPECT_TRUE(ReleaseSemaphore(semaphore.Get(), 1, nullptr));
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/registry_text.h"
+#include "platform/internal/registry_text.h"
 
 namespace {
 

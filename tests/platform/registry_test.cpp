@@ -1,4 +1,4 @@
-#include "platform/registry.h"
+#include "platform/registry_key.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,10 +8,10 @@
 #include <filesystem>
 #include <vector>
 
-#include "platform/handle.h"
+#include "platform/internal/registry_file.h"
 #include "platform/module.h"
-#include "platform/registry_file.h"
 #include "platform/sync.h"
+#include "platform/unique_handle.h"
 #include "tests/platform/test_folder.h"
 
 namespace {
@@ -26,89 +26,32 @@ class Registry : public testing::Test {
     void TearDown() override { RegClearProcessValues(); }
 };
 
-HKEY Open(HKEY parent, const char* path, REGSAM access = KEY_ALL_ACCESS) {
-    HKEY key = nullptr;
-    EXPECT_EQ(RegOpenKeyExA(parent, path, 0, access, &key), ERROR_SUCCESS) << path;
+CRegistryKey Open(HKEY parent, const char* path, REGSAM access = KEY_ALL_ACCESS) {
+    CRegistryKey key;
+    EXPECT_EQ(key.Open(parent, path, access), ERROR_SUCCESS) << path;
     return key;
 }
 
-HKEY Create(HKEY parent, const char* path, DWORD* disposition = nullptr) {
-    HKEY key = nullptr;
-    EXPECT_EQ(RegCreateKeyExA(parent, path, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                              nullptr, &key, disposition),
-              ERROR_SUCCESS)
-        << path;
+CRegistryKey Create(HKEY parent, const char* path) {
+    CRegistryKey key;
+    EXPECT_EQ(key.Create(parent, path), ERROR_SUCCESS) << path;
     return key;
-}
-
-LONG SetText(HKEY key, const char* name, const std::string& text) {
-    return RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
-                          static_cast<DWORD>(text.size() + 1));
-}
-
-LONG SetNumber(HKEY key, const char* name, DWORD number) {
-    return RegSetValueExA(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
-                          sizeof(number));
 }
 
 LONG Query(HKEY key, const char* name) {
     return RegQueryValueExA(key, name, nullptr, nullptr, nullptr, nullptr);
 }
 
-// "(error)" if there is none.
-std::string GetText(HKEY key, const char* name) {
-    char text[256];
-    DWORD size = sizeof(text);
-    DWORD type = 0;
-    const LONG error =
-        RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &size);
-    return error == ERROR_SUCCESS && type == REG_SZ && size > 0 ? std::string(text, size - 1)
-                                                                : "(error)";
-}
-
-DWORD GetNumber(HKEY key, const char* name) {
-    DWORD number = 0xDEAD;
-    DWORD size = sizeof(number);
-    RegQueryValueExA(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &size);
-    return number;
-}
-
-std::vector<std::string> SubkeysOf(HKEY key) {
-    std::vector<std::string> names;
-    char name[256];
-    for (DWORD size = sizeof(name);
-         RegEnumKeyExA(key, static_cast<DWORD>(names.size()), name, &size, nullptr, nullptr,
-                       nullptr, nullptr) == ERROR_SUCCESS;
-         size = sizeof(name))
-        names.emplace_back(name, size);
-    return names;
-}
-
-std::vector<std::string> ValuesOf(HKEY key) {
-    std::vector<std::string> names;
-    char name[256];
-    for (DWORD size = sizeof(name);
-         RegEnumValueA(key, static_cast<DWORD>(names.size()), name, &size, nullptr, nullptr,
-                       nullptr, nullptr) == ERROR_SUCCESS;
-         size = sizeof(name))
-        names.emplace_back(name, size);
-    return names;
-}
-
 using Names = std::vector<std::string>;
 
 TEST_F(Registry, MakesItsFolderForTheUserOnlyAndKeepsWhatIsSet) {
-    HKEY key = nullptr;
-    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Vendor", 0, KEY_READ, &key),
-              ERROR_FILE_NOT_FOUND);
+    CRegistryKey key;
+    EXPECT_EQ(key.Open(HKEY_CURRENT_USER, "Software\\Vendor"), ERROR_FILE_NOT_FOUND);
     EXPECT_FALSE(fs::exists(RegistryPath())) << "reading makes nothing";
-    DWORD disposition = 0;
-    key = Create(HKEY_CURRENT_USER, "Software\\Vendor", &disposition);
-    EXPECT_EQ(disposition, REG_CREATED_NEW_KEY);
-    EXPECT_EQ(SetText(key, "Model", "C:\\x"), ERROR_SUCCESS);
-    EXPECT_EQ(SetText(key, nullptr, "default"), ERROR_SUCCESS);
-    EXPECT_EQ(SetNumber(key, "Count", 42), ERROR_SUCCESS);
-    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    key = Create(HKEY_CURRENT_USER, "Software\\Vendor");
+    EXPECT_EQ(key.WriteText("Model", "C:\\x"), ERROR_SUCCESS);
+    EXPECT_EQ(key.WriteText(nullptr, "default"), ERROR_SUCCESS);
+    EXPECT_EQ(key.WriteNumber("Count", 42), ERROR_SUCCESS);
     EXPECT_EQ(ReadWholeFile(RegistryPath()), kTitle + R"(
 [HKEY_CURRENT_USER\Software\Vendor]
 "Model"="C:\\x"
@@ -121,170 +64,150 @@ TEST_F(Registry, MakesItsFolderForTheUserOnlyAndKeepsWhatIsSet) {
     ASSERT_EQ(stat(RegistryPath().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0600u);
 
-    key = Create(HKEY_CURRENT_USER, "software\\VENDOR\\", &disposition);
-    EXPECT_EQ(disposition, REG_OPENED_EXISTING_KEY);
-    EXPECT_EQ(GetText(key, "model"), "C:\\x");
-    EXPECT_EQ(GetText(key, ""), "default");
-    EXPECT_EQ(GetNumber(key, "COUNT"), 42u);
-    RegCloseKey(key);
-    EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Vendor", 0, KEY_READ, &key),
-              ERROR_FILE_NOT_FOUND)
+    key = Create(HKEY_CURRENT_USER, "software\\VENDOR\\");
+    EXPECT_EQ(key.ReadText("model"), "C:\\x");
+    EXPECT_EQ(key.ReadText(""), "default");
+    EXPECT_EQ(key.ReadNumber("COUNT"), 42u);
+    EXPECT_EQ(key.Open(HKEY_LOCAL_MACHINE, "Software\\Vendor"), ERROR_FILE_NOT_FOUND)
         << "each root has keys of its own";
+    EXPECT_EQ(key.ReadNumber("Count"), 42u) << "the key that was open stays so";
 }
 
 TEST_F(Registry, TellsTypeAndSizeAndFillsOnlyWhatFits) {
-    const HKEY key = Create(HKEY_CURRENT_USER, "K");
-    SetText(key, "T", "four");
+    CRegistryKey key = Create(HKEY_CURRENT_USER, "K");
+    key.WriteText("T", "four");
     BYTE data[8] = {9, 9, 9, 9, 9, 9, 9, 9};
     DWORD type = 0;
-    DWORD size = 0;
-    EXPECT_EQ(RegQueryValueExA(key, "T", nullptr, &type, nullptr, &size), ERROR_SUCCESS);
-    EXPECT_EQ(type, REG_SZ);
-    EXPECT_EQ(size, 5u);
-    size = 4;
-    EXPECT_EQ(RegQueryValueExA(key, "T", nullptr, &type, data, &size), ERROR_MORE_DATA);
+    DWORD size = 4;
+    const auto query = [&](BYTE* to, DWORD* room) {
+        return RegQueryValueExA(key.Get(), "T", nullptr, &type, to, room);
+    };
+    EXPECT_EQ(query(data, &size), ERROR_MORE_DATA);
     EXPECT_EQ(size, 5u);
     EXPECT_EQ(data[0], 9);
-    EXPECT_EQ(RegQueryValueExA(key, "T", nullptr, nullptr, data, &size), ERROR_SUCCESS);
+    EXPECT_EQ(query(nullptr, &size), ERROR_SUCCESS);
+    EXPECT_EQ(type, REG_SZ);
+    EXPECT_EQ(query(data, &size), ERROR_SUCCESS);
     EXPECT_STREQ(reinterpret_cast<char*>(data), "four");
     EXPECT_EQ(data[5], 9);
-    EXPECT_EQ(RegQueryValueExA(key, "T", nullptr, nullptr, data, nullptr), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(RegQueryValueExA(key, "none", nullptr, nullptr, data, &size), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(query(data, nullptr), ERROR_INVALID_PARAMETER);
     // A text that is set without its zero gets it.
-    EXPECT_EQ(RegSetValueExA(key, "T", 0, REG_SZ, data, 2), ERROR_SUCCESS);
-    EXPECT_EQ(GetText(key, "T"), "fo");
-    RegCloseKey(key);
+    EXPECT_EQ(RegSetValueExA(key.Get(), "T", 0, REG_SZ, data, 2), ERROR_SUCCESS);
+    EXPECT_EQ(key.ReadText("T"), "fo");
 }
 
-TEST_F(Registry, EnumeratesInTheOrderOfMaking) {
-    const HKEY key = Create(HKEY_CURRENT_USER, "K");
+TEST_F(Registry, KeyReadsTextsAndNumbersAndNothingElse) {
+    CRegistryKey key = Create(HKEY_CURRENT_USER, "K");
+    key.WriteText("T", "four");
+    key.WriteNumber("N", 7);
+    RegSetValueExA(key.Get(), "X", 0, REG_EXPAND_SZ, reinterpret_cast<const BYTE*>("a\0b"), 4);
+    EXPECT_EQ(key.ReadText("X"), "a") << "up to its first zero";
+    for (const char* absent : {"N", "none"})
+        EXPECT_EQ(key.ReadText(absent), std::nullopt) << absent;
+    EXPECT_EQ(key.ReadNumber("T"), std::nullopt) << "four bytes, and no number";
+    EXPECT_EQ(CRegistryKey().ReadNumber("N"), std::nullopt) << "no open key";
+    char text[5] = "old";
+    EXPECT_TRUE(ReadText(key.Get(), "T", text));
+    EXPECT_STREQ(text, "four");
+    EXPECT_FALSE(ReadText(key.Get(), "T", text, 4));
+    EXPECT_STREQ(text, "") << "too long counts as absent";
+    DWORD number = 9;
+    EXPECT_FALSE(ReadNumber(key.Get(), "T", number));
+    EXPECT_EQ(number, 9u);
+}
+
+TEST_F(Registry, EnumeratesInTheOrderOfMakingAndPrunesWhatIsEmpty) {
+    const CRegistryKey key = Create(HKEY_CURRENT_USER, "K");
     for (const char* name : {"zeta", "Alpha", "mid"}) {
-        RegCloseKey(Create(key, name));
-        SetText(key, name, name);
+        Create(key.Get(), name);
+        WriteText(key.Get(), name, name);
     }
-    SetText(key, "ZETA", "longest of them");
-    EXPECT_EQ(SubkeysOf(key), (Names{"zeta", "Alpha", "mid"}));
-    EXPECT_EQ(ValuesOf(key), (Names{"zeta", "Alpha", "mid"}));
-    DWORD subkeys = 0, longestSubkey = 0, values = 0, longestName = 0, longestValue = 0;
-    EXPECT_EQ(RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &subkeys, &longestSubkey, nullptr,
-                               &values, &longestName, &longestValue, nullptr, nullptr),
+    WriteText(key.Get(), "ZETA", "longest of them");
+    EXPECT_EQ(key.Subkeys(), (Names{"zeta", "Alpha", "mid"}));
+    DWORD told[5] = {};
+    EXPECT_EQ(RegQueryInfoKeyA(key.Get(), nullptr, nullptr, nullptr, &told[0], &told[1], nullptr,
+                               &told[2], &told[3], &told[4], nullptr, nullptr),
               ERROR_SUCCESS);
-    EXPECT_EQ(subkeys, 3u);
-    EXPECT_EQ(longestSubkey, 5u);
-    EXPECT_EQ(values, 3u);
-    EXPECT_EQ(longestName, 5u);
-    EXPECT_EQ(longestValue, 16u);
-
+    EXPECT_EQ(std::vector<DWORD>(told, told + 5), (std::vector<DWORD>{3, 5, 3, 5, 16}))
+        << "subkeys, the longest of them, values, their longest name, the largest";
     char name[5];
-    DWORD nameSize = sizeof(name);
-    EXPECT_EQ(RegEnumKeyExA(key, 1, name, &nameSize, nullptr, nullptr, nullptr, nullptr),
-              ERROR_MORE_DATA);
-    EXPECT_EQ(RegEnumKeyExA(key, 2, name, &nameSize, nullptr, nullptr, nullptr, nullptr),
-              ERROR_SUCCESS);
-    EXPECT_EQ(nameSize, 3u);
-    EXPECT_EQ(RegEnumKeyExA(key, 3, name, &nameSize, nullptr, nullptr, nullptr, nullptr),
-              ERROR_NO_MORE_ITEMS);
-    BYTE data[3];
-    DWORD size = sizeof(data);
-    nameSize = sizeof(name);
-    EXPECT_EQ(RegEnumValueA(key, 2, name, &nameSize, nullptr, nullptr, data, &size),
-              ERROR_MORE_DATA);
-    EXPECT_EQ(size, 4u) << "with the zero";
-    EXPECT_EQ(nameSize, sizeof(name)) << "the same arguments serve again";
-    RegCloseKey(key);
+    DWORD size = sizeof(name);
+    const auto enumerate = [&](DWORD index) {
+        return RegEnumKeyExA(key.Get(), index, name, &size, nullptr, nullptr, nullptr, nullptr);
+    };
+    EXPECT_EQ(enumerate(1), ERROR_MORE_DATA);
+    EXPECT_EQ(enumerate(2), ERROR_SUCCESS);
+    EXPECT_EQ(size, 3u);
+    EXPECT_EQ(enumerate(3), ERROR_NO_MORE_ITEMS);
+
+    Create(key.Get(), "deep\\deeper");
+    PruneEmptyKeys(HKEY_CURRENT_USER, "K\\deep\\deeper\\gone");
+    PruneEmptyKeys(HKEY_CURRENT_USER, "K\\mid");
+    EXPECT_EQ(key.Subkeys(), (Names{"zeta", "Alpha"})) << "its own values keep the key";
 }
 
-TEST_F(Registry, DeletesValuesAndTreesAndTellsOpenKeys) {
-    const HKEY key = Create(HKEY_CURRENT_USER, "K");
-    const HKEY below = Create(key, "A\\B");
-    SetText(below, "T", "x");
-    SetText(key, "T", "x");
-    EXPECT_EQ(RegDeleteValueA(key, "t"), ERROR_SUCCESS);
-    EXPECT_EQ(RegDeleteValueA(key, "t"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(RegDeleteTreeA(key, "none"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(RegDeleteTreeA(key, "a"), ERROR_SUCCESS);
-    EXPECT_TRUE(SubkeysOf(key).empty());
+TEST_F(Registry, DeletesTreesAndTellsOpenKeys) {
+    const CRegistryKey key = Create(HKEY_CURRENT_USER, "K");
+    CRegistryKey below = Create(key.Get(), "A\\B");
+    below.WriteText("T", "x");
+    EXPECT_EQ(RegDeleteTreeA(key.Get(), "none"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegDeleteTreeA(key.Get(), "a"), ERROR_SUCCESS);
+    EXPECT_TRUE(key.Subkeys().empty());
 
-    char name[8];
-    DWORD size = sizeof(name);
-    HKEY other = nullptr;
-    EXPECT_EQ(Query(below, "T"), ERROR_KEY_DELETED);
-    EXPECT_EQ(SetText(below, "T", "x"), ERROR_KEY_DELETED);
-    EXPECT_EQ(RegDeleteValueA(below, "T"), ERROR_KEY_DELETED);
-    EXPECT_EQ(RegDeleteTreeA(below, "x"), ERROR_KEY_DELETED);
-    EXPECT_EQ(RegEnumKeyExA(below, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
-              ERROR_KEY_DELETED);
-    EXPECT_EQ(RegOpenKeyExA(below, nullptr, 0, KEY_READ, &other), ERROR_KEY_DELETED);
-    EXPECT_EQ(other, nullptr);
-    RegCloseKey(Create(key, "A\\B"));
-    EXPECT_EQ(SetText(below, "T", "again"), ERROR_SUCCESS);
+    CRegistryKey other;
+    EXPECT_EQ(Query(below.Get(), "T"), ERROR_KEY_DELETED);
+    EXPECT_EQ(below.WriteText("T", "x"), ERROR_KEY_DELETED);
+    EXPECT_EQ(RegDeleteTreeA(below.Get(), "x"), ERROR_KEY_DELETED);
+    EXPECT_EQ(other.Open(below.Get(), ""), ERROR_KEY_DELETED);
+    Create(key.Get(), "A\\B");
+    EXPECT_EQ(below.WriteText("T", "again"), ERROR_SUCCESS);
 
-    EXPECT_EQ(RegDeleteTreeA(key, nullptr), ERROR_SUCCESS);
-    EXPECT_TRUE(SubkeysOf(key).empty()) << "emptied, and still there";
+    EXPECT_EQ(RegDeleteTreeA(key.Get(), nullptr), ERROR_SUCCESS);
+    EXPECT_TRUE(key.IsEmpty()) << "and still there";
     for (const char* path : {"", "\\"})
         EXPECT_EQ(RegDeleteTreeA(HKEY_CURRENT_USER, path), ERROR_ACCESS_DENIED);
-    RegCloseKey(below);
-    RegCloseKey(key);
 }
 
 TEST_F(Registry, HoldsAKeyToTheAccessItWasOpenedFor) {
-    const HKEY key = Create(HKEY_CURRENT_USER, "K");
-    SetText(key, "T", "x");
-    const HKEY reader = Open(key, nullptr, KEY_READ);
-    const HKEY writer = Open(key, "", KEY_WRITE);
-    char name[8];
-    DWORD size = sizeof(name);
-    EXPECT_EQ(GetText(reader, "T"), "x");
-    EXPECT_EQ(SetText(reader, "T", "y"), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(RegDeleteValueA(reader, "T"), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(RegDeleteTreeA(reader, nullptr), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(SetText(writer, "T", "y"), ERROR_SUCCESS);
-    EXPECT_EQ(Query(writer, "T"), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(RegEnumKeyExA(writer, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
-              ERROR_ACCESS_DENIED);
-    for (const HKEY open : {reader, writer, key})
-        RegCloseKey(open);
+    CRegistryKey key = Create(HKEY_CURRENT_USER, "K");
+    key.WriteText("T", "x");
+    CRegistryKey reader = Open(key.Get(), "", KEY_READ);
+    CRegistryKey writer = Open(key.Get(), "", KEY_WRITE);
+    EXPECT_EQ(reader.ReadText("T"), "x");
+    EXPECT_EQ(reader.WriteText("T", "y"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteTreeA(reader.Get(), nullptr), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(writer.WriteText("T", "y"), ERROR_SUCCESS);
+    EXPECT_EQ(Query(writer.Get(), "T"), ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(writer.Subkeys().empty());
 }
 
 TEST_F(Registry, RefusesWildAndClosedKeys) {
-    const HKEY key = Create(HKEY_CURRENT_USER, "K");
-    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
-    const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    const HKEY key = Create(HKEY_CURRENT_USER, "K").Get();  // closed by now
+    const CHandle event(CreateEventA(nullptr, TRUE, FALSE, nullptr));
     int local = 0;
-    for (const HKEY wild : {key, HKEY{}, HKEY{&local}, HKEY{event}, INVALID_HANDLE_VALUE}) {
-        HKEY other = nullptr;
+    for (const HKEY wild : {key, HKEY{}, HKEY{&local}, HKEY{event.Get()}, INVALID_HANDLE_VALUE}) {
         EXPECT_EQ(Query(wild, "T"), ERROR_INVALID_HANDLE);
-        EXPECT_EQ(SetText(wild, "T", "x"), ERROR_INVALID_HANDLE);
-        EXPECT_EQ(RegOpenKeyExA(wild, "K", 0, KEY_READ, &other), ERROR_INVALID_HANDLE);
+        EXPECT_EQ(WriteText(wild, "T", "x"), ERROR_INVALID_HANDLE);
+        EXPECT_EQ(CRegistryKey().Open(wild, "K"), ERROR_INVALID_HANDLE);
         EXPECT_EQ(RegCloseKey(wild), ERROR_INVALID_HANDLE);
     }
     EXPECT_EQ(RegCloseKey(HKEY_CURRENT_USER), ERROR_SUCCESS) << "roots stay open";
-    EXPECT_TRUE(CloseHandle(event));
-    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "K", 0, KEY_READ, nullptr), ERROR_INVALID_PARAMETER);
 }
 
 TEST_F(Registry, RefusesWhatTheFileCannotHold) {
-    const HKEY key = Create(HKEY_CURRENT_USER, "K");
+    CRegistryKey key = Create(HKEY_CURRENT_USER, "K");
     std::string deep;
     for (int i = 0; i < 512; ++i)
         deep += "k\\";
-    const auto create = [](const std::string& path) {
-        HKEY made = nullptr;
-        const LONG error = RegCreateKeyExA(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0,
-                                           KEY_ALL_ACCESS, nullptr, &made, nullptr);
-        RegCloseKey(made);
-        return error;
-    };
-    EXPECT_EQ(create(deep), ERROR_SUCCESS);
+    EXPECT_EQ(CRegistryKey().Create(HKEY_CURRENT_USER, deep), ERROR_SUCCESS);
     const std::string before = ReadWholeFile(RegistryPath());
     for (const std::string& path :
          {std::string(256, 'k'), deep + "k", std::string("line\nbreak"), std::string("\xFF")})
-        EXPECT_EQ(create(path), ERROR_INVALID_PARAMETER) << path;
-    EXPECT_EQ(SetText(key, "a\tb", "x"), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(SetText(key, "T", std::string(1 << 20, 'x')), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(RegSetValueExA(key, "B", 0, REG_BINARY, nullptr, 1), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(CRegistryKey().Create(HKEY_CURRENT_USER, path), ERROR_INVALID_PARAMETER) << path;
+    EXPECT_EQ(key.WriteText("a\tb", "x"), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(key.WriteText("T", std::string(1 << 20, 'x')), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegSetValueExA(key.Get(), "B", 0, REG_BINARY, nullptr, 1), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(ReadWholeFile(RegistryPath()), before);
-    RegCloseKey(key);
 }
 
 TEST_F(Registry, NeverOverwritesAFileThatIsNone) {
@@ -296,9 +219,8 @@ TEST_F(Registry, NeverOverwritesAFileThatIsNone) {
         told += text;
         inHook = static_cast<DWORD>(Query(HKEY_CURRENT_USER, "T"));  // a log may come back here
     });
-    HKEY key = nullptr;
-    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "K", 0, KEY_READ, &key), ERROR_BADDB);
-    EXPECT_EQ(SetText(HKEY_CURRENT_USER, "T", "x"), ERROR_BADDB);
+    EXPECT_EQ(CRegistryKey().Open(HKEY_CURRENT_USER, "K"), ERROR_BADDB);
+    EXPECT_EQ(WriteText(HKEY_CURRENT_USER, "T", "x"), ERROR_BADDB);
     EXPECT_EQ(RegDeleteTreeA(HKEY_CURRENT_USER, "K"), ERROR_BADDB);
     SetDebugStringHook(former);
     EXPECT_EQ(told.find(RegistryPath() + ":3:"), 0u) << told;
@@ -309,11 +231,11 @@ TEST_F(Registry, NeverOverwritesAFileThatIsNone) {
     fs::remove(RegistryPath());
     fs::create_directory(RegistryPath());
     EXPECT_EQ(Query(HKEY_CURRENT_USER, "T"), ERROR_BADDB) << "a folder is no file";
-    EXPECT_EQ(SetText(HKEY_CURRENT_USER, "T", "x"), ERROR_BADDB);
+    EXPECT_EQ(WriteText(HKEY_CURRENT_USER, "T", "x"), ERROR_BADDB);
 }
 
 TEST_F(Registry, SeesEveryChangeByAnEditorAtOnce) {
-    HKEY key = nullptr;
+    CRegistryKey key;
     int number = 0;
     const auto write = [](int n, fs::file_time_type time) {
         WriteWholeFile(RegistryPath(),
@@ -326,14 +248,13 @@ TEST_F(Registry, SeesEveryChangeByAnEditorAtOnce) {
           // The same file of the same size: a clock of coarse steps tells nothing.
           now + std::chrono::hours(1), now + std::chrono::hours(1)}) {
         write(++number, time);
-        if (!key)
+        if (!key.Get())
             key = Open(HKEY_CURRENT_USER, "K", KEY_READ);
         for (int again = 0; again < 2; ++again)
-            EXPECT_EQ(GetNumber(key, "N"), static_cast<DWORD>(number));
+            EXPECT_EQ(key.ReadNumber("N"), static_cast<DWORD>(number));
     }
     fs::remove(RegistryPath());
-    EXPECT_EQ(Query(key, "N"), ERROR_KEY_DELETED);
-    RegCloseKey(key);
+    EXPECT_EQ(Query(key.Get(), "N"), ERROR_KEY_DELETED);
 }
 
 TEST_F(Registry, ChangesTheFileBehindALinkAndKeepsItsRights) {
@@ -342,38 +263,36 @@ TEST_F(Registry, ChangesTheFileBehindALinkAndKeepsItsRights) {
     fs::permissions(target, fs::perms(0640));
     fs::create_directories(fs::path(RegistryPath()).parent_path());
     fs::create_symlink(target, RegistryPath());
-    EXPECT_EQ(SetNumber(HKEY_CURRENT_USER, "N", 7), ERROR_SUCCESS);
+    EXPECT_EQ(WriteNumber(HKEY_CURRENT_USER, "N", 7), ERROR_SUCCESS);
     EXPECT_TRUE(fs::is_symlink(RegistryPath()));
     EXPECT_EQ(fs::status(target).permissions(), fs::perms(0640));
-    EXPECT_EQ(GetNumber(HKEY_CURRENT_USER, "N"), 7u);
+    EXPECT_NE(ReadWholeFile(target).find("\"N\"=dword:00000007"), std::string::npos);
     EXPECT_FALSE(fs::exists(target + ".new"));
 }
 
 TEST_F(Registry, ShowsTheValuesOfTheProcessAheadOfTheFile) {
-    const HKEY key = Create(HKEY_LOCAL_MACHINE, "K");
-    SetText(key, "Both", "file");
-    SetText(key, "File", "file");
-    const auto process = [](const char* path, const char* name) {
-        return RegSetProcessValue(HKEY_LOCAL_MACHINE, path, name, REG_SZ, "process", 7);
+    CRegistryKey key = Create(HKEY_LOCAL_MACHINE, "K");
+    key.WriteText("Both", "file");
+    key.WriteText("File", "file");
+    const auto process = [](HKEY root, const char* path, const char* name) {
+        return RegSetProcessValue(root, path, name, REG_SZ, "process", 7);
     };
-    EXPECT_EQ(process("K", "both"), ERROR_SUCCESS);
-    EXPECT_EQ(process("K\\Own", "Only"), ERROR_SUCCESS);
-    EXPECT_EQ(RegSetProcessValue(key, "K", "T", REG_SZ, "", 1), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(GetText(key, "Both"), "process");
-    EXPECT_EQ(GetText(key, "File"), "file");
-    EXPECT_EQ(ValuesOf(key), (Names{"both", "File"}));
-    EXPECT_EQ(SubkeysOf(key), Names{"Own"});
+    EXPECT_EQ(process(HKEY_LOCAL_MACHINE, "K", "both"), ERROR_SUCCESS);
+    EXPECT_EQ(process(HKEY_LOCAL_MACHINE, "K\\Own", "Only"), ERROR_SUCCESS);
+    EXPECT_EQ(process(key.Get(), "K", "T"), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(key.ReadText("Both"), "process");
+    EXPECT_EQ(key.ReadText("File"), "file");
+    EXPECT_EQ(key.Subkeys(), Names{"Own"});
     EXPECT_EQ(ReadWholeFile(RegistryPath()).find("process"), std::string::npos);
 
-    const HKEY own = Open(key, "own");
-    EXPECT_EQ(SetText(own, "Kept", "file"), ERROR_SUCCESS) << "makes the key in the file";
+    CRegistryKey own = Open(key.Get(), "own");
+    EXPECT_EQ(own.WriteText("Kept", "file"), ERROR_SUCCESS) << "makes the key in the file";
     RegClearProcessValues();
-    EXPECT_EQ(GetText(key, "Both"), "file");
-    EXPECT_EQ(ValuesOf(own), Names{"Kept"});
-    EXPECT_EQ(RegDeleteTreeA(key, "Own"), ERROR_SUCCESS);
-    EXPECT_EQ(Query(own, "Kept"), ERROR_KEY_DELETED);
-    RegCloseKey(own);
-    RegCloseKey(key);
+    EXPECT_EQ(key.ReadText("Both"), "file");
+    EXPECT_EQ(own.ReadText("Only"), std::nullopt);
+    EXPECT_EQ(own.ReadText("Kept"), "file");
+    EXPECT_EQ(RegDeleteTreeA(key.Get(), "Own"), ERROR_SUCCESS);
+    EXPECT_EQ(Query(own.Get(), "Kept"), ERROR_KEY_DELETED);
 }
 
 TEST_F(Registry, FindsItsFileByTheEnvironment) {

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/registry_text.h"
-#include "platform/utf.h"
+#include "platform/internal/registry_text.h"
+#include "platform/internal/utf.h"
 
 namespace platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/utf.h"
+#include "platform/internal/utf.h"
 
 #include <cstdint>
 

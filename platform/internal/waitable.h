@@ -10,8 +10,8 @@
 #include <span>
 #include <utility>
 
-#include "platform/handle_table.h"
-#include "platform/unique_fd.h"
+#include "platform/internal/handle_table.h"
+#include "platform/internal/unique_fd.h"
 
 namespace platform {
 

@@ -1,9 +1,9 @@
-#include "platform/registry_tree.h"
+#include "platform/internal/registry_tree.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "platform/utf.h"
+#include "platform/internal/utf.h"
 
 namespace platform {
 namespace {

@@ -4,8 +4,8 @@
 #include <mutex>
 #include <string>
 
-#include "platform/file_lock.h"
-#include "platform/handle_table.h"
+#include "platform/internal/file_lock.h"
+#include "platform/internal/handle_table.h"
 
 namespace platform {
 

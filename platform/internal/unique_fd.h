@@ -22,6 +22,8 @@ class UniqueFd {
     }
 
     int Get() const { return m_fd; }
+    // Gives the descriptor away.
+    int Release() { return std::exchange(m_fd, -1); }
     explicit operator bool() const { return m_fd >= 0; }
 
   private:

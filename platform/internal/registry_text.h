@@ -18,7 +18,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/registry_tree.h"
+#include "platform/internal/registry_tree.h"
 
 namespace platform {
 

@@ -1,21 +1,21 @@
-#include "platform/registry_file.h"
+#include "platform/internal/registry_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <memory>
 
-#include "platform/file_lock.h"
+#include "platform/internal/file_lock.h"
+#include "platform/internal/registry_text.h"
+#include "platform/internal/system_error.h"
+#include "platform/internal/unique_fd.h"
 #include "platform/module.h"
-#include "platform/registry_text.h"
-#include "platform/system_error.h"
-#include "platform/unique_fd.h"
+#include "platform/passing_file.h"
 
 namespace platform {
 namespace {
@@ -53,28 +53,6 @@ UniqueFd LockBeside(const std::string& name) {
         return lock;
     MakeFolders(name);
     return LockFile(lockName, LockWait::Forever);
-}
-
-bool WriteAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t put = write(fd, text.data(), text.size());
-        if (put < 0 && errno != EINTR)
-            return false;
-        text.remove_prefix(put > 0 ? static_cast<std::size_t>(put) : 0);
-    }
-    return true;
-}
-
-// Puts the text into a file of its own, with the access rights of the one that it will replace,
-// down to the medium.
-bool WriteBeside(const std::string& name, const std::string& replaced, std::string_view text) {
-    const UniqueFd fd(
-        open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kFileMode));
-    if (!fd)
-        return false;
-    struct stat status = {};
-    const mode_t mode = stat(replaced.c_str(), &status) == 0 ? status.st_mode & 0777 : kFileMode;
-    return fchmod(fd.Get(), mode) == 0 && WriteAll(fd.Get(), text) && fsync(fd.Get()) == 0;
 }
 
 // `wrongLine` is the line if the text is to blame, else 0.
@@ -185,12 +163,8 @@ LONG RegistryFile::ChangeLocked(const std::string& name,
     const std::string text = RegistryText(tree);
     if (text.size() > kMaxFileBytes)
         return ERROR_FILE_TOO_LARGE;
-    const std::string beside = name + ".new";
-    if (WriteBeside(beside, name, text) && rename(beside.c_str(), name.c_str()) == 0)
-        return ERROR_SUCCESS;
-    error = ErrorFromErrno(errno);
-    unlink(beside.c_str());
-    return error;
+    return ErrorNumber(StoreFile(
+        name, text, {.name = CPassingFile::Name::Beside, .toMedium = true, .rights = kFileMode}));
 }
 
 }  // namespace platform

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/internal/text_file.h"
 #include "platform/registry.h"
-#include "platform/text_file.h"
 
 namespace platform {
 

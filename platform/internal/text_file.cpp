@@ -1,4 +1,4 @@
-#include "platform/text_file.h"
+#include "platform/internal/text_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/system_error.h"
-#include "platform/unique_fd.h"
+#include "platform/internal/system_error.h"
+#include "platform/internal/unique_fd.h"
 
 namespace platform {
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/registry_tree.h"
+#include "platform/internal/registry_tree.h"
 
 namespace platform {
 

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <string>
 
-#include "platform/unique_fd.h"
+#include "platform/internal/unique_fd.h"
 
 namespace platform {
 

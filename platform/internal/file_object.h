@@ -4,8 +4,8 @@
 #include <memory>
 #include <utility>
 
-#include "platform/handle_table.h"
-#include "platform/unique_fd.h"
+#include "platform/internal/handle_table.h"
+#include "platform/internal/unique_fd.h"
 
 namespace platform {
 

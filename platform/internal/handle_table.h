@@ -6,7 +6,7 @@
 
 #include <memory>
 
-#include "platform/system_error.h"
+#include "platform/internal/system_error.h"
 #include "platform/types.h"
 
 namespace platform {

@@ -1,4 +1,4 @@
-#include "platform/named_semaphore.h"
+#include "platform/internal/named_semaphore.h"
 
 #include <sys/stat.h>
 
@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "platform/internal/temp_path.h"
 #include "platform/sync.h"
-#include "platform/temp_path.h"
 
 namespace platform {
 namespace {

@@ -1,8 +1,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/registry_text.h"
-#include "platform/utf.h"
+#include "platform/internal/registry_text.h"
+#include "platform/internal/utf.h"
 
 namespace platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/waitable.h"
+#include "platform/internal/waitable.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>

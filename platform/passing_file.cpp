@@ -1,0 +1,177 @@
+#include "platform/passing_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <random>
+
+#include "platform/internal/system_error.h"
+#include "platform/internal/unique_fd.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using platform::UniqueFd;
+
+// Of files that are claimed as long as they are written: one that nobody claims is left over.
+constexpr char kClaimedPrefix[] = ".nvqscan-out-";
+// Of all passing files. Those without a claim hand a page from one part of a program to another,
+// and are left over when they have become old.
+constexpr char kAnyPrefix[] = ".nvqscan-";
+constexpr char kSuffix[] = ".tmp";
+constexpr char kBesideSuffix[] = ".new";
+constexpr std::chrono::hours kLongestPage(1);
+
+std::error_code SystemFailure(int error) {
+    return {error, std::generic_category()};
+}
+
+// The claim ends with the process, also when that is killed. False if another has it, or if another
+// took the file for left over before the claim was there, and has removed it.
+bool Claim(int descriptor) {
+    struct stat status = {};
+    return flock(descriptor, LOCK_EX | LOCK_NB) == 0 && fstat(descriptor, &status) == 0 &&
+           status.st_nlink > 0;
+}
+
+void RemoveUnclaimed(const fs::path& path) {
+    const UniqueFd file(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (file && flock(file.Get(), LOCK_EX | LOCK_NB) == 0)
+        unlink(path.c_str());
+}
+
+bool IsOld(const fs::path& path) {
+    std::error_code error;
+    const auto written = fs::last_write_time(path, error);
+    return !error && fs::file_time_type::clock::now() - written > kLongestPage;
+}
+
+void RemoveLeftovers(const fs::path& folder) {
+    std::error_code error;
+    fs::directory_iterator entry(folder.empty() ? fs::path(".") : folder, error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        if (name.starts_with(kAnyPrefix) && name.ends_with(kSuffix) &&
+            (name.starts_with(kClaimedPrefix) || IsOld(entry->path())))
+            RemoveUnclaimed(entry->path());
+    }
+}
+
+}  // namespace
+
+std::error_code CPassingFile::FindTarget() {
+    std::error_code missing;
+    const fs::path real = fs::canonical(m_target, missing);
+    if (missing)
+        return {};
+    m_target = real.string();
+    const fs::file_status status = fs::status(real, missing);
+    if (fs::is_directory(status))
+        return std::make_error_code(std::errc::is_a_directory);
+    return fs::is_regular_file(status) ? std::error_code()
+                                       : std::make_error_code(std::errc::invalid_argument);
+}
+
+std::error_code CPassingFile::Create(unsigned rights) {
+    if (const std::error_code error = FindTarget())
+        return error;
+    if (const std::error_code error =
+            m_name == Name::Beside ? OpenBeside(rights) : OpenUnique(rights))
+        return error;
+    struct stat replaced = {};
+    if (stat(m_target.c_str(), &replaced) == 0)
+        static_cast<void>(fchmod(fileno(m_file), replaced.st_mode & 0777));
+    return {};
+}
+
+// A name of its own rather than the target's with a tail, which might grow too long.
+std::error_code CPassingFile::OpenUnique(unsigned rights) {
+    constexpr int kAttempts = 100;
+
+    const fs::path folder = fs::path(m_target).parent_path();
+    RemoveLeftovers(folder);
+    std::random_device random;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const fs::path path = folder / (kClaimedPrefix + std::to_string(random()) + kSuffix);
+        UniqueFd made(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, rights));
+        if (made && Claim(made.Get()))
+            return Use(made.Release(), path.string());
+        if (!made && errno != EEXIST)
+            return SystemFailure(errno);
+    }
+    return SystemFailure(EEXIST);
+}
+
+std::error_code CPassingFile::OpenBeside(unsigned rights) {
+    std::string path = m_target + kBesideSuffix;
+    UniqueFd made(open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, rights));
+    return made ? Use(made.Release(), std::move(path)) : SystemFailure(errno);
+}
+
+std::error_code CPassingFile::Use(int descriptor, std::string path) {
+    m_passingPath = std::move(path);
+    // The claim lasts until no descriptor is left, so that it outlives the stream.
+    m_claim = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    m_file = m_claim >= 0 ? fdopen(descriptor, "w+b") : nullptr;
+    if (m_file)
+        return {};
+    const int error = errno;
+    close(descriptor);
+    Discard();
+    return SystemFailure(error);
+}
+
+std::error_code CPassingFile::Close(bool toMedium) {
+    std::FILE* const file = std::exchange(m_file, nullptr);
+    if (!file)
+        return {};
+    int error = std::fflush(file) == 0 ? 0 : errno;
+    if (error == 0 && toMedium && fsync(fileno(file)) != 0)
+        error = errno;
+    if (std::fclose(file) != 0 && error == 0)
+        error = errno;
+    return SystemFailure(error);
+}
+
+std::error_code CPassingFile::Publish() {
+    if (const std::error_code error = Close())
+        return error;
+    if (std::rename(m_passingPath.c_str(), m_target.c_str()) != 0)
+        return SystemFailure(errno);
+    m_passingPath.clear();
+    ReleaseClaim();
+    return {};
+}
+
+void CPassingFile::Discard() {
+    static_cast<void>(Close());
+    if (!m_passingPath.empty())
+        unlink(m_passingPath.c_str());
+    m_passingPath.clear();
+    ReleaseClaim();
+}
+
+void CPassingFile::ReleaseClaim() {
+    if (const int claim = std::exchange(m_claim, -1); claim >= 0)
+        close(claim);
+}
+
+std::error_code StoreFile(const std::string& target, std::string_view content,
+                          const StoreOptions& options) {
+    CPassingFile file(target, options.name);
+    std::error_code error = file.Create(options.rights);
+    if (!error && std::fwrite(content.data(), 1, content.size(), file.Stream()) != content.size())
+        error = SystemFailure(errno);
+    if (!error)
+        error = file.Close(options.toMedium);
+    return error ? error : file.Publish();
+}
+
+LONG ErrorNumber(const std::error_code& error) {
+    return error ? platform::ErrorFromErrno(error.value()) : ERROR_SUCCESS;
+}
