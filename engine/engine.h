@@ -28,10 +28,10 @@
 
 #include "engine/input_stream.h"
 #include "engine/item_properties.h"
-#include "engine/profile_records.h"
 #include "frame/attrib_rows.h"
 #include "frame/attrib_store.h"
 #include "platform/types.h"
+#include "profile/attrib_records.h"
 
 class CChainFull;
 class CQLBitmap;
@@ -57,6 +57,12 @@ class IQLImageCallback {
   protected:
     ~IQLImageCallback() = default;
 };
+
+// What stands until an item's tables are taken over: curves that change nothing, and gray as the
+// luminance of the three colours. Neither counts as filled.
+inline constexpr CoeffRecord kNeutralCoeffs = {
+    0, {}, {0.0, 0.0, 0.0}, {1.0, 1.0, 1.0}, {1.0, 1.0, 1.0}, 0.0};
+inline constexpr GrayRecord kLuminance = {0, {}, {0.3, 0.59, 0.11}, 0.0, 1.0, 1.0};
 
 class CQLEngine : public CQLAttribStore {
   public:
@@ -100,18 +106,18 @@ class CQLEngine : public CQLAttribStore {
     // What single rows answer and take; `index` counts within the row's run of ids.
     const IStream* InputStream() const { return m_inputStream; }
     std::int32_t SourceBits() const;
-    bool SrgbOutput() const { return m_defaults.m_srgbOutput != 0; }
-    bool EngineFlag28() const { return m_defaults.m_engineFlag28 != 0; }
-    std::uint32_t LidColor() const;
-    const double* GrayWeights() const { return m_grayCoeffs.m_weights; }
+    bool SrgbOutput() const { return m_defaults.m_scannerGammaFixed != 0; }
+    bool EngineFlag28() const { return m_defaults.m_enhancedColorByDefault != 0; }
+    std::int32_t LidColor() const;
+    const double* GrayWeights() const { return m_grayCoeffs.m_matrix; }
     double GrayTone(std::int32_t index) const;
-    double NegTenth() const { return m_negCoeffs.m_tenth; }
+    double NegTenth() const { return m_negCoeffs.m_densityStep; }
     double NegCurve(std::int32_t index) const;
     double SlideCurve(std::int32_t index) const;
     double ToneGamma(std::int32_t index) const { return SelectedCoeffs().m_gamma[index]; }
     double ToneGain(std::int32_t index) const { return SelectedCoeffs().m_gain[index]; }
-    double ToneBlack(std::int32_t index) const { return SelectedCoeffs().m_black[index]; }
-    const QLCoeffRecord& SelectedCoeffs() const;
+    double ToneBlack(std::int32_t index) const { return SelectedCoeffs().m_offset[index]; }
+    const CoeffRecord& SelectedCoeffs() const;
     void SetUseFeeder(bool useFeeder);
     void SetDeviceMatrix(const double* nine);
     void SetStartValues();
@@ -144,13 +150,13 @@ class CQLEngine : public CQLAttribStore {
     double m_feederMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     double m_postMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     double m_densityMatrix[18] = {};
-    QLProfileDefaults m_defaults;
-    QLCoeffRecord m_negCoeffs;
-    QLCoeffRecord m_slideCoeffs;
-    QLCoeffRecord m_slideCoeffsB;
-    QLCoeffRecord m_flatbedCoeffs;
-    QLCoeffRecord m_feederCoeffs;
-    QLGrayRecord m_grayCoeffs;
+    DefaultsRecord m_defaults = {};
+    CoeffRecord m_negCoeffs = kNeutralCoeffs;
+    CoeffRecord m_slideCoeffs = kNeutralCoeffs;
+    CoeffRecord m_slideCoeffsB = kNeutralCoeffs;
+    CoeffRecord m_flatbedCoeffs = kNeutralCoeffs;
+    CoeffRecord m_feederCoeffs = kNeutralCoeffs;
+    GrayRecord m_grayCoeffs = kLuminance;
     // From the header of the current image; 0 between images.
     std::int32_t m_imageHeight = 0;
     std::int32_t m_imageWidth = 0;

@@ -9,8 +9,8 @@ namespace {
 constexpr std::int32_t kSourceBits = 8;
 
 // The nine curve coefficients of a record: three blacks, three gains, three gammas.
-double CurveCoefficient(const QLCoeffRecord& record, std::int32_t index) {
-    const double* const groups[3] = {record.m_black, record.m_gain, record.m_gamma};
+double CurveCoefficient(const CoeffRecord& record, std::int32_t index) {
+    const double* const groups[3] = {record.m_offset, record.m_gain, record.m_gamma};
     return groups[index / 3][index % 3];
 }
 
@@ -77,12 +77,12 @@ std::int32_t CQLEngine::SourceBits() const {
     return kSourceBits;
 }
 
-std::uint32_t CQLEngine::LidColor() const {
-    return m_useFeeder ? m_defaults.m_feederLidColor : m_defaults.m_lidColor;
+std::int32_t CQLEngine::LidColor() const {
+    return m_useFeeder ? m_defaults.m_adfLidColor : m_defaults.m_lidColor;
 }
 
 double CQLEngine::GrayTone(std::int32_t index) const {
-    const double values[] = {m_grayCoeffs.m_black, m_grayCoeffs.m_gain, m_grayCoeffs.m_gamma};
+    const double values[] = {m_grayCoeffs.m_offset, m_grayCoeffs.m_gain, m_grayCoeffs.m_gamma};
     return values[index];
 }
 
@@ -95,7 +95,7 @@ double CQLEngine::SlideCurve(std::int32_t index) const {
     return CurveCoefficient(index < 9 ? m_slideCoeffs : m_slideCoeffsB, index % 9);
 }
 
-const QLCoeffRecord& CQLEngine::SelectedCoeffs() const {
+const CoeffRecord& CQLEngine::SelectedCoeffs() const {
     return m_useFeeder ? m_feederCoeffs : m_flatbedCoeffs;
 }
 

@@ -1,6 +1,6 @@
-// The per-model tables as records. They leave the driver byte for byte as private properties, so
-// their layouts are fixed, and padding is part of them and always 0. "valid" is 1 in a record that
-// has been filled, from whichever source.
+// The per-model tables as records. They leave the driver byte for byte as private properties, which
+// the engine and other programs read, so their layouts are fixed, and padding is part of them and
+// always 0. "valid" is 1 in a record that has been filled, from whichever source.
 #pragma once
 
 #include <cstddef>
@@ -110,10 +110,10 @@ struct DefaultsRecord {
     std::int32_t m_grayChannel;
     std::int32_t m_highlight;
     std::int32_t m_adfShadow;
-    std::uint8_t m_scannerGammaFixed;
+    std::uint8_t m_scannerGammaFixed;  // samples come encoded for a screen (sRGB), not linear
     std::uint8_t m_enhancedColorByDefault;
     std::uint8_t m_reserved3[2];
-    std::int32_t m_lidColor;
+    std::int32_t m_lidColor;  // gray of the lid, 0 to 255
     std::int32_t m_adfLidColor;
 };
 static_assert(sizeof(DefaultsRecord) == 40);

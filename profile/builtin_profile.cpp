@@ -1,6 +1,9 @@
 #include "profile/builtin_profile.h"
 
+#include <memory>
+
 #include "platform/resources.h"
+#include "profile/profile_container.h"
 
 namespace {
 
@@ -10,6 +13,15 @@ const EmbeddedResource kResources[] = {
 const ResourceTable g_resources(kResources);
 
 }  // namespace
+
+std::string BuiltinProfileText() {
+    const auto tree = std::make_unique<ProfileTree>();
+    std::string text(kProfileTextSize, '\0');
+    CMemoryProfileStream stream(kBuiltinProfile, kBuiltinProfileBytes);
+    ReadProfileStream(*tree, stream, text.data(), kProfileTextSize);
+    text.resize(text.find('\0'));
+    return text;
+}
 
 HMODULE ProfileModule() {
     return g_resources.Module();

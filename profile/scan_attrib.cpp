@@ -2,9 +2,11 @@
 
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <new>
 
 #include "platform/com.h"
+#include "profile/builtin_profile.h"
 
 namespace {
 
@@ -59,8 +61,8 @@ CScanAttrib::CScanAttrib(const CScannerProfile& profile, const char* sensorName)
 CScanAttrib::~CScanAttrib() = default;
 
 void CScanAttrib::LoadAll(const CScannerProfile& profile, const char* sensorName) {
-    using Load = void (CScanAttrib::*)(const CScannerProfile&, const char*);
-    constexpr Load kLoads[] = {
+    using LoadTable = void (CScanAttrib::*)(const CScannerProfile&, const char*);
+    constexpr LoadTable kLoads[] = {
         &CScanAttrib::loadSlideMatrix,
         &CScanAttrib::loadFlatbedMatrix,
         &CScanAttrib::loadAdfMatrix,
@@ -85,8 +87,47 @@ void CScanAttrib::LoadAll(const CScannerProfile& profile, const char* sensorName
         &CScanAttrib::loadSharpSmoothMaxPix,
     };
     const char* suffix = SuffixOf(sensorName ? sensorName : "");
-    for (const Load load : kLoads)
+    for (const LoadTable load : kLoads)
         (this->*load)(profile, suffix);
+}
+
+void* CScanAttrib::RecordOf(ScanTable table) {
+    // In the order of ScanTable. Both forms of a table fill one record; lists have none.
+    void* const records[] = {
+        &m_slideMatrix,
+        &m_flatbedMatrix,
+        &m_adfMatrix,
+        &m_postMatrix,
+        &m_negMatrix,
+        &m_negCoeffs,
+        &m_slideCoeffs,
+        &m_flatbedCoeffs,
+        &m_flatbedCoeffs,
+        &m_adfCoeffs,
+        &m_sharpSmooth,
+        &m_sharpSmooth2,
+        &m_darkValues,
+        &m_darkValues,
+        &m_defaults,
+        &m_gray,
+        &m_slideSelection,
+        &m_negSelection,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        &m_flatbedMaxPixMatrix,
+        &m_adfMaxPixMatrix,
+        &m_flatbedCoeffsMaxPix,
+        &m_sharpSmoothMaxPix,
+    };
+    static_assert(std::size(records) == kScanTableCount);
+    return records[static_cast<std::size_t>(table)];
+}
+
+const CScanAttrib& BuiltinAttrib() {
+    static const CScanAttrib attrib{CScannerProfile{BuiltinProfileText()}};
+    return attrib;
 }
 
 void CScanAttrib::getNegCoeffs(CoeffRecord& record) const {

@@ -95,12 +95,18 @@ class CScanAttrib {
         return m_reports[static_cast<std::size_t>(table)];
     }
 
+    // The record of any table that is no list, as its getter copies it (attrib_layout.h tells what
+    // stands where); null for a list.
+    const void* Record(ScanTable table) const {
+        return const_cast<CScanAttrib*>(this)->RecordOf(table);
+    }
+
   private:
     void LoadAll(const CScannerProfile& profile, const char* sensorName);
-    // The table's values, from the profile if it has them all in their range, else from `fallback`.
-    // False for the fallback.
-    bool Take(const CScannerProfile& profile, const char* suffix, ScanTable table,
-              const double* fallback, double* values);
+    // Where the table's record stands; null for a list.
+    void* RecordOf(ScanTable table);
+    // Reads the table's values. False if the profile hasn't all of them in their range.
+    bool Take(const CScannerProfile& profile, const char* suffix, ScanTable table, double* values);
     // Two forms of a table. The newer's values if they are good, else the older's, judged and taken
     // from the array as both lookups have left it. ScanTable::Count for neither.
     ScanTable TakeForm(const CScannerProfile& profile, const char* suffix, ScanTable newer,
@@ -110,19 +116,15 @@ class CScanAttrib {
     bool Judge(const CScannerProfile& profile, const char* suffix, ScanTable table,
                const ProfileLookup& lookup, double* values, std::uint16_t wanted, double low,
                double high);
-    void LoadMatrix(const CScannerProfile& profile, const char* suffix, ScanTable table,
-                    ScanMatrix& matrix);
-    void LoadCoeffs(const CScannerProfile& profile, const char* suffix, ScanTable table,
-                    CoeffRecord& record);
-    void LoadSharpSmooth(const CScannerProfile& profile, const char* suffix, ScanTable table,
-                         SharpSmoothRecord& record);
-    void LoadSelection(const CScannerProfile& profile, const char* suffix, ScanTable table,
-                       DefaultSelection& selection);
+    // Fills the table's record, from the profile or with the fallback.
+    void Load(const CScannerProfile& profile, const char* suffix, ScanTable table);
+    void LoadForm(const CScannerProfile& profile, const char* suffix, ScanTable newer,
+                  ScanTable older);
+    // Also notes whether the profile has a table of the highest resolution.
+    void LoadMaxPix(const CScannerProfile& profile, const char* suffix, ScanTable table);
     template <class Row>
     void LoadRows(const CScannerProfile& profile, const char* suffix, ScanTable table,
                   ScanRows<Row>& rows);
-    bool IsUsed(ScanTable table) const { return Report(table).m_outcome == ScanTableOutcome::Used; }
-    void NoteMaxPix(ScanTable table);
     ScanTableReport& ReportOf(ScanTable table) {
         return m_reports[static_cast<std::size_t>(table)];
     }
@@ -155,3 +157,7 @@ class CScanAttrib {
     std::array<ScanTableReport, kScanTableCount> m_reports;
     std::unique_ptr<CLog> m_pLog;
 };
+
+// The tables of the profile that the module carries, whatever lies in folders of profiles. Made by
+// the first call.
+const CScanAttrib& BuiltinAttrib();

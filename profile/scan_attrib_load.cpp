@@ -1,65 +1,16 @@
 // How the tables are filled. All values pass here as doubles in the order of the profile's text,
 // the built-in ones too.
-#include <algorithm>
-#include <cmath>
 #include <new>
 #include <utility>
 
+#include "profile/attrib_layout.h"
 #include "profile/scan_attrib.h"
 
 namespace {
 
-constexpr double kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-// clang-format off
-constexpr double kNegMatrix[18] = {
-    0.315,  -0.1,   0.112,  -0.086, 0, 0,
-    -0.078, -0.289, -0.136, -0.245, 0, 0,
-    -0.066, -0.227, 0.043,  0.005,  0, 0,
-};
-// clang-format on
-// Offsets, gains, gammas; the density step of negatives.
-constexpr double kCoeffs[9] = {0, 0, 0, 1, 1, 1, 1, 1, 1};
-constexpr double kNegCoeffs[10] = {0, 0, 0, 1, 1, 1, 1, 1, 1, 0.065};
-// Offsets and gammas.
-constexpr double kShortCoeffs[6] = {0, 0, 0, 1, 1, 1};
-// sharp0 to sharp4, minsmooth, smooth, scannerLacksBWSharpening.
-constexpr double kSharpSmooth[8] = {15, 25, 40, 45, 45, 0, 8, 1};
-constexpr double kSharpSmooth2[17] = {0, 0, 0.5, 1, 1.5, 2, 2.5, 4, 4, 5, 5, 5, 5, 1, 0, 70, 1};
-constexpr double kDarkValues[9] = {0, 0, 0, 0, 0, 0, 0, 0, 100};
-constexpr double kDefaults[11] = {200, 200, 0, 0, 1, 1200, 1000, 0, 0, 235, 235};
-constexpr double kGray[6] = {0.30, 0.59, 0.11, 0, 1, 1};
-constexpr double kSelection[4] = {0, 0, 0, 0};
-
-// Values of tables lie in ranges of a few thousand, so that whole numbers always hold them.
-std::int32_t ToI32(double value) {
-    return static_cast<std::int32_t>(value);
-}
-
+// Values of lists lie between 0 and 10000.
 std::uint32_t ToU32(double value) {
     return static_cast<std::uint32_t>(value);
-}
-
-// The low eight bits of the whole number.
-std::uint8_t ToByte(double value) {
-    return static_cast<std::uint8_t>(static_cast<std::uint32_t>(ToI32(value)) & 0xFF);
-}
-
-void FillCoeffs(CoeffRecord& record, const double* offsets, const double* gains,
-                const double* gammas, double densityStep) {
-    record.m_valid = 1;
-    std::copy_n(offsets, 3, record.m_offset);
-    std::copy_n(gains, 3, record.m_gain);
-    std::copy_n(gammas, 3, record.m_gamma);
-    record.m_densityStep = densityStep;
-}
-
-void FillShortCoeffs(CoeffRecord& record, const double* values) {
-    constexpr double kGains[3] = {1, 1, 1};
-    FillCoeffs(record, values, kGains, values + 3, 0);
-}
-
-void FillDarkSet(DarkValueSet& set, const double* values) {
-    set = {ToI32(values[0]), ToI32(values[1]), ToI32(values[2]), ToI32(values[3])};
 }
 
 // The line on which a value of a table stands. Reads the values up to it once more.
@@ -111,14 +62,11 @@ bool CScanAttrib::Judge(const CScannerProfile& profile, const char* suffix, Scan
 }
 
 bool CScanAttrib::Take(const CScannerProfile& profile, const char* suffix, ScanTable table,
-                       const double* fallback, double* values) {
+                       double* values) {
     const ScanTableFacts& facts = FactsOf(table);
     ProfileLookup lookup;
     profile.getTable(facts.m_key, suffix, values, facts.m_count, &lookup);
-    if (Judge(profile, suffix, table, lookup, values, facts.m_count, facts.m_low, facts.m_high))
-        return true;
-    std::copy_n(fallback, facts.m_count, values);
-    return false;
+    return Judge(profile, suffix, table, lookup, values, facts.m_count, facts.m_low, facts.m_high);
 }
 
 ScanTable CScanAttrib::TakeForm(const CScannerProfile& profile, const char* suffix, ScanTable newer,
@@ -147,186 +95,109 @@ ScanTable CScanAttrib::TakeForm(const CScannerProfile& profile, const char* suff
     return ScanTable::Count;
 }
 
-void CScanAttrib::NoteMaxPix(ScanTable table) {
-    if (IsUsed(table))
+void CScanAttrib::Load(const CScannerProfile& profile, const char* suffix, ScanTable table) {
+    double values[kMaxTableValues] = {};
+    const bool isTaken = Take(profile, suffix, table, values);
+    PutNumbers(table, isTaken ? values : FallbackOf(table), RecordOf(table));
+}
+
+// The fallback of the newer form goes ahead: it fills what the older one has no numbers for.
+void CScanAttrib::LoadForm(const CScannerProfile& profile, const char* suffix, ScanTable newer,
+                           ScanTable older) {
+    double values[kMaxTableValues] = {};
+    PutNumbers(newer, FallbackOf(newer), RecordOf(newer));
+    const ScanTable form = TakeForm(profile, suffix, newer, older, values);
+    if (form != ScanTable::Count)
+        PutNumbers(form, values, RecordOf(newer));
+}
+
+void CScanAttrib::LoadMaxPix(const CScannerProfile& profile, const char* suffix, ScanTable table) {
+    Load(profile, suffix, table);
+    if (Report(table).m_outcome == ScanTableOutcome::Used)
         m_maxPixFlag = 1;
 }
 
-// ---- Matrices
-
-void CScanAttrib::LoadMatrix(const CScannerProfile& profile, const char* suffix, ScanTable table,
-                             ScanMatrix& matrix) {
-    Take(profile, suffix, table, kIdentity, matrix.m_values);
-}
-
 void CScanAttrib::loadSlideMatrix(const CScannerProfile& profile, const char* suffix) {
-    LoadMatrix(profile, suffix, ScanTable::Slide, m_slideMatrix);
+    Load(profile, suffix, ScanTable::Slide);
 }
 
 void CScanAttrib::loadFlatbedMatrix(const CScannerProfile& profile, const char* suffix) {
-    LoadMatrix(profile, suffix, ScanTable::Flatbed, m_flatbedMatrix);
+    Load(profile, suffix, ScanTable::Flatbed);
 }
 
 void CScanAttrib::loadAdfMatrix(const CScannerProfile& profile, const char* suffix) {
-    LoadMatrix(profile, suffix, ScanTable::Adf, m_adfMatrix);
+    Load(profile, suffix, ScanTable::Adf);
 }
 
 void CScanAttrib::loadPostMatrix(const CScannerProfile& profile, const char* suffix) {
-    LoadMatrix(profile, suffix, ScanTable::Post, m_postMatrix);
+    Load(profile, suffix, ScanTable::Post);
 }
 
 void CScanAttrib::loadNegMatrix(const CScannerProfile& profile, const char* suffix) {
-    Take(profile, suffix, ScanTable::Neg6x3, kNegMatrix, m_negMatrix.m_values);
-}
-
-void CScanAttrib::loadFlatbedMaxPixMatrix(const CScannerProfile& profile, const char* suffix) {
-    LoadMatrix(profile, suffix, ScanTable::FlatbedMaxPix, m_flatbedMaxPixMatrix);
-    NoteMaxPix(ScanTable::FlatbedMaxPix);
-}
-
-void CScanAttrib::loadAdfMaxPixMatrix(const CScannerProfile& profile, const char* suffix) {
-    LoadMatrix(profile, suffix, ScanTable::AdfMaxPix, m_adfMaxPixMatrix);
-    NoteMaxPix(ScanTable::AdfMaxPix);
-}
-
-// ---- Tone coefficients
-
-void CScanAttrib::LoadCoeffs(const CScannerProfile& profile, const char* suffix, ScanTable table,
-                             CoeffRecord& record) {
-    double values[9] = {};
-    Take(profile, suffix, table, kCoeffs, values);
-    FillCoeffs(record, values, values + 3, values + 6, 0);
+    Load(profile, suffix, ScanTable::Neg6x3);
 }
 
 void CScanAttrib::loadNegCoeffs(const CScannerProfile& profile, const char* suffix) {
-    double values[10] = {};
-    Take(profile, suffix, ScanTable::NegCoeffs, kNegCoeffs, values);
-    FillCoeffs(m_negCoeffs, values, values + 3, values + 6, values[9]);
+    Load(profile, suffix, ScanTable::NegCoeffs);
 }
 
 void CScanAttrib::loadSlideCoeffs(const CScannerProfile& profile, const char* suffix) {
-    LoadCoeffs(profile, suffix, ScanTable::SlideCoeffs, m_slideCoeffs);
+    Load(profile, suffix, ScanTable::SlideCoeffs);
 }
 
 void CScanAttrib::loadFlatbedCoeffs(const CScannerProfile& profile, const char* suffix) {
-    double values[9] = {};
-    const ScanTable form =
-        TakeForm(profile, suffix, ScanTable::FlatbedCoeffs2, ScanTable::FlatbedCoeffs, values);
-    if (form == ScanTable::FlatbedCoeffs2)
-        FillCoeffs(m_flatbedCoeffs, values, values + 3, values + 6, 0);
-    else
-        FillShortCoeffs(m_flatbedCoeffs, form == ScanTable::FlatbedCoeffs ? values : kShortCoeffs);
+    LoadForm(profile, suffix, ScanTable::FlatbedCoeffs2, ScanTable::FlatbedCoeffs);
 }
 
 void CScanAttrib::loadAdfCoeffs(const CScannerProfile& profile, const char* suffix) {
-    LoadCoeffs(profile, suffix, ScanTable::AdfCoeffs, m_adfCoeffs);
-}
-
-void CScanAttrib::loadFlatbedCoeffsMaxPix(const CScannerProfile& profile, const char* suffix) {
-    double values[6] = {};
-    Take(profile, suffix, ScanTable::FlatbedCoeffsMaxPix, kShortCoeffs, values);
-    FillShortCoeffs(m_flatbedCoeffsMaxPix, values);
-    NoteMaxPix(ScanTable::FlatbedCoeffsMaxPix);
-}
-
-// ---- Sharpening and smoothing
-
-// minsmooth and smooth change places on their way from the text.
-void CScanAttrib::LoadSharpSmooth(const CScannerProfile& profile, const char* suffix,
-                                  ScanTable table, SharpSmoothRecord& record) {
-    double values[8] = {};
-    Take(profile, suffix, table, kSharpSmooth, values);
-    record.m_valid = 1;
-    std::transform(values, values + 5, record.m_sharp, ToI32);
-    record.m_minSmooth = ToI32(values[5]);
-    record.m_smooth = ToI32(values[6]);
-    record.m_scannerLacksBWSharpening = ToByte(values[7]);
+    Load(profile, suffix, ScanTable::AdfCoeffs);
 }
 
 void CScanAttrib::loadSharpSmooth(const CScannerProfile& profile, const char* suffix) {
-    LoadSharpSmooth(profile, suffix, ScanTable::SharpSmooth, m_sharpSmooth);
-}
-
-void CScanAttrib::loadSharpSmoothMaxPix(const CScannerProfile& profile, const char* suffix) {
-    LoadSharpSmooth(profile, suffix, ScanTable::SharpSmoothMaxPix, m_sharpSmoothMaxPix);
-    NoteMaxPix(ScanTable::SharpSmoothMaxPix);
+    Load(profile, suffix, ScanTable::SharpSmooth);
 }
 
 void CScanAttrib::loadSharpSmooth2(const CScannerProfile& profile, const char* suffix) {
-    double values[17] = {};
-    Take(profile, suffix, ScanTable::SharpSmooth2, kSharpSmooth2, values);
-    SharpSmooth2Record& record = m_sharpSmooth2;
-    record.m_valid = 1;
-    record.m_useKestrinSmooth = ToByte(values[0]);
-    record.m_useKestrinSharp = ToByte(values[1]);
-    std::copy_n(values + 2, 5, record.m_sharpStrength);
-    std::copy_n(values + 7, 5, record.m_sharpNoise);
-    record.m_smoothNoise = values[12];
-    record.m_smoothSmooth = values[13];
-    record.m_sharpSmooth = values[14];
-    record.m_sharpClip = values[15];
-    record.m_scannerLacksBWSharpening = ToByte(values[16]);
+    Load(profile, suffix, ScanTable::SharpSmooth2);
 }
 
-// ---- The rest of the records
-
 void CScanAttrib::loadDarkValues(const CScannerProfile& profile, const char* suffix) {
-    double values[13] = {};
-    const ScanTable form =
-        TakeForm(profile, suffix, ScanTable::DarkValues2, ScanTable::DarkValues, values);
-    const double* source = form == ScanTable::Count ? kDarkValues : values;
-    const bool hasAdf = form == ScanTable::DarkValues2;
-    DarkValuesLegacyRecord& record = m_darkValues.m_legacy;
-    record.m_valid = 1;
-    FillDarkSet(record.m_print, source);
-    FillDarkSet(record.m_slide, source + 4);
-    m_darkValues.m_adf = {};
-    if (hasAdf)
-        FillDarkSet(m_darkValues.m_adf, source + 8);
-    record.m_maxFlatbedExposureSlope = std::trunc(source[hasAdf ? 12 : 8]);
+    LoadForm(profile, suffix, ScanTable::DarkValues2, ScanTable::DarkValues);
 }
 
 void CScanAttrib::loadDefaults(const CScannerProfile& profile, const char* suffix) {
-    double values[11] = {};
-    Take(profile, suffix, ScanTable::Defaults, kDefaults, values);
-    DefaultsRecord& record = m_defaults;
-    record.m_valid = 1;
-    record.m_defaultPhotoResolution = ToI32(values[0]);
-    record.m_defaultXPAResolution = ToI32(values[1]);
-    record.m_negativeCapable = ToByte(values[2]);
-    record.m_XPAneedsAutoMirror = ToByte(values[3]);
-    record.m_grayChannel = ToI32(values[4]);
-    record.m_highlight = ToI32(values[5]);
-    record.m_adfShadow = ToI32(values[6]);
-    record.m_scannerGammaFixed = ToByte(values[7]);
-    record.m_enhancedColorByDefault = ToByte(values[8]);
-    record.m_lidColor = ToI32(values[9]);
-    record.m_adfLidColor = ToI32(values[10]);
+    Load(profile, suffix, ScanTable::Defaults);
 }
 
 void CScanAttrib::loadGrayTable(const CScannerProfile& profile, const char* suffix) {
-    double values[6] = {};
-    Take(profile, suffix, ScanTable::Gray, kGray, values);
-    m_gray.m_valid = 1;
-    std::copy_n(values, 3, m_gray.m_matrix);
-    m_gray.m_offset = values[3];
-    m_gray.m_gain = values[4];
-    m_gray.m_gamma = values[5];
-}
-
-void CScanAttrib::LoadSelection(const CScannerProfile& profile, const char* suffix, ScanTable table,
-                                DefaultSelection& selection) {
-    double values[4] = {};
-    Take(profile, suffix, table, kSelection, values);
-    std::transform(values, values + 4, selection.m_values, ToU32);
+    Load(profile, suffix, ScanTable::Gray);
 }
 
 void CScanAttrib::loadSlideDefaultSelection(const CScannerProfile& profile, const char* suffix) {
-    LoadSelection(profile, suffix, ScanTable::SlideSelection, m_slideSelection);
+    Load(profile, suffix, ScanTable::SlideSelection);
 }
 
 void CScanAttrib::loadNegDefaultSelection(const CScannerProfile& profile, const char* suffix) {
-    LoadSelection(profile, suffix, ScanTable::NegSelection, m_negSelection);
+    Load(profile, suffix, ScanTable::NegSelection);
+}
+
+void CScanAttrib::loadFlatbedMaxPixMatrix(const CScannerProfile& profile, const char* suffix) {
+    LoadMaxPix(profile, suffix, ScanTable::FlatbedMaxPix);
+}
+
+void CScanAttrib::loadAdfMaxPixMatrix(const CScannerProfile& profile, const char* suffix) {
+    LoadMaxPix(profile, suffix, ScanTable::AdfMaxPix);
+}
+
+void CScanAttrib::loadFlatbedCoeffsMaxPix(const CScannerProfile& profile, const char* suffix) {
+    // Its six numbers leave the gains out.
+    PutNumbers(ScanTable::FlatbedCoeffs2, FallbackOf(ScanTable::FlatbedCoeffs2),
+               &m_flatbedCoeffsMaxPix);
+    LoadMaxPix(profile, suffix, ScanTable::FlatbedCoeffsMaxPix);
+}
+
+void CScanAttrib::loadSharpSmoothMaxPix(const CScannerProfile& profile, const char* suffix) {
+    LoadMaxPix(profile, suffix, ScanTable::SharpSmoothMaxPix);
 }
 
 // ---- Lists
@@ -337,8 +208,7 @@ void CScanAttrib::LoadRows(const CScannerProfile& profile, const char* suffix, S
     const ScanTableFacts& facts = FactsOf(table);
     rows = {};
     double first = 0;
-    constexpr double kNone = 0;
-    if (!Take(profile, suffix, table, &kNone, &first) || ToU32(first) == 0)
+    if (!Take(profile, suffix, table, &first) || ToU32(first) == 0)
         return;
     const std::uint32_t count = ToU32(first);
     const auto wanted = static_cast<std::uint16_t>(1 + count * facts.m_rowCount);

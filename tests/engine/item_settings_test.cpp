@@ -181,20 +181,20 @@ TEST_F(ItemSettings, TablesAreTakenOverOnceAndAnnouncedInOrder) {
 
     CTestProfile profile;
     profile.PutInto(m_item);
-    QLProfileDefaults invalid;
+    DefaultsRecord invalid = {};
     invalid.m_lidColor = 5;
     m_item.PutRecord(QL_PROP_DEFAULTS, invalid);
     Read();
     EXPECT_TRUE(log.empty()) << "defaults that aren't valid take nothing over";
     EXPECT_EQ(Get(QL_ATTR_DEFAULT_WORD), 5) << "but are read each time";
-    profile.m_gray.m_weights[1] = 0.75;
+    profile.m_gray.m_matrix[1] = 0.75;
     profile.PutInto(m_item);
     Read();
     EXPECT_EQ(log, expected);
     const auto* weights = WordPointer<const double>(m_rig.m_engine.GetValue(QL_ATTR_GRAY_WEIGHTS));
     EXPECT_EQ(weights[1], 0.75);
     log.clear();
-    profile.m_gray.m_weights[1] = 0.25;
+    profile.m_gray.m_matrix[1] = 0.25;
     profile.m_defaults.m_lidColor = 6;
     profile.PutInto(m_item);
     Read();
@@ -226,12 +226,12 @@ TEST(EngineTables, AreNeutralBeforeAProfileComes) {
 }
 
 // Coefficients 0 to 9 of a record, counted on from `base` in halves.
-QLCoeffRecord Record(double base) {
-    QLCoeffRecord record;
-    double* const groups[] = {record.m_black, record.m_gain, record.m_gamma};
+CoeffRecord Record(double base) {
+    CoeffRecord record = {};
+    double* const groups[] = {record.m_offset, record.m_gain, record.m_gamma};
     for (int i = 0; i < 9; ++i)
         groups[i / 3][i % 3] = base + i / 2.0;
-    record.m_tenth = base + 4.5;
+    record.m_densityStep = base + 4.5;
     return record;
 }
 
@@ -246,8 +246,8 @@ TEST(EngineTables, AnswerForTheSelectedSource) {
     profile.m_negCoeffs = Record(50);
     profile.m_gray.m_gain = 1.5;
     profile.m_defaults.m_lidColor = 3;
-    profile.m_defaults.m_feederLidColor = 0xFFFFFFFFu;
-    profile.m_defaults.m_srgbOutput = 1;
+    profile.m_defaults.m_adfLidColor = -1;
+    profile.m_defaults.m_scannerGammaFixed = 1;
     profile.PutInto(item);
     item.m_longs[QL_PROP_EXPOSURE_METHOD] = 0;
     rig.m_engine.ReadItemSettings(&item);

@@ -222,24 +222,24 @@ bool IsBits(const Settings& s) {
 void Tone(Samples& samples, const Settings& s) {
     const CTestProfile& p = s.m_profile;
     if (s.m_source <= kFeeder) {
-        const QLCoeffRecord& c = s.m_source == kFeeder ? p.m_feederCoeffs : p.m_flatbedCoeffs;
+        const CoeffRecord& c = s.m_source == kFeeder ? p.m_feederCoeffs : p.m_flatbedCoeffs;
         bool neutral = true;
         for (int i = 0; i < 3; ++i)
-            neutral = neutral && Fixed(c.m_gamma[i]) == 1 && Fixed(c.m_black[i]) == 0;
+            neutral = neutral && Fixed(c.m_gamma[i]) == 1 && Fixed(c.m_offset[i]) == 0;
         if (neutral || IsBits(s))
             return;
-        const auto table = [&c](int i) { return Levels(c.m_black[i], c.m_gamma[i], c.m_gain[i]); };
+        const auto table = [&c](int i) { return Levels(c.m_offset[i], c.m_gamma[i], c.m_gain[i]); };
         if (samples.m_channels == 3) {
             samples.Map(table(0), table(1), table(2));
         } else {
-            const Table gray = Levels(p.m_gray.m_black, p.m_gray.m_gamma, p.m_gray.m_gain);
+            const Table gray = Levels(p.m_gray.m_offset, p.m_gray.m_gamma, p.m_gray.m_gain);
             samples.Map(gray, gray, gray);
         }
     } else if (samples.m_channels == 3) {
-        const QLCoeffRecord& c = s.m_source == kSlide ? p.m_slideCoeffs : p.m_negCoeffs;
+        const CoeffRecord& c = s.m_source == kSlide ? p.m_slideCoeffs : p.m_negCoeffs;
         const auto table = [&](int i) {
-            return s.m_source == kSlide ? SlideCurve(c.m_black[i], c.m_gain[i], c.m_gamma[i])
-                                        : NegativeCurve(c.m_black[i], c.m_gain[i], c.m_gamma[i]);
+            return s.m_source == kSlide ? SlideCurve(c.m_offset[i], c.m_gain[i], c.m_gamma[i])
+                                        : NegativeCurve(c.m_offset[i], c.m_gain[i], c.m_gamma[i]);
         };
         samples.Map(table(0), table(1), table(2));
     }
@@ -257,7 +257,7 @@ void Color(Samples& samples, const Settings& s) {
         std::copy_n(s.m_source == kSlide ? p.m_slide : p.m_flatbed, 9, device.m);
         matrix = device.Then(saturation);
     } else if (s.m_type != kColor && s.m_source <= kFeeder) {
-        matrix = Matrix::Rows(p.m_gray.m_weights[0], p.m_gray.m_weights[1], p.m_gray.m_weights[2]);
+        matrix = Matrix::Rows(p.m_gray.m_matrix[0], p.m_gray.m_matrix[1], p.m_gray.m_matrix[2]);
     } else if (s.m_type != kColor &&
                (s.m_source == kSlide || !s.m_saturationWritten || s.m_type == kHalftone)) {
         // The negative's stage takes a saturation that is written for its whole matrix. Halftone is
@@ -279,7 +279,7 @@ void TakeGreen(Samples& samples) {
 
 // Samples as they stand before the threshold or the inversion.
 Samples Developed(const CTestPicture& picture, const Settings& s) {
-    Samples samples = Decode(picture, s.m_profile.m_defaults.m_srgbOutput != 0);
+    Samples samples = Decode(picture, s.m_profile.m_defaults.m_scannerGammaFixed != 0);
     Tone(samples, s);
     Color(samples, s);
     if (!IsBits(s)) {
@@ -360,11 +360,11 @@ testing::AssertionResult Same(const Bytes& got, const Bytes& expected) {
 // that are cut and gray weights that don't add up to 1.
 CTestProfile StrongProfile() {
     CTestProfile p;
-    p.m_flatbedCoeffs = {1, {4.2, 0, 7.75}, {1.1, 0.95, 1.0}, {1.3, 0.8, 1.0}, 0};
-    p.m_feederCoeffs = {1, {0, 11.3, 2.1}, {1.0, 1.2, 0.9}, {1.0, 1.7, 1.1}, 0};
-    p.m_slideCoeffs = {1, {1200.6, 0, 303.3}, {1.05, 0.9, 1.2}, {1.4, 1.0, 0.75}, 0};
-    p.m_negCoeffs = {1, {900.7, 2000.2, 0}, {1.3, 1.0, 0.8}, {1.9, 0.6, 1.005}, 0.07};
-    p.m_gray = {1, {0.25, 0.6, 0.2}, 3.3, 1.08, 1.25};
+    p.m_flatbedCoeffs = {1, {}, {4.2, 0, 7.75}, {1.1, 0.95, 1.0}, {1.3, 0.8, 1.0}, 0};
+    p.m_feederCoeffs = {1, {}, {0, 11.3, 2.1}, {1.0, 1.2, 0.9}, {1.0, 1.7, 1.1}, 0};
+    p.m_slideCoeffs = {1, {}, {1200.6, 0, 303.3}, {1.05, 0.9, 1.2}, {1.4, 1.0, 0.75}, 0};
+    p.m_negCoeffs = {1, {}, {900.7, 2000.2, 0}, {1.3, 1.0, 0.8}, {1.9, 0.6, 1.005}, 0.07};
+    p.m_gray = {1, {}, {0.25, 0.6, 0.2}, 3.3, 1.08, 1.25};
     const double flatbed[9] = {2.4, -0.3, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
     const double slide[9] = {1.2, -0.1, -0.1, 0.2, 0.7, 0.1, -0.3, 0.1, 1.2};
     std::copy_n(flatbed, 9, p.m_flatbed);
@@ -487,7 +487,7 @@ TEST(WholeChainSettings, EncodedSourcesAreDecodedFirst) {
     for (const int type : {kColor, kGray, kLineArt}) {
         Settings s;
         s.m_type = type;
-        s.m_profile.m_defaults.m_srgbOutput = 1;
+        s.m_profile.m_defaults.m_scannerGammaFixed = 1;
         for (const std::int32_t bits : {24, 8}) {
             CEngineRig rig;
             Apply(rig.m_engine, s);

@@ -2,7 +2,6 @@
 
 #include <sstream>
 
-#include "engine/profile_records.h"
 #include "platform/com.h"
 #include "profile/builtin_profile.h"
 #include "tests/profile/profile_rig.h"
@@ -399,21 +398,6 @@ TEST(ScanAttrib, SensorsHaveKeysOfTheirOwn) {
     EXPECT_EQ(first("Other"), 0);
     EXPECT_EQ(first(nullptr), 0);
 }
-
-// The engine has records of its own for the same bytes.
-static_assert(offsetof(QLCoeffRecord, m_black) == offsetof(CoeffRecord, m_offset) &&
-              offsetof(QLCoeffRecord, m_gain) == offsetof(CoeffRecord, m_gain) &&
-              offsetof(QLCoeffRecord, m_gamma) == offsetof(CoeffRecord, m_gamma) &&
-              offsetof(QLCoeffRecord, m_tenth) == offsetof(CoeffRecord, m_densityStep));
-static_assert(offsetof(QLGrayRecord, m_weights) == offsetof(GrayRecord, m_matrix) &&
-              offsetof(QLGrayRecord, m_black) == offsetof(GrayRecord, m_offset) &&
-              offsetof(QLGrayRecord, m_gamma) == offsetof(GrayRecord, m_gamma));
-using Theirs = QLProfileDefaults;
-static_assert(offsetof(Theirs, m_srgbOutput) == offsetof(DefaultsRecord, m_scannerGammaFixed) &&
-              offsetof(Theirs, m_engineFlag28) ==
-                  offsetof(DefaultsRecord, m_enhancedColorByDefault) &&
-              offsetof(Theirs, m_lidColor) == offsetof(DefaultsRecord, m_lidColor) &&
-              offsetof(Theirs, m_feederLidColor) == offsetof(DefaultsRecord, m_adfLidColor));
 
 // ---- The profile that the driver carries
 

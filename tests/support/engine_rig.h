@@ -181,17 +181,21 @@ class CTestItem final : public IQLItemProperties {
 
 // The per-model tables, neutral until a test fills them.
 struct CTestProfile {
-    QLProfileDefaults m_defaults;
+    DefaultsRecord m_defaults = {};
     double m_flatbed[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     double m_slide[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     double m_feeder[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     double m_post[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     double m_density[18] = {};
-    QLCoeffRecord m_flatbedCoeffs, m_feederCoeffs, m_slideCoeffs, m_slideCoeffsB, m_negCoeffs;
-    QLGrayRecord m_gray;
+    CoeffRecord m_flatbedCoeffs = kNeutralCoeffs;
+    CoeffRecord m_feederCoeffs = kNeutralCoeffs;
+    CoeffRecord m_slideCoeffs = kNeutralCoeffs;
+    CoeffRecord m_slideCoeffsB = kNeutralCoeffs;
+    CoeffRecord m_negCoeffs = kNeutralCoeffs;
+    GrayRecord m_gray = kLuminance;
 
     void PutInto(CTestItem& item) const {
-        QLProfileDefaults defaults = m_defaults;
+        DefaultsRecord defaults = m_defaults;
         defaults.m_valid = 1;
         item.PutRecord(QL_PROP_DEFAULTS, defaults);
         item.PutRecord(QL_PROP_FLATBED_MATRIX, m_flatbed);

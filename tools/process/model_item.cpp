@@ -10,8 +10,8 @@
 #include <ostream>
 #include <span>
 
-#include "engine/profile_records.h"
 #include "platform/wia.h"
+#include "profile/attrib_records.h"
 #include "tools/text_values.h"
 
 namespace {
@@ -103,24 +103,31 @@ constexpr RecordRow kRecords[] = {
 
 // Where each number of the defaults stands in its record, and in how many bytes.
 #define NVQ_FIELD(field) \
-    { offsetof(QLProfileDefaults, field), sizeof(QLProfileDefaults::field) }
+    { offsetof(DefaultsRecord, field), sizeof(DefaultsRecord::field) }
 constexpr struct {
     std::size_t offset;
     std::size_t size;
 } kDefaultsFields[] = {
-    NVQ_FIELD(m_photoResolution),    NVQ_FIELD(m_adapterResolution), NVQ_FIELD(m_negativeCapable),
-    NVQ_FIELD(m_adapterNeedsMirror), NVQ_FIELD(m_grayChannel),       NVQ_FIELD(m_highlight),
-    NVQ_FIELD(m_feederShadow),       NVQ_FIELD(m_srgbOutput),        NVQ_FIELD(m_engineFlag28),
-    NVQ_FIELD(m_lidColor),           NVQ_FIELD(m_feederLidColor),
+    NVQ_FIELD(m_defaultPhotoResolution),
+    NVQ_FIELD(m_defaultXPAResolution),
+    NVQ_FIELD(m_negativeCapable),
+    NVQ_FIELD(m_XPAneedsAutoMirror),
+    NVQ_FIELD(m_grayChannel),
+    NVQ_FIELD(m_highlight),
+    NVQ_FIELD(m_adfShadow),
+    NVQ_FIELD(m_scannerGammaFixed),
+    NVQ_FIELD(m_enhancedColorByDefault),
+    NVQ_FIELD(m_lidColor),
+    NVQ_FIELD(m_adfLidColor),
 };
 #undef NVQ_FIELD
 static_assert(std::size(kDefaultsFields) == std::size(kDefaults));
-constexpr std::size_t kEncodedFlag = 7;  // m_srgbOutput
+constexpr std::size_t kEncodedFlag = 7;  // m_scannerGammaFixed
 
 // The real numbers of the other records stand one behind the other, from here on.
 constexpr std::size_t kFirstReal = 8;
-static_assert(offsetof(QLCoeffRecord, m_black) == kFirstReal);
-static_assert(offsetof(QLGrayRecord, m_weights) == kFirstReal);
+static_assert(offsetof(CoeffRecord, m_offset) == kFirstReal);
+static_assert(offsetof(GrayRecord, m_matrix) == kFirstReal);
 
 void PutReals(std::span<const double> numbers, std::size_t offset, std::vector<BYTE>* bytes) {
     std::memcpy(bytes->data() + offset, numbers.data(), numbers.size_bytes());
@@ -147,15 +154,15 @@ std::vector<BYTE> RecordBytes(RecordKind kind, std::span<const double> numbers) 
             PutReals(numbers, 0, &bytes);
             return bytes;
         case Coefficients:
-            bytes.resize(sizeof(QLCoeffRecord));
+            bytes.resize(sizeof(CoeffRecord));
             PutReals(numbers, kFirstReal, &bytes);
             break;
         case Gray:
-            bytes.resize(sizeof(QLGrayRecord));
+            bytes.resize(sizeof(GrayRecord));
             PutReals(numbers, kFirstReal, &bytes);
             break;
         case Defaults:
-            bytes.resize(sizeof(QLProfileDefaults));
+            bytes.resize(sizeof(DefaultsRecord));
             PutDefaults(numbers, &bytes);
             break;
     }
