@@ -5,15 +5,6 @@
 
 #include "pictures/file_failure.h"
 
-namespace {
-
-// Colours that go with a depth.
-std::size_t MostColors(WORD bitsPerPixel) {
-    return bitsPerPixel == 24 ? 0 : std::size_t{1} << bitsPerPixel;
-}
-
-}  // namespace
-
 // Runs one step of the file if it is its turn. A step that fails takes the file with it.
 template <typename TAction>
 bool CBandWriter::Try(EState expected, TAction action) {
@@ -93,7 +84,7 @@ void CBandWriter::CheckHeader(const BITMAPINFOHEADER& info,
         Fail("would hold rows compressed by method " + std::to_string(info.biCompression) +
              "; uncompressed rows (method 0) are written");
     }
-    const std::size_t colors = MostColors(info.biBitCount);
+    const DWORD colors = FullColorCount(info.biBitCount);
     if (colors != 0 && (palette.empty() || palette.size() > colors)) {
         Fail("would have a palette of " + std::to_string(palette.size()) + " colours; 1 to " +
              std::to_string(colors) + " go with " + bits + " bits a pixel");
@@ -101,13 +92,13 @@ void CBandWriter::CheckHeader(const BITMAPINFOHEADER& info,
 }
 
 void CBandWriter::TakeHeader(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) {
-    const std::size_t colors = MostColors(info.biBitCount);
+    const DWORD colors = FullColorCount(info.biBitCount);
     m_palette.fill({0xFF, 0xFF, 0xFF, 0});
     if (colors != 0)
         std::ranges::copy(palette, m_palette.begin());
     m_info = info;
-    m_info.biClrUsed = static_cast<DWORD>(colors);
-    const std::int64_t stride = BitmapStride(info.biWidth, info.biBitCount);
+    m_info.biClrUsed = colors;
+    const std::int64_t stride = BitmapStride(info);
     const std::int64_t lines = std::clamp<std::int64_t>(kFileBandBytes / stride, 1, info.biHeight);
     m_stride = static_cast<std::size_t>(stride);
     m_band.resize(static_cast<std::size_t>(lines * stride));

@@ -52,7 +52,7 @@ class CBandWriter : public CPictureWriter {
     void CompletePage();
 
     EState m_state = EState::Fresh;
-    std::array<RGBQUAD, kMaxPaletteColors> m_palette = {};
+    std::array<RGBQUAD, kMaxBitmapColors> m_palette = {};
     std::size_t m_stride = 0;
     std::vector<std::uint8_t> m_band;
     std::size_t m_filled = 0;

@@ -3,21 +3,12 @@
 #include <algorithm>
 
 void CBitmapFileWriter::Start() {
-    BITMAPFILEHEADER file = {};
-    file.bfType = BITMAP_FILE_TYPE;
-    file.bfSize = BitmapSizeField(PixelOffset() + ImageBytes());
-    file.bfOffBits = static_cast<DWORD>(PixelOffset());
-    BITMAPINFOHEADER info = {};
-    info.biSize = sizeof(info);
-    info.biWidth = m_info.biWidth;
-    info.biHeight = m_info.biHeight;
-    info.biPlanes = 1;
-    info.biBitCount = m_info.biBitCount;
-    info.biSizeImage = BitmapSizeField(ImageBytes());
+    BITMAPINFOHEADER info = MakeInfoHeader(m_info.biWidth, m_info.biHeight, m_info.biBitCount);
     info.biXPelsPerMeter = m_info.biXPelsPerMeter;
     info.biYPelsPerMeter = m_info.biYPelsPerMeter;
-    info.biClrUsed = m_info.biClrUsed;
     info.biClrImportant = m_info.biClrImportant;
+    const BITMAPFILEHEADER file = MakeFileHeader(info, ImageBytes());
+    m_pixelOffset = file.bfOffBits;
     m_file.WriteAt(&file, sizeof(file), 0);
     m_file.WriteAt(&info, sizeof(info), sizeof(file));
     m_file.WriteAt(Palette().data(), Palette().size_bytes(), sizeof(file) + sizeof(info));
@@ -30,5 +21,5 @@ void CBitmapFileWriter::StoreBand(std::uint8_t* rows, std::int32_t count) {
         std::swap_ranges(first, first + Stride(), last);
     const std::int64_t rowsBelow = std::int64_t{m_info.biHeight} - m_line - count;
     m_file.WriteAt(rows, Stride() * static_cast<std::size_t>(count),
-                   PixelOffset() + rowsBelow * static_cast<std::int64_t>(Stride()));
+                   m_pixelOffset + rowsBelow * static_cast<std::int64_t>(Stride()));
 }

@@ -12,8 +12,5 @@ class CBitmapFileWriter final : public CBandWriter {
     void StoreBand(std::uint8_t* rows, std::int32_t count) override;
     void Complete() override {}
 
-    std::int64_t PixelOffset() const {
-        return static_cast<std::int64_t>(sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER) +
-                                         Palette().size_bytes());
-    }
+    std::int64_t m_pixelOffset = 0;
 };

@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr DWORD kPlainInfoSize = sizeof(BITMAPINFOHEADER);
-constexpr DWORD kInfoHeaderSizes[] = {kPlainInfoSize, 52, 56, 108, 124};
+// The later ones only add colour spaces behind the fields that count here.
+constexpr DWORD kInfoHeaderSizes[] = {sizeof(BITMAPINFOHEADER), 52, 56, 108, 124};
 constexpr DWORD kUncompressed = 0;
 
 }  // namespace
@@ -25,25 +25,12 @@ CBitmapReader::CBitmapReader(CInputFile file) : m_file(std::move(file)) {
     m_info.m_bitsPerPixel = m_infoHeader.biBitCount;
     m_info.m_xPelsPerMeter = std::max(m_infoHeader.biXPelsPerMeter, 0);
     m_info.m_yPelsPerMeter = std::max(m_infoHeader.biYPelsPerMeter, 0);
-    m_info.m_isPlainBitmap = m_infoHeader.biBitCount == 24 && m_infoHeader.biSize == kPlainInfoSize;
+    m_info.m_isPlainBitmap =
+        m_infoHeader.biBitCount == 24 && m_infoHeader.biSize == sizeof(BITMAPINFOHEADER);
     if (m_infoHeader.biBitCount == 8)
         TakePalette();
     const std::int64_t lines = std::clamp<std::int64_t>(kFileBandBytes / Stride(), 1, Height());
     m_band.resize(static_cast<std::size_t>(lines * Stride()));
-}
-
-std::int64_t CBitmapReader::Stride() const {
-    return BitmapStride(m_infoHeader.biWidth, m_infoHeader.biBitCount);
-}
-
-std::int64_t CBitmapReader::Height() const {
-    const std::int64_t height = m_infoHeader.biHeight;
-    return height < 0 ? -height : height;
-}
-
-std::uint32_t CBitmapReader::PaletteCount() const {
-    return m_infoHeader.biClrUsed == 0 && m_infoHeader.biBitCount == 8 ? kMaxPaletteColors
-                                                                       : m_infoHeader.biClrUsed;
 }
 
 void CBitmapReader::ReadHeaders() {
@@ -79,7 +66,7 @@ void CBitmapReader::CheckInfo() const {
         Fail("is compressed by method " + std::to_string(info.biCompression) +
              "; uncompressed bitmaps (method 0) are read");
     }
-    if (info.biClrUsed > kMaxPaletteColors) {
+    if (info.biClrUsed > kMaxBitmapColors) {
         Fail("has a palette of " + std::to_string(info.biClrUsed) +
              " colours; at most 256 are read");
     }
@@ -104,7 +91,8 @@ void CBitmapReader::CheckExtent() const {
 void CBitmapReader::CheckPlaces() const {
     const std::int64_t size = m_file.Size();
     const std::int64_t headers = std::int64_t{sizeof(m_fileHeader)} + m_infoHeader.biSize;
-    const std::int64_t palette = headers + std::int64_t{PaletteCount()} * std::int64_t{4};
+    const std::int64_t palette =
+        headers + std::int64_t{BitmapColorCount(m_infoHeader)} * std::int64_t{sizeof(RGBQUAD)};
     const std::int64_t offset = m_fileHeader.bfOffBits;
     const std::string pixelsBegin = "has pixels from byte " + std::to_string(offset);
     if (offset < headers)
@@ -119,7 +107,7 @@ void CBitmapReader::CheckPlaces() const {
     }
     if (offset >= size)
         Fail(pixelsBegin + " on, beyond its end at " + std::to_string(size));
-    const std::int64_t pixels = Stride() * Height();
+    const std::int64_t pixels = BitmapImageBytes(m_infoHeader);
     if (pixels > size - offset) {
         Fail("holds " + std::to_string(size - offset) + " bytes of pixels; " +
              std::to_string(m_infoHeader.biWidth) + " x " + std::to_string(Height()) +
@@ -132,7 +120,7 @@ void CBitmapReader::CheckPlaces() const {
 }
 
 void CBitmapReader::TakePalette() {
-    const std::size_t count = PaletteCount();
+    const std::size_t count = BitmapColorCount(m_infoHeader);
     m_file.ReadAt(m_palette.data(), count * sizeof(RGBQUAD),
                   std::int64_t{sizeof(m_fileHeader)} + m_infoHeader.biSize);
     const bool isGray = std::all_of(m_palette.begin(), m_palette.end(), [](const RGBQUAD& entry) {

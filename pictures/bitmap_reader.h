@@ -29,16 +29,15 @@ class CBitmapReader final : public CPictureReader {
     void FillBand();
     void ConvertRow(std::uint8_t* target, const std::uint8_t* row) const;
 
-    std::int64_t Stride() const;
-    std::int64_t Height() const;
-    std::uint32_t PaletteCount() const;
+    std::int64_t Stride() const { return BitmapStride(m_infoHeader); }
+    std::int64_t Height() const { return BitmapLines(m_infoHeader); }
 
     CInputFile m_file;
     BITMAPFILEHEADER m_fileHeader = {};
     BITMAPINFOHEADER m_infoHeader = {};
     EMapping m_mapping = EMapping::None;
     // Pixels beyond a short palette are black.
-    std::array<RGBQUAD, kMaxPaletteColors> m_palette = {};
+    std::array<RGBQUAD, kMaxBitmapColors> m_palette = {};
 
     std::vector<std::uint8_t> m_band;  // rows in file order
     std::int32_t m_bandLines = 0;

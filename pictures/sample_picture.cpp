@@ -87,15 +87,6 @@ void ToGray(std::uint8_t* bgr, std::int32_t width) {
         *gray++ = static_cast<std::uint8_t>((11 * bgr[0] + 59 * bgr[1] + 30 * bgr[2] + 50) / 100);
 }
 
-std::array<RGBQUAD, kMaxPaletteColors> GrayRamp() {
-    std::array<RGBQUAD, kMaxPaletteColors> ramp;
-    for (std::size_t i = 0; i < ramp.size(); ++i) {
-        const auto gray = static_cast<BYTE>(i);
-        ramp[i] = {gray, gray, gray, 0};
-    }
-    return ramp;
-}
-
 }  // namespace
 
 void DrawSampleLine(std::int32_t width, std::int32_t height, std::int32_t line, std::uint8_t* bgr) {
@@ -115,15 +106,12 @@ void DrawSampleLine(std::int32_t width, std::int32_t height, std::int32_t line, 
 
 bool WriteSamplePicture(const CSampleJob& job, CPictureWriter& writer) {
     const std::int32_t bits = job.m_gray ? 8 : 24;
-    BITMAPINFOHEADER info = {};
-    info.biSize = sizeof(info);
-    info.biWidth = job.m_width;
-    info.biHeight = job.m_height;
-    info.biPlanes = 1;
-    info.biBitCount = static_cast<WORD>(bits);
+    BITMAPINFOHEADER info = MakeInfoHeader(job.m_width, job.m_height, bits);
     info.biXPelsPerMeter = PelsPerMeter(job.m_dpi);
     info.biYPelsPerMeter = info.biXPelsPerMeter;
-    bool ok = writer.Begin(info, GrayRamp());
+    std::vector<RGBQUAD> grays(info.biClrUsed);
+    FillGrayRamp(grays);
+    bool ok = writer.Begin(info, grays);
     std::vector<std::uint8_t> row(static_cast<std::size_t>(BitmapStride(job.m_width, 24)));
     for (std::int32_t line = 0; ok && line < job.m_height; ++line) {
         if (job.m_cancelled && job.m_cancelled())

@@ -149,7 +149,7 @@ void CTiffFileWriter::DescribePixels() {
 void CTiffFileWriter::DescribePalette() {
     constexpr std::uint16_t kTo16Bits = 257;
 
-    std::array<std::array<std::uint16_t, kMaxPaletteColors>, 3> colors = {};
+    std::array<std::array<std::uint16_t, kMaxBitmapColors>, 3> colors = {};
     for (std::size_t i = 0; i < Palette().size(); ++i) {
         const RGBQUAD& color = Palette()[i];
         colors[0][i] = static_cast<std::uint16_t>(color.rgbRed * kTo16Bits);

@@ -30,29 +30,18 @@ std::uint8_t* CPictureStream::Extend(std::size_t bytes) {
 
 void CPictureStream::WriteHeaders() {
     const CPictureInfo& picture = m_reader.Info();
-    BITMAPINFOHEADER info = {};
-    info.biSize = sizeof(info);
-    info.biWidth = picture.m_width;
-    info.biHeight = -picture.m_height;
-    info.biPlanes = 1;
-    info.biBitCount = static_cast<WORD>(picture.m_bitsPerPixel);
-    const std::int64_t imageBytes = static_cast<std::int64_t>(m_stride) * picture.m_height;
-    info.biSizeImage = BitmapSizeField(imageBytes);
+    BITMAPINFOHEADER info =
+        MakeInfoHeader(picture.m_width, -picture.m_height, picture.m_bitsPerPixel);
     info.biXPelsPerMeter = picture.m_xPelsPerMeter;
     info.biYPelsPerMeter = picture.m_yPelsPerMeter;
-    info.biClrUsed = picture.m_bitsPerPixel == 8 ? kMaxPaletteColors : 0;
-    BITMAPFILEHEADER file = {};
-    file.bfType = BITMAP_FILE_TYPE;
-    file.bfOffBits =
-        static_cast<DWORD>(sizeof(file) + sizeof(info) + info.biClrUsed * sizeof(RGBQUAD));
-    file.bfSize = BitmapSizeField(file.bfOffBits + imageBytes);
+    const BITMAPFILEHEADER file = MakeFileHeader(info, BitmapImageBytes(info));
+    std::vector<RGBQUAD> grays(info.biClrUsed);
+    FillGrayRamp(grays);
     std::memcpy(Extend(sizeof(file)), &file, sizeof(file));
     std::memcpy(Extend(sizeof(info)), &info, sizeof(info));
-    for (DWORD i = 0; i < info.biClrUsed; ++i) {
-        const auto gray = static_cast<BYTE>(i);
-        const RGBQUAD color = {gray, gray, gray, 0};
-        std::memcpy(Extend(sizeof(color)), &color, sizeof(color));
-    }
+    if (!grays.empty())
+        std::memcpy(Extend(grays.size() * sizeof(RGBQUAD)), grays.data(),
+                    grays.size() * sizeof(RGBQUAD));
 }
 
 bool CPictureStream::AddBand(std::int32_t lines) {
