@@ -209,7 +209,8 @@ QLStatus CChainBase::OpenForAnalysis() {
 }
 
 QLStatus CChainBase::OpenForPalette() {
-    CloseChain();
+    if (m_passOpen)
+        CloseChain();
     m_port.Notify(QL_ATTR_PALETTE_COLLECT);
     Build();
     if (!m_source || !m_tail)

@@ -144,7 +144,7 @@ class CQLEngine : public CQLAttribStore {
     bool m_cancelled = false;  // the last client answer was S_FALSE
     bool m_useFeeder = false;
     bool m_skipSharpen = false;
-    QLRect m_bandRect;  // of the last band: first line, first column, end line, end column
+    QLRect m_bandRect;  // of the last band; its ends lie behind the last line and column
     double m_tmaMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     double m_flatbedMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     double m_feederMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};

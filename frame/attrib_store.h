@@ -32,10 +32,11 @@ struct QLAttribTree {
     std::unique_ptr<QLAttribNode> m_root;
 };
 
-// Rectangle in pixels: first line, first column, last line, last column.
+// Rectangle in pixels. Whether bottom and right still belong to it, its attribute tells: a band's
+// lie behind the last line and column, those of a threshold's rectangle on them.
 struct QLRect {
-    std::int32_t top = 0;
-    std::int32_t left = 0;
+    std::int32_t top = 0;   // first line
+    std::int32_t left = 0;  // first column
     std::int32_t bottom = 0;
     std::int32_t right = 0;
 };

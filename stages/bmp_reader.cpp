@@ -7,20 +7,18 @@
 
 #include "frame/fixed_point.h"
 #include "frame/try_new.h"
+#include "platform/bitmap_headers.h"
 #include "platform/com.h"
 #include "platform/files.h"
 
 namespace {
 
 constexpr std::int32_t kDefaultDpi = 72;
-// 16-bit colour lines of this width still have a 32-bit stride.
-constexpr std::int32_t kMaxWidth = std::numeric_limits<std::int32_t>::max() / 8;
-constexpr std::int64_t kHeaderBytes = sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER);
 
 }  // namespace
 
 std::int64_t CBmpReader::Stride() const {
-    return (std::int64_t{m_info.biBitCount} * m_info.biWidth + 31) / 32 * 4;
+    return BitmapStride(m_info);
 }
 
 std::int64_t CBmpReader::RowBytes() const {
@@ -46,11 +44,6 @@ std::int32_t CBmpReader::Dpi(std::int32_t pelsPerMeter) {
     if (pelsPerMeter == 0)
         return kDefaultDpi;
     return RoundToI32((static_cast<double>(pelsPerMeter) + 5.0) * 254.0 / 10000.0);
-}
-
-bool CBmpReader::HasSaneSize() const {
-    return m_info.biWidth > 0 && m_info.biWidth <= kMaxWidth && m_info.biHeight != 0 &&
-           m_info.biHeight != std::numeric_limits<std::int32_t>::min();
 }
 
 std::uint32_t CBmpReader::BlockBytes(std::int32_t count) const {
@@ -131,9 +124,10 @@ bool CBmpFileReader::Validate() const {
         return false;
     const std::int64_t size = static_cast<std::int64_t>(std::uint64_t{high} << 32 | low);
     // Depth and sides first: they keep the size of the rows within 64 bits.
-    return m_info.biBitCount == 24 && HasSaneSize() &&
-           size >= ColorCount() * 4 + Height() * Stride() + kHeaderBytes && m_file.bfSize == size &&
-           m_file.bfType == BITMAP_FILE_TYPE && m_info.biSize == sizeof(BITMAPINFOHEADER);
+    return m_info.biBitCount == 24 && HasSoundSides(m_info) &&
+           size >= ColorCount() * 4 + Height() * Stride() + kBitmapHeaderBytes &&
+           m_file.bfSize == size && m_file.bfType == BITMAP_FILE_TYPE &&
+           m_info.biSize == sizeof(BITMAPINFOHEADER);
 }
 
 bool CBmpFileReader::ReadRows(std::uint8_t* buffer, std::int32_t firstLine, std::int32_t count) {
@@ -168,7 +162,7 @@ CBmpStreamReader::CBmpStreamReader(IStream* stream) : m_stream(stream) {
     // Rows of any other depth have no pixel type to go by.
     const bool knownDepth =
         m_info.biBitCount == 24 || (m_info.biBitCount >= 1 && m_info.biBitCount <= 8);
-    if (FAILED(hr) || !knownDepth || !HasSaneSize())
+    if (FAILED(hr) || !knownDepth || !HasSoundSides(m_info))
         throw std::runtime_error(kBadBitmapText);
 }
 

@@ -38,8 +38,6 @@ class CBmpReader {
   protected:
     CBmpReader() = default;
 
-    // True when every derived size of the image can be worked out and held.
-    bool HasSaneSize() const;
     // Bytes of `count` rows in the file; 0 when that is no size that one read can have.
     std::uint32_t BlockBytes(std::int32_t count) const;
     // Where a block of rows is to be read: `buffer` itself, or scratch when the rows are padded.

@@ -3,10 +3,9 @@
 #include <algorithm>
 
 #include "frame/fixed_point.h"
+#include "platform/bitmap_headers.h"
 
 namespace {
-
-constexpr double kInchesPerMeter = 39.37;
 
 std::size_t ColorTableSize(std::uint32_t pixelType) {
     switch (pixelType) {
@@ -26,28 +25,15 @@ std::size_t ColorTableSize(std::uint32_t pixelType) {
     }
 }
 
-DWORD ColorsUsed(std::uint32_t bitsPerPixel) {
-    return bitsPerPixel == 1 ? 2 : (bitsPerPixel == 4 ? 16 : (bitsPerPixel == 8 ? 256 : 0));
-}
-
 }  // namespace
 
 void CQLBitmap::Build(const QLImageFormat& format) {
     m_colors = {};
     m_colorCount = ColorTableSize(format.m_pixelType);
-    m_header = {};
-    m_header.biSize = sizeof(BITMAPINFOHEADER);
-    m_header.biWidth = format.m_width;
-    m_header.biHeight = format.m_height;
-    m_header.biPlanes = 1;
-    m_header.biBitCount = static_cast<WORD>(format.m_bitsPerPixel);
-    const std::int64_t rowBytes =
-        (std::int64_t{m_header.biBitCount} * format.m_width + 31) / 32 * 4;
-    // Wraps in 32 bits for images of 4 GiB and more, where the field has no value to give.
-    m_header.biSizeImage = static_cast<DWORD>(rowBytes) * static_cast<DWORD>(format.m_height);
+    m_header = MakeInfoHeader(format.m_width, format.m_height,
+                              static_cast<std::int32_t>(format.m_bitsPerPixel));
     m_header.biXPelsPerMeter = RoundToI32(format.m_xResolution * kInchesPerMeter);
     m_header.biYPelsPerMeter = m_header.biXPelsPerMeter;
-    m_header.biClrUsed = ColorsUsed(format.m_bitsPerPixel);
     m_header.biClrImportant = m_header.biClrUsed;
     FillColors(format.m_palette);
 }
@@ -65,10 +51,6 @@ void CQLBitmap::FillColors(const QLPaletteTable* palette) {
                            static_cast<BYTE>(rgb[0]), 0};
         }
     } else if (count != 0) {
-        const std::size_t step = 256 / (count - 1);
-        for (std::size_t i = 0; i < count; ++i) {
-            const auto gray = static_cast<BYTE>(i * step);
-            m_colors[i] = {gray, gray, gray, 0};
-        }
+        FillGrayRamp({m_colors.data(), count});
     }
 }

@@ -53,7 +53,7 @@ class CThresholdStage final : public CNewLineStage {
     bool m_autoPending = false;
     bool m_hasRect = false;
     bool m_collect = false;
-    QLRect m_rect;  // rows and columns, all inclusive
+    QLRect m_rect;  // its last line and column belong to it
     bool m_inverted = false;
     std::unique_ptr<std::uint32_t[]> m_fineHistogram;
     std::unique_ptr<std::uint32_t[]> m_coarseHistogram;

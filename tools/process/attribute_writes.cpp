@@ -4,6 +4,7 @@
 #include <iomanip>
 #include <ostream>
 
+#include "engine/attrib_owners.h"
 #include "tools/text_values.h"
 
 namespace {
@@ -17,67 +18,31 @@ struct Range {
 
 constexpr Range kIntegers = {-2147483648.0, 2147483647.0};
 constexpr Range kFixedNumbers = {-32768.0, 32767.99999};
-constexpr Range kSamples = {0, 65535};
-constexpr Range kLevels = {-100, 100};
-constexpr Range kResolutions = {12, 999999};
-
-// Attributes whose provider takes less than its kind could hold.
-constexpr struct {
-    std::int32_t id;
-    Range range;
-} kRanges[] = {
-    {QL_ATTR_OUTPUT_TYPE, {0, 4}},
-    {QL_ATTR_MATRIX_MODE, {0, 5}},
-    {QL_ATTR_THRESHOLD, kSamples},
-    {QL_ATTR_THRESHOLD_DEFAULT, kSamples},
-    {QL_ATTR_THRESHOLD_PRESET, {1, 5}},
-    {QL_ATTR_EXPOSURE_PRESET, {1, 5}},
-    {QL_ATTR_BRIGHTNESS, {-127, 128}},
-    {QL_ATTR_CONTRAST, {-127, 128}},
-    {QL_ATTR_HIGHLIGHT, kLevels},
-    {QL_ATTR_SHADOW, kLevels},
-    {QL_ATTR_MIDTONE, kLevels},
-    {QL_ATTR_AUTO_WHITE, kLevels},
-    {QL_ATTR_AUTO_BLACK, kLevels},
-    {QL_ATTR_AUTO_MID, kLevels},
-    {QL_ATTR_SATURATION, {0, 1.5}},
-    {QL_ATTR_HUE_X, {-1, 1}},
-    {QL_ATTR_HUE_Y, {-1, 1}},
-    {QL_ATTR_SHARPEN_LEVEL, {0, 5}},
-    {QL_ATTR_RES_OPTICAL, kResolutions},
-    {QL_ATTR_RES_SCAN_X, kResolutions},
-    {QL_ATTR_RES_SCAN_Y, kResolutions},
-};
-
-// Pointer attributes that take a matrix, with the count of its elements.
-constexpr struct {
-    std::int32_t id;
-    std::size_t count;
-} kMatrices[] = {
-    {QL_ATTR_DEVICE_MATRIX, 9},
-    {QL_ATTR_TMA_MATRIX, 9},
-    {QL_ATTR_POST_MATRIX, 9},
-    {QL_ATTR_DENSITY_MATRIX, 18},
-};
 
 Range RangeOf(const QLAttribInfo& attrib) {
-    for (const auto& row : kRanges) {
-        if (row.id == attrib.m_id)
-            return row.range;
-    }
+    const QLAttribRow* row = FindHolder(attrib.m_id).m_row;
+    if (row && row->HasRange())
+        return {row->m_low, row->m_high};
     return attrib.m_kind == QLAttribKind::Fixed ? kFixedNumbers : kIntegers;
 }
 
 // 0 for a pointer that can't be written.
 std::size_t MatrixElements(const QLAttribInfo& attrib) {
-    for (const auto& row : kMatrices) {
-        if (row.id == attrib.m_id)
-            return row.count;
-    }
-    return 0;
+    const QLAttribRow* row = FindHolder(attrib.m_id).m_row;
+    return row ? static_cast<std::size_t>(row->m_elements) : 0;
+}
+
+// True when a write or a firing has an effect.
+bool IsTaken(const QLAttribInfo& attrib) {
+    if (attrib.m_kind == QLAttribKind::Event)
+        return IsActedUpon(attrib.m_id);
+    return FindHolder(attrib.m_id).TakesWrites() &&
+           (attrib.m_kind != QLAttribKind::Pointer || MatrixElements(attrib) > 0);
 }
 
 std::string AllowedText(const QLAttribInfo& attrib) {
+    if (!IsTaken(attrib))
+        return "";
     switch (attrib.m_kind) {
         case QLAttribKind::Bool:
             return "true or false";
@@ -90,10 +55,8 @@ std::string AllowedText(const QLAttribInfo& attrib) {
             return "top,left,bottom,right";
         case QLAttribKind::Event:
             return "fire";
-        case QLAttribKind::Pointer: {
-            const std::size_t count = MatrixElements(attrib);
-            return count == 0 ? "nothing" : std::to_string(count) + " numbers, commas between them";
-        }
+        case QLAttribKind::Pointer:
+            return std::to_string(MatrixElements(attrib)) + " numbers, commas between them";
     }
     return "";
 }
@@ -138,6 +101,11 @@ std::optional<CAttributeWrite> CAttributeWrite::Parse(std::string_view text, std
     write.m_attrib = FindByNameOrNumber(name);
     if (!write.m_attrib) {
         *error = "there is no attribute '" + name + "' (see --list-attributes)";
+        return std::nullopt;
+    }
+    if (!IsTaken(*write.m_attrib)) {
+        *error = "nothing in the engine takes " + std::string(write.m_attrib->m_name) +
+                 " (see --list-attributes)";
         return std::nullopt;
     }
     if (!write.TakeValue(value)) {
@@ -214,12 +182,16 @@ void CAttributeWrite::Apply(CQLAttribStore& board) const {
 }
 
 void ListAttributes(CQLAttribStore& board, std::ostream& out) {
-    out << std::left << std::setw(7) << "id" << std::setw(32) << "name" << std::setw(11) << "kind"
-        << std::setw(10) << "value"
-        << "allowed\n";
+    const auto line = [&out](const auto& id, std::string_view name, std::string_view kind,
+                             std::string_view owner, std::string_view value,
+                             std::string_view allowed) {
+        out << std::left << std::setw(7) << id << std::setw(31) << name << std::setw(11) << kind
+            << std::setw(22) << owner << std::setw(10) << value << allowed << '\n';
+    };
+    line("id", "name", "kind", "holder", "value", "allowed");
     for (const QLAttribInfo& attrib : AttribTable()) {
-        out << std::setw(7) << attrib.m_id << std::setw(32) << attrib.m_name << std::setw(11)
-            << AttribKindName(attrib.m_kind) << std::setw(10) << ValueText(board, attrib)
-            << AllowedText(attrib) << '\n';
+        const QLAttribOwner* owner = FindHolder(attrib.m_id).m_owner;
+        line(attrib.m_id, attrib.m_name, AttribKindName(attrib.m_kind),
+             owner ? owner->m_className : "-", ValueText(board, attrib), AllowedText(attrib));
     }
 }

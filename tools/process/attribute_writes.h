@@ -16,8 +16,8 @@
 // commas between them. Events take "fire".
 class CAttributeWrite {
   public:
-    // Nothing for an unknown name or a value that the attribute can't take; `error` names both and
-    // what is allowed.
+    // Nothing for an unknown name, an attribute that nothing takes, or a value that it can't take;
+    // `error` names them and what is allowed.
     static std::optional<CAttributeWrite> Parse(std::string_view text, std::string* error);
 
     // Writes to the board that `board` is attached to.
@@ -33,6 +33,7 @@ class CAttributeWrite {
     QLRect m_rect;
 };
 
-// A table of all attributes with kind, allowed values and the value that each has on `board`: "-"
-// where nothing holds the attribute, and a write is lost.
+// A table of all attributes with kind, the class that holds each, the value that it has on `board`
+// and what may be written: "-" where nothing holds it, and nothing allowed where no write would have
+// an effect. Holders and ranges are those of the rows of the engine and its stages.
 void ListAttributes(CQLAttribStore& board, std::ostream& out);
