@@ -8,6 +8,7 @@
 
 namespace {
 
+// The product's key for debug images; those of the log stand beside it.
 constexpr char kKey[] = "Software\\Norvane\\Lumetra\\Quillet";
 
 constexpr DWORD kNameRoom = MAX_PATH + 1;  // a name has up to 260 bytes
@@ -26,6 +27,9 @@ struct Field {
 };
 
 #define FIELD(name) offsetof(MINIDRV_TRANSFER_CONTEXT, name)
+// In the order of the log's lines, which is that of the record; the format's identifier and the
+// item's size aren't shown. Blanks and tabs are part of the lines, as tools that read logs expect
+// them.
 constexpr Field kTransferFields[] = {
     {"WIA_PMDTC : pmdtc->lSize            \t= %d", FIELD(lSize)},
     {"WIA_PMDTC : pmdtc->lWidthInPixels   \t= %d", FIELD(lWidthInPixels)},
@@ -57,6 +61,7 @@ constexpr Field kTransferFields[] = {
 
 constexpr char kRule[] = "WIA_PMDTC : ----------------------------------------------";
 
+// Copied out, as a field of 64 bits is read as 32 there and a pointer as one.
 template <class Value>
 Value ValueAt(const void* record, std::size_t offset) {
     Value value;
@@ -83,6 +88,7 @@ void DumpTransferContext(CLog& log, const MINIDRV_TRANSFER_CONTEXT& context) {
     if (!log.ShouldLog(kLogDumps))
         return;
     log.Write(kLogDumps, kRule);
+    // A pointer takes 64 bits out of the arguments, anything else 32.
     for (const Field& field : kTransferFields) {
         if (field.pointer)
             log.Format(kLogDumps, field.format, ValueAt<const void*>(&context, field.offset));
@@ -95,6 +101,7 @@ void DumpTransferContext(CLog& log, const MINIDRV_TRANSFER_CONTEXT& context) {
 void DumpBitmapHeader(CLog& log, const BITMAPINFOHEADER& header) {
     if (!log.ShouldLog(kLogDumps))
         return;
+    // Unsigned fields are shown as signed, as the published format has them.
     const struct {
         const char* format;
         LONG value;
@@ -121,11 +128,13 @@ void DumpBitmapHeader(CLog& log, const BITMAPINFOHEADER& header) {
 void DumpPropSpec(CLog& log, const PROPSPEC& spec, const PROPVARIANT& value, LONG index) {
     if (!log.ShouldLog(kLogInformation))
         return;
+    // A hundred names, looked through only when the line is wanted.
     const auto* known = std::find_if(
         std::begin(kWiaPropertyNames), std::end(kWiaPropertyNames),
         [&spec](const WiaPropertyName& property) { return property.id == spec.propid; });
     const bool named = known != std::end(kWiaPropertyNames);
     log.Format(kLogInformation, "PROPSPEC: %d:  %d  Val %7d %s\t %s", index, spec.propid,
+               // Whatever the value's type is: for a text the low half of its address.
                ValueAt<LONG>(&value, offsetof(PROPVARIANT, lVal)),
                spec.propid == WIA_IPS_YEXTENT ? " " : "",
                named ? known->name : "UNDEFINED DEFAULT:");

@@ -1,3 +1,6 @@
+// The toolkit's error numbers in words, for exit lines of the log. The numbers come in groups: 1 to
+// 16 the device and its session, 100 to 105 the two kinds of feeder, 320 to 323 the transparency
+// adapter, 500 the profile in the device. What they mean as results is the controller's business.
 #include "diag/device_error_text.h"
 
 #include <algorithm>

@@ -8,6 +8,8 @@
 
 namespace {
 
+// A call that went well is of the general category; one that failed is an error, and passes where
+// only errors do.
 constexpr DWORD kCallLevel = kLogGeneral | kLogCalls;
 constexpr DWORD kFailedCallLevel = kLogError | kLogCalls;
 
@@ -25,10 +27,12 @@ CFunctionTrace::CFunctionTrace(const char* name, DWORD session, const DWORD* dev
         LogEntry();
     } catch (...) {
     }
+    // Whether or not the line went out: the depth is that of the calls.
     CLog::EnterCall();
 }
 
 CFunctionTrace::~CFunctionTrace() {
+    // The exit line stands at the depth of the entry.
     CLog::LeaveCall();
     try {
         LogExit();
@@ -58,6 +62,7 @@ void CFunctionTrace::LogExit() {
     *message << " Returned 0x" << std::hex << static_cast<DWORD>(m_hr) << std::dec;
     if (m_pDeviceError)
         *message << ", OstrelError=" << DeviceErrorText(deviceError) << " (" << deviceError << ')';
+    // Without a sign, so that the difference is true when the tick count comes round in between.
     *message << ": Elapsed Time = " << GetTickCount() - m_dwStart << " MS\n\n";
     m_log.Finish(message);
 }

@@ -18,10 +18,13 @@
 namespace {
 
 constexpr std::string_view kIndentation = "     ";
+// The formatter itself ends at 1024 bytes; the room is the published one.
 constexpr std::size_t kFormatBytes = 4096;
 constexpr char kDefaultFile[] = "ostrel.log";
+// What a caller means who names no level.
 constexpr DWORD kDefaultLevel = kLogGeneral | kLogInformation;
 
+// Of all threads together: their lines interleave at a common depth.
 std::atomic<LONG> g_callDepth = 0;
 
 // A text with line breaks in it becomes several lines; one that is empty gets no blanks.
@@ -79,6 +82,7 @@ CLog::CLog() noexcept : m_pConfig(CLogConfig::Acquire(GUID_NULL)) {
     m_szPath[0] = 0;
     if (!m_pConfig)
         return;
+    // A copy, so that an object's messages all go the same way.
     m_dwDestination = m_pConfig->m_dwDestination;
     if (m_pConfig->m_bEnabled == 0)
         return;
@@ -89,6 +93,7 @@ CLog::CLog() noexcept : m_pConfig(CLogConfig::Acquire(GUID_NULL)) {
 }
 
 CLog::~CLog() {
+    // A message that an exception left open isn't lost: it is sent as far as it came.
     while (!m_pending.empty())
         Finish(&m_pending.front());
     m_pSink.Reset();
@@ -101,6 +106,8 @@ void CLog::MakePath() {
         std::memcpy(m_szPath, m_pConfig->m_szLogFile, sizeof(m_szPath));
         return;
     }
+    // What the name leaves for the folder. A folder that doesn't fit leaves the path empty, and
+    // messages for the file are lost.
     constexpr DWORD kRoom = MAX_PATH - sizeof(kDefaultFile) + 1;
     const DWORD size = GetTempPathA(kRoom, m_szPath);
     if (size > 0 && size < kRoom)
@@ -109,6 +116,7 @@ void CLog::MakePath() {
 
 void CLog::TakeSink() {
     const CLogConfig& config = *m_pConfig;
+    // The sink's own pointer is for the thread that made it; others get theirs from the table.
     if (config.m_dwGitCookie == 0 || config.m_dwOwnerThread == GetCurrentThreadId())
         m_pSink = config.m_pSink;
     else
@@ -157,6 +165,7 @@ std::ostream* CLog::Open(DWORD level) noexcept {
         return nullptr;
     const CLastErrorKeeper keeper;
     try {
+        // Made outside the lock, and spliced in: an open stream never moves.
         std::list<std::ostringstream> opened(1);
         std::ostringstream& message = opened.front();
         // A program's own locale puts separators into numbers.
@@ -172,6 +181,7 @@ std::ostream* CLog::Open(DWORD level) noexcept {
 
 void CLog::Finish(std::ostream* message) noexcept {
     const CLastErrorKeeper keeper;
+    // Out of the list first: sending takes time, and others may open messages meanwhile.
     std::list<std::ostringstream> taken;
     {
         const std::lock_guard guard(m_pendingLock);
@@ -193,6 +203,7 @@ void CLog::Send(const std::string& text) const {
         AppendToFile(m_szPath, text);
     if (m_dwDestination & kLogToDebugger)
         OutputDebugStringA(text.c_str());
+    // The length that the sink gets counts the terminating zero.
     if ((m_dwDestination & kLogToSink) && m_pSink)
         m_pSink->Write(GetCurrentProcessId(), text.c_str(), static_cast<DWORD>(text.size()) + 1);
 }

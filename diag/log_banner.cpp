@@ -31,6 +31,7 @@ void WriteLogBanner(std::ostream& out, const CLogWriter& writer, const CLogWrite
     const bool named = GetModuleFileNameA(nullptr, program, MAX_PATH) != 0;
     out << '\n' << kRule << '\n' << "**** " << std::hex;
     out << "PID=0x" << writer.m_process << '(' << (named ? program : "<name not available>") << ')';
+    // A thread of the same number in another process gets a line of its own for its process.
     out << (writer.m_thread == last.m_thread ? " ****\n**** " : ", ");
     out << "TID=0x" << writer.m_thread << " ****" << '\n' << kRule << "\n\n" << std::dec;
 }
@@ -38,6 +39,7 @@ void WriteLogBanner(std::ostream& out, const CLogWriter& writer, const CLogWrite
 void WriteBannerIfNewWriter(std::ostream& out) {
     const CLogWriter writer{GetCurrentProcessId(), GetCurrentThreadId()};
     const std::uint64_t now = WriterWord(writer);
+    // In one step, so that of two threads that come at once only one finds the former writer.
     const std::uint64_t before = g_lastWriter.exchange(now);
     if (before != now)
         WriteLogBanner(out, writer, WriterOf(before));

@@ -10,7 +10,8 @@
 
 namespace {
 
-constexpr char kKey[] = "Software\\Norvane\\Lumetra\\Ostrel\\";  // and the component
+// Below HKEY_LOCAL_MACHINE, with the component's identifier behind it.
+constexpr char kKey[] = "Software\\Norvane\\Lumetra\\Ostrel\\";
 
 // The count moves without the lock as long as it stays above 0, since every trace takes part in it.
 // Between 0 and 1 the lock guards it and the pointer.
@@ -33,6 +34,7 @@ bool CountAbove(LONG limit, LONG step) {
 CLogConfig* CLogConfig::Acquire(REFGUID component) noexcept {
     if (CountAbove(0, 1))
         return g_config;
+    // Another thread may have made it while this one waited.
     const std::lock_guard guard(g_configLock);
     if (CountAbove(0, 1))
         return g_config;
@@ -83,6 +85,7 @@ void CLogConfig::ReadSettings() {
 }
 
 void CLogConfig::CreateSink() {
+    // Known also without a sink: log objects compare with it.
     m_dwOwnerThread = GetCurrentThreadId();
     CoCreateInstance(CLSID_LogSink, nullptr, CLSCTX_ALL, IID_ILogSink, m_pSink.OutVoid());
     CoCreateInstance(CLSID_LogInterfaceTable, nullptr, CLSCTX_ALL, IID_IGlobalInterfaceTable,
@@ -97,13 +100,16 @@ void CLogConfig::CreateSink() {
 bool CLogConfig::ShouldLog(DWORD level) const {
     if (m_bEnabled == 0 || m_dwDestination == 0)
         return false;
+    // A level without a category is of the general one.
     if (level < kLogGeneral)
         level |= kLogGeneral;
+    // The low 28 bits name the kinds of messages; none of them at all stands for "other".
     constexpr DWORD kLowBits = kLogGeneral - 1;
     if ((level & kLowBits) == 0)
         level |= kLogOther;
     if (m_dwLevel == 0)
         return false;
+    // Errors need no other bit.
     if (level & m_dwLevel & kLogError)
         return true;
     const DWORD wanted = level & ~kLogError;

@@ -57,6 +57,7 @@ class ClassTable {
 
     std::mutex m_lock;
     std::list<Registered> m_objects;  // the newest first
+    // Counts up and never comes round in a process's life; 0 is no cookie.
     DWORD m_lastCookie = 0;
     std::map<std::string, ClassObjectFunction> m_modules;  // by the path in the registry
 };
@@ -64,6 +65,7 @@ class ClassTable {
 DWORD ClassTable::Register(REFCLSID clsid, IUnknown* object, DWORD contexts) {
     std::list<Registered> made;
     made.push_front({0, clsid, contexts, ComPtr<IUnknown>(object)});
+    // The entry was made without the lock, since its reference is counted by foreign code.
     const std::lock_guard guard(m_lock);
     made.front().cookie = ++m_lastCookie;
     m_objects.splice(m_objects.begin(), made);
@@ -125,6 +127,8 @@ HRESULT Checked(HRESULT hr, LPVOID* object) {
     return SUCCEEDED(hr) && !*object ? E_UNEXPECTED : hr;
 }
 
+// An object of the process stands ahead of the registry: a test, or a program that hosts the
+// driver, puts its own in the place of what is installed.
 HRESULT FindClassObject(REFCLSID clsid, DWORD context, REFIID iid, LPVOID* object) {
     if ((context & CLSCTX_INPROC_SERVER) == 0)
         return REGDB_E_CLASSNOTREG;
@@ -155,6 +159,7 @@ HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID 
         if (!object)
             return E_POINTER;
         *object = nullptr;
+        // The class object is let go at the end also when it fails: what it made keeps itself.
         ComPtr<IClassFactory> factory;
         const HRESULT hr = FindClassObject(clsid, context, IID_IClassFactory, factory.OutVoid());
         if (FAILED(hr))

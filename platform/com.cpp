@@ -16,6 +16,8 @@ struct BstrHead {
 };
 static_assert(sizeof(BstrHead) == 8);
 
+// Keeps head, text and zero within what a signed 32-bit count of bytes can tell, as the published
+// functions promise to those who look at the size in front of the text.
 constexpr UINT kMaxBstrUnits = std::numeric_limits<INT>::max() / sizeof(OLECHAR) - sizeof(BstrHead);
 
 BstrHead* HeadOf(BSTR text) {
@@ -46,6 +48,7 @@ int HexDigit(OLECHAR c) {
 bool ParseGuid(LPCOLESTR text, GUID& guid) {
     BYTE bytes[sizeof(GUID)] = {};
     for (std::size_t i = 0; i < kForm.size(); ++i) {
+        // Both are looked up before the text's end is known; the zero is no digit and no sign.
         const int index = ByteIndex(i);
         const int digit = HexDigit(text[i]);
         if (index < 0 ? text[i] != kForm[i] : digit < 0)
@@ -61,6 +64,7 @@ bool ParseGuid(LPCOLESTR text, GUID& guid) {
 
 }  // namespace
 
+// An allocation of nothing still gives an address that is one and that can be freed.
 LPVOID CoTaskMemAlloc(std::size_t bytes) {
     return std::malloc(std::max<std::size_t>(bytes, 1));
 }
@@ -76,9 +80,11 @@ BSTR SysAllocString(LPCOLESTR text) {
     return length <= kMaxBstrUnits ? SysAllocStringLen(text, static_cast<UINT>(length)) : nullptr;
 }
 
+// Head and text are one block, of which the caller knows the text's address alone.
 BSTR SysAllocStringLen(LPCOLESTR text, UINT length) {
     if (length > kMaxBstrUnits)
         return nullptr;
+    // Zeroed: that makes the terminating zero, and a defined text where the caller gives none.
     const std::size_t bytes = length * sizeof(OLECHAR);
     auto* head = static_cast<BstrHead*>(std::calloc(1, sizeof(BstrHead) + bytes + sizeof(OLECHAR)));
     if (!head)

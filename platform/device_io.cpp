@@ -21,6 +21,9 @@ using platform::File;
 using platform::FindHandle;
 using platform::FindHandleAs;
 
+// An overlapped wait has no thread of its own: whoever waits for its event polls the pipe beside
+// it, and takes the byte when it comes. So nothing runs on behalf of a device that nobody waits
+// for, and a byte that comes when no wait is under way stays in the pipe for the next one.
 namespace {
 
 // What stands in OVERLAPPED until the operation has ended.
@@ -50,9 +53,12 @@ void DeviceWait::Check() {
     if (HasEnded())
         return;
     BYTE byte = 0;
+    // One byte is one event; what stands behind it belongs to the waits that follow.
     const ssize_t got = read(m_pipe, &byte, 1);
     if (got < 0 && (errno == EAGAIN || errno == EINTR))
         return;
+    // The end of the file comes when the last writer of a pipe that was opened for reading alone
+    // has gone.
     if (got <= 0) {
         End(got == 0 ? ERROR_BROKEN_PIPE : platform::ErrorFromErrno(errno), 0);
         return;
@@ -63,6 +69,7 @@ void DeviceWait::Check() {
 }
 
 void DeviceWait::End(LONG error, DWORD bytes) {
+    // Taken first: the record may be gone as soon as its event is set.
     OVERLAPPED* const overlapped = std::exchange(m_overlapped, nullptr);
     if (!overlapped)
         return;
@@ -111,9 +118,12 @@ BOOL BeginWait(Device& device, BYTE* out, OVERLAPPED* overlapped, DWORD* returne
     if (!event)
         return FALSE;
     auto wait = std::make_shared<DeviceWait>(device.Descriptor(), event, out, overlapped);
+    // From here on no other thread can end, cancel or take the wait.
     const std::lock_guard guard(DispatcherLock());
     if (device.IsBusy() || event->Source())
         return Fail(ERROR_BUSY);
+    // The published order: the result stands as pending and the event is reset ahead of the first
+    // look at the pipe, so that a byte that is there already sets it again.
     overlapped->Internal = kPending;
     overlapped->InternalHigh = 0;
     event->SetCount(0);
@@ -163,6 +173,7 @@ BOOL DeviceIoControl(HANDLE handle, DWORD code, LPVOID, DWORD, LPVOID out, DWORD
     });
 }
 
+// Looks for itself, so that a caller who polls needs no wait to make the byte come over.
 BOOL GetOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* bytes, BOOL wait) {
     const auto device = FindDevice(handle);
     if (!device)

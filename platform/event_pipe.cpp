@@ -13,6 +13,7 @@ namespace {
 
 constexpr mode_t kOwnerOnly = 0600;
 
+// A file of the same name would swallow the bytes, and grow.
 bool IsPipe(const struct stat& status) {
     return S_ISFIFO(status.st_mode);
 }
@@ -26,6 +27,7 @@ BOOL MakeEventPipe(LPCSTR name) {
         return TRUE;
     if (errno != EEXIST)
         return platform::FailErrno();
+    // Another program may have made it meanwhile, which is as good as long as it is a pipe.
     struct stat status = {};
     if (stat(name, &status) != 0)
         return platform::FailErrno();

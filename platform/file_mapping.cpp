@@ -20,8 +20,11 @@ using platform::FindHandleAs;
 
 namespace {
 
+// Bytes. The published step is coarser than the pages here, so that what is accepted here is
+// accepted everywhere.
 constexpr std::uint64_t kOffsetStep = 65536;
 
+// The mapping keeps its file open: handles may be closed in any order.
 class Mapping : public platform::HandleObject {
   public:
     Mapping(std::shared_ptr<File> file, std::uint64_t size)
@@ -35,7 +38,8 @@ class Mapping : public platform::HandleObject {
     const std::uint64_t m_size;  // bytes
 };
 
-// Where views begin, and their bytes.
+// Where views begin, and their bytes: a view is known by its address alone, and its size is needed
+// to end it.
 struct Views {
     std::mutex lock;
     std::map<const void*, std::size_t> sizes;
@@ -46,6 +50,7 @@ Views& AllViews() {
     return views;
 }
 
+// A 64-bit size or offset from its two halves.
 std::uint64_t Join(DWORD high, DWORD low) {
     return static_cast<std::uint64_t>(high) << 32 | low;
 }
@@ -64,6 +69,8 @@ HANDLE MakeMapping(HANDLE handle, DWORD protect, std::uint64_t size) {
     const auto file = FindHandleAs<File>(handle);
     if (!file)
         return nullptr;
+    // The checks in the order in which the published function reports them. A pipe or a device has
+    // no size that could be mapped, nor has an empty file without a wish for more.
     struct stat status = {};
     LONG error = ERROR_SUCCESS;
     if (protect != PAGE_READWRITE || size > std::numeric_limits<off_t>::max())
@@ -99,6 +106,7 @@ LPVOID MakeView(HANDLE handle, DWORD access, std::uint64_t offset, std::size_t s
         Fail(error);
         return nullptr;
     }
+    // Within the mapping, as was just checked; the sum can't overflow.
     const std::size_t bytes = size != 0 ? size : mapping->Size() - offset;
     // The record of the view is made first, so that a view can't be left without one.
     std::map<const void*, std::size_t> record{{nullptr, bytes}};
@@ -136,6 +144,7 @@ LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offse
 }
 
 BOOL UnmapViewOfFile(const void* view) {
+    // Under the lock until the view has gone: its address could be another view's the next moment.
     Views& views = AllViews();
     const std::lock_guard guard(views.lock);
     const auto found = views.sizes.find(view);

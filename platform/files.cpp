@@ -33,8 +33,10 @@ bool File::CanWrite() const {
 namespace {
 
 constexpr int kMode = 0666;  // less what the user's mask takes away
+// Rounds in which others made and removed the same file in between. More in a row are no accident.
 constexpr int kOpenRaces = 16;
 
+// An open file, or errno; and whether it was there before.
 struct Opened {
     UniqueFd fd;
     bool existed = false;
@@ -58,6 +60,8 @@ Opened OpenOrMake(const char* name, int mode, int forExisting) {
     return {};
 }
 
+// Only where the result must tell whether the file was there does making and opening take two
+// attempts.
 Opened OpenByDisposition(const char* name, int mode, DWORD disposition) {
     switch (disposition) {
         case CREATE_NEW:
@@ -71,6 +75,7 @@ Opened OpenByDisposition(const char* name, int mode, DWORD disposition) {
     }
 }
 
+// Tells the two errors apart that a missing file and a missing folder are; the system has one.
 bool FolderExists(const char* name) {
     const char* slash = std::strrchr(name, '/');
     if (!slash || slash == name)
@@ -106,10 +111,12 @@ HANDLE OpenFile(LPCSTR name, DWORD access, DWORD disposition, DWORD flags) {
             FailErrno(error);
         return INVALID_HANDLE_VALUE;
     }
+    // A folder can be opened for reading, but is no file to anybody above.
     if (S_ISDIR(status.st_mode)) {
         Fail(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
     }
+    // Success speaks through the last error too.
     SetLastError(static_cast<DWORD>(opened.existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS));
     if (overlapped && S_ISFIFO(status.st_mode))
         return platform::AddHandle(platform::MakeDevice(std::move(opened.fd), access));
@@ -130,6 +137,7 @@ BOOL CheckTransfer(const void* buffer, DWORD size, DWORD* count, const OVERLAPPE
 // Where a seek leads to: negative, or more than 32 bits where only 32 are wanted, are the caller's
 // to judge. FALSE with an error number.
 BOOL SeekTarget(const File& file, std::int64_t distance, DWORD method, std::int64_t& target) {
+    // The file pointer itself is moved only when the target is known to be good.
     std::int64_t base = 0;
     if (method == FILE_END) {
         struct stat status = {};
@@ -158,12 +166,15 @@ BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED*
         return FALSE;
     if (!file->CanRead())
         return Fail(ERROR_ACCESS_DENIED);
+    // A plain file is read until all is there or it ends; the system may give less at a time.
+    // Anything else gives what it has, since more may never come.
     while (*read < size) {
         const ssize_t got =
             ::read(file->Descriptor(), static_cast<BYTE*>(buffer) + *read, size - *read);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)
+            // A fault of the medium has a number of its own for each direction.
             return Fail(errno == EIO ? ERROR_READ_FAULT : platform::ErrorFromErrno(errno));
         *read += static_cast<DWORD>(got);
         if (got == 0 || !file->IsPlain())
@@ -179,6 +190,7 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written,
         return FALSE;
     if (!file->CanWrite())
         return Fail(ERROR_ACCESS_DENIED);
+    // The system may take less at a time, as ahead of a full disk: the next attempt tells why.
     while (*written < size) {
         const ssize_t put = ::write(file->Descriptor(), static_cast<const BYTE*>(buffer) + *written,
                                     size - *written);
@@ -195,6 +207,7 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD met
     const auto file = FindHandleAs<File>(handle);
     if (!file)
         return INVALID_SET_FILE_POINTER;
+    // Put together without a sign, so that no half is extended into the other.
     std::int64_t wide = distance;
     if (distanceHigh) {
         wide = static_cast<std::int64_t>(
@@ -204,6 +217,7 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD met
     std::int64_t target = 0;
     if (!SeekTarget(*file, wide, method, target))
         return INVALID_SET_FILE_POINTER;
+    // 0xFFFFFFFF as a low part alone would look like the failure.
     if (target < 0 || (!distanceHigh && target > 0xFFFFFFFE)) {
         Fail(target < 0 ? ERROR_NEGATIVE_SEEK : ERROR_INVALID_PARAMETER);
         return INVALID_SET_FILE_POINTER;
@@ -212,6 +226,7 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD met
         FailErrno();
         return INVALID_SET_FILE_POINTER;
     }
+    // Tells a low part of 0xFFFFFFFF from the failure.
     SetLastError(ERROR_SUCCESS);
     if (distanceHigh)
         *distanceHigh = static_cast<LONG>(target >> 32);

@@ -10,12 +10,14 @@
 
 namespace {
 
+// The published limit of the output, with its zero.
 constexpr std::size_t kMaxBytes = 1024;
 constexpr std::size_t kNoPrecision = static_cast<std::size_t>(-1);
-constexpr std::size_t kPointerDigits = 16;
+constexpr std::size_t kPointerDigits = 16;  // 64 bits
 
 enum class Prefix { None, Short, Long, Wide, Int64 };
 
+// What stands between a percent sign and its type letter, that one included.
 struct Field {
     bool left = false;
     bool alternate = false;
@@ -26,7 +28,8 @@ struct Field {
     char type = 0;
 };
 
-// The output buffer; what doesn't fit is dropped.
+// The output buffer; what doesn't fit is dropped. Callers hand it over without a size, and rely on
+// the limit.
 class Output {
   public:
     explicit Output(LPSTR buffer) : m_buffer(buffer) {}
@@ -88,6 +91,8 @@ Field ReadField(const char*& text) {
     return field;
 }
 
+// The prefix decides; without one the upper-case letters are the wide ones, in this narrow
+// formatter.
 bool IsWide(const Field& field) {
     if (field.prefix == Prefix::Long || field.prefix == Prefix::Wide)
         return true;
@@ -102,6 +107,7 @@ class Arguments {
     Arguments(const Arguments&) = delete;
     Arguments& operator=(const Arguments&) = delete;
 
+    // The C language promotes a short argument to int: it is narrowed here again.
     std::int64_t Signed(Prefix prefix) {
         if (prefix == Prefix::Int64)
             return va_arg(m_list, std::int64_t);
@@ -124,8 +130,11 @@ class Arguments {
     va_list m_list;
 };
 
+// Width counts the sign, precision doesn't. A precision switches the filling with zeros off, and
+// the left side does too.
 void PrintNumber(Output& out, Field field, std::string_view sign, std::uint64_t magnitude) {
     const bool hexadecimal = field.type != 'd' && field.type != 'i' && field.type != 'u';
+    // 20 digits are the most, of a 64-bit number in decimal.
     char text[24];
     char* end = std::to_chars(text, text + sizeof(text), magnitude, hexadecimal ? 16 : 10).ptr;
     if (field.type == 'X' || field.type == 'p')
@@ -133,6 +142,7 @@ void PrintNumber(Output& out, Field field, std::string_view sign, std::uint64_t 
                        [](char c) { return c >= 'a' ? static_cast<char>(c - 32) : c; });
     const std::string_view digits(text, static_cast<std::size_t>(end - text));
 
+    // From here on: blanks, sign, zeros, digits; blanks again on the left side.
     std::size_t count = digits.size();
     if (field.precision != kNoPrecision)
         count = std::max(count, field.precision);
@@ -158,7 +168,8 @@ void PrintText(Output& out, const Field& field, std::string_view text) {
         out.Fill(blanks, ' ');
 }
 
-// `units` is the width that the text takes, in units of a wide text.
+// The width counts units of the wide text, not the bytes that it becomes. Half a surrogate pair
+// comes out as the replacement character.
 void PrintWideText(Output& out, const Field& field, std::u16string_view text) {
     const std::size_t blanks = field.width > text.size() ? field.width - text.size() : 0;
     if (!field.left)
@@ -170,6 +181,7 @@ void PrintWideText(Output& out, const Field& field, std::u16string_view text) {
 }
 
 void PrintString(Output& out, const Field& field, Arguments& arguments) {
+    // A precision may stand for the zero that a text lacks, so nothing behind it is looked at.
     const std::size_t most = std::min(field.precision, kMaxBytes);
     if (IsWide(field)) {
         const auto* text = arguments.Pointer<const WCHAR*>();
@@ -185,6 +197,7 @@ void PrintString(Output& out, const Field& field, Arguments& arguments) {
 }
 
 void PrintCharacter(Output& out, const Field& field, int character) {
+    // Promoted to int by the call. A zero would end the output early.
     const auto unit = static_cast<char16_t>(character);
     const auto byte = static_cast<char>(character);
     if (IsWide(field) && unit != 0)
@@ -198,6 +211,7 @@ void PrintField(Output& out, Field field, Arguments& arguments) {
         case 'd':
         case 'i': {
             const std::int64_t value = arguments.Signed(field.prefix);
+            // The least number has no positive counterpart: the magnitude is taken without a sign.
             const auto bits = static_cast<std::uint64_t>(value);
             PrintNumber(out, field, value < 0 ? "-" : "", value < 0 ? 0 - bits : bits);
             break;
@@ -233,6 +247,7 @@ void PrintField(Output& out, Field field, Arguments& arguments) {
 int wvsprintfA(LPSTR buffer, LPCSTR format, va_list list) {
     Output out(buffer);
     Arguments arguments(list);
+    // Plain text up to the next percent sign, then a field.
     while (*format) {
         const std::size_t plain = std::strcspn(format, "%");
         out.Add({format, plain});

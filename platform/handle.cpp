@@ -10,6 +10,7 @@
 namespace platform {
 namespace {
 
+// Looked up far more often than changed.
 struct HandleTable {
     std::shared_mutex lock;
     std::unordered_map<ULONG_PTR, std::shared_ptr<HandleObject>> live;
@@ -28,6 +29,7 @@ ULONG_PTR HandleNumber(HANDLE handle) {
     return reinterpret_cast<ULONG_PTR>(handle);
 }
 
+// Each thread has its own.
 thread_local DWORD t_lastError = 0;
 
 }  // namespace
@@ -37,6 +39,7 @@ HANDLE AddHandle(std::shared_ptr<HandleObject> object) {
     const std::unique_lock guard(table.lock);
     const ULONG_PTR number = table.next;
     table.live.emplace(number, std::move(object));
+    // A number is never given out again, so that a stale handle can't mean a new object.
     table.next += 4;
     return reinterpret_cast<HANDLE>(number);
 }

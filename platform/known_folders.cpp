@@ -10,6 +10,7 @@
 
 namespace {
 
+// The folder's number; the flags stand above it.
 constexpr int kNumberMask = 0xFF;
 constexpr mode_t kOwnerOnly = 0700;
 
@@ -23,7 +24,8 @@ constexpr KnownFolder kFolders[] = {
     {CSIDL_LOCAL_APPDATA, "XDG_DATA_HOME", "/.local/share"},
 };
 
-// Empty if the variable holds no absolute path.
+// Empty if the variable holds no absolute path: relative ones mean nothing, by the rules of these
+// folders. A '/' at the end goes, as callers append one with a name.
 std::string AbsolutePath(const char* variable) {
     const char* value = std::getenv(variable);
     std::string path = value && value[0] == '/' ? value : "";
@@ -32,6 +34,7 @@ std::string AbsolutePath(const char* variable) {
     return path;
 }
 
+// The variable goes first, the usual place below the home folder second.
 std::string PathOf(const KnownFolder& folder) {
     std::string path = AbsolutePath(folder.variable);
     if (path.empty()) {
@@ -47,6 +50,7 @@ bool IsFolder(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// Every level on the way; one that can't be made shows at the last.
 bool MakeFolder(const std::string& path) {
     for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
          slash = path.find('/', slash + 1))
@@ -66,6 +70,7 @@ HRESULT SHGetFolderPathA(HWND, int folder, HANDLE, DWORD, LPSTR path) {
             if (row.number != (folder & kNumberMask))
                 continue;
             const std::string found = PathOf(row);
+            // A path that doesn't fit isn't cut: it would name another folder.
             if (found.empty() || found.size() >= MAX_PATH)
                 return E_FAIL;
             if (!IsFolder(found)) {

@@ -5,12 +5,14 @@
 
 void GetLocalTime(SYSTEMTIME* time) {
     using std::chrono::duration_cast, std::chrono::milliseconds, std::chrono::system_clock;
+    // What stays if the zone's rules can't be had.
     *time = {};
     const auto now = system_clock::now();
     const std::time_t seconds = system_clock::to_time_t(now);
     std::tm local = {};
     if (!localtime_r(&seconds, &local))
         return;
+    // All of them fit: the year is the largest.
     const auto word = [](long long value) { return static_cast<WORD>(value); };
     time->wYear = word(1900LL + local.tm_year);
     time->wMonth = word(1LL + local.tm_mon);
@@ -23,6 +25,7 @@ void GetLocalTime(SYSTEMTIME* time) {
 }
 
 std::string LocalTimeText(std::time_t time) {
+    // Not by strftime, which follows the program's locale.
     static constexpr char kDays[][4] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
     static constexpr char kMonths[][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                           "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};

@@ -68,7 +68,8 @@ CHookSlot<DebugStringHook>& DebugStringSlot() {
     return slot;
 }
 
-// The program's own file; empty on failure.
+// The program's own file; empty on failure. How long the name is can't be asked for, so the room
+// grows until it does.
 std::string ProgramFile() {
     std::string name(256, '\0');
     for (;;) {
@@ -93,9 +94,11 @@ bool IsProgram(HMODULE module) {
 std::string ModuleFile(HMODULE module) {
     if (!module || IsProgram(module))
         return ProgramFile();
+    // The handle must be the start of what the loader has there: any other address is no module.
     Dl_info info = {};
     if (dladdr(module, &info) == 0 || info.dli_fbase != module || !info.dli_fname)
         return {};
+    // The loader knows it by the name it was loaded under, which may lead over links.
     const std::unique_ptr<char, decltype(&std::free)> whole(realpath(info.dli_fname, nullptr),
                                                             &std::free);
     return whole ? whole.get() : info.dli_fname;
@@ -115,6 +118,7 @@ DWORD GetModuleFileNameA(HMODULE module, LPSTR name, DWORD size) {
             Fail(file.empty() ? ERROR_MOD_NOT_FOUND : ERROR_INSUFFICIENT_BUFFER);
             return 0;
         }
+        // A name that is cut ends with a zero all the same.
         const std::size_t stored = std::min<std::size_t>(file.size(), size - 1);
         std::memcpy(name, file.data(), stored);
         name[stored] = 0;
@@ -137,6 +141,8 @@ HMODULE LoadLibraryA(LPCSTR fileName) {
             Fail(ERROR_MOD_NOT_FOUND);
             return nullptr;
         }
+        // The symbols stay the module's own, and all of them are bound now: one that is missing
+        // shows here and not in the middle of a scan.
         void* const handle = dlopen(fileName, RTLD_NOW | RTLD_LOCAL);
         link_map* map = nullptr;
         if (!handle || dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0) {
@@ -147,12 +153,14 @@ HMODULE LoadLibraryA(LPCSTR fileName) {
             Fail(ERROR_MOD_NOT_FOUND);
             return nullptr;
         }
+        // The table of dynamic entries lies within the module, whose start is what it is known by.
         const HMODULE module = ModuleFromAddress(map->l_ld);
         LoadedModules::Instance().Add(module, handle);
         return module;
     });
 }
 
+// The entry is taken out first: whoever else closes at the same time finds another, or none.
 BOOL FreeLibrary(HMODULE module) {
     void* const handle = LoadedModules::Instance().Take(module);
     return handle && dlclose(handle) == 0 ? TRUE : Fail(ERROR_MOD_NOT_FOUND);
@@ -166,6 +174,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
     return reinterpret_cast<FARPROC>(address);
 }
 
+// Standard error stands in for a window: this layer has no display of its own.
 int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type) {
     return Contained(0, [&] {
         const char* shown = text ? text : "";

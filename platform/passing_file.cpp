@@ -27,6 +27,7 @@ constexpr char kSuffix[] = ".tmp";
 constexpr char kBesideSuffix[] = ".new";
 constexpr std::chrono::hours kLongestPage(1);
 
+// An errno as it is told to callers; no failure for 0.
 std::error_code SystemFailure(int error) {
     return {error, std::generic_category()};
 }
@@ -39,12 +40,15 @@ bool Claim(int descriptor) {
            status.st_nlink > 0;
 }
 
+// Without waiting: one that is claimed is somebody's work. A link or a pipe of that name is
+// nobody's passing file, and isn't followed or waited for.
 void RemoveUnclaimed(const fs::path& path) {
     const UniqueFd file(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (file && flock(file.Get(), LOCK_EX | LOCK_NB) == 0)
         unlink(path.c_str());
 }
 
+// A file whose time can't be read is left alone.
 bool IsOld(const fs::path& path) {
     std::error_code error;
     const auto written = fs::last_write_time(path, error);
@@ -65,6 +69,7 @@ void RemoveLeftovers(const fs::path& folder) {
 }  // namespace
 
 std::error_code CPassingFile::FindTarget() {
+    // A target that isn't there yet has no other name, and nothing to be checked.
     std::error_code missing;
     const fs::path real = fs::canonical(m_target, missing);
     if (missing)
@@ -83,6 +88,7 @@ std::error_code CPassingFile::Create(unsigned rights) {
     if (const std::error_code error =
             m_name == Name::Beside ? OpenBeside(rights) : OpenUnique(rights))
         return error;
+    // A medium without access rights refuses to change them, and needs none.
     struct stat replaced = {};
     if (stat(m_target.c_str(), &replaced) == 0)
         static_cast<void>(fchmod(fileno(m_file), replaced.st_mode & 0777));
@@ -96,6 +102,7 @@ std::error_code CPassingFile::OpenUnique(unsigned rights) {
     const fs::path folder = fs::path(m_target).parent_path();
     RemoveLeftovers(folder);
     std::random_device random;
+    // A number that is taken, or a file that was removed before its claim was there, costs one.
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         const fs::path path = folder / (kClaimedPrefix + std::to_string(random()) + kSuffix);
         UniqueFd made(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, rights));
@@ -130,6 +137,7 @@ std::error_code CPassingFile::Close(bool toMedium) {
     std::FILE* const file = std::exchange(m_file, nullptr);
     if (!file)
         return {};
+    // The first failure is told; the stream is closed in any case.
     int error = std::fflush(file) == 0 ? 0 : errno;
     if (error == 0 && toMedium && fsync(fileno(file)) != 0)
         error = errno;
@@ -161,6 +169,7 @@ void CPassingFile::ReleaseClaim() {
         close(claim);
 }
 
+// Whatever fails on the way, the file's own end takes the passing file away.
 std::error_code StoreFile(const std::string& target, std::string_view content,
                           const StoreOptions& options) {
     CPassingFile file(target, options.name);

@@ -20,6 +20,9 @@ using platform::RegistryKey;
 using platform::RegistryPath;
 using platform::RegistryValue;
 
+// The registry as its callers see it: the file's keys and values, with those of the process in
+// front. A handle holds a path, and every operation looks it up in the tree of the moment. So a key
+// that was deleted and made again is open again, and a file that was edited by hand counts at once.
 namespace {
 
 // An open key: where it is, not what is there, which other processes change.
@@ -39,12 +42,15 @@ class KeyHandle : public platform::HandleObject {
     const Key m_key;
 };
 
+// Lock order: the file's own lock first, then this one. No hook and no foreign code is called under
+// either.
 struct Registry {
     platform::RegistryFile file{platform::RegistryFileName()};
     std::mutex lock;      // taken behind the file's own
     RegistryKey process;  // the values of this process only, under the lock
 };
 
+// Never destroyed: a module's static objects may close keys while the process ends.
 Registry& TheRegistry() {
     static Registry& registry = *new Registry;
     return registry;
@@ -58,7 +64,8 @@ struct KeyView {
     bool Exists() const { return process || file; }
 };
 
-// The root's name; null for what is no root.
+// The root's name; null for what is no root. Roots are numbers and not handles: they are always
+// open and never closed.
 const char* RootName(HKEY key) {
     static const struct {
         HKEY key;
@@ -75,6 +82,7 @@ const char* RootName(HKEY key) {
     return nullptr;
 }
 
+// Without a last error: these functions return theirs.
 std::shared_ptr<KeyHandle> FindKeyHandle(HKEY key) {
     return std::dynamic_pointer_cast<KeyHandle>(platform::FindHandle(key));
 }
@@ -107,6 +115,7 @@ bool Descend(Key& key, LPCSTR path) {
     return true;
 }
 
+// A root is there also when the file doesn't name it yet.
 KeyView ViewOf(const RegistryKey& file, const Key& key) {
     static const RegistryKey& emptyRoot = *new RegistryKey;
     const RegistryKey* found = platform::FindKey(file, key.path);
@@ -139,6 +148,7 @@ LONG CheckExists(const Key& key, LONG missing) {
     return ReadKey(key, missing, [](const KeyView&) { return ERROR_SUCCESS; });
 }
 
+// The access is the new handle's own, and not that of the key it was found below.
 LONG OpenHandle(Key key, REGSAM access, HKEY* handle) {
     key.access = access;
     *handle = platform::AddHandle(std::make_shared<KeyHandle>(std::move(key)));
@@ -149,11 +159,14 @@ LONG OpenHandle(Key key, REGSAM access, HKEY* handle) {
 // counts.
 template <class T>
 std::vector<const T*> Merged(const KeyView& view, const platform::NamedList<T> RegistryKey::*list) {
+    // Finding by name is quick on both sides: the lists are indexed.
     std::vector<const T*> items;
     for (const RegistryKey* part : {view.file, view.process}) {
         if (!part)
             continue;
         for (const T& item : part->*list) {
+            // The process's version stands in the file's place, so that the order stays that of the
+            // file.
             const T* ahead = view.process ? (view.process->*list).Find(item.name) : nullptr;
             if (part == view.file)
                 items.push_back(ahead ? ahead : &item);
@@ -169,6 +182,7 @@ const RegistryValue* FindValue(const KeyView& view, std::string_view name) {
     return value || !view.file ? value : view.file->values.Find(name);
 }
 
+// `*size` counts characters: with the zero on the way in, without it on the way out.
 LONG CopyName(const std::string& name, LPSTR out, DWORD* size) {
     if (name.size() >= *size)
         return ERROR_MORE_DATA;
@@ -183,6 +197,7 @@ LONG CopyValue(const RegistryValue& value, DWORD* type, BYTE* data, DWORD* size)
         *type = value.type;
     if (!size)
         return ERROR_SUCCESS;
+    // The size is told in every case, also with ERROR_MORE_DATA, so that the caller can make room.
     const DWORD room = std::exchange(*size, bytes);
     if (!data)
         return ERROR_SUCCESS;
@@ -201,10 +216,12 @@ bool MakeValue(LPCSTR name, DWORD type, const void* data, DWORD size, RegistryVa
     value.type = type;
     if (size > 0)
         value.data.assign(static_cast<const char*>(data), size);
+    // The zeros that a text lacks count against the limit too.
     platform::TerminateText(type, value.data);
     return value.data.size() <= platform::kMaxValueData;
 }
 
+// The name keeps the letters in which it was made, and the value its comment.
 void PutValue(RegistryKey& key, const RegistryValue& from) {
     RegistryValue& value = key.values.FindOrAdd(from.name);
     value.type = from.type;
@@ -220,6 +237,8 @@ LONG ChangeOpenKey(HKEY handle, const std::function<LONG(RegistryKey&)>& change)
         error = ERROR_ACCESS_DENIED;
     if (error != ERROR_SUCCESS)
         return error;
+    // The look and the change are one step under the file's lock; only the process's values have a
+    // lock of their own, and it isn't needed for the change.
     Registry& registry = TheRegistry();
     return registry.file.Change([&](RegistryKey& tree) -> LONG {
         {
@@ -255,6 +274,7 @@ LONG RegCreateKeyExA(HKEY parent, LPCSTR path, DWORD, LPSTR, DWORD, REGSAM acces
         if (!handle)
             return ERROR_INVALID_PARAMETER;
         *handle = nullptr;
+        // A parent that has been deleted is told from a path that isn't there.
         Key above;
         LONG error = FindKey(parent, above);
         if (error == ERROR_SUCCESS)
@@ -264,6 +284,8 @@ LONG RegCreateKeyExA(HKEY parent, LPCSTR path, DWORD, LPSTR, DWORD, REGSAM acces
         Key key = above;
         if (!Descend(key, path))
             return ERROR_INVALID_PARAMETER;
+        // Mostly the key is there, which is found out without the lock between processes. The
+        // change looks again, as another process may have been faster.
         DWORD done = REG_OPENED_EXISTING_KEY;
         error = CheckExists(key, ERROR_FILE_NOT_FOUND);
         if (error == ERROR_FILE_NOT_FOUND) {
@@ -282,6 +304,7 @@ LONG RegCreateKeyExA(HKEY parent, LPCSTR path, DWORD, LPSTR, DWORD, REGSAM acces
     });
 }
 
+// Any other kind of handle is refused, not closed.
 LONG RegCloseKey(HKEY key) {
     if (RootName(key))
         return ERROR_SUCCESS;
@@ -319,6 +342,7 @@ LONG RegDeleteTreeA(HKEY handle, LPCSTR path) {
             error = CheckExists(key, ERROR_KEY_DELETED);
         if (error != ERROR_SUCCESS)
             return error;
+        // A path that leads nowhere below means the key itself, which is emptied and stays.
         const std::size_t levels = key.path.size();
         if (!Descend(key, path))
             return ERROR_FILE_NOT_FOUND;
@@ -329,6 +353,7 @@ LONG RegDeleteTreeA(HKEY handle, LPCSTR path) {
             RegistryKey* found = platform::FindKey(tree, key.path);
             if (!found)
                 return ERROR_FILE_NOT_FOUND;
+            // Emptied first, which is all that is wanted of the key itself.
             found->values.Clear();
             found->subkeys.Clear();
             const std::span above(key.path.data(), key.path.size() - 1);
@@ -353,6 +378,7 @@ LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD*, L
 LONG RegQueryInfoKeyA(HKEY key, LPSTR, DWORD*, DWORD*, DWORD* subkeys, DWORD* longestSubkey, DWORD*,
                       DWORD* values, DWORD* longestName, DWORD* longestValue, DWORD*, FILETIME*) {
     return ReadOpenKey(key, KEY_QUERY_VALUE, [&](const KeyView& view) {
+        // Counts and lengths are within 32 bits by the limits of the file.
         const auto tell = [](DWORD* out, std::size_t number) {
             if (out)
                 *out = static_cast<DWORD>(number);
@@ -380,6 +406,7 @@ LONG RegQueryInfoKeyA(HKEY key, LPSTR, DWORD*, DWORD*, DWORD* subkeys, DWORD* lo
 LONG RegSetProcessValue(HKEY root, LPCSTR path, LPCSTR name, DWORD type, const void* data,
                         DWORD size) {
     return Contained<LONG>(ERROR_NOT_ENOUGH_MEMORY, [&]() -> LONG {
+        // Below a root only: a value that depended on an open key would go with it.
         const char* rootName = RootName(root);
         if (!rootName)
             return ERROR_INVALID_HANDLE;

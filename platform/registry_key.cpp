@@ -94,6 +94,7 @@ LONG CRegistryKey::Create(HKEY parent, const std::string& path, REGSAM access) {
     return error;
 }
 
+// The longest text that counts fits into a page of the stack.
 std::optional<std::string> CRegistryKey::ReadText(const char* name) const {
     char text[kMaxTextBytes];
     if (!::ReadText(m_key, name, text))
@@ -118,6 +119,8 @@ LONG CRegistryKey::WriteNumber(const char* name, DWORD number) {
 
 std::vector<std::string> CRegistryKey::Subkeys() const {
     std::vector<std::string> names;
+    // The index is the count so far. A key that another program removes meanwhile ends the list
+    // early or costs one entry; nobody is shown one twice.
     while (names.size() < kMaxSubkeys) {
         char name[kNameRoom] = {};
         DWORD size = sizeof(name);

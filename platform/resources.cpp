@@ -6,10 +6,12 @@
 
 namespace {
 
-// Both are there before any module's static objects.
+// The tables form a list through the modules' static objects, which come and go with their modules.
+// Lock and list are there before any of them.
 constinit std::mutex g_lock;
 constinit ResourceTable* g_first = nullptr;
 
+// Names and numbers share one parameter: no text lies in the first 64 KiB of memory.
 bool IsNumber(LPCSTR name) {
     return reinterpret_cast<ULONG_PTR>(name) <= 0xFFFF;
 }
@@ -35,6 +37,7 @@ ResourceTable::ResourceTable(const EmbeddedResource* rows, std::size_t count) no
 
 ResourceTable::~ResourceTable() {
     const std::lock_guard guard(g_lock);
+    // Modules leave in any order, so the table is looked for from the front.
     ResourceTable** link = &g_first;
     while (*link != this)
         link = &(*link)->m_next;
@@ -52,6 +55,7 @@ const EmbeddedResource* ResourceTable::Find(LPCSTR name, WORD type) const {
 HRSRC FindResourceA(HMODULE module, LPCSTR name, LPCSTR type) {
     if (!module || !IsNumber(type))
         return nullptr;
+    // A module may bring several tables.
     const std::lock_guard guard(g_lock);
     for (const ResourceTable* table = g_first; table; table = table->Next()) {
         const EmbeddedResource* found =

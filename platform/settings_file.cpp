@@ -13,6 +13,7 @@ using platform::Trimmed;
 
 namespace {
 
+// A larger file is no settings file; it would only cost memory.
 constexpr std::size_t kMaxFileBytes = 1 << 20;
 
 // Walks over the lines of a settings file that mean something.
@@ -27,6 +28,7 @@ class SettingsReader {
             const std::string_view line = Trimmed(platform::NextLine(m_rest));
             if (line.empty() || line.front() == ';')
                 continue;
+            // A head without its closing bracket goes to the line's end.
             if (line.front() == '[') {
                 section = Trimmed(line.substr(1, line.find(']') - 1));
                 key = value = {};
@@ -50,13 +52,14 @@ class SettingsReader {
     std::string_view m_rest;
 };
 
+// One pair of either kind, which is there to keep blanks.
 std::string_view Unquoted(std::string_view text) {
     const bool quoted = text.size() >= 2 && text.front() == text.back() &&
                         (text.front() == '"' || text.front() == '\'');
     return quoted ? text.substr(1, text.size() - 2) : text;
 }
 
-// Cuts the text to the buffer; `zeros` stand behind it.
+// Cuts the text to the buffer; `zeros` stand behind it, or as many of them as fit.
 DWORD Store(std::string_view text, std::size_t zeros, LPSTR buffer, DWORD size) {
     const std::size_t room = size > zeros ? size - zeros : 0;
     const std::size_t stored = std::min(text.size(), room);
@@ -86,6 +89,7 @@ DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR defaultText, L
             platform::Fail(ERROR_INVALID_PARAMETER);
             return 0;
         }
+        // A file that can't be read counts as an empty one; the last error tells the difference.
         std::string content;
         const LONG error = platform::ReadTextFile(fileName, kMaxFileBytes, content);
         SetLastError(static_cast<DWORD>(error));
@@ -97,6 +101,7 @@ DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR defaultText, L
             std::string names = ListNames(reader, section);
             return Store(names, 2, text, size);
         }
+        // The first of two keys of one name counts.
         while (reader.Next()) {
             if (CompareNames(reader.section, section) == 0 && CompareNames(reader.key, key) == 0)
                 return Store(Unquoted(reader.value), 1, text, size);

@@ -12,6 +12,7 @@ namespace {
 
 using Variable = std::pair<std::string, std::string>;
 
+// An entry of the environment is "name=value"; names are compared with their '='.
 bool IsOneOf(const char* entry, std::span<const Variable> variables) {
     for (const Variable& variable : variables) {
         const std::string begin = variable.first + '=';
@@ -27,6 +28,8 @@ int RunShellCommand(const std::string& command, std::span<const Variable> variab
     std::vector<std::string> own;
     for (const Variable& variable : variables)
         own.push_back(variable.first + '=' + variable.second);
+    // The program's own variables without those that are given anew: with two of a name shells
+    // differ in which they take.
     std::vector<char*> environment;
     for (char** entry = environ; *entry; ++entry) {
         if (!IsOneOf(*entry, variables))
@@ -36,6 +39,7 @@ int RunShellCommand(const std::string& command, std::span<const Variable> variab
         environment.push_back(entry.data());
     environment.push_back(nullptr);
 
+    // The interface wants writable texts.
     std::string shell = "sh";
     std::string option = "-c";
     std::string text = command;
@@ -44,10 +48,12 @@ int RunShellCommand(const std::string& command, std::span<const Variable> variab
     if (posix_spawn(&child, "/bin/sh", nullptr, nullptr, arguments, environment.data()) != 0)
         return -1;
     int status = 0;
+    // A signal that the program handles interrupts the wait, and not the child.
     while (waitpid(child, &status, 0) < 0) {
         if (errno != EINTR)
             return -1;
     }
+    // As shells count it.
     constexpr int kBySignal = 128;
     return WIFEXITED(status) ? WEXITSTATUS(status) : kBySignal + WTERMSIG(status);
 }

@@ -18,6 +18,8 @@ using platform::Fail;
 using platform::FindHandleAs;
 using platform::Waitable;
 
+// Events, semaphores and waits within one process rest on waitable.h; a semaphore with a name rests
+// on a file's lock (named_semaphore.h), and is waited for alone.
 namespace {
 
 class Semaphore : public Waitable {
@@ -26,6 +28,7 @@ class Semaphore : public Waitable {
 
     BOOL Release(LONG releaseCount, LONG* previousCount) {
         const std::lock_guard guard(platform::DispatcherLock());
+        // So written that no sum can overflow.
         if (releaseCount > m_limit - Count())
             return Fail(ERROR_TOO_MANY_POSTS);
         if (previousCount)
@@ -38,6 +41,7 @@ class Semaphore : public Waitable {
     const LONG m_limit;
 };
 
+// An object without its descriptor, of which a process may have run out, is no handle.
 HANDLE AddWaitable(std::shared_ptr<Waitable> object) {
     if (!object->IsValid()) {
         platform::FailErrno();
@@ -58,6 +62,7 @@ BOOL ChangeEvent(HANDLE handle, LONG count) {
     });
 }
 
+// A lock has one holder; other counts have no counterpart.
 HANDLE MakeNamedSemaphore(LONG initialCount, LONG maximumCount, LPCSTR name) {
     if (initialCount != 1 || maximumCount != 1) {
         Fail(ERROR_NOT_SUPPORTED);
@@ -72,11 +77,14 @@ HANDLE MakeNamedSemaphore(LONG initialCount, LONG maximumCount, LPCSTR name) {
 
 using WaitObjects = std::array<std::shared_ptr<Waitable>, MAXIMUM_WAIT_OBJECTS>;
 
+// At most 64 handles, so that comparing each with those before it costs nothing.
 BOOL FindWaitObjects(std::span<const HANDLE> handles, WaitObjects& objects) {
     for (std::size_t i = 0; i < handles.size(); ++i) {
         const auto before = handles.first(i);
         if (std::find(before.begin(), before.end(), handles[i]) != before.end())
             return Fail(ERROR_INVALID_PARAMETER);
+        // The objects are held from here on: a handle that another thread closes during the wait
+        // doesn't end it.
         const auto object = platform::FindHandle(handles[i]);
         if (dynamic_cast<platform::NamedSemaphore*>(object.get()))
             return Fail(ERROR_NOT_SUPPORTED);
@@ -137,6 +145,7 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, D
         Fail(ERROR_INVALID_PARAMETER);
         return WAIT_FAILED;
     }
+    // The only wait that a named semaphore takes part in.
     if (count == 1) {
         const auto object = platform::FindHandle(handles[0]);
         if (auto* named = dynamic_cast<platform::NamedSemaphore*>(object.get()))
@@ -153,6 +162,7 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 }
 
 void Sleep(DWORD milliseconds) {
+    // A sleep of nothing gives the rest of the time slice away.
     if (milliseconds == 0)
         std::this_thread::yield();
     do {
@@ -161,15 +171,18 @@ void Sleep(DWORD milliseconds) {
 }
 
 ULONGLONG GetTickCount64() {
+    // Of a clock that nobody sets, so that differences are true.
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return static_cast<ULONGLONG>(
         std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
 }
 
+// Wraps after 2^32 ms: differences are taken without a sign.
 DWORD GetTickCount() {
     return static_cast<DWORD>(GetTickCount64());
 }
 
+// The system's own number, which debuggers show too.
 DWORD GetCurrentThreadId() {
     return static_cast<DWORD>(gettid());
 }

@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::size_t kPrefixChars = 3;
 constexpr std::size_t kNameChars = 3 + 4 + 4;  // prefix, number, ".TMP"
+// Only the low 16 bits of a number go into the name.
 constexpr UINT kNumbers = 0x10000;
 
 std::string WithSlash(std::string path) {
@@ -27,6 +28,7 @@ std::string WithSlash(std::string path) {
 }
 
 std::string TempName(const std::string& folder, const char* prefix, UINT number) {
+    // Without leading zeros, as published.
     char rest[sizeof("FFFF.TMP")];
     std::snprintf(rest, sizeof(rest), "%X.TMP", number & (kNumbers - 1));
     return folder + std::string(prefix, strnlen(prefix, kPrefixChars)) + rest;
@@ -35,15 +37,19 @@ std::string TempName(const std::string& folder, const char* prefix, UINT number)
 // Makes the first file of all numbers that isn't there, from a number that others don't begin with.
 // 0 with an error number if there is none.
 UINT MakeTempFile(const std::string& folder, const char* prefix, std::string& name) {
+    // Programs that begin at one number would try each other's names, one after the other.
     WORD first = 0;
     if (getrandom(&first, sizeof(first), 0) != sizeof(first))
         first = static_cast<WORD>(getpid());
     for (UINT i = 0; i < kNumbers; ++i) {
         const UINT number = (first + i) % kNumbers;
+        // 0 would be the sign of failure.
         if (number == 0)
             continue;
         name = TempName(folder, prefix, number);
         const platform::UniqueFd made(
+            // Making and checking are one step, and the file is the user's alone: under a shared
+            // folder anybody could have put something there in between.
             open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (made)
             return number;
@@ -81,6 +87,7 @@ UINT GetTempFileNameA(LPCSTR path, LPCSTR prefix, UINT unique, LPSTR name) {
             return 0;
         }
         const std::string folder = WithSlash(path);
+        // The caller's buffer has MAX_PATH characters and no size comes with it.
         if (folder.size() + kNameChars >= MAX_PATH) {
             Fail(ERROR_BUFFER_OVERFLOW);
             return 0;

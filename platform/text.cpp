@@ -10,6 +10,7 @@ std::u16string WideFromText(std::string_view text) {
 
 std::string TextFromWide(LPCOLESTR text, std::size_t most) {
     std::size_t length = 0;
+    // Nothing behind `most` is looked at: the text may lie in a record without a zero.
     while (text && length < most && text[length] != 0)
         ++length;
     return length > 0 ? platform::BytesFromUtf16({text, length}) : std::string();
@@ -39,6 +40,7 @@ std::string GuidText(REFGUID guid) {
     LPOLESTR wide = nullptr;
     if (FAILED(StringFromIID(guid, &wide)))
         throw std::bad_alloc();
+    // Freed also when the conversion throws.
     const std::unique_ptr<OLECHAR, decltype(&CoTaskMemFree)> freed(wide, &CoTaskMemFree);
     return TextFromWide(wide);
 }

@@ -51,9 +51,11 @@ int Thread::Start(const std::shared_ptr<Thread>& self, unsigned stackSize) {
     pthread_attr_t attributes;
     if (const int error = pthread_attr_init(&attributes))
         return error;
+    // A wish for less than the system can run on is no failure.
     const auto smallest = static_cast<std::size_t>(PTHREAD_STACK_MIN);
     if (stackSize != 0)
         pthread_attr_setstacksize(&attributes, std::max<std::size_t>(stackSize, smallest));
+    // The thread holds itself while it runs: the handle may be closed before that.
     auto passed = std::make_unique<std::shared_ptr<Thread>>(self);
     const int error = pthread_create(&m_thread, &attributes, &Thread::Run, passed.get());
     pthread_attr_destroy(&attributes);
@@ -61,6 +63,7 @@ int Thread::Start(const std::shared_ptr<Thread>& self, unsigned stackSize) {
         return error;
     static_cast<void>(passed.release());  // now the thread's
     m_joinable = true;
+    // The caller is told the id, which only the thread itself can find out.
     m_started.wait();
     return 0;
 }
@@ -71,6 +74,7 @@ void* Thread::Run(void* self) {
     Thread& thread = **passed;
     thread.m_id = GetCurrentThreadId();
     thread.m_started.count_down();
+    // The result of the start routine is nobody's; the signal is set as the last step but one.
     thread.m_start(thread.m_argument);
     const std::lock_guard guard(platform::DispatcherLock());
     thread.SetCount(1);
@@ -91,6 +95,7 @@ ULONG_PTR _beginthreadex(void*, unsigned stackSize, unsigned (*start)(void*), vo
             platform::FailErrno();
             return 0;
         }
+        // First the handle, which may fail for want of memory; a thread can't be taken back.
         const HANDLE handle = platform::AddHandle(thread);
         if (const int error = thread->Start(thread, stackSize)) {
             CloseHandle(handle);

@@ -25,6 +25,7 @@ struct LockRequest {
 };
 
 void ServeRequest(const std::shared_ptr<LockRequest>& request, const std::string& path) {
+    // Nobody may be there any more when it comes.
     UniqueFd taken = LockFile(path, LockWait::Forever);
     const int error = errno;
     const std::lock_guard guard(request->mutex);
@@ -46,6 +47,7 @@ UniqueFd LockFile(const std::string& path, LockWait wait) {
         UniqueFd fd(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
         if (!fd)
             return {};
+        // Of the open file and not of the process, so that threads exclude each other too.
         const int mode = LOCK_EX | (wait == LockWait::None ? LOCK_NB : 0);
         int result = 0;
         do {
@@ -67,6 +69,7 @@ UniqueFd LockFile(const std::string& path, LockWait wait) {
 // the lock back at once when it comes too late.
 UniqueFd LockFileWithin(const std::string& path, std::chrono::milliseconds time) {
     const auto end = std::chrono::steady_clock::now() + time;
+    // Mostly it is free, and no thread is needed.
     UniqueFd taken = LockFile(path, LockWait::None);
     if (taken || errno != EWOULDBLOCK)
         return taken;

@@ -17,11 +17,14 @@ namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 
+// With hash, dash and ending well below the 255 bytes of a file name.
 constexpr std::size_t kReadableChars = 48;
 
 // The last characters of the name, as far as a file name may hold them, for people; a hash of the
 // whole name for telling names apart.
 std::string LockFileName(const std::string& name) {
+    // FNV-1a with its published start and factor: 64 bits tell all names apart that a user can
+    // have.
     std::uint64_t hash = 0xCBF29CE484222325u;
     for (const unsigned char c : name)
         hash = (hash ^ c) * 0x100000001B3u;
@@ -54,6 +57,8 @@ bool MakePrivateFolder(const std::string& path) {
 
 // Empty with errno if there is no such folder.
 std::string LockFolder() {
+    // The session's own folder, which goes with it. Programs of two sessions share no lock: where
+    // that matters the file itself must do.
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
     if (runtime && *runtime == '/') {
         std::string folder = std::string(runtime) + "/nvqdrv";
@@ -76,7 +81,8 @@ BOOL NamedSemaphore::Prepare() {
     return TRUE;
 }
 
-// Each wait opens the file anew, so that two threads on one handle exclude each other too.
+// Each wait opens the file anew, so that two threads on one handle exclude each other too, and a
+// thread that waits twice waits for itself.
 DWORD NamedSemaphore::Wait(DWORD milliseconds) {
     return Contained(WAIT_FAILED, [&]() -> DWORD {
         UniqueFd taken = milliseconds == 0 ? LockFile(m_path, LockWait::None)
@@ -96,6 +102,7 @@ DWORD NamedSemaphore::Wait(DWORD milliseconds) {
 }
 
 BOOL NamedSemaphore::Release(LONG* previousCount) {
+    // Given back without the lock that guards the member: a waiter may come in at once.
     UniqueFd held;
     {
         const std::lock_guard guard(m_lock);

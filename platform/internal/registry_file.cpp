@@ -20,6 +20,7 @@
 namespace platform {
 namespace {
 
+// 64 MiB: more than any use, and little enough to be held in memory twice during a change.
 constexpr std::size_t kMaxFileBytes = 64 << 20;
 constexpr mode_t kFileMode = 0600;
 constexpr mode_t kFolderMode = 0700;
@@ -46,6 +47,8 @@ void MakeFolders(const std::string& fileName) {
         mkdir(fileName.substr(0, end).c_str(), kFolderMode);
 }
 
+// Not on the file itself, which every change replaces. The lock's file stays, as removing it would
+// leave two processes with a lock on two files of one name.
 UniqueFd LockBeside(const std::string& name) {
     const std::string lockName = name + ".lock";
     UniqueFd lock = LockFile(lockName, LockWait::Forever);
@@ -107,14 +110,17 @@ LONG RegistryFile::Refresh(std::size_t& wrongLine) {
         return m_result;
     m_identity.reset();
     m_tree = {};
+    // Without O_NONBLOCK a pipe in its place would hold every program up.
     const UniqueFd fd(open(m_name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd || fstat(fd.Get(), &status) != 0)
         return errno == ENOENT ? ERROR_SUCCESS : ErrorFromErrno(errno);
+    // Of the descriptor, and taken ahead of reading: a change in between shows at the next look.
     const Identity identity = IdentityOf(status);
     const bool settled = IsSettled(status.st_mtim);
     m_result = ReadRegistry(fd.Get(), m_tree, wrongLine);
     if (settled)
         m_identity = identity;
+    // Once for each state of the file; readers come often.
     if (wrongLine != 0 && m_told && *m_told == identity)
         wrongLine = 0;
     else if (wrongLine != 0)
@@ -150,6 +156,7 @@ LONG RegistryFile::Change(const std::function<LONG(RegistryKey&)>& change) {
 
 LONG RegistryFile::ChangeLocked(const std::string& name,
                                 const std::function<LONG(RegistryKey&)>& change) {
+    // Read anew and not from the copy: under the lock only the file counts.
     RegistryKey tree;
     const UniqueFd fd(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd && errno != ENOENT)

@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::string_view kTitle = "Windows Registry Editor Version 5.00";
 constexpr std::string_view kRootPrefix = "HKEY_";
+// The marks of byte order that editors put in front.
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::string_view kUtf16Mark = "\xFF\xFE";
 
@@ -23,6 +24,7 @@ bool TakeFront(std::string_view& text, std::string_view front) {
     return true;
 }
 
+// A half unit at the end is left out; callers check for one.
 std::u16string Utf16FromLowHigh(std::string_view bytes) {
     std::u16string utf16;
     utf16.reserve(bytes.size() / 2);
@@ -33,7 +35,8 @@ std::u16string Utf16FromLowHigh(std::string_view bytes) {
     return utf16;
 }
 
-// The file's text as UTF-8; nothing if it is in another encoding.
+// The file's text as UTF-8; nothing if it is in another encoding. Such a file is refused as a
+// whole: a line of it, written back, would be another.
 std::optional<std::string> DecodeFile(std::string_view bytes) {
     if (!TakeFront(bytes, kUtf16Mark)) {
         TakeFront(bytes, kUtf8Mark);
@@ -51,6 +54,7 @@ std::optional<std::string> DecodeFile(std::string_view bytes) {
 bool ReadHex(std::string_view text, std::size_t digits, DWORD& number) {
     if (text.empty() || text.size() > digits)
         return false;
+    // from_chars takes neither a sign nor a 0x in front, as is wanted.
     const char* end = text.data() + text.size();
     return std::from_chars(text.data(), end, number, 16).ptr == end;
 }
@@ -59,11 +63,13 @@ bool ReadHex(std::string_view text, std::size_t digits, DWORD& number) {
 bool TakeQuoted(std::string_view& line, std::string& text) {
     if (!TakeFront(line, "\""))
         return false;
+    // A text that the line ends within is wrong: it has no line breaks.
     while (!line.empty()) {
         char c = line.front();
         line.remove_prefix(1);
         if (c == '"')
             return true;
+        // Two escapes and no others, so that whatever is read is written back the same.
         if (c == '\\') {
             if (line.empty() || (line.front() != '\\' && line.front() != '"'))
                 return false;
@@ -86,6 +92,7 @@ bool ReadBytes(std::string_view list, std::string& bytes) {
         if (comma == std::string_view::npos)
             return true;
         list.remove_prefix(comma + 1);
+        // A comma promises another byte.
         if (list.empty())
             return false;
     }
@@ -121,6 +128,7 @@ std::string_view RegistryReader::TakeLine() {
 }
 
 bool RegistryReader::Read() {
+    // Older titles mean another format, whose texts aren't UTF-8.
     if (TakeLine() != kTitle)
         return false;
     while (!m_rest.empty()) {
@@ -134,6 +142,7 @@ bool RegistryReader::Read() {
 bool RegistryReader::ReadLine(std::string_view line) {
     if (line.empty())
         return true;
+    // Kept for what comes next; behind the last key it belongs to the file.
     if (line.front() == ';') {
         m_comment.append(line).push_back('\n');
         return true;
@@ -145,10 +154,12 @@ bool RegistryReader::ReadKey(std::string_view line) {
     if (line.size() < 2 || line.back() != ']')
         return false;
     std::string_view name = line.substr(1, line.size() - 2);
+    // As exported files do that take something back.
     const bool deletes = TakeFront(name, "-");
     if (CompareNames(name.substr(0, kRootPrefix.size()), kRootPrefix) != 0)
         return false;
     RegistryPath path;
+    // At least one level, the root's name; an empty one is wrong.
     for (bool more = true; more;) {
         const std::size_t end = name.find('\\');
         const std::string_view level = name.substr(0, end);
@@ -159,6 +170,7 @@ bool RegistryReader::ReadKey(std::string_view line) {
         name.remove_prefix(more ? end + 1 : name.size());
     }
     if (deletes) {
+        // Values that would follow have no key to go to, which is told at their line.
         const std::span above(path.data(), path.size() - 1);
         if (RegistryKey* parent = FindKey(m_tree, above))
             parent->subkeys.Erase(path.back());
@@ -172,16 +184,19 @@ bool RegistryReader::ReadKey(std::string_view line) {
 
 bool RegistryReader::ReadValue(std::string_view line) {
     std::string name;
+    // The default value has no name, and '@' stands for it.
     if (!m_key || !(TakeFront(line, "@") || TakeQuoted(line, name)) || !IsValueName(name))
         return false;
     line = Trimmed(line);
     if (!TakeFront(line, "="))
         return false;
     line = Trimmed(line);
+    // A value that isn't there is as good as deleted.
     if (line == "-") {
         m_key->values.Erase(name);
         return true;
     }
+    // Read in full before it replaces a value of the same name.
     RegistryValue read;
     if (!ReadData(line, read))
         return false;
@@ -205,11 +220,13 @@ bool RegistryReader::ReadData(std::string_view text, RegistryValue& value) {
         if (!ReadHex(text, 8, number))
             return false;
         value.type = REG_DWORD;
+        // As the memory of a machine has it that stores low bytes first, and as callers get it.
         value.data.assign(reinterpret_cast<const char*>(&number), sizeof(number));
         return true;
     }
     if (!TakeFront(text, "hex"))
         return false;
+    // A type in parentheses makes it one of any other kind.
     value.type = REG_BINARY;
     if (TakeFront(text, "(")) {
         const std::size_t end = text.find(')');
@@ -233,6 +250,7 @@ bool RegistryReader::ReadHexData(std::string_view text, RegistryValue& value) {
         return false;
     if (!IsTextType(value.type))
         return true;
+    // Texts stand as UTF-16 there, and as UTF-8 in memory.
     const bool whole = value.data.size() % 2 == 0;
     value.data = BytesFromUtf16(Utf16FromLowHigh(value.data));
     return whole;
@@ -241,6 +259,7 @@ bool RegistryReader::ReadHexData(std::string_view text, RegistryValue& value) {
 }  // namespace
 
 std::size_t ParseRegistry(std::string_view bytes, RegistryKey& tree) {
+    // Touching a file is a way of making it.
     if (bytes.empty())
         return 0;
     const std::optional<std::string> text = DecodeFile(bytes);

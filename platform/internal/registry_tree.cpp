@@ -8,6 +8,7 @@
 namespace platform {
 namespace {
 
+// Controls would break the file's lines, and other bytes its encoding.
 bool IsPlainName(std::string_view name) {
     return !HasControls(name) && IsUtf8(name);
 }
@@ -15,6 +16,7 @@ bool IsPlainName(std::string_view name) {
 }  // namespace
 
 const RegistryKey* FindKey(const RegistryKey& tree, std::span<const std::string> path) {
+    // An empty path is the tree itself.
     const RegistryKey* key = &tree;
     for (const std::string& level : path) {
         key = key->subkeys.Find(level);
@@ -35,6 +37,7 @@ RegistryKey& MakeKey(RegistryKey& tree, std::span<const std::string> path) {
     return *key;
 }
 
+// Tabs and line breaks included; bytes from 0x80 on belong to characters.
 bool HasControls(std::string_view text) {
     return std::any_of(text.begin(), text.end(), [](char c) {
         const auto byte = static_cast<unsigned char>(c);
@@ -58,7 +61,9 @@ bool IsTextType(DWORD type) {
 void TerminateText(DWORD type, std::string& data) {
     if (!IsTextType(type))
         return;
+    // A list of texts ends with an empty one.
     const std::size_t zeros = type == REG_MULTI_SZ ? 2 : 1;
+    // Zeros that are there already count, and superfluous ones stay: they are the caller's.
     const std::size_t last = data.find_last_not_of('\0');
     const std::size_t behind = data.size() - (last == std::string::npos ? 0 : last + 1);
     if (behind < zeros)

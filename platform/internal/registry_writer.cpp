@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t kLineWidth = 77;  // behind which a list of bytes goes on in the next line
 
+// With the two escapes that the reader undoes.
 void AppendQuoted(std::string& out, std::string_view text) {
     out += '"';
     for (const char c : text) {
@@ -28,6 +29,7 @@ bool IsQuotable(const RegistryValue& value) {
     return !HasControls(text) && IsUtf8(text);
 }
 
+// Byte order is part of the format, whatever the machine's.
 std::string LowHighFromUtf16(std::u16string_view utf16) {
     std::string bytes;
     bytes.reserve(utf16.size() * 2);
@@ -44,11 +46,13 @@ void AppendBytes(std::string& out, std::string_view bytes) {
         char digits[4];
         std::snprintf(digits, sizeof(digits), "%02x", static_cast<unsigned char>(bytes[i]));
         out += digits;
+        // No comma behind the last.
         if (i + 1 == bytes.size())
             break;
         out += ',';
         if (out.size() - lineStart >= kLineWidth) {
             out += "\\\n";
+            // Two blanks in front, as exported files have them.
             lineStart = out.size();
             out += "  ";
         }
@@ -56,6 +60,7 @@ void AppendBytes(std::string& out, std::string_view bytes) {
 }
 
 void AppendData(std::string& out, const RegistryValue& value) {
+    // "hex(ffffffff):" has as many characters.
     char head[sizeof("dword:00000000")];
     if (IsQuotable(value)) {
         AppendQuoted(out, {value.data.data(), value.data.size() - 1});
@@ -64,6 +69,7 @@ void AppendData(std::string& out, const RegistryValue& value) {
         std::snprintf(head, sizeof(head), "dword:%08x", number);
         out += head;
     } else {
+        // Among them numbers of another size than theirs.
         std::snprintf(head, sizeof(head),
                       value.type == REG_BINARY ? "hex:" : "hex(%x):", value.type);
         out += head;
@@ -72,7 +78,8 @@ void AppendData(std::string& out, const RegistryValue& value) {
     }
 }
 
-// A key that only leads to others needs no lines of its own.
+// A key that only leads to others needs no lines of its own. Depth first, in the order of making,
+// so that a small change makes a small difference in the text.
 void AppendKey(std::string& out, const std::string& path, const RegistryKey& key) {
     if (!key.values.Empty() || key.subkeys.Empty() || !key.comment.empty()) {
         out += '\n' + key.comment + '[' + path + "]\n";

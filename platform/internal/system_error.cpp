@@ -5,6 +5,7 @@
 namespace platform {
 namespace {
 
+// Several system errors share a number where the published ones don't tell them apart.
 struct ErrorPair {
     int error;
     LONG number;
@@ -42,9 +43,11 @@ LONG ErrorFromErrno(int error) {
         if (pair.error == error)
             return pair.number;
     }
+    // Never success: an errno of 0 that comes here is a failure without a reason.
     return ERROR_GEN_FAILURE;
 }
 
+// FALSE as the result of the function that failed.
 BOOL Fail(LONG error) {
     SetLastError(static_cast<DWORD>(error));
     return FALSE;

@@ -17,11 +17,14 @@ LONG ReadDescriptor(int fd, std::size_t limit, std::string& text) {
     struct stat status = {};
     if (fstat(fd, &status) != 0)
         return ErrorFromErrno(errno);
+    // A folder, a pipe or a device has no end that can be relied on.
     if (!S_ISREG(status.st_mode))
         return ERROR_FILE_INVALID;
     if (status.st_size > static_cast<off_t>(limit))
         return ERROR_FILE_TOO_LARGE;
+    // The size is a hint: the file is read to its end.
     text.reserve(static_cast<std::size_t>(status.st_size));
+    // Read in pieces, so that a file that grows meanwhile is noticed.
     std::array<char, 16384> block;
     for (;;) {
         const ssize_t got = read(fd, block.data(), block.size());
@@ -51,6 +54,7 @@ std::string_view Trimmed(std::string_view text) {
 }
 
 std::string_view NextLine(std::string_view& text) {
+    // A last line without an end is a line too; a carriage return belongs to the end.
     const std::size_t end = text.find('\n');
     std::string_view line = text.substr(0, end);
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
@@ -60,6 +64,7 @@ std::string_view NextLine(std::string_view& text) {
 }
 
 int CompareNames(std::string_view a, std::string_view b) {
+    // Not by the locale, which would make two programs disagree.
     const auto folded = [](char c) -> int {
         return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
     };

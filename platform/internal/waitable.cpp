@@ -15,6 +15,7 @@
 namespace platform {
 namespace {
 
+// A moment rather than a time, since a wait may sleep several times.
 class Deadline {
   public:
     explicit Deadline(DWORD milliseconds)
@@ -35,7 +36,8 @@ class Deadline {
     Clock::time_point m_end;
 };
 
-// The objects of one wait that aren't signalled yet, with their sources.
+// The objects of one wait that aren't signalled yet, with their sources: twice as many descriptors,
+// as each object may have a source beside its own.
 struct PollSet {
     std::array<pollfd, std::size_t{2} * MAXIMUM_WAIT_OBJECTS> entries;
     nfds_t count = 0;
@@ -51,6 +53,8 @@ using Objects = std::span<const std::shared_ptr<Waitable>>;
 
 // Takes the first signalled object, else fills the set with all of them.
 DWORD TakeAny(Objects objects, PollSet& missing) {
+    // The first in the order of the handles, as published: a later one can starve, and callers put
+    // the most urgent in front.
     const std::lock_guard guard(DispatcherLock());
     for (std::size_t i = 0; i < objects.size(); ++i) {
         objects[i]->CheckSource();
@@ -85,6 +89,7 @@ std::mutex& DispatcherLock() {
     return lock;
 }
 
+// Without a descriptor the object is invalid, and its count is never used.
 Waitable::Waitable(OnWait onWait, LONG count)
     : m_onWait(onWait), m_event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (IsValid())
@@ -122,6 +127,7 @@ DWORD WaitFor(Objects objects, bool waitAll, DWORD milliseconds) {
         if (served != WAIT_TIMEOUT) {
             if (!waitAll)
                 objects[served - WAIT_OBJECT_0]->AfterWait();
+            // Outside the lock, since a thread's last step may be waited for here.
             for (std::size_t i = 0; waitAll && i < objects.size(); ++i)
                 objects[i]->AfterWait();
             return served;
