@@ -95,15 +95,15 @@ TEST_F(Log, MakesAFileOnlyForAMessageThatPasses) {
     logs(0x80000040, 0);
     logs(0, kLogToFile);
     logs(0x80000040, kLogToDebugger);
-    EXPECT_FALSE(std::filesystem::exists(m_folder / "ostrel.log"));
+    EXPECT_FALSE(std::filesystem::exists(m_folder + "/ostrel.log"));
     logs(0x80000040, kLogToFile);
     logs(0x80000040, kLogToFile, std::string(300, 'x'));
     EXPECT_EQ(Plain(File()), "error\nerror\n") << "a name that is too long counts as none";
     EXPECT_EQ(Take(), "error\n") << "once, for the debugger alone";
-    logs(0x80000040, kLogToFile | kLogToDebugger, (m_folder / "own.txt").string());
+    logs(0x80000040, kLogToFile | kLogToDebugger, m_folder + "/own.txt");
     EXPECT_EQ(Plain(File("own.txt")) + Take(), "error\nerror\n");
     SetLastError(1234);
-    logs(0x80000040, kLogToFile, (m_folder / "missing" / "own.txt").string());
+    logs(0x80000040, kLogToFile, m_folder + "/missing/own.txt");
     EXPECT_EQ(GetLastError(), 1234u) << "a message that is lost leaves the caller alone";
 }
 
@@ -159,7 +159,7 @@ TEST_F(Log, ProcessesAppendToOneFileWhateverTheirRuntimeFolder) {
     for (const char mark : {'A', 'B', 'C', 'D'}) {
         const std::string text(900, mark);
         expected[text] = kMessages;
-        const std::string runtime = m_folder / std::string(1, mark);
+        const std::string runtime = m_folder + '/' + mark;
         std::filesystem::create_directory(runtime);
         if (fork() != 0)
             continue;
