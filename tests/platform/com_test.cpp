@@ -20,39 +20,41 @@ namespace {
 
 constexpr IID kIdentifier = {
     0x0C733A30, 0x2A1C, 0x11CE, {0xAD, 0xE5, 0x00, 0xAA, 0x00, 0x44, 0x77, 0x3D}};
-constexpr char16_t kText[] = u"{0C733A30-2A1C-11CE-ADE5-00AA0044773D}";
 
-TEST(Identifier, HasOneTextAndIsReadFromEitherCase) {
-    LPOLESTR text = nullptr;
-    ASSERT_EQ(StringFromIID(kIdentifier, &text), S_OK);
-    EXPECT_EQ(std::u16string(text), kText);
-    CoTaskMemFree(text);
+TEST(Identifier, HasOneTextAndIsNothingInAnyOtherForm) {
+    const std::string good = "{0C733A30-2A1C-11CE-ADE5-00AA0044773D}";
+    EXPECT_EQ(GuidText(kIdentifier), good);
     CLSID read = GUID_NULL;
-    EXPECT_EQ(CLSIDFromString(kText, &read), S_OK);
-    EXPECT_EQ(read, kIdentifier);
-    EXPECT_EQ(CLSIDFromString(u"{0c733a30-2a1c-11ce-ade5-00aa0044773d}", &read), S_OK);
-    EXPECT_EQ(read, kIdentifier);
-    EXPECT_EQ(CLSIDFromString(nullptr, &read), S_OK);
-    EXPECT_EQ(read, GUID_NULL);
-    EXPECT_EQ(StringFromIID(kIdentifier, nullptr), E_POINTER);
-    EXPECT_EQ(CLSIDFromString(kText, nullptr), E_POINTER);
-}
-
-TEST(Identifier, IsNothingInAnyOtherForm) {
-    const std::u16string good = kText;
-    for (const std::u16string& wrong :
-         {std::u16string(), good.substr(0, 37), good + u" ", u" " + good, good.substr(1, 36),
-          std::u16string(u"{0C733A30-2A1C-11CE-ADE500AA-0044773D}"),
-          std::u16string(u"{0C733A30-2A1C-11CE-ADE5-00AA0044773G}"),
-          std::u16string(u"{0C733A30-2A1C-11CE-ADE5-00AA0044\uFF17\uFF13D}")}) {
-        CLSID read = kIdentifier;
-        EXPECT_EQ(CLSIDFromString(wrong.c_str(), &read), CO_E_CLASSSTRING);
+    for (const char* text : {good.c_str(), "{0c733a30-2a1c-11ce-ade5-00aa0044773d}"}) {
+        EXPECT_TRUE(GuidFromText(text, read));
+        EXPECT_EQ(read, kIdentifier);
+    }
+    for (const std::string& wrong :
+         {std::string(), good.substr(0, 37), good + " ", ' ' + good, good.substr(1, 36),
+          std::string("{0C733A30-2A1C-11CE-ADE500AA-0044773D}"),
+          std::string("{0C733A30-2A1C-11CE-ADE5-00AA0044773G}"),
+          std::string("{0C733A30-2A1C-11CE-ADE5-00AA0044\uFF17\uFF13D}")}) {
+        read = kIdentifier;
+        EXPECT_FALSE(GuidFromText(wrong, read)) << wrong;
         EXPECT_EQ(read, GUID_NULL);
     }
+    EXPECT_EQ(CLSIDFromString(nullptr, &read), S_OK) << "no text is the zero identifier";
+    EXPECT_EQ(StringFromIID(kIdentifier, nullptr), E_POINTER);
+    EXPECT_EQ(CLSIDFromString(nullptr, nullptr), E_POINTER);
+}
+
+TEST(Text, GoesOverIntoWideTextAndComesBackTheSame) {
+    const std::string text = "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\xFF";
+    EXPECT_EQ(WideFromText(text), u"a\u00E4\u20AC\U0001F600\xDCFF");
+    EXPECT_EQ(TextFromWide(WideFromText(text).c_str()), text);
+    EXPECT_EQ(TextFromWide(u"abc", 2), "ab");
+    EXPECT_EQ(TextFromWide(nullptr) + TextFromBstr(nullptr), "");
+    const TaskText zeros = MakeTaskText({u"a\0b", 3});
+    EXPECT_EQ(TextFromBstr(zeros.get()), std::string("a\0b", 3));
+    EXPECT_EQ(ViewText(TaskText(BstrFromText(text)).get()), WideFromText(text));
 }
 
 TEST(Bstr, KnowsItsLengthAndHasAZeroBehindIt) {
-    EXPECT_EQ(SysStringLen(nullptr), 0u);
     const BSTR text = SysAllocStringLen(u"a\0bcd", 3);
     ASSERT_NE(text, nullptr);
     EXPECT_EQ(SysStringLen(text), 3u);

@@ -5,8 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "tests/platform/test_folder.h"
 
@@ -15,6 +13,7 @@ namespace {
 struct FolderResult {
     HRESULT result;
     std::string path;
+    bool operator==(const FolderResult&) const = default;
 };
 
 FolderResult Folder(int number) {
@@ -23,32 +22,13 @@ FolderResult Folder(int number) {
     return {result, path};
 }
 
-// Leaves the variables as they were.
-class KnownFolders : public testing::Test {
-  protected:
-    ~KnownFolders() override {
-        for (const auto& [name, value] : m_before)
-            value.empty() ? unsetenv(name) : setenv(name, value.c_str(), 1);
-    }
-
-  private:
-    static std::string Variable(const char* name) {
-        const char* value = std::getenv(name);
-        return value ? value : "";
-    }
-    const std::vector<std::pair<const char*, std::string>> m_before = {
-        {"HOME", Variable("HOME")},
-        {"XDG_DATA_HOME", Variable("XDG_DATA_HOME")},
-        {"XDG_DOCUMENTS_DIR", Variable("XDG_DOCUMENTS_DIR")}};
-};
-
-TEST_F(KnownFolders, LieWhereTheUserHasThem) {
+TEST(KnownFolders, LieWhereTheUserHasThem) {
+    const CVariables kept({"HOME", "XDG_DATA_HOME", "XDG_DOCUMENTS_DIR"});
     const std::string home = TestFolder() + "/home";
     setenv("HOME", home.c_str(), 1);
     unsetenv("XDG_DATA_HOME");
     unsetenv("XDG_DOCUMENTS_DIR");
-    EXPECT_EQ(Folder(CSIDL_LOCAL_APPDATA).result, S_FALSE) << "not there";
-    EXPECT_EQ(Folder(CSIDL_LOCAL_APPDATA).path, "");
+    EXPECT_EQ(Folder(CSIDL_LOCAL_APPDATA), (FolderResult{S_FALSE, ""})) << "not there";
     EXPECT_FALSE(std::filesystem::exists(home));
     EXPECT_EQ(Folder(CSIDL_LOCAL_APPDATA | CSIDL_FLAG_CREATE).path, home + "/.local/share");
     EXPECT_EQ(Folder(CSIDL_LOCAL_APPDATA).result, S_OK) << "it has been made";
@@ -60,12 +40,9 @@ TEST_F(KnownFolders, LieWhereTheUserHasThem) {
     EXPECT_EQ(Folder(CSIDL_LOCAL_APPDATA).path, home + "/.local/share");
     setenv("XDG_DOCUMENTS_DIR", (home + "/data").c_str(), 1);
     EXPECT_EQ(Folder(CSIDL_PERSONAL).path, home + "/data");
-}
 
-TEST_F(KnownFolders, FailWithAnEmptyPath) {
     setenv("XDG_DATA_HOME", "/dev/null/below", 1);
-    EXPECT_EQ(Folder(CSIDL_LOCAL_APPDATA | CSIDL_FLAG_CREATE).result, E_FAIL);
-    EXPECT_EQ(Folder(CSIDL_LOCAL_APPDATA | CSIDL_FLAG_CREATE).path, "");
+    EXPECT_EQ(Folder(CSIDL_LOCAL_APPDATA | CSIDL_FLAG_CREATE), (FolderResult{E_FAIL, ""}));
     setenv("XDG_DATA_HOME", ('/' + std::string(MAX_PATH, 'x')).c_str(), 1);
     EXPECT_EQ(Folder(CSIDL_LOCAL_APPDATA).result, E_FAIL);
     unsetenv("XDG_DATA_HOME");
