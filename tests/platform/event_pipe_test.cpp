@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/files.h"
+#include "platform/unique_handle.h"
 #include "tests/platform/test_folder.h"
 
 namespace {
@@ -16,27 +17,23 @@ TEST(EventPipe, CarriesABytePerEventToWhoListens) {
     EXPECT_FALSE(SendEventByte(path.c_str(), 1));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BROKEN_PIPE)) << "nobody listens";
 
-    const HANDLE listener = CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    ASSERT_NE(listener, INVALID_HANDLE_VALUE);
+    const CHandle listener(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     EXPECT_TRUE(SendEventByte(path.c_str(), 4));
     EXPECT_TRUE(SendEventByte(path.c_str(), 0));
     BYTE bytes[3] = {9, 9, 9};
     DWORD read = 0;
-    EXPECT_TRUE(ReadFile(listener, bytes, sizeof(bytes), &read, nullptr));
+    EXPECT_TRUE(ReadFile(listener.Get(), bytes, sizeof(bytes), &read, nullptr));
     EXPECT_EQ(read, 2u);
     EXPECT_EQ(bytes[0], 4);
     EXPECT_EQ(bytes[1], 0);
-    EXPECT_TRUE(CloseHandle(listener));
-}
 
-TEST(EventPipe, TakesNoFileForAPipe) {
-    const std::string path = TestFolder() + "/plain";
-    WriteWholeFile(path, "kept");
-    EXPECT_FALSE(MakeEventPipe(path.c_str()));
+    const std::string plain = TestFolder() + "/plain";
+    WriteWholeFile(plain, "kept");
+    EXPECT_FALSE(MakeEventPipe(plain.c_str())) << "no file is taken for a pipe";
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
-    EXPECT_FALSE(SendEventByte(path.c_str(), 1));
-    EXPECT_EQ(ReadWholeFile(path), "kept");
+    EXPECT_FALSE(SendEventByte(plain.c_str(), 1));
+    EXPECT_EQ(ReadWholeFile(plain), "kept");
 }
 
 }  // namespace

