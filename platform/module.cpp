@@ -89,9 +89,15 @@ bool IsProgram(HMODULE module) {
     return module == ModuleFromAddress(reinterpret_cast<const void*>(getauxval(AT_PHDR)));
 }
 
-// Empty if `module` is none; only the loader's lists are searched, nothing is read through the
-// handle.
-std::string ModuleFile(HMODULE module) {
+}  // namespace
+
+HMODULE ModuleFromAddress(const void* address) {
+    Dl_info info = {};
+    return dladdr(address, &info) != 0 ? info.dli_fbase : nullptr;
+}
+
+// Only the loader's lists are searched; nothing is read through the handle.
+std::string ModuleFileName(HMODULE module) {
     if (!module || IsProgram(module))
         return ProgramFile();
     // The handle must be the start of what the loader has there: any other address is no module.
@@ -104,16 +110,9 @@ std::string ModuleFile(HMODULE module) {
     return whole ? whole.get() : info.dli_fname;
 }
 
-}  // namespace
-
-HMODULE ModuleFromAddress(const void* address) {
-    Dl_info info = {};
-    return dladdr(address, &info) != 0 ? info.dli_fbase : nullptr;
-}
-
 DWORD GetModuleFileNameA(HMODULE module, LPSTR name, DWORD size) {
     return Contained<DWORD>(0, [&]() -> DWORD {
-        const std::string file = ModuleFile(module);
+        const std::string file = ModuleFileName(module);
         if (file.empty() || !name || size == 0) {
             Fail(file.empty() ? ERROR_MOD_NOT_FOUND : ERROR_INSUFFICIENT_BUFFER);
             return 0;

@@ -3,19 +3,22 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include "platform/types.h"
 
 using HMODULE = void*;
 using HWND = void*;
 
-// The module that holds the code or data at an address, for GetModuleFileNameA; null if none does.
+// The module that holds the code or data at an address; null if none does.
 HMODULE ModuleFromAddress(const void* address);
 
 // The file of a module, or of the program if `module` is null. Returns the characters stored
 // without the terminating zero. A name that doesn't fit is cut: then it returns `size`, with
 // ERROR_INSUFFICIENT_BUFFER. 0 on failure.
 DWORD GetModuleFileNameA(HMODULE module, LPSTR name, DWORD size);
+// The same whatever its length; empty on failure. std::bad_alloc without memory.
+std::string ModuleFileName(HMODULE module);
 
 // Loads a module from a file, told by its absolute path, and counts: each FreeLibrary takes one
 // off, and the last one may unload it. Null with ERROR_MOD_NOT_FOUND for one that isn't there or
