@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "platform/local_time.h"
-#include "platform/registry.h"
+#include "platform/registry_key.h"
 
 namespace {
 
@@ -102,30 +102,19 @@ bool CFirstUseDate::WriteDevice(const Date& date) {
 }
 
 CFirstUseDate::Date CFirstUseDate::ReadRegistry() const {
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return {};
+    CRegistryKey key;
     DWORD value = 0;
-    DWORD size = sizeof(value);
-    DWORD type = REG_NONE;
-    const LONG error =
-        RegQueryValueExA(key, m_model, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
-    RegCloseKey(key);
-    if (error != ERROR_SUCCESS || type != REG_DWORD || size != sizeof(value))
+    if (key.Open(HKEY_LOCAL_MACHINE, kKey) != ERROR_SUCCESS ||
+        !ReadNumber(key.Get(), m_model, value))
         return {};
     return {.year = value & 0xFFFF, .month = value >> 24, .day = value >> 16 & 0xFF};
 }
 
 bool CFirstUseDate::WriteRegistry(const Date& date) const {
-    HKEY key = nullptr;
-    if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE,
-                        nullptr, &key, nullptr) != ERROR_SUCCESS)
-        return false;
+    CRegistryKey key;
     const DWORD value = date.month << 24 | date.day << 16 | date.year;
-    const LONG error = RegSetValueExA(key, m_model, 0, REG_DWORD,
-                                      reinterpret_cast<const BYTE*>(&value), sizeof(value));
-    RegCloseKey(key);
-    return error == ERROR_SUCCESS;
+    return key.Create(HKEY_LOCAL_MACHINE, kKey, KEY_WRITE) == ERROR_SUCCESS &&
+           key.WriteNumber(m_model, value) == ERROR_SUCCESS;
 }
 
 CFirstUseDate::Date CFirstUseDate::Today() {

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "diag/log.h"
-#include "frontend/reg_key.h"
 #include "frontend/text.h"
+#include "platform/registry_key.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ void CButtonTable::Load(HKEY device, DWORD subType, CLog& log) {
     m_dwDeviceSubType = subType;
     m_pEvents.clear();
     m_pEventMasks.clear();
-    CRegKey events;
+    CRegistryKey events;
     if (events.Open(device, "Events") != ERROR_SUCCESS)
         return;
     CSubkeyWalk walk(events.Get());
@@ -60,7 +60,7 @@ void CButtonTable::Load(HKEY device, DWORD subType, CLog& log) {
         m_pEventMasks.resize(m_pEvents.size());
     char name[MAX_PATH];
     while (walk.Next(name)) {
-        CRegKey event;
+        CRegistryKey event;
         if (event.Open(events.Get(), name) == ERROR_SUCCESS)
             LoadEvent(event.Get(), log);
     }

@@ -5,8 +5,8 @@
 
 #include "diag/log.h"
 #include "frontend/mini_driver.h"
-#include "frontend/reg_key.h"
 #include "frontend/text.h"
+#include "platform/registry_key.h"
 #include "profile/folder_names.h"
 
 namespace {
@@ -164,7 +164,7 @@ HardwareData AskHardware(const Facets& facets, DWORD session, const OstrelDevice
 }  // namespace
 
 int CNVwiaMiniDrv::ReadVendorPaths(HKEY hKey) {
-    CRegKey data;
+    CRegistryKey data;
     if (data.Open(hKey, kDeviceData) != ERROR_SUCCESS)
         return 0;
     char text[MAX_PATH];
@@ -177,7 +177,7 @@ int CNVwiaMiniDrv::ReadVendorPaths(HKEY hKey) {
 }
 
 void CNVwiaMiniDrv::GatherDeviceData(HKEY hKey) {
-    CRegKey data;
+    CRegistryKey data;
     if (data.Open(hKey, kDeviceData) != ERROR_SUCCESS)
         return;
     char clsid[MAX_PATH] = "";
@@ -233,7 +233,7 @@ int CNVwiaMiniDrv::StoreDeviceData(HKEY hKey) {
         m_bLampOnButton = TRUE;
     const HardwareData hardware = AskHardware(facets, m_dwSessionId, caps);
 
-    CRegKey data;
+    CRegistryKey data;
     if (data.Open(hKey, kDeviceData, KEY_ALL_ACCESS) != ERROR_SUCCESS)
         return 0;
     WriteText(data.Get(), "ModelString", hardware.model);
@@ -255,7 +255,7 @@ int CNVwiaMiniDrv::InstantLampWarmUp(HKEY hKey) {
         m_strRegPath + "\\Ambrel Settings\\Defaults\\" + description + "\\ScanPreferencesDefaults";
     const std::string second =
         "Software\\" + CurrentFolderNames().vendor + "\\Lumetra\\" + m_szInstallClsid;
-    CRegKey settings;
+    CRegistryKey settings;
     if (settings.Open(HKEY_LOCAL_MACHINE, first.c_str()) != ERROR_SUCCESS) {
         m_pLog->Format(kLogError, "InstantLampWarmup not found at HKLM\\%s", first.c_str());
         if (settings.Open(HKEY_LOCAL_MACHINE, second.c_str()) != ERROR_SUCCESS) {

@@ -9,8 +9,8 @@
 #include "diag/function_trace.h"
 #include "frontend/contained.h"
 #include "frontend/mini_driver.h"
-#include "frontend/reg_key.h"
 #include "frontend/text.h"
+#include "platform/registry_key.h"
 
 namespace {
 

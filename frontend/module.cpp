@@ -6,9 +6,9 @@
 #include "frontend/class_factory.h"
 #include "frontend/contained.h"
 #include "frontend/mini_driver.h"
-#include "frontend/reg_key.h"
 #include "frontend/text.h"
 #include "platform/module.h"
+#include "platform/registry_key.h"
 
 namespace {
 
@@ -90,7 +90,7 @@ HRESULT Register() {
     if (!script.IsComplete())
         return FromError(ERROR_MOD_NOT_FOUND);
     for (const auto& row : kScript) {
-        CRegKey key;
+        CRegistryKey key;
         LONG error = key.Create(HKEY_CLASSES_ROOT, script.Fill(row.key).c_str());
         if (error == ERROR_SUCCESS)
             error = WriteText(key.Get(), row.name, script.Fill(row.text).c_str());

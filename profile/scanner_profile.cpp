@@ -8,7 +8,7 @@
 
 #include "platform/files.h"
 #include "platform/known_folders.h"
-#include "platform/registry.h"
+#include "platform/registry_key.h"
 #include "platform/resources.h"
 #include "profile/builtin_profile.h"
 #include "profile/profile_lines.h"
@@ -45,25 +45,13 @@ bool MakePath(char (&path)[kPathSize], std::initializer_list<const char*> parts)
     return append(kExtension);
 }
 
-bool ReadTextValue(HKEY key, const char* name, char (&text)[kPathSize]) {
-    DWORD type = REG_NONE;
-    DWORD size = kPathSize - 1;
-    const LONG error =
-        RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &size);
-    if (error != ERROR_SUCCESS || type != REG_SZ)
-        return false;
-    text[size] = 0;
-    return *text != 0;
-}
-
 // The folder of files that the programs of this machine share, else that of the user's data.
 bool FindCommonFolder(char (&folder)[kPathSize]) {
     bool isFound = false;
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kSystemKey, 0, KEY_READ, &key) == ERROR_SUCCESS) {
+    CRegistryKey key;
+    if (key.Open(HKEY_LOCAL_MACHINE, kSystemKey) == ERROR_SUCCESS) {
         for (const char* name : kCommonFolderValues)
-            isFound = isFound || ReadTextValue(key, name, folder);
-        RegCloseKey(key);
+            isFound = isFound || (ReadText(key.Get(), name, folder) && *folder);
     }
     static_assert(kPathSize >= MAX_PATH);
     return isFound || (SHGetFolderPathA(nullptr, CSIDL_LOCAL_APPDATA, nullptr, 0, folder) == S_OK);

@@ -18,7 +18,7 @@
 
 #include "platform/registry.h"
 #include "platform/types.h"
-#include "service/registry_key.h"
+#include "platform/registry_key.h"
 #include "service/scan_status.h"
 
 inline constexpr const char* kDevicesKey =

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "platform/registry_key.h"
 #include "platform/sti.h"
 #include "platform/sync.h"
 #include "service/module_files.h"
-#include "service/registry_key.h"
 #include "service/text.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "platform/module.h"
+#include "platform/registry_key.h"
 #include "service/device_registry.h"
-#include "service/registry_key.h"
 #include "service/text.h"
 
 namespace {

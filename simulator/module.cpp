@@ -2,7 +2,7 @@
 #include <string>
 
 #include "platform/module.h"
-#include "platform/registry.h"
+#include "platform/registry_key.h"
 #include "simulator/call_frame.h"
 #include "simulator/model_store.h"
 #include "simulator/sim_toolkit.h"
@@ -90,15 +90,9 @@ std::string ClassKey() {
 }
 
 LONG WriteText(const std::string& path, const char* name, const std::string& text) {
-    HKEY key = nullptr;
-    LONG error = RegCreateKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
-                                 nullptr, &key, nullptr);
-    if (error != ERROR_SUCCESS)
-        return error;
-    error = RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
-                           static_cast<DWORD>(text.size() + 1));
-    RegCloseKey(key);
-    return error;
+    CRegistryKey key;
+    const LONG error = key.Create(HKEY_CLASSES_ROOT, path);
+    return error == ERROR_SUCCESS ? key.WriteText(name, text) : error;
 }
 
 }  // namespace

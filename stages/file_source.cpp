@@ -6,7 +6,7 @@
 
 #include "frame/try_new.h"
 #include "platform/com.h"
-#include "platform/registry.h"
+#include "platform/registry_key.h"
 
 namespace {
 
@@ -17,24 +17,12 @@ constexpr std::int32_t kSourceBits = 8;
 constexpr std::int32_t kSharpenTable[5] = {27, 32, 40, 47, 55};
 
 // The bench file of the user's registry; empty when scanning from a file is off.
-bool ReadBenchPath(char (&path)[kMaxPathBytes + 1]) {
-    std::memset(path, 0, sizeof(path));
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, kBenchKey, 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return false;
-    DWORD type = 0;
+bool ReadBenchPath(char (&path)[kMaxPathBytes]) {
+    CRegistryKey key;
     DWORD enabled = 0;
-    DWORD size = sizeof(enabled);
-    bool found = RegQueryValueExA(key, "ScanFromFile", nullptr, &type,
-                                  reinterpret_cast<BYTE*>(&enabled), &size) == ERROR_SUCCESS &&
-                 type == REG_DWORD && enabled != 0;
-    size = kMaxPathBytes;
-    found = found &&
-            RegQueryValueExA(key, "ScanFilePath", nullptr, &type, reinterpret_cast<BYTE*>(path),
-                             &size) == ERROR_SUCCESS &&
-            type == REG_SZ;
-    RegCloseKey(key);
-    return found;
+    return key.Open(HKEY_CURRENT_USER, kBenchKey) == ERROR_SUCCESS &&
+           ReadNumber(key.Get(), "ScanFromFile", enabled) && enabled != 0 &&
+           ReadText(key.Get(), "ScanFilePath", path);
 }
 
 }  // namespace
@@ -75,7 +63,7 @@ std::int32_t CFileSourceStage::SharpenStrength(std::int32_t level) const {
 }
 
 void CFileSourceStage::ChooseReader() {
-    char path[kMaxPathBytes + 1];
+    char path[kMaxPathBytes];
     if (auto* stream = WordPointer<IStream>(GetValue(QL_ATTR_INPUT_STREAM)))
         m_reader = TryNew<CBmpStreamReader>(stream);
     else if (ReadBenchPath(path))

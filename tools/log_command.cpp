@@ -10,8 +10,8 @@
 #include <CLI/CLI.hpp>
 
 #include "diag/log.h"
+#include "platform/registry_key.h"
 #include "service/install.h"
-#include "service/registry_key.h"
 #include "service/text.h"
 #include "tools/command.h"
 #include "tools/text_table.h"

@@ -2,7 +2,7 @@
 #include <thread>
 
 #include "platform/registry.h"
-#include "service/registry_key.h"
+#include "platform/registry_key.h"
 #include "tests/service/service_rig.h"
 
 namespace {

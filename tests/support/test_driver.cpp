@@ -9,7 +9,7 @@
 #include "platform/module.h"
 #include "platform/sync.h"
 #include "service/counted.h"
-#include "service/registry_key.h"
+#include "platform/registry_key.h"
 #include "service/text.h"
 
 #define TEST_EXPORT extern "C" __attribute__((visibility("default")))
