@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "diag/log.h"
-#include "frontend/text.h"
 #include "platform/registry_key.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -78,7 +78,7 @@ void CButtonTable::LoadEvent(HKEY key, CLog& log) {
     if (ReadText(key, "GUID", guid)) {
         log.Format("Button %s index %d mapped to CLSID %s", entry.name, index, guid);
         entry.guid = GUID_NULL;
-        CLSIDFromString(WideText(guid).c_str(), &entry.guid);
+        CLSIDFromString(WideFromText(guid).c_str(), &entry.guid);
     }
     if (!m_pEventMasks.empty()) {
         m_pEventMasks[index] = 0;

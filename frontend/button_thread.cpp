@@ -1,9 +1,9 @@
 #include "frontend/button_thread.h"
 
 #include "diag/log.h"
-#include "frontend/text.h"
 #include "platform/device_io.h"
 #include "platform/files.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -61,7 +61,7 @@ CButtonThread::~CButtonThread() {
 
 HRESULT CButtonThread::Start(LPCOLESTR deviceName, HANDLE hEvent) {
     End();
-    m_deviceName = NarrowText(deviceName);
+    m_deviceName = TextFromWide(deviceName);
     m_hNotifyEvent = hEvent;
     m_lastEvent.Set(GUID_NULL);
     ResetEvent(m_hShutdownEvent);

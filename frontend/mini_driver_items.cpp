@@ -8,8 +8,7 @@
 #include "frontend/item_values.h"
 #include "frontend/mini_driver.h"
 #include "frontend/property_rows.h"
-#include "frontend/task_text.h"
-#include "frontend/text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -162,7 +161,7 @@ HRESULT CNVwiaMiniDrv::LoadButtonEvents(LPCOLESTR iconText) {
     return Contained([&] {
         HRESULT hr = S_OK;
         for (DWORD i = 0; i < m_buttons.Count() && SUCCEEDED(hr); ++i) {
-            const std::u16string name = WideText(m_buttons[i].name);
+            const std::u16string name = WideFromText(m_buttons[i].name);
             hr = m_capabilities.Add(m_buttons[i].guid, name.c_str(), name.c_str(),
                                     WIA_NOTIFICATION_EVENT | WIA_ACTION_EVENT, iconText);
         }

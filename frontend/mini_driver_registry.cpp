@@ -5,8 +5,8 @@
 
 #include "diag/log.h"
 #include "frontend/mini_driver.h"
-#include "frontend/text.h"
 #include "platform/registry_key.h"
+#include "platform/text.h"
 #include "profile/folder_names.h"
 
 namespace {
@@ -204,7 +204,7 @@ void CNVwiaMiniDrv::GatherDeviceData(HKEY hKey) {
         ReadRow(data.Get(), row, *m_pLog);
     m_clsidToolkit = GUID_NULL;
     if (clsid[0] != 0)
-        CLSIDFromString(WideText(clsid).c_str(), &m_clsidToolkit);
+        CLSIDFromString(WideFromText(clsid).c_str(), &m_clsidToolkit);
 
     if (ReadNumber(data.Get(), kLoadSettingsOnce, m_dwLoadSettingsOnce)) {
         m_pLog->Format(kLogInformation, "GatherDeviceData: LoadSettingsOnce in registry %d",

@@ -9,8 +9,8 @@
 #include "diag/function_trace.h"
 #include "frontend/contained.h"
 #include "frontend/mini_driver.h"
-#include "frontend/text.h"
 #include "platform/registry_key.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -118,7 +118,7 @@ HRESULT CNVwiaMiniDrv::SettleDeviceName() {
     if (m_dwIoType == kIoParallel)
         m_szDeviceName[0] = 0;
     if (m_dwIoType == kIoNetwork) {
-        const std::u16string id = WideText(m_szNetworkDeviceId);
+        const std::u16string id = WideFromText(m_szNetworkDeviceId);
         if (id.empty()) {
             m_pLog->Write(kLogError,
                           "Error:  No NetworkDeviceID found in registry for network device");

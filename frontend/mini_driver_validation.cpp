@@ -8,8 +8,8 @@
 #include "frontend/item_values.h"
 #include "frontend/mini_driver.h"
 #include "frontend/task_memory.h"
-#include "frontend/task_text.h"
 #include "frontend/validation_call.h"
+#include "platform/text.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include "frontend/class_factory.h"
 #include "frontend/contained.h"
 #include "frontend/mini_driver.h"
-#include "frontend/text.h"
 #include "platform/module.h"
 #include "platform/registry_key.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -40,28 +40,6 @@ constexpr struct {
 constexpr const char* kOwnKeys[] = {"nvqdrv.MiniDrv.1", "nvqdrv.MiniDrv", "CLSID\\%C",
                                     "TypeLib\\%L"};
 
-HRESULT FromError(LONG error) {
-    return error == ERROR_SUCCESS ? S_OK
-                                  : MakeResult(0x80070000u | static_cast<std::uint32_t>(error));
-}
-
-std::string IdText(REFGUID id) {
-    LPOLESTR text = nullptr;
-    if (FAILED(StringFromIID(id, &text)))
-        throw std::bad_alloc();
-    const TaskArray<OLECHAR> owned(text);
-    return NarrowText(text);
-}
-
-// Empty for a path that no file can have.
-std::string ModuleFile() {
-    char path[4096] = "";
-    const DWORD size = sizeof(path);
-    const DWORD length =
-        GetModuleFileNameA(ModuleFromAddress(&CMiniDrvFactory::Instance()), path, size);
-    return length < size ? path : "";
-}
-
 class CScript {
   public:
     std::string Fill(std::string text) const {
@@ -82,20 +60,22 @@ class CScript {
         std::string with;
     };
     const Mark m_marks[3] = {
-        {"%C", IdText(CLSID_MiniDrv)}, {"%L", IdText(LIBID_MiniDrv)}, {"%M", ModuleFile()}};
+        {"%C", GuidText(CLSID_MiniDrv)},
+        {"%L", GuidText(LIBID_MiniDrv)},
+        {"%M", ModuleFileName(ModuleFromAddress(&CMiniDrvFactory::Instance()))}};
 };
 
 HRESULT Register() {
     const CScript script;
     if (!script.IsComplete())
-        return FromError(ERROR_MOD_NOT_FOUND);
+        return ResultFromError(ERROR_MOD_NOT_FOUND);
     for (const auto& row : kScript) {
         CRegistryKey key;
         LONG error = key.Create(HKEY_CLASSES_ROOT, script.Fill(row.key).c_str());
         if (error == ERROR_SUCCESS)
             error = WriteText(key.Get(), row.name, script.Fill(row.text).c_str());
         if (error != ERROR_SUCCESS)
-            return FromError(error);
+            return ResultFromError(error);
     }
     return S_OK;
 }
@@ -107,7 +87,7 @@ HRESULT Unregister() {
     for (const char* key : kOwnKeys) {
         const LONG error = RegDeleteTreeA(HKEY_CLASSES_ROOT, script.Fill(key).c_str());
         if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND && SUCCEEDED(hr))
-            hr = FromError(error);
+            hr = ResultFromError(error);
     }
     return hr;
 }

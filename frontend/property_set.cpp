@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "frontend/contained.h"
-#include "frontend/task_text.h"
+#include "platform/text.h"
 
 // ---- Collecting
 

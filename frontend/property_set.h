@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "frontend/task_text.h"
+#include "platform/text.h"
 #include "platform/wia.h"
 
 class CPropertySet {

@@ -73,13 +73,6 @@ void CoTaskMemFree(LPVOID memory) {
     std::free(memory);
 }
 
-BSTR SysAllocString(LPCOLESTR text) {
-    if (!text)
-        return nullptr;
-    const std::size_t length = std::u16string_view(text).size();
-    return length <= kMaxBstrUnits ? SysAllocStringLen(text, static_cast<UINT>(length)) : nullptr;
-}
-
 // Head and text are one block, of which the caller knows the text's address alone.
 BSTR SysAllocStringLen(LPCOLESTR text, UINT length) {
     if (length > kMaxBstrUnits)

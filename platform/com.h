@@ -74,7 +74,6 @@ void CoTaskMemFree(LPVOID memory);
 
 // ---- Strings. A BSTR has its length in front of it and a zero behind it; null counts as empty.
 
-BSTR SysAllocString(LPCOLESTR text);
 BSTR SysAllocStringLen(LPCOLESTR text, UINT length);
 void SysFreeString(BSTR text);
 UINT SysStringLen(BSTR text);

@@ -62,8 +62,8 @@ LONG RegQueryValueExA(HKEY key, LPCSTR name, DWORD* reserved, DWORD* type, BYTE*
 // A text that comes without its terminating zero gets one, a list of texts one more.
 LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data,
                     DWORD size);
-// Deletes a key with all that is below it. A null or empty path empties the key and leaves it there; a root
-// itself is ERROR_ACCESS_DENIED. Values of the process stay.
+// Deletes a key with all that is below it. A null or empty path empties the key and leaves it
+// there; a root itself is ERROR_ACCESS_DENIED. Values of the process stay.
 LONG RegDeleteTreeA(HKEY key, LPCSTR path);
 
 // The index-th subkey, in the order of their making; ERROR_NO_MORE_ITEMS behind the last.

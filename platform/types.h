@@ -95,6 +95,11 @@ constexpr HRESULT MakeResult(std::uint32_t code) {
     return static_cast<HRESULT>(code);
 }
 
+// The result that stands for a system error number; S_OK for none.
+constexpr HRESULT ResultFromError(LONG error) {
+    return error == 0 ? 0 : MakeResult(0x80070000u | (static_cast<std::uint32_t>(error) & 0xFFFFu));
+}
+
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT S_FALSE = 1;
 inline constexpr HRESULT E_NOTIMPL = MakeResult(0x80004001u);

@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "platform/registry.h"
-#include "platform/types.h"
 #include "platform/registry_key.h"
+#include "platform/types.h"
 #include "service/scan_status.h"
 
 inline constexpr const char* kDevicesKey =

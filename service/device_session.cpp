@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "platform/com.h"
-#include "service/text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -41,18 +41,6 @@ void Publish(CPropertyStore& store, const std::vector<PropertyWrite>& values) {
     store.SetNames(names);
     store.Write(values);
 }
-
-class CBstr {
-  public:
-    explicit CBstr(const std::string& text) : m_text(BstrFromText(text)) {}
-    ~CBstr() { SysFreeString(m_text); }
-    CBstr(const CBstr&) = delete;
-    CBstr& operator=(const CBstr&) = delete;
-    BSTR Get() const { return m_text; }
-
-  private:
-    const BSTR m_text;
-};
 
 }  // namespace
 
@@ -112,13 +100,13 @@ ScanStatus CDeviceSession::Begin() {
 }
 
 ScanStatus CDeviceSession::InitializeImaging(IWiaDrvItem** root) {
-    const CBstr id(Device().id);
-    const CBstr rootName(Device().number + "\\Root");
+    const TaskText id = MakeTaskText(WideFromText(Device().id));
+    const TaskText rootName = MakeTaskText(WideFromText(Device().number + "\\Root"));
     IUnknown* inner = nullptr;
     LONG deviceError = 0;
     *root = nullptr;
     const HRESULT hr = m_use.driver->Imaging()->drvInitializeWia(
-        m_use.items->Root()->Handle(), 0, id.Get(), rootName.Get(), m_use.driver.Get(),
+        m_use.items->Root()->Handle(), 0, id.get(), rootName.get(), m_use.driver.Get(),
         m_use.driver.Get(), root, &inner, &deviceError);
     if (FAILED(hr)) {
         const std::string why = ToolkitFailure(hr, Device());

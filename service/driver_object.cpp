@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "platform/text.h"
 #include "service/device_control.h"
-#include "service/text.h"
 
 namespace {
 

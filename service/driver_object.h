@@ -4,10 +4,10 @@
 #include <atomic>
 
 #include "platform/com_ptr.h"
+#include "platform/registry_key.h"
 #include "platform/sti.h"
 #include "platform/wia.h"
 #include "service/install.h"
-#include "platform/registry_key.h"
 
 // What a driver's failure to begin says of the device toolkit that it loads; empty when it is about
 // something else.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "service/text.h"
+#include "platform/text.h"
 
 namespace {
 

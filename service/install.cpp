@@ -6,8 +6,8 @@
 #include "platform/registry_key.h"
 #include "platform/sti.h"
 #include "platform/sync.h"
+#include "platform/text.h"
 #include "service/module_files.h"
-#include "service/text.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <map>
 #include <mutex>
 
-#include "service/text.h"
+#include "platform/text.h"
 
 namespace {
 

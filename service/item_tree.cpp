@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "platform/internal/system_error.h"
-#include "service/text.h"
+#include "platform/text.h"
 
 using platform::Contained;
 
@@ -19,10 +19,6 @@ constexpr IID kIidOwnItem = {
 std::mutex& TreeLock() {
     static auto& lock = *new std::mutex;
     return lock;
-}
-
-std::u16string_view View(BSTR text) {
-    return text ? std::u16string_view(text, SysStringLen(text)) : std::u16string_view();
 }
 
 HRESULT CopyName(const std::u16string& text, BSTR* name) {
@@ -194,15 +190,16 @@ HRESULT CDrvItem::FindItemByName(LONG, BSTR name, IWiaDrvItem** item) {
     if (!name || !item)
         return E_INVALIDARG;
     const std::lock_guard guard(TreeLock());
-    return Give(FindBelow(View(name)), item);
+    return Give(FindBelow(ViewText(name)), item);
 }
 
 HRESULT CDrvItem::FindChildItemByName(BSTR name, IWiaDrvItem** item) {
     if (!name || !item)
         return E_INVALIDARG;
     const std::lock_guard guard(TreeLock());
-    const auto found = std::find_if(m_children.begin(), m_children.end(),
-                                    [&](const auto& child) { return child->m_name == View(name); });
+    const auto found = std::find_if(m_children.begin(), m_children.end(), [&](const auto& child) {
+        return child->m_name == ViewText(name);
+    });
     return Give(found == m_children.end() ? nullptr : *found, item);
 }
 

@@ -5,8 +5,8 @@
 
 #include "platform/module.h"
 #include "platform/registry_key.h"
+#include "platform/text.h"
 #include "service/device_registry.h"
-#include "service/text.h"
 
 namespace {
 
@@ -15,11 +15,7 @@ namespace fs = std::filesystem;
 using RegisterFunction = HRESULT (*)();
 
 fs::path FolderOf(HMODULE module) {
-    constexpr DWORD kMaxPath = 4096;
-    std::string name(kMaxPath, '\0');
-    const DWORD length = GetModuleFileNameA(module, name.data(), kMaxPath);
-    name.resize(length < kMaxPath ? length : 0);
-    return fs::path(name).parent_path();
+    return fs::path(ModuleFileName(module)).parent_path();
 }
 
 std::vector<fs::path> ModuleFolders() {

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "platform/com.h"
-#include "service/text.h"
+#include "platform/text.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "platform/com.h"
-#include "service/text.h"
+#include "platform/text.h"
 
 namespace {
 

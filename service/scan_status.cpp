@@ -99,9 +99,3 @@ ScanStatus StatusOf(HRESULT code, const std::string& what) {
 ScanStatus CancelledScan() {
     return {S_FALSE, "the scan was cancelled"};
 }
-
-HRESULT ResultFromError(LONG error) {
-    return error == ERROR_SUCCESS
-               ? S_OK
-               : MakeResult(0x80070000u | (static_cast<std::uint32_t>(error) & 0xFFFFu));
-}

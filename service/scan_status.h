@@ -24,9 +24,6 @@ ScanStatus StatusOf(HRESULT code, const std::string& what);
 // What a scan came to that was cancelled, by whomever.
 ScanStatus CancelledScan();
 
-// The result code of a system error number.
-HRESULT ResultFromError(LONG error);
-
 // What the service has to say to the user beside the results of operations: one line, from any
 // thread. It must not throw.
 using Notice = std::function<void(const std::string& line)>;

@@ -1,7 +1,7 @@
 // Items and contexts, as drivers ask for them.
+#include "platform/text.h"
 #include "platform/wia.h"
 #include "service/item_tree.h"
-#include "service/text.h"
 #include "service/wias_frame.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // Properties, as drivers read, write and describe them.
 #include <cstring>
 
+#include "platform/text.h"
 #include "service/prop_variant.h"
-#include "service/text.h"
 #include "service/wias_frame.h"
 
 namespace {

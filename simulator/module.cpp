@@ -3,6 +3,7 @@
 
 #include "platform/module.h"
 #include "platform/registry_key.h"
+#include "platform/text.h"
 #include "simulator/call_frame.h"
 #include "simulator/model_store.h"
 #include "simulator/sim_toolkit.h"
@@ -21,13 +22,6 @@ HRESULT MakeObject(const std::string& model, std::uint32_t facets, REFIID iid, v
     const HRESULT hr = toolkit->QueryInterface(iid, object);
     toolkit->Release();
     return hr;
-}
-
-std::string Narrow(LPCOLESTR text) {
-    std::string narrow;
-    for (; *text != 0; ++text)
-        narrow += *text < 0x80 ? static_cast<char>(*text) : '?';
-    return narrow;
 }
 
 // Lives as long as the module, so its references aren't counted.
@@ -65,7 +59,7 @@ HRESULT CSimFactory::CreateForModel(LPCOLESTR model, IUnknown** object) {
     *object = nullptr;
     HRESULT hr = E_FAIL;
     const DWORD code = Contain([&] {
-        const std::string name = Narrow(model);
+        const std::string name = TextFromWide(model);
         const std::uint32_t facets = name.empty() ? 0 : LoadModel(name).m_facets;
         hr = MakeObject(name, facets, IID_IUnknown, reinterpret_cast<void**>(object));
     });
@@ -74,19 +68,9 @@ HRESULT CSimFactory::CreateForModel(LPCOLESTR model, IUnknown** object) {
 
 CSimFactory g_factory;
 
-HRESULT FromError(LONG error) {
-    return error == ERROR_SUCCESS ? S_OK
-                                  : MakeResult(0x80070000u | static_cast<std::uint32_t>(error));
-}
-
 // The class's key under HKEY_CLASSES_ROOT.
 std::string ClassKey() {
-    LPOLESTR text = nullptr;
-    if (FAILED(StringFromIID(CLSID_OstrelSimulator, &text)))
-        return {};
-    std::string key = "CLSID\\" + Narrow(text);
-    CoTaskMemFree(text);
-    return key;
+    return "CLSID\\" + GuidText(CLSID_OstrelSimulator);
 }
 
 LONG WriteText(const std::string& path, const char* name, const std::string& text) {
@@ -112,8 +96,8 @@ NVQ_EXPORT HRESULT DllCanUnloadNow() {
 NVQ_EXPORT HRESULT DllRegisterServer() {
     HRESULT hr = E_FAIL;
     const DWORD code = Contain([&] {
-        char path[MAX_PATH * 16] = {};
-        if (GetModuleFileNameA(ModuleFromAddress(&g_factory), path, sizeof(path)) == 0)
+        const std::string path = ModuleFileName(ModuleFromAddress(&g_factory));
+        if (path.empty())
             return;
         const std::string server = ClassKey() + "\\InprocServer32";
         LONG error = WriteText(ClassKey(), nullptr, kClassName);
@@ -121,7 +105,7 @@ NVQ_EXPORT HRESULT DllRegisterServer() {
             error = WriteText(server, nullptr, path);
         if (error == ERROR_SUCCESS)
             error = WriteText(server, "ThreadingModel", "Both");
-        hr = FromError(error);
+        hr = ResultFromError(error);
     });
     return code == OSTREL_NO_ERROR ? hr : E_FAIL;
 }
@@ -130,7 +114,7 @@ NVQ_EXPORT HRESULT DllUnregisterServer() {
     HRESULT hr = E_FAIL;
     const DWORD code = Contain([&] {
         const LONG error = RegDeleteTreeA(HKEY_CLASSES_ROOT, ClassKey().c_str());
-        hr = error == ERROR_FILE_NOT_FOUND ? S_OK : FromError(error);
+        hr = error == ERROR_FILE_NOT_FOUND ? S_OK : ResultFromError(error);
     });
     return code == OSTREL_NO_ERROR ? hr : E_FAIL;
 }

@@ -10,8 +10,8 @@
 #include <CLI/CLI.hpp>
 
 #include "platform/shell.h"
+#include "platform/text.h"
 #include "service/device_registry.h"
-#include "service/text.h"
 #include "simulator/panel.h"
 #include "tools/command.h"
 #include "tools/console.h"

@@ -7,7 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "service/text.h"
+#include "platform/text.h"
 #include "tools/choice_option.h"
 #include "tools/command.h"
 #include "tools/json_text.h"

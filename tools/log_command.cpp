@@ -11,8 +11,8 @@
 
 #include "diag/log.h"
 #include "platform/registry_key.h"
+#include "platform/text.h"
 #include "service/install.h"
-#include "service/text.h"
 #include "tools/command.h"
 #include "tools/text_table.h"
 

@@ -5,7 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "service/text.h"
+#include "platform/text.h"
 #include "tools/command.h"
 #include "tools/json_text.h"
 #include "tools/property_text.h"

@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "engine/item_properties.h"
-#include "service/text.h"
+#include "platform/text.h"
 #include "tools/text_values.h"
 
 namespace {

@@ -10,26 +10,19 @@
 
 #include "controller/toolkit.h"
 #include "platform/com.h"
-#include "platform/registry.h"
+#include "platform/registry_key.h"
+#include "platform/text.h"
 #include "simulator/panel.h"
 #include "simulator/simulator_class.h"
 #include "tests/support/simulated_device.h"
 
 // Names the module in the registry, as an installer does.
 inline void RegisterSimulator() {
-    LPOLESTR wide = nullptr;
-    ASSERT_EQ(StringFromIID(CLSID_OstrelSimulator, &wide), S_OK);
-    const std::string clsid(wide, wide + 38);
-    CoTaskMemFree(wide);
-    const std::string path = "CLSID\\" + clsid + "\\InprocServer32";
-    HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
-                              nullptr, &key, nullptr),
+    CRegistryKey server;
+    ASSERT_EQ(server.Create(HKEY_CLASSES_ROOT,
+                            "CLSID\\" + GuidText(CLSID_OstrelSimulator) + "\\InprocServer32"),
               ERROR_SUCCESS);
-    constexpr const char* kModule = SIMULATOR_MODULE;
-    RegSetValueExA(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(kModule),
-                   static_cast<DWORD>(std::char_traits<char>::length(kModule) + 1));
-    RegCloseKey(key);
+    server.WriteText(nullptr, SIMULATOR_MODULE);
 }
 
 inline ComPtr<IOstrelDevice> CreateToolkit() {

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "platform/text.h"
+
 namespace {
 
 CItemStore* g_store = nullptr;
@@ -58,7 +60,7 @@ HRESULT wiasReadPropLong(BYTE* context, PROPID id, LONG* value, LONG*, BOOL must
 HRESULT wiasReadPropStr(BYTE* context, PROPID id, BSTR* value, BSTR*, BOOL mustExist) {
     return ReadFrom(
         context, &CItemStore::Item::texts, id, mustExist,
-        [value](const std::u16string& stored) { *value = SysAllocString(stored.c_str()); });
+        [value](const std::u16string& stored) { *value = MakeTaskText(stored).release(); });
 }
 
 HRESULT wiasReadPropGuid(BYTE* context, PROPID id, GUID* value, GUID*, BOOL mustExist) {

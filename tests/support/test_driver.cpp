@@ -7,10 +7,10 @@
 
 #include "platform/com_ptr.h"
 #include "platform/module.h"
-#include "platform/sync.h"
-#include "service/counted.h"
 #include "platform/registry_key.h"
-#include "service/text.h"
+#include "platform/sync.h"
+#include "platform/text.h"
+#include "service/counted.h"
 
 #define TEST_EXPORT extern "C" __attribute__((visibility("default")))
 

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "platform/sti.h"
+#include "platform/text.h"
 #include "platform/wia.h"
 
 inline constexpr CLSID CLSID_TestDriver = {
@@ -68,7 +69,7 @@ HRESULT DeliverTestPicture(MINIDRV_TRANSFER_CONTEXT* transfer,
 // A BSTR.
 class CText {
   public:
-    explicit CText(const std::u16string& text) : m_text(SysAllocString(text.c_str())) {}
+    explicit CText(const std::u16string& text) : m_text(MakeTaskText(text).release()) {}
     ~CText() { SysFreeString(m_text); }
     CText(const CText&) = delete;
     CText& operator=(const CText&) = delete;
