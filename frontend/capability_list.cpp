@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "frontend/contained.h"
+#include "platform/contained.h"
 
 namespace {
 

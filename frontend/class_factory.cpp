@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "frontend/contained.h"
+#include "platform/contained.h"
 #include "frontend/mini_driver.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <new>
 
 #include "diag/function_trace.h"
-#include "frontend/contained.h"
+#include "platform/contained.h"
 #include "frontend/mini_driver.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include "diag/function_trace.h"
 #include "engine/item_properties.h"
-#include "frontend/contained.h"
+#include "platform/contained.h"
 #include "frontend/item_values.h"
 #include "frontend/mini_driver.h"
 #include "frontend/property_rows.h"

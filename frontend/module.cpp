@@ -4,7 +4,7 @@
 #include <string>
 
 #include "frontend/class_factory.h"
-#include "frontend/contained.h"
+#include "platform/contained.h"
 #include "frontend/mini_driver.h"
 #include "platform/module.h"
 #include "platform/registry_key.h"

@@ -3,7 +3,7 @@
 #include <new>
 #include <utility>
 
-#include "frontend/contained.h"
+#include "platform/contained.h"
 #include "platform/text.h"
 
 // ---- Collecting

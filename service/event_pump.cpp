@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/hook_slot.h"
 #include "platform/text.h"
 
 namespace {
@@ -13,30 +14,18 @@ constexpr DWORD kUsualInterval = 1000;  // milliseconds
 constexpr DWORD kLeastInterval = 10;
 constexpr DWORD kMostInterval = 60 * 60 * 1000;
 
-class CWaitSlot {
-  public:
-    EventWait Set(EventWait wait) {
-        const std::lock_guard guard(m_lock);
-        std::swap(m_wait, wait);
-        return wait;
-    }
-    EventWait Get() {
-        const std::lock_guard guard(m_lock);
-        if (m_wait)
-            return m_wait;
-        return [](DWORD count, const HANDLE* handles, DWORD milliseconds) {
-            return WaitForMultipleObjects(count, handles, FALSE, milliseconds);
-        };
-    }
-
-  private:
-    std::mutex m_lock;
-    EventWait m_wait;
-};
-
-CWaitSlot& WaitSlot() {
-    static auto& slot = *new CWaitSlot;
+CHookSlot<EventWait>& WaitSlot() {
+    static auto& slot = *new CHookSlot<EventWait>;
     return slot;
+}
+
+// The hook that is set, else the wait itself.
+EventWait UsedWait() {
+    if (EventWait hook = WaitSlot().Get())
+        return hook;
+    return [](DWORD count, const HANDLE* handles, DWORD milliseconds) {
+        return WaitForMultipleObjects(count, handles, FALSE, milliseconds);
+    };
 }
 
 }  // namespace
@@ -81,7 +70,7 @@ class CEventPump::Run {
           m_events(ListEvents(device.number)),
           m_subscribers(std::move(subscribers)),
           m_notice(std::move(notice)),
-          m_wait(WaitSlot().Get()),
+          m_wait(UsedWait()),
           m_before(std::move(before)) {}
 
     bool HasEvents() const {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "platform/named_lock.h"
 #include "platform/registry_key.h"
 #include "platform/sti.h"
-#include "platform/sync.h"
 #include "platform/text.h"
 #include "service/module_files.h"
 
@@ -25,27 +25,15 @@ std::string ProductKey(const std::string& installClass) {
 // One program at a time installs or removes.
 class CInstallLock {
   public:
-    CInstallLock() : m_semaphore(CreateSemaphoreA(nullptr, 1, 1, "nvqdrv-install")) {
-        constexpr DWORD kPatience = 30000;
-        m_held = m_semaphore && WaitForSingleObject(m_semaphore, kPatience) == WAIT_OBJECT_0;
-    }
-    ~CInstallLock() {
-        if (m_held)
-            ReleaseSemaphore(m_semaphore, 1, nullptr);
-        if (m_semaphore)
-            CloseHandle(m_semaphore);
-    }
-    CInstallLock(const CInstallLock&) = delete;
-    CInstallLock& operator=(const CInstallLock&) = delete;
-
     ScanStatus Status() const {
-        return m_held ? ScanStatus{}
-                      : ScanStatus{E_FAIL, "another program is installing a device just now"};
+        return m_lock.IsHeld()
+                   ? ScanStatus{}
+                   : ScanStatus{E_FAIL, "another program is installing a device just now"};
     }
 
   private:
-    HANDLE m_semaphore;
-    bool m_held = false;
+    static constexpr DWORD kPatience = 30000;  // milliseconds
+    const CNamedLock m_lock{"nvqdrv-install", kPatience};
 };
 
 // ---- Modules

@@ -5,10 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/internal/system_error.h"
+#include "platform/contained.h"
 #include "platform/text.h"
-
-using platform::Contained;
 
 namespace {
 
@@ -110,7 +108,7 @@ bool CDrvItem::IsBelow(const CDrvItem* folder) const {
 }
 
 HRESULT CDrvItem::AddItemToFolder(IWiaDrvItem* folder) {
-    return Contained<HRESULT>(E_OUTOFMEMORY, [&]() -> HRESULT {
+    return Contained([&]() -> HRESULT {
         ComPtr<CDrvItem> target;
         if (!folder || FAILED(target.QueryFrom(folder, kIidOwnItem)))
             return E_INVALIDARG;
@@ -138,7 +136,7 @@ void CDrvItem::Disconnect(LONG flags, Children& loose) {
 }
 
 HRESULT CDrvItem::UnlinkItemTree(LONG flags) {
-    return Contained<HRESULT>(E_OUTOFMEMORY, [&]() -> HRESULT {
+    return Contained([&]() -> HRESULT {
         Children loose;
         {
             const std::lock_guard guard(TreeLock());
@@ -156,7 +154,7 @@ HRESULT CDrvItem::UnlinkItemTree(LONG flags) {
 }
 
 HRESULT CDrvItem::RemoveItemFromFolder(LONG flags) {
-    return Contained<HRESULT>(E_OUTOFMEMORY, [&]() -> HRESULT {
+    return Contained([&]() -> HRESULT {
         ComPtr<CDrvItem> removed;
         const std::lock_guard guard(TreeLock());
         if (!m_parent)
@@ -238,7 +236,7 @@ HRESULT CDrvItem::GetNextSiblingItem(IWiaDrvItem** item) {
 HRESULT CDrvItem::DumpItemData(BSTR* text) {
     if (!text)
         return E_INVALIDARG;
-    return Contained<HRESULT>(E_OUTOFMEMORY, [&]() -> HRESULT {
+    return Contained([&]() -> HRESULT {
         const std::lock_guard guard(TreeLock());
         const std::u16string flags = WideFromText(std::to_string(m_flags));
         return CopyName(m_fullName + u", flags " + flags, text);

@@ -2,22 +2,17 @@
 #pragma once
 
 #include "platform/sync.h"
+#include "platform/unique_handle.h"
 
 // Closes its handle; without memory or descriptors it has none.
 class CWaitEvent {
   public:
     explicit CWaitEvent(bool manualReset)
         : m_handle(CreateEventA(nullptr, manualReset ? TRUE : FALSE, FALSE, nullptr)) {}
-    ~CWaitEvent() {
-        if (m_handle)
-            CloseHandle(m_handle);
-    }
-    CWaitEvent(const CWaitEvent&) = delete;
-    CWaitEvent& operator=(const CWaitEvent&) = delete;
 
-    HANDLE Get() const { return m_handle; }
-    void Set() { SetEvent(m_handle); }
+    HANDLE Get() const { return m_handle.Get(); }
+    void Set() { SetEvent(m_handle.Get()); }
 
   private:
-    const HANDLE m_handle;
+    const CHandle m_handle;
 };

@@ -4,7 +4,7 @@
 
 #include <span>
 
-#include "platform/internal/system_error.h"
+#include "platform/contained.h"
 #include "service/item_context.h"
 
 // More entries than any list of a driver has; a greater count is nonsense.
@@ -12,7 +12,7 @@ inline constexpr ULONG kMaxListEntries = CPropertyStore::kMaxProperties;
 
 template <class Body>
 HRESULT WithContext(BYTE* handle, Body body) {
-    return platform::Contained<HRESULT>(E_OUTOFMEMORY, [&]() -> HRESULT {
+    return Contained([&]() -> HRESULT {
         const ItemContextPtr context = FindContext(handle);
         return context ? body(*context) : E_INVALIDARG;
     });

@@ -20,7 +20,7 @@ HRESULT wiasCreateDrvItem(LONG flags, BSTR itemName, BSTR fullItemName, IWiaMini
     *item = nullptr;
     if (deviceContext)
         *deviceContext = nullptr;
-    return platform::Contained<HRESULT>(E_OUTOFMEMORY, [&]() -> HRESULT {
+    return Contained([&]() -> HRESULT {
         ComPtr<CDrvItem> made;
         made.Attach(new CDrvItem(flags, {itemName, SysStringLen(itemName)},
                                  {fullItemName, SysStringLen(fullItemName)}, driver,

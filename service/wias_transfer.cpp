@@ -93,7 +93,7 @@ HRESULT wiasGetImageInformation(BYTE* context, LONG flags, MINIDRV_TRANSFER_CONT
 HRESULT wiasWriteBufToFile(LONG, MINIDRV_TRANSFER_CONTEXT* transfer) {
     if (!transfer || transfer->lItemSize < 0 || !transfer->pTransferBuffer)
         return E_INVALIDARG;
-    return platform::Contained<HRESULT>(E_OUTOFMEMORY, [&]() -> HRESULT {
+    return Contained([&]() -> HRESULT {
         const auto bytes = static_cast<DWORD>(transfer->lItemSize);
         if (const ComPtr<CTransfer> active = FindTransfer(transfer))
             return active->SaveFile(transfer->pTransferBuffer, bytes);

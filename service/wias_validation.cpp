@@ -79,7 +79,7 @@ HRESULT wiasCreatePropContext(ULONG count, PROPSPEC* specs, ULONG extraCount, PR
     if ((count > 0 && !specs) || (extraCount > 0 && !extraIds) || count > kMaxListEntries ||
         extraCount > kMaxListEntries)
         return E_INVALIDARG;
-    return platform::Contained<HRESULT>(E_OUTOFMEMORY, [&]() -> HRESULT {
+    return Contained([&]() -> HRESULT {
         std::vector<ContextEntry> entries;
         if (const HRESULT hr = ListContext(count, specs, extraCount, extraIds, entries); FAILED(hr))
             return hr;

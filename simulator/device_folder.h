@@ -6,22 +6,7 @@
 #include <vector>
 
 #include "platform/sync.h"
-
-// Closes its handle.
-class CHandle {
-  public:
-    CHandle() = default;
-    explicit CHandle(HANDLE handle) : m_handle(handle) {}
-    CHandle(CHandle&& other) noexcept;
-    CHandle& operator=(CHandle&& other) noexcept;
-    ~CHandle();
-
-    HANDLE Get() const { return m_handle; }
-    explicit operator bool() const { return m_handle && m_handle != INVALID_HANDLE_VALUE; }
-
-  private:
-    HANDLE m_handle = nullptr;
-};
+#include "platform/unique_handle.h"
 
 class CDeviceFolder {
   public:
