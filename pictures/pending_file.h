@@ -1,21 +1,16 @@
-// A file that comes into being: written under a passing name in the folder of its target, and under
-// the target's name only when it is whole. What a killed program has left in the folder is taken
-// away by the next one that writes there. Failures are thrown as Fail throws them.
+// A picture file that comes into being under a passing name. Failures are thrown as Fail throws
+// them, in words.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <utility>
 
-#include "pictures/input_file.h"
+#include "platform/passing_file.h"
 
 class CPendingFile {
   public:
-    explicit CPendingFile(std::filesystem::path target) : m_target(std::move(target)) {}
-    ~CPendingFile() { Discard(); }
-    CPendingFile(const CPendingFile&) = delete;
-    CPendingFile& operator=(const CPendingFile&) = delete;
+    explicit CPendingFile(const std::filesystem::path& target) : m_file(target.string()) {}
 
     void Create();
     // Between Create and Publish.
@@ -24,13 +19,9 @@ class CPendingFile {
     void ReadAt(void* target, std::size_t bytes, std::int64_t offset) const;
     // Takes the target's name, in place of a file that has it.
     void Publish();
-    // Leaves nothing behind; does nothing behind Publish.
-    void Discard();
+    // Leaves nothing behind, as the end of the object does; does nothing behind Publish.
+    void Discard() { m_file.Discard(); }
 
   private:
-    void CheckTarget();
-
-    std::filesystem::path m_target;
-    std::filesystem::path m_passingPath;  // empty while there is no such file
-    CFilePtr m_file;
+    CPassingFile m_file;
 };

@@ -4,7 +4,7 @@
 #include <map>
 #include <mutex>
 
-#include "service/passing_file.h"
+#include "platform/passing_file.h"
 
 namespace {
 
@@ -195,7 +195,9 @@ HRESULT CTransfer::TakeProgress(LONG percent) {
 HRESULT CTransfer::SaveFile(const BYTE* bytes, DWORD size) {
     if (m_file.empty() || IsCancelled())
         return E_INVALIDARG;
-    const HRESULT hr = WriteWholeFile(m_file, bytes, size);
+    const std::error_code error = StoreFile(m_file, {reinterpret_cast<const char*>(bytes), size});
+    const HRESULT hr =
+        error == std::errc::is_a_directory ? E_INVALIDARG : ResultFromError(ErrorNumber(error));
     m_fileSaved = SUCCEEDED(hr);
     if (FAILED(hr)) {
         m_faultCode = hr;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "controller/toolkit.h"
+#include "platform/passing_file.h"
 #include "simulator/sim_failure.h"
 
 namespace {
@@ -19,18 +20,6 @@ bool ReadClockFile(const std::string& path, std::uint64_t& time) {
 }
 
 }  // namespace
-
-CHandle::CHandle(CHandle&& other) noexcept : m_handle(std::exchange(other.m_handle, nullptr)) {}
-
-CHandle& CHandle::operator=(CHandle&& other) noexcept {
-    std::swap(m_handle, other.m_handle);
-    return *this;
-}
-
-CHandle::~CHandle() {
-    if (*this)
-        CloseHandle(m_handle);
-}
 
 CDeviceFolder CDeviceFolder::FromPort(const std::string& port) {
     std::error_code error;
@@ -58,9 +47,7 @@ void CDeviceFolder::SleepUntil(std::uint64_t time) const {
     }
     if (time <= now)
         return;
-    std::ofstream(clock + ".new") << time << '\n';
-    std::error_code error;
-    std::filesystem::rename(clock + ".new", clock, error);
+    StoreFile(clock, std::to_string(time) + '\n', {.name = CPassingFile::Name::Beside});
 }
 
 std::vector<std::string> CDeviceFolder::TakeActs() const {

@@ -1,12 +1,12 @@
 #include "simulator/device_state.h"
 
 #include <charconv>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string_view>
 
 #include "controller/toolkit.h"
+#include "platform/passing_file.h"
 #include "simulator/sim_failure.h"
 
 namespace {
@@ -77,19 +77,11 @@ CDeviceState LoadState(const std::string& path, const CDeviceState& fresh) {
 }
 
 void SaveState(const std::string& path, const CDeviceState& state) {
-    const std::string beside = path + ".new";
-    {
-        std::ofstream file(beside, std::ios::binary);
-        for (const CNumberRow& row : kNumbers)
-            file << row.name << '=' << state.*row.value << '\n';
-        for (const CTextRow& row : kTexts)
-            file << row.name << '=' << OneLine(state.*row.value) << '\n';
-        file.close();
-        if (!file)
-            throw CSimFailure(OSTREL_COMMUNICATION, beside + ": can't be written");
-    }
-    std::error_code error;
-    std::filesystem::rename(beside, path, error);
-    if (error)
+    std::string text;
+    for (const CNumberRow& row : kNumbers)
+        text.append(row.name).append("=").append(std::to_string(state.*row.value)) += '\n';
+    for (const CTextRow& row : kTexts)
+        text.append(row.name).append("=").append(OneLine(state.*row.value)) += '\n';
+    if (const std::error_code error = StoreFile(path, text, {.name = CPassingFile::Name::Beside}))
         throw CSimFailure(OSTREL_COMMUNICATION, path + ": " + error.message());
 }
