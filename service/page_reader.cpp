@@ -121,13 +121,14 @@ ScanStatus CPageReader::Job::Start(CScanDevice device, const std::string& item, 
     m_isOver = false;
     try {
         m_thread = std::thread([this, item] { Run(item); });
+        return {};
     } catch (const std::exception& failure) {
         m_device.Close();
         m_isOver = true;
         m_result = {E_OUTOFMEMORY,
                     std::string("there is no thread for the scan: ") + failure.what()};
+        return m_result;
     }
-    return m_result;
 }
 
 ScanStatus CPageReader::Job::NextPage(std::optional<ScanPage>& page) {
