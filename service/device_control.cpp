@@ -21,6 +21,7 @@ HRESULT CDeviceControl::GetLastError(DWORD* error) {
     return S_OK;
 }
 
+// With its zero the name must fit whole: a part of a path is another path.
 HRESULT CDeviceControl::GetMyDevicePortName(LPOLESTR name, DWORD characters) {
     if (!name || characters <= m_port.size())
         return E_INVALIDARG;
@@ -35,6 +36,7 @@ HRESULT CDeviceControl::GetMyDeviceOpenMode(DWORD* mode) {
     return S_OK;
 }
 
+// Cut after a line's worth: a driver may pass anything.
 HRESULT CDeviceControl::WriteToErrorLog(DWORD, LPCOLESTR text, DWORD) {
     if (!text)
         return E_INVALIDARG;

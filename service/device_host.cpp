@@ -5,6 +5,7 @@
 
 namespace {
 
+// By the device's identifier. A host that nobody uses is gone; its row stays, for there are few.
 struct Hosts {
     std::mutex lock;
     std::map<std::string, std::weak_ptr<CDeviceHost>> byDevice;
@@ -32,6 +33,7 @@ std::shared_ptr<CDeviceHost> CDeviceHost::Get(const InstalledDevice& device, Not
 CDeviceHost::CDeviceHost(const InstalledDevice& device, Notice notice)
     : m_device(device), m_notice(std::move(notice)) {}
 
+// Under the lock, so that two clients that come at once load one driver.
 ScanStatus CDeviceHost::UseDriver(ComPtr<CDriverObject>& driver) {
     const std::lock_guard guard(m_lock);
     ScanStatus status;
@@ -53,6 +55,7 @@ CDeviceHost::GivenUp CDeviceHost::GiveUpDriver() {
     return {std::exchange(m_driver, nullptr), std::move(m_pump)};
 }
 
+// The pump's thread is waited for without the lock: a handler on it may be asking for the driver.
 void CDeviceHost::Release(GivenUp given) {
     const bool hadEvents = given.pump != nullptr;
     given.pump.reset();
@@ -63,6 +66,7 @@ void CDeviceHost::Release(GivenUp given) {
         m_notice(status.text);
 }
 
+// A pump that has gone may still be ending its thread: the new one begins behind it.
 ScanStatus CDeviceHost::StartPump() {
     ComPtr<CDriverObject> driver;
     if (ScanStatus status = UseDriver(driver); !status.Ok())

@@ -19,6 +19,7 @@ class CDeviceHost : public std::enable_shared_from_this<CDeviceHost> {
     CDeviceHost(const InstalledDevice& device, Notice notice);
 
     const InstalledDevice& Device() const { return m_device; }
+    // Held for each operation of the imaging face.
     CCallGate& Gate() { return m_gate; }
 
     // Loads the driver if there is none. A failure leaves none: the next call tries with a new
@@ -38,6 +39,7 @@ class CDeviceHost : public std::enable_shared_from_this<CDeviceHost> {
     // Releases it; subscribers hear of the events of a new driver object from then on.
     void Release(GivenUp given);
 
+    // `id` is for Unsubscribe. E_NOTIMPL for a device without events.
     ScanStatus Subscribe(EventHandler handler, int& id);
     void Unsubscribe(int id);
 

@@ -8,11 +8,13 @@ namespace {
 
 constexpr std::size_t kNumberDigits = 4;
 
+// Other keys there are the class's own, such as "Properties".
 bool IsDeviceNumber(const std::string& name) {
     return name.size() == kNumberDigits &&
            std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
+// `fault` is left alone when it can be read.
 CLSID ReadClass(const CRegistryKey& key, const char* name, std::string& fault) {
     const auto text = key.ReadText(name);
     CLSID clsid = GUID_NULL;
@@ -24,6 +26,7 @@ CLSID ReadClass(const CRegistryKey& key, const char* name, std::string& fault) {
     return clsid;
 }
 
+// A device whose key lacks something is listed all the same: it must be possible to remove it.
 InstalledDevice ReadDevice(const CRegistryKey& key, const std::string& number) {
     InstalledDevice device;
     const std::string devices = kDevicesKey;
@@ -67,6 +70,7 @@ ScanStatus ListInstalled(std::vector<InstalledDevice>& devices) {
     return {};
 }
 
+// Numbers and identifiers belong to one device; a name or port may be several devices'.
 ScanStatus FindInstalled(const std::vector<InstalledDevice>& devices, const std::string& which,
                          InstalledDevice& device) {
     if (devices.empty())

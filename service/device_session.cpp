@@ -9,9 +9,11 @@
 
 namespace {
 
+// More than any driver has; the count is the driver's word.
 constexpr LONG kMaxCapabilities = 1024;
 constexpr LONG kScannerType = 1;  // the high half of a device's type
 
+// Names under which the service's own properties are shown, in the published words.
 struct OwnName {
     PROPID id;
     const char* name;
@@ -44,6 +46,8 @@ void Publish(CPropertyStore& store, const std::vector<PropertyWrite>& values) {
 
 }  // namespace
 
+// The root's context must exist before the driver is asked for the items: it gets it with that
+// call.
 CDeviceSession::CDeviceSession(std::shared_ptr<CDeviceHost> host)
     : m_host(std::move(host)), m_use{{}, CItemSet::Create()} {}
 
@@ -73,6 +77,7 @@ ScanStatus CDeviceSession::Open(std::shared_ptr<CDeviceHost> host,
     return status;
 }
 
+// What failed is given up under the gate and released without it (CDeviceHost::GivenUp).
 ScanStatus CDeviceSession::Start() {
     ScanStatus status;
     CDeviceHost::GivenUp given;
@@ -99,6 +104,7 @@ ScanStatus CDeviceSession::Begin() {
     return status.Ok() ? BuildItems(root) : status;
 }
 
+// The root item that comes back is the driver's, not counted.
 ScanStatus CDeviceSession::InitializeImaging(IWiaDrvItem** root) {
     const TaskText id = MakeTaskText(WideFromText(Device().id));
     const TaskText rootName = MakeTaskText(WideFromText(Device().number + "\\Root"));
@@ -118,6 +124,7 @@ ScanStatus CDeviceSession::InitializeImaging(IWiaDrvItem** root) {
     return *root ? ScanStatus{} : StatusOf(WIA_ERROR_INVALID_DRIVER_RESPONSE, Device().name);
 }
 
+// The service's own properties go ahead: a driver may read them while it makes its own.
 ScanStatus CDeviceSession::BuildItems(IWiaDrvItem* root) {
     if (const HRESULT hr = m_use.items->TakeTree(root); FAILED(hr))
         return StatusOf(hr, Device().name + ": its items");
@@ -134,6 +141,7 @@ ScanStatus CDeviceSession::BuildItems(IWiaDrvItem* root) {
     return {};
 }
 
+// The type of a device is two halves of 16 bits: what it is, and how its events come.
 void CDeviceSession::PublishItem(CItemContext& item) const {
     Publish(item.Store(), {{WIA_IPA_ITEM_NAME, ShownItemName(item.Name())},
                            {WIA_IPA_FULL_ITEM_NAME, item.FullName()},
@@ -154,6 +162,7 @@ void CDeviceSession::PublishItem(CItemContext& item) const {
              {WIA_DPA_CONNECT_STATUS, WIA_DEVICE_CONNECTED}});
 }
 
+// An item that another client's Synchronize has taken apart is still listed here, and says so.
 ScanStatus CDeviceSession::FindItem(const std::string& name, ItemContextPtr& item) const {
     if (name.empty()) {
         const auto found =
@@ -183,6 +192,7 @@ ScanStatus CDeviceSession::ListItems(std::vector<ScanItem>& items) {
     return {};
 }
 
+// Rows without an identifier are passed over.
 ScanStatus CDeviceSession::Capabilities(LONG kind, std::vector<DeviceEvent>& capabilities) {
     const CCallGate::Hold hold(m_host->Gate());
     if (!hold)
@@ -230,6 +240,8 @@ ScanStatus CDeviceSession::Synchronize() {
     return BuildItems(root);
 }
 
+// A driver need not have a lock of its own. Its unlocking can't fail for the caller: what the
+// operation did stands.
 ScanStatus CDeviceSession::Call(const CItemContext& item, const std::string& what,
                                 const Operation& operation) {
     IWiaMiniDrv* const driver = m_use.driver->Imaging();
@@ -244,6 +256,7 @@ ScanStatus CDeviceSession::Call(const CItemContext& item, const std::string& wha
     return FAILED(hr) ? Failure(hr, what, deviceError) : ScanStatus{hr, {}};
 }
 
+// The driver's own words, if it has some for its error number, stand behind the service's.
 ScanStatus CDeviceSession::Failure(HRESULT hr, const std::string& what, LONG deviceError) const {
     ScanStatus status = {hr, (what.empty() ? "" : what + ": ") + ResultText(hr)};
     LPOLESTR text = nullptr;  // the driver's

@@ -13,6 +13,7 @@
 // The operations are those of CScanDevice (scan_client.h), which tells what they mean.
 class CDeviceSession {
   public:
+    // Loads the driver at need. Nothing of a session that fails stays in the driver.
     static ScanStatus Open(std::shared_ptr<CDeviceHost> host,
                            std::shared_ptr<CDeviceSession>& session);
     ~CDeviceSession();
@@ -41,6 +42,7 @@ class CDeviceSession {
     ScanStatus Start();
     ScanStatus Begin();
     ScanStatus InitializeImaging(IWiaDrvItem** root);
+    // All items anew, with their properties at the driver's defaults.
     ScanStatus BuildItems(IWiaDrvItem* root);
     void PublishItem(CItemContext& item) const;
     const std::vector<ItemContextPtr>& Items() const { return m_use.items->Items(); }
@@ -56,6 +58,7 @@ class CDeviceSession {
     ScanStatus ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
                         IScanSink& sink);
 
+    // The operations of the gate's holder.
     // One operation of the imaging face, under the driver's own lock. `what` stands before the
     // words for its failure; it may be empty.
     ScanStatus Call(const CItemContext& item, const std::string& what, const Operation& operation);

@@ -31,6 +31,7 @@ std::vector<PROPSPEC> SpecsOf(const std::vector<PROPID>& ids) {
 
 }  // namespace
 
+// Read again from the store behind the driver's call, which may have changed any of them.
 ScanStatus CDeviceSession::ReadFrom(CItemContext& item, std::vector<PROPID> ids,
                                     std::vector<ScanProperty>& properties) {
     if (ids.empty()) {
@@ -58,6 +59,7 @@ ScanStatus CDeviceSession::ReadFrom(CItemContext& item, std::vector<PROPID> ids,
     return {};
 }
 
+// The driver is never asked about a value that the property doesn't take.
 ScanStatus CDeviceSession::CheckWrites(const CItemContext& item, const Writes& writes) const {
     const std::string name = ShownItemName(item.Name());
     if (writes.empty() || writes.size() > CPropertyStore::kMaxProperties)
@@ -73,6 +75,7 @@ ScanStatus CDeviceSession::CheckWrites(const CItemContext& item, const Writes& w
     return {};
 }
 
+// A refusal names all that was written, because the driver judges them together.
 ScanStatus CDeviceSession::Validate(const CItemContext& item, const Writes& writes) {
     std::vector<PROPID> ids(writes.size());
     std::transform(writes.begin(), writes.end(), ids.begin(),

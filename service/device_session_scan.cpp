@@ -14,6 +14,8 @@ std::optional<LONG> NumberOf(const CPropertyStore& store, PROPID id) {
 
 }  // namespace
 
+// The settings go to the driver ahead of each page: its own state may be another client's since the
+// last one. Whatever happens, the sink is out of the driver's reach behind this.
 ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
                                     IScanSink& sink) {
     ComPtr<CTransfer> transfer;
@@ -34,6 +36,7 @@ ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const std::ato
     return status;
 }
 
+// A feeder that is found empty behind the first page is how a job ends, not a failure.
 ScanStatus CDeviceSession::Scan(const std::string& name, const ScanOptions& options,
                                 IScanSink& sink, int& scanned) {
     scanned = 0;

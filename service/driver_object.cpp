@@ -7,6 +7,7 @@
 
 namespace {
 
+// Of the still-image interface, as it is told to a driver.
 constexpr DWORD kStiVersion = 2;
 
 // Why the object of a class can't be had, in words, with what may help. Empty for a result that
@@ -27,6 +28,7 @@ std::string LoadFailure(const std::string& whose, HRESULT hr, REFCLSID clsid) {
     }
 }
 
+// The same for the driver itself, where any other result is told in its own words.
 std::string DriverFailure(HRESULT hr, REFCLSID clsid) {
     const std::string why = LoadFailure("its driver", hr, clsid);
     return why.empty() ? "its driver's module " + RegisteredModule(clsid) +
@@ -54,6 +56,7 @@ std::string ToolkitFailure(HRESULT hr, const InstalledDevice& device) {
     return LoadFailure("its device toolkit", hr, device.toolkitClass);
 }
 
+// The object's identity is the outer one; every other interface is the driver's.
 HRESULT CDriverObject::QueryInterface(REFIID iid, void** object) {
     if (!object)
         return E_POINTER;
@@ -80,6 +83,7 @@ ULONG CDriverObject::Release() {
     return left;
 }
 
+// As a part of this object if the driver can be one, else alone.
 HRESULT CDriverObject::Create(REFCLSID clsid) {
     HRESULT hr =
         CoCreateInstance(clsid, this, CLSCTX_INPROC_SERVER, IID_IUnknown, m_inner.OutVoid());
@@ -89,6 +93,7 @@ HRESULT CDriverObject::Create(REFCLSID clsid) {
     return hr;
 }
 
+// The key is the driver's to read and write, and stays open as long as the driver lives.
 ScanStatus CDriverObject::Initialize(const InstalledDevice& device, const Notice& notice) {
     LONG error = m_key.Open(HKEY_LOCAL_MACHINE, DeviceKeyPath(device.number), KEY_ALL_ACCESS);
     if (error != ERROR_SUCCESS)
@@ -107,6 +112,7 @@ ScanStatus CDriverObject::Initialize(const InstalledDevice& device, const Notice
     return {};
 }
 
+// Both faces must be there: a driver with one of them alone is of no use to anybody.
 ScanStatus CDriverObject::Load(const InstalledDevice& device, const Notice& notice,
                                ComPtr<CDriverObject>& driver) {
     driver.Reset();

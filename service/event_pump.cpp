@@ -8,12 +8,16 @@
 
 namespace {
 
+// What a driver answers while a scan holds the scanner, and on a device whose toolkit knows no
+// buttons.
 constexpr HRESULT kScannerLocked = MakeResult(0x80070021u);
 constexpr HRESULT kNoButtons = MakeResult(0x80070103u);
+// Of polling. A driver's own interval is kept between the two others: one of 0 would spin.
 constexpr DWORD kUsualInterval = 1000;  // milliseconds
 constexpr DWORD kLeastInterval = 10;
 constexpr DWORD kMostInterval = 60 * 60 * 1000;
 
+// Where a test puts its own time.
 CHookSlot<EventWait>& WaitSlot() {
     static auto& slot = *new CHookSlot<EventWait>;
     return slot;
@@ -36,6 +40,7 @@ EventWait SetEventWait(EventWait wait) {
 
 // ---- CSubscribers
 
+// Numbers are never used again, so that a late Remove hits nobody else.
 int CSubscribers::Add(EventHandler handler) {
     const std::lock_guard guard(m_lock);
     m_handlers[++m_last] = std::move(handler);
@@ -49,6 +54,8 @@ void CSubscribers::Remove(int id) {
     m_count = m_handlers.size();
 }
 
+// Handlers may add and remove, also each other: those that are there at the beginning are called,
+// unless they have been removed meanwhile.
 void CSubscribers::Deliver(const ScanEvent& event) {
     const std::lock_guard guard(m_lock);
     const std::map<int, EventHandler> asked = m_handlers;
@@ -81,6 +88,7 @@ class CEventPump::Run {
     void Stop() { m_stop.Set(); }
     void Main();
 
+    // The thread's own share keeps all this alive when the pump ends on the thread itself.
     static unsigned ThreadMain(void* run) {
         const std::unique_ptr<std::shared_ptr<Run>> own(static_cast<std::shared_ptr<Run>*>(run));
         (*own)->Main();
@@ -114,6 +122,7 @@ class CEventPump::Run {
     bool m_said = false;
 };
 
+// Two pumps at work on one device would take each other's presses.
 void CEventPump::Run::Main() {
     if (m_before)
         WaitForSingleObject(m_before->Get(), INFINITE);
@@ -153,6 +162,7 @@ void CEventPump::Run::WaitForHandle() {
     m_driver->StillImage()->SetNotificationHandle(nullptr);
 }
 
+// Each turn asks for the status or, while an event is known to be pending, for the event.
 void CEventPump::Run::Poll() {
     const HANDLE stop = m_stop.Get();
     bool pending = false;
@@ -181,6 +191,7 @@ bool CEventPump::Run::AskStatus(bool& pending) {
     return true;
 }
 
+// A press without an identifier, or a record that wasn't filled in, is none.
 CEventPump::Run::Fetched CEventPump::Run::Fetch() {
     STINOTIFY notification = {};
     notification.dwSize = sizeof(notification);
@@ -209,6 +220,7 @@ CEventPump::CEventPump(ComPtr<CDriverObject> driver, const InstalledDevice& devi
     : m_run(std::make_shared<Run>(std::move(driver), device, std::move(subscribers),
                                   std::move(notice), std::move(before))) {}
 
+// From a handler it is the pump's own thread that comes here; it can't wait for itself.
 CEventPump::~CEventPump() {
     if (!m_thread)
         return;

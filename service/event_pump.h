@@ -51,6 +51,7 @@ class CEventPump {
   public:
     using Ended = std::shared_ptr<CWaitEvent>;
 
+    // `driver` lives as long as the thread. Names of events are read from the registry now.
     // Begins its work only when the pump whose end is `before` has ended its own; may be null.
     CEventPump(ComPtr<CDriverObject> driver, const InstalledDevice& device,
                std::shared_ptr<CSubscribers> subscribers, Notice notice, Ended before);
@@ -61,6 +62,7 @@ class CEventPump {
 
     // False if the device has no events, or no thread can be had.
     bool Start();
+    // Set when the thread has touched the driver for the last time.
     Ended WhenEnded() const;
 
   private:

@@ -38,11 +38,13 @@ class CInstallLock {
 
 // ---- Modules
 
+// `file` gets the whole path, also when the registration fails.
 ScanStatus RegisterByName(const std::string& name, std::string& file) {
     ScanStatus status = FindModuleFile(name, file);
     return status.Ok() ? RegisterModule(file) : status;
 }
 
+// The module has registered its classes just now; one of several must be named.
 ScanStatus FindToolkitClass(const InstallOptions& options, const std::string& file, CLSID& clsid) {
     const std::vector<CLSID> classes = ClassesOfModule(file);
     if (options.toolkitClass) {
@@ -84,6 +86,7 @@ class CKeyWriter {
     LONG m_error;
 };
 
+// The order is that of the buttons: "Index" counts from 0, the keys' names from 1.
 LONG WriteEvents(HKEY device, const std::vector<InstallEvent>& events) {
     for (std::size_t i = 0; i < events.size(); ++i) {
         const InstallEvent& event = events[i];
@@ -99,6 +102,7 @@ LONG WriteEvents(HKEY device, const std::vector<InstallEvent>& events) {
     return ERROR_SUCCESS;
 }
 
+// The driver's first start adds what it learns from the hardware to DeviceData.
 LONG WriteDevice(const std::string& number, const InstallOptions& options,
                  const std::string& toolkitFile, REFCLSID toolkitClass) {
     CKeyWriter device(HKEY_LOCAL_MACHINE, DeviceKeyPath(number));
@@ -125,6 +129,7 @@ LONG WriteDevice(const std::string& number, const InstallOptions& options,
                                             : product.Error();
 }
 
+// The lowest that no device has; empty when all are taken.
 std::string FreeNumber(const std::vector<InstalledDevice>& devices) {
     for (unsigned i = 0; i < kMaxDevices; ++i) {
         char number[8];
@@ -136,6 +141,7 @@ std::string FreeNumber(const std::vector<InstalledDevice>& devices) {
     return {};
 }
 
+// Before anything is written or registered.
 ScanStatus CheckOptions(const InstallOptions& options,
                         const std::vector<InstalledDevice>& devices) {
     if (options.name.empty() || options.port.empty())
@@ -168,6 +174,7 @@ void DropClass(REFCLSID clsid) {
     PruneEmptyKeys(HKEY_CLASSES_ROOT, "TypeLib");
 }
 
+// Empty for a device whose installation broke off.
 std::string InstallClassOf(const std::string& number) {
     CRegistryKey data;
     if (data.Open(HKEY_LOCAL_MACHINE, DeviceKeyPath(number) + "\\DeviceData") != ERROR_SUCCESS)
@@ -175,6 +182,7 @@ std::string InstallClassOf(const std::string& number) {
     return data.ReadText("InstallCLSID").value_or("");
 }
 
+// With the last device of the product, for they share the setting.
 void DropProduct(const std::string& installClass) {
     GUID guid = GUID_NULL;
     if (!GuidFromText(installClass, guid))  // it becomes part of a path
@@ -184,6 +192,7 @@ void DropProduct(const std::string& installClass) {
     PruneEmptyKeys(HKEY_LOCAL_MACHINE, path);
 }
 
+// The key goes first: what others still need is counted by the devices that are left.
 ScanStatus RemoveDevice(const InstalledDevice& device) {
     const std::string installClass = InstallClassOf(device.number);
     const std::string path = DeviceKeyPath(device.number);
@@ -243,6 +252,7 @@ void DropUnusedModules(const InstallOptions& options, const InstalledModules& mo
     }
 }
 
+// Under the lock. A device that can't be written whole is taken out again.
 ScanStatus Install(const InstallOptions& options, InstalledDevice* installed) {
     std::vector<InstalledDevice> devices;
     ScanStatus status = ListInstalled(devices);

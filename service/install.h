@@ -20,6 +20,7 @@ struct InstallEvent {
 // The four buttons of the simulated scanner, each with a mask.
 std::vector<InstallEvent> DefaultEvents();
 
+// What an installer would ask; the defaults are those of a simulated scanner.
 struct InstallOptions {
     std::string name;  // shown to people
     std::string vendor = "Norvane";

@@ -8,6 +8,8 @@
 
 namespace {
 
+// All contexts that live, by handle. Handles are steps of a counter, far from any address that a
+// process has (its lowest page is never mapped), so that one that is followed by mistake fails.
 class CContextTable {
   public:
     static CContextTable& Instance() {
@@ -42,6 +44,7 @@ class CContextTable {
     std::map<BYTE*, std::weak_ptr<CItemContext>> m_contexts;
 };
 
+// And frees it.
 std::string TakeText(BSTR text) {
     std::string taken = TextFromBstr(text);
     SysFreeString(text);
@@ -68,6 +71,7 @@ LONG CItemContext::Flags() const {
     return m_item && SUCCEEDED(m_item->GetItemFlags(&flags)) ? flags : 0;
 }
 
+// What was read is taken in also when a name can't be had: the caller drops the whole tree then.
 HRESULT CItemContext::SetItem(IWiaDrvItem* item) {
     BSTR name = nullptr;
     BSTR fullName = nullptr;
@@ -99,6 +103,7 @@ ItemContextPtr CItemSet::NewContext() {
     return context;
 }
 
+// The first that matches, in the order of the walk.
 ItemContextPtr CItemSet::Find(const std::string& name) const {
     for (const auto& context : m_items) {
         if (context->FullName() == name || ShownItemName(context->Name()) == name)
@@ -114,6 +119,7 @@ void CItemSet::DropBehindRoot() {
     }
 }
 
+// Handles of former items behind the root are stale from here on, whatever comes of it.
 HRESULT CItemSet::TakeTree(IWiaDrvItem* root) {
     DropBehindRoot();
     HRESULT hr = Root()->SetItem(root);

@@ -14,6 +14,8 @@ namespace {
 constexpr IID kIidOwnItem = {
     0x5B0A7F3E, 0x61D2, 0x4C0B, {0x9E, 0x14, 0x2F, 0x7D, 0x83, 0x6C, 0x10, 0xA9}};
 
+// One lock for all trees: an item may move from one to another, and none is held for long. Never
+// destroyed, as items may outlive the static objects of this library.
 std::mutex& TreeLock() {
     static auto& lock = *new std::mutex;
     return lock;
@@ -84,6 +86,7 @@ HRESULT CDrvItem::GetItemFlags(LONG* flags) {
     return S_OK;
 }
 
+// An item without memory of the driver's own has none to give, which counts as a wrong question.
 HRESULT CDrvItem::GetDeviceSpecContext(BYTE** context) {
     if (!context)
         return E_INVALIDARG;
@@ -99,6 +102,7 @@ HRESULT CDrvItem::GetItemName(BSTR* name) {
     return CopyName(m_name, name);
 }
 
+// Also true for the folder itself. Under the lock.
 bool CDrvItem::IsBelow(const CDrvItem* folder) const {
     for (const CDrvItem* item = this; item; item = item->m_parent) {
         if (item == folder)
@@ -107,6 +111,8 @@ bool CDrvItem::IsBelow(const CDrvItem* folder) const {
     return false;
 }
 
+// A stranger's folder isn't entered: its children could not be counted, nor taken apart under the
+// lock.
 HRESULT CDrvItem::AddItemToFolder(IWiaDrvItem* folder) {
     return Contained([&]() -> HRESULT {
         ComPtr<CDrvItem> target;
@@ -135,6 +141,8 @@ void CDrvItem::Disconnect(LONG flags, Children& loose) {
     }
 }
 
+// The driver is told of its memory without the lock: it may ask for other items in there. That it
+// is told once is what the exchange of the pointer is for.
 HRESULT CDrvItem::UnlinkItemTree(LONG flags) {
     return Contained([&]() -> HRESULT {
         Children loose;
@@ -153,6 +161,7 @@ HRESULT CDrvItem::UnlinkItemTree(LONG flags) {
     });
 }
 
+// The reference of its own keeps the item while its folder's goes under the lock.
 HRESULT CDrvItem::RemoveItemFromFolder(LONG flags) {
     return Contained([&]() -> HRESULT {
         ComPtr<CDrvItem> removed;
@@ -168,6 +177,7 @@ HRESULT CDrvItem::RemoveItemFromFolder(LONG flags) {
     });
 }
 
+// With a reference for the caller.
 HRESULT CDrvItem::Give(const ComPtr<CDrvItem>& found, IWiaDrvItem** item) const {
     *item = ComPtr<CDrvItem>(found).Detach();
     return *item ? S_OK : S_FALSE;
@@ -233,6 +243,7 @@ HRESULT CDrvItem::GetNextSiblingItem(IWiaDrvItem** item) {
     return Give(*next, item);
 }
 
+// For people: "0000\\Root\\Top, flags 67".
 HRESULT CDrvItem::DumpItemData(BSTR* text) {
     if (!text)
         return E_INVALIDARG;

@@ -20,8 +20,11 @@ class CDrvItem final : public IWiaDrvItem {
     ULONG AddRef() override;
     ULONG Release() override;
 
+    // WiaItemType... bits; WiaItemTypeDisconnected once the tree was taken apart.
     HRESULT GetItemFlags(LONG* flags) override;
+    // The driver's memory, which stays the item's. E_INVALIDARG when it has asked for none.
     HRESULT GetDeviceSpecContext(BYTE** context) override;
+    // Copies, for the caller to free; as the driver wrote them.
     HRESULT GetFullItemName(BSTR* name) override;
     HRESULT GetItemName(BSTR* name) override;
     // E_INVALIDARG for what is no folder, for an item that has one already or would hold itself,
@@ -29,6 +32,7 @@ class CDrvItem final : public IWiaDrvItem {
     HRESULT AddItemToFolder(IWiaDrvItem* folder) override;
     // Takes the tree below apart. With WiaItemTypeDisconnected its items say so from then on.
     HRESULT UnlinkItemTree(LONG flags) override;
+    // Takes one item out, with what is below it. E_INVALIDARG for one that is in no folder.
     HRESULT RemoveItemFromFolder(LONG flags) override;
     // These give S_FALSE and null when there is no such item. By full name, here and below; by name
     // among the children.
@@ -43,6 +47,7 @@ class CDrvItem final : public IWiaDrvItem {
     using Children = std::vector<ComPtr<CDrvItem>>;
 
     ~CDrvItem() = default;
+    // False for an item whose last reference has gone.
     bool TryAddRef();
     bool IsBelow(const CDrvItem* folder) const;
     ComPtr<CDrvItem> FindBelow(std::u16string_view fullName);

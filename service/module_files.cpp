@@ -14,10 +14,12 @@ namespace fs = std::filesystem;
 
 using RegisterFunction = HRESULT (*)();
 
+// Empty when the path is longer than any that can be opened. Null is the program.
 fs::path FolderOf(HMODULE module) {
     return fs::path(ModuleFileName(module)).parent_path();
 }
 
+// From a build's tree and from an installation the modules are found without a setting.
 std::vector<fs::path> ModuleFolders() {
     if (const char* own = std::getenv("NVQ_MODULE_DIR"); own && *own)
         return {own};
@@ -49,6 +51,7 @@ ScanStatus CallModule(const std::string& file, const char* function, const char*
 
 }  // namespace
 
+// Links are followed: the registry gets the file itself, which stays when a link is changed.
 ScanStatus FindModuleFile(const std::string& name, std::string& file) {
     std::string places;
     std::vector<fs::path> candidates = {name};
@@ -78,6 +81,7 @@ ScanStatus UnregisterModule(const std::string& file) {
     return CallModule(file, "DllUnregisterServer", "taken out of the registry");
 }
 
+// By the file, not by its name: two paths may lead to one module.
 std::vector<CLSID> ClassesOfModule(const std::string& file) {
     std::vector<CLSID> found;
     CRegistryKey classes;

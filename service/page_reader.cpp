@@ -21,6 +21,7 @@ class CPageReader::Job final : public IScanSink {
     void Cancel();
     ScanStatus End(int* scanned);
 
+    // Called by the scan
     // On the scan's thread
     bool BeginPage(const ScanPage& page) override;
     bool Rows(const BYTE* rows, LONG count) override;
@@ -28,7 +29,9 @@ class CPageReader::Job final : public IScanSink {
 
   private:
     void Run(const std::string& item);
+    // The band isn't read to its end.
     bool HasBytes() const { return m_taken < m_band.size(); }
+    // Or until the scan is cancelled.
     template <class Condition>
     void WaitFor(std::unique_lock<std::mutex>& guard, Condition condition) {
         m_changed.wait(guard, [&] { return m_cancel || condition(); });
@@ -56,6 +59,8 @@ class CPageReader::Job final : public IScanSink {
 
 // ---- The scan's thread
 
+// The device's session is given back before the end is told: who waits for that end finds the
+// device free.
 void CPageReader::Job::Run(const std::string& item) {
     int scanned = 0;
     ScanStatus status = m_device.Scan(
@@ -81,6 +86,7 @@ bool CPageReader::Job::BeginPage(const ScanPage& page) {
     return !m_cancel;
 }
 
+// Waits until the last band has been read, so there is never more than one.
 bool CPageReader::Job::Rows(const BYTE* rows, LONG count) {
     std::unique_lock guard(m_lock);
     WaitFor(guard, [this] { return !HasBytes() || m_isSkipped; });
@@ -106,6 +112,8 @@ bool CPageReader::Job::EndPage(const ScanPage& page) {
 
 // ---- The reader's thread
 
+// The count of pages tells EndPage which page is the last: behind that one the scan must not wait
+// for a reader who has no reason to ask for more.
 ScanStatus CPageReader::Job::Start(CScanDevice device, const std::string& item, int pages) {
     static_cast<void>(End(nullptr));
     m_cancel = false;
@@ -131,6 +139,7 @@ ScanStatus CPageReader::Job::Start(CScanDevice device, const std::string& item, 
     }
 }
 
+// To ask for a page behind one that was taken is to give up what is left of that.
 ScanStatus CPageReader::Job::NextPage(std::optional<ScanPage>& page) {
     page.reset();
     std::unique_lock guard(m_lock);
@@ -146,6 +155,7 @@ ScanStatus CPageReader::Job::NextPage(std::optional<ScanPage>& page) {
     return {};
 }
 
+// Bytes that are there go ahead of the page's end, and of the scan's.
 ScanStatus CPageReader::Job::Read(BYTE* bytes, std::size_t most, std::size_t& read) {
     read = 0;
     if (!bytes || most == 0)
@@ -174,6 +184,7 @@ void CPageReader::Job::Cancel() {
     m_changed.notify_all();
 }
 
+// A cancel is of no effect on a scan whose last page has come to its end: its driver is done.
 ScanStatus CPageReader::Job::End(int* scanned) {
     if (m_thread.joinable()) {
         Cancel();

@@ -7,11 +7,13 @@
 
 namespace {
 
+// Pixels; with the deepest of the depths a row stays within 32 bits of bytes.
 constexpr LONG kMaxWidth = 1 << 24;
 constexpr WORD kDepths[] = {1, 4, 8, 16, 24, 32, 48};
 constexpr DWORD kMaxColors = 256;
 constexpr BYTE kWhite = 0xFF;
 
+// A header that can be followed: bytes of the palette stand with it, and nothing else does.
 bool IsSound(const BITMAPINFOHEADER& info, std::size_t bytes) {
     return info.biSize == sizeof(info) && info.biWidth > 0 && info.biWidth <= kMaxWidth &&
            info.biHeight != 0 && info.biHeight != std::numeric_limits<LONG>::min() &&
@@ -31,6 +33,7 @@ CPageRows::Result CPageRows::Take(std::span<const BYTE> bytes) {
     return m_begun ? TakeRows(bytes) : TakeHeader(bytes);
 }
 
+// A negative height means that the first row is the top one.
 CPageRows::Result CPageRows::TakeHeader(std::span<const BYTE> bytes) {
     BITMAPINFOHEADER& info = m_page.info;
     if (bytes.size() < sizeof(info))
@@ -49,6 +52,8 @@ CPageRows::Result CPageRows::TakeHeader(std::span<const BYTE> bytes) {
     return m_sink.BeginPage(m_page) ? Result::GoOn : Result::Stop;
 }
 
+// A row that ended within the last run is completed first, then whole rows go on as they are,
+// without a copy; what is left waits for the next run.
 CPageRows::Result CPageRows::TakeRows(std::span<const BYTE> bytes) {
     m_received += bytes.size();
     if (m_received > m_page.stride * static_cast<ULONGLONG>(m_page.info.biHeight))

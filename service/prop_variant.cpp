@@ -5,10 +5,7 @@
 #include "platform/com.h"
 #include "platform/text.h"
 
-namespace {
-
-// Null for no bytes.
-HRESULT CopyOut(const void* bytes, std::size_t size, void** copy) {
+HRESULT CopyToTaskMemory(const void* bytes, std::size_t size, void** copy) {
     *copy = size > 0 ? CoTaskMemAlloc(size) : nullptr;
     if (size == 0)
         return S_OK;
@@ -18,8 +15,7 @@ HRESULT CopyOut(const void* bytes, std::size_t size, void** copy) {
     return S_OK;
 }
 
-}  // namespace
-
+// Copies everything: the driver's memory is its own again behind the call.
 HRESULT FromVariant(const PROPVARIANT& variant, PropertyValue& value) {
     switch (variant.vt) {
         case VT_I4:
@@ -57,15 +53,16 @@ HRESULT ToVariant(const PropertyValue& value, PROPVARIANT& variant) {
         return variant.bstrVal ? S_OK : E_OUTOFMEMORY;
     }
     if (const GUID* guid = std::get_if<GUID>(&value))
-        return CopyOut(guid, sizeof(*guid), reinterpret_cast<void**>(&variant.puuid));
+        return CopyToTaskMemory(guid, sizeof(*guid), reinterpret_cast<void**>(&variant.puuid));
     if (const auto* bytes = std::get_if<std::vector<BYTE>>(&value)) {
         variant.caub.cElems = static_cast<ULONG>(bytes->size());
-        return CopyOut(bytes->data(), bytes->size(),
-                       reinterpret_cast<void**>(&variant.caub.pElems));
+        return CopyToTaskMemory(bytes->data(), bytes->size(),
+                                reinterpret_cast<void**>(&variant.caub.pElems));
     }
     return S_OK;
 }
 
+// Types that own nothing are just emptied.
 HRESULT PropVariantClear(PROPVARIANT* value) {
     if (!value)
         return E_INVALIDARG;

@@ -6,6 +6,9 @@
 
 inline constexpr std::size_t kMaxRecordBytes = std::size_t{1} << 20;
 
+// Bytes for a receiver that frees them as task memory; null for none.
+HRESULT CopyToTaskMemory(const void* bytes, std::size_t size, void** copy);
+
 // E_INVALIDARG for a type that properties don't have, a null pointer that should lead to something,
 // or bytes beyond kMaxRecordBytes.
 HRESULT FromVariant(const PROPVARIANT& variant, PropertyValue& value);

@@ -7,6 +7,7 @@
 
 namespace {
 
+// Of a text; and how many values of a list a refusal names.
 constexpr std::size_t kMaxTextBytes = 4096;
 constexpr std::size_t kShownValues = 16;
 
@@ -29,6 +30,7 @@ const char* TypeName(VARTYPE type) {
     }
 }
 
+// Steps count from the least value. In 64 bits: the ends may be 32 bits apart.
 ScanStatus CheckRange(const ScanProperty& property, LONG value) {
     const ValidValues& valid = property.valid;
     if (value < valid.min || value > valid.max)
@@ -106,6 +108,7 @@ ScanStatus CheckValue(const ScanProperty& property, const PropertyValue& value) 
     return {};
 }
 
+// Access goes ahead of the value: no value would do.
 ScanStatus CheckWrite(const ScanProperty& property, const PropertyValue& value) {
     if (!property.IsWritable())
         return {STG_E_ACCESSDENIED, ShownName(property) + ": can't be written"};

@@ -5,6 +5,7 @@
 
 namespace {
 
+// A linear search: items have some sixty properties, and their order must stay.
 template <class Properties>
 auto FindIn(Properties& properties, PROPID id) {
     const auto found = std::find_if(properties.begin(), properties.end(),
@@ -28,6 +29,7 @@ const ScanProperty* CPropertyStore::Lookup(PROPID id) const {
     return FindIn(m_properties, id);
 }
 
+// Works on a copy, so that nothing has changed when there are too many.
 HRESULT CPropertyStore::SetNames(std::span<const Name> names) {
     const std::lock_guard guard(m_lock);
     std::vector<ScanProperty> changed = m_properties;
@@ -44,6 +46,7 @@ HRESULT CPropertyStore::SetNames(std::span<const Name> names) {
     return S_OK;
 }
 
+// Checked all before the first is changed.
 HRESULT CPropertyStore::SetAttributes(std::span<const Attributes> attributes) {
     const std::lock_guard guard(m_lock);
     for (const Attributes& row : attributes) {
@@ -73,6 +76,7 @@ HRESULT CPropertyStore::SetRange(PROPID id, LONG min, LONG nominal, LONG max, LO
     return S_OK;
 }
 
+// The first value gives a property its type for good.
 HRESULT CPropertyStore::Write(std::span<const PropertyWrite> writes) {
     const std::lock_guard guard(m_lock);
     for (const PropertyWrite& write : writes) {
@@ -89,6 +93,8 @@ HRESULT CPropertyStore::Write(std::span<const PropertyWrite> writes) {
     return S_OK;
 }
 
+// A property that was made or has got its type since the beginning has no old value: the present
+// one stands for it.
 HRESULT CPropertyStore::Read(PROPID id, PropertyValue& value, PropertyValue* old) const {
     const std::lock_guard guard(m_lock);
     const ScanProperty* property = Lookup(id);
@@ -130,6 +136,7 @@ void CPropertyStore::EndWrite() {
     m_before.reset();
 }
 
+// The former state stays known: a rollback may come twice in a write.
 void CPropertyStore::Rollback() {
     const std::lock_guard guard(m_lock);
     if (m_before)

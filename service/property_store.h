@@ -14,6 +14,7 @@ class CPropertyStore {
   public:
     static constexpr std::size_t kMaxProperties = 4096;
 
+    // What a driver says of a property beside its value.
     struct Attributes {
         PROPID id = 0;
         VARTYPE type = VT_EMPTY;
@@ -34,6 +35,7 @@ class CPropertyStore {
 
     // S_FALSE for a property that isn't there or has no value. `old` may be null.
     HRESULT Read(PROPID id, PropertyValue& value, PropertyValue* old) const;
+    // Copies: what they tell is of one moment. Nothing for a property that isn't there.
     std::optional<ScanProperty> Find(PROPID id) const;
     std::optional<PROPID> FindName(const std::string& name) const;
     std::vector<ScanProperty> All() const;

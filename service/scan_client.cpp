@@ -26,6 +26,7 @@ ScanStatus FindDevice(const std::string& which, InstalledDevice& device) {
     return status.Ok() ? FindInstalled(devices, which, device) : status;
 }
 
+// Commands and events come in the same rows.
 ScanStatus ListCapabilities(CDeviceSession* session, LONG kind,
                             std::vector<ScanCapability>& capabilities) {
     return Guarded([&] {

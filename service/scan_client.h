@@ -77,6 +77,7 @@ class CScanDevice {
     CScanDevice(CScanDevice&&) noexcept;
     CScanDevice& operator=(CScanDevice&&) noexcept;
 
+    // Also true for a device whose scanner doesn't answer any more.
     bool IsOpen() const { return m_session != nullptr; }
     // At once; for the driver it ends behind a scan that is under way.
     void Close();
@@ -108,6 +109,7 @@ class CScanDevice {
     ScanStatus Scan(const std::string& item, const ScanOptions& options, IScanSink& sink,
                     int* scanned = nullptr);
 
+    // As the driver lists them. WIA_ERROR_INVALID_DRIVER_RESPONSE for a list that makes no sense.
     ScanStatus Commands(std::vector<ScanCapability>& commands) const;
     ScanStatus Events(std::vector<ScanCapability>& events) const;
     // Has the driver build its items anew, with all properties at their defaults. Other clients of

@@ -32,6 +32,7 @@ struct ValidValues {
     std::vector<PropertyValue> list;
 };
 
+// One property, with what a client must know to write it.
 struct ScanProperty {
     PROPID id = 0;
     std::string name;
@@ -43,6 +44,7 @@ struct ScanProperty {
     bool IsWritable() const { return (access & WIA_PROP_WRITE) != 0; }
 };
 
+// A value for a property of an item that is told beside it.
 struct PropertyWrite {
     PROPID id;
     PropertyValue value;

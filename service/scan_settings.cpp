@@ -26,12 +26,14 @@ constexpr SourceRow kSources[] = {
     {ScanSource::Negative, "the scanner has no transparency adapter", FLATBED, 1, 1},
 };
 
+// Line art is what the scanner sees as gray, made black and white by the threshold.
 constexpr LONG DataTypeOf(ScanMode mode) {
     return mode == ScanMode::LineArt ? WIA_DATA_THRESHOLD
            : mode == ScanMode::Gray  ? WIA_DATA_GRAYSCALE
                                      : WIA_DATA_COLOR;
 }
 
+// Whether the property has the value among its valid ones; a range is left to the write to judge.
 bool Takes(const ScanProperty* property, LONG value) {
     if (!property)
         return false;
@@ -69,6 +71,7 @@ class CSettingsWriter {
     ScanStatus m_status;
 };
 
+// All properties are read again behind it: the driver makes the others fit.
 void CSettingsWriter::Write(const std::string& what, const ItemState& item,
                             const std::vector<PropertyWrite>& writes) {
     if (!m_status.Ok() || writes.empty())
@@ -110,6 +113,7 @@ void CSettingsWriter::Source(ScanSource source) {
     Image("the source", {{QL_PROP_TMA_METHOD, row->method}});
 }
 
+// Asked first, for words that tell what the source can do.
 void CSettingsWriter::Resolution(LONG dpi) {
     const ScanProperty* across = CDeviceProperties::Find(m_properties.Image(), WIA_IPS_XRES);
     if (m_status.Ok() && across && !Takes(across, dpi)) {
@@ -147,6 +151,7 @@ void CSettingsWriter::Area(const ScanArea& area) {
     Image("the area", {{WIA_IPS_XEXTENT, width}, {WIA_IPS_YEXTENT, height}});
 }
 
+// Each write with the words in which it was asked for.
 void CSettingsWriter::Others(const std::vector<ItemWrite>& writes, bool isRoot) {
     const auto& items = m_properties.Items();
     for (const ItemWrite& write : writes) {
@@ -175,6 +180,7 @@ std::vector<PropertyWrite> ToneWrites(const ScanSettings& settings) {
 
 }  // namespace
 
+// Inches and millimetres by the resolution; pixels are taken as they are.
 LONG ScanArea::Pixels(double length, LONG dpi) const {
     const double pixels = unit == Unit::Pixels   ? length
                           : unit == Unit::Inches ? length * dpi

@@ -8,6 +8,7 @@
 
 namespace {
 
+// By kind; the first of equal codes counts.
 struct ResultRow {
     std::uint32_t code;
     const char* text;
@@ -73,6 +74,8 @@ constexpr ResultRow kResults[] = {
 
 }  // namespace
 
+// What isn't in the table is told by its facility: 0x8004 are the driver's own, 0x8007 the
+// system's.
 std::string ResultText(HRESULT code) {
     if (SUCCEEDED(code))
         return "success";

@@ -8,6 +8,8 @@
 
 namespace {
 
+// The transfers under way, by their contexts: a driver's write of a file names nothing else. Never
+// destroyed, as a driver's thread may come late.
 class CActiveTransfers {
   public:
     static CActiveTransfers& Instance() {
@@ -55,6 +57,7 @@ ComPtr<CTransfer> FindTransfer(const MINIDRV_TRANSFER_CONTEXT* context) {
 CTransfer::CTransfer(IScanSink& sink, int page, const std::atomic<bool>* cancel)
     : m_sink(&sink), m_cancel(cancel), m_rows(sink, page) {}
 
+// On the file medium the driver brings its own memory, and there is nothing to deliver into.
 ScanStatus CTransfer::Prepare(BYTE* context) {
     HRESULT hr = wiasGetImageInformation(context, WIA_INIT_CONTEXT_1, &m_context);
     if (FAILED(hr))
@@ -100,6 +103,8 @@ bool CTransfer::IsCancelled() const {
     return m_stopped || (m_cancel && *m_cancel);
 }
 
+// What went wrong here goes ahead of a cancel, and both ahead of what the driver says: it only
+// knows that it was told to stop.
 ScanStatus CTransfer::Finish(const ScanStatus& driverResult) {
     if (!m_fault.empty())
         return {m_faultCode, m_fault};
@@ -138,6 +143,7 @@ HRESULT CTransfer::Reject(const char* why) {
     return S_FALSE;
 }
 
+// Every way out is a result: nothing is thrown into the driver.
 HRESULT CTransfer::MiniDrvCallback(LONG reason, LONG, LONG percent, LONG offset, LONG length,
                                    MINIDRV_TRANSFER_CONTEXT* transfer, LONG) {
     if (!m_sink || IsCancelled())
@@ -158,6 +164,7 @@ HRESULT CTransfer::MiniDrvCallback(LONG reason, LONG, LONG percent, LONG offset,
     return goOn ? hr : S_FALSE;
 }
 
+// On the file medium the bytes go by the file, and messages tell progress alone.
 HRESULT CTransfer::TakeMessage(LONG reason, LONG percent, LONG offset, LONG length) {
     if (reason == IT_MSG_DATA && !IsFileMedium()) {
         if (const HRESULT hr = TakeData(offset, length); hr != S_OK)
@@ -187,11 +194,13 @@ HRESULT CTransfer::TakeData(LONG offset, LONG length) {
     return S_OK;
 }
 
+// Drivers begin at 0 again for the second half of their work; people don't want to see that.
 HRESULT CTransfer::TakeProgress(LONG percent) {
     m_percent = std::max(m_percent, std::clamp<LONG>(percent, 0, 100));
     return m_sink.load()->Progress(m_context.lPage, m_percent) ? S_OK : S_FALSE;
 }
 
+// A cancelled page leaves no file.
 HRESULT CTransfer::SaveFile(const BYTE* bytes, DWORD size) {
     if (m_file.empty() || IsCancelled())
         return E_INVALIDARG;

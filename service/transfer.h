@@ -13,6 +13,7 @@
 // driver that keeps it beyond the transfer gets no answer but stop.
 class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCallBack> {
   public:
+    // Bytes of the buffer on the callback medium: as the item's property asks, within these.
     static constexpr LONG kLeastBuffer = 65536;
     static constexpr LONG kMostBuffer = 256 * 1024 * 1024;
 
@@ -35,11 +36,13 @@ class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCall
 
   private:
     ~CTransfer() override = default;
+    // Known behind Prepare.
     bool IsFileMedium() const { return m_context.tymed == TYMED_FILE; }
     bool IsCancelled() const;
     HRESULT TakeMessage(LONG reason, LONG percent, LONG offset, LONG length);
     HRESULT TakeData(LONG offset, LONG length);
     HRESULT TakeProgress(LONG percent);
+    // Remembers what the driver did wrong, for the page's result.
     HRESULT Reject(const char* why);
 
     std::atomic<IScanSink*> m_sink;  // null behind Close

@@ -6,6 +6,7 @@
 
 namespace {
 
+// More than any driver asks for; greater numbers are mistakes.
 constexpr LONG kMaxContextBytes = 1024 * 1024;
 constexpr UINT kMaxNameUnits = 4096;
 
@@ -32,6 +33,7 @@ HRESULT wiasCreateDrvItem(LONG flags, BSTR itemName, BSTR fullItemName, IWiaMini
     });
 }
 
+// With a reference for the driver.
 HRESULT wiasGetDrvItem(BYTE* context, IWiaDrvItem** item) {
     if (!item)
         return E_INVALIDARG;
@@ -55,6 +57,7 @@ HRESULT wiasGetRootItem(BYTE* context, BYTE** rootContext) {
     });
 }
 
+// Among the items of the client whose item `context` is.
 HRESULT wiasGetContextFromName(BYTE* context, LONG, BSTR fullName, BYTE** namedContext) {
     if (!fullName || !namedContext)
         return E_INVALIDARG;

@@ -7,6 +7,7 @@
 
 namespace {
 
+// A count is checked before anything of that count is read or made.
 bool IsNonsense(const void* specs, ULONG count) {
     return !specs || count > kMaxListEntries;
 }
@@ -17,13 +18,7 @@ HRESULT ToBstr(const std::string& text, BSTR* out) {
 }
 
 HRESULT ToTaskMemory(const std::vector<BYTE>& bytes, BYTE** out) {
-    if (bytes.empty())
-        return S_OK;
-    *out = static_cast<BYTE*>(CoTaskMemAlloc(bytes.size()));
-    if (!*out)
-        return E_OUTOFMEMORY;
-    std::memcpy(*out, bytes.data(), bytes.size());
-    return S_OK;
+    return CopyToTaskMemory(bytes.data(), bytes.size(), reinterpret_cast<void**>(out));
 }
 
 template <class T>
@@ -36,6 +31,7 @@ HRESULT WriteOne(BYTE* context, PROPID id, T value) {
 
 // ---- Valid values
 
+// The list stands behind a pointer to bytes, which need not be aligned.
 HRESULT ReadLongList(const WIA_PROPERTY_INFO& info, ValidValues& valid) {
     const auto& list = info.ValidVal.List;
     if (!list.pList || list.cNumList < 1 || list.cNumList > static_cast<LONG>(kMaxListEntries))
@@ -69,6 +65,8 @@ HRESULT ReadTextList(const WIA_PROPERTY_INFO& info, ValidValues& valid) {
     return S_OK;
 }
 
+// A range that no value fits, or a step that leads nowhere, is refused: a client could neither
+// write the property nor be told why.
 HRESULT ReadRange(const WIA_PROPERTY_INFO& info, ValidValues& valid) {
     const auto& range = info.ValidVal.Range;
     if (range.Min > range.Max || range.Nom < range.Min || range.Nom > range.Max || range.Inc < 1)
@@ -88,6 +86,7 @@ HRESULT ReadFlags(const WIA_PROPERTY_INFO& info, ValidValues& valid) {
 
 using ReadValid = HRESULT (*)(const WIA_PROPERTY_INFO& info, ValidValues& valid);
 
+// Which part of the record counts: by the access flags and the type.
 struct ValidRow {
     ULONG access;
     VARTYPE type;
@@ -121,6 +120,7 @@ HRESULT ReadAttributes(const WIA_PROPERTY_INFO& info, CPropertyStore::Attributes
 
 }  // namespace
 
+// By number without a look whether it is there: the operation itself finds that out.
 HRESULT ResolveSpec(const CPropertyStore& store, const PROPSPEC& spec, PROPID& id) {
     if (spec.ulKind == PRSPEC_PROPID) {
         id = spec.propid;
@@ -187,6 +187,8 @@ HRESULT wiasReadPropBin(BYTE* context, PROPID id, BYTE** value, BYTE** old, BOOL
     });
 }
 
+// Goes on behind a property that isn't there: its value is VT_EMPTY, and the result S_FALSE. Values
+// that were made before a failure are the caller's to clear.
 HRESULT wiasReadMultiple(BYTE* context, ULONG count, const PROPSPEC* specs, PROPVARIANT* values,
                          PROPVARIANT* old) {
     if (IsNonsense(specs, count) || !values)
@@ -236,6 +238,7 @@ HRESULT wiasWritePropGuid(BYTE* context, PROPID id, GUID value) {
     return WriteOne(context, id, value);
 }
 
+// No bytes are a value too.
 HRESULT wiasWritePropBin(BYTE* context, PROPID id, LONG bytes, BYTE* value) {
     if (bytes < 0 || bytes > static_cast<LONG>(kMaxRecordBytes) || (bytes > 0 && !value))
         return E_INVALIDARG;
@@ -245,6 +248,7 @@ HRESULT wiasWritePropBin(BYTE* context, PROPID id, LONG bytes, BYTE* value) {
     });
 }
 
+// All or nothing, as the store has it.
 HRESULT wiasWriteMultiple(BYTE* context, ULONG count, const PROPSPEC* specs,
                           const PROPVARIANT* values) {
     if (IsNonsense(specs, count) || !values)

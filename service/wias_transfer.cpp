@@ -8,6 +8,7 @@
 
 namespace {
 
+// Of a picture as a bitmap, in 64 bits: large ones don't fit the context's 32.
 struct ImageSizes {
     LONGLONG rowBytes;
     LONGLONG headerBytes;
@@ -20,6 +21,7 @@ LONG PaletteEntries(LONG depth) {
 }
 
 // All zero for a format whose size isn't known before it is made.
+// Rows are padded to 4 bytes.
 ImageSizes SizesOf(const MINIDRV_TRANSFER_CONTEXT& transfer) {
     const bool isFile = transfer.guidFormatID == WiaImgFmt_BMP;
     if (!isFile && transfer.guidFormatID != WiaImgFmt_MEMORYBMP)
@@ -36,6 +38,8 @@ ImageSizes SizesOf(const MINIDRV_TRANSFER_CONTEXT& transfer) {
 constexpr LONG kMaxPixels = 1 << 24;  // a side; keeps the products above in 64 bits
 constexpr LONG kMaxDepth = 64;
 
+// Sizes that are no picture's are refused; 0 is let through, for a window that the driver hasn't
+// settled yet.
 HRESULT ReadSizes(const CPropertyStore& store, MINIDRV_TRANSFER_CONTEXT& transfer) {
     struct Row {
         PROPID id;
@@ -90,6 +94,7 @@ HRESULT wiasGetImageInformation(BYTE* context, LONG flags, MINIDRV_TRANSFER_CONT
     });
 }
 
+// Outside a transfer of this service a driver may have a file of its own in the context.
 HRESULT wiasWriteBufToFile(LONG, MINIDRV_TRANSFER_CONTEXT* transfer) {
     if (!transfer || transfer->lItemSize < 0 || !transfer->pTransferBuffer)
         return E_INVALIDARG;

@@ -16,11 +16,13 @@ constexpr PROPID kDependent[] = {
     WIA_IPA_BYTES_PER_LINE, WIA_IPA_ITEM_SIZE, WIA_IPA_TYMED,   WIA_IPA_FORMAT,
 };
 
+// Each property once; what was written goes ahead and counts as changed.
 struct ContextEntry {
     PROPID id;
     BOOL changed;
 };
 
+// A write comes with ids alone: the service itself makes those lists.
 HRESULT ListContext(ULONG count, const PROPSPEC* specs, ULONG extraCount, const PROPID* extraIds,
                     std::vector<ContextEntry>& entries) {
     const auto add = [&](PROPID id, BOOL changed) {
@@ -40,6 +42,7 @@ HRESULT ListContext(ULONG count, const PROPSPEC* specs, ULONG extraCount, const 
     return S_OK;
 }
 
+// The record crosses the driver's hands, so its count is held against what can have been made here.
 // Null if the context doesn't have the property.
 BOOL* ChangedFlag(const WIA_PROPERTY_CONTEXT& properties, PROPID id) {
     if (!properties.pProps || !properties.pChanged || properties.cProps > 3 * kMaxListEntries)
@@ -53,6 +56,7 @@ BOOL* ChangedFlag(const WIA_PROPERTY_CONTEXT& properties, PROPID id) {
 
 }  // namespace
 
+// The code alone: a driver has no use for the words.
 HRESULT wiasValidateItemProperties(BYTE* context, ULONG count, const PROPSPEC* specs) {
     if (!specs || count > kMaxListEntries)
         return E_INVALIDARG;
