@@ -9,6 +9,7 @@
 
 namespace {
 
+// Where the rows of a file lie, and in which order.
 struct CBitmap {
     BITMAPINFOHEADER m_info = {};  // biHeight is positive
     std::vector<RGBQUAD> m_palette;
@@ -17,6 +18,7 @@ struct CBitmap {
     bool m_isTopDown = false;
 };
 
+// Checked like a stranger's file: between the driver and here anything may have come to it.
 CBitmap ReadHeaders(const CInputFile& file) {
     BITMAPFILEHEADER header = {};
     CBitmap bitmap;
@@ -45,6 +47,7 @@ CBitmap ReadHeaders(const CInputFile& file) {
 
 }  // namespace
 
+// The writer takes the top line first, whichever comes first in the file.
 bool FeedBitmapFile(const std::string& path, CPictureWriter& writer, BITMAPINFOHEADER& info,
                     std::string* error) {
     return RunGuarded(error, [&] {

@@ -57,6 +57,7 @@ class CEventQueue {
     std::deque<ScanEvent> m_events;
 };
 
+// A command that fails is told, and the next press runs it again.
 void Execute(const std::string& command, const ScanEvent& event) {
     const std::pair<std::string, std::string> variables[] = {
         {"NVQ_EVENT", event.name},
@@ -68,6 +69,7 @@ void Execute(const std::string& command, const ScanEvent& event) {
         Complain(command + ": ended with " + std::to_string(code), code);
 }
 
+// Presses queue up while a command runs; none is lost.
 int WaitForButtons(const ButtonOptions& options) {
     CatchInterrupts();
     CEventQueue events;

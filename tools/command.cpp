@@ -16,6 +16,7 @@ int Complain(const ScanStatus& status) {
     return Complain(status.text + code, kExitFailed);
 }
 
+// The notice of the installation is the program's own, and so are those of the drivers.
 ScanStatus MakeClient(CScanClient& client, bool isQuiet) {
     const Notice tell = [](const std::string& line) { std::cerr << "nvqscan: " + line + '\n'; };
     const Notice notice = isQuiet ? [](const std::string&) {} : tell;

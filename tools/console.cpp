@@ -11,6 +11,7 @@ namespace {
 std::atomic<bool> g_interrupted = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "set by a handler of signals");
 
+// The second signal of a kind finds the usual handling again, and ends the program.
 void OnSignal(int number) {
     g_interrupted = true;
     std::signal(number, SIG_DFL);
@@ -26,6 +27,7 @@ CProgressLine::~CProgressLine() {
         std::fputs("\r\033[K", stderr);
 }
 
+// Only changes are drawn: a picture has many more bands than percents.
 void CProgressLine::Show(unsigned percent) {
     if (!m_terminal || percent == m_shown)
         return;

@@ -23,6 +23,7 @@ struct ListOptions {
     bool m_isNames = false;
 };
 
+// A device that can't be used is listed with the others; why, stands below the table.
 void PrintDevices(const std::vector<ScanDeviceInfo>& devices) {
     std::vector<std::vector<std::string>> rows = {{"NUMBER", "NAME", "MAKER", "PORT", "DRIVER"}};
     for (const ScanDeviceInfo& device : devices)
@@ -74,6 +75,7 @@ int ListDevices(const ListOptions& options) {
 
 // ---- install and uninstall
 
+// The command line of `install`.
 struct InstallCommand {
     InstallOptions m_install;
     std::string m_model;
@@ -81,6 +83,7 @@ struct InstallCommand {
     CButtonWish m_buttons;
 };
 
+// Words of the command line for numbers of the registry.
 const std::map<std::string, DWORD> kIoTypes = {
     {"usb", 1}, {"parallel", 2}, {"scsi", 3}, {"dot4", 4}, {"network", 5}};
 const std::map<std::string, DWORD> kSubTypes = {{"index", kButtonIndex},
@@ -90,6 +93,7 @@ const std::map<std::string, DWORD> kSubTypes = {{"index", kButtonIndex},
 const std::map<std::string, EEvents> kEvents = {
     {"pipe", EEvents::Pipe}, {"poll", EEvents::Poll}, {"none", EEvents::None}};
 
+// Without a port it is a simulated scanner, whose folder says how its buttons come.
 int Install(InstallCommand& command) {
     InstallOptions& install = command.m_install;
     if (!command.m_toolkitClass.empty()) {

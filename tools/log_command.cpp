@@ -18,6 +18,7 @@
 
 namespace {
 
+// Words of the command line for bits of the driver's log settings (diag/log.h).
 struct CBitRow {
     const char* name;
     DWORD bits;
@@ -35,6 +36,7 @@ constexpr CBitRow kDestinations[] = {
     {"debugger", kLogToDebugger, "standard error"},
     {"sink", kLogToSink, "the log component, if one is registered"},
 };
+// What `log on` takes when the levels that stand would say nothing.
 constexpr DWORD kDefaultLevels = kLogError | kLogGeneral | kLogInformation | kLogCalls;
 
 struct LogOptions {
@@ -44,6 +46,7 @@ struct LogOptions {
     std::vector<std::string> m_destinations;
 };
 
+// As the driver reads them; these are its defaults.
 struct LogSettings {
     DWORD m_isEnabled = 0;
     DWORD m_level = kLogError | kLogInformation;
@@ -51,6 +54,7 @@ struct LogSettings {
     std::string m_file;
 };
 
+// Below HKEY_LOCAL_MACHINE, by the driver's class.
 std::string KeyPath() {
     return "Software\\Norvane\\Lumetra\\Ostrel\\" + GuidText(kDriverClass);
 }
@@ -62,6 +66,7 @@ std::vector<std::string> NamesOf(std::span<const CBitRow> rows) {
     return names;
 }
 
+// The command line has checked that each name is one of the rows.
 DWORD BitsOf(std::span<const CBitRow> rows, const std::vector<std::string>& names) {
     DWORD bits = 0;
     for (const CBitRow& row : rows) {
@@ -71,6 +76,7 @@ DWORD BitsOf(std::span<const CBitRow> rows, const std::vector<std::string>& name
     return bits;
 }
 
+// Names whose bits are all set; several share the general bit.
 std::string NamesIn(std::span<const CBitRow> rows, DWORD bits) {
     std::string names;
     for (const CBitRow& row : rows) {
@@ -98,6 +104,7 @@ LogSettings ReadSettings() {
     return settings;
 }
 
+// No file is written for an empty name: the driver's default then stands, or a former name.
 LONG WriteSettings(const LogSettings& settings) {
     CRegistryKey key;
     LONG error = key.Create(HKEY_LOCAL_MACHINE, KeyPath());
@@ -147,6 +154,7 @@ bool Change(const LogOptions& options, LogSettings& settings, std::string* error
     return true;
 }
 
+// Shows the state, also behind a change.
 int Run(const LogOptions& options) {
     LogSettings settings = ReadSettings();
     const bool isChange = options.m_action == "on" || options.m_action == "off" ||

@@ -25,6 +25,7 @@ constexpr void (*kFamilies[])(CLI::App& app, CCommandList& commands) = {
     AddLogCommand,  AddProcessCommands, AddProfileCommand,
 };
 
+// The parser has made sure that there is one.
 int RunParsed(const CCommandList& commands) {
     for (const CCommand& command : commands) {
         if (command.m_app->parsed())

@@ -13,6 +13,7 @@ namespace fs = std::filesystem;
 
 // ---- Names
 
+// The number goes between the two parts of the name.
 CPageName::CPageName(std::string pattern) {
     std::string* text = &m_before;
     for (std::size_t i = 0; i < pattern.size(); ++i) {
@@ -65,6 +66,7 @@ bool CPageFiles::Take(bool done) {
     return done;
 }
 
+// One writer a page for numbered files, one for all pages else.
 bool CPageFiles::Open(int page) {
     if (m_writer && !m_name.IsNumbered())
         return true;
@@ -101,6 +103,8 @@ bool CPageFiles::Progress(int page, int percent) {
     return true;
 }
 
+// The driver's bitmap is a passing file beside the page's own: it is on the same disk, and a page
+// of another kind is made of it.
 std::string CPageFiles::PageFile(int page) {
     if (!Open(page))
         return {};
@@ -111,6 +115,7 @@ std::string CPageFiles::PageFile(int page) {
     return m_passingFile;
 }
 
+// On the file medium the page is read from the driver's bitmap now.
 bool CPageFiles::EndPage(const ScanPage& page) {
     if (!page.file.empty()) {
         m_inPage = true;
@@ -140,6 +145,7 @@ bool CPageFiles::EndPage(const ScanPage& page) {
     return true;
 }
 
+// "scan.png: page 1, gray, 1275 x 1755 pixels at 150 dpi".
 void CPageFiles::TellPage(int page) {
     const char* kind = m_info.biBitCount == 24  ? "colour"
                        : m_info.biBitCount == 8 ? "gray"
@@ -150,6 +156,7 @@ void CPageFiles::TellPage(int page) {
                        " dpi");
 }
 
+// A page that broke off is dropped; a file without a whole page doesn't appear.
 bool CPageFiles::Finish(bool isCancelled) {
     if (!m_writer || m_name.IsNumbered() || !HoldsSeveralPages(m_path) || !m_error.empty())
         return m_error.empty();

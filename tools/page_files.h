@@ -15,8 +15,10 @@ class CPageName {
   public:
     explicit CPageName(std::string pattern);
 
+    // One file a page.
     bool IsNumbered() const { return m_isNumbered; }
     // A '%' that means nothing.
+    // Such a name can't be used at all.
     bool IsFaulty() const { return m_isFaulty; }
     std::string ForPage(int page) const;
 

@@ -41,6 +41,7 @@ CJson JsonOf(const PropertyValue& value) {
     return bytes ? CJson(HexText(*bytes)) : CJson(nullptr);
 }
 
+// "kind" tells which of the others are there.
 CJson JsonOf(const ValidValues& valid) {
     switch (valid.kind) {
         case ValidKind::Range:
@@ -122,6 +123,7 @@ void PrintAsJson(const CDeviceProperties& properties, const std::vector<CWriteRe
 
 // ---- For people
 
+// What each write has done to all properties, ahead of the table of how they are now.
 void PrintChanges(const std::vector<CWriteResult>& results) {
     for (const CWriteResult& result : results) {
         if (!result.m_status.Ok())
@@ -175,6 +177,8 @@ ScanStatus Apply(CScanDevice& device, const std::vector<ItemWrite>& writes,
     return {};
 }
 
+// All assignments are understood before the first is written. The properties are shown also when a
+// write was refused: they are why.
 int Run(const PropertyOptions& options) {
     CScanDevice device;
     ScanStatus status = OpenScanner(options.m_device, device);

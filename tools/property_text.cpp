@@ -11,6 +11,7 @@
 
 namespace {
 
+// Values that have a word of their own, in tables and behind --set.
 struct CWordRow {
     PROPID id;
     LONG value;
@@ -32,6 +33,7 @@ constexpr CWordRow kWords[] = {
     {QL_PROP_TMA_METHOD, 1, "negative"},
 };
 
+// "3 (colour)", or the number alone.
 std::string NumberText(PROPID id, LONG number) {
     const std::string text = std::to_string(number);
     const auto* row = std::find_if(std::begin(kWords), std::end(kWords), [&](const CWordRow& r) {
@@ -40,6 +42,7 @@ std::string NumberText(PROPID id, LONG number) {
     return row == std::end(kWords) ? text : text + " (" + row->word + ')';
 }
 
+// The first eight bytes of a longer run; --json has them all.
 std::string BytesText(const std::vector<BYTE>& bytes) {
     constexpr std::ptrdiff_t kShown = 8;
 
@@ -65,6 +68,7 @@ std::string FlagsText(PROPID id, LONG bits) {
     return text;
 }
 
+// A word of the property, in any case, or a number that fits 32 bits.
 bool ParseNumber(PROPID id, const std::string& text, PropertyValue& value) {
     for (const CWordRow& row : kWords) {
         if (row.id == id && EqualNoCase(row.word, text)) {
@@ -80,6 +84,7 @@ bool ParseNumber(PROPID id, const std::string& text, PropertyValue& value) {
     return true;
 }
 
+// Pairs of digits without blanks, as HexText writes them.
 bool ParseBytes(const std::string& text, PropertyValue& value) {
     if (text.size() % 2 != 0)
         return false;
@@ -108,6 +113,7 @@ bool ParseByType(const ScanProperty& property, const std::string& text, Property
     }
 }
 
+// A text can't be wrong, so it has no name here.
 const char* KindName(VARTYPE type) {
     return type == VT_I4 ? "number" : type == VT_CLSID ? "class identifier" : "run of bytes";
 }

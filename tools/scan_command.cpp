@@ -15,6 +15,7 @@
 
 namespace {
 
+// The command line of `scan`.
 struct ScanCommand {
     std::string m_device;
     std::string m_output;
@@ -25,6 +26,7 @@ struct ScanCommand {
     bool m_isQuiet = false;
 };
 
+// Both spellings of colour and gray are taken.
 const std::map<std::string, ScanSource> kSourceNames = {{"flatbed", ScanSource::Flatbed},
                                                         {"feeder", ScanSource::Feeder},
                                                         {"duplex", ScanSource::Duplex},
@@ -67,6 +69,7 @@ bool CheckOutput(const ScanCommand& command, std::string* error) {
     return true;
 }
 
+// A file that holds one page is enough for a scan of one.
 bool FitsOneFile(const std::string& output, int pages) {
     return pages == 1 || CPageName(output).IsNumbered() || HoldsSeveralPages(output);
 }
@@ -87,6 +90,7 @@ int Conclude(const ScanStatus& status, CPageFiles& files, const std::string& out
     return code;
 }
 
+// Told before anything is scanned: a name that would lose pages.
 int Scan(CScanDevice& device, const ScanCommand& command, const CDeviceProperties& properties) {
     ScanOptions options;
     options.pages = PagesAsked(command);
@@ -103,6 +107,8 @@ int Scan(CScanDevice& device, const ScanCommand& command, const CDevicePropertie
     return Conclude(status, files, command.m_output);
 }
 
+// The command line is checked as far as it can be without a scanner, then properties by name, then
+// the device has its say.
 int Run(ScanCommand& command) {
     std::string error;
     if (!CheckOutput(command, &error))

@@ -21,6 +21,7 @@ void CScanProgress::Begin(int page) {
     Show(page, 0);
 }
 
+// At most ten times a second, and the end always.
 void CScanProgress::Show(int page, int percent) {
     constexpr std::chrono::milliseconds kInterval(100);
 
@@ -46,6 +47,7 @@ void CScanProgress::Wipe() {
     m_isShown = false;
 }
 
+// Rate and remaining time are left out until there is something to go by.
 std::string ProgressText(int page, int percent, std::int64_t bytes, double seconds) {
     constexpr int kCells = 20;
     constexpr double kMegabyte = 1e6;

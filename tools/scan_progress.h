@@ -14,9 +14,12 @@ class CScanProgress {
     CScanProgress(const CScanProgress&) = delete;
     CScanProgress& operator=(const CScanProgress&) = delete;
 
+    // A page begins, with 0 percent.
     void Begin(int page);
+    // Bytes of the page that came, for the rate.
     void Add(std::int64_t bytes) { m_bytes += bytes; }
     void Show(int page, int percent);
+    // The page is whole; the line goes to standard output.
     void EndPage(const std::string& line);
     void Wipe();
 

@@ -28,6 +28,7 @@ bool IsOfModel(const std::string& folder, const std::string& model) {
     }
 }
 
+// By model and number: "SIM300A", "SIM300A-2" and so on.
 ScanStatus FindFolder(const std::string& model, std::string& folder, std::string& name) {
     constexpr int kMostDevices = 1000;
 
@@ -46,6 +47,7 @@ ScanStatus FindFolder(const std::string& model, std::string& folder, std::string
 
 // ---- Buttons: the device sends what the driver is told to expect
 
+// Button 0 sends 0 by index, else its mask or value, which are the same bits.
 unsigned ByteOf(std::size_t button, DWORD subType) {
     return subType == kButtonIndex ? static_cast<unsigned>(button) : 1u << button;
 }
@@ -65,11 +67,13 @@ std::string BytesOf(DWORD subType) {
     return bytes;
 }
 
+// Of a folder that nothing is asked of: bytes that fit both count as masks.
 DWORD SubTypeOf(const CNumbers& numbers) {
     const bool isIndex = SendsBytesOf(numbers, kButtonIndex) && !SendsBytesOf(numbers, kButtonMask);
     return isIndex ? kButtonIndex : kButtonMask;
 }
 
+// A signal says no more than that there is a button; which, is asked for as in a poll.
 EReport ReportFor(EEvents events, DWORD subType) {
     return events == EEvents::Poll    ? kReportPoll
            : subType == kButtonSignal ? kReportBoth
@@ -148,6 +152,7 @@ ScanStatus ProvideScanner(const Notice& notice) {
     return {};
 }
 
+// By its shape: the port is a pipe beside a panel.
 ScanStatus SimulatedFolderOf(const InstalledDevice& device, std::string& folder) {
     folder = fs::path(device.port).parent_path().string();
     if (folder.empty() || SimulatedPort(folder) != device.port ||

@@ -7,6 +7,7 @@
 
 namespace {
 
+// The text must be used up to its end.
 template <typename T, typename... Format>
 std::optional<T> ParseWhole(std::string_view text, Format... format) {
     T value{};
@@ -17,6 +18,7 @@ std::optional<T> ParseWhole(std::string_view text, Format... format) {
     return value;
 }
 
+// An empty part between commas is no value.
 template <typename T, typename Parse>
 std::optional<std::vector<T>> ParseList(std::string_view text, Parse parse) {
     std::vector<T> values;

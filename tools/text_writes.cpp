@@ -17,6 +17,7 @@ constexpr CUnitRow kUnits[] = {
     {"px", ScanArea::Unit::Pixels},
 };
 
+// A name in any case, or the id as a number.
 bool IsMeant(const ScanProperty& property, const std::string& name) {
     if (EqualNoCase(property.name, name))
         return true;
@@ -74,6 +75,7 @@ std::optional<std::vector<ItemWrite>> ParseWrites(const CDeviceProperties& prope
     return writes;
 }
 
+// Values of one item that are written together are judged together.
 std::vector<ItemWrite> GroupByItem(const std::vector<ItemWrite>& writes,
                                    const CDeviceProperties& properties) {
     std::vector<ItemWrite> groups;

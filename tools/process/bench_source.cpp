@@ -14,6 +14,7 @@ namespace {
 constexpr char kBenchKey[] = "Software\\Norvane\\Varnook";
 constexpr std::size_t kLongestPath = 259;  // what the engine's reader takes, without the zero
 
+// Empty when none can be made.
 std::string TemporaryFile() {
     char folder[MAX_PATH + 1];
     char name[MAX_PATH + 1];
@@ -23,6 +24,7 @@ std::string TemporaryFile() {
     return name;
 }
 
+// The form that the engine's own reader takes.
 BITMAPINFOHEADER PlainHeader(const CPictureInfo& picture) {
     BITMAPINFOHEADER info = {};
     info.biSize = sizeof(info);
@@ -43,6 +45,7 @@ CBenchSource::~CBenchSource() {
         DeleteFileA(m_temporary.c_str());
 }
 
+// Line by line: pictures may be larger than memory.
 bool CBenchSource::CopyToTemporary(CPictureReader& reader, const std::function<bool()>& stopped,
                                    std::string* error) {
     m_temporary = TemporaryFile();
@@ -86,6 +89,7 @@ bool CBenchSource::Select(const std::string& path, const std::function<bool()>& 
             return false;
         source = m_temporary;
     }
+    // Values of this process alone go ahead of those in the registry's file.
     const DWORD enabled = 1;
     RegSetProcessValue(HKEY_CURRENT_USER, kBenchKey, "ScanFromFile", REG_DWORD, &enabled,
                        sizeof(enabled));

@@ -18,12 +18,14 @@
 
 namespace {
 
+// The command line of `process`.
 struct ProcessOptions {
     CProcessJob m_job;
     bool m_listAttributes = false;
     bool m_listProperties = false;
 };
 
+// The values are those of a run without further settings.
 int ListTables(const ProcessOptions& options) {
     CModelItem item;
     if (options.m_listProperties)
@@ -37,6 +39,7 @@ int ListTables(const ProcessOptions& options) {
     return 0;
 }
 
+// The log is the driver's: what the engine writes there is wanted here too.
 int Process(ProcessOptions& options) {
     CProcessJob& job = options.m_job;
     if (options.m_listAttributes || options.m_listProperties)
@@ -61,6 +64,7 @@ int Process(ProcessOptions& options) {
                     static_cast<int>(result));
 }
 
+// Nothing is left of a picture that was interrupted.
 int Sample(CSampleJob& job) {
     std::string error;
     const auto writer = CreatePictureWriter(job.m_output, &error);

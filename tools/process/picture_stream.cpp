@@ -13,6 +13,8 @@ CPictureStream::CPictureStream(CPictureReader& reader)
     WriteHeaders();
 }
 
+// Room for more bytes behind those that are there. What the engine has left moves to the front, so
+// the buffer doesn't grow with the picture.
 std::uint8_t* CPictureStream::Extend(std::size_t bytes) {
     if (m_begin != 0) {
         std::copy(m_bytes.begin() + static_cast<std::ptrdiff_t>(m_begin),
@@ -28,6 +30,7 @@ std::uint8_t* CPictureStream::Extend(std::size_t bytes) {
     return room;
 }
 
+// A negative height: the lines come from the top, as from a scanner.
 void CPictureStream::WriteHeaders() {
     const CPictureInfo& picture = m_reader.Info();
     BITMAPINFOHEADER info =
@@ -44,6 +47,7 @@ void CPictureStream::WriteHeaders() {
                     grays.size() * sizeof(RGBQUAD));
 }
 
+// Readers deliver bare lines; the stream's are padded to 4 bytes.
 bool CPictureStream::AddBand(std::int32_t lines) {
     const std::int32_t count = std::min(lines, m_linesLeft);
     const std::size_t lineBytes = m_reader.LineBytes();
@@ -66,6 +70,7 @@ HRESULT CPictureStream::QueryInterface(REFIID iid, void** object) {
     return known ? S_OK : E_NOINTERFACE;
 }
 
+// Fewer bytes than asked for are no failure: the engine comes again behind the next band.
 HRESULT CPictureStream::Read(void* target, ULONG bytes, ULONG* read) {
     const std::size_t count = std::min<std::size_t>(bytes, m_end - m_begin);
     std::memcpy(target, m_bytes.data() + m_begin, count);

@@ -44,6 +44,7 @@ class CPictureSink final : public IQLImageCallback {
     bool IsStopped() { return m_failed || IsCancelled(); }
 
   private:
+    // The palette follows the header at once; its length tells how many colours it has.
     void TakeHeader(std::size_t length, const std::uint8_t* buffer) {
         const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(buffer);
         const std::size_t colors = (length - sizeof(*header)) / sizeof(RGBQUAD);
@@ -125,6 +126,7 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error
 
 // The two roads. False when the picture can't be had, with a line to stand behind its name.
 
+// The engine is fed, as by the driver's band loop.
 bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
     const std::unique_ptr<CPictureReader> reader = OpenPicture(job.m_input, error);
     if (!reader)
@@ -141,6 +143,7 @@ bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, st
     return guarded && fed;
 }
 
+// The engine reads by itself; an analysis pass goes over the whole file first.
 bool RunFile(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
     CBenchSource source;
     if (!source.Select(

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+// What the command line asks for.
 struct CProcessJob {
     std::string m_input;
     std::string m_output;

@@ -27,6 +27,7 @@ struct ExpectedTable {
     std::uint16_t m_rowCount = 0;
 };
 
+// `m_rowCount` values a row follow a count of rows; 0 for tables without rows.
 std::optional<ExpectedTable> FindExpected(std::string_view key) {
     if (key == kVersion)
         return ExpectedTable{};
@@ -41,6 +42,7 @@ std::string Quoted(std::string_view text) {
     return "'" + std::string(text) + "'";
 }
 
+// Goes over the text four times, each with an eye of its own. Lines count from 1.
 class CProfileCheck {
   public:
     explicit CProfileCheck(const std::string& text) : m_text(text) {}
@@ -69,6 +71,7 @@ class CProfileCheck {
                          std::to_string(kProfileTextSize - 1) + " are read");
     }
 
+    // What the driver's reader of lines can't take.
     void CheckLines() {
         std::uint32_t number = 1;
         for (std::size_t start = 0; start < m_text.size(); ++number) {
@@ -154,6 +157,8 @@ class CProfileCheck {
         return true;
     }
 
+    // Follows the driver's reading: values go over lines, and the table ends with its last value,
+    // not with its line.
     void TakeValues(CProfileLines& lines, std::string_view key, const ExpectedTable& expected) {
         if (!lines.NextLine())
             return;
@@ -175,6 +180,7 @@ class CProfileCheck {
                                       " values");
     }
 
+    // The number that the driver makes of the word.
     double CheckNumber(std::uint32_t line, std::string_view key, std::string_view word) {
         std::size_t used = 0;
         const double number = ParseProfileNumber(word, &used);

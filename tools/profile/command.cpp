@@ -17,6 +17,7 @@
 
 namespace {
 
+// Exit codes, as in the header.
 constexpr int kFailed = 1;
 constexpr int kBadInput = 2;
 
@@ -47,6 +48,7 @@ int Deliver(const ProfileOptions& options, std::string_view data, std::ostream& 
     return 0;
 }
 
+// Refuses what the driver would not read, and to write over its own input.
 int Pack(ProfileOptions options, const CProfileFile& file, std::ostream& out,
          std::ostream& errors) {
     if (file.m_isPacked)
@@ -74,6 +76,7 @@ int Unpack(const ProfileOptions& options, const CProfileFile& file, std::ostream
     return Deliver(options, file.m_text, out, errors);
 }
 
+// The head of the file in one line, then the tables.
 int Show(const CProfileFile& file, std::ostream& out) {
     out << file.m_name << ": ";
     if (file.m_isPacked)
@@ -94,6 +97,7 @@ int Show(const CProfileFile& file, std::ostream& out) {
     return 0;
 }
 
+// In the form that editors know: "FILE:LINE: error: TEXT".
 int Check(const CProfileFile& file, std::ostream& out) {
     int errorCount = 0;
     const auto tell = [&](bool isError, std::uint32_t line, const std::string& text) {
@@ -111,6 +115,7 @@ int Check(const CProfileFile& file, std::ostream& out) {
     return errorCount == 0 ? 0 : kFailed;
 }
 
+// Exactly one of FILE and --builtin.
 int RunParsed(const ProfileOptions& options, std::ostream& out, std::ostream& errors) {
     if (options.m_isBuiltin != options.m_file.empty())
         return Complain(errors, "profile needs a FILE or --builtin, and not both", kBadInput);

@@ -14,6 +14,7 @@ namespace {
 // Far above what a text of 9999 bytes can take.
 constexpr std::int64_t kMaxInput = 1 << 20;
 
+// Of a container whose magic is right; `decoded` bytes came out before the fault.
 std::string FaultOf(ProfileStatus status, const ProfileHeader& header, std::size_t decoded) {
     if (status == ProfileStatus::BadTree)
         return "its tree can't be read or leads nowhere";
@@ -31,6 +32,7 @@ bool IsText(const std::vector<char>& data) {
     });
 }
 
+// What has no magic is a text. A container is decoded as the driver does it, byte limit and all.
 CProfileFile Interpret(std::string name, const std::vector<char>& data) {
     CProfileFile file;
     file.m_name = std::move(name);
@@ -71,6 +73,7 @@ CProfileFile ReadBuiltinProfile() {
     return Interpret("built-in profile", {bytes, bytes + kBuiltinProfileBytes});
 }
 
+// Under a passing name until it is whole.
 void WriteProfileOutput(const std::string& path, const void* data, std::size_t bytes) {
     CPendingFile file(path);
     file.Create();

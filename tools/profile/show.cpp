@@ -17,6 +17,7 @@ struct TaskMemory {
     void operator()(void* memory) const { CoTaskMemFree(memory); }
 };
 
+// Each of these asks the tables as the driver does, and gives the numbers in the order of the text.
 template <void (CScanAttrib::*get)(ScanMatrix&) const>
 Values Matrix(const CScanAttrib& attrib) {
     ScanMatrix matrix;
@@ -106,6 +107,7 @@ Values Selection(const CScanAttrib& attrib) {
     return {std::begin(selection.m_values), std::end(selection.m_values)};
 }
 
+// Rows are records of 32-bit numbers. They come as task memory.
 template <class Row, void (CScanAttrib::*get)(std::uint32_t&, Row*&) const>
 Values List(const CScanAttrib& attrib) {
     std::uint32_t count = 0;
@@ -172,6 +174,7 @@ std::string FaultAt(const ScanTableReport& report) {
     return Line(report) + ": " + DescribeFault(report);
 }
 
+// Where the values in force come from, and why not from elsewhere.
 std::string Origin(const CScanAttrib& attrib, const ShownTable& shown) {
     const ScanTableReport& report = attrib.Report(shown.table);
     if (IsUsed(attrib, shown.table))
@@ -186,6 +189,7 @@ std::string Origin(const CScanAttrib& attrib, const ShownTable& shown) {
     return "fallback; " + newer + "; " + olderKey + ": " + FaultAt(older);
 }
 
+// `first` values stand on a line of their own, then `perLine` on each.
 void ShowValues(const Values& values, std::size_t perLine, std::size_t first, std::ostream& out) {
     for (std::size_t i = 0; i < values.size(); ++i) {
         const bool begins = i < first ? i == 0 : (i - first) % perLine == 0;
