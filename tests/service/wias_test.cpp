@@ -104,9 +104,7 @@ struct AttribCase {
 constexpr AttribCase kAttribCases[] = {
     {"a range", S_OK, 0x13, VT_I4, {0, 0, 10, 1}},
     {"ends the wrong way", E_INVALIDARG, 0x13, VT_I4, {10, 10, 0, 1}},
-    {"nominal outside", E_INVALIDARG, 0x13, VT_I4, {0, 11, 10, 1}},
     {"a step of nothing", E_INVALIDARG, 0x13, VT_I4, {0, 0, 10, 0}},
-    {"a range of texts", E_INVALIDARG, 0x13, VT_BSTR, {0, 0, 10, 1}},
     {"another type", E_INVALIDARG, 0x9, VT_BSTR, {0, 0, 0, 0}},
     {"a list that isn't there", E_INVALIDARG, 0x23, VT_I4, {3, 0, 0, 0}},
     {"an endless list", E_INVALIDARG, 0x23, VT_I4, {1 << 30, 0, 0x10, 0}},
