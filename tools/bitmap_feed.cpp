@@ -48,6 +48,7 @@ CBitmap ReadHeaders(const CInputFile& file) {
 }  // namespace
 
 // The writer takes the top line first, whichever comes first in the file.
+// A row at a time: the file may be larger than memory.
 bool FeedBitmapFile(const std::string& path, CPictureWriter& writer, BITMAPINFOHEADER& info,
                     std::string* error) {
     return RunGuarded(error, [&] {

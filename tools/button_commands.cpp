@@ -1,4 +1,8 @@
 // nvqscan buttons and press.
+//
+// A press goes from the driver's event, on a thread of the service, through a queue to the
+// program's own thread, which prints it and runs the command. The command may take its time, and
+// may be nvqscan itself: nothing of the driver is held while it runs.
 
 #include <condition_variable>
 #include <deque>

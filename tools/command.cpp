@@ -10,6 +10,7 @@ int Complain(const std::string& text, int code) {
     return code;
 }
 
+// The code in hexadecimal, as documents of such codes have it.
 int Complain(const ScanStatus& status) {
     char code[16];
     std::snprintf(code, sizeof(code), " (0x%08X)", static_cast<unsigned>(status.code));

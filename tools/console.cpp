@@ -8,6 +8,7 @@
 
 namespace {
 
+// All that a handler of signals may touch.
 std::atomic<bool> g_interrupted = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "set by a handler of signals");
 

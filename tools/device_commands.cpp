@@ -1,4 +1,11 @@
 // nvqscan devices, install, uninstall.
+//
+// The form for programs:
+//
+//     {"devices": [{"number": "0000", "id": "{6BDD1FC6-...}\\0000", "name": "...", "vendor": "...",
+//                   "port": "...", "driver": "/.../nvqdrv.so", "fault": ""}]}
+//
+// "fault" tells why a device can't be used.
 
 #include <filesystem>
 #include <iostream>

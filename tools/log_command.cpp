@@ -1,4 +1,11 @@
 // nvqscan log.
+//
+// The driver reads these values below its class's key whenever it starts:
+//
+//     LogEnabled       number   1: on
+//     LogLevel         number   bits of kLevels
+//     LogDestination   number   bits of kDestinations
+//     LogFile          text     absolute; without it "ostrel.log" in the folder for temporary files
 
 #include <algorithm>
 #include <filesystem>

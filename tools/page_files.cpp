@@ -51,6 +51,13 @@ std::string CPageName::ForPage(int page) const {
 }
 
 // ---- Pages
+//
+// Rows that come one after the other (medium "callback") go to the writer at once. On the medium
+// "file" the driver writes a bitmap under a passing name, and the page is made of that when it is
+// whole. A page's calls:
+//
+//     BeginPage, Rows ..., EndPage      writer: Begin, Write ..., EndPage or Finish
+//     PageFile, EndPage                 writer: the same, all in EndPage
 
 CPageFiles::~CPageFiles() {
     if (!m_passingFile.empty()) {

@@ -1,4 +1,15 @@
 // nvqscan properties.
+//
+// The form for programs, where "writes" is there only when something was written:
+//
+//     {"items": [{"name": "Top", "fullName": "0000\\Root\\Top", "properties": [
+//          {"id": 6154, "name": "Brightness", "type": "long", "access": "read-write", "value": 0,
+//           "valid": {"kind": "range", "min": -1000, "max": 1000, "step": 1, "nominal": 0}}]}],
+//      "writes": [{"write": "Brightness=100", "result": 0, "text": "", "changes": [
+//          {"item": "Top", "id": 6154, "name": "Brightness", "before": 0, "after": 100}]}]}
+//
+// Bytes are texts of hexadecimal digits there, identifiers stand in braces, and a property without
+// a value has null.
 
 #include <iostream>
 #include <memory>

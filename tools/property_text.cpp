@@ -52,6 +52,7 @@ std::string BytesText(const std::vector<BYTE>& bytes) {
            std::to_string(bytes.size()) + " bytes)";
 }
 
+// Each with its word.
 std::string ListText(PROPID id, const std::vector<PropertyValue>& values) {
     std::string text;
     for (const PropertyValue& value : values)
@@ -59,6 +60,7 @@ std::string ListText(PROPID id, const std::vector<PropertyValue>& values) {
     return text;
 }
 
+// Bit by bit: any combination of them may be written.
 std::string FlagsText(PROPID id, LONG bits) {
     std::string text;
     for (ULONG bit = 1; bit != 0; bit <<= 1) {
@@ -130,6 +132,7 @@ std::string HexText(const std::vector<BYTE>& bytes) {
     return text;
 }
 
+// The two formats of pictures have names that people know.
 std::string ValueText(PROPID id, const PropertyValue& value) {
     if (const LONG* number = std::get_if<LONG>(&value))
         return NumberText(id, *number);

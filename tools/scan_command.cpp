@@ -1,4 +1,8 @@
 // nvqscan scan.
+//
+// In this order, so that each failure is told as early as it can be known: the command line alone;
+// the scanner and its properties by name; the settings, in the service's order; the count of pages
+// against the file's name; then the scan.
 
 #include <algorithm>
 #include <iostream>

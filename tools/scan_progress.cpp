@@ -7,6 +7,7 @@
 
 #include "platform/terminal.h"
 
+// Into a file or a pipe no bar is drawn.
 CScanProgress::CScanProgress(bool isQuiet)
     : m_isQuiet(isQuiet), m_hasBar(!isQuiet && IsErrorTerminal()) {}
 
@@ -49,6 +50,7 @@ void CScanProgress::Wipe() {
 
 // Rate and remaining time are left out until there is something to go by.
 std::string ProgressText(int page, int percent, std::int64_t bytes, double seconds) {
+    // Of the bar; a megabyte is a million bytes, as rates are told.
     constexpr int kCells = 20;
     constexpr double kMegabyte = 1e6;
     constexpr int kMinute = 60;

@@ -80,7 +80,15 @@ EReport ReportFor(EEvents events, DWORD subType) {
                                       : kReportPipe;
 }
 
-// Settles how the buttons come, and has the device do so.
+// Settles how the buttons come, and has the device do so. Into its device.ini goes what isn't so
+// already; where nothing is asked for and the device serves as it is, nothing:
+//
+//     events   sub-type       report   bytes
+//     pipe     index          pipe     0,1,2,...
+//     pipe     mask, value    pipe     1,2,4,...
+//     pipe     signal         both     left: the driver asks which button it was
+//     poll     any            poll     by the sub-type
+//     none     any            left     left
 void SettleButtons(const std::string& folder, const CButtonWish& wish, InstallOptions& install) {
     constexpr const char* kWords[] = {"", "poll", "pipe", "both"};  // by EReport
 

@@ -64,6 +64,7 @@ std::optional<double> ParseReal(std::string_view text) {
     return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
+// In any case.
 std::optional<bool> ParseSwitch(std::string_view text) {
     for (const char* word : {"true", "on", "yes", "1"}) {
         if (EqualNoCase(text, word))

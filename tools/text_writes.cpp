@@ -35,6 +35,7 @@ bool IsWindow(const std::optional<std::vector<double>>& numbers) {
 
 }  // namespace
 
+// A name may stand on both items, as "Item Name" does: the writable one is wanted, else the first.
 std::optional<ItemWrite> ParseWrite(const CDeviceProperties& properties,
                                     const std::string& assignment, std::string* error) {
     const auto parts = SplitAssignment(assignment, error);
@@ -93,6 +94,7 @@ std::vector<ItemWrite> GroupByItem(const std::vector<ItemWrite>& writes,
     return groups;
 }
 
+// The unit is the end of the text, in any case; four numbers with commas stand ahead of it.
 std::optional<ScanArea> ParseArea(const std::string& text, std::string* error) {
     for (const CUnitRow& row : kUnits) {
         const std::string unit = row.name;

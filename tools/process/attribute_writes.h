@@ -34,6 +34,6 @@ class CAttributeWrite {
 };
 
 // A table of all attributes with kind, the class that holds each, the value that it has on `board`
-// and what may be written: "-" where nothing holds it, and nothing allowed where no write would have
-// an effect. Holders and ranges are those of the rows of the engine and its stages.
+// and what may be written: "-" where nothing holds it, and nothing allowed where no write would
+// have an effect. Holders and ranges are those of the rows of the engine and its stages.
 void ListAttributes(CQLAttribStore& board, std::ostream& out);

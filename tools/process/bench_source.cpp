@@ -11,6 +11,7 @@
 
 namespace {
 
+// Below HKEY_CURRENT_USER, with the values "ScanFromFile" (number) and "ScanFilePath" (text).
 constexpr char kBenchKey[] = "Software\\Norvane\\Varnook";
 constexpr std::size_t kLongestPath = 259;  // what the engine's reader takes, without the zero
 

@@ -124,7 +124,13 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error
     return true;
 }
 
-// The two roads. False when the picture can't be had, with a line to stand behind its name.
+// The two roads from a picture to the engine:
+//
+//     any picture -> CPictureReader -> CPictureStream -> Start, Begin, Feed ... End     (a scan's
+//     road) bitmap file (others through a temporary one) -> the engine's own reader ->
+//     OpenAnalysed, End
+//
+// False when the picture can't be had, with a line to stand behind its name.
 
 // The engine is fed, as by the driver's band loop.
 bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {

@@ -43,6 +43,10 @@ std::string Quoted(std::string_view text) {
 }
 
 // Goes over the text four times, each with an eye of its own. Lines count from 1.
+//     CheckSize     more text than the driver reads
+//     CheckLines    lines that its reader cuts or never sees
+//     CheckTables   tables that it doesn't take, by its own judgement
+//     CheckWords    words that count otherwise than they look
 class CProfileCheck {
   public:
     explicit CProfileCheck(const std::string& text) : m_text(text) {}
