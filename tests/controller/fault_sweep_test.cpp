@@ -103,7 +103,8 @@ TEST_F(FaultSweep, EveryFailureReachesTheCallerAndLeavesAScannerThatWorks) {
         ++counts[call.operation];
     ASSERT_GE(counts.size(), 40u);
     for (const auto& [operation, count] : counts) {
-        for (int nth = 1; nth <= std::min(count, 2); ++nth)
+        // A lock that isn't had leaves something else undone at each of its calls.
+        for (int nth = 1; nth <= (operation == LockScanner ? count : std::min(count, 2)); ++nth)
             Sweep(operation, OSTREL_COMMUNICATION, nth, 1);
         Sweep(operation, OSTREL_COMMUNICATION, 1, 1000000);
         Sweep(operation, OSTREL_NO_ERROR, 1, 1);

@@ -160,6 +160,7 @@ TEST_F(Phases, FailedStartKeepsOneLevelUntilTheEnd) {
     EXPECT_EQ(scan->finalScanInit(), Result(6));
     EXPECT_EQ(scan->endScan(), S_OK);
     EXPECT_EQ(toolkit.Count(EndScan), 2);
+    ExpectLevels(0);
 }
 
 TEST_F(Phases, NonsenseAboutTheScanIsNotStarted) {
