@@ -38,23 +38,6 @@ constexpr CFacetName kFacetNames[] = {
     {"PendingTask", kFacetPendingTask},
 };
 
-// What a file leaves out.
-CNumbers DefaultNumbers() {
-    CNumbers numbers = {};
-    numbers.m_lampTimeout = 15;
-    numbers.m_jobGateState = 2;
-    numbers.m_report = kReportBoth;
-    numbers.m_sheets = 3;
-    numbers.m_compression.supportedTypes = OSTREL_UNCOMPRESSED;
-    numbers.m_compression.defaultType = OSTREL_UNCOMPRESSED;
-    numbers.m_lids[kFlatbed] = {236, 236, 234};
-    numbers.m_lids[kFeeder] = {40, 40, 40};
-    numbers.m_lids[kAdapter] = {4, 4, 4};
-    for (std::size_t i = 0; i < std::size(numbers.m_buttonBytes); ++i)
-        numbers.m_buttonBytes[i] = static_cast<std::uint8_t>(i < 8 ? 1u << i : i);
-    return numbers;
-}
-
 // ---- Values
 
 // Decimal, or hexadecimal behind "0x".
@@ -82,19 +65,6 @@ std::vector<std::string_view> Split(std::string_view text, std::string_view sign
         parts.push_back(text.substr(0, end));
     }
     return parts;
-}
-
-std::uint32_t LargestOf(const CSettingRow& row) {
-    if (row.most != 0)
-        return row.most;
-    switch (row.kind) {
-        case ESetting::Byte:
-            return 0xFF;
-        case ESetting::Word:
-            return 0xFFFF;
-        default:
-            return 0xFFFFFFFFu;
-    }
 }
 
 // Reads one entry into its place, or says what is wrong with it.
@@ -204,6 +174,17 @@ void CValueReader::ReadChoice(const CSettingRow& row) const {
     if (found == names.end())
         Fail("is \"" + m_entry.m_value + "\", and must be one of: " + row.choices);
     Store(row, row.least + static_cast<std::uint32_t>(found - names.begin()));
+}
+
+// What a file leaves out.
+CNumbers DefaultNumbers() {
+    CNumbers numbers = {};
+    const CIniFile table("defaults", {});
+    for (const CSettingRow& row : SettingRows()) {
+        if (row.initial)
+            CValueReader(table, {row.section, row.key, row.initial}, numbers).Read(row);
+    }
+    return numbers;
 }
 
 // ---- Settings that are no numbers. Each reader says whether the entry was its own.
