@@ -7,6 +7,7 @@
 
 #include "platform/handle.h"
 #include "platform/module.h"
+#include "platform/sync.h"
 #include "simulator/panel.h"
 
 namespace {

@@ -8,7 +8,7 @@ namespace {
 
 std::uint8_t Light8(std::uint8_t value) {
     static const CLightTables tables = SrgbLight();
-    return static_cast<std::uint8_t>((tables[0][value] + 128) / 257);
+    return Light8Of(tables[0][value]);
 }
 
 CRgb LightOfColor(CRgb color) {

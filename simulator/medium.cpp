@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "pictures/picture_reader.h"
+#include "platform/bitmap_headers.h"
+#include "simulator/display_curve.h"
 #include "simulator/sim_failure.h"
 
 namespace {
@@ -16,17 +18,12 @@ std::uint16_t ToLight(double share) {
     return static_cast<std::uint16_t>(std::lround(std::clamp(share, 0.0, 1.0) * kFullScale));
 }
 
-// 0 for a resolution that the file doesn't tell.
-std::uint32_t DpiFrom(std::int32_t pelsPerMeter) {
-    return pelsPerMeter > 0
-               ? static_cast<std::uint32_t>((std::int64_t{pelsPerMeter} * 254 + 5000) / 10000)
-               : 0;
-}
-
-std::uint32_t FirstSet(std::uint32_t told, std::uint32_t own) {
+// A resolution as it was told, else as the file has it.
+std::uint32_t DpiOf(std::uint32_t told, std::int32_t pelsPerMeter) {
     if (told != 0)
         return told;
-    return own != 0 ? own : kDefaultDpi;
+    const std::int32_t own = DotsPerInch(pelsPerMeter);
+    return own > 0 ? static_cast<std::uint32_t>(own) : kDefaultDpi;
 }
 
 class CPictureMedium final : public CMedium {
@@ -52,8 +49,8 @@ CPictureMedium::CPictureMedium(std::string path, const CPlacing& placing)
     const CPictureInfo& info = m_reader->Info();
     m_width = info.m_width;
     m_height = info.m_height;
-    m_xDpi = FirstSet(placing.m_xDpi, DpiFrom(info.m_xPelsPerMeter));
-    m_yDpi = FirstSet(placing.m_yDpi, DpiFrom(info.m_yPelsPerMeter));
+    m_xDpi = DpiOf(placing.m_xDpi, info.m_xPelsPerMeter);
+    m_yDpi = DpiOf(placing.m_yDpi, info.m_yPelsPerMeter);
     m_raw.resize(m_reader->LineBytes());
     if (placing.m_encoding != kEncodingLinear)
         m_light = std::make_unique<CLightTables>(SrgbLight());
@@ -92,13 +89,10 @@ std::unique_ptr<CMedium> OpenPictureMedium(const std::string& path, const CPlaci
     return std::make_unique<CPictureMedium>(path, placing);
 }
 
-// A cubic that keeps to the display's curve within half a percent. Only + and *, which have the
-// same bits on every machine.
 CLightTables SrgbLight() {
     CLightTables tables;
     for (std::size_t i = 0; i < 256; ++i) {
-        const double c = static_cast<double>(i) / 255.0;
-        const double light = c * (c * (c * 0.305306011 + 0.682171111) + 0.012522878);
+        const double light = LightOfDisplayed(static_cast<double>(i) / 255.0);
         for (auto& table : tables)
             table[i] = ToLight(light);
     }

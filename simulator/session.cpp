@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "platform/module.h"
+#include "platform/sync.h"
 #include "simulator/model_store.h"
 #include "simulator/sim_failure.h"
 

@@ -4,6 +4,8 @@
 
 #include "platform/event_pipe.h"
 #include "platform/files.h"
+#include "platform/sync.h"
+#include "platform/text.h"
 #include "simulator/feeder.h"
 #include "simulator/model_store.h"
 
@@ -136,7 +138,7 @@ HRESULT CSimToolkit::Run(EOperation operation, DWORD session, DWORD* error, cons
 std::shared_ptr<CSession> CSimToolkit::Open(LPCOLESTR name, WORD ioType) {
     if (!name || ioType > kMostIoType)
         throw CSimFailure(OSTREL_INVALID_PARAMETER);
-    const std::string port = std::filesystem::path(name).string();
+    const std::string port = TextFromWide(name);
     auto session = std::make_shared<CSession>(++g_lastSession, CDeviceFolder::FromPort(port));
     const CDeviceFolder& folder = session->m_folder;
     std::error_code error;

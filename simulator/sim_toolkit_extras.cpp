@@ -1,9 +1,9 @@
 // The toolkit's operations for what a device has beside its sources.
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <string_view>
 
+#include "platform/text.h"
 #include "simulator/model_store.h"
 #include "simulator/sim_toolkit.h"
 
@@ -86,9 +86,7 @@ HRESULT CSimToolkit::SetPanelText(DWORD session, DWORD line, LPCOLESTR text, DWO
         if (line != 1 || bytes < sizeof(OLECHAR) || bytes > kMostBytes ||
             bytes % sizeof(OLECHAR) != 0 || text[bytes / sizeof(OLECHAR) - 1] != 0)
             throw CSimFailure(OSTREL_INVALID_PARAMETER, "the text doesn't end where it should");
-        // The library's one way from wide to narrow text.
-        call.State().panelText =
-            std::filesystem::path(std::u16string(text, bytes / sizeof(OLECHAR) - 1)).string();
+        call.State().panelText = TextFromWide(text);
     });
 }
 
@@ -99,7 +97,7 @@ HRESULT CSimToolkit::GetStringProperty(DWORD session, LPCOLESTR name, LPOLESTR* 
         const std::string& firmware = call.Settings().m_firmware;
         if (View(call, name) != u"Firmware Version" || firmware.empty())
             throw CSimFailure(OSTREL_INVALID_HW_PROPERTY);
-        const std::u16string wide = std::filesystem::path(firmware).u16string();
+        const std::u16string wide = WideFromText(firmware);
         const std::size_t bytes = (wide.size() + 1) * sizeof(OLECHAR);
         *text = static_cast<LPOLESTR>(CoTaskMemAlloc(bytes));
         if (!*text)

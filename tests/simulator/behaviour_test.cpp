@@ -392,15 +392,25 @@ TEST(Buttons, ComeThroughThePortAlsoWhenNobodyWaitsYet) {
 
 // ---- The module
 
+// A copy, which nobody else in this program has loaded.
 TEST(Module, MayGoWhenUnused) {
-    auto object = CreateToolkit();
-    void* const module = dlopen(SIMULATOR_MODULE, RTLD_NOW | RTLD_NOLOAD);
+    const std::string path = TestFolder() + "/copy.so";
+    std::filesystem::copy_file(SIMULATOR_MODULE, path);
+    void* const module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(module, nullptr) << dlerror();
     const auto mayGo = reinterpret_cast<HRESULT (*)()>(dlsym(module, "DllCanUnloadNow"));
-    EXPECT_EQ(mayGo(), S_FALSE);
-    object.Reset();
+    const auto get = reinterpret_cast<HRESULT (*)(REFCLSID, REFIID, LPVOID*)>(
+        dlsym(module, "DllGetClassObject"));
+    {
+        ComPtr<IClassFactory> factory;
+        ComPtr<IOstrelDevice> object;
+        EXPECT_EQ(get(CLSID_OstrelSimulator, IID_IClassFactory, factory.OutVoid()), S_OK);
+        EXPECT_EQ(factory->CreateInstance(nullptr, IID_IOstrelDevice, object.OutVoid()), S_OK);
+        EXPECT_EQ(mayGo(), S_FALSE);
+    }
     EXPECT_EQ(mayGo(), S_OK);
     dlclose(module);
+    EXPECT_EQ(dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "it has left";
 }
 
 }  // namespace
