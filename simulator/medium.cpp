@@ -11,6 +11,7 @@
 
 namespace {
 
+// Of a picture that doesn't say: the unit of all places on the scanner is 1/300 inch.
 constexpr std::uint32_t kDefaultDpi = 300;
 constexpr double kFullScale = 65535.0;
 
@@ -26,6 +27,7 @@ std::uint32_t DpiOf(std::uint32_t told, std::int32_t pelsPerMeter) {
     return own > 0 ? static_cast<std::uint32_t>(own) : kDefaultDpi;
 }
 
+// Reads its file line by line as the scan goes on: a page is never held whole.
 class CPictureMedium final : public CMedium {
   public:
     CPictureMedium(std::string path, const CPlacing& placing);
@@ -58,6 +60,7 @@ CPictureMedium::CPictureMedium(std::string path, const CPlacing& placing)
         *m_light = NegativeLight(*m_light);
 }
 
+// A file that breaks off in the middle fails the scan there, and says which.
 void CPictureMedium::Fetch(std::uint8_t* target) {
     if (!m_reader->ReadLines(target, 1))
         throw CSimFailure(OSTREL_COMMUNICATION, m_path + ' ' + m_reader->Error());
@@ -89,6 +92,7 @@ std::unique_ptr<CMedium> OpenPictureMedium(const std::string& path, const CPlaci
     return std::make_unique<CPictureMedium>(path, placing);
 }
 
+// The same for all three colours.
 CLightTables SrgbLight() {
     CLightTables tables;
     for (std::size_t i = 0; i < 256; ++i) {

@@ -21,6 +21,7 @@ constexpr std::uint8_t Light8Of(std::uint32_t light) {
     return static_cast<std::uint8_t>((light + 128) / 257);
 }
 
+// Resolutions are dots per inch; where the medium lies is the placing's business.
 class CMedium {
   public:
     virtual ~CMedium() = default;

@@ -6,8 +6,10 @@ namespace {
 
 using enum ESetting;
 
+// A row's place; all of them stand in one plain record.
 #define AT(member) offsetof(CNumbers, member)
 
+// Bounds that keep later products within their types: lengths are 1/300 inch.
 constexpr std::uint32_t kMostLength = 12000;  // 40 inches
 constexpr std::uint32_t kMostDpi = 9600;
 constexpr std::uint32_t kMostLine = 1000000;
@@ -177,6 +179,7 @@ std::span<const CSettingRow> SettingRows() {
     return kRows;
 }
 
+// Rows of flags say nothing: every bit that the field has may be set.
 std::uint32_t LargestOf(const CSettingRow& row) {
     if (row.most != 0)
         return row.most;
