@@ -7,16 +7,23 @@
 
 namespace {
 
+// Where every model keeps its value. The key outlives the driver: a scanner that is installed anew
+// is no newer.
 constexpr char kKey[] = "SOFTWARE\\Norvane\\QMR";
+// Years that a date can have; any other comes from a memory that was never written, or is spoilt.
 constexpr DWORD kFirstYear = 2000;
 constexpr DWORD kLastYear = 2100;
+// Year 0 of the date code.
 constexpr DWORD kCodeEpoch = 1990;
 
 bool IsLeapYear(DWORD year) {
     return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
 }
 
-// Counts from March, so that the months before February's end have a formula of their own.
+// The day of the year, 1 for January 1st. From March on the lengths of months repeat every five,
+// 153 days in all, so that (153 m + 2) / 5 is the number of days ahead of the m-th month behind
+// March. January and February are counted as months 10 and 11 of the year before, 306 days behind
+// its March.
 DWORD DayOfYear(const CFirstUseDate::Date& date) {
     if (date.month <= 2)
         return ((date.month + 9) * 153 + 2) / 5 + date.day - 306;
@@ -43,6 +50,7 @@ CFirstUseDate::CFirstUseDate(const char* model, const ComPtr<IOstrelNvram>& nvra
     std::snprintf(m_model, sizeof(m_model), "%s", model);
 }
 
+// The device wins, as it goes along when a scanner is carried to another machine.
 bool CFirstUseDate::reconcile() {
     const Date device = ReadDevice();
     if (device.IsValid())
@@ -69,6 +77,7 @@ bool CFirstUseDate::getDeviceDateCode(std::string* code) {
     return MakeCode(ReadDevice(), code);
 }
 
+// For a device without a memory of its own the registry alone keeps the date.
 bool CFirstUseDate::ensureRegistryDate() {
     if (!ReadRegistry().IsValid())
         WriteRegistry(Today());
@@ -79,12 +88,15 @@ bool CFirstUseDate::getRegistryDateCode(std::string* code) {
     return MakeCode(ReadRegistry(), code);
 }
 
+// Two digits hold the years up to 2089; from then on they begin again.
 std::string CFirstUseDate::DateCode(const Date& date) {
     char code[16];
     std::snprintf(code, sizeof(code), "%02u%03u", (date.year - kCodeEpoch) % 100, DayOfYear(date));
     return code;
 }
 
+// The two places write the same three numbers in other orders: the device year, day, month from the
+// highest bits down, the registry month, day, year.
 CFirstUseDate::Date CFirstUseDate::ReadDevice() {
     DWORD value = 0;
     DWORD error = OSTREL_NO_ERROR;
@@ -104,6 +116,7 @@ bool CFirstUseDate::WriteDevice(const Date& date) {
 CFirstUseDate::Date CFirstUseDate::ReadRegistry() const {
     CRegistryKey key;
     DWORD value = 0;
+    // A value of another kind counts as none, and is written over.
     if (key.Open(HKEY_LOCAL_MACHINE, kKey) != ERROR_SUCCESS ||
         !ReadNumber(key.Get(), m_model, value))
         return {};

@@ -16,9 +16,12 @@ constexpr std::size_t kStepsAcross = kStepsAlong - 1;
 constexpr LONG kHighestAcross = kResolutions[kStepsAcross - 1];
 constexpr LONG kHighestAlong = kResolutions[kStepsAlong - 1];
 
+// Resolutions that the front end is told of as a scale, 1 and 2, because the item keeps it.
 constexpr LONG kHalfScale = 2400;  // resolutions with a scale of their own
 constexpr LONG kFullScale = 4800;
 
+// Resolutions that a page begins with, by source: film is small, and text from the feeder is meant
+// to be read.
 constexpr DWORD kAdapterDefault = 600;
 constexpr DWORD kFeederDefault = 300;
 constexpr DWORD kFlatbedDefault = 150;
@@ -34,6 +37,7 @@ LONG Step(LONG resolution, LONG highest) {
 
 }  // namespace
 
+// This family maps tones at every depth; the base asks the format.
 HRESULT CNVFlatbedScan::hasScannerTonemap(bool* has) {
     if (!has)
         return E_POINTER;
@@ -41,6 +45,8 @@ HRESULT CNVFlatbedScan::hasScannerTonemap(bool* has) {
     return S_OK;
 }
 
+// A resolution that is offered here and that the device lacks is rounded to one that it has by
+// setGeomControl, and the front end scales.
 HRESULT CNVFlatbedScan::getGeomControl(GeomControl* geometry) {
     const HRESULT hr = CNVScan::getGeomControl(geometry);
     if (FAILED(hr))
@@ -59,6 +65,8 @@ HRESULT CNVFlatbedScan::setGeomControl(GeomControl* geometry, BYTE oversample, b
         return hr;
     PlaceWindow(*geometry);
     LimitResolution(*geometry, oversample);
+    // Both directions scan at the same step, so that pixels stay square, except for the one that
+    // exists along the scan alone.
     geometry->scanXRes = Step(geometry->scanXRes, geometry->maxResolution);
     geometry->scanYRes = geometry->scanXRes;
     if (m_devCaps.maxYResolution == kHighestAlong && geometry->yRes > kHighestAcross)
@@ -74,6 +82,7 @@ HRESULT CNVFlatbedScan::getDefaultResolution(bool xpa, bool adf, DWORD* resoluti
 }
 
 HRESULT CNVFlatbedScan::createScanAttrib(const char* text, DWORD length) {
+    // A name of sixteen letters fills its field and has no zero behind it.
     char model[kOstrelModelChars + 1] = {};
     std::copy_n(m_devCaps.model, kOstrelModelChars, model);
     const FolderNames names = CurrentFolderNames();

@@ -67,6 +67,7 @@ struct GeomControl {
     LONG yResList[kGeomResolutions];
     BYTE flag;
 };
+// Callers share the record by these places.
 static_assert(sizeof(GeomControl) == 304);
 static_assert(offsetof(GeomControl, xPos) == 0);
 static_assert(offsetof(GeomControl, yPos) == 4);

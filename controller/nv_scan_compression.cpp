@@ -6,8 +6,10 @@
 
 namespace {
 
+// Arguments of the toolkit: to switch on, and the kind of value that a quality factor is.
 constexpr DWORD kEnable = 1;
 constexpr DWORD kQualityFactor = 1;
+// What a preview asks for, ahead of the device's limits; its table isn't looked up.
 constexpr DWORD kPreviewQFactor = 1;
 
 // Rows of a JPEG table for as long as they are needed.
@@ -31,11 +33,14 @@ class JpegTable {
 
 }  // namespace
 
-// Chooses the quality factor of the scan; 0: no JPEG.
+// Chooses the quality factor of the scan; 0: no JPEG. The model's table for this depth says it by
+// resolution. A row holds for all resolutions up to its own; above the last one the factor stays as
+// it was.
 HRESULT CNVScan::prepareCompression() {
     if (!m_spCompression || m_compressionType != OSTREL_JPEG ||
         !(m_compressionType & m_compressionCaps.supportedTypes))
         return E_INVALIDARG;
+    // A device may forbid JPEG for a format. Its table then counts as empty.
     const bool color = m_channel == kChannelColor;
     const struct {
         bool applies;
@@ -63,9 +68,11 @@ HRESULT CNVScan::prepareCompression() {
         if (row != table.end())
             m_qFactor = row->m_enable ? row->m_qualityFactor : 0;
     }
+    // The model's numbers are the profile's, the limits the device's own.
     if (m_qFactor != 0)
         m_qFactor = std::min(std::max(m_qFactor, m_compressionCaps.minQFactor),
                              m_compressionCaps.maxQFactor);
+    // A device that can only send JPEG does so with its smallest factor.
     else if (!(m_compressionCaps.supportedTypes & OSTREL_UNCOMPRESSED))
         m_qFactor = m_compressionCaps.minQFactor;
     return S_OK;
@@ -83,6 +90,7 @@ HRESULT CNVScan::SetUpCompression() {
         if (FAILED(hr))
             return hr;
     }
+    // Above the limit along the scan the stream goes uncompressed, whatever was asked for.
     const DWORD limit = m_compressionCaps.maxResolution;
     const bool compress = (m_qFactor != 0 || m_compressionType != OSTREL_JPEG) &&
                           (limit == 0 || limit >= static_cast<DWORD>(m_geometry.scanYRes));

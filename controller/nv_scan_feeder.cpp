@@ -7,6 +7,7 @@ namespace {
 constexpr HRESULT kEmptyFeeder = MakeResult(0x8004000F);
 constexpr HRESULT kEmptyFeederOnly = MakeResult(0x80040012);
 
+// Of adfDuplexFlags.
 constexpr DWORD kDuplexBit = 1;
 constexpr DWORD kUnitsPerTenth = 30;     // 1/300 inch in 1/10 inch
 constexpr DWORD kMaxTenths = 0x1000000;  // a longer page is a wrong answer
@@ -40,6 +41,7 @@ HRESULT CNVScan::adfReady(bool* ready) {
     return trace.GetResult();
 }
 
+// Locks by itself: a caller outside a scan holds nothing, and within one the lock nests.
 HRESULT CNVScan::AskForPaper(bool* paper) {
     *paper = false;
     const OstrelLock lock = LockForBlock();
@@ -62,6 +64,7 @@ HRESULT CNVScan::canRequestDuplex(bool* can) {
     return S_OK;
 }
 
+// Within a job the device isn't asked: its pages must not change sides halfway.
 HRESULT CNVScan::getDuplexEnabled(bool* enabled) {
     if (!enabled)
         return E_POINTER;
@@ -90,7 +93,8 @@ HRESULT CNVScan::DecideDuplex(bool* enabled) {
     return hr;
 }
 
-// Asks the device itself: paper may have vanished since the sheet was fed.
+// Asks the device itself and not adfReady: the sheet that counts as paper there may have been
+// pulled out since it was fed.
 HRESULT CNVScan::setAdfMode() {
     DeviceTrace trace("CNVScan::setAdfMode", *this);
     if (!UsesFeeder())
@@ -113,7 +117,8 @@ HRESULT CNVScan::setAdfMode() {
 
 // ---- Feeder job
 
-// The job's level of the lock is given back unless the job stands.
+// Opens the job of a first page. Its level of the lock keeps others from the feeder until the last
+// page is out, and is given back unless the job stands.
 HRESULT CNVScan::OpenFeederJob() {
     // Until a page has been scanned, nothing in an open job depends on how duplex was decided.
     if (m_bADFJobOpen)
@@ -133,6 +138,7 @@ HRESULT CNVScan::OpenFeederJob() {
         m_dwErrorCode = errorCode;
     }
     m_bADFJobOpen = SUCCEEDED(hr);
+    // Also on a failure: the next attempt decides about duplex anew.
     m_bJobPageDone = false;
     return hr;
 }
@@ -162,6 +168,7 @@ HRESULT CNVScan::StartFeederJob() {
     return hr;
 }
 
+// The length is taken from a failed feed as well; one that no page has counts as unknown.
 HRESULT CNVScan::FeedSheet() {
     DWORD tenths = 0;
     const HRESULT hr = Call(m_spADF2, &IOstrelADF2::ADF2PaperFeed, &tenths);
@@ -179,6 +186,7 @@ void CNVScan::DropSheet() {
     m_pageLength = 0;
 }
 
+// From here on duplex is fixed: the job has delivered a side.
 void CNVScan::UseUpSheet() {
     DropSheet();
     if (UsesFeeder() && m_bADFJobOpen)
@@ -198,6 +206,8 @@ HRESULT CNVScan::UnlockFeederJob() {
     return GiveLevelBack();
 }
 
+// Ends the job with the device, the third generation's own end first. Whatever it answers, the job
+// is over here: asking again could not end it better.
 void CNVScan::CloseFeederJob(NotedFailure& noted) {
     const HRESULT locked = LockFeederJob();
     Note(noted, locked);
@@ -211,6 +221,8 @@ void CNVScan::CloseFeederJob(NotedFailure& noted) {
     DropSheet();
 }
 
+// Unlike the end of the last page this one reports a failure and leaves the job open, so that the
+// caller can try again. The third generation's end isn't told: the job was given up, not finished.
 HRESULT CNVScan::endAdfJob() {
     DeviceTrace trace("CNVScan::endAdfJob", *this);
     if (!m_bADFJobOpen)
@@ -225,6 +237,7 @@ HRESULT CNVScan::endAdfJob() {
     return trace.GetResult();
 }
 
+// In the order of nesting: the scan within the job, the job within the gate.
 void CNVScan::ReleaseAll(NotedFailure& noted) {
     StopScan(noted);
     if (m_bADFJobOpen)
@@ -242,6 +255,8 @@ HRESULT CNVScan::releaseScanner() {
 
 // ---- Job gate
 
+// Opens the gate if it is closed, and tells its state. Between the calls an open gate holds a level
+// of the lock.
 HRESULT CNVScan::checkJobGate(DWORD* state) {
     DeviceTrace trace("CNVScan::checkJobGate", *this);
     if (!state)
@@ -249,6 +264,8 @@ HRESULT CNVScan::checkJobGate(DWORD* state) {
     *state = kGateOpen;
     if (!m_spJobGate)
         return trace.GetResult();
+    // A gate that was found open belongs to a scan that is under way, and stays open through a
+    // failure.
     const bool opens = !m_bJobGateOpen;
     NotedFailure noted;
     if (opens) {

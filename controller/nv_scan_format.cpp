@@ -7,6 +7,7 @@
 
 namespace {
 
+// Bits a sample of the deepest data; only the adapter is asked for exactly these.
 constexpr DWORD kHighDepth = 16;
 
 // Bits of the device record's channel flags, by channel.
@@ -20,6 +21,7 @@ DWORD LargestDepth(Depths depths) {
     return end == depths.begin() ? 0 : *std::max_element(depths.begin(), end);
 }
 
+// All eight entries count here, also those behind a zero.
 DWORD LargestEntry(Depths depths) {
     return *std::max_element(depths.begin(), depths.end());
 }
@@ -54,6 +56,8 @@ CNVScan::DepthLists CNVScan::SourceDepths() const {
     return {m_devCaps.colorDepths, m_devCaps.grayDepths};
 }
 
+// The limit is held against what the device will scan at, not against what was asked for: the
+// geometry comes first.
 bool CNVScan::DeviceGrayFits() const {
     const LONG limit = m_devCaps.deviceGrayLimit;
     return (m_devCaps.channelFlags & kChannelBits[kChannelDeviceGray]) &&
@@ -70,6 +74,7 @@ DWORD CNVScan::FitChannel(DWORD channel) const {
     return m_devCaps.channelFlags & kChannelBits[channel] ? channel : kChannelColor;
 }
 
+// On the adapter high depth means 16-bit colour or nothing; all else is fitted to the lists.
 HRESULT CNVScan::resolveDataFormat(DataFormat* format) {
     CFunctionTrace trace("CNVScan::resolveDataFormat", m_dwSession);
     if (!format)
@@ -97,17 +102,21 @@ void CNVScan::FitFormat(DataFormat& format) const {
     const Depths gray(lists.gray, kOstrelDepths);
     DWORD& bits = format.bits;
     DWORD& channel = format.channel;
+    // Line art that the device can't give comes as its shallowest gray, and the front end makes one
+    // bit of it.
     if (bits == 1 && !(m_devCaps.depthFlags & OSTREL_DEPTH_ONE_BIT))
         bits = gray[0];
     if (bits == 1 && format.threshold != 0 &&
         !(m_devCaps.modeFlags & OSTREL_MODE_TONEMAP_THRESHOLD))
         bits = gray[0];
+    // One that can't give a single channel gives colour, of which the front end takes a channel.
     if (bits > 1 && channel != kChannelColor &&
         !(m_devCaps.depthFlags & OSTREL_DEPTH_SINGLE_CHANNEL)) {
         bits = color[0];
         channel = kChannelColor;
     }
     channel = FitChannel(channel);
+    // No less than the source's shallowest.
     if (channel == kChannelColor && bits < color[0])
         bits = color[0];
     else if (bits > 1 && bits < gray[0])
@@ -116,6 +125,7 @@ void CNVScan::FitFormat(DataFormat& format) const {
     const DWORD maxColor = LargestEntry(color);
     const bool highDepth = m_source.request.highDepth != 0;
     if (channel != kChannelColor && bits > 1) {
+        // Gray that isn't deep enough is taken out of deeper colour where there is such.
         if (!highDepth && bits <= maxGray) {
             bits = RaiseTo(gray, bits);
         } else if (maxColor <= maxGray) {

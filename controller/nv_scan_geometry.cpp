@@ -9,8 +9,11 @@
 namespace {
 
 constexpr double kUnitsPerInch = 300.0;
+// Scanning finer than asked, by 1.4, rounded up to a step of the device: it counts as overscanned
+// when the step is at least 4/3 of what was asked for.
 constexpr double kOversample = 1.4;
 constexpr double kOverscanned = 0.75;
+// What a request begins with before setGeomControl has placed it.
 constexpr LONG kStartResolution = 100;
 
 // Toward zero, and held within the number's range.
@@ -31,7 +34,9 @@ LONG ToLength(DWORD length) {
     return static_cast<LONG>(std::min<DWORD>(length, std::numeric_limits<LONG>::max()));
 }
 
-// `resolution` is above 0.
+// Pixels at `resolution` dots per inch as 1/300 inch: (300 pixels + 0.5) / resolution, truncated.
+// The half is added ahead of the division: it keeps a whole quotient from falling below itself, and
+// rounds nothing. `resolution` is above 0.
 LONG ToUnits(LONG pixels, LONG resolution) {
     return TruncToLong((pixels * kUnitsPerInch + 0.5) / resolution);
 }
@@ -42,7 +47,9 @@ LONG ClipLength(LONG start, LONG length, LONG limit) {
     return static_cast<LONG>(std::clamp<std::int64_t>(length, 0, std::max<std::int64_t>(room, 0)));
 }
 
-// A count that lies within one of the exact value stays.
+// Pixels of `units` 1/300 inch at `resolution`, rounded up. A count that lies within one of the
+// exact value stays, so that a caller that rounds otherwise isn't corrected at each validation. The
+// difference and the count have 16 bits.
 void Adjust(LONG& count, LONG units, LONG resolution) {
     const double exact = units * static_cast<double>(resolution) / kUnitsPerInch;
     if (std::abs(WrapToI16(exact - count)) >= 2)
@@ -77,6 +84,8 @@ HRESULT CNVScan::CheckSource(bool xpa, WORD media, bool adf) const {
     return xpa && m_xpaMediaInfo.count != 0 && media >= m_xpaMediaInfo.count ? E_INVALIDARG : S_OK;
 }
 
+// Duplex is asked for at each call: until a job is open it follows the switch, and both sides may
+// be narrower than one.
 HRESULT CNVScan::getMaxWidth(bool xpa, WORD media, bool adf, DWORD* width) {
     if (!width)
         return E_POINTER;
@@ -107,6 +116,7 @@ HRESULT CNVScan::getMaxHeight(bool xpa, WORD media, bool adf, DWORD* height) {
         bool duplex = false;
         hr = getDuplexEnabled(&duplex);
         *height = duplex ? m_adf2Caps.duplexHeight : m_adf2Caps.simplexHeight;
+        // A page that was measured ends where it ends.
         if (m_pageLength != 0)
             *height = m_pageLength;
     } else {
@@ -140,6 +150,8 @@ HRESULT CNVScan::getMaxVertResolution(bool xpa, bool adf, DWORD* resolution) {
                      m_devCaps.maxYResolution);
 }
 
+// The lists come from the device's table, if it has one, without what doesn't ascend: a column may
+// hold the same resolution several times.
 HRESULT CNVScan::getGeomControl(GeomControl* geometry) {
     if (!geometry)
         return E_POINTER;
@@ -194,6 +206,7 @@ HRESULT CNVScan::getGeometry(GeomControl* geometry) {
 
 // ---- The window
 
+// Resolutions below 1 would be divided by.
 HRESULT CNVScan::BeginGeometry(const GeomControl* geometry, bool* overscanned, DWORD* scale) const {
     if (!geometry || !overscanned || !scale)
         return E_POINTER;
@@ -204,6 +217,8 @@ HRESULT CNVScan::BeginGeometry(const GeomControl* geometry, bool* overscanned, D
     return geometry->xRes < 1 || geometry->yRes < 1 ? E_INVALIDARG : S_OK;
 }
 
+// A window that lies behind the limits or has a negative length gets length 0, and one that begins
+// left of the origin is cut when it goes to the device.
 void CNVScan::PlaceWindow(GeomControl& geometry) {
     geometry.left = ToUnits(geometry.xPos, geometry.xRes);
     geometry.top = ToUnits(geometry.yPos, geometry.yRes);
@@ -213,6 +228,7 @@ void CNVScan::PlaceWindow(GeomControl& geometry) {
         ClipLength(geometry.top, ToUnits(geometry.yExtent, geometry.yRes), geometry.maxHeight);
 }
 
+// Along the scan nothing is limited: the device's steps decide there.
 void CNVScan::LimitResolution(GeomControl& geometry, BYTE oversample) {
     geometry.scanXRes = geometry.xRes;
     if (oversample != 0)
@@ -245,6 +261,7 @@ HRESULT CNVScan::setGeomControl(GeomControl* geometry, BYTE oversample, bool* ov
     LimitResolution(*geometry, oversample);
     const OstrelResolutionTable& table = m_resTables[SourceIndex()];
     if (m_spResolutions && table.count != 0) {
+        // The first entry that is fine enough in both directions; the last one, if none is.
         const OstrelResolution* last = table.entries + table.count - 1;
         const OstrelResolution* entry =
             std::find_if(table.entries, last, [geometry](const OstrelResolution& e) {

@@ -22,12 +22,14 @@ HRESULT Tell(Out* out, Value value) {
 
 // ---- Calls of the toolkit
 
+// Without a session nothing is locked, and the lock tells why not.
 OstrelLock CNVScan::LockForBlock() {
     m_dwErrorCode = m_bSessionOpen ? OSTREL_NO_ERROR : OSTREL_INVALID_SESSION;
     return OstrelLock(m_bSessionOpen ? m_spDevice.Get() : nullptr, m_dwSession, OSTREL_LOCK_SCAN,
                       OSTREL_LOCK_WAIT, &m_dwErrorCode);
 }
 
+// The levels that outlive an operation. Who holds one is drawn at the head of nv_scan.h.
 HRESULT CNVScan::TakeLevel() {
     return Call(m_spDevice, &IOstrelDevice::LockScanner, OSTREL_LOCK_SCAN, OSTREL_LOCK_WAIT);
 }
@@ -42,6 +44,7 @@ void CNVScan::GiveLevelBackQuietly() {
     m_dwErrorCode = errorCode;
 }
 
+// Later failures are as a rule consequences of the first.
 void CNVScan::Note(NotedFailure& noted, HRESULT hr) const {
     if (FAILED(hr) && SUCCEEDED(noted.result))
         noted = {.result = hr, .code = m_dwErrorCode};
@@ -52,6 +55,7 @@ HRESULT CNVScan::Noted(const NotedFailure& noted) {
     return noted.result;
 }
 
+// What two of the codes mean depends on the source and on the kind of device.
 HRESULT CNVScan::mapToolkitError(DWORD error) {
     return MapOstrelError(error, {.useXpa = UsesAdapter(), .sheetFedOnly = IsFeederOnly()});
 }
@@ -177,6 +181,7 @@ HRESULT CNVScan::getScanCount(DWORD* count) {
     return Tell(count, m_scanCount);
 }
 
+// Both of this kind answer 0: no device here has what they ask for.
 HRESULT CNVScan::getZeroFlagA(DWORD, BYTE* flag) {
     return Tell(flag, 0);
 }
@@ -208,6 +213,7 @@ HRESULT CNVScan::getCompressionType(DWORD* type) {
     return Tell(type, m_compressionType);
 }
 
+// A type counts as supported if one of its bits is.
 HRESULT CNVScan::setCompressionType(DWORD type) {
     if (!m_spCompression)
         return type == OSTREL_UNCOMPRESSED ? S_OK : E_INVALIDARG;
@@ -235,6 +241,7 @@ HRESULT CNVScan::getAdfOptionFlag(bool* flag) {
     return Tell(flag, m_spADF2 && m_adf2Caps.adfOption);
 }
 
+// The one getter that fails for a device without the feature: 0 would be a feeder onto the glass.
 HRESULT CNVScan::getAdfFlags(DWORD* flags) {
     if (!flags)
         return E_POINTER;
@@ -249,6 +256,7 @@ HRESULT CNVScan::hasDuplex(bool* has) {
     return Tell(has, m_adf2Caps.adfDuplexFlags & kDuplexBit);
 }
 
+// Through a slot the sheet moves past the sensor, so that it can't be scanned twice.
 HRESULT CNVScan::isNotSheetThrough(bool* isNot, bool considerFeeder) {
     return Tell(isNot, !m_spADF2 || !considerFeeder || !IsSheetThrough());
 }
@@ -263,6 +271,7 @@ HRESULT CNVScan::hasXpa(bool* has) {
     return Tell(has, m_spXPA && m_xpaCaps.hasXPA);
 }
 
+// Changes the stored request ahead of the next choice of a source, which replaces it whole.
 HRESULT CNVScan::setUseXpa(bool use) {
     bool has = false;
     hasXpa(&has);

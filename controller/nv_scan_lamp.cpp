@@ -7,10 +7,13 @@
 
 namespace {
 
+// Lamp times count in ticks of 1/60 second.
 constexpr ULONGLONG kTicksPerSecond = 60;
 constexpr DWORD kSecond = 1000;  // milliseconds
+// The property that tells the lamp: 0 none, 1 the flatbed's, 2 the adapter's.
 constexpr OLECHAR kCurrentLampOn[] = OLESTR("CurrentLampOn");
 constexpr DWORD kTimeoutMinutes[] = {1, 13, 60};  // by level
+// Bit 0 of the panel's flags, and the line that the driver writes.
 constexpr DWORD kPanelShowsText = 1;
 constexpr DWORD kPanelLine = 1;
 
@@ -21,6 +24,8 @@ ULONGLONG TickTime(ScanClock& clock) {
 
 }  // namespace
 
+// Once it is known which lamp burns, the other one is off without asking: lighting one puts the
+// other out.
 HRESULT CNVScan::getLampOn(bool* on, bool xpa) {
     DeviceTrace trace("CNVScan::getLampOn", *this);
     if (!on)
@@ -74,6 +79,8 @@ HRESULT CNVScan::AskForLamp(bool* on, bool xpa) {
     return xpa ? S_OK : AskDeviceLamp(on);
 }
 
+// A lamp that burns is left alone and keeps its calibration. One that was lit gets both from
+// finalScanInit: the time to warm, and a new calibration.
 HRESULT CNVScan::setLampOn(bool xpa) {
     DeviceTrace trace("CNVScan::setLampOn", *this);
     if (xpa && !m_spXPA)
@@ -121,6 +128,7 @@ HRESULT CNVScan::setLampTimeoutLevel(DWORD level) {
     return trace.SetResult(hr).GetResult();
 }
 
+// Without the lock, so that a text can appear while another session scans.
 HRESULT CNVScan::setPanelText(LPCOLESTR text) {
     DeviceTrace trace("CNVScan::setPanelText", *this);
     if (!text)

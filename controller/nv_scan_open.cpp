@@ -10,6 +10,7 @@
 
 namespace {
 
+// A memory that was never written has all bits set.
 constexpr DWORD kScanCountUnset = 0xFFFFFFFF;
 constexpr OLECHAR kFirmwareVersion[] = OLESTR("Firmware Version");
 constexpr OLECHAR kNotKnown[] = OLESTR("n/a");
@@ -22,6 +23,7 @@ struct ModelName {
     char text[kOstrelModelChars + 1] = {};
 };
 
+// In the toolkit's kind of memory, so that the caller frees every answer alike.
 LPOLESTR CopyNotKnown() {
     auto* text = static_cast<LPOLESTR>(CoTaskMemAlloc(sizeof(kNotKnown)));
     if (text)
@@ -37,6 +39,7 @@ CNVScan::CNVScan(IOstrelDevice* toolkit, ScanClock& clock)
         m_pLog->Write(kLogCalls, "CNVScan::CNVScan Constructor entry");
 }
 
+// The reader first: its thread uses the session.
 CNVScan::~CNVScan() {
     m_reader.Shutdown();
     DWORD error = OSTREL_NO_ERROR;
@@ -44,6 +47,8 @@ CNVScan::~CNVScan() {
         m_spDevice->CloseDevice(m_dwSession, &error);
 }
 
+// Flags that stand for something the session holds on the device. A lamp may have changed when the
+// next one opens, so calibration goes too.
 void CNVScan::ForgetSession() {
     m_reader.Shutdown();
     m_dwSession = 0;
@@ -92,6 +97,8 @@ void CNVScan::ForgetDevice() {
     m_pAttrib.reset();
 }
 
+// What a query doesn't give, the device doesn't have; a facet of an earlier opening is replaced by
+// nothing then.
 void CNVScan::QueryFacets() {
     IOstrelDevice* device = m_spDevice.Get();
     m_spADF2.QueryFrom(device, IID_IOstrelADF2);
@@ -110,6 +117,8 @@ void CNVScan::QueryFacets() {
     m_spResolutions.QueryFrom(device, IID_IOstrelResolutions);
 }
 
+// Once the device is open, tables of the model and tone map are made whatever else fails: what asks
+// for them finds the built-in ones.
 HRESULT CNVScan::initDriver(LPCOLESTR deviceName, WORD ioType) {
     CFunctionTrace trace("CNVScan::initDriver", 0, &m_dwErrorCode);
     m_dwErrorCode = OSTREL_NO_ERROR;
@@ -128,6 +137,7 @@ HRESULT CNVScan::initDriver(LPCOLESTR deviceName, WORD ioType) {
     if (FAILED(hr))
         return trace.SetResult(Failure(hr)).GetResult();
     m_bSessionOpen = true;
+    // Held to the end, so that no other session changes lamps or settings in between.
     const OstrelLock lock = LockForBlock();
     if (!lock.IsLocked())
         return trace.SetResult(LockFailure(lock)).GetResult();
@@ -146,7 +156,8 @@ HRESULT CNVScan::initDriver(LPCOLESTR deviceName, WORD ioType) {
     return trace.SetResult(hr).GetResult();
 }
 
-// Records in the order in which the device must be asked. The first failure ends it.
+// Records in the order in which the device must be asked; each tells whether the next can be asked
+// for. The first failure ends it.
 HRESULT CNVScan::ReadDevice() {
     HRESULT hr = CallRaw(m_spDevice, &IOstrelDevice::GetDeviceCapabilities, &m_devCaps);
     if (SUCCEEDED(hr))
@@ -189,6 +200,8 @@ HRESULT CNVScan::FindBurningLamp() {
     return on ? S_OK : setLampOn(false);
 }
 
+// A facet whose record says that nothing is attached is dropped, and the device counts as having
+// none. The record of a failed call is still zero, which says the same.
 HRESULT CNVScan::ReadFeeders() {
     HRESULT hr = S_OK;
     if (m_spADF2) {
@@ -223,7 +236,8 @@ HRESULT CNVScan::ReadAdapter(HRESULT hr) {
     return SUCCEEDED(hr) && m_spXPAMedia ? ReadMediaList() : hr;
 }
 
-// The count is that of the records that there is memory for.
+// The count is that of the records that there is memory for: getters index the list by it. Records
+// are asked for from the last to the first.
 HRESULT CNVScan::ReadMediaList() {
     HRESULT hr = Call(m_spXPAMedia, &IOstrelXPAMedia::GetMediaSummary, &m_xpaMediaInfo);
     const WORD count = SUCCEEDED(hr) ? m_xpaMediaInfo.count : WORD{0};
@@ -239,6 +253,7 @@ HRESULT CNVScan::ReadMediaList() {
     return hr;
 }
 
+// That dates could not be reconciled is no failure: the scanner works without.
 HRESULT CNVScan::ReadNvramItems() {
     HRESULT hr = Call(m_spNvram, &IOstrelNvram::GetNvramInfo, &m_nvramInfo);
     if (SUCCEEDED(hr) && (m_nvramInfo.items & OSTREL_NVRAM_HAS_FIRST_USE)) {
@@ -255,6 +270,7 @@ HRESULT CNVScan::ReadNvramItems() {
     return hr;
 }
 
+// A count beyond the record's room would have its readers run past it.
 HRESULT CNVScan::ReadResolutionTables() {
     const auto read = [this](WORD source) {
         OstrelResolutionTable& table = m_resTables[source];
@@ -272,7 +288,8 @@ HRESULT CNVScan::ReadResolutionTables() {
 }
 
 // True if the model's tables were made from a profile in the device. That there is none is no
-// failure, and one that can't be used is as good as none.
+// failure, and one that can't be used is as good as none: above 9999 bytes it isn't even asked for,
+// as no profile is so long.
 bool CNVScan::ReadDeviceProfile() {
     if (!m_spProfile ||
         FAILED(Call(m_spProfile, &IOstrelProfile::GetProfileSize, &m_hwProfileSize)) ||
@@ -301,7 +318,9 @@ void CNVScan::MakeTonemap() {
     buildTonemap(nullptr);
 }
 
-// Whatever the session holds is given back first, as far as the device lets us.
+// Whatever the session holds is given back first, as far as the device lets us. The level taken
+// here keeps others out until the session is closed, and the first failure is told behind the last
+// step.
 HRESULT CNVScan::closeScanner() {
     DeviceTrace trace("CNVScan::closeScanner", *this);
     m_bInitialized = false;
@@ -318,6 +337,7 @@ HRESULT CNVScan::closeScanner() {
     return trace.SetResult(Noted(noted)).GetResult();
 }
 
+// A caller always gets a text that it can show and must free, also with a failure.
 HRESULT CNVScan::getFirmwareVersion(LPOLESTR* version) {
     DeviceTrace trace("CNVScan::getFirmwareVersion", *this);
     if (!version)
@@ -338,6 +358,7 @@ HRESULT CNVScan::getFirmwareVersion(LPOLESTR* version) {
     return trace.GetResult();
 }
 
+// Asks the device: the registry is only a copy.
 HRESULT CNVScan::getFirstUseDate(DWORD* date) {
     DeviceTrace trace("CNVScan::getFirstUseDate", *this);
     if (!date)

@@ -35,6 +35,7 @@ bool IsPlausible(DWORD answer, DWORD asked, DWORD highest) {
 
 }  // namespace
 
+// What can't be, whatever the device would answer: told ahead of the lock and of any call.
 HRESULT CNVScan::CheckRequest(const ScanSource& source) {
     if (source.useXPA && !m_spXPA)
         return E_INVALIDARG;
@@ -67,7 +68,11 @@ HRESULT CNVScan::firstScanInit(const ScanSource* source) {
                            m_dwErrorCode);
         return trace.SetResult(LockFailure(lock)).GetResult();
     }
+    // From here on endScan has something to end, though the scan's own level is only taken by
+    // finalScanInit.
     m_bUnlockOwed = true;
+    // A gate that this call has opened is closed again by its failure. One of an open job stays:
+    // its pages go on.
     const bool gateWasOpen = m_bJobGateOpen;
     if (SUCCEEDED(trace.SetResult(PassJobGate()).GetResult()))
         trace.SetResult(ChooseSource(*source));
@@ -81,6 +86,7 @@ HRESULT CNVScan::firstScanInit(const ScanSource* source) {
     return trace.GetResult();
 }
 
+// Any other state than open or ready refuses the scan, and the gate is aborted.
 HRESULT CNVScan::PassJobGate() {
     if (m_bJobGateOpen)
         return S_OK;
@@ -115,6 +121,8 @@ HRESULT CNVScan::ChooseSource(const ScanSource& source) {
     return FAILED(hr) || m_bSheetLoaded ? hr : FeedSheet();
 }
 
+// The device's own answer replaces what was reckoned: only it knows how its steps round. It is
+// believed only within bounds that later arithmetic holds.
 HRESULT CNVScan::secondScanInit(DWORD* pixels, DWORD* lines) {
     DeviceTrace trace("CNVScan::secondScanInit", *this);
     if (!pixels || !lines)
@@ -150,6 +158,7 @@ DWORD CNVScan::SourceModeFlags() const {
     return UsesFeeder() ? m_adf2Caps.modeFlags : m_devCaps.modeFlags;
 }
 
+// Slides and negatives are two sources of the device, though one of the driver.
 HRESULT CNVScan::fillScanParameters() {
     if (!m_bGeometryValid || !m_source.valid)
         return kInvalidRequest;
@@ -172,6 +181,7 @@ HRESULT CNVScan::fillScanParameters() {
         params.source = m_source.request.negative ? OSTREL_SOURCE_NEGATIVE : OSTREL_SOURCE_POSITIVE;
     else
         params.source = UsesFeeder() ? OSTREL_SOURCE_FEEDER : OSTREL_SOURCE_FLATBED;
+    // Told only where it is honoured: elsewhere the bit would be an invalid parameter.
     if (m_source.request.preview && (SourceModeFlags() & OSTREL_MODE_PREVIEW))
         params.scanFlags |= OSTREL_SCAN_PREVIEW;
     if (m_lineArtThreshold != 0 && params.colorMode == OSTREL_ONE_BIT)
@@ -179,6 +189,9 @@ HRESULT CNVScan::fillScanParameters() {
     return S_OK;
 }
 
+// All that is slow stands here, as the two phases ahead of it run at each validation. Steps in the
+// order in which the device needs them; the first failure ends it and leaves the level and
+// m_bScanStarted to the next endScan.
 HRESULT CNVScan::finalScanInit() {
     DeviceTrace trace("CNVScan::finalScanInit", *this);
     // Without a prepared scan, or with one of nothing, there is nothing to start.
@@ -198,6 +211,7 @@ HRESULT CNVScan::finalScanInit() {
     return trace.GetResult();
 }
 
+// A second attempt goes on with the level of the first.
 HRESULT CNVScan::LockForScan() {
     if (m_bScanLocked)
         return S_OK;
@@ -221,6 +235,7 @@ HRESULT CNVScan::Calibrate() {
     return hr;
 }
 
+// Places for what a family of devices has to do ahead of the start; this one has nothing.
 HRESULT CNVScan::beforeStartHook1() {
     return S_OK;
 }
@@ -237,6 +252,7 @@ HRESULT CNVScan::sendColorMatrix() {
                : S_OK;
 }
 
+// The feeder's mode goes behind the start: the device takes it for the running scan.
 HRESULT CNVScan::StartPage() {
     HRESULT hr = Call(m_spDevice, &IOstrelDevice::StartScan, &m_scanParams);
     if (FAILED(hr)) {
@@ -260,10 +276,12 @@ HRESULT CNVScan::StartPage() {
 HRESULT CNVScan::readScanData(WORD phase, void* buffer, DWORD wanted, DWORD* got, DWORD lineBytes) {
     if (!buffer || !got)
         return E_POINTER;
+    // The reader ends at lines and buffers, the caller at bytes: as many reads as it takes.
     DWORD taken = *got;  // a caller's 0 reads nothing
     *got = 0;
     if (!m_bPageStarted)
         return kNoData;
+    // Counted for the call; the reader keeps a reference of its own from phase 2 on.
     const CScanReadDevice device(m_spDevice.Get());
     while (*got < wanted && taken != 0) {
         DWORD status = OSTREL_NO_ERROR;
@@ -283,6 +301,7 @@ HRESULT CNVScan::readScanData(WORD phase, void* buffer, DWORD wanted, DWORD* got
     return S_OK;
 }
 
+// The reader first, whatever state the scan is in: its thread may be inside the device.
 void CNVScan::StopScan(NotedFailure& noted) {
     m_reader.Shutdown();
     if (m_bScanStarted) {
@@ -304,10 +323,13 @@ void CNVScan::StopScan(NotedFailure& noted) {
     m_bUnlockOwed = false;
 }
 
+// Every step is taken, whatever the one before it answered; the first failure is told.
 HRESULT CNVScan::endScan() {
     DeviceTrace trace("CNVScan::endScan", *this);
     NotedFailure noted;
     StopScan(noted);
+    // Only with the source still on the feeder: a scan from the glass in between leaves the job
+    // open.
     bool jobOver = false;
     if (UsesFeeder() && m_bADFJobOpen && !m_bSheetLoaded) {
         bool paper = false;

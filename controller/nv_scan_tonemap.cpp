@@ -11,9 +11,13 @@
 namespace {
 
 constexpr HRESULT kNoTonemap = MakeResult(0x80040001);
+// Entries of a source curve: one for each value of 16 bits.
 constexpr DWORD kCurveSize = 65536;
+// The curve of high depth: gamma 2.2, with a slope of at most 4 near black, where the pure power
+// would rise without bound and lift the noise with it.
 constexpr double kGamma = 2.2;
 constexpr double kMaxSlope = 4.0;
+// Of m_tonemapMode: the tables hold a resampled curve.
 constexpr WORD kBuiltMode = 3;
 
 // The tables' sizes as shifts from the curve's; none for sizes that aren't powers of two.
@@ -37,6 +41,8 @@ void StoreEntry(BYTE* table, std::size_t index, WORD entryBytes, unsigned value)
 
 }  // namespace
 
+// Sizes that aren't powers of two have no shift, so such a device gets no tables at all and the
+// download fails with E_OUTOFMEMORY: better no scan than one in wrong tones.
 bool CNVScan::MakeTonemapTables() {
     if (m_tonemapData.bytes != 0)
         return true;
@@ -56,6 +62,8 @@ bool CNVScan::MakeTonemapTables() {
     return true;
 }
 
+// Runs before the source of the scan is chosen, so that a change of high depth or adapter shows in
+// the tables of the next preparation only.
 HRESULT CNVScan::buildTonemap(DWORD*) {
     CFunctionTrace trace("CNVScan::buildTonemap", m_dwSession);
     if (!m_tonemap.m_lutRed || !m_tonemap.m_lutGreen || !m_tonemap.m_lutBlue ||
@@ -96,7 +104,8 @@ void CNVScan::ChooseSourceCurve() {
     }
 }
 
-// Everything white but for the entries below the threshold.
+// Everything white but for the entries below the threshold. The threshold counts in 1/256 of the
+// table; a maximum of more than 8 bits is written with its low byte, which is 255 for all of them.
 void CNVScan::FillThresholdTables() {
     const DWORD black = m_thresholdValue * m_devCaps.tonemapLength / 256;
     for (BYTE* table :
@@ -106,6 +115,8 @@ void CNVScan::FillThresholdTables() {
     }
 }
 
+// Of the curve every (65536 / length)-th entry is taken, and of it the highest bits that the
+// device's largest value has.
 void CNVScan::ResampleTables() {
     const struct {
         const CQLLut* source;
@@ -144,6 +155,7 @@ HRESULT CNVScan::hasScannerTonemap(bool* has) {
     return S_OK;
 }
 
+// Both refusals come ahead of the device: it would read behind a table that is too short.
 HRESULT CNVScan::downloadTonemap(DWORD bytes, const void* red, const void* green,
                                  const void* blue) {
     DeviceTrace trace("CNVScan::downloadTonemap", *this);

@@ -4,6 +4,7 @@
 
 namespace {
 
+// Counts from the machine's start, so that a clock that somebody sets changes no warm-up.
 class SystemClock final : public ScanClock {
   public:
     ULONGLONG Milliseconds() override { return GetTickCount64(); }

@@ -6,7 +6,8 @@
 
 namespace {
 
-// Room for whole lines only, so that every read of the device begins at a line.
+// Bytes of a buffer, at the most, unless one line is longer. Filled with whole lines only, so that
+// every read of the device begins at a line.
 constexpr DWORD kBufferBytes = 65536;
 
 bool IsSignalled(HANDLE handle) {
@@ -21,6 +22,7 @@ void CloseAndClear(HANDLE& handle) {
 
 }  // namespace
 
+// Not cleared: what nobody wrote is never handed out, as SetEnd tells how far it goes.
 bool CScanBuffer::Allocate(DWORD bytes) {
     Free();
     m_data.reset(new (std::nothrow) BYTE[bytes]);
@@ -51,6 +53,8 @@ void CScanBuffer::Take(void* destination, DWORD wanted, DWORD* got) {
     m_pos += *got;
 }
 
+// One call is served from one buffer: a caller that wants more comes again, and doesn't wait here
+// with bytes in hand.
 LONG CScanReader::Consume(WORD phase, void* destination, DWORD bytesWanted, DWORD* bytesGot,
                           DWORD* status, DWORD bytesPerLine, DWORD totalLines,
                           const CScanReadDevice& device, DWORD sessionId) {
@@ -89,6 +93,7 @@ bool CScanReader::Open(DWORD bytesPerLine, DWORD totalLines, const CScanReadDevi
     return false;
 }
 
+// Handles and buffers for one page. Whatever is missing, Shutdown takes the rest back.
 bool CScanReader::Start() {
     for (CScanBuffer& buffer : m_buffers) {
         if (!buffer.Allocate(m_bufferBytes))
@@ -96,6 +101,7 @@ bool CScanReader::Start() {
     }
     m_consumerIndex = 0;
     m_producerIndex = 0;
+    // At first the thread may fill all three, and none is full.
     m_fullBuffers = CreateSemaphoreA(nullptr, 0, kBuffers, nullptr);
     m_freeBuffers = CreateSemaphoreA(nullptr, kBuffers, kBuffers, nullptr);
     m_errorEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
@@ -106,6 +112,7 @@ bool CScanReader::Start() {
     return m_thread != nullptr;
 }
 
+// The buffers go last: until the thread has ended it may be writing into one.
 void CScanReader::Shutdown() {
     if (m_quitEvent)
         SetEvent(m_quitEvent);
@@ -143,6 +150,7 @@ bool CScanReader::TakeFullBuffer() {
     return true;
 }
 
+// Only a drained buffer goes back, so the thread is never further ahead than three of them.
 void CScanReader::GiveBackBuffer() {
     m_current->Reset();
     m_current = nullptr;
@@ -206,6 +214,7 @@ bool CScanReader::FillBuffer(CLog& log) {
     return true;
 }
 
+// The status stands before the event is seen: who wakes by it finds the reason.
 void CScanReader::Fail(DWORD status) {
     m_status.exchange(status);
     SetEvent(m_errorEvent);

@@ -8,6 +8,7 @@
 
 namespace {
 
+// The driver's own failures are 0x80040000 and a number; the front end has a message for each.
 constexpr HRESULT ToolkitResult(unsigned number) {
     return MakeResult(0x80040000u + number);
 }
@@ -59,7 +60,8 @@ const OstrelError kErrors[] = {
     Row(OSTREL_NO_FIRMWARE_PROFILE, kUnknownError),
 };
 
-// The first characters of the model that the device tells.
+// The first characters of the model that the device tells. The object made for it is of no model in
+// particular, and is gone again before the real one is made.
 HRESULT FetchModelKey(REFCLSID clsid, LPCOLESTR deviceName, WORD ioType,
                       char (&modelKey)[kOstrelModelChars]) {
     ComPtr<IOstrelDevice> device;
@@ -83,6 +85,7 @@ HRESULT FetchModelKey(REFCLSID clsid, LPCOLESTR deviceName, WORD ioType,
     return hr;
 }
 
+// ASCII by contract; a byte above it becomes the letter of the same number.
 std::u16string WideModel(const char (&modelKey)[kOstrelModelChars]) {
     std::u16string wide;
     for (const char c : modelKey) {
@@ -99,6 +102,8 @@ std::span<const OstrelError> OstrelErrorTable() {
     return kErrors;
 }
 
+// Two codes mean more than their row says: what a person has to look at differs with the source and
+// the kind of device.
 HRESULT MapOstrelError(DWORD code, const OstrelErrorContext& context) {
     if (code == OSTREL_CALIBRATION_FAILED && context.useXpa)
         return kCalibrationFailedOnAdapter;
@@ -127,12 +132,15 @@ void OstrelLock::Lock(WORD mode, DWORD milliseconds, DWORD* error) {
     m_locked = SUCCEEDED(m_result) ? 1 : 0;
 }
 
+// The error has no place to go: a level that can't be given back is lost to the device.
 OstrelLock::~OstrelLock() {
     DWORD error = OSTREL_NO_ERROR;
     if (m_locked == 1)
         m_device->UnlockScanner(m_session, &error);
 }
 
+// A toolkit that knows models makes the object by its own factory; any other is asked for the one
+// class that it has.
 HRESULT CreateScannerInterface(REFCLSID clsid, LPCOLESTR deviceName, WORD ioType,
                                char (&modelKey)[kOstrelModelChars], IOstrelDevice** toolkit) {
     if (!toolkit)

@@ -27,6 +27,7 @@ inline constexpr DWORD OSTREL_OPEN_FAILED = 13;
 inline constexpr DWORD OSTREL_INVALID_HW_PROPERTY = 14;
 inline constexpr DWORD OSTREL_END_OF_MEDIA = 15;  // to ReadScan the normal end of a page
 inline constexpr DWORD OSTREL_CANCEL_BUTTON = 16;
+// The feeder.
 inline constexpr DWORD OSTREL_ADF_JAMMED = 100;
 inline constexpr DWORD OSTREL_ADF_EMPTY = 101;
 inline constexpr DWORD OSTREL_ADF_END_OF_PAGE = 102;  // to ReadScan the same as END_OF_MEDIA
@@ -60,6 +61,7 @@ HRESULT MapOstrelError(DWORD code, const OstrelErrorContext& context);
 inline constexpr std::size_t kOstrelDepths = 8;
 inline constexpr std::size_t kOstrelModelChars = 16;
 
+// Of the flatbed, and of the device as a whole.
 struct OstrelDeviceCaps {
     char model[kOstrelModelChars];  // zero-terminated
     WORD lampWarmUpFlatbed;         // seconds after the lamp was switched on
@@ -123,6 +125,7 @@ struct OstrelAdfCaps {  // first generation feeder
 static_assert(sizeof(OstrelAdfCaps) == 188);
 OSTREL_CHECK_OFFSET(OstrelAdfCaps, pageLength, 36);
 
+// Second generation feeder: what paper it takes and how it scans it.
 struct OstrelAdf2Caps {
     BYTE hasADF;  // a feeder is attached
     BYTE unused1[17];
@@ -166,6 +169,7 @@ OSTREL_CHECK_OFFSET(OstrelAdf2Caps, grayDepths, 86);
 
 inline constexpr WORD OSTREL_ADF_SHEET_THROUGH = 1;
 
+// Third generation: job control and the duplex switch; stands beside the second's record.
 struct OstrelAdf3Caps {
     BYTE hasADF;  // the third generation feeder is present
     BYTE unused1[21];
@@ -188,6 +192,7 @@ OSTREL_CHECK_OFFSET(OstrelAdf3Caps, adf3Value, 114);
 inline constexpr WORD OSTREL_SWITCH_REQUESTABLE = 1;
 inline constexpr WORD OSTREL_SWITCH_READABLE = 2;
 
+// The transparent media adapter and its lamp.
 struct OstrelXpaCaps {
     BYTE hasXPA;  // an adapter is attached
     BYTE unused1[17];
@@ -219,6 +224,7 @@ OSTREL_CHECK_OFFSET(OstrelXpaCaps, modeFlags, 48);
 OSTREL_CHECK_OFFSET(OstrelXpaCaps, depths, 56);
 OSTREL_CHECK_OFFSET(OstrelXpaCaps, xpaMediaType, 82);
 
+// How many frames of film the adapter has templates for.
 struct OstrelMediaList {
     BYTE unused0[22];
     WORD count;  // media templates
@@ -241,6 +247,7 @@ OSTREL_CHECK_OFFSET(OstrelMedia, width, 4);
 OSTREL_CHECK_OFFSET(OstrelMedia, height, 12);
 OSTREL_CHECK_OFFSET(OstrelMedia, type, 20);
 
+// Which numbered values the device keeps.
 struct OstrelNvramInfo {
     DWORD unused0;
     DWORD items;  // bit 0: item 1 exists, bit 3: item 8 exists
@@ -254,6 +261,7 @@ inline constexpr DWORD OSTREL_NVRAM_HAS_FIRST_USE = 8;
 inline constexpr DWORD OSTREL_NVRAM_SCAN_COUNT = 1;  // 0xFFFFFFFF: never set
 inline constexpr DWORD OSTREL_NVRAM_FIRST_USE = 8;   // year << 16 | day << 8 | month
 
+// How the stream of a scan can be compressed. Quality factors have the device's own scale.
 struct OstrelCompressionCaps {
     DWORD supportedTypes;  // bits: 1 uncompressed, 4 JPEG
     DWORD defaultType;
@@ -301,6 +309,7 @@ struct OstrelColorMatrixCaps {
 static_assert(sizeof(OstrelColorMatrixCaps) == 44);
 OSTREL_CHECK_OFFSET(OstrelColorMatrixCaps, hasMatrix, 3);
 
+// A pair that the device can scan at.
 struct OstrelResolution {
     WORD x;
     WORD y;
@@ -322,6 +331,8 @@ struct OstrelResolutionTable {
 static_assert(sizeof(OstrelResolutionTable) == 524);
 OSTREL_CHECK_OFFSET(OstrelResolutionTable, entries, 4);
 
+// What a scan is to be: given to GetScanSetup, and the same again to StartScan. Left out fields are
+// zero.
 struct OstrelScanParams {
     DWORD left;  // 1/300 inch, as top, width and height
     DWORD top;
@@ -359,6 +370,7 @@ inline constexpr WORD OSTREL_SOURCE_FEEDER = 1;
 inline constexpr WORD OSTREL_SOURCE_POSITIVE = 2;  // through the adapter
 inline constexpr WORD OSTREL_SOURCE_NEGATIVE = 3;
 
+// What the device will deliver for it.
 struct OstrelScanSetup {
     DWORD pixelsPerLine;
     DWORD lines;

@@ -8,12 +8,14 @@
 
 namespace {
 
+// 8.5 by 11 inches; the unit of all places below is its pixel.
 constexpr std::int32_t kPageWidth = 2550;  // letter
 constexpr std::int32_t kPageHeight = 3300;
 constexpr std::uint32_t kPageDpi = 300;
 constexpr std::uint32_t kFilmDpi = 1200;
 constexpr std::size_t kPhotoStride = static_cast<std::size_t>(kPhotoWidth) * 3;
 
+// As screens show them.
 constexpr CRgb kPaper = {249, 248, 245};
 constexpr CRgb kInk = {24, 24, 28};
 constexpr CRgb kBlue = {32, 62, 140};
@@ -27,6 +29,8 @@ constexpr CRgb kPatches[] = {
     {176, 92, 60},   {200, 170, 120}, {60, 80, 110},  {150, 190, 170},
 };
 
+// Tenths of an inch along the top and the left edge, longer at halves and at inches: what is cut
+// off is seen at once.
 void AddRulers(CDrawnMedium& page) {
     constexpr int kTenth = 30;  // pixels
     for (int i = 1; i * kTenth < kPageWidth - kTenth; ++i)
@@ -35,6 +39,7 @@ void AddRulers(CDrawnMedium& page) {
         page.AddBox(24, i * kTenth, i % 10 == 0 ? 40 : (i % 5 == 0 ? 28 : 16), 2, kInk);
 }
 
+// The same two lines at falling sizes: where they stop being legible is the limit of a scan.
 void AddLettering(CDrawnMedium& page) {
     page.AddText(160, 140, 68, kInk, "Scanner test page");
     page.AddText(1760, 150, 32, kBlue, "300 dots per inch - 8.5 x 11");
@@ -50,6 +55,7 @@ void AddLettering(CDrawnMedium& page) {
     }
 }
 
+// Upright and lying bars apart: optics across and steps along fail in their own ways.
 void AddBarGroups(CDrawnMedium& page) {
     constexpr int kPeriods[] = {2, 3, 4, 6, 8, 12, 16};
     int left = 1400;
@@ -62,6 +68,7 @@ void AddBarGroups(CDrawnMedium& page) {
     page.AddText(1400, 836, 20, kInk, "pixels a period");
 }
 
+// Eleven steps can be counted, 256 show where tones break.
 void AddColors(CDrawnMedium& page) {
     page.AddRamp(150, 1010, 2250, 150, 11);
     page.AddRamp(150, 1180, 2250, 110, 256);
@@ -72,6 +79,8 @@ void AddColors(CDrawnMedium& page) {
     }
 }
 
+// A slanted edge measures sharpness finer than a pixel, rings show false patterns, thin lines the
+// threshold.
 void AddDetail(CDrawnMedium& page) {
     constexpr std::int32_t kLeft = 160;  // of the part of the photograph that is shown
     constexpr std::int32_t kTop = 60;
@@ -102,6 +111,7 @@ void AddDetail(CDrawnMedium& page) {
     }
 }
 
+// Squares whose places are known: a scan that is turned, mirrored or shifted shows it.
 void AddCorners(CDrawnMedium& page) {
     constexpr int kEdge = 72;
     constexpr int kSize = 60;
@@ -149,6 +159,7 @@ std::unique_ptr<CMedium> MakeTestPage() {
     return page;
 }
 
+// Number and side are told apart from a thumbnail, as tests and people have to.
 std::unique_ptr<CMedium> MakeFeederPage(std::uint32_t sheet, bool back) {
     auto page = std::make_unique<CDrawnMedium>(kPageWidth, kPageHeight, kPageDpi, kPaper);
     const std::string number = std::to_string(sheet);

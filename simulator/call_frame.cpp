@@ -7,11 +7,14 @@
 
 #include "platform/handle.h"
 #include "platform/module.h"
+#include "platform/sync.h"
 #include "simulator/panel.h"
 
 namespace {
 
 // How often each operation has been called on a device by this program.
+// Counts belong to the program, not to the device: a fault that is ordered for the second call
+// strikes each program that makes two.
 struct CFaultCounts {
     std::vector<CFaultPlan> plans;
     std::array<std::uint32_t, kOperationCount> calls = {};
@@ -22,6 +25,7 @@ struct CFaultBook {
     std::map<std::string, CFaultCounts> devices;
 };
 
+// One for the module; a device is known by its folder.
 CFaultBook& FaultBook() {
     static CFaultBook book;
     return book;
@@ -31,6 +35,7 @@ void Tell(const std::string& line) {
     OutputDebugStringA(("nvqsim: " + line + '\n').c_str());
 }
 
+// A success carries its status where the caller reads errors: the reading operations have one.
 HRESULT Result(DWORD code, DWORD status, DWORD* error) {
     if (error)
         *error = code != OSTREL_NO_ERROR ? code : status;
@@ -39,6 +44,8 @@ HRESULT Result(DWORD code, DWORD status, DWORD* error) {
 
 }  // namespace
 
+// Without limit: whoever has the state gives it back after a few file operations, and a killed
+// program's hold is gone.
 bool CHold::Take(HANDLE semaphore) {
     if (WaitForSingleObject(semaphore, INFINITE) != WAIT_OBJECT_0)
         return false;
@@ -54,6 +61,8 @@ void CHold::Release() {
 
 // ---- CCall
 
+// The settings are those of the call's begin, whatever another thread of the session reads
+// meanwhile.
 CCall::CCall(EOperation operation, CSession& session, std::unique_lock<std::mutex>& guard)
     : m_operation(operation),
       m_session(session),
@@ -62,6 +71,8 @@ CCall::CCall(EOperation operation, CSession& session, std::unique_lock<std::mute
     Fetch();
 }
 
+// The state is read from its file at each call, since other programs write it too, and is this
+// call's alone until it is stored.
 void CCall::Fetch() {
     if (!m_stateHold.Take(m_session.m_stateGuard.Get()))
         throw CSimFailure(OSTREL_COMMUNICATION, m_session.m_folder.Path() + ": can't be locked");
@@ -70,12 +81,15 @@ void CCall::Fetch() {
     TakeActs();
 }
 
+// Nothing is written for a call that only asked: most do.
 void CCall::Store() {
     if (m_state != m_stored)
         SaveState(m_session.m_folder.State(), m_state);
     m_stored = m_state;
 }
 
+// What a person does is noticed here and nowhere else, so it happens between two calls, never
+// within one.
 void CCall::TakeActs() {
     for (const std::string& act : m_session.m_folder.TakeActs()) {
         if (!ApplyAct(act, *m_settings, m_state))
@@ -83,6 +97,8 @@ void CCall::TakeActs() {
     }
 }
 
+// An ordered fault comes ahead of everything else, so that a test that orders one sees it whatever
+// state the device is in. One of an ending waits until the thing has ended.
 void CCall::Begin() {
     m_fault = FaultOf(m_operation, m_session.m_folder.Path(), *m_settings);
     if (m_fault != OSTREL_NO_ERROR)
@@ -102,6 +118,7 @@ void CCall::End() {
     Store();
 }
 
+// Told in the state's file, where a test finds it at the end however the program took the failure.
 void CCall::CountViolation(const std::string& what) {
     ++m_state.violations;
     m_state.lastViolation = std::string(OperationOf(m_operation).name) + ' ' + what;
@@ -118,6 +135,8 @@ void CCall::NeedPointer(const void* pointer) {
         Violation(OSTREL_INVALID_PARAMETER, "with a null pointer");
 }
 
+// The state may have changed when this comes back: it is fetched anew, and nothing that was read
+// from it before still holds. A failure waits until both guards are held again.
 void CCall::Away(const std::function<void()>& action, bool keepSession) {
     Store();
     m_stateHold.Release();
@@ -143,6 +162,8 @@ void CCall::SleepUntil(std::uint64_t time) {
 
 // ---- The frame
 
+// Codes as the toolkit has them. What isn't the simulator's own failure is a fault of the
+// simulator, and is told as such.
 DWORD Contain(const std::function<void()>& action) {
     try {
         action();
@@ -160,6 +181,8 @@ DWORD Contain(const std::function<void()>& action) {
     }
 }
 
+// The outer frame guards what the inner one can't: making the call, and storing the state behind
+// it. The first failure counts.
 HRESULT RunCall(EOperation operation, const std::shared_ptr<CSession>& session, DWORD* error,
                 const CCallBody& body) {
     std::unique_lock guard(session->m_mutex);
@@ -190,6 +213,8 @@ HRESULT RunCall(EOperation operation, const std::shared_ptr<CSession>& session, 
     return Result(code, status, error);
 }
 
+// A session that isn't open has no device. The object's last one is as a rule the one that was
+// meant.
 HRESULT RefuseSession(EOperation operation, const std::shared_ptr<CSession>& last, DWORD session,
                       DWORD* error) {
     if (last) {
@@ -205,6 +230,8 @@ HRESULT RefuseSession(EOperation operation, const std::shared_ptr<CSession>& las
     return Result(OSTREL_INVALID_SESSION, OSTREL_NO_ERROR, error);
 }
 
+// A plan that changed counts from its own beginning, so that a test can order the next fault
+// without reckoning with the calls before.
 DWORD FaultOf(EOperation operation, const std::string& folder, const CSettings& settings) {
     CFaultBook& book = FaultBook();
     const std::lock_guard guard(book.mutex);
@@ -223,6 +250,7 @@ DWORD FaultOf(EOperation operation, const std::string& folder, const CSettings& 
     return OSTREL_NO_ERROR;
 }
 
+// One line and one write: those of two programs don't mix.
 void RecordCall(const CSession& session, EOperation operation, const std::string& note,
                 DWORD code) {
     const std::string line = session.m_tag + " depth " + std::to_string(session.m_lockDepth) + ' ' +

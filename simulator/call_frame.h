@@ -58,12 +58,14 @@ class CCall {
     void SetStatus(DWORD status) { m_status = status; }
     DWORD Status() const { return m_status; }
 
+    // The order is Begin, the work, Strike, End; RunCall keeps to it.
     void Begin();
     // Behind the work: the fault of an operation that ends something.
     void Strike() const;
     void End();
 
   private:
+    // The state, under its guard between all programs.
     void Fetch();
     void Store();
     void TakeActs();

@@ -14,6 +14,7 @@ namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 
+// A file that holds no number is as good as none: the machine's clock counts then.
 bool ReadClockFile(const std::string& path, std::uint64_t& time) {
     std::ifstream file(path);
     return static_cast<bool>(file >> time);
@@ -21,6 +22,8 @@ bool ReadClockFile(const std::string& path, std::uint64_t& time) {
 
 }  // namespace
 
+// The canonical path, because locks are named after it: a device reached by a link is the same
+// device.
 CDeviceFolder CDeviceFolder::FromPort(const std::string& port) {
     std::error_code error;
     const auto folder =
@@ -34,6 +37,8 @@ CDeviceFolder CDeviceFolder::FromPort(const std::string& port) {
 std::uint64_t CDeviceFolder::Now() const {
     if (std::uint64_t time = 0; ReadClockFile(m_path + "/clock", time))
         return time;
+    // Counts from the machine's start, the same for all programs, so that they agree about a lamp's
+    // warm-up.
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(std::chrono::duration_cast<Milliseconds>(now).count());
 }
@@ -45,6 +50,7 @@ void CDeviceFolder::SleepUntil(std::uint64_t time) const {
         std::this_thread::sleep_until(std::chrono::steady_clock::time_point(Milliseconds(time)));
         return;
     }
+    // A clock that a test has set is moved on, never back.
     if (time <= now)
         return;
     StoreFile(clock, std::to_string(time) + '\n', {.name = CPassingFile::Name::Beside});
@@ -64,6 +70,7 @@ std::vector<std::string> CDeviceFolder::TakeActs() const {
     return acts;
 }
 
+// Named after the folder, so that programs meet there that know nothing of each other.
 CHandle CDeviceFolder::Semaphore(const char* purpose) const {
     CHandle semaphore(
         CreateSemaphoreA(nullptr, 1, 1, ("nvqsim-" + std::string(purpose) + m_path).c_str()));

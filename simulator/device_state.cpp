@@ -11,6 +11,7 @@
 
 namespace {
 
+// Far more than a state has; what stands behind is not read.
 constexpr std::size_t kMostBytes = 65536;
 
 struct CNumberRow {
@@ -33,6 +34,8 @@ constexpr CTextRow kTexts[] = {
     {"lastViolation", &CDeviceState::lastViolation},
 };
 
+// A value that can't be read leaves the fresh one, and a name that isn't known is passed over:
+// files of other versions are read as far as they go.
 void TakeLine(std::string_view line, CDeviceState& state) {
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos)
@@ -76,6 +79,7 @@ CDeviceState LoadState(const std::string& path, const CDeviceState& fresh) {
     return state;
 }
 
+// The guard between programs keeps other writers off, so one name beside the file is enough.
 void SaveState(const std::string& path, const CDeviceState& state) {
     std::string text;
     for (const CNumberRow& row : kNumbers)

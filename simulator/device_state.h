@@ -5,6 +5,7 @@
 #include <string>
 
 // All numbers, by their names in the file. Times are milliseconds on the device's clock.
+// A new number is a line here and a default of 0; whatever else it should be, FreshState says.
 #define NVQ_SIM_STATE(X) \
     X(lamp)              \
     X(lampLit)           \

@@ -8,6 +8,7 @@
 
 #include "pictures/sample_scene.h"
 #include "simulator/builtin_photo.h"
+#include "simulator/display_curve.h"
 
 namespace {
 
@@ -16,7 +17,7 @@ namespace {
 std::uint8_t Measured(double value, std::int64_t x, std::int64_t y) {
     constexpr std::uint32_t kNoiseSeed = 135;
     const double c = value < 0.0 ? 0.0 : (value > 255.0 ? 1.0 : value / 255.0);
-    const double light = 255.0 * c * (c * (c * 0.305306011 + 0.682171111) + 0.012522878);
+    const double light = 255.0 * LightOfDisplayed(c);
     const double noisy = light + SampleRandom(x, y, kNoiseSeed);
     return static_cast<std::uint8_t>(noisy > 255.0 ? 255.0 : noisy);
 }

@@ -6,9 +6,11 @@
 
 namespace {
 
+// Colours are chosen as a screen shows them; on the page stands what a sensor would measure of
+// them, in 8 bits.
 std::uint8_t Light8(std::uint8_t value) {
     static const CLightTables tables = SrgbLight();
-    return static_cast<std::uint8_t>((tables[0][value] + 128) / 257);
+    return Light8Of(tables[0][value]);
 }
 
 CRgb LightOfColor(CRgb color) {
@@ -25,6 +27,8 @@ void PutGray(std::uint8_t* rgb, std::uint8_t light) {
     rgb[0] = rgb[1] = rgb[2] = light;
 }
 
+// A pen that covers a pixel in part: coverage of 255 is all of it. Mixed as light, as a sensor
+// mixes.
 void Cover(std::uint8_t* rgb, CRgb light, int coverage) {
     const int colors[] = {light.m_red, light.m_green, light.m_blue};
     for (int i = 0; i < 3; ++i)
@@ -58,6 +62,7 @@ void CDrawnMedium::Add(int left, int top, int width, int height, CDraw draw) {
     m_elements.push_back({left, top, width, height, std::move(draw)});
 }
 
+// Elements lie over each other in the order in which they were added.
 void CDrawnMedium::ReadLine(std::int32_t y, std::uint8_t* rgb) {
     std::memcpy(rgb, m_paper.data(), m_paper.size());
     for (const CElement& element : m_elements) {
@@ -98,7 +103,10 @@ void CDrawnMedium::AddText(int left, int top, int capHeight, CRgb color, std::st
     }
 }
 
+// Half a period black, half paper: at a period of 2 the finest that a scan at the page's own
+// resolution can hold.
 void CDrawnMedium::AddBars(int left, int top, int width, int height, int period, bool upright) {
+    // Ink isn't wholly black.
     const std::uint8_t black = Light8(20);
     Add(left, top, width, height, [=](int y, std::uint8_t* rgb) {
         for (int x = 0; x < width; ++x, rgb += 3) {
@@ -108,6 +116,7 @@ void CDrawnMedium::AddBars(int left, int top, int width, int height, int period,
     });
 }
 
+// Cells of both directions at once: shows a scan whose steps along and across differ.
 void CDrawnMedium::AddChecker(int left, int top, int width, int height, int cell) {
     const std::uint8_t black = Light8(20);
     Add(left, top, width, height, [=](int y, std::uint8_t* rgb) {
@@ -118,6 +127,7 @@ void CDrawnMedium::AddChecker(int left, int top, int width, int height, int cell
     });
 }
 
+// Step k of n has the displayed value 255 k / (n - 1), from black to white.
 void CDrawnMedium::AddRamp(int left, int top, int width, int height, int steps) {
     Add(left, top, width, height, [=](int, std::uint8_t* rgb) {
         for (int x = 0; x < width; ++x, rgb += 3)
@@ -128,6 +138,8 @@ void CDrawnMedium::AddRamp(int left, int top, int width, int height, int steps) 
 // The phase grows with the square of the radius, so that a ring's width falls with the radius.
 void CDrawnMedium::AddRings(int left, int top, int size) {
     const int half = size / 2;
+    // Phase per squared pixel, in 1/65536 of a period: at radius size / 2 two neighbours differ by
+    // half a period.
     const auto turn = static_cast<std::uint32_t>(65536 / 4 * 2 / size);
     Add(left, top, size, size, [=](int y, std::uint8_t* rgb) {
         for (int x = 0; x < size; ++x, rgb += 3) {

@@ -23,6 +23,7 @@ void WriteLiteral(std::ofstream& out, const std::string& text) {
     out << "\"},\n";
 }
 
+// An empty file is a mistake of the build: no model is empty.
 int Run(int count, char** names) {
     std::ofstream out(names[0]);
     out << "// Made by the build from the models' files.\n"

@@ -10,6 +10,7 @@
 
 namespace {
 
+// A settings file has a few thousand bytes; whatever is larger is something else.
 constexpr std::size_t kMaxBytes = 1 << 20;
 
 std::string_view Trimmed(std::string_view text) {
@@ -31,6 +32,7 @@ std::string_view WithoutRemark(std::string_view value) {
 
 }  // namespace
 
+// Lines are counted from 1 as editors do, since messages name them.
 CIniFile::CIniFile(std::string name, std::string_view text) : m_name(std::move(name)) {
     std::string section;
     for (int number = 1; !text.empty(); ++number) {
@@ -55,6 +57,7 @@ CIniFile::CIniFile(std::string name, std::string_view text) : m_name(std::move(n
     }
 }
 
+// As everywhere here, the last of several lines counts.
 std::string CIniFile::Find(std::string_view section, std::string_view key) const {
     std::string found;
     for (const CIniEntry& entry : m_entries) {
@@ -64,6 +67,8 @@ std::string CIniFile::Find(std::string_view section, std::string_view key) const
     return found;
 }
 
+// All that is wrong with a file ends as "can't be opened": the device isn't usable until somebody
+// mends it.
 void CIniFile::Fail(int line, const std::string& what) const {
     const std::string place = line > 0 ? m_name + ':' + std::to_string(line) : m_name;
     throw CSimFailure(OSTREL_OPEN_FAILED, place + ": " + what);

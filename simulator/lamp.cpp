@@ -14,6 +14,7 @@ ELamp BurningLamp(const CDeviceState& state, std::uint64_t now) {
     return burns ? static_cast<ELamp>(state.lamp) : kNoLamp;
 }
 
+// The warm-up counts from the moment when it was dark, the time-out from the last touch.
 bool LightLamp(CDeviceState& state, ELamp lamp, std::uint64_t now) {
     const bool dark = BurningLamp(state, now) != lamp;
     if (dark)
@@ -23,6 +24,7 @@ bool LightLamp(CDeviceState& state, ELamp lamp, std::uint64_t now) {
     return dark;
 }
 
+// Instant warm-up is a setting of the device: the lamp then counts as warm as soon as it burns.
 std::uint64_t WarmAt(const CSettings& settings, const CDeviceState& state) {
     if (state.instantLamp != 0)
         return state.lampLit;

@@ -5,9 +5,10 @@
 namespace {
 
 constexpr std::uint32_t kFullScale = 65535;
+// Of 255: a single bit is white from the middle of the scale on.
 constexpr std::uint8_t kWhiteFrom = 128;
 
-// Weights of the television standard, in 1/1000.
+// Weights of the television standard, in 1/1000: 0.299, 0.587, 0.114, rounded.
 std::uint16_t NtscGray(const std::uint16_t* rgb) {
     return static_cast<std::uint16_t>((299u * rgb[0] + 587u * rgb[1] + 114u * rgb[2] + 500) / 1000);
 }
@@ -17,6 +18,9 @@ std::uint16_t SensorGray(const std::uint16_t* rgb) {
     return static_cast<std::uint16_t>((rgb[0] + 2u * rgb[1] + rgb[2] + 2) / 4);
 }
 
+// A sample's noise follows from its place and the seed alone, so that a scan can be repeated bit by
+// bit, in pieces of any size. The constants are odd numbers with their bits well mixed; each step
+// spreads the high bits over the low ones.
 std::uint32_t Hash(std::uint32_t sample, std::uint32_t line, std::uint32_t seed) {
     std::uint32_t h =
         sample * 0x9E3779B1u ^ (line + 0x7F4A7C15u) * 0x85EBCA6Bu ^ seed * 0xC2B2AE35u;
@@ -25,6 +29,8 @@ std::uint32_t Hash(std::uint32_t sample, std::uint32_t line, std::uint32_t seed)
     return h ^ h >> 16;
 }
 
+// What a matrix gives beyond black or white is black or white. Written so that not-a-number is
+// black.
 std::uint16_t Held(double light) {
     return static_cast<std::uint16_t>(light > 0.0 ? std::min(light + 0.5, 65535.0) : 0.0);
 }
@@ -33,6 +39,7 @@ std::uint16_t Held(double light) {
 
 // ---- CToneMap
 
+// Each entry is brought to full scale once, here, so that a sample costs one look.
 CToneMap::CToneMap(std::uint32_t length, std::uint32_t largest, std::uint32_t entrySize,
                    const void* red, const void* green, const void* blue)
     : m_length(length) {
@@ -50,12 +57,15 @@ CToneMap::CToneMap(std::uint32_t length, std::uint32_t largest, std::uint32_t en
 
 // ---- CLineFormat
 
+// Plain 8-bit colour is most of what is scanned, and there a sample depends on one value of the
+// medium alone: 256 results for each colour, made ahead.
 CLineFormat::CLineFormat(const CLineFormatSettings& settings, const CLightTables* light)
     : m_settings(settings) {
     m_hasValueTables = settings.m_channel == EChannel::Color && settings.m_bits == 8 &&
                        !settings.m_hasMatrix && settings.m_noise == 0;
     if (!m_hasValueTables)
         return;
+    // Tables that change nothing needn't be gone through: the medium's bytes are the scan's.
     m_valuesStay = true;
     for (std::size_t color = 0; color < 3; ++color) {
         for (std::size_t i = 0; i < 256; ++i) {
@@ -68,6 +78,7 @@ CLineFormat::CLineFormat(const CLineFormatSettings& settings, const CLightTables
     }
 }
 
+// Single bits fill up to a whole byte.
 std::size_t CLineFormat::LineBytes(std::uint32_t pixels) const {
     const std::size_t samples = m_settings.m_channel == EChannel::Color ? 3 : 1;
     return (samples * pixels * m_settings.m_bits + 7) / 8;
@@ -95,6 +106,7 @@ void CLineFormat::ApplyMatrix(std::uint16_t* rgb, std::uint32_t pixels) const {
     }
 }
 
+// Errors are spread evenly from -noise to +noise, in steps of 8 bits, which are 257 of the light.
 void CLineFormat::AddNoise(std::uint32_t line, std::uint16_t* rgb, std::uint32_t pixels) const {
     const auto most = static_cast<std::int64_t>(m_settings.m_noise) * 257;
     for (std::uint32_t i = 0; i < 3 * pixels; ++i) {
@@ -106,6 +118,7 @@ void CLineFormat::AddNoise(std::uint32_t line, std::uint16_t* rgb, std::uint32_t
     }
 }
 
+// In place: sample i is written at i and read at 3 i and behind, which is never less.
 void CLineFormat::PickChannel(std::uint16_t* rgb, std::uint32_t pixels) const {
     std::uint16_t* out = rgb;
     switch (m_settings.m_channel) {
@@ -143,6 +156,8 @@ void CLineFormat::ApplyToneMap(std::uint16_t* samples, std::size_t count) const 
         samples[i] = map.Map(color, samples[i]);
 }
 
+// The order is that of the device: matrix and noise belong to the sensor, channel and tone map to
+// what it makes of it.
 void CLineFormat::Convert(std::uint32_t line, std::uint16_t* light, std::uint32_t pixels,
                           std::uint8_t* out) const {
     if (m_settings.m_hasMatrix)

@@ -13,10 +13,6 @@
 
 #include "simulator/medium.h"
 
-constexpr std::uint8_t Light8Of(std::uint32_t light) {
-    return static_cast<std::uint8_t>((light + 128) / 257);
-}
-
 // The tone map of a device: one table a colour. Light is scaled to an entry's number, light x
 // length / 65536, and the entry's value to light, value x 65535 / largest value, rounded.
 class CToneMap {

@@ -5,10 +5,13 @@
 #include <vector>
 
 #include "pictures/picture_reader.h"
+#include "platform/bitmap_headers.h"
+#include "simulator/display_curve.h"
 #include "simulator/sim_failure.h"
 
 namespace {
 
+// Of a picture that doesn't say: the unit of all places on the scanner is 1/300 inch.
 constexpr std::uint32_t kDefaultDpi = 300;
 constexpr double kFullScale = 65535.0;
 
@@ -16,19 +19,15 @@ std::uint16_t ToLight(double share) {
     return static_cast<std::uint16_t>(std::lround(std::clamp(share, 0.0, 1.0) * kFullScale));
 }
 
-// 0 for a resolution that the file doesn't tell.
-std::uint32_t DpiFrom(std::int32_t pelsPerMeter) {
-    return pelsPerMeter > 0
-               ? static_cast<std::uint32_t>((std::int64_t{pelsPerMeter} * 254 + 5000) / 10000)
-               : 0;
-}
-
-std::uint32_t FirstSet(std::uint32_t told, std::uint32_t own) {
+// A resolution as it was told, else as the file has it.
+std::uint32_t DpiOf(std::uint32_t told, std::int32_t pelsPerMeter) {
     if (told != 0)
         return told;
-    return own != 0 ? own : kDefaultDpi;
+    const std::int32_t own = DotsPerInch(pelsPerMeter);
+    return own > 0 ? static_cast<std::uint32_t>(own) : kDefaultDpi;
 }
 
+// Reads its file line by line as the scan goes on: a page is never held whole.
 class CPictureMedium final : public CMedium {
   public:
     CPictureMedium(std::string path, const CPlacing& placing);
@@ -52,8 +51,8 @@ CPictureMedium::CPictureMedium(std::string path, const CPlacing& placing)
     const CPictureInfo& info = m_reader->Info();
     m_width = info.m_width;
     m_height = info.m_height;
-    m_xDpi = FirstSet(placing.m_xDpi, DpiFrom(info.m_xPelsPerMeter));
-    m_yDpi = FirstSet(placing.m_yDpi, DpiFrom(info.m_yPelsPerMeter));
+    m_xDpi = DpiOf(placing.m_xDpi, info.m_xPelsPerMeter);
+    m_yDpi = DpiOf(placing.m_yDpi, info.m_yPelsPerMeter);
     m_raw.resize(m_reader->LineBytes());
     if (placing.m_encoding != kEncodingLinear)
         m_light = std::make_unique<CLightTables>(SrgbLight());
@@ -61,6 +60,7 @@ CPictureMedium::CPictureMedium(std::string path, const CPlacing& placing)
         *m_light = NegativeLight(*m_light);
 }
 
+// A file that breaks off in the middle fails the scan there, and says which.
 void CPictureMedium::Fetch(std::uint8_t* target) {
     if (!m_reader->ReadLines(target, 1))
         throw CSimFailure(OSTREL_COMMUNICATION, m_path + ' ' + m_reader->Error());
@@ -92,13 +92,11 @@ std::unique_ptr<CMedium> OpenPictureMedium(const std::string& path, const CPlaci
     return std::make_unique<CPictureMedium>(path, placing);
 }
 
-// A cubic that keeps to the display's curve within half a percent. Only + and *, which have the
-// same bits on every machine.
+// The same for all three colours.
 CLightTables SrgbLight() {
     CLightTables tables;
     for (std::size_t i = 0; i < 256; ++i) {
-        const double c = static_cast<double>(i) / 255.0;
-        const double light = c * (c * (c * 0.305306011 + 0.682171111) + 0.012522878);
+        const double light = LightOfDisplayed(static_cast<double>(i) / 255.0);
         for (auto& table : tables)
             table[i] = ToLight(light);
     }

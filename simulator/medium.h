@@ -16,6 +16,12 @@ constexpr std::uint16_t LightOf(std::uint8_t value) {
     return static_cast<std::uint16_t>(value * 257);
 }
 
+// The other way: light / 257, rounded.
+constexpr std::uint8_t Light8Of(std::uint32_t light) {
+    return static_cast<std::uint8_t>((light + 128) / 257);
+}
+
+// Resolutions are dots per inch; where the medium lies is the placing's business.
 class CMedium {
   public:
     virtual ~CMedium() = default;

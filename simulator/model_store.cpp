@@ -8,6 +8,7 @@
 
 namespace {
 
+// Stands in place of a folder in paths of the module's own models.
 constexpr const char* kEmbedded = "embedded:";
 
 bool IsFile(const std::string& path) {
@@ -26,6 +27,7 @@ std::vector<std::string> ModelFolders() {
     return folders;
 }
 
+// By the file's name, with its ending.
 const char* EmbeddedText(const std::string& name) {
     for (std::size_t i = 0; i < kEmbeddedModelCount; ++i) {
         if (name == kEmbeddedModels[i].name)
@@ -34,6 +36,7 @@ const char* EmbeddedText(const std::string& name) {
     return nullptr;
 }
 
+// A model that is found by one name and calls itself by another would get the wrong profile.
 CSettings Checked(const CSettings& settings, const std::string& name, const CIniFile& ini) {
     if (settings.m_model != name)
         ini.Fail(0, "is the model \"" + settings.m_model + "\", and its file must be named so");
@@ -42,6 +45,7 @@ CSettings Checked(const CSettings& settings, const std::string& name, const CIni
 
 }  // namespace
 
+// The user's own come first, so that a copy of a built-in model can stand in for it.
 CSettings LoadModel(const std::string& name) {
     // The name becomes part of a path.
     if (name.empty() || name.find('/') != std::string::npos)
@@ -62,6 +66,7 @@ CSettings LoadModel(const std::string& name) {
     throw CSimFailure(OSTREL_OPEN_FAILED, "there is no model \"" + name + '"');
 }
 
+// A device without a file is the default model as it is: a folder is enough to make one.
 CSettings LoadDeviceSettings(const std::string& folder) {
     const std::string path = folder + "/device.ini";
     const CIniFile ini(path, IsFile(path) ? ReadSettingsText(path) : std::string());
@@ -71,6 +76,7 @@ CSettings LoadDeviceSettings(const std::string& folder) {
     return settings;
 }
 
+// Read anew at each question, so that a profile can be changed without opening the device again.
 std::string LoadDeviceProfile(const CSettings& settings) {
     if (settings.m_profile.empty() || settings.m_profile == kNoPicture)
         return {};

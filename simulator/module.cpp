@@ -15,6 +15,7 @@ namespace {
 
 constexpr const char* kClassName = "Simulated scanner";
 
+// The object begins with one reference, which this gives back: a query that fails deletes it.
 HRESULT MakeObject(const std::string& model, std::uint32_t facets, REFIID iid, void** object) {
     auto* toolkit = new (std::nothrow) CSimToolkit(model, facets);
     if (!toolkit)
@@ -53,6 +54,8 @@ class CSimFactory final : public IClassFactory, public IOstrelModelFactory {
     HRESULT CreateForModel(LPCOLESTR model, IUnknown** object) override;
 };
 
+// A model that can't be had is a class that can't be had; the line that says why has gone to
+// standard error.
 HRESULT CSimFactory::CreateForModel(LPCOLESTR model, IUnknown** object) {
     if (!model || !object)
         return E_POINTER;
@@ -89,6 +92,7 @@ NVQ_EXPORT HRESULT DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object)
                                           : CLASS_E_CLASSNOTAVAILABLE;
 }
 
+// Objects and locks of the server count alike.
 NVQ_EXPORT HRESULT DllCanUnloadNow() {
     return g_moduleUses == 0 ? S_OK : S_FALSE;
 }
@@ -104,12 +108,13 @@ NVQ_EXPORT HRESULT DllRegisterServer() {
         if (error == ERROR_SUCCESS)
             error = WriteText(server, nullptr, path);
         if (error == ERROR_SUCCESS)
-            error = WriteText(server, "ThreadingModel", "Both");
+            error = WriteText(server, "ThreadingModel", "Both");  // any thread may use objects
         hr = ResultFromError(error);
     });
     return code == OSTREL_NO_ERROR ? hr : E_FAIL;
 }
 
+// That there was nothing to take away is as good.
 NVQ_EXPORT HRESULT DllUnregisterServer() {
     HRESULT hr = E_FAIL;
     const DWORD code = Contain([&] {

@@ -71,6 +71,7 @@ enum class EOperation {
 #undef NVQ_SIM_NAME
 };
 
+// A row of the list above, to be looked up by number.
 struct COperation {
     const char* name;
     bool underLock;

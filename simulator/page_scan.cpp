@@ -5,16 +5,19 @@
 
 namespace {
 
+// 1/300 inch from the medium's edge to the window's; negative where the window begins ahead of it.
 std::int64_t Behind(std::uint32_t edge, std::uint32_t place) {
     return std::int64_t{edge} - std::int64_t{place};
 }
 
+// An empty glass: all that a scan sees is the lid.
 class CNoMedium final : public CMedium {
   public:
     CNoMedium() { m_xDpi = m_yDpi = 300; }
     void ReadLine(std::int32_t, std::uint8_t*) override {}
 };
 
+// Paper of the size and resolution of another sheet.
 class CBlankSheet final : public CMedium {
   public:
     explicit CBlankSheet(const CMedium& like) {
@@ -46,6 +49,7 @@ CPageScan::CPageScan(std::unique_ptr<CMedium> medium, const CPlacing& place, CRg
       m_lineBytes(m_format.LineBytes(window.m_pixels)),
       m_light(std::size_t{window.m_pixels} * 3),
       m_lidLine(m_lineBytes) {
+    // The lid's bytes are worked out once; they fill a line on both sides of the medium.
     if (!m_format.HasValueTables() || !m_resampler.IsExact())
         return;
     for (std::size_t i = 0; i < m_light.size(); i += 3) {
@@ -56,6 +60,7 @@ CPageScan::CPageScan(std::unique_ptr<CMedium> medium, const CPlacing& place, CRg
     m_format.Convert(0, m_light.data(), window.m_pixels, m_lidLine.data());
 }
 
+// The short way copies the medium's bytes and maps them; any other goes through 16-bit light.
 void CPageScan::MakeLine(std::uint8_t* out) {
     const std::uint32_t pixels = m_resampler.Pixels();
     if (!m_format.HasValueTables() || !m_resampler.IsExact()) {
@@ -71,6 +76,8 @@ void CPageScan::MakeLine(std::uint8_t* out) {
     std::memcpy(out + std::size_t{end} * 3, m_lidLine.data(), std::size_t{pixels - end} * 3);
 }
 
+// Whole lines go straight into the caller's buffer. A line of which only a part fits is kept until
+// the rest is asked for.
 std::size_t CPageScan::Read(std::uint8_t* out, std::size_t bytes, std::uint32_t endLine) {
     const std::uint32_t lines = std::min(endLine, Lines());
     std::size_t done = 0;

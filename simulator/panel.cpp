@@ -17,6 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// A relative path would be another place for each program.
 std::string AbsoluteFrom(const char* variable) {
     const char* value = std::getenv(variable);
     return value && value[0] == '/' ? value : "";
@@ -30,6 +31,7 @@ struct CActRow {
     const char* name;
     CChange change;
 };
+// Acts that are a name and nothing more.
 constexpr CActRow kActs[] = {
     {"cancel", [](CDeviceState& state) { state.cancelPressed = 1; }},
     {"unload", [](CDeviceState& state) { state.sheetsInTray = 0; }},
@@ -57,11 +59,13 @@ std::optional<std::uint32_t> NumberBehind(std::string_view act, std::string_view
     return number;
 }
 
+// A new stack begins with its first sheet, whatever was scanned of the one before.
 void Load(CDeviceState& state, std::uint32_t sheets) {
     state.sheetsInTray = sheets;
     state.nextSheet = 1;
 }
 
+// For callers outside the toolkit, who get a line to show in place of a code.
 template <class TAction>
 bool Guarded(std::string* error, TAction action) {
     try {
@@ -92,6 +96,7 @@ void MakeFolder(const std::string& path) {
         Fail(path + ": " + error.message());
 }
 
+// The folder may be missing on a device that was never opened.
 void Act(const CDeviceFolder& folder, const std::string& act) {
     MakeFolder(folder.Panel());
     WriteNew(folder.Panel() + '/' + act, "");
@@ -116,6 +121,7 @@ std::string SimulatedPort(const std::string& deviceFolder) {
     return CDeviceFolder(deviceFolder).Port();
 }
 
+// The model is loaded first: a device of a model that there isn't could never be opened.
 bool MakeSimulatedDevice(const std::string& deviceFolder, const std::string& model,
                          std::string* error) {
     return Guarded(error, [&] {
@@ -150,6 +156,7 @@ bool ActOnDevice(const std::string& deviceFolder, const std::string& act, std::s
     });
 }
 
+// A device that reports both ways presses for the next poll even when nobody listens at the pipe.
 bool PressButton(const std::string& deviceFolder, unsigned button, std::string* error) {
     return Guarded(error, [&] {
         if (!fs::is_directory(deviceFolder))
@@ -188,6 +195,7 @@ bool ApplyAct(const std::string& act, const CSettings& settings, CDeviceState& s
     const auto button = NumberBehind(act, "press");
     if (!button || *button < 1 || *button > settings.m_numbers.m_buttons)
         return false;
+    // One bit a button: a second press before the poll is the same press.
     state.buttonsPending |= std::uint64_t{1} << (*button - 1);
     return true;
 }

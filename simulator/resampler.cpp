@@ -6,11 +6,15 @@
 
 namespace {
 
+// Weights count in 1/65536, so that a sum of them times 16-bit light fits 32 bits: one x 65535 is
+// below 2^32.
 constexpr std::int64_t kOne = 65536;
 constexpr std::uint32_t kHalf = kOne / 2;
 constexpr std::int64_t kUnitsPerInch = 300;
+// Of m_rowIndex: nothing has been made there yet.
 constexpr std::int64_t kNoRow = std::numeric_limits<std::int64_t>::min();
 
+// Toward minus infinity, where / goes toward zero: windows may begin left of the medium.
 std::int64_t FloorDiv(std::int64_t a, std::int64_t b) {
     return a >= 0 ? a / b : -((-a + b - 1) / b);
 }
@@ -37,6 +41,7 @@ CScanAxis::CScanAxis(std::uint32_t count, std::uint32_t resolution, std::int64_t
     const std::int64_t unit = kUnitsPerInch * resolution;
     const std::int64_t length = kUnitsPerInch * dpi;
     const std::int64_t start = origin * resolution * dpi;
+    // Squares that coincide with the medium's pixels need no arithmetic.
     m_exact = resolution == dpi && start % unit == 0;
     m_taps.reserve(count);
     for (std::uint32_t i = 0; i < count; ++i) {
@@ -52,6 +57,9 @@ CScanAxis::CScanAxis(std::uint32_t count, std::uint32_t resolution, std::int64_t
     }
 }
 
+// The scanned square covers the medium from `from` on for `length`. A pixel's weight is the part of
+// the square up to its end less that up to its begin, both rounded, so that the weights sum up to
+// one whatever the rounding was.
 void CScanAxis::AddMean(std::int64_t from, std::int64_t length, std::int64_t unit) {
     const std::int64_t first = FloorDiv(from, unit);
     const auto begin = static_cast<std::uint32_t>(m_weights.size());
@@ -75,6 +83,8 @@ void CScanAxis::AddBetween(std::int64_t from, std::int64_t length, std::int64_t 
     m_weights.push_back(static_cast<std::uint32_t>(behind));
 }
 
+// The lid is filled in once around the part of a line that is looked at; lines of the medium then
+// overwrite what lies on it.
 CResampler::CResampler(CMedium& medium, CScanAxis across, CScanAxis along, CRgb lid)
     : m_medium(medium),
       m_across(std::move(across)),
@@ -112,6 +122,7 @@ void CResampler::ExactLine(std::uint32_t line, std::uint8_t* rgb, std::uint32_t*
 }
 
 // The light of the medium's pixels `from` to `to`.
+// Without tables the values are the light, and one multiplication does.
 void CResampler::Sense(std::int64_t from, std::int64_t to, std::uint16_t* light) const {
     const std::uint8_t* value = m_values.data() + from * 3;
     const std::uint8_t* const end = m_values.data() + to * 3;
@@ -128,6 +139,8 @@ void CResampler::Sense(std::int64_t from, std::int64_t to, std::uint16_t* light)
     }
 }
 
+// Across first: a row of the medium becomes one of the scan's width, and is kept for as many
+// scanned lines as touch it.
 void CResampler::MakeRow(std::int64_t y, std::uint16_t* row) {
     m_medium.ReadLine(static_cast<std::int32_t>(y), m_values.data());
     const std::int64_t from = std::max<std::int64_t>(m_across.First(), 0);
@@ -154,6 +167,8 @@ void CResampler::MakeRow(std::int64_t y, std::uint16_t* row) {
     }
 }
 
+// Lines are asked for in their order and touch neighbours, so two rows are enough: even and odd
+// ones have a place each.
 const std::uint16_t* CResampler::RowAt(std::int64_t y) {
     if (y < 0 || y >= m_medium.Height())
         return m_lidRow.data();
@@ -168,6 +183,7 @@ const std::uint16_t* CResampler::RowAt(std::int64_t y) {
 void CResampler::Line(std::uint32_t line, std::uint16_t* rgb) {
     const CScanAxis::CTaps& taps = m_along.At(line);
     const std::size_t samples = m_sum.size();
+    // One row of the medium is all that the line covers.
     if (taps.count == 1) {
         std::copy_n(RowAt(taps.first), samples, rgb);
         return;

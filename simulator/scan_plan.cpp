@@ -22,6 +22,7 @@ struct CSourceLimits {
     const BYTE* grayDepths;
 };
 
+// A frame of a template may be larger than the adapter says of itself: the largest of all counts.
 CSourceLimits AdapterLimits(const CSettings& settings) {
     const OstrelXpaCaps& xpa = settings.m_numbers.m_xpa;
     CSourceLimits limits = {xpa.xpaWidth,       xpa.xpaHeight,      xpa.minResolution,
@@ -34,6 +35,7 @@ CSourceLimits AdapterLimits(const CSettings& settings) {
     return limits;
 }
 
+// A source that the device hasn't got is refused here, ahead of any number.
 CSourceLimits LimitsOf(const CSettings& settings, ESource source) {
     const OstrelDeviceCaps& device = settings.m_numbers.m_device;
     const OstrelAdf2Caps& adf = settings.m_numbers.m_adf2;
@@ -68,6 +70,7 @@ void CheckRange(const char* what, std::uint32_t value, std::uint32_t least, std:
                std::to_string(least) + " to " + std::to_string(most));
 }
 
+// Differences are taken only of what was checked to be no smaller, so that none wraps.
 void CheckWindow(const OstrelScanParams& params, const CSourceLimits& limits) {
     CheckRange("xResolution", params.xResolution, limits.minResolution, limits.maxXResolution);
     CheckRange("yResolution", params.yResolution, limits.minResolution, limits.maxYResolution);
@@ -77,6 +80,7 @@ void CheckWindow(const OstrelScanParams& params, const CSourceLimits& limits) {
     CheckRange("height", params.height, 0, limits.height - params.top);
 }
 
+// The mask of the parameters and the flag of the record have the same bits.
 struct CChannelRow {
     WORD mask;
     WORD flag;  // of channelFlags
@@ -87,6 +91,7 @@ constexpr CChannelRow kChannels[] = {
     {4, 4, EChannel::Blue}, {16, 16, EChannel::DeviceGray},
 };
 
+// The device's own gray may end at a resolution below that of the colours.
 EChannel ChannelOf(const OstrelDeviceCaps& device, const OstrelScanParams& params) {
     const auto* row =
         std::find_if(std::begin(kChannels), std::end(kChannels),
@@ -126,6 +131,7 @@ void CheckDepth(const OstrelDeviceCaps& device, const OstrelScanParams& params,
                " can't be had in colorMode " + std::to_string(params.colorMode));
 }
 
+// A flag that the record doesn't announce is a mistake of the program, not one to be passed over.
 void CheckFlags(const OstrelDeviceCaps& device, const OstrelScanParams& params,
                 const CSourceLimits& limits) {
     DWORD known = 0;
@@ -138,12 +144,15 @@ void CheckFlags(const OstrelDeviceCaps& device, const OstrelScanParams& params,
         Refuse("scanFlags " + std::to_string(params.scanFlags) + " aren't known here");
 }
 
+// 1/300 inch x dots per inch / 300, truncated: as the driver reckons too.
 std::uint32_t Dots(DWORD length, WORD resolution) {
     return static_cast<std::uint32_t>(std::uint64_t{length} * resolution / 300);
 }
 
 }  // namespace
 
+// Everything is checked that a real device would refuse, or worse, wouldn't: a driver shows its
+// mistakes here.
 CScanPlan PlanScan(const CSettings& settings, const OstrelScanParams& params) {
     constexpr ESource kSourceOf[] = {kFlatbed, kFeeder, kAdapter, kAdapter};
     CheckRange("source", params.source, OSTREL_SOURCE_FLATBED, OSTREL_SOURCE_NEGATIVE);

@@ -14,6 +14,7 @@
 #include "simulator/settings.h"
 
 // A scan from StartScan to EndScan.
+// Shared with the thread that reads: a scan that is ended under it stays until its read comes back.
 struct CRunningScan {
     std::mutex m_reading;  // guards the scan's lines
     std::unique_ptr<CPageScan> m_page;
@@ -45,6 +46,7 @@ struct CSession {
     CHandle m_pipe;  // open, so that no event gets lost while nobody waits for it
     std::uint32_t m_lockDepth = 0;
 
+    // Below: guarded by m_mutex, as the device's other threads may end the session.
     bool m_openFinished = false;
     ELamp m_lamp = kFlatbedLamp;       // that the session lit last
     ELamp m_calibratedLamp = kNoLamp;  // for which its calibration holds

@@ -6,13 +6,16 @@ namespace {
 
 using enum ESetting;
 
+// A row's place; all of them stand in one plain record.
 #define AT(member) offsetof(CNumbers, member)
 
+// Bounds that keep later products within their types: lengths are 1/300 inch.
 constexpr std::uint32_t kMostLength = 12000;  // 40 inches
 constexpr std::uint32_t kMostDpi = 9600;
 constexpr std::uint32_t kMostLine = 1000000;
 constexpr const char* kEncodings = "linear srgb negative ";
 
+// A record's fields need no words here: they have them in the toolkit's records.
 constexpr CSettingRow kRows[] = {
     // What the device's records tell, by the names of their fields.
     {"device", "lampWarmUpFlatbed", Word, AT(m_device.lampWarmUpFlatbed)},
@@ -70,8 +73,10 @@ constexpr CSettingRow kRows[] = {
     {"nvram", "items", Dword, AT(m_nvram.items)},
 
     // Of the transfer types only the uncompressed one is produced.
-    {"compression", "supportedTypes", Dword, AT(m_compression.supportedTypes), 1, 1},
-    {"compression", "defaultType", Dword, AT(m_compression.defaultType), 1, 1},
+    {"compression", "supportedTypes", Dword, AT(m_compression.supportedTypes), 1, 1, nullptr, "1",
+     "uncompressed"},
+    {"compression", "defaultType", Dword, AT(m_compression.defaultType), 1, 1, nullptr, "1",
+     "uncompressed"},
     {"compression", "minQFactor", Dword, AT(m_compression.minQFactor)},
     {"compression", "maxQFactor", Dword, AT(m_compression.maxQFactor)},
     {"compression", "maxResolution", Word, AT(m_compression.maxResolution)},
@@ -84,50 +89,86 @@ constexpr CSettingRow kRows[] = {
     {"colorMatrix", "hasMatrix", Byte, AT(m_colorMatrix.hasMatrix)},
 
     // What else the device has.
-    {"lamp", "timeout", Dword, AT(m_lampTimeout), 1, 60 * 24},
-    {"properties", "CurrentLampOn", Dword, AT(m_hasCurrentLampOn), 0, 1},
-    {"properties", "ADF", Dword, AT(m_hasAdfProperty), 0, 1},
-    {"properties", "XPA", Dword, AT(m_hasXpaProperty), 0, 1},
-    {"jobGate", "state", Dword, AT(m_jobGateState), 0, 0xFFFFFFFFu},
-    {"pendingTask", "waiting", Dword, AT(m_pendingTask), 0, 1},
-    {"buttons", "count", Dword, AT(m_buttons), 0, sizeof(CNumbers::m_buttonBytes)},
-    {"buttons", "report", Choice, AT(m_report), kReportPoll, 0, "poll pipe both "},
-    {"buttons", "bytes", ByteList, AT(m_buttonBytes), 0, sizeof(CNumbers::m_buttonBytes)},
+    {"lamp", "timeout", Dword, AT(m_lampTimeout), 1, 60 * 24, nullptr, "15",
+     "minutes without use after which a lamp goes out"},
+    {"properties", "CurrentLampOn", Dword, AT(m_hasCurrentLampOn), 0, 1, nullptr, nullptr,
+     "1: the device tells which lamp burns"},
+    {"properties", "ADF", Dword, AT(m_hasAdfProperty), 0, 1, nullptr, nullptr,
+     "1: it tells whether the feeder is attached"},
+    {"properties", "XPA", Dword, AT(m_hasXpaProperty), 0, 1, nullptr, nullptr,
+     "1: it tells whether the adapter is attached"},
+    {"jobGate", "state", Dword, AT(m_jobGateState), 0, 0xFFFFFFFFu, nullptr, "2",
+     "what an open gate tells: 2 ready, 3 open, 1 closed"},
+    {"pendingTask", "waiting", Dword, AT(m_pendingTask), 0, 1, nullptr, nullptr,
+     "1: a task waits at first"},
+    {"buttons", "count", Dword, AT(m_buttons), 0, sizeof(CNumbers::m_buttonBytes), nullptr, nullptr,
+     "buttons of the device"},
+    {"buttons", "report", Choice, AT(m_report), kReportPoll, 0, "poll pipe both ", "both",
+     "how presses reach a program"},
+    {"buttons", "bytes", ByteList, AT(m_buttonBytes), 0, sizeof(CNumbers::m_buttonBytes), nullptr,
+     "1,2,4,8,16,32,64,128,8,9,10,11,12,13,14,15,16,17,18,19,20,21,22,23,24,25,26,27,28,29,30,31",
+     "what each button sends through the pipe"},
 
     // What lies on it.
-    {"flatbed", "dpi", Dpi, AT(m_flatbed.m_xDpi), 1, kMostDpi},
-    {"flatbed", "encoding", Choice, AT(m_flatbed.m_encoding), 0, 0, kEncodings},
-    {"flatbed", "left", Dword, AT(m_flatbed.m_left), 0, kMostLength},
-    {"flatbed", "top", Dword, AT(m_flatbed.m_top), 0, kMostLength},
-    {"flatbed", "lid", Rgb, AT(m_lids[kFlatbed])},
-    {"feeder", "dpi", Dpi, AT(m_pages.m_xDpi), 1, kMostDpi},
-    {"feeder", "encoding", Choice, AT(m_pages.m_encoding), 0, 0, kEncodings},
-    {"feeder", "left", Dword, AT(m_pages.m_left), 0, kMostLength},
-    {"feeder", "lid", Rgb, AT(m_lids[kFeeder])},
-    {"feeder", "sheets", Dword, AT(m_sheets), 0, 1000000},
-    {"feeder", "measuresLength", Dword, AT(m_measuresLength), 0, 1},
-    {"feeder", "duplexSwitch", Dword, AT(m_duplexSwitch), 0, 1},
-    {"adapter", "lid", Rgb, AT(m_lids[kAdapter])},
-    {"adapter", "film", Choice, AT(m_film), 0, 0, "slide negative "},
-    {"slide", "dpi", Dpi, AT(m_slide.m_xDpi), 1, kMostDpi},
-    {"slide", "encoding", Choice, AT(m_slide.m_encoding), 0, 0, kEncodings},
-    {"slide", "left", Dword, AT(m_slide.m_left), 0, kMostLength},
-    {"slide", "top", Dword, AT(m_slide.m_top), 0, kMostLength},
-    {"negative", "dpi", Dpi, AT(m_negative.m_xDpi), 1, kMostDpi},
-    {"negative", "encoding", Choice, AT(m_negative.m_encoding), 0, 0, kEncodings},
-    {"negative", "left", Dword, AT(m_negative.m_left), 0, kMostLength},
-    {"negative", "top", Dword, AT(m_negative.m_top), 0, kMostLength},
+    {"flatbed", "dpi", Dpi, AT(m_flatbed.m_xDpi), 1, kMostDpi, nullptr, nullptr,
+     "of the picture; without it as the file says, else 300"},
+    {"flatbed", "encoding", Choice, AT(m_flatbed.m_encoding), 0, 0, kEncodings, nullptr,
+     "what its values stand for"},
+    {"flatbed", "left", Dword, AT(m_flatbed.m_left), 0, kMostLength, nullptr, nullptr,
+     "where it lies, 1/300 inch"},
+    {"flatbed", "top", Dword, AT(m_flatbed.m_top), 0, kMostLength, nullptr, nullptr,
+     "the same from the top"},
+    {"flatbed", "lid", Rgb, AT(m_lids[kFlatbed]), 0, 0, nullptr, "236,236,234",
+     "what is around it"},
+    {"feeder", "dpi", Dpi, AT(m_pages.m_xDpi), 1, kMostDpi, nullptr, nullptr, "of all pages"},
+    {"feeder", "encoding", Choice, AT(m_pages.m_encoding), 0, 0, kEncodings, nullptr,
+     "of all pages"},
+    {"feeder", "left", Dword, AT(m_pages.m_left), 0, kMostLength, nullptr, nullptr,
+     "where pages lie, 1/300 inch"},
+    {"feeder", "lid", Rgb, AT(m_lids[kFeeder]), 0, 0, nullptr, "40,40,40", "what is around a page"},
+    {"feeder", "sheets", Dword, AT(m_sheets), 0, 1000000, nullptr, "3", "in a full tray"},
+    {"feeder", "measuresLength", Dword, AT(m_measuresLength), 0, 1, nullptr, nullptr,
+     "1: feeding tells the page's length"},
+    {"feeder", "duplexSwitch", Dword, AT(m_duplexSwitch), 0, 1, nullptr, nullptr,
+     "1: the switch is at duplex at first"},
+    {"adapter", "lid", Rgb, AT(m_lids[kAdapter]), 0, 0, nullptr, "4,4,4", "the holder of the film"},
+    {"adapter", "film", Choice, AT(m_film), 0, 0, "slide negative ", nullptr,
+     "which of the two lies in it at first"},
+    {"slide", "dpi", Dpi, AT(m_slide.m_xDpi), 1, kMostDpi, nullptr, nullptr, "of the picture"},
+    {"slide", "encoding", Choice, AT(m_slide.m_encoding), 0, 0, kEncodings, nullptr,
+     "what its values stand for"},
+    {"slide", "left", Dword, AT(m_slide.m_left), 0, kMostLength, nullptr, nullptr,
+     "where it lies, 1/300 inch"},
+    {"slide", "top", Dword, AT(m_slide.m_top), 0, kMostLength, nullptr, nullptr,
+     "the same from the top"},
+    {"negative", "dpi", Dpi, AT(m_negative.m_xDpi), 1, kMostDpi, nullptr, nullptr,
+     "of the picture"},
+    {"negative", "encoding", Choice, AT(m_negative.m_encoding), 0, 0, kEncodings, nullptr,
+     "what its values stand for"},
+    {"negative", "left", Dword, AT(m_negative.m_left), 0, kMostLength, nullptr, nullptr,
+     "where it lies, 1/300 inch"},
+    {"negative", "top", Dword, AT(m_negative.m_top), 0, kMostLength, nullptr, nullptr,
+     "the same from the top"},
 
     // How it behaves.
-    {"behaviour", "linesPerSecond", Dword, AT(m_linesPerSecond), 0, kMostLine},
-    {"behaviour", "calibrationTime", Dword, AT(m_calibrationTime), 0, 600000},
-    {"behaviour", "endAtLine", Dword, AT(m_endAtLine), 0, kMostLine},
-    {"behaviour", "jamAtSheet", Dword, AT(m_jamAtSheet), 0, 1000000},
-    {"behaviour", "jamAtLine", Dword, AT(m_jamAtLine), 0, kMostLine},
-    {"behaviour", "hatchOpen", Dword, AT(m_hatchOpen), 0, 1},
-    {"behaviour", "noise", Dword, AT(m_noise), 0, 128},
-    {"behaviour", "seed", Dword, AT(m_seed)},
-    {"behaviour", "record", Dword, AT(m_record), 0, 1},
+    {"behaviour", "linesPerSecond", Dword, AT(m_linesPerSecond), 0, kMostLine, nullptr, nullptr,
+     "speed of the carriage; 0: as fast as it can"},
+    {"behaviour", "calibrationTime", Dword, AT(m_calibrationTime), 0, 600000, nullptr, nullptr,
+     "milliseconds"},
+    {"behaviour", "endAtLine", Dword, AT(m_endAtLine), 0, kMostLine, nullptr, nullptr,
+     "the medium ends behind this line of each scan; 0: never"},
+    {"behaviour", "jamAtSheet", Dword, AT(m_jamAtSheet), 0, 1000000, nullptr, nullptr,
+     "this sheet jams when it is fed; 0: none"},
+    {"behaviour", "jamAtLine", Dword, AT(m_jamAtLine), 0, kMostLine, nullptr, nullptr,
+     "a sheet jams behind this line; 0: never"},
+    {"behaviour", "hatchOpen", Dword, AT(m_hatchOpen), 0, 1, nullptr, nullptr,
+     "1: the feeder's hatch is open at first"},
+    {"behaviour", "noise", Dword, AT(m_noise), 0, 128, nullptr, nullptr,
+     "largest error of the sensor, in steps of 8 bits"},
+    {"behaviour", "seed", Dword, AT(m_seed), 0, 0, nullptr, nullptr,
+     "of the noise; the same in each scan"},
+    {"behaviour", "record", Dword, AT(m_record), 0, 1, nullptr, nullptr,
+     "1: every call goes to calls.log"},
 };
 
 #undef AT
@@ -136,4 +177,18 @@ constexpr CSettingRow kRows[] = {
 
 std::span<const CSettingRow> SettingRows() {
     return kRows;
+}
+
+// Rows of flags say nothing: every bit that the field has may be set.
+std::uint32_t LargestOf(const CSettingRow& row) {
+    if (row.most != 0)
+        return row.most;
+    switch (row.kind) {
+        case ESetting::Byte:
+            return 0xFF;
+        case ESetting::Word:
+            return 0xFFFF;
+        default:
+            return 0xFFFFFFFFu;
+    }
 }

@@ -11,12 +11,14 @@
 namespace {
 
 constexpr std::size_t kMaxModelChars = kOstrelModelChars - 1;
+// Of a feeder's list: a misspelt number mustn't make a list of millions.
 constexpr std::size_t kMaxPages = 1000;
 
 struct CFacetName {
     const char* name;
     EFacet facet;
 };
+// As the interfaces are called, without their "IOstrel".
 constexpr CFacetName kFacetNames[] = {
     {"ADF", kFacetAdf},
     {"ADF2", kFacetAdf2},
@@ -38,26 +40,10 @@ constexpr CFacetName kFacetNames[] = {
     {"PendingTask", kFacetPendingTask},
 };
 
-// What a file leaves out.
-CNumbers DefaultNumbers() {
-    CNumbers numbers = {};
-    numbers.m_lampTimeout = 15;
-    numbers.m_jobGateState = 2;
-    numbers.m_report = kReportBoth;
-    numbers.m_sheets = 3;
-    numbers.m_compression.supportedTypes = OSTREL_UNCOMPRESSED;
-    numbers.m_compression.defaultType = OSTREL_UNCOMPRESSED;
-    numbers.m_lids[kFlatbed] = {236, 236, 234};
-    numbers.m_lids[kFeeder] = {40, 40, 40};
-    numbers.m_lids[kAdapter] = {4, 4, 4};
-    for (std::size_t i = 0; i < std::size(numbers.m_buttonBytes); ++i)
-        numbers.m_buttonBytes[i] = static_cast<std::uint8_t>(i < 8 ? 1u << i : i);
-    return numbers;
-}
-
 // ---- Values
 
 // Decimal, or hexadecimal behind "0x".
+// All of the text must be the number: "3x" is a mistake, not a 3.
 std::optional<std::uint32_t> ToNumber(std::string_view text) {
     const bool hex = text.starts_with("0x");
     if (hex)
@@ -82,19 +68,6 @@ std::vector<std::string_view> Split(std::string_view text, std::string_view sign
         parts.push_back(text.substr(0, end));
     }
     return parts;
-}
-
-std::uint32_t LargestOf(const CSettingRow& row) {
-    if (row.most != 0)
-        return row.most;
-    switch (row.kind) {
-        case ESetting::Byte:
-            return 0xFF;
-        case ESetting::Word:
-            return 0xFFFF;
-        default:
-            return 0xFFFFFFFFu;
-    }
 }
 
 // Reads one entry into its place, or says what is wrong with it.
@@ -135,6 +108,7 @@ std::uint32_t CValueReader::Number(std::string_view text, std::uint32_t least,
     return *value;
 }
 
+// The kinds that are more than one number have readers of their own.
 void CValueReader::Read(const CSettingRow& row) const {
     switch (row.kind) {
         case ESetting::Depths:
@@ -173,6 +147,7 @@ void CValueReader::ReadDepths(const CSettingRow& row) const {
         Store(row, depths[i], i);
 }
 
+// Fewer values than there is room for leave the rest at its default.
 void CValueReader::ReadBytes(const CSettingRow& row) const {
     std::size_t index = 0;
     for (const std::string_view part : Split(m_entry.m_value, " ,")) {
@@ -190,6 +165,7 @@ void CValueReader::ReadRgb(const CSettingRow& row) const {
         Store(row, static_cast<BYTE>(Number(parts[i], 0, 255)), i);
 }
 
+// One number counts for both directions.
 void CValueReader::ReadDpi(const CSettingRow& row) const {
     const auto parts = Split(m_entry.m_value, " x");
     if (parts.empty() || parts.size() > 2)
@@ -198,6 +174,7 @@ void CValueReader::ReadDpi(const CSettingRow& row) const {
     Store(row, Number(parts.back(), row.least, row.most), 1);
 }
 
+// Stored as the place of the name, counted from the row's least.
 void CValueReader::ReadChoice(const CSettingRow& row) const {
     const auto names = Split(row.choices, " ");
     const auto found = std::find(names.begin(), names.end(), m_entry.m_value);
@@ -206,8 +183,20 @@ void CValueReader::ReadChoice(const CSettingRow& row) const {
     Store(row, row.least + static_cast<std::uint32_t>(found - names.begin()));
 }
 
+// What a file leaves out: read by the same reader as what it has.
+CNumbers DefaultNumbers() {
+    CNumbers numbers = {};
+    const CIniFile table("defaults", {});
+    for (const CSettingRow& row : SettingRows()) {
+        if (row.initial)
+            CValueReader(table, {row.section, row.key, row.initial}, numbers).Read(row);
+    }
+    return numbers;
+}
+
 // ---- Settings that are no numbers. Each reader says whether the entry was its own.
 
+// A path in a settings file is meant from where the file lies.
 std::string PathFrom(const std::string& folder, const std::string& value) {
     return value.empty() || value.front() == '/' || value == kNoPicture ? value
                                                                         : folder + '/' + value;
@@ -320,6 +309,8 @@ bool ReadFault(const CValueReader& reader, const CIniEntry& entry, CSettings& se
     return true;
 }
 
+// A key that nobody knows is an error: a misspelt line that was passed over would be looked for
+// elsewhere.
 void ApplyEntry(const CIniFile& ini, const CIniEntry& entry, const std::string& folder,
                 CSettings& settings) {
     const CValueReader reader(ini, entry, settings.m_numbers);
@@ -336,6 +327,7 @@ void ApplyEntry(const CIniFile& ini, const CIniEntry& entry, const std::string& 
 
 // ---- What must fit together
 
+// Records that the driver divides by or builds lists from must hold something.
 void CheckLimits(const CIniFile& ini, const char* what, WORD least, WORD mostX, WORD mostY) {
     if (least == 0 || mostX < least || mostY < least)
         ini.Fail(0, std::string("the resolutions of [") + what +
@@ -343,6 +335,7 @@ void CheckLimits(const CIniFile& ini, const char* what, WORD least, WORD mostX, 
                         "smallest");
 }
 
+// After each file, so that a device's own settings can't break its model.
 void CheckTogether(const CIniFile& ini, const CSettings& settings) {
     const CNumbers& n = settings.m_numbers;
     const auto& device = n.m_device;
@@ -375,6 +368,7 @@ void CheckTogether(const CIniFile& ini, const CSettings& settings) {
     }
 }
 
+// It becomes part of a path and fills sixteen bytes of the device record with its zero.
 bool IsModelName(std::string_view name) {
     constexpr std::string_view kChars =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
@@ -392,6 +386,7 @@ std::uint32_t FacetByName(std::string_view name) {
     return 0;
 }
 
+// Works on the text alone: pictures and profiles are only looked for when they are needed.
 CSettings ReadModel(const CIniFile& ini, const std::string& folder) {
     CSettings settings;
     settings.m_numbers = DefaultNumbers();

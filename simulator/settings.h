@@ -11,7 +11,8 @@
 #include "simulator/ini_file.h"
 #include "simulator/operations.h"
 
-// The optional facets that a model has; bits of CSettings::m_facets.
+// The optional facets that a model has; bits of CSettings::m_facets. Numbers of this program alone:
+// files have names.
 enum EFacet : std::uint32_t {
     kFacetAdf = 1u << 0,
     kFacetAdf2 = 1u << 1,
@@ -44,6 +45,7 @@ enum EEncoding : std::uint32_t {
     kEncodingNegative,  // as screens show them, and what lies there is their colour negative
 };
 
+// How presses reach a program; the two ways are bits.
 enum EReport : std::uint32_t { kReportPoll = 1, kReportPipe = 2, kReportBoth = 3 };
 
 struct CRgb {
@@ -106,6 +108,7 @@ struct CNumbers {
     std::uint32_t m_record;
 };
 
+// When an operation fails, and with which of the toolkit's codes.
 struct CFault {
     std::uint32_t m_call;  // counted from 1
     bool m_onwards;        // also at every later call
@@ -114,6 +117,7 @@ struct CFault {
     bool operator==(const CFault&) const = default;
 };
 
+// All that is ordered for one operation.
 struct CFaultPlan {
     EOperation m_operation;
     std::vector<CFault> m_faults;
@@ -121,11 +125,14 @@ struct CFaultPlan {
     bool operator==(const CFaultPlan&) const = default;
 };
 
+// A sheet in the feeder's tray.
 struct CSheet {
     std::string m_front;  // paths; empty: a blank side
     std::string m_back;
 };
 
+// Everything about a device. Made once, and replaced whole when its file has changed: a call that
+// runs keeps the one that it began with.
 struct CSettings {
     std::string m_model;
     std::uint32_t m_facets = 0;
@@ -143,6 +150,7 @@ struct CSettings {
     bool Has(EFacet facet) const { return (m_facets & facet) != 0; }
 };
 
+// In place of a path: nothing lies there.
 inline constexpr const char* kNoPicture = "none";
 inline constexpr const char* kDefaultModel = "SIM300A";
 

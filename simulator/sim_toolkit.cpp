@@ -4,6 +4,8 @@
 
 #include "platform/event_pipe.h"
 #include "platform/files.h"
+#include "platform/sync.h"
+#include "platform/text.h"
 #include "simulator/feeder.h"
 #include "simulator/model_store.h"
 
@@ -11,8 +13,11 @@ std::atomic<LONG> g_moduleUses{0};
 
 namespace {
 
+// The largest of the transport numbers, a network device's. All are alike to the simulator.
 constexpr WORD kMostIoType = 5;
 
+// Numbers of all objects in the program, none given twice: a session that is over is never taken
+// for another.
 std::atomic<DWORD> g_lastSession{0};
 
 template <class TInterface>
@@ -20,6 +25,7 @@ void* As(CSimToolkit* toolkit) {
     return static_cast<TInterface*>(toolkit);
 }
 
+// One object answers for all facets; which it has is the model's bits.
 struct CFacetRow {
     const IID* iid;
     std::uint32_t facet;  // 0: every object has it
@@ -85,6 +91,7 @@ CSimToolkit::CSimToolkit(std::string model, std::uint32_t facets)
     ++g_moduleUses;
 }
 
+// Who drops the object without closing its sessions holds nothing afterwards.
 CSimToolkit::~CSimToolkit() {
     while (!m_sessions.empty()) {
         const DWORD session = m_sessions.begin()->first;
@@ -116,6 +123,7 @@ ULONG CSimToolkit::Release() {
     return left;
 }
 
+// Shared: a session that is closed while another thread reads stays until that read is back.
 std::shared_ptr<CSession> CSimToolkit::Find(DWORD session) {
     const std::lock_guard guard(m_mutex);
     const auto found = m_sessions.find(session);
@@ -133,10 +141,12 @@ HRESULT CSimToolkit::Run(EOperation operation, DWORD session, DWORD* error, cons
 
 // ---- Sessions
 
+// The pipe stands as long as the folder, so that a driver may wait there before anybody opens the
+// device, and presses wait for it.
 std::shared_ptr<CSession> CSimToolkit::Open(LPCOLESTR name, WORD ioType) {
     if (!name || ioType > kMostIoType)
         throw CSimFailure(OSTREL_INVALID_PARAMETER);
-    const std::string port = std::filesystem::path(name).string();
+    const std::string port = TextFromWide(name);
     auto session = std::make_shared<CSession>(++g_lastSession, CDeviceFolder::FromPort(port));
     const CDeviceFolder& folder = session->m_folder;
     std::error_code error;
@@ -149,6 +159,7 @@ std::shared_ptr<CSession> CSimToolkit::Open(LPCOLESTR name, WORD ioType) {
     return session;
 }
 
+// The first device that an object opens decides its model; from then on it has that model's facets.
 void CSimToolkit::Keep(const std::shared_ptr<CSession>& session) {
     const CSettings& settings = *session->m_settings;
     const std::lock_guard guard(m_mutex);
@@ -162,6 +173,8 @@ void CSimToolkit::Keep(const std::shared_ptr<CSession>& session) {
     m_last = session;
 }
 
+// Outside the common frame: there is no session yet, and a failure of opening has no device to be
+// noted at.
 HRESULT CSimToolkit::OpenDevice(LPCOLESTR name, WORD ioType, DWORD* session, DWORD* error) {
     const DWORD code = Contain([&] {
         if (!session)
@@ -179,6 +192,7 @@ HRESULT CSimToolkit::OpenDevice(LPCOLESTR name, WORD ioType, DWORD* session, DWO
     return code == OSTREL_NO_ERROR ? S_OK : E_FAIL;
 }
 
+// Forgotten whatever the call said: an ordered fault ends the session all the same.
 HRESULT CSimToolkit::CloseDevice(DWORD session, DWORD* error) {
     const HRESULT hr = Run(EOperation::CloseDevice, session, error, &EndSession);
     const std::lock_guard guard(m_mutex);

@@ -18,24 +18,24 @@
 extern std::atomic<LONG> g_moduleUses;
 
 class CSimToolkit : public IOstrelDevice,
-                          public IOstrelADF,
-                          public IOstrelADF2,
-                          public IOstrelADF3,
-                          public IOstrelXPA,
-                          public IOstrelXPALamp,
-                          public IOstrelXPAMedia,
-                          public IOstrelNvram,
-                          public IOstrelCompression,
-                          public IOstrelExtendedLamp,
-                          public IOstrelPanel,
-                          public IOstrelProperties,
-                          public IOstrelColorMatrix,
-                          public IOstrelJobGate,
-                          public IOstrelProfile,
-                          public IOstrelResolutions,
-                          public IOstrelButtons,
-                          public IOstrelInstantLamp,
-                          public IOstrelPendingTask {
+                    public IOstrelADF,
+                    public IOstrelADF2,
+                    public IOstrelADF3,
+                    public IOstrelXPA,
+                    public IOstrelXPALamp,
+                    public IOstrelXPAMedia,
+                    public IOstrelNvram,
+                    public IOstrelCompression,
+                    public IOstrelExtendedLamp,
+                    public IOstrelPanel,
+                    public IOstrelProperties,
+                    public IOstrelColorMatrix,
+                    public IOstrelJobGate,
+                    public IOstrelProfile,
+                    public IOstrelResolutions,
+                    public IOstrelButtons,
+                    public IOstrelInstantLamp,
+                    public IOstrelPendingTask {
   public:
     // `model` empty: none yet.
     CSimToolkit(std::string model, std::uint32_t facets);

@@ -1,9 +1,9 @@
 // The toolkit's operations for what a device has beside its sources.
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <string_view>
 
+#include "platform/text.h"
 #include "simulator/model_store.h"
 #include "simulator/sim_toolkit.h"
 
@@ -16,6 +16,7 @@ std::u16string_view View(CCall& call, LPCOLESTR text) {
 
 // ---- Nvram
 
+// An item is there if the record's flag says so.
 struct CNvramRow {
     DWORD item;
     DWORD flag;
@@ -36,6 +37,7 @@ std::uint64_t& NvramItem(CCall& call, DWORD item) {
 
 // ---- Properties
 
+// A property that the settings don't name is one that this device lacks.
 DWORD LongProperty(CCall& call, std::u16string_view name) {
     const CNumbers& numbers = call.Numbers();
     if (name == u"CurrentLampOn" && numbers.m_hasCurrentLampOn != 0)
@@ -49,6 +51,7 @@ DWORD LongProperty(CCall& call, std::u16string_view name) {
 
 // ---- Job gate
 
+// Questions about a closed gate are mistakes, as on a device that has one.
 void NeedGate(CCall& call) {
     if (call.Session().m_gateState == 0)
         throw CSimFailure(OSTREL_INVALID_PARAMETER, "the gate is closed");
@@ -79,6 +82,7 @@ HRESULT CSimToolkit::GetPanelCapabilities(DWORD session, OstrelPanelCaps* caps, 
 HRESULT CSimToolkit::SetPanelText(DWORD session, DWORD line, LPCOLESTR text, DWORD bytes,
                                   DWORD* error) {
     return Run(EOperation::SetPanelText, session, error, [&](CCall& call) {
+        // No panel shows more.
         constexpr DWORD kMostBytes = 1024;
         call.NeedPointer(text);
         if ((call.Numbers().m_panel.flags & 1) == 0)
@@ -86,9 +90,7 @@ HRESULT CSimToolkit::SetPanelText(DWORD session, DWORD line, LPCOLESTR text, DWO
         if (line != 1 || bytes < sizeof(OLECHAR) || bytes > kMostBytes ||
             bytes % sizeof(OLECHAR) != 0 || text[bytes / sizeof(OLECHAR) - 1] != 0)
             throw CSimFailure(OSTREL_INVALID_PARAMETER, "the text doesn't end where it should");
-        // The library's one way from wide to narrow text.
-        call.State().panelText =
-            std::filesystem::path(std::u16string(text, bytes / sizeof(OLECHAR) - 1)).string();
+        call.State().panelText = TextFromWide(text);
     });
 }
 
@@ -99,7 +101,7 @@ HRESULT CSimToolkit::GetStringProperty(DWORD session, LPCOLESTR name, LPOLESTR* 
         const std::string& firmware = call.Settings().m_firmware;
         if (View(call, name) != u"Firmware Version" || firmware.empty())
             throw CSimFailure(OSTREL_INVALID_HW_PROPERTY);
-        const std::u16string wide = std::filesystem::path(firmware).u16string();
+        const std::u16string wide = WideFromText(firmware);
         const std::size_t bytes = (wide.size() + 1) * sizeof(OLECHAR);
         *text = static_cast<LPOLESTR>(CoTaskMemAlloc(bytes));
         if (!*text)
@@ -138,6 +140,7 @@ HRESULT CSimToolkit::GetJobGateState(DWORD session, DWORD* state, DWORD* error) 
     });
 }
 
+// Aborting leaves the gate to be ended: the driver does both.
 HRESULT CSimToolkit::AbortJobGate(DWORD session, DWORD, DWORD* error) {
     return Run(EOperation::AbortJobGate, session, error, [](CCall& call) { NeedGate(call); });
 }
@@ -151,6 +154,7 @@ HRESULT CSimToolkit::GetProfileSize(DWORD session, DWORD* bytes, DWORD* error) {
     });
 }
 
+// The text without a zero behind it, as many bytes as were told.
 HRESULT CSimToolkit::ReadProfile(DWORD session, DWORD bytes, void* buffer, DWORD* error) {
     return Run(EOperation::ReadProfile, session, error, [&](CCall& call) {
         call.NeedPointer(buffer);
@@ -209,6 +213,7 @@ HRESULT CSimToolkit::GetPendingState(DWORD session, DWORD* state, DWORD* error) 
     });
 }
 
+// A task is done at once; that it ran is counted.
 HRESULT CSimToolkit::RunPendingTask(DWORD session, DWORD* error) {
     return Run(EOperation::RunPendingTask, session, error, [](CCall& call) {
         call.State().pendingTask = 0;

@@ -8,6 +8,7 @@
 
 namespace {
 
+// Feeder and flatbed share the light under the glass.
 ELamp LampOf(ESource source) {
     return source == kAdapter ? kAdapterLamp : kFlatbedLamp;
 }
@@ -26,6 +27,8 @@ void NeedLamp(CCall& call, ELamp lamp) {
         throw CSimFailure(OSTREL_LAMP_OFF);
 }
 
+// What lies on the source now. Parameters that announce a negative get the negative, whatever is
+// said to lie there.
 std::unique_ptr<CMedium> OpenMedium(const CSettings& settings, const CDeviceState& state,
                                     const CScanPlan& plan) {
     const CNumbers& numbers = settings.m_numbers;
@@ -54,6 +57,7 @@ const CPlacing& PlacingOf(const CNumbers& numbers, const CDeviceState& state,
     return plan.m_negative || state.film == kNegative ? numbers.m_negative : numbers.m_slide;
 }
 
+// The session's tone map and matrix as they stand at the start; later ones are for the next scan.
 CLineFormatSettings FormatOf(const CSession& session, const CNumbers& numbers,
                              const CScanPlan& plan) {
     CLineFormatSettings format;
@@ -84,6 +88,7 @@ void SetEnds(CRunningScan& scan, const CNumbers& numbers, std::int32_t height, s
         scan.m_endLine = std::min(scan.m_endLine, numbers.m_endAtLine);
 }
 
+// Away from the state: opening a picture may take a while, and other programs ask meanwhile.
 std::shared_ptr<CRunningScan> MakeScan(const CSession& session, const CSettings& settings,
                                        const CDeviceState& state, const CScanPlan& plan) {
     const CNumbers& numbers = settings.m_numbers;
@@ -97,6 +102,8 @@ std::shared_ptr<CRunningScan> MakeScan(const CSession& session, const CSettings&
     return scan;
 }
 
+// In the order in which a device would notice: lamp, calibration, warm-up, paper. Only then the
+// medium is opened, and the carriage moves.
 void Start(CCall& call, const CScanPlan& plan) {
     if (plan.m_window.m_pixels == 0 || plan.m_window.m_lines == 0)
         throw CSimFailure(OSTREL_INVALID_PARAMETER, "the window is empty");
@@ -111,9 +118,11 @@ void Start(CCall& call, const CScanPlan& plan) {
     std::shared_ptr<CRunningScan> scan;
     call.Away(
         [&, state = call.State()] { scan = MakeScan(session, call.Settings(), state, plan); });
+    // Closed by another thread while the medium was opened.
     if (session.m_closed)
         throw CSimFailure(OSTREL_INVALID_SESSION);
     LightLamp(call.State(), lamp, call.Now());
+    // A press from before the scan isn't meant for it.
     call.State().cancelPressed = 0;
     scan->m_startTime = call.Now();
     session.m_scan = std::move(scan);
@@ -131,6 +140,7 @@ std::size_t ReadLines(CRunningScan& scan, const CDeviceFolder& folder, std::uint
     CPageScan& page = *scan.m_page;
     const std::uint32_t stop = NextStop(scan);
     if (linesPerSecond != 0) {
+        // A line is there when the carriage has passed its end: at start + line / speed.
         const std::uint64_t wanted = (bytes + page.LineBytes() - 1) / page.LineBytes();
         const std::uint64_t line = std::min<std::uint64_t>(page.LinesBegun() + wanted, stop);
         folder.SleepUntil(scan.m_startTime + line * 1000 / linesPerSecond);
@@ -163,6 +173,7 @@ HRESULT CSimToolkit::GetDeviceCapabilities(DWORD session, OstrelDeviceCaps* caps
     });
 }
 
+// Also the parameters that calibration is for, as it has none of its own.
 HRESULT CSimToolkit::GetScanSetup(DWORD session, const OstrelScanParams* params,
                                   OstrelScanSetup* setup, DWORD* error) {
     return Run(EOperation::GetScanSetup, session, error, [&](CCall& call) {
@@ -190,6 +201,7 @@ HRESULT CSimToolkit::CalibrateScanner(DWORD session, DWORD* error) {
     });
 }
 
+// Once a session; that it is called at all is the driver's business.
 HRESULT CSimToolkit::FinishOpen(DWORD session, DWORD* error) {
     return Run(EOperation::FinishOpen, session, error, [&](CCall& call) {
         if (call.Session().m_openFinished)
@@ -212,6 +224,7 @@ HRESULT CSimToolkit::StartScan(DWORD session, const OstrelScanParams* params, DW
     });
 }
 
+// Copied: the caller's tables are its own again when this returns.
 HRESULT CSimToolkit::SetTonemap(DWORD session, DWORD bytes, const void* red, const void* green,
                                 const void* blue, DWORD* error) {
     return Run(EOperation::SetTonemap, session, error, [&](CCall& call) {
@@ -238,6 +251,8 @@ HRESULT CSimToolkit::BeginRead(DWORD session, DWORD* status) {
     });
 }
 
+// Blocks for the carriage away from all guards, so that the session can be asked and closed
+// meanwhile.
 HRESULT CSimToolkit::ReadScan(DWORD session, void* buffer, DWORD bytesWanted, DWORD* bytesRead,
                               DWORD* status) {
     if (bytesRead)
@@ -284,6 +299,7 @@ HRESULT CSimToolkit::GetColorMatrixCapabilities(DWORD session, OstrelColorMatrix
                 error);
 }
 
+// The identity counts as none: plain 8-bit colour keeps its short way.
 HRESULT CSimToolkit::SetColorMatrix(DWORD session, const double* matrix, DWORD* error) {
     return Run(EOperation::SetColorMatrix, session, error, [&](CCall& call) {
         constexpr std::array<double, 9> kIdentity = {1, 0, 0, 0, 1, 0, 0, 0, 1};

@@ -6,6 +6,7 @@
 
 namespace {
 
+// The toolkit's code for it, which no operation but the lamp's gives.
 constexpr DWORD kAdapterNotPluggedIn = 322;
 
 // Calibration holds for the lamp that burns; one that this session lights is another.
@@ -16,6 +17,7 @@ void Light(CCall& call, ELamp lamp) {
         session.m_calibratedLamp = kNoLamp;
 }
 
+// A device may have the facet without the feeder: it can be taken off.
 void NeedFeeder(CCall& call) {
     if (call.Numbers().m_adf2.hasADF == 0)
         throw CSimFailure(OSTREL_NOT_FOUND, "no feeder is attached");
@@ -26,6 +28,7 @@ bool HasDuplex(const CCall& call, const CNumbers& numbers) {
            (call.Settings().Has(kFacetAdf3) && (numbers.m_adf3.adf3DuplexFlags & 1) != 0);
 }
 
+// A feeder works in one way, glass or slot, and in duplex besides.
 bool IsModeKnown(const CCall& call, DWORD mode) {
     const CNumbers& numbers = call.Numbers();
     const bool sheetThrough = (numbers.m_adf2.adfFlags & OSTREL_ADF_SHEET_THROUGH) != 0;
@@ -67,6 +70,7 @@ HRESULT CSimToolkit::SetLampTimeout(DWORD session, DWORD minutes, DWORD* error) 
     });
 }
 
+// Stays with the device, also when it is off.
 HRESULT CSimToolkit::SetInstantLamp(DWORD session, DWORD state, DWORD* error) {
     return Run(EOperation::SetInstantLamp, session, error, [&](CCall& call) {
         if (state > 1)
@@ -137,6 +141,7 @@ HRESULT CSimToolkit::GetDuplexSwitch(DWORD session, BOOL* duplex, DWORD* error) 
     });
 }
 
+// Jobs don't nest. One that a killed program had open ended when this session took the lock.
 HRESULT CSimToolkit::ADFStartJob(DWORD session, DWORD* error) {
     return Run(EOperation::ADFStartJob, session, error, [](CCall& call) {
         NeedFeeder(call);
@@ -173,6 +178,7 @@ HRESULT CSimToolkit::XPALampOn(DWORD session, DWORD* error) {
     });
 }
 
+// Of the lamps themselves, not of what the session has lit.
 HRESULT CSimToolkit::IsXPALampOn(DWORD session, DWORD* state, DWORD* error) {
     return Run(EOperation::IsXPALampOn, session, error, [&](CCall& call) {
         call.NeedPointer(state);

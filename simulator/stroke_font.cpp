@@ -90,6 +90,8 @@ constexpr CLetter kLetters[] = {
     {'?', "~011030422426 28"},
 };
 
+// Capitals are 8 units high. The pen's width, the gap behind a letter and a blank's advance, in the
+// same units.
 constexpr double kCapUnits = 8.0;
 constexpr double kPenUnits = 0.95;
 constexpr double kGapUnits = 2.2;
@@ -101,6 +103,7 @@ struct CPoint {
 };
 using CStroke = std::vector<CPoint>;
 
+// One sign a coordinate: 'a' is 10, for what hangs below the line.
 double Digit(char c) {
     return c >= 'a' ? c - 'a' + 10 : c - '0';
 }
@@ -118,6 +121,7 @@ CStroke Rounded(const CStroke& stroke) {
     return rounded;
 }
 
+// Three passes of cutting corners: the eye sees a curve.
 std::vector<CStroke> StrokesOf(std::string_view text) {
     std::vector<CStroke> strokes;
     while (!text.empty()) {
@@ -137,6 +141,7 @@ std::vector<CStroke> StrokesOf(std::string_view text) {
     return strokes;
 }
 
+// From a point to the nearest one of the line from a to b; t is how far along that lies.
 double DistanceSquared(CPoint p, CPoint a, CPoint b) {
     const double dx = b.x - a.x;
     const double dy = b.y - a.y;
@@ -162,6 +167,8 @@ void DrawLine(CGlyph& glyph, double scale, CPoint a, CPoint b) {
         for (int x = left; x < right; ++x) {
             const CPoint center = {(x - margin + 0.5) / scale, (y - margin + 0.5) / scale};
             const double distance = std::sqrt(DistanceSquared(center, a, b));
+            // A pixel is covered from half a pixel inside the pen's edge to half a pixel outside,
+            // falling evenly.
             const double inside = (0.5 * kPenUnits - distance) * scale + 0.5;
             const auto covered =
                 static_cast<std::uint8_t>(std::lround(std::clamp(inside, 0.0, 1.0) * 255.0));
@@ -173,6 +180,7 @@ void DrawLine(CGlyph& glyph, double scale, CPoint a, CPoint b) {
     }
 }
 
+// A letter is as wide as its strokes; the font isn't fixed.
 CGlyph Size(const std::vector<CStroke>& strokes, double scale) {
     double right = 0.0;
     double bottom = 0.0;
@@ -202,6 +210,7 @@ const char* TextOf(char letter) {
 
 }  // namespace
 
+// A blank, and whatever the font hasn't got, only moves on.
 const CGlyph& CStrokeFont::Measure(char letter) {
     const auto known = m_glyphs.find(letter);
     if (known != m_glyphs.end())
@@ -214,6 +223,7 @@ const CGlyph& CStrokeFont::Measure(char letter) {
     return m_glyphs.emplace(letter, std::move(glyph)).first->second;
 }
 
+// Drawn once at each size, when a line of it is first asked for.
 const CGlyph& CStrokeFont::Paint(char letter) {
     Measure(letter);
     CGlyph& glyph = m_glyphs.at(letter);

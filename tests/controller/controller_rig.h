@@ -56,24 +56,17 @@ class COpenScan final : public CNVFlatbedScan {
 // same small picture, and no lamp needs time.
 class CControllerTest : public testing::Test {
   protected:
-    static constexpr LONG kWidth = 12;
-    static constexpr LONG kHeight = 16;
-
     CControllerTest() {
-        const std::string none = TestFolder() + "/none";
-        setenv("NVQ_PROFILE_DIR", none.c_str(), 1);
-        setenv("XDG_DATA_HOME", none.c_str(), 1);
+        setenv("NVQ_PROFILE_DIR", (TestFolder() + "/none").c_str(), 1);
+        setenv("XDG_DATA_HOME", (TestFolder() + "/none").c_str(), 1);
         ForgetRegistry();
-        device.SetIni(
-            "[simulator]\nmodel=SIM500D\n[device]\nlampWarmUpFlatbed=0\nchannelFlags=0x1F\n"
-            "[xpa]\nlampWarmUpXPA=0\n[flatbed]\npicture=page.bmp\n[slide]\npicture=page.bmp\n"
-            "[feeder]\npage1=page.bmp\npage1.back=page.bmp\n");
+        SetIni({});
         device.SetClock(1000);
         Place(1, 0);
         std::mt19937 random(7);
-        page.resize(static_cast<std::size_t>(kWidth * kHeight) * 3);
+        page.resize(static_cast<std::size_t>(windowWidth * windowHeight) * 3);
         std::generate(page.begin(), page.end(), [&] { return static_cast<BYTE>(random()); });
-        WritePicture(device.Path() + "/page.bmp", kWidth, kHeight, 300, page);
+        WritePicture(device.Path() + "/page.bmp", windowWidth, windowHeight, 300, page);
         Renew();
     }
     // Whatever a test has done: nothing is held, and the device has no complaint.
@@ -83,16 +76,33 @@ class CControllerTest : public testing::Test {
         EXPECT_EQ(toolkit.Levels() + toolkit.OpenSessions() + toolkit.References(), 0);
     }
 
+    void SetIni(const std::string& more) {
+        device.SetIni(
+            "[simulator]\nmodel=SIM500D\n[device]\nlampWarmUpFlatbed=0\nchannelFlags=0x1F\n"
+            "[xpa]\nlampWarmUpXPA=0\n[flatbed]\npicture=page.bmp\n[slide]\npicture=page.bmp\n"
+            "[feeder]\npage1=page.bmp\npage1.back=page.bmp\n" +
+            more);
+    }
     // A device that nobody has used yet, with this lamp burning (0 none, 1 flatbed, 2 adapter).
     void Place(int lamp, int sheets) {
         WriteWholeFile(device.Path() + "/state",
-                       "lamp=" + std::to_string(lamp) + "\nlampLit=1000\nlampTouched=1000\n" +
-                           "nvramScanCount=1000\nsheetsInTray=" + std::to_string(sheets) + '\n');
+                       "lampLit=1000\nlampTouched=1000\nnvramScanCount=1000\nlamp=" +
+                           std::to_string(lamp) + "\nsheetsInTray=" + std::to_string(sheets));
     }
     void Renew() { scan = std::make_unique<COpenScan>(&toolkit, clock); }
     HRESULT Open() { return scan->initDriver(device.Port().c_str(), 1); }
+    // What the device tells of itself at the next opening.
+    void LieAboutDevice(std::function<void(OstrelDeviceCaps&)> lie) {
+        toolkit.Lie(GetDeviceCapabilities, std::move(lie));
+    }
+    void LieAboutFeeder(std::function<void(OstrelAdf2Caps&)> lie) {
+        toolkit.Lie(GetADF2Capabilities, std::move(lie));
+    }
+    void LieAboutAdapter(std::function<void(OstrelXpaCaps&)> lie) {
+        toolkit.Lie(GetXPACapabilities, std::move(lie));
+    }
 
-    // The caller's order up to the start, for the window of the picture at its own resolution.
+    // The caller's order up to the start, for a window of so many pixels at 300 dots per inch.
     HRESULT Prepare(const ScanSource& source, DataFormat format = {0, 8, 0},
                     LONG resolution = 300) {
         scan->buildTonemap(nullptr);
@@ -100,8 +110,8 @@ class CControllerTest : public testing::Test {
         GeomControl geometry = {};
         if (FAILED(hr) || FAILED(hr = scan->getGeomControl(&geometry)))
             return hr;
-        geometry.xExtent = geometry.xExtent2 = kWidth * resolution / 300;
-        geometry.yExtent = geometry.yExtent2 = kHeight * resolution / 300;
+        geometry.xExtent = geometry.xExtent2 = windowWidth * resolution / 300;
+        geometry.yExtent = geometry.yExtent2 = windowHeight * resolution / 300;
         geometry.xRes = geometry.yRes = resolution;
         bool overscanned = false;
         DWORD scale = 0;
@@ -118,20 +128,17 @@ class CControllerTest : public testing::Test {
     // All that was promised, in portions that no line fits, up to one that comes short.
     HRESULT Read(Bytes& bytes, DWORD portion = 50) {
         WORD phase = kScanReadOpen;
-        DWORD left = lines * pixels * 3;
-        while (left > 0) {
+        HRESULT hr = S_OK;
+        for (DWORD left = lines * pixels * 3; left > 0 && SUCCEEDED(hr); phase = 0) {
             const std::size_t begin = bytes.size();
             const DWORD wanted = std::min(portion, left);
             DWORD got = wanted;
             bytes.resize(begin + wanted, 0xEE);
-            const HRESULT hr = scan->readScanData(phase, &bytes[begin], wanted, &got, pixels * 3);
+            hr = scan->readScanData(phase, &bytes[begin], wanted, &got, pixels * 3);
             bytes.resize(begin + got);
-            if (FAILED(hr))
-                return hr;
             left = got == wanted ? left - got : 0;
-            phase = 0;
         }
-        return S_OK;
+        return hr;
     }
     // A whole page that comes out right; the result is endScan's.
     HRESULT ScanPage(const ScanSource& source) {
@@ -147,6 +154,8 @@ class CControllerTest : public testing::Test {
     CFakeClock clock;
     std::unique_ptr<COpenScan> scan;
     Bytes page;  // the picture
-    DWORD pixels = 0;
+    LONG windowWidth = 12;
+    LONG windowHeight = 16;
+    DWORD pixels = 0;  // of the scan, as the device told
     DWORD lines = 0;
 };

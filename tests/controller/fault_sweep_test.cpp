@@ -62,15 +62,13 @@ class FaultSweep : public CControllerTest {
         TryAll();
     }
     // The scanner works without these.
-    static bool IsForgiven(EOperation operation) {
-        return operation == GetProfileSize || operation == ReadProfile ||
-               operation == UnlockScanner;
+    static bool IsForgiven(EOperation op) {
+        return op == GetProfileSize || op == ReadProfile || op == UnlockScanner;
     }
     // A read may end the page, and one that fails without a reason does no more than that.
-    static bool MayEndPage(EOperation operation, DWORD code) {
-        return (operation == ReadScan || operation == BeginRead) &&
-               (code == OSTREL_NO_ERROR || code == OSTREL_END_OF_MEDIA ||
-                code == OSTREL_ADF_END_OF_PAGE);
+    static bool MayEndPage(EOperation op, DWORD code) {
+        return (op == ReadScan || op == BeginRead) &&
+               (code == 0 || code == OSTREL_END_OF_MEDIA || code == OSTREL_ADF_END_OF_PAGE);
     }
     void Sweep(EOperation operation, DWORD code, int nth, int times) {
         SCOPED_TRACE(testing::Message() << OperationOf(operation).name << " fails at call " << nth
@@ -105,11 +103,11 @@ TEST_F(FaultSweep, EveryFailureReachesTheCallerAndLeavesAScannerThatWorks) {
         ++counts[call.operation];
     ASSERT_GE(counts.size(), 40u);
     for (const auto& [operation, count] : counts) {
-        for (const DWORD code : {OSTREL_COMMUNICATION, OSTREL_NO_ERROR}) {
-            for (int nth = 1; nth <= std::min(count, 2); ++nth)
-                Sweep(operation, code, nth, 1);
-            Sweep(operation, code, 1, 1000000);
-        }
+        // A lock that isn't had leaves something else undone at each of its calls.
+        for (int nth = 1; nth <= (operation == LockScanner ? count : std::min(count, 2)); ++nth)
+            Sweep(operation, OSTREL_COMMUNICATION, nth, 1);
+        Sweep(operation, OSTREL_COMMUNICATION, 1, 1000000);
+        Sweep(operation, OSTREL_NO_ERROR, 1, 1);
         if (HasFailure())
             return;
     }

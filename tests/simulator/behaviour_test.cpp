@@ -4,8 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <functional>
 #include <thread>
 
@@ -15,125 +13,100 @@
 
 namespace {
 
+using Device = IOstrelDevice;
+
 // ---- Lamps, on a clock that the test sets
 
 constexpr std::uint64_t kStart = 5'000'000;
 constexpr std::uint64_t kMinute = 60'000;
 
-TEST(Lamp, NeedsTimeAndCalibrationAfterItWasLit) {
-    CDeviceRig rig("[simulator]\nmodel=SIM500D\n");  // 12 seconds
-    rig.SetClock(kStart);
-    CSessionRig session(rig);
-    const DWORD id = session.Session();
-    const auto start = [&] {
-        Bytes data;
-        return session.Scan(Window(0, 0, 30, 30), &data);
-    };
-    BOOL on = TRUE;
-    EXPECT_EQ(session->IsLampOn(id, &on, session.Error()), S_OK);
-    EXPECT_FALSE(on);
-    EXPECT_EQ(start(), OSTREL_LAMP_OFF);
-    EXPECT_EQ(session->CalibrateScanner(id, session.Error()), E_FAIL);
-    EXPECT_EQ(session.Code(), OSTREL_LAMP_OFF);
+class Lamp : public testing::Test {
+  protected:
+    Lamp() { rig.SetClock(kStart); }
+    ~Lamp() override { EXPECT_EQ(rig.State().violations, 0u); }
 
-    EXPECT_EQ(session->LampOn(id, session.Error()), S_OK);
+    CDeviceRig rig{"[simulator]\nmodel=SIM500D\n"};  // whose lamps take 12 and 18 seconds
+};
+
+TEST_F(Lamp, NeedsTimeAndCalibrationAfterItWasLit) {
+    CSessionRig session(rig);
+    const auto start = [&] { return session.Scan(Window(0, 0, 30, 30)); };
+    EXPECT_EQ(start(), OSTREL_LAMP_OFF);
+    EXPECT_EQ(session.Do(&Device::CalibrateScanner), OSTREL_LAMP_OFF);
+    EXPECT_EQ(session.Do(&Device::LampOn), 0u);
     EXPECT_EQ(start(), OSTREL_CALIBRATION_FAILED);
     rig.SetClock(kStart + 2000);
-    EXPECT_EQ(session->CalibrateScanner(id, session.Error()), S_OK);
+    EXPECT_EQ(session.Do(&Device::CalibrateScanner), 0u);
     EXPECT_EQ(rig.Clock(), kStart + 12000) << "the device waits for the rest of the warm-up";
     EXPECT_EQ(rig.State().warmUpWaits, 1u);
     EXPECT_EQ(start(), OSTREL_END_OF_MEDIA);
-    EXPECT_EQ(session->LampOn(id, session.Error()), S_OK) << "a burning lamp is only touched";
+    EXPECT_EQ(session.Do(&Device::LampOn), 0u) << "a burning lamp is only touched";
     EXPECT_EQ(start(), OSTREL_END_OF_MEDIA);
-
     // The time-out of 15 minutes counts from the last use.
     rig.SetClock(kStart + 12000 + 15 * kMinute - 1);
     EXPECT_EQ(start(), OSTREL_END_OF_MEDIA);
     rig.SetClock(rig.Clock() + 15 * kMinute);
     EXPECT_EQ(start(), OSTREL_LAMP_OFF);
-    EXPECT_EQ(session->LampOn(id, session.Error()), S_OK);
+    EXPECT_EQ(session.Do(&Device::LampOn), 0u);
     EXPECT_EQ(start(), OSTREL_CALIBRATION_FAILED);
-    EXPECT_EQ(rig.State().violations, 0u);
 }
 
-TEST(Lamp, OfTheAdapterPutsTheOtherOut) {
-    CDeviceRig rig("[simulator]\nmodel=SIM500D\n");
-    rig.SetClock(kStart);
+TEST_F(Lamp, OfTheAdapterPutsTheOtherOut) {
     CSessionRig session(rig);
-    const DWORD id = session.Session();
-    const auto lamp = session.Facet<IOstrelXPALamp>(IID_IOstrelXPALamp);
-    const auto properties = session.Facet<IOstrelProperties>(IID_IOstrelProperties);
     const auto current = [&] {
-        DWORD value = 9;
-        EXPECT_EQ(properties->GetLongProperty(id, OLESTR("CurrentLampOn"), &value, session.Error()),
-                  S_OK);
-        return value;
+        DWORD lamp = 9;
+        EXPECT_EQ(session.Do(&IOstrelProperties::GetLongProperty, OLESTR("CurrentLampOn"), &lamp),
+                  0u);
+        return lamp;
     };
     EXPECT_EQ(current(), 0u);
     session.Prepare(OSTREL_SOURCE_FLATBED);
     EXPECT_EQ(current(), 1u);
-    BOOL on = FALSE;
     session.Prepare(OSTREL_SOURCE_POSITIVE);
     EXPECT_EQ(current(), 2u);
-    DWORD state = 0;
-    EXPECT_EQ(lamp->IsXPALampOn(id, &state, session.Error()), S_OK);
-    EXPECT_EQ(state, 1u);
-    EXPECT_EQ(session->IsLampOn(id, &on, session.Error()), S_OK);
+    BOOL on = FALSE;
+    EXPECT_EQ(session.Do(&Device::IsLampOn, &on), 0u);
     EXPECT_TRUE(on) << "the lamp that this session lit";
-    Bytes data;
-    EXPECT_EQ(session.Scan(Window(0, 0, 30, 30), &data), OSTREL_LAMP_OFF);
-    EXPECT_EQ(session.Scan(Window(0, 0, 30, 30, 300, OSTREL_SOURCE_POSITIVE), &data),
-              OSTREL_END_OF_MEDIA);
-    session->UnlockScanner(id, session.Error());
+    EXPECT_EQ(session.Scan(Window(0, 0, 30, 30)), OSTREL_LAMP_OFF);
+    EXPECT_EQ(session.Scan(Window(0, 0, 30, 30, 300, OSTREL_SOURCE_POSITIVE)), OSTREL_END_OF_MEDIA);
+    session.Unlock();
     CSessionRig other(rig);
-    EXPECT_EQ(other->IsLampOn(other.Session(), &on, other.Error()), S_OK);
+    EXPECT_EQ(other.Do(&Device::IsLampOn, &on), 0u);
     EXPECT_FALSE(on) << "to another session it is the flatbed's that counts";
 }
 
-TEST(Lamp, IsWarmAtOnceWhenToldToBe) {
-    CDeviceRig rig("[simulator]\nmodel=SIM500D\n");
-    rig.SetClock(kStart);
+TEST_F(Lamp, IsWarmAtOnceWhenToldToBeAndGoesOutWhenTold) {
     CSessionRig session(rig);
-    const auto instant = session.Facet<IOstrelInstantLamp>(IID_IOstrelInstantLamp);
-    EXPECT_EQ(instant->SetInstantLamp(session.Session(), 1, session.Error()), S_OK);
+    EXPECT_EQ(session.Do(&IOstrelInstantLamp::SetInstantLamp, 1u), 0u);
     session.Prepare();
     OstrelDeviceCaps caps = {};
-    session->GetDeviceCapabilities(session.Session(), &caps, session.Error());
+    EXPECT_EQ(session.Do(&Device::GetDeviceCapabilities, &caps), 0u);
     EXPECT_EQ(caps.lampWarmUpFlatbed, 0);
     EXPECT_EQ(rig.State().warmUpWaits, 0u);
-    const auto extended = session.Facet<IOstrelExtendedLamp>(IID_IOstrelExtendedLamp);
-    EXPECT_EQ(extended->SetLampTimeout(session.Session(), 1, session.Error()), S_OK);
+    EXPECT_EQ(session.Do(&IOstrelExtendedLamp::SetLampTimeout, 1u), 0u);
     rig.SetClock(kStart + kMinute);
     BOOL on = TRUE;
-    session->IsLampOn(session.Session(), &on, session.Error());
+    EXPECT_EQ(session.Do(&Device::IsLampOn, &on), 0u);
     EXPECT_FALSE(on);
 }
 
 // ---- The lock
 
-DWORD LockCode(CSessionRig& session, DWORD milliseconds) {
-    return FAILED(session->LockScanner(session.Session(), OSTREL_LOCK_SHORT_JOB, milliseconds,
-                                       session.Error()))
-               ? session.Code()
-               : 0;
-}
-
 TEST(Lock, NestsAndKeepsOthersOut) {
     CDeviceRig rig;
     CSessionRig holder(rig);
     CSessionRig other(rig, false);
-    EXPECT_EQ(LockCode(holder, 0), 0u);
-    EXPECT_EQ(LockCode(holder, 0), 0u);
-    for (int level = 0; level < 3; ++level) {
-        EXPECT_EQ(LockCode(other, 0), OSTREL_LOCK_FAILED);
-        EXPECT_EQ(holder->UnlockScanner(holder.Session(), holder.Error()), S_OK);
+    EXPECT_EQ(holder.Lock(0), 0u);
+    for (int level = 0; level < 2; ++level) {
+        EXPECT_EQ(other.Lock(0), OSTREL_LOCK_FAILED);
+        EXPECT_EQ(holder.Unlock(), 0u);
     }
     const DWORD before = GetTickCount();
-    EXPECT_EQ(LockCode(other, 0), 0u);
-    EXPECT_EQ(LockCode(holder, 30), OSTREL_LOCK_FAILED);
+    EXPECT_EQ(other.Lock(0), 0u);
+    EXPECT_EQ(holder.Lock(30), OSTREL_LOCK_FAILED);
     EXPECT_GE(GetTickCount() - before, 29u);
-    std::thread releaser([&] { other->UnlockScanner(other.Session(), other.Error()); });
-    EXPECT_EQ(LockCode(holder, 60000), 0u) << "had while waiting";
+    std::thread releaser([&] { other.Unlock(); });
+    EXPECT_EQ(holder.Lock(60000), 0u) << "had while waiting";
     releaser.join();
     EXPECT_EQ(rig.State().violations, 0u);
 }
@@ -146,8 +119,7 @@ TEST(Lock, AndJobOfAKilledProgramAreGone) {
     if (child == 0) {
         CSessionRig session(rig);
         DWORD length = 0;
-        session.Facet<IOstrelADF2>(IID_IOstrelADF2)
-            ->ADF2PaperFeed(session.Session(), &length, session.Error());
+        session.Do(&IOstrelADF2::ADF2PaperFeed, &length);
         if (write(ready[1], "x", 1) != 1)
             _exit(1);
         for (;;)
@@ -156,14 +128,12 @@ TEST(Lock, AndJobOfAKilledProgramAreGone) {
     char byte = 0;
     ASSERT_EQ(read(ready[0], &byte, 1), 1);
     CSessionRig session(rig, false);
-    EXPECT_EQ(LockCode(session, 0), OSTREL_LOCK_FAILED);
-    EXPECT_EQ(LockCode(session, 30), OSTREL_LOCK_FAILED);
+    EXPECT_EQ(session.Lock(30), OSTREL_LOCK_FAILED);
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
-    EXPECT_EQ(LockCode(session, 60000), 0u);
+    EXPECT_EQ(session.Lock(60000), 0u);
     BOOL paper = FALSE;
-    session.Facet<IOstrelADF2>(IID_IOstrelADF2)
-        ->IsPaperInADF(session.Session(), &paper, session.Error());
+    EXPECT_EQ(session.Do(&IOstrelADF2::IsPaperInADF, &paper), 0u);
     EXPECT_TRUE(paper) << "the sheet that it had fed is back";
     close(ready[0]);
     close(ready[1]);
@@ -172,87 +142,62 @@ TEST(Lock, AndJobOfAKilledProgramAreGone) {
 // ---- Callers that don't keep the rules
 
 TEST(Caller, IsToldWhatItDidWrongAndCounted) {
-    CDeviceRig rig("[behaviour]\nrecord=1\n");
+    CDeviceRig rig;
     CSessionRig session(rig);
     session.Prepare();
-    const DWORD id = session.Session();
-    IOstrelDevice* device = session.operator->();
+    Device* const device = session.Device();
     DWORD error = 0;
     DWORD got = 0;
-    BYTE buffer[64] = {};
+    Bytes buffer(64);
     BOOL on = FALSE;
-    OstrelDeviceCaps caps = {};
     const auto params = Window(0, 0, 30, 30);
-    const auto start = [&] { EXPECT_EQ(device->StartScan(id, &params, &error), S_OK); };
-    const auto unlock = [&] { EXPECT_EQ(device->UnlockScanner(id, &error), S_OK); };
+    const auto read = [&] { return session.Read(buffer.data(), 64, &got); };
+    const auto start = [&] { return session.Do(&Device::StartScan, &params); };
+    const auto begin = [&] { return session.Do(&Device::BeginRead); };
+    const auto finish = [&] { return session.Do(&Device::FinishOpen); };
+    const auto unlock = [&] { return session.Unlock(); };
     const struct {
         const char* what;
-        std::function<void()> before;
-        std::function<HRESULT()> call;
+        std::function<DWORD()> before, call;
         DWORD code;
     } kCases[] = {
-        {"BeginRead without a scan", {}, [&] { return device->BeginRead(id, &error); }, 2},
-        {"ReadScan without a scan",
-         {},
-         [&] { return device->ReadScan(id, buffer, 64, &got, &error); },
-         2},
-        {"ReadScan ahead of BeginRead", start,
-         [&] { return device->ReadScan(id, buffer, 64, &got, &error); }, 2},
-        {"StartScan while a scan runs",
-         {},
-         [&] { return device->StartScan(id, &params, &error); },
-         2},
-        {"BeginRead a second time", [&] { device->BeginRead(id, &error); },
-         [&] { return device->BeginRead(id, &error); }, 2},
-        {"ReadScan with a null pointer",
-         {},
-         [&] { return device->ReadScan(id, nullptr, 64, &got, &error); },
-         2},
-        {"FinishOpen a second time", [&] { device->FinishOpen(id, &error); },
-         [&] { return device->FinishOpen(id, &error); }, 2},
-        {"IsLampOn without the lock", unlock, [&] { return device->IsLampOn(id, &on, &error); }, 4},
-        {"GetDeviceCapabilities without the lock",
-         {},
-         [&] { return device->GetDeviceCapabilities(id, &caps, &error); },
+        {"BeginRead without a scan", {}, begin, 2},
+        {"ReadScan without a scan", {}, read, 2},
+        {"ReadScan ahead of BeginRead", start, read, 2},
+        {"StartScan while a scan runs", {}, start, 2},
+        {"BeginRead a second time", begin, begin, 2},
+        {"ReadScan with a null pointer", {}, [&] { return session.Read(nullptr, 64, &got); }, 2},
+        {"FinishOpen a second time", finish, finish, 2},
+        {"IsLampOn without the lock", unlock, [&] { return session.Do(&Device::IsLampOn, &on); },
          4},
-        {"UnlockScanner without the lock",
-         {},
-         [&] { return device->UnlockScanner(id, &error); },
-         4},
+        {"UnlockScanner without the lock", {}, unlock, 4},
         {"IsLampOn with session 77777, which isn't open",
          {},
-         [&] { return device->IsLampOn(77777, &on, &error); },
+         [&] { return device->IsLampOn(77777, &on, &error), error; },
          1},
     };
     std::uint64_t count = 0;
     for (const auto& c : kCases) {
-        if (c.before)
-            c.before();
+        if (c.before) {
+            EXPECT_EQ(c.before(), 0u) << c.what;
+        }
         EXPECT_EQ(rig.State().violations, count) << c.what;
-        EXPECT_EQ(c.call(), E_FAIL) << c.what;
-        EXPECT_EQ(error, c.code) << c.what;
+        EXPECT_EQ(c.call(), c.code) << c.what;
         EXPECT_EQ(rig.State().violations, ++count) << c.what;
         EXPECT_EQ(rig.State().lastViolation, c.what);
     }
-    EXPECT_EQ(device->CloseDevice(id, &error), S_OK);
-    EXPECT_EQ(device->CloseDevice(id, &error), E_FAIL);
-    EXPECT_EQ(error, OSTREL_INVALID_SESSION);
-    EXPECT_EQ(rig.State().violations, ++count);
+    EXPECT_EQ(session.Do(&Device::CloseDevice), 0u);
+    EXPECT_EQ(session.Do(&Device::CloseDevice), OSTREL_INVALID_SESSION);
     session.Forget();
 }
 
 TEST(Caller, MayEndWhatDidntBeginAndCloseWhatIsLocked) {
     CDeviceRig rig;
-    {
-        CSessionRig session(rig);
-        EXPECT_EQ(session->EndScan(session.Session(), session.Error()), S_OK);
-        EXPECT_EQ(session.Code(), OSTREL_NO_ERROR);
-    }
+    EXPECT_EQ(CSessionRig(rig).Do(&Device::EndScan), 0u);
     EXPECT_EQ(rig.State().violations, 0u);
     EXPECT_EQ(rig.State().closedLocked, 1u);
     EXPECT_EQ(rig.State().scans, 0u);
-    CSessionRig next(rig, false);
-    EXPECT_EQ(LockCode(next, 0), 0u);
+    EXPECT_EQ(CSessionRig(rig, false).Lock(0), 0u);
 }
 
 TEST(Parameters, AreCheckedAgainstTheDevice) {
@@ -279,20 +224,17 @@ TEST(Parameters, AreCheckedAgainstTheDevice) {
         with([](auto& p) { p.scanFlags = OSTREL_SCAN_TONEMAP_THRESHOLD; }),
     };
     OstrelScanSetup setup = {};
-    for (const auto& params : kBad) {
-        EXPECT_EQ(session->GetScanSetup(session.Session(), &params, &setup, session.Error()),
-                  E_FAIL)
+    for (const auto& params : kBad)
+        EXPECT_EQ(session.Do(&Device::GetScanSetup, &params, &setup), OSTREL_INVALID_PARAMETER)
             << &params - kBad;
-        EXPECT_EQ(session.Code(), OSTREL_INVALID_PARAMETER);
-    }
     const auto odd = Window(0, 0, 101, 203, 150);
-    EXPECT_EQ(session->GetScanSetup(session.Session(), &odd, &setup, session.Error()), S_OK);
+    EXPECT_EQ(session.Do(&Device::GetScanSetup, &odd, &setup), 0u);
     EXPECT_EQ(setup.pixelsPerLine, 50u) << "101 x 150 / 300, truncated";
     EXPECT_EQ(setup.lines, 101u);
     session.Prepare();
     const auto empty = Window(0, 0, 0, 30);
-    EXPECT_EQ(session->GetScanSetup(session.Session(), &empty, &setup, session.Error()), S_OK);
-    EXPECT_EQ(session->StartScan(session.Session(), &empty, session.Error()), E_FAIL);
+    EXPECT_EQ(session.Do(&Device::GetScanSetup, &empty, &setup), 0u);
+    EXPECT_EQ(session.Scan(empty), OSTREL_INVALID_PARAMETER);
     EXPECT_EQ(rig.State().violations, 0u);
 }
 
@@ -301,33 +243,25 @@ TEST(Parameters, AreCheckedAgainstTheDevice) {
 TEST(Faults, StrikeTheCallsThatTheyAreOrderedFor) {
     CDeviceRig rig(
         "[behaviour]\nrecord=1\n[faults]\nOpenDevice=1:13\nStartScan=2:12,4+:100\n"
-        "ReadScan=2:16\nGetNvramInfo=1:9\nEndScan=1:11\n");
-    auto toolkit = CreateToolkit();
+        "ReadScan=2:16\nGetNvramInfo=1:9\n");
     DWORD id = 0;
     DWORD error = 0;
-    EXPECT_EQ(toolkit->OpenDevice(rig.Port().c_str(), 1, &id, &error), E_FAIL);
+    EXPECT_EQ(CreateToolkit()->OpenDevice(rig.Port().c_str(), 1, &id, &error), E_FAIL);
     EXPECT_EQ(error, OSTREL_OPEN_FAILED);
     CSessionRig session(rig);
     session.Prepare();
-    Bytes data;
     const auto params = Window(0, 0, 30, 30);
-    DWORD starts[5] = {};
-    for (DWORD& code : starts) {
-        if (FAILED(session->StartScan(session.Session(), &params, session.Error())))
-            code = session.Code();
-        else if (FAILED(session->EndScan(session.Session(), session.Error())))
-            session->EndScan(session.Session(), session.Error());  // the first one had failed
+    for (const DWORD code : {0u, 12u, 0u, 100u, 100u}) {
+        EXPECT_EQ(session.Do(&Device::StartScan, &params), code);
+        session.Do(&Device::EndScan);
     }
-    EXPECT_EQ((std::vector<DWORD>(starts, starts + 5)), (std::vector<DWORD>{0, 12, 0, 100, 100}));
     OstrelNvramInfo info = {};
-    EXPECT_EQ(session.Facet<IOstrelNvram>(IID_IOstrelNvram)
-                  ->GetNvramInfo(session.Session(), &info, session.Error()),
-              E_FAIL);
-    EXPECT_EQ(session.Code(), 9u);
+    EXPECT_EQ(session.Do(&IOstrelNvram::GetNvramInfo, &info), 9u);
     // Other faults count anew.
-    session->UnlockScanner(session.Session(), session.Error());
+    session.Unlock();
     rig.SetIni("[faults]\nReadScan=2:16\n");
-    session->LockScanner(session.Session(), 0, 0, session.Error());
+    session.Lock(0);
+    Bytes data;
     EXPECT_EQ(session.Scan(params, &data, 900), OSTREL_CANCEL_BUTTON);
     EXPECT_EQ(data.size(), 900u);
     EXPECT_NE(rig.Calls().find("StartScan (ordered) -> 12\n"), std::string::npos) << rig.Calls();
@@ -341,44 +275,41 @@ TEST(Faults, OfAnEndingStillEndIt) {
         "EndADF2Job=1:12\nADFEndJob=1:12\nEndJobGate=1:12\nCloseDevice=1:12\n");
     rig.SetClock(kStart);
     CSessionRig session(rig);
-    const DWORD id = session.Session();
     session.Prepare();
-    const auto fails = [&](HRESULT hr) {
-        EXPECT_EQ(hr, E_FAIL);
-        EXPECT_EQ(session.Code(), OSTREL_COMMUNICATION);
-    };
     const auto params = Window(0, 0, 30, 30);
-    const auto feeder = session.Facet<IOstrelADF2>(IID_IOstrelADF2);
-    const auto job = session.Facet<IOstrelADF3>(IID_IOstrelADF3);
-    const auto gate = session.Facet<IOstrelJobGate>(IID_IOstrelJobGate);
-    EXPECT_EQ(session->StartScan(id, &params, session.Error()), S_OK);
-    fails(session->EndScan(id, session.Error()));
-    EXPECT_EQ(session->StartScan(id, &params, session.Error()), S_OK);
-    EXPECT_EQ(job->ADFStartJob(id, session.Error()), S_OK);
-    fails(job->ADFEndJob(id, session.Error()));
-    EXPECT_EQ(job->ADFStartJob(id, session.Error()), S_OK);
-    fails(feeder->EndADF2Job(id, session.Error()));
-    EXPECT_EQ(job->ADFStartJob(id, session.Error()), S_OK);
-    EXPECT_EQ(gate->BeginJobGate(id, 0, session.Error()), S_OK);
-    fails(gate->EndJobGate(id, session.Error()));
-    EXPECT_EQ(gate->BeginJobGate(id, 0, session.Error()), S_OK);
-    fails(session->UnlockScanner(id, session.Error()));
+    const auto start = [&] { return session.Do(&Device::StartScan, &params); };
+    const auto startJob = [&] { return session.Do(&IOstrelADF3::ADFStartJob); };
+    const auto begin = [&] { return session.Do(&IOstrelJobGate::BeginJobGate, 0u); };
+    const std::pair<std::function<DWORD()>, std::function<DWORD()>> kCases[] = {
+        {start, [&] { return session.Do(&Device::EndScan); }},
+        {startJob, [&] { return session.Do(&IOstrelADF3::ADFEndJob); }},
+        {startJob, [&] { return session.Do(&IOstrelADF2::EndADF2Job); }},
+        {begin, [&] { return session.Do(&IOstrelJobGate::EndJobGate); }},
+    };
+    for (const auto& [again, end] : kCases) {
+        EXPECT_EQ(again(), 0u);
+        EXPECT_EQ(end(), OSTREL_COMMUNICATION);
+        EXPECT_EQ(again(), 0u);
+        EXPECT_EQ(end(), 0u);
+    }
+    EXPECT_EQ(session.Unlock(), OSTREL_COMMUNICATION);
     CSessionRig other(rig, false);
-    EXPECT_EQ(LockCode(other, 0), 0u);
-    EXPECT_EQ(rig.State().violations, 0u);
-    fails(session->CloseDevice(id, session.Error()));
-    EXPECT_EQ(session->CloseDevice(id, session.Error()), E_FAIL);
-    EXPECT_EQ(session.Code(), OSTREL_INVALID_SESSION);
+    EXPECT_EQ(other.Lock(0), 0u);
+    EXPECT_EQ(session.Do(&Device::CloseDevice), OSTREL_COMMUNICATION);
+    EXPECT_EQ(session.Do(&Device::CloseDevice), OSTREL_INVALID_SESSION);
     session.Forget();
 }
 
-TEST(Behaviour, EndsTheMediumAtAGivenLine) {
-    CDeviceRig rig("[behaviour]\nendAtLine=10\nrecord=1\n");
+TEST(Behaviour, EndsTheMediumAtAGivenLineAndTakesItsTime) {
+    CDeviceRig rig("[behaviour]\nendAtLine=10\nrecord=1\nlinesPerSecond=100\n");
+    rig.SetClock(kStart);
     CSessionRig session(rig);
     session.Prepare();
+    const std::uint64_t begin = rig.Clock();
     Bytes data;
     EXPECT_EQ(session.Scan(Window(0, 0, 30, 30), &data), OSTREL_END_OF_MEDIA);
     EXPECT_EQ(data.size(), 10u * 90);
+    EXPECT_EQ(rig.Clock() - begin, 100u);
     const std::string id = std::to_string(getpid()) + '.' + std::to_string(session.Session());
     EXPECT_NE(rig.Calls().find(id + " depth 1 ReadScan 900 of 65536 bytes -> 15\n"),
               std::string::npos)
@@ -391,48 +322,30 @@ TEST(Behaviour, CancelButtonEndsARunningScan) {
     session.Prepare();
     rig.Act("cancel");
     const auto params = Window(0, 0, 300, 300);
-    ASSERT_EQ(session->StartScan(session.Session(), &params, session.Error()), S_OK)
-        << "it was pressed before";
-    session->BeginRead(session.Session(), session.Error());
+    ASSERT_EQ(session.Do(&Device::StartScan, &params), 0u) << "it was pressed before";
+    EXPECT_EQ(session.Do(&Device::BeginRead), 0u);
     Bytes data(9000);
     DWORD got = 0;
-    EXPECT_EQ(session->ReadScan(session.Session(), data.data(), 9000, &got, session.Error()), S_OK);
+    EXPECT_EQ(session.Read(data.data(), 9000, &got), 0u);
     rig.Act("cancel");
-    EXPECT_EQ(session->ReadScan(session.Session(), data.data(), 9000, &got, session.Error()),
-              E_FAIL);
-    EXPECT_EQ(session.Code(), OSTREL_CANCEL_BUTTON);
+    EXPECT_EQ(session.Read(data.data(), 9000, &got), OSTREL_CANCEL_BUTTON);
     EXPECT_EQ(got, 0u);
-    EXPECT_EQ(session->EndScan(session.Session(), session.Error()), S_OK);
-    EXPECT_EQ(session.Scan(params, &data), OSTREL_END_OF_MEDIA);
+    EXPECT_EQ(session.Do(&Device::EndScan), 0u);
+    EXPECT_EQ(session.Scan(params), OSTREL_END_OF_MEDIA);
 }
 
-TEST(Behaviour, CarriageTakesItsTime) {
-    CDeviceRig rig("[behaviour]\nlinesPerSecond=100\n");
-    rig.SetClock(kStart);
-    CSessionRig session(rig);
-    session.Prepare();
-    const std::uint64_t begin = rig.Clock();
-    Bytes data;
-    EXPECT_EQ(session.Scan(Window(0, 0, 30, 250), &data, 90 * 50), OSTREL_END_OF_MEDIA);
-    EXPECT_EQ(rig.Clock() - begin, 2500u);
-}
-
+// A reader's thread reads while another session asks, as the driver's do.
 // A reader's thread reads while another session asks, as the driver's do.
 TEST(Behaviour, AnswersOtherSessionsWhileAScanIsRead) {
     CDeviceRig rig;
     CSessionRig session(rig);
     session.Prepare();
     CSessionRig other(rig, false);
-    std::atomic<bool> done{false};
-    std::thread asking([&] {
-        while (!done)
-            EXPECT_EQ(LockCode(other, 0), OSTREL_LOCK_FAILED);
-    });
     Bytes data;
     std::thread reading([&] { session.Scan(Window(0, 0, 2550, 600), &data); });
+    for (int i = 0; i < 50; ++i)
+        EXPECT_EQ(other.Lock(0), OSTREL_LOCK_FAILED);
     reading.join();
-    done = true;
-    asking.join();
     EXPECT_EQ(data.size(), 2550u * 600 * 3);
 }
 
@@ -441,22 +354,21 @@ TEST(Behaviour, AnswersOtherSessionsWhileAScanIsRead) {
 TEST(Buttons, ArePolledAndForgotten) {
     CDeviceRig rig("[buttons]\nreport=poll\n");
     CSessionRig session(rig);
-    const auto buttons = session.Facet<IOstrelButtons>(IID_IOstrelButtons);
-    ASSERT_TRUE(buttons);
     DWORD count = 0;
-    EXPECT_EQ(buttons->GetButtonDataSize(session.Session(), &count, session.Error()), S_OK);
+    EXPECT_EQ(session.Do(&IOstrelButtons::GetButtonDataSize, &count), 0u);
     EXPECT_EQ(count, 4u);
     std::string error;
     EXPECT_TRUE(PressButton(rig.Path(), 2, &error)) << error;
     rig.Act("press-4");
     rig.Act("press-9");
     Bytes pressed(6, 7);
-    EXPECT_EQ(buttons->ReadButtons(session.Session(), 3, pressed.data(), session.Error()), S_OK);
-    EXPECT_EQ(pressed, (Bytes{0, 1, 0, 7, 7, 7})) << "no more than there is room for";
-    EXPECT_EQ(buttons->ReadButtons(session.Session(), 6, pressed.data(), session.Error()), S_OK);
-    EXPECT_EQ(pressed, (Bytes{0, 0, 0, 1, 7, 7}));
-    EXPECT_EQ(buttons->ReadButtons(session.Session(), 4, pressed.data(), session.Error()), S_OK);
-    EXPECT_EQ(pressed[3], 0);
+    const auto read = [&](DWORD bytes) {
+        EXPECT_EQ(session.Do(&IOstrelButtons::ReadButtons, bytes, pressed.data()), 0u);
+        return pressed;
+    };
+    EXPECT_EQ(read(3), (Bytes{0, 1, 0, 7, 7, 7})) << "no more than there is room for";
+    EXPECT_EQ(read(6), (Bytes{0, 0, 0, 1, 7, 7}));
+    EXPECT_EQ(read(4), (Bytes{0, 0, 0, 0, 7, 7}));
     EXPECT_FALSE(PressButton(rig.Path(), 5, &error));
     EXPECT_NE(error.find("4 buttons"), std::string::npos) << error;
 }
@@ -480,25 +392,25 @@ TEST(Buttons, ComeThroughThePortAlsoWhenNobodyWaitsYet) {
 
 // ---- The module
 
-TEST(Module, RegistersItselfAndMayGoWhenUnused) {
-    void* module = dlopen(SIMULATOR_MODULE, RTLD_NOW | RTLD_LOCAL);
+// A copy, which nobody else in this program has loaded.
+TEST(Module, MayGoWhenUnused) {
+    const std::string path = TestFolder() + "/copy.so";
+    std::filesystem::copy_file(SIMULATOR_MODULE, path);
+    void* const module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(module, nullptr) << dlerror();
-    const auto entry = [&](const char* name) {
-        return reinterpret_cast<HRESULT (*)()>(dlsym(module, name));
-    };
-    EXPECT_EQ(entry("DllUnregisterServer")(), S_OK);
-    ComPtr<IUnknown> object;
-    EXPECT_EQ(CoCreateInstance(CLSID_OstrelSimulator, nullptr, CLSCTX_ALL, IID_IUnknown,
-                               object.OutVoid()),
-              REGDB_E_CLASSNOTREG);
-    EXPECT_EQ(entry("DllRegisterServer")(), S_OK);
-    EXPECT_EQ(CoCreateInstance(CLSID_OstrelSimulator, nullptr, CLSCTX_ALL, IID_IUnknown,
-                               object.OutVoid()),
-              S_OK);
-    EXPECT_EQ(entry("DllCanUnloadNow")(), S_FALSE);
-    object.Reset();
-    EXPECT_EQ(entry("DllCanUnloadNow")(), S_OK);
+    const auto mayGo = reinterpret_cast<HRESULT (*)()>(dlsym(module, "DllCanUnloadNow"));
+    const auto get = reinterpret_cast<HRESULT (*)(REFCLSID, REFIID, LPVOID*)>(
+        dlsym(module, "DllGetClassObject"));
+    {
+        ComPtr<IClassFactory> factory;
+        ComPtr<IOstrelDevice> object;
+        EXPECT_EQ(get(CLSID_OstrelSimulator, IID_IClassFactory, factory.OutVoid()), S_OK);
+        EXPECT_EQ(factory->CreateInstance(nullptr, IID_IOstrelDevice, object.OutVoid()), S_OK);
+        EXPECT_EQ(mayGo(), S_FALSE);
+    }
+    EXPECT_EQ(mayGo(), S_OK);
     dlclose(module);
+    EXPECT_EQ(dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "it has left";
 }
 
 }  // namespace
