@@ -10,7 +10,7 @@
 #include "profile/attrib_layout.h"
 #include "profile/builtin_profile.h"
 #include "tests/profile/profile_rig.h"
-#include "tools/profile_check.h"
+#include "tools/profile/check.h"
 
 namespace {
 
