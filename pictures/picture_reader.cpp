@@ -20,6 +20,8 @@ bool CPictureReader::AreLeft(std::int32_t lines) {
     return false;
 }
 
+// Bitmaps are told by their first two bytes and read by own code, in bands: they may be larger than
+// what Leptonica holds in memory.
 std::unique_ptr<CPictureReader> OpenPicture(const std::string& path, std::string* error) {
     std::unique_ptr<CPictureReader> reader;
     RunGuarded(error, [&] {
