@@ -29,6 +29,7 @@ const char* FormatName(int format) {
     }
 }
 
+// What can be learnt of a picture before it is decoded.
 struct HeaderInfo {
     int format = IFF_UNKNOWN;
     const char* name = nullptr;

@@ -2,6 +2,7 @@
 
 namespace {
 
+// A gray of this value.
 bool IsAll(const RGBQUAD& color, std::size_t value) {
     return color.rgbBlue == value && color.rgbGreen == value && color.rgbRed == value;
 }
@@ -18,6 +19,7 @@ EPaletteKind KindOf(std::span<const RGBQUAD> palette) {
             return EPaletteKind::BlackIsSet;
         return EPaletteKind::Colors;
     }
+    // Grays only if every pixel is its own gray; any other order has to be told to readers.
     for (std::size_t i = 0; i < palette.size(); ++i) {
         if (!IsAll(palette[i], i))
             return EPaletteKind::Colors;

@@ -80,6 +80,7 @@ void PaintPixels(cairo_t* context, PIX* pix, cairo_format_t format, CPageParts* 
     }
 }
 
+// All words of an image, padding included.
 std::span<l_uint32> WordsOf(PIX* pix) {
     return {pixGetData(pix),
             static_cast<std::size_t>(pixGetWpl(pix)) * static_cast<std::size_t>(pixGetHeight(pix))};
@@ -187,6 +188,7 @@ void CPdfFileWriter::SetPageSize(double width, double height) {
     m_height = height;
 }
 
+// The page is drawn in pixels, each as large as its resolution says, across and along.
 void CPdfFileWriter::StorePage(PIX* pix) {
     const double xScale = PointsPerPixel(pixGetXRes(pix));
     const double yScale = PointsPerPixel(pixGetYRes(pix));

@@ -11,6 +11,7 @@ std::size_t CPictureReader::LineBytes() const {
            static_cast<std::size_t>(m_info.m_bitsPerPixel / 8);
 }
 
+// A caller that asks for too many has miscounted: it gets none, rather than a part.
 bool CPictureReader::AreLeft(std::int32_t lines) {
     const std::int32_t left = m_info.m_height - m_nextLine;
     if (lines >= 0 && lines <= left)

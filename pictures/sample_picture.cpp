@@ -107,6 +107,7 @@ void DrawSampleLine(std::int32_t width, std::int32_t height, std::int32_t line, 
     }
 }
 
+// One line at a time is held, whatever the size of the picture.
 bool WriteSamplePicture(const CSampleJob& job, CPictureWriter& writer) {
     const std::int32_t bits = job.m_gray ? 8 : 24;
     BITMAPINFOHEADER info = MakeInfoHeader(job.m_width, job.m_height, bits);

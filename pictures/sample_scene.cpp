@@ -78,7 +78,7 @@ double Detail(double x, double y, int octaves, std::uint32_t seed) {
     return sum / total;
 }
 
-// ---- The scene: an evening at a fjord. Its height is 1, from the sky at 0 down to the near bank
+// ---- The scene: an evening at a lake. Its height is 1, from the sky at 0 down to the near bank
 // at 1, and x is 0 in the middle; colours are encoded for a screen (sRGB). Things are painted from
 // far to near, each over what was there. All numbers below are to the eye: they have no other
 // reason.

@@ -43,17 +43,13 @@ Bytes AllLines(CPictureReader& reader, std::int32_t step = 1) {
 TEST_F(PictureReader, RefusesTruncatedBitmaps) {
     const Bytes whole = CBitmapFile::Make(3, 5, 24).All();
     for (std::size_t size = 0; size < whole.size(); ++size) {
-        const char* complaint = size == 0    ? "is empty"
-                                : size < 2   ? "is no bitmap"
-                                : size < 54  ? "inside the headers of a bitmap"
-                                : size == 54 ? "beyond its end at 54"
-                                             : "bytes of pixels; 3 x 5 pixels take 60";
-        ExpectRefused(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)),
-                      complaint);
+        ExpectRefused({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)},
+                      size == 0    ? "is empty"
+                      : size < 2   ? "is no bitmap"
+                      : size < 54  ? "inside the headers of a bitmap"
+                      : size == 54 ? "beyond its end at 54"
+                                   : "bytes of pixels; 3 x 5 pixels take 60");
     }
-    Bytes gray = CBitmapFile::Make(3, 5, 8).All();
-    gray.resize(54 + 4 * 256 - 1);
-    ExpectRefused(gray, "has a palette up to byte 1078, beyond its end at 1077");
 }
 
 TEST_F(PictureReader, RefusesBitmapsWhoseHeadersLie) {
@@ -64,7 +60,6 @@ TEST_F(PictureReader, RefusesBitmapsWhoseHeadersLie) {
         const char* complaint;
     } rows[] = {
         {24, [](B& b) { ++b.m_file.bfSize; }, "says that it has 115 bytes; it has 114"},
-        {24, [](B& b) { b.m_file.bfSize = 0; }, "says that it has 0 bytes"},
         {24, [](B& b) { b.m_rows.push_back(0); }, "says that it has 114 bytes; it has 115"},
         {24, [](B& b) { b.m_info.biHeight = -6; }, "3 x 6 pixels take 72"},
         {24, [](B& b) { b.m_info.biWidth = 5; }, "5 x 5 pixels take 80"},
@@ -72,18 +67,14 @@ TEST_F(PictureReader, RefusesBitmapsWhoseHeadersLie) {
         {24, [](B& b) { b.m_file.bfOffBits = 55; }, "holds 59 bytes of pixels"},
         {24, [](B& b) { b.m_file.bfOffBits = 0xFFFFFFFF; }, "beyond its end"},
         {24, [](B& b) { b.m_info.biWidth = 0; }, "is 0 pixels wide; 1 to 200000000 are read"},
-        {24, [](B& b) { b.m_info.biWidth = INT32_MIN; }, "is -2147483648 pixels wide"},
         {24, [](B& b) { b.m_info.biWidth = INT32_MAX; }, "is 2147483647 pixels wide"},
-        {24, [](B& b) { b.m_info.biHeight = 0; }, "is 0 lines high"},
         {24, [](B& b) { b.m_info.biHeight = INT32_MIN; }, "is -2147483648 lines high"},
         // 2^31 / 12, and one more.
         {24, [](B& b) { b.m_info.biHeight = 178956970; }, "3 x 178956970 pixels take 2147483640"},
         {24, [](B& b) { b.m_info.biHeight = -178956971; }, "1 to 178956970 are read at a width"},
         {24, [](B& b) { b.m_info.biWidth = 200000000; }, "1 to 3 are read at a width of 200000000"},
         {24, [](B& b) { b.m_info.biBitCount = 32; }, "holds 32 bits a pixel"},
-        {24, [](B& b) { b.m_info.biBitCount = 1; }, "holds 1 bits a pixel"},
         {24, [](B& b) { b.m_info.biSize = 12; }, "info header of 12 bytes"},
-        {24, [](B& b) { b.m_info.biSize = 0xFFFFFFFFu; }, "info header of 4294967295 bytes"},
         {24, [](B& b) { b.m_info.biSize = 124; }, "inside the headers of a bitmap"},
         {24, [](B& b) { b.m_info.biPlanes = 3; }, "has 3 planes"},
         {24, [](B& b) { b.m_info.biCompression = 1; }, "compressed by method 1"},
