@@ -1,4 +1,3 @@
-#include <random>
 #include <set>
 
 #include "platform/files.h"
@@ -31,14 +30,11 @@ TEST(ProfileContainer, DecodesHandMadeTrees) {
 }
 
 TEST(ProfileContainer, PacksWhatItReads) {
-    std::mt19937 random(7);
-    for (const std::size_t count : {1u, 2u, 3u, 72u, 255u, 256u}) {
-        std::string text;
-        for (std::size_t i = 0; i < 2000; ++i)
-            text += static_cast<char>(255 - (i < count ? i : random() % (random() % count + 1)));
-        EXPECT_EQ(ReadContainer(Pack(text)).text, text) << count;
-        EXPECT_EQ(Pack(text)[10], static_cast<char>(count));
-    }
+    std::string text;
+    for (int i = 0; i < 3000; ++i)
+        text += static_cast<char>(i % (i % 256 + 1));  // all bytes, the low ones more often
+    EXPECT_EQ(ReadContainer(Pack(text)).text, text);
+    EXPECT_EQ(ReadContainer(Pack("z")).text, "z");
     EXPECT_EQ(ReadContainer(Pack("")).status, ProfileStatus::Whole);
     EXPECT_EQ(ReadContainer(Pack("12345"), 6).text, "12345");
     EXPECT_EQ(ReadContainer(Pack("12345"), 5).status, ProfileStatus::Cut) << "no room for its zero";
