@@ -8,6 +8,7 @@
 
 #include "bench/bench_page.h"
 #include "engine/engine.h"
+#include "platform/bitmap_headers.h"
 #include "stages/band_sink.h"
 #include "stages/encoded_input.h"
 #include "stages/invert.h"
@@ -23,18 +24,12 @@ class CPageStream final : public CQLInputStream {
     CPageStream(std::int32_t width, std::int32_t height, std::int32_t bits)
         : m_page(BenchPage(width, height, bits)),
           m_row(static_cast<std::size_t>(width) * static_cast<std::size_t>(bits) / 8),
-          m_stride((m_row + 3) & ~std::size_t{3}),
+          m_stride(static_cast<std::size_t>(BitmapStride(width, bits))),
           m_height(height) {
-        BITMAPINFOHEADER info = {};
-        info.biSize = sizeof(info);
-        info.biWidth = width;
-        info.biHeight = -height;
-        info.biPlanes = 1;
-        info.biBitCount = static_cast<WORD>(bits);
-        info.biXPelsPerMeter = 11811;
-        info.biYPelsPerMeter = 11811;
-        BITMAPFILEHEADER file = {};
-        file.bfType = BITMAP_FILE_TYPE;
+        BITMAPINFOHEADER info = MakeInfoHeader(width, -height, bits);
+        info.biClrUsed = 0;  // the reader needs no colours
+        info.biXPelsPerMeter = info.biYPelsPerMeter = PelsPerMeter(300);
+        const BITMAPFILEHEADER file = MakeFileHeader(info, BitmapImageBytes(info));
         m_headers.resize(sizeof(file) + sizeof(info));
         std::memcpy(m_headers.data(), &file, sizeof(file));
         std::memcpy(m_headers.data() + sizeof(file), &info, sizeof(info));

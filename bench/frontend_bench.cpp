@@ -95,12 +95,8 @@ BENCHMARK(Scale)
 
 // A whole page, as the file medium has it.
 void Flip(benchmark::State& state) {
-    BITMAPFILEHEADER file = {};
-    file.bfOffBits = sizeof(file) + sizeof(BITMAPINFOHEADER);
-    BITMAPINFOHEADER info = {};
-    info.biWidth = kPageWidth;
-    info.biHeight = kPageHeight;
-    info.biBitCount = 24;
+    const BITMAPINFOHEADER info = MakeInfoHeader(kPageWidth, kPageHeight, 24);
+    const BITMAPFILEHEADER file = MakeFileHeader(info, BitmapImageBytes(info));
     std::vector<BYTE> page(file.bfOffBits + RowStride(kPageWidth, 24) * kPageHeight);
     std::memcpy(page.data(), &file, sizeof(file));
     std::memcpy(page.data() + sizeof(file), &info, sizeof(info));

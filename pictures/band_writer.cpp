@@ -20,6 +20,7 @@ bool CBandWriter::Try(EState expected, TAction action) {
     return false;
 }
 
+// The file is made by the first page that has passed its checks: a wrong header leaves none.
 bool CBandWriter::Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) {
     return Try(EState::Fresh, [&] {
         if (m_page > 0 && !HoldsPages())
@@ -33,6 +34,7 @@ bool CBandWriter::Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> p
     });
 }
 
+// What goes beyond the image's last row is dropped: a caller need not know where it ends.
 bool CBandWriter::Write(const std::uint8_t* bytes, std::size_t length) {
     return Try(EState::Begun, [&] {
         const auto left = static_cast<std::uint64_t>(m_bytesLeft);
@@ -44,6 +46,7 @@ bool CBandWriter::EndPage() {
     return Try(EState::Begun, [&] { CompletePage(); });
 }
 
+// Writers put a page into the file when it is whole, so that nothing has to be taken out of it.
 bool CBandWriter::DropPage() {
     return Try(EState::Begun, [&] {
         if (m_page == 0)
@@ -52,6 +55,7 @@ bool CBandWriter::DropPage() {
     });
 }
 
+// Behind several pages the last one may have been ended already.
 bool CBandWriter::Finish() {
     return Try(m_page > 0 ? m_state : EState::Begun, [&] {
         if (m_state == EState::Begun)
@@ -62,6 +66,7 @@ bool CBandWriter::Finish() {
     });
 }
 
+// Rows that never came are white, as a page is that wasn't scanned to its end.
 void CBandWriter::CompletePage() {
     Feed(nullptr, m_bytesLeft);
     Complete();
@@ -91,6 +96,8 @@ void CBandWriter::CheckHeader(const BITMAPINFOHEADER& info,
     }
 }
 
+// Colours beyond a short palette are white. The band has as many whole rows as make up its usual
+// size: one at least, and no more than the image has.
 void CBandWriter::TakeHeader(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) {
     const DWORD colors = FullColorCount(info.biBitCount);
     m_palette.fill({0xFF, 0xFF, 0xFF, 0});

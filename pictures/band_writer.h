@@ -44,6 +44,7 @@ class CBandWriter : public CPictureWriter {
     // Fresh also stands between two pages.
     enum class EState { Fresh, Begun, Done };
 
+    // Every operation of the interface goes through it.
     template <typename TAction>
     bool Try(EState expected, TAction action);
     void CheckHeader(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) const;
@@ -54,6 +55,7 @@ class CBandWriter : public CPictureWriter {
     EState m_state = EState::Fresh;
     std::array<RGBQUAD, kMaxBitmapColors> m_palette = {};
     std::size_t m_stride = 0;
+    // Whole rows, the last of which may still be under way.
     std::vector<std::uint8_t> m_band;
     std::size_t m_filled = 0;
     std::int64_t m_bytesLeft = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 void CBitmapFileWriter::Start() {
+    // What other programs may have put into the header beside size and colours isn't kept.
     BITMAPINFOHEADER info = MakeInfoHeader(m_info.biWidth, m_info.biHeight, m_info.biBitCount);
     info.biXPelsPerMeter = m_info.biXPelsPerMeter;
     info.biYPelsPerMeter = m_info.biYPelsPerMeter;
@@ -14,6 +15,8 @@ void CBitmapFileWriter::Start() {
     m_file.WriteAt(Palette().data(), Palette().size_bytes(), sizeof(file) + sizeof(info));
 }
 
+// The image comes with its top row first, and its file begins with the bottom row: a band is turned
+// round, and goes to where as many rows are free below it as the image still has.
 void CBitmapFileWriter::StoreBand(std::uint8_t* rows, std::int32_t count) {
     std::uint8_t* first = rows;
     std::uint8_t* last = rows + Stride() * static_cast<std::size_t>(count - 1);

@@ -12,5 +12,6 @@ class CBitmapFileWriter final : public CBandWriter {
     void StoreBand(std::uint8_t* rows, std::int32_t count) override;
     void Complete() override {}
 
+    // Where the rows begin, behind headers and colours.
     std::int64_t m_pixelOffset = 0;
 };

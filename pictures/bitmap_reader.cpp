@@ -11,6 +11,7 @@ namespace {
 
 // The later ones only add colour spaces behind the fields that count here.
 constexpr DWORD kInfoHeaderSizes[] = {sizeof(BITMAPINFOHEADER), 52, 56, 108, 124};
+// Of the methods of compression.
 constexpr DWORD kUncompressed = 0;
 
 }  // namespace
@@ -33,6 +34,7 @@ CBitmapReader::CBitmapReader(CInputFile file) : m_file(std::move(file)) {
     m_band.resize(static_cast<std::size_t>(lines * Stride()));
 }
 
+// The info header tells its own size, which is looked at before the rest of it is read.
 void CBitmapReader::ReadHeaders() {
     const auto need = [this](std::size_t bytes) {
         if (m_file.Size() < static_cast<std::int64_t>(bytes)) {
@@ -72,6 +74,8 @@ void CBitmapReader::CheckInfo() const {
     }
 }
 
+// The width first: the stride that bounds the height comes from it. Both bounds keep every product
+// of sizes below within 64 bits.
 void CBitmapReader::CheckExtent() const {
     const std::string width = std::to_string(m_infoHeader.biWidth);
     if (m_infoHeader.biWidth < 1 || m_infoHeader.biWidth > kMaxPictureWidth) {
@@ -119,6 +123,8 @@ void CBitmapReader::CheckPlaces() const {
     }
 }
 
+// An 8-bit file may hold grays in any order, or colours: what is delivered is gray or colour, and a
+// palette that is the plain ramp costs nothing.
 void CBitmapReader::TakePalette() {
     const std::size_t count = BitmapColorCount(m_infoHeader);
     m_file.ReadAt(m_palette.data(), count * sizeof(RGBQUAD),
@@ -135,6 +141,8 @@ void CBitmapReader::TakePalette() {
         m_mapping = EMapping::None;
 }
 
+// The next lines of the image, as many as fit. In a file that begins with the bottom row they lie
+// ahead of those that were read before, so bands are taken from its end on.
 void CBitmapReader::FillBand() {
     const std::int64_t capacity = static_cast<std::int64_t>(m_band.size()) / Stride();
     const std::int64_t left = Height() - m_nextLine;
@@ -171,6 +179,7 @@ bool CBitmapReader::ReadLines(std::uint8_t* target, std::int32_t lines) {
         for (; lines > 0; --lines, target += LineBytes()) {
             if (m_bandUsed == m_bandLines)
                 FillBand();
+            // Within the band rows stand as in the file.
             const bool bottomUp = m_infoHeader.biHeight > 0;
             const std::int32_t row = bottomUp ? m_bandLines - 1 - m_bandUsed : m_bandUsed;
             ConvertRow(target, m_band.data() + row * Stride());

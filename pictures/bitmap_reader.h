@@ -21,11 +21,13 @@ class CBitmapReader final : public CPictureReader {
     // What becomes of a pixel: an 8-bit one may be an index into a palette of grays or of colours.
     enum class EMapping { None, Gray, Color };
 
+    // In this order: each check relies on those before it.
     void ReadHeaders();
     void CheckInfo() const;
     void CheckExtent() const;
     void CheckPlaces() const;
     void TakePalette();
+    // Reads the next band of rows.
     void FillBand();
     void ConvertRow(std::uint8_t* target, const std::uint8_t* row) const;
 

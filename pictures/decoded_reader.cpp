@@ -29,6 +29,7 @@ const char* FormatName(int format) {
     }
 }
 
+// What can be learnt of a picture before it is decoded.
 struct HeaderInfo {
     int format = IFF_UNKNOWN;
     const char* name = nullptr;
@@ -39,6 +40,7 @@ struct HeaderInfo {
     int hasPalette = 0;
 };
 
+// By the file's first bytes, not by its name.
 HeaderInfo ReadHeader(const std::string& path) {
     HeaderInfo header;
     if (findFileFormat(path.c_str(), &header.format) == 0)
@@ -56,6 +58,7 @@ HeaderInfo ReadHeader(const std::string& path) {
 void CheckSize(const HeaderInfo& header, std::int64_t fileSize) {
     const std::string size =
         std::to_string(header.width) + " x " + std::to_string(header.height) + " pixels";
+    // Leptonica holds colours in words of 32 bits, also those that a palette stands for.
     const int bytesPerPixel =
         header.samples > 1 || header.hasPalette ? 4 : std::max(header.bits / 8, 1);
     const std::int64_t mostPixels = kMaxDecodedBytes / bytesPerPixel;
@@ -74,6 +77,7 @@ void CheckSize(const HeaderInfo& header, std::int64_t fileSize) {
 }  // namespace
 
 CDecodedReader::CDecodedReader(const std::string& path, std::int64_t fileSize) {
+    // Its messages would go to the terminal, between the program's own.
     setMsgSeverity(L_SEVERITY_NONE);
     const HeaderInfo header = ReadHeader(path);
     CheckSize(header, fileSize);
@@ -93,6 +97,8 @@ CDecodedReader::CDecodedReader(const std::string& path, std::int64_t fileSize) {
     m_info.m_yPelsPerMeter = PelsPerMeter(pixGetYRes(m_pix.get()));
 }
 
+// Two forms are left: words of red, green and blue, and bytes of gray. What is transparent lies on
+// white paper; gray with transparency comes from Leptonica as colours that are all the same.
 void CDecodedReader::Simplify(bool isGrayWithAlpha) {
     int isColor = pixGetDepth(m_pix.get()) == 32 && !isGrayWithAlpha;
     if (PIXCMAP* palette = pixGetColormap(m_pix.get())) {
@@ -116,6 +122,7 @@ bool CDecodedReader::ReadLines(std::uint8_t* target, std::int32_t lines) {
         return false;
     const auto wordsPerLine = static_cast<std::size_t>(pixGetWpl(m_pix.get()));
     for (; lines > 0; --lines, ++m_nextLine) {
+        // Pixels of 8 bits stand four in a word, the first one in its highest byte.
         const l_uint32* words =
             pixGetData(m_pix.get()) + wordsPerLine * static_cast<std::size_t>(m_nextLine);
         for (std::int32_t x = 0; x < m_info.m_width; ++x) {

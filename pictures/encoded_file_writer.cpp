@@ -2,6 +2,7 @@
 
 namespace {
 
+// Without a gamma: the file says nothing of how its values stand to light.
 CEncodedBytes EncodePng(PIX* pix) {
     CEncodedBytes encoded;
     l_uint8* bytes = nullptr;

@@ -10,6 +10,7 @@
 static_assert(sizeof(long) == sizeof(std::int64_t));
 
 CInputFile::CInputFile(const std::string& path) {
+    // What can't be examined is left to the opening below, which fails with the reason.
     std::error_code unknown;
     const std::filesystem::file_status status = std::filesystem::status(path, unknown);
     if (std::filesystem::is_directory(status))
@@ -31,6 +32,7 @@ void CInputFile::ReadAt(void* target, std::size_t bytes, std::int64_t offset) co
         FailBySystem("can't be read", errno);
     if (std::fread(target, 1, bytes, m_file.get()) == bytes)
         return;
+    // Fewer bytes without an error: the range lay within the file when it was opened.
     if (std::ferror(m_file.get()))
         FailBySystem("can't be read", errno);
     Fail("has become shorter while it was read");

@@ -27,6 +27,8 @@ struct CPageParts {
     std::vector<CCairoSurfacePtr> m_images;
 };
 
+// PDF measures in points. A page without a resolution is taken for a scan of the usual 300 dpi:
+// 72 pixels an inch, which viewers would assume, make sheets of a metre.
 double PointsPerPixel(int dpi) {
     constexpr double kPointsPerInch = 72;
     constexpr int kUnknownDpi = 300;
@@ -34,6 +36,7 @@ double PointsPerPixel(int dpi) {
     return kPointsPerInch / (dpi > 0 ? dpi : kUnknownDpi);
 }
 
+// An image that cairo couldn't make is one too, with the failure as its state.
 cairo_surface_t* Keep(CPageParts* parts, cairo_surface_t* image) {
     parts->m_images.emplace_back(image);
     if (cairo_surface_status(image) != CAIRO_STATUS_SUCCESS)
@@ -77,11 +80,13 @@ void PaintPixels(cairo_t* context, PIX* pix, cairo_format_t format, CPageParts* 
     }
 }
 
+// All words of an image, padding included.
 std::span<l_uint32> WordsOf(PIX* pix) {
     return {pixGetData(pix),
             static_cast<std::size_t>(pixGetWpl(pix)) * static_cast<std::size_t>(pixGetHeight(pix))};
 }
 
+// Neighbours change places, then pairs, and so on up to the halves of the word.
 l_uint32 ReverseBits(l_uint32 word) {
     word = (word & 0x55555555) << 1 | (word >> 1 & 0x55555555);
     word = (word & 0x33333333) << 2 | (word >> 2 & 0x33333333);
@@ -90,6 +95,7 @@ l_uint32 ReverseBits(l_uint32 word) {
     return word << 16 | word >> 16;
 }
 
+// Cairo's colours go from 0 to 1.
 void SetColor(cairo_t* context, PIXCMAP* colors, int index) {
     int red = 0;
     int green = 0;
@@ -116,6 +122,7 @@ void PaintBits(cairo_t* context, PIX* pix, CPageParts* parts) {
     PaintPixels(context, pix, CAIRO_FORMAT_A1, parts);
 }
 
+// Unchanged: a palette of colours means a drawing, whose edges JPEG would blur.
 void PaintPalette(cairo_t* context, PIX* pix, CPageParts* parts) {
     parts->m_pix.reset(pixRemoveColormap(pix, REMOVE_CMAP_TO_FULL_COLOR));
     if (!parts->m_pix)
@@ -143,6 +150,7 @@ void PaintJpeg(cairo_t* context, PIX* pix, CPageParts* parts) {
 
 }  // namespace
 
+// Called by cairo, through which nothing may be thrown: the failure is kept for Check.
 cairo_status_t CPdfFileWriter::Append(void* self, const unsigned char* bytes, unsigned int length) {
     auto& writer = *static_cast<CPdfFileWriter*>(self);
     if (writer.m_isDropped || writer.m_failure)
@@ -157,6 +165,7 @@ cairo_status_t CPdfFileWriter::Append(void* self, const unsigned char* bytes, un
     return CAIRO_STATUS_SUCCESS;
 }
 
+// The file's own failure says more than cairo, which only knows that writing failed.
 void CPdfFileWriter::Check(cairo_status_t status) const {
     if (m_failure)
         std::rethrow_exception(m_failure);
@@ -169,6 +178,7 @@ void CPdfFileWriter::Check(cairo_status_t status) const {
 void CPdfFileWriter::SetPageSize(double width, double height) {
     if (!m_document) {
         m_document.reset(cairo_pdf_surface_create_for_stream(Append, this, width, height));
+        // Old enough for every viewer, and it has all that pages need here.
         cairo_pdf_surface_restrict_to_version(m_document.get(), CAIRO_PDF_VERSION_1_4);
     } else if (width != m_width || height != m_height) {
         // After a change of size cairo 1.16 cuts the page's last part of a point off.
@@ -178,6 +188,7 @@ void CPdfFileWriter::SetPageSize(double width, double height) {
     m_height = height;
 }
 
+// The page is drawn in pixels, each as large as its resolution says, across and along.
 void CPdfFileWriter::StorePage(PIX* pix) {
     const double xScale = PointsPerPixel(pixGetXRes(pix));
     const double yScale = PointsPerPixel(pixGetYRes(pix));
@@ -191,11 +202,13 @@ void CPdfFileWriter::StorePage(PIX* pix) {
         PaintPalette(context.get(), pix, &parts);
     else
         PaintJpeg(context.get(), pix, &parts);
+    // Here the parts are read and the page is written.
     cairo_show_page(context.get());
     Check(cairo_status(context.get()));
     Check(cairo_surface_status(m_document.get()));
 }
 
+// The table of objects stands at the end of a PDF file.
 void CPdfFileWriter::CompletePages() {
     cairo_surface_finish(m_document.get());
     Check(cairo_surface_status(m_document.get()));

@@ -5,6 +5,7 @@
 
 #include "pictures/file_failure.h"
 
+// What stands in the way at the target is told in the program's own words.
 void CPendingFile::Create() {
     const std::error_code error = m_file.Create();
     if (error == std::errc::is_a_directory)
@@ -27,6 +28,7 @@ void CPendingFile::ReadAt(void* target, std::size_t bytes, std::int64_t offset) 
         FailBySystem("can't be read back", errno);
 }
 
+// In two steps: a full disk may be told of by the first one only.
 void CPendingFile::Publish() {
     if (const std::error_code error = m_file.Close())
         FailBySystem("can't be written", error.value());

@@ -11,6 +11,7 @@ std::size_t CPictureReader::LineBytes() const {
            static_cast<std::size_t>(m_info.m_bitsPerPixel / 8);
 }
 
+// A caller that asks for too many has miscounted: it gets none, rather than a part.
 bool CPictureReader::AreLeft(std::int32_t lines) {
     const std::int32_t left = m_info.m_height - m_nextLine;
     if (lines >= 0 && lines <= left)
@@ -20,6 +21,8 @@ bool CPictureReader::AreLeft(std::int32_t lines) {
     return false;
 }
 
+// Bitmaps are told by their first two bytes and read by own code, in bands: they may be larger than
+// what Leptonica holds in memory.
 std::unique_ptr<CPictureReader> OpenPicture(const std::string& path, std::string* error) {
     std::unique_ptr<CPictureReader> reader;
     RunGuarded(error, [&] {

@@ -23,6 +23,7 @@ std::unique_ptr<CPictureWriter> MakeEncoded(const std::string& path) {
     return std::make_unique<CEncodedFileWriter>(path, encoding);
 }
 
+// What a file's name ends in, and what is written then.
 struct CKindRow {
     const char* extension;
     bool holdsPages;
@@ -40,6 +41,7 @@ constexpr CKindRow kKinds[] = {
     {".pdf", true, Make<CPdfFileWriter>},
 };
 
+// In lower case: ".PNG" is ".png".
 std::string ExtensionOf(const std::string& path) {
     std::string extension = std::filesystem::path(path).extension().string();
     std::ranges::transform(extension, extension.begin(), [](unsigned char letter) {

@@ -3,17 +3,13 @@
 #include <cstring>
 
 #include "pictures/file_failure.h"
+#include "pictures/palette_kind.h"
 
-namespace {
-
-bool IsAll(const RGBQUAD& color, BYTE value) {
-    return color.rgbBlue == value && color.rgbGreen == value && color.rgbRed == value;
-}
-
-}  // namespace
-
+// The whole page in memory, as the encoders want it. Its lines come from outside, so nothing is set
+// to 0 first.
 void CPixFileWriter::Start() {
     setMsgSeverity(L_SEVERITY_NONE);
+    // Colours take a word each.
     const int depth = m_info.biBitCount == 24 ? 32 : m_info.biBitCount;
     const std::int64_t lineBytes = BitmapStride(m_info.biWidth, depth);
     if (lineBytes > kMaxDecodedBytes / m_info.biHeight) {
@@ -49,23 +45,15 @@ void CPixFileWriter::FinishPixels() {
     if (m_info.biBitCount == 24)
         return;
     pixEndianByteSwap(m_pix.get());
-    const std::span<const RGBQUAD> palette = Palette();
-    if (m_info.biBitCount == 1) {
-        // A set bit is black to Leptonica.
-        if (IsAll(palette[0], 0) && IsAll(palette[1], 0xFF))
-            pixInvert(m_pix.get(), m_pix.get());
-        else if (!IsAll(palette[0], 0xFF) || !IsAll(palette[1], 0))
-            AttachPalette();
-        return;
-    }
-    for (std::size_t i = 0; i < palette.size(); ++i) {
-        if (!IsAll(palette[i], static_cast<BYTE>(i))) {
-            AttachPalette();
-            return;
-        }
-    }
+    // A set bit is black to Leptonica, and 8 bits are a gray, unless a palette says otherwise.
+    const EPaletteKind kind = KindOf(Palette());
+    if (kind == EPaletteKind::WhiteIsSet)
+        pixInvert(m_pix.get(), m_pix.get());
+    else if (kind == EPaletteKind::Colors)
+        AttachPalette();
 }
 
+// The palette belongs to the image from here on.
 void CPixFileWriter::AttachPalette() {
     PIXCMAP* colors = pixcmapCreate(m_info.biBitCount);
     if (!colors)
@@ -82,12 +70,13 @@ void CPixFileWriter::Complete() {
 }
 
 CEncodedBytes EncodeJpeg(PIX* pix) {
-    constexpr int kQuality = 90;
-    constexpr int kMaxSide = 65500;
+    constexpr int kQuality = 90;     // of 100
+    constexpr int kMaxSide = 65500;  // the library's own bound
 
     if (pixGetWidth(pix) > kMaxSide || pixGetHeight(pix) > kMaxSide)
         Fail("would be larger than the " + std::to_string(kMaxSide) +
              " pixels a side that JPEG compression can do");
+    // JPEG knows grays and colours only.
     CPixPtr plain;
     if (pixGetColormap(pix) || pixGetDepth(pix) == 1) {
         plain.reset(pixGetColormap(pix) ? pixRemoveColormap(pix, REMOVE_CMAP_BASED_ON_SRC)

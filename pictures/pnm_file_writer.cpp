@@ -9,6 +9,7 @@ bool IsGray(const RGBQUAD& color) {
     return color.rgbRed == color.rgbGreen && color.rgbRed == color.rgbBlue;
 }
 
+// In either order.
 bool IsBlackAndWhite(std::span<const RGBQUAD> palette) {
     return palette.size() == 2 && std::ranges::all_of(palette, IsGray) &&
            palette[0].rgbRed + palette[1].rgbRed == 0xFF &&
@@ -17,6 +18,8 @@ bool IsBlackAndWhite(std::span<const RGBQUAD> palette) {
 
 }  // namespace
 
+// The simplest form that holds every pixel. The header is text: kind, sides, and the value of white
+// where there is one.
 void CPnmFileWriter::Start() {
     m_kind = m_info.biBitCount == 24                  ? EKind::Colors
              : IsBlackAndWhite(Palette())             ? EKind::Bits
@@ -56,6 +59,7 @@ std::uint8_t* CPnmFileWriter::ConvertRow(std::uint8_t* target, const std::uint8_
     return target;
 }
 
+// Rows lie close together there, with red first: three bytes a pixel are the most.
 void CPnmFileWriter::StoreBand(std::uint8_t* rows, std::int32_t count) {
     m_rows.resize(static_cast<std::size_t>(m_info.biWidth) * 3 * static_cast<std::size_t>(count));
     std::uint8_t* end = m_rows.data();

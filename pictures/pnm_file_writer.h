@@ -8,14 +8,16 @@ class CPnmFileWriter final : public CBandWriter {
     explicit CPnmFileWriter(const std::string& path) : CBandWriter(path) {}
 
   private:
+    // The numbers of the forms in the file's first two bytes, "P4" to "P6".
     enum class EKind { Bits = 4, Grays = 5, Colors = 6 };
 
     void Start() override;
     void StoreBand(std::uint8_t* rows, std::int32_t count) override;
     void Complete() override {}
+    // Puts a row into the file's form.
     std::uint8_t* ConvertRow(std::uint8_t* target, const std::uint8_t* row) const;
 
     EKind m_kind = EKind::Colors;
-    std::int64_t m_written = 0;
-    std::vector<std::uint8_t> m_rows;
+    std::int64_t m_written = 0;        // the header's bytes too
+    std::vector<std::uint8_t> m_rows;  // of a band, in the file's form
 };

@@ -25,6 +25,7 @@ constexpr CColor kPatches[] = {
 constexpr std::int32_t kSteps = 11;                           // of the gray wedge
 constexpr std::int32_t kPeriods[] = {2, 3, 4, 6, 8, 12, 16};  // of line patterns, in pixels
 
+// From 0, black, to 255.
 CColor Gray(double value) {
     return {value, value, value};
 }
@@ -53,6 +54,7 @@ CColor StripAt(std::int32_t width, std::int32_t height, std::int32_t x, std::int
     return Gray(255.0 * PartOf(x - half, width - half, kSteps) / (kSteps - 1));
 }
 
+// Rounded, and held at the ends.
 std::uint8_t ToByte(double value) {
     return static_cast<std::uint8_t>(Clamp(RoundToI32(value), 0, 255));
 }
@@ -92,6 +94,7 @@ void ToGray(std::uint8_t* bgr, std::int32_t width) {
 void DrawSampleLine(std::int32_t width, std::int32_t height, std::int32_t line, std::uint8_t* bgr) {
     const std::int32_t strip = height / kStripShare;
     const std::int32_t sceneLines = height - strip;
+    // The scene's height is 1 unit, however wide the picture; pixels are asked at their centres.
     const double scale = sceneLines;
     const double y = (line + 0.5) / scale;
     for (std::int32_t i = 0; i < width; ++i, bgr += 3) {
@@ -104,6 +107,7 @@ void DrawSampleLine(std::int32_t width, std::int32_t height, std::int32_t line, 
     }
 }
 
+// One line at a time is held, whatever the size of the picture.
 bool WriteSamplePicture(const CSampleJob& job, CPictureWriter& writer) {
     const std::int32_t bits = job.m_gray ? 8 : 24;
     BITMAPINFOHEADER info = MakeInfoHeader(job.m_width, job.m_height, bits);
@@ -112,6 +116,7 @@ bool WriteSamplePicture(const CSampleJob& job, CPictureWriter& writer) {
     std::vector<RGBQUAD> grays(info.biClrUsed);
     FillGrayRamp(grays);
     bool ok = writer.Begin(info, grays);
+    // Lines are drawn in colour, and made gray where they lie.
     std::vector<std::uint8_t> row(static_cast<std::size_t>(BitmapStride(job.m_width, 24)));
     for (std::int32_t line = 0; ok && line < job.m_height; ++line) {
         if (job.m_cancelled && job.m_cancelled())

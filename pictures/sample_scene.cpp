@@ -14,10 +14,12 @@ struct CPoint {
     double m_y = 0.0;
 };
 
+// Shares and brightnesses go from 0 to 1.
 double Clamp01(double value) {
     return std::clamp(value, 0.0, 1.0);
 }
 
+// `share` of b, the rest of a.
 double Mix(double a, double b, double share) {
     return a + (b - a) * share;
 }
@@ -32,6 +34,8 @@ double Ramp(double from, double to, double value) {
     return t * t * (3.0 - 2.0 * t);
 }
 
+// Scatters neighbouring cells over all 32-bit numbers. The factors are odd, so that no bit gets
+// lost, and the shifts bring high bits, which are mixed best, down to the low ones.
 std::uint32_t Hash(std::uint32_t x, std::uint32_t y, std::uint32_t seed) {
     std::uint32_t h = x * 0x9E3779B1u ^ (y + 0x7F4A7C15u) * 0x85EBCA6Bu ^ seed * 0xC2B2AE35u;
     h = (h ^ h >> 16) * 0x7FEB352Du;
@@ -73,6 +77,11 @@ double Detail(double x, double y, int octaves, std::uint32_t seed) {
     }
     return sum / total;
 }
+
+// ---- The scene: an evening at a lake. Its height is 1, from the sky at 0 down to the near bank
+// at 1, and x is 0 in the middle; colours are encoded for a screen (sRGB). Things are painted from
+// far to near, each over what was there. All numbers below are to the eye: they have no other
+// reason.
 
 constexpr double kHorizon = 0.53;
 constexpr CPoint kSun = {0.07, 0.425};
@@ -128,6 +137,7 @@ void CScene::Paint(CColor& color, CColor paint, std::initializer_list<CPoint> co
     color = Mix(color, paint, Inside(corners, x, y));
 }
 
+// From the horizon up: warm haze, blue, deeper blue; around the sun a glow; clouds over it.
 CColor CScene::Sky(double x, double y) const {
     const double height = kHorizon - y;
     CColor color =
@@ -161,6 +171,8 @@ CColor CScene::Sky(double x, double y) const {
     return Mix(color, CColor{255.0, 250.0, 226.0}, disc);
 }
 
+// Mountains, the paler the nearer to sun and water. Their relief is the difference of two places
+// beside each other: slopes that face the light are bright.
 void CScene::PaintFarHills(CColor& color, double x, double y) const {
     const double rise = Detail(x * 4.2 + 9.0, 0.5, 6, 31);
     const double ridge = kHorizon - 0.015 - 0.17 * rise * Ramp(-0.9, 0.25, -x + 0.12 * rise);
@@ -176,6 +188,7 @@ void CScene::PaintFarHills(CColor& color, double x, double y) const {
     color = Mix(color, Mix(rock, haze, share), cover);
 }
 
+// Woods with fields in them, in front of the mountains.
 void CScene::PaintMiddleHills(CColor& color, double x, double y) const {
     const double ridge = kHorizon - 0.004 -
                          0.085 * Detail(x * 5.5 + 2.0, 3.5, 4, 51) * Ramp(-0.25, 0.45, x + 0.1) -
@@ -198,6 +211,7 @@ double ShoreLine(double x) {
     return kHorizon + 0.075 * reach;
 }
 
+// The land on the left, which the house stands on.
 void CScene::PaintHeadland(CColor& color, double x, double y) const {
     const double shore = ShoreLine(x);
     const double depth = shore - kHorizon;
@@ -231,12 +245,14 @@ void CScene::PaintHouse(CColor& color, double x, double y) const {
     if (hx < -0.8 || hx > 1.5 || hy < -1.35 || hy > 0.1)
         return;
     const CScene own(m_scale * 0.105);
+    // Each board across the front has a shade of its own.
     const double boards =
         0.90 + 0.16 * Random(static_cast<std::int64_t>(std::floor(hx * 26.0)), 0, 101);
     const CColor front = CColor{176.0, 42.0, 34.0} * boards;
     const CColor side = CColor{120.0, 28.0, 28.0} * boards;
     const CColor white = {244.0, 232.0, 214.0};
     const double tiles = 0.85 + 0.3 * Noise(hx * 60.0, hy * 34.0, 103);
+    // Foundation, side and front; chimney and roof; the white edges of gable and corners.
     own.Paint(color, CColor{70.0, 66.0, 62.0},
               {{-0.60, -0.04}, {1.02, -0.04}, {1.02, 0.03}, {-0.60, 0.03}}, hx, hy);
     own.Paint(color, side, {{-0.58, -0.5}, {0.3, -0.5}, {0.3, -0.03}, {-0.58, -0.03}}, hx, hy);
@@ -250,6 +266,7 @@ void CScene::PaintHouse(CColor& color, double x, double y) const {
     own.Paint(color, white, {{0.55, -0.98}, {0.55, -0.91}, {0.08, -0.43}, {0.06, -0.49}}, hx, hy);
     own.Paint(color, white, {{0.97, -0.46}, {1.0, -0.46}, {1.0, -0.03}, {0.97, -0.03}}, hx, hy);
     own.Paint(color, white, {{0.1, -0.46}, {0.13, -0.46}, {0.13, -0.03}, {0.1, -0.03}}, hx, hy);
+    // Windows of two panes: dark ones on the side, lit ones in front.
     for (const double left : {-0.46, -0.18, 0.22, 0.72}) {
         own.Paint(color, white,
                   {{left - 0.02, -0.40},
@@ -268,11 +285,13 @@ void CScene::PaintHouse(CColor& color, double x, double y) const {
                       hx, hy);
         }
     }
+    // The door in its frame.
     own.Paint(color, white, {{0.46, -0.40}, {0.65, -0.40}, {0.65, -0.03}, {0.46, -0.03}}, hx, hy);
     own.Paint(color, CColor{34.0, 82.0, 74.0},
               {{0.485, -0.375}, {0.625, -0.375}, {0.625, -0.03}, {0.485, -0.03}}, hx, hy);
 }
 
+// All that the water mirrors, but for the boat.
 CColor CScene::Land(double x, double y) const {
     CColor color = Sky(x, y);
     PaintFarHills(color, x, y);
@@ -282,8 +301,11 @@ CColor CScene::Land(double x, double y) const {
     return color;
 }
 
+// Where the boat meets the water.
 constexpr double kBoatLine = 0.715;
 
+// The land upside down, shaken by the waves, the darker the nearer: one looks into the water there,
+// and along it further out.
 CColor CScene::Water(double x, double y) const {
     const double shore = ShoreLine(x);
     const double depth = y - kHorizon;
@@ -322,6 +344,7 @@ void CScene::PaintBoat(CColor& color, double x, double y) const {
         return;
     const CScene own(m_scale * 0.17);
     const double cloth = 0.93 + 0.07 * Ramp(0.0, 0.12, bx * 5.0 - std::floor(bx * 5.0)) - 0.25 * bx;
+    // Mainsail with its stripe, jib, mast, boom, pennant, the one who sails, and the hull.
     own.Paint(color, CColor{250.0, 240.0, 222.0} * std::min(cloth, 1.02),
               {{-0.015, -1.22}, {-0.015, -0.20}, {-0.52, -0.20}, {-0.30, -0.62}}, bx, by);
     own.Paint(color, CColor{34.0, 92.0, 170.0},
@@ -345,11 +368,13 @@ void CScene::PaintBoat(CColor& color, double x, double y) const {
               {{-0.485, -0.06}, {0.50, -0.06}, {0.44, 0.005}, {-0.45, 0.005}}, bx, by);
 }
 
+// The edge of the near bank, higher at both sides.
 double BankLine(double x) {
     return 0.93 - 0.10 * Ramp(-0.05, 0.55, x) - 0.06 * Ramp(-0.15, -0.5, x) -
            0.02 * Detail(x * 9.0, 0.5, 3, 141);
 }
 
+// Grass, and four rows of reeds in front of it.
 void CScene::PaintBank(CColor& color, double x, double y) const {
     const double line = BankLine(x);
     const double cover = Edge(y - line - 0.008 * Noise(x * 200.0, 0.5, 145));
@@ -369,6 +394,7 @@ void CScene::PaintReeds(CColor& color, double x, double y, int layer) const {
     constexpr double kCell = 0.012;
     const auto seed = static_cast<std::uint32_t>(200 + 10 * layer);
     const auto cell = static_cast<std::int64_t>(std::floor(x / kCell));
+    // Blades lean over into the cells beside theirs.
     for (std::int64_t i = cell - 3; i <= cell + 3; ++i) {
         const double root = (static_cast<double>(i) + Random(i, 0, seed)) * kCell;
         const double tall =
@@ -377,6 +403,7 @@ void CScene::PaintReeds(CColor& color, double x, double y, int layer) const {
         const double up = (base - y) / tall;
         if (up < 0.0 || up > 1.1)
             continue;
+        // `up` is 0 at the root and 1 at the tip; the bend grows with its square.
         const double lean = 0.03 * (Random(i, 2, seed) - 0.4);
         const double distance = std::abs(x - root - lean * up * up);
         const double width = (0.0012 + 0.0012 * Random(i, 3, seed)) * (1.0 - up);
@@ -386,6 +413,7 @@ void CScene::PaintReeds(CColor& color, double x, double y, int layer) const {
             color = Mix(color, blade, Edge(width - distance));
         const double kind = Random(i, 5, seed);
         if (kind < 0.16) {
+            // A flower is a disc at the tip.
             const double tip = (up - 0.96) * tall;
             const double reach = std::sqrt(distance * distance + tip * tip);
             const CColor petals = kind < 0.06   ? CColor{238.0, 60.0, 44.0}
@@ -396,6 +424,7 @@ void CScene::PaintReeds(CColor& color, double x, double y, int layer) const {
     }
 }
 
+// What can't reach a place isn't asked there: it takes a good part of the time.
 CColor CScene::At(double x, double y) const {
     CColor color = y < ShoreLine(x) ? Land(x, y) : Water(x, y);
     if (y <= kBoatLine + 0.01)

@@ -7,30 +7,7 @@
 #include <utility>
 
 #include "pictures/file_failure.h"
-
-namespace {
-
-enum class EPaletteKind { None, WhiteIsSet, BlackIsSet, Grays, Colors };
-
-bool IsAll(const RGBQUAD& color, BYTE value) {
-    return color.rgbBlue == value && color.rgbGreen == value && color.rgbRed == value;
-}
-
-EPaletteKind KindOf(std::span<const RGBQUAD> palette) {
-    if (palette.empty())
-        return EPaletteKind::None;
-    if (palette.size() == 2 && IsAll(palette[0], 0) && IsAll(palette[1], 0xFF))
-        return EPaletteKind::WhiteIsSet;
-    if (palette.size() == 2 && IsAll(palette[0], 0xFF) && IsAll(palette[1], 0))
-        return EPaletteKind::BlackIsSet;
-    for (std::size_t i = 0; i < palette.size(); ++i) {
-        if (palette.size() == 2 || !IsAll(palette[i], static_cast<BYTE>(i)))
-            return EPaletteKind::Colors;
-    }
-    return EPaletteKind::Grays;
-}
-
-}  // namespace
+#include "pictures/palette_kind.h"
 
 // The file as the library reads and writes it: from a place that moves. Nothing is thrown through
 // it; the first failure is kept.
@@ -52,6 +29,7 @@ class CTiffFileWriter::CAccess {
         const auto count = static_cast<std::size_t>(bytes);
         return access.Move(count, [&] { access.m_file.WriteAt(source, count, access.m_place); });
     }
+    // A place behind the end is no failure: what is written there makes the file longer.
     static toff_t Seek(thandle_t self, toff_t offset, int whence) {
         auto& access = *static_cast<CAccess*>(self);
         const std::int64_t from = whence == SEEK_SET   ? 0
@@ -63,6 +41,7 @@ class CTiffFileWriter::CAccess {
     static toff_t Size(thandle_t self) {
         return static_cast<toff_t>(static_cast<CAccess*>(self)->m_size);
     }
+    // The file stays open: it is the writer's, who puts it in place.
     static int Close(thandle_t) { return 0; }
 
   private:
@@ -86,6 +65,7 @@ class CTiffFileWriter::CAccess {
     bool m_isDropped = false;  // the file is going: nothing more is written
 };
 
+// Closing writes what the library still holds, and the file may be gone by then.
 void CTiffFileWriter::CCloser::operator()(tiff* file) const {
     static_cast<CAccess*>(TIFFClientdata(file))->Drop();
     TIFFClose(file);
@@ -98,6 +78,7 @@ void CTiffFileWriter::Check(bool done) const {
         Fail("can't be written; TIFF files hold up to 4 GiB");
 }
 
+// Once for all pages. Its messages would go to the terminal, between the program's own.
 void CTiffFileWriter::Open() {
     TIFFSetErrorHandler(nullptr);
     TIFFSetWarningHandler(nullptr);
@@ -124,10 +105,12 @@ void CTiffFileWriter::Start() {
         TIFFSetField(file, TIFFTAG_YRESOLUTION, static_cast<double>(yDpi));
     }
     DescribePixels();
+    // Strips of the library's own size, some kilobytes: readers needn't take a page at once.
     TIFFSetField(file, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(file, 0));
     Check(true);
 }
 
+// Black and white is packed as faxes are, where a set bit is black; all else without loss.
 void CTiffFileWriter::DescribePixels() {
     const EPaletteKind kind = KindOf(Palette());
     const bool isBits = kind == EPaletteKind::WhiteIsSet || kind == EPaletteKind::BlackIsSet;
@@ -147,6 +130,7 @@ void CTiffFileWriter::DescribePixels() {
 }
 
 void CTiffFileWriter::DescribePalette() {
+    // Colours of a palette have 16 bits there: 255 becomes 65535.
     constexpr std::uint16_t kTo16Bits = 257;
 
     std::array<std::array<std::uint16_t, kMaxBitmapColors>, 3> colors = {};
@@ -160,6 +144,7 @@ void CTiffFileWriter::DescribePalette() {
                  colors[2].data());
 }
 
+// The rows are changed where they lie: red comes first there.
 void CTiffFileWriter::StoreBand(std::uint8_t* rows, std::int32_t count) {
     for (std::int32_t row = 0; row < count; ++row, rows += Stride()) {
         if (m_info.biBitCount == 24) {

@@ -16,6 +16,7 @@ class CTiffFileWriter final : public CBandWriter {
     struct CCloser {
         void operator()(tiff* file) const;
     };
+    // The library's way to the file.
     class CAccess;
 
     void Start() override;
@@ -25,8 +26,10 @@ class CTiffFileWriter final : public CBandWriter {
     void CompletePages() override;
 
     void Open();
+    // What a pixel is, and how rows are packed.
     void DescribePixels();
     void DescribePalette();
+    // Throws the file's failure if there is one, else the library's if it isn't `done`.
     void Check(bool done) const;
 
     bool m_isInverted = false;  // bits, which are black where they are set

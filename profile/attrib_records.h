@@ -6,7 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// Colour matrix, three rows of three.
+// Colour matrix, three rows of three, for linear light: red from red, green and blue, and so on. A
+// row that adds up to 1 keeps grays gray.
 struct ScanMatrix {
     double m_values[9];
 };
@@ -33,6 +34,7 @@ static_assert(offsetof(CoeffRecord, m_gain) == 32);
 static_assert(offsetof(CoeffRecord, m_gamma) == 56);
 static_assert(offsetof(CoeffRecord, m_densityStep) == 80);
 
+// Sharpening at five levels and smoothing, in the older form. Nothing in the engine reads it.
 struct SharpSmoothRecord {
     std::uint8_t m_valid;
     std::uint8_t m_reserved1[3];
@@ -48,6 +50,7 @@ static_assert(offsetof(SharpSmoothRecord, m_smooth) == 24);
 static_assert(offsetof(SharpSmoothRecord, m_minSmooth) == 28);
 static_assert(offsetof(SharpSmoothRecord, m_scannerLacksBWSharpening) == 32);
 
+// The same with strength and noise apart.
 struct SharpSmooth2Record {
     std::uint8_t m_valid;
     std::uint8_t m_useKestrinSmooth;
@@ -99,6 +102,7 @@ struct DarkValuesRecord {
 static_assert(sizeof(DarkValuesRecord) == 64);
 static_assert(offsetof(DarkValuesRecord, m_adf) == 48);
 
+// What scans of this model begin with, and what it is like.
 struct DefaultsRecord {
     std::uint8_t m_valid;
     std::uint8_t m_reserved1[3];
@@ -107,7 +111,7 @@ struct DefaultsRecord {
     std::uint8_t m_negativeCapable;
     std::uint8_t m_XPAneedsAutoMirror;
     std::uint8_t m_reserved2[2];
-    std::int32_t m_grayChannel;
+    std::int32_t m_grayChannel;  // 1: weighed from all three colours, as television does
     std::int32_t m_highlight;
     std::int32_t m_adfShadow;
     std::uint8_t m_scannerGammaFixed;  // samples come encoded for a screen (sRGB), not linear
@@ -139,9 +143,11 @@ static_assert(sizeof(GrayRecord) == 56);
 static_assert(offsetof(GrayRecord, m_matrix) == 8);
 static_assert(offsetof(GrayRecord, m_offset) == 32);
 
+// Uses of an exclusion area.
 inline constexpr std::uint32_t kAutocropExclusion = 1;
 inline constexpr std::uint32_t kFeederLidExclusion = 16;
 
+// A part of the bed that automatic cropping leaves out.
 struct ExclusionArea {
     std::uint32_t m_usage;
     std::uint32_t m_top;
@@ -159,6 +165,7 @@ struct JpegRow {
 };
 static_assert(sizeof(JpegRow) == 12);
 
+// What a slide or a negative begins with.
 struct DefaultSelection {
     std::uint32_t m_values[4];
 };

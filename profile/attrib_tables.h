@@ -47,6 +47,7 @@ struct ScanTableFacts {
     double m_rowHigh;
 };
 
+// In the order of ScanTable.
 inline constexpr ScanTableFacts kScanTables[] = {
     {"SLIDE", 9, -5, 5, 0, 0},
     {"FB", 9, -5, 5, 0, 0},
@@ -94,6 +95,7 @@ enum class ScanTableOutcome : std::uint8_t {
     Used,
 };
 
+// What a person who writes a profile wants to know of a table.
 struct ScanTableReport {
     ScanTableOutcome m_outcome = ScanTableOutcome::Missing;
     // The key's line; out of range, the value's. Lines count from 1.

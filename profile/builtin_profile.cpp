@@ -7,6 +7,7 @@
 
 namespace {
 
+// Under a number and without a name: no model's name can be that of the built-in profile.
 const EmbeddedResource kResources[] = {
     {kResourceData, kBuiltinProfileNumber, nullptr, kBuiltinProfile, kBuiltinProfileBytes},
 };
@@ -14,6 +15,7 @@ const ResourceTable g_resources(kResources);
 
 }  // namespace
 
+// The build has made the container, so that there is nothing to check.
 std::string BuiltinProfileText() {
     const auto tree = std::make_unique<ProfileTree>();
     std::string text(kProfileTextSize, '\0');

@@ -4,11 +4,14 @@
 
 namespace {
 
+// One pair for the process: the names come from the keys of its devices, which all belong to one
+// family. The last device to start wins.
 struct Shared {
     std::mutex lock;
     FolderNames names;
 };
 
+// Made by the first call, as other globals may ask while they are made.
 Shared& TheNames() {
     static Shared shared;
     return shared;

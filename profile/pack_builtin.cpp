@@ -11,6 +11,7 @@
 
 namespace {
 
+// Numbers and not a text: the container has zeros and bytes above 127 in it.
 bool WriteSource(const std::string& text, const char* name) {
     std::ofstream out(name);
     out << "// Made by the build from the built-in profile's text.\n"
@@ -28,6 +29,7 @@ bool WriteSource(const std::string& text, const char* name) {
 int Run(const char* textName, const char* sourceName) {
     std::ifstream in(textName, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(in), {}};
+    // What readers would refuse stops the build.
     if (text.empty() || text.size() >= kProfileTextSize) {
         std::fprintf(stderr, "%s: %zu bytes of text, there must be 1 to %u\n", textName,
                      text.size(), kProfileTextSize - 1);

@@ -8,9 +8,13 @@
 
 namespace {
 
+// A container is read in blocks of this many bytes: some ten calls for a text of a few kilobytes,
+// and nothing to allocate.
 constexpr std::size_t kBlockBytes = 512;
+// A record: the node's number and its two children, 32 bits each.
 constexpr std::size_t kNodeBytes = 12;
 
+// Byte by byte: a record stands anywhere in a block, and not where a number may be aligned.
 std::uint32_t LittleEndian(const std::uint8_t* bytes) {
     return bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
            std::uint32_t{bytes[3]} << 24;
@@ -34,11 +38,12 @@ class CFileProfileStream final : public CProfileStream {
     bool m_failed = false;
 };
 
-// Takes a stream in blocks.
+// Takes a stream in blocks, so that the decoder can ask for single bytes.
 class CBlockReader {
   public:
     explicit CBlockReader(CProfileStream& stream) : m_stream(stream) {}
 
+    // All of the bytes or, at the end of the stream, false; what was there until then is taken.
     bool Take(std::uint8_t* target, std::size_t bytes) {
         while (bytes-- != 0) {
             if (m_next == m_filled && !Fill())
@@ -49,6 +54,7 @@ class CBlockReader {
     }
 
   private:
+    // A stream that claims more than it was asked for isn't believed.
     bool Fill() {
         m_next = 0;
         m_filled = std::min<std::size_t>(m_stream.Read(m_block, kBlockBytes), kBlockBytes);
@@ -61,6 +67,8 @@ class CBlockReader {
     std::size_t m_filled = 0;
 };
 
+// The steps of reading a container, in the order of its parts. The tree comes from outside: a node
+// may have no record, and children may lead nowhere or round in a circle.
 class CProfileDecoder {
   public:
     CProfileDecoder(ProfileTree& tree, CProfileStream& stream) : m_tree(tree), m_input(stream) {
@@ -86,6 +94,8 @@ class CProfileDecoder {
 
     // False for a tree that doesn't fit the table. `m_treeIsCut` tells of an end within it.
     bool ReadTree(const ProfileHeader& header) {
+        // In a tree of n leaves the n - 1 inner nodes are counted from 256 on and the root is the
+        // last of them: root + n - 255 nodes. In 64 bits, as both numbers come from outside.
         const std::int64_t count = std::int64_t{header.m_root} + header.m_leafCount - 255;
         if (header.m_root >= kProfileNodes || count < 0 || count > kProfileNodes)
             return false;
@@ -105,6 +115,8 @@ class CProfileDecoder {
     }
     bool IsTreeCut() const { return m_treeIsCut; }
 
+    // Ends by the text's length: no code stands for its end, and the last byte may have bits left
+    // over. `text` has room for all of it and a zero.
     ProfileStatus Decode(const ProfileHeader& header, char* text) {
         ProfileStatus status = ProfileStatus::Whole;
         std::uint32_t done = 0;
@@ -113,6 +125,7 @@ class CProfileDecoder {
             status = Walk(node);
             if (status != ProfileStatus::Whole)
                 break;
+            // Leaves are numbered by their byte. One of a damaged tree may have a higher number.
             text[done] = static_cast<char>(node & 0xFF);
         }
         text[done] = 0;
@@ -135,6 +148,7 @@ class CProfileDecoder {
         return ProfileStatus::Whole;
     }
 
+    // From the highest bit of each byte on.
     bool TakeBit(int& bit) {
         if (m_bitsLeft == 0) {
             if (!m_input.Take(&m_byte, 1))
@@ -147,7 +161,8 @@ class CProfileDecoder {
 
     ProfileTree& m_tree;
     CBlockReader m_input;
-    std::bitset<kProfileNodes> m_known;  // nodes that have a record
+    // Nodes that have a record. The cleared table can't tell: zeros would be children as well.
+    std::bitset<kProfileNodes> m_known;
     bool m_treeIsCut = false;
     std::uint8_t m_byte = 0;
     int m_bitsLeft = 0;
@@ -168,6 +183,7 @@ ProfileStatus ReadProfile(ProfileTree& tree, CProfileStream& stream, char* text,
     if (!decoder.ReadHeader(*header) || !decoder.ReadTree(*header) ||
         readFailed(decoder.IsTreeCut()))
         return ProfileStatus::BadTree;
+    // Not a part of it: a text that was cut loses tables without a word.
     if (header->m_textLength >= size)
         return ProfileStatus::Cut;
     return decoder.Decode(*header, text);

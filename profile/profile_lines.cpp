@@ -28,6 +28,7 @@ bool IsTooLarge(std::string_view number) {
         else if (!hasBegun && isBehindPoint)
             --power;
     }
+    // The exponent itself may have more digits than a number holds; its sign then decides.
     int exponent = 0;
     if (i < number.size()) {
         ++i;  // 'e'
@@ -45,6 +46,7 @@ bool IsTooLarge(std::string_view number) {
 
 }  // namespace
 
+// What has no line feed at the end of the text isn't given out, unless a whole piece is there.
 bool CProfileLines::NextLine() {
     if (m_ended)
         ++m_number;
@@ -78,6 +80,7 @@ std::string_view CProfileLines::NextToken() {
 double ParseProfileNumber(std::string_view token, std::size_t* used) {
     if (used)
         *used = 0;
+    // The library's own parser knows no plus sign, and may know other names than digits.
     const bool isSigned = !token.empty() && (token[0] == '-' || token[0] == '+');
     const std::string_view digits = token.substr(isSigned ? 1 : 0);
     // Infinities and not-a-number have names: they aren't numbers here.
@@ -88,6 +91,7 @@ double ParseProfileNumber(std::string_view token, std::size_t* used) {
     if (error == std::errc::invalid_argument)
         return 0;
     const auto length = static_cast<std::size_t>(end - digits.data());
+    // It doesn't tell which way: an infinity is out of every range, while a 0 is in most.
     if (error == std::errc::result_out_of_range)
         value = IsTooLarge(digits.substr(0, length)) ? std::numeric_limits<double>::infinity() : 0;
     if (used)

@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::uint32_t kBytes = 256;
 
-// The code of a text's bytes.
+// The code of a text's bytes, after Huffman: the rarer a byte, the longer its code, and no other
+// code of whole bits makes the text shorter.
 class CHuffmanCode {
   public:
     explicit CHuffmanCode(std::string_view text) {
@@ -57,6 +58,8 @@ class CHuffmanCode {
         }
     }
 
+    // The code of each leaf: the way down to it, a bit for every step. As deep as the tree, which
+    // is at most 255 steps.
     void Spell(std::uint32_t node, const std::vector<bool>& code) {
         if (node < kFirstInnerNode) {
             m_codes[node] = code;
@@ -74,6 +77,7 @@ class CHuffmanCode {
     std::array<std::vector<bool>, kBytes> m_codes;
 };
 
+// Numbers stand with their low byte first, on whatever machine.
 void PutNumber(std::vector<std::uint8_t>& out, std::uint32_t number) {
     for (int shift = 0; shift < 32; shift += 8)
         out.push_back(static_cast<std::uint8_t>(number >> shift));
@@ -85,6 +89,7 @@ void PutNode(std::vector<std::uint8_t>& out, std::uint32_t number, const Profile
     PutNumber(out, node.m_child[1]);
 }
 
+// Bits fill a byte from its highest on; what is left of the last one is 0.
 void PutCodes(std::vector<std::uint8_t>& out, const CHuffmanCode& code, std::string_view text) {
     std::uint8_t byte = 0;
     int used = 0;

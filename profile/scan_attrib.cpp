@@ -10,9 +10,11 @@
 
 namespace {
 
+// Profiles of this family are called by this and the model.
 constexpr char kProfilePrefix[] = "nvlmt";
 constexpr std::size_t kMaxProfileName = 260;
 
+// Models of one name may have been built with sensors of different makers.
 struct SensorRow {
     const char* name;
     const char* suffix;
@@ -27,6 +29,7 @@ const char* SuffixOf(const char* sensorName) {
     return "";
 }
 
+// To memory that the caller frees.
 template <class Row>
 void CopyRows(const ScanRows<Row>& from, std::uint32_t& count, Row*& rows) {
     count = 0;
@@ -60,6 +63,8 @@ CScanAttrib::CScanAttrib(const CScannerProfile& profile, const char* sensorName)
 
 CScanAttrib::~CScanAttrib() = default;
 
+// Each loading is an operation of its own, so that a class below may replace it. None of them
+// depends on another, except for the flag of the highest resolution that four raise.
 void CScanAttrib::LoadAll(const CScannerProfile& profile, const char* sensorName) {
     using LoadTable = void (CScanAttrib::*)(const CScannerProfile&, const char*);
     constexpr LoadTable kLoads[] = {
@@ -129,6 +134,8 @@ const CScanAttrib& BuiltinAttrib() {
     static const CScanAttrib attrib{CScannerProfile{BuiltinProfileText()}};
     return attrib;
 }
+
+// ---- The records as they stand
 
 void CScanAttrib::getNegCoeffs(CoeffRecord& record) const {
     record = m_negCoeffs;

@@ -118,6 +118,7 @@ class CScanAttrib {
                double high);
     // Fills the table's record, from the profile or with the fallback.
     void Load(const CScannerProfile& profile, const char* suffix, ScanTable table);
+    // The same of a table that has two forms.
     void LoadForm(const CScannerProfile& profile, const char* suffix, ScanTable newer,
                   ScanTable older);
     // Also notes whether the profile has a table of the highest resolution.

@@ -13,7 +13,8 @@ std::uint32_t ToU32(double value) {
     return static_cast<std::uint32_t>(value);
 }
 
-// The line on which a value of a table stands. Reads the values up to it once more.
+// The line on which a value of a table stands, which lookups don't keep for each value. Reads the
+// values up to it once more.
 std::uint32_t LineOf(const CScannerProfile& profile, const char* suffix, ScanTable table,
                      std::uint16_t index, double* values) {
     ProfileLookup lookup;
@@ -33,6 +34,8 @@ void FillRow(JpegRow& row, const double* values) {
 
 }  // namespace
 
+// Reports on the way: a person who asks why a table has fallen back learns the first value that is
+// to blame, with its line and range. A driver that starts has no use for it.
 bool CScanAttrib::Judge(const CScannerProfile& profile, const char* suffix, ScanTable table,
                         const ProfileLookup& lookup, double* values, std::uint16_t wanted,
                         double low, double high) {
@@ -50,6 +53,7 @@ bool CScanAttrib::Judge(const CScannerProfile& profile, const char* suffix, Scan
         return false;
     report.m_outcome = ScanTableOutcome::Used;
     for (std::uint16_t i = 0; i < wanted; ++i) {
+        // So written that not-a-number would be outside.
         if (values[i] >= low && values[i] <= high)
             continue;
         report.m_outcome = ScanTableOutcome::OutOfRange;
@@ -69,6 +73,8 @@ bool CScanAttrib::Take(const CScannerProfile& profile, const char* suffix, ScanT
     return Judge(profile, suffix, table, lookup, values, facts.m_count, facts.m_low, facts.m_high);
 }
 
+// Both lookups go into one array, the older form first: a profile that has the older form whole and
+// the newer one in part gives a mixture, which counts if it lies in the older form's range.
 ScanTable CScanAttrib::TakeForm(const CScannerProfile& profile, const char* suffix, ScanTable newer,
                                 ScanTable older, double* values) {
     const ScanTableFacts& newFacts = FactsOf(newer);
@@ -202,6 +208,8 @@ void CScanAttrib::loadSharpSmoothMaxPix(const CScannerProfile& profile, const ch
 
 // ---- Lists
 
+// In two lookups: the count says how many values the second one asks for. It is at most 1000, so
+// that 1 + 5 x 1000 values are the most; a text of 9999 bytes has room for fewer.
 template <class Row>
 void CScanAttrib::LoadRows(const CScannerProfile& profile, const char* suffix, ScanTable table,
                            ScanRows<Row>& rows) {
@@ -210,6 +218,7 @@ void CScanAttrib::LoadRows(const CScannerProfile& profile, const char* suffix, S
     double first = 0;
     if (!Take(profile, suffix, table, &first) || ToU32(first) == 0)
         return;
+    // A fraction is cut off here, as everywhere.
     const std::uint32_t count = ToU32(first);
     const auto wanted = static_cast<std::uint16_t>(1 + count * facts.m_rowCount);
     const std::unique_ptr<double[]> values(new (std::nothrow) double[wanted]());
@@ -220,6 +229,7 @@ void CScanAttrib::LoadRows(const CScannerProfile& profile, const char* suffix, S
     profile.getTable(facts.m_key, suffix, values.get(), wanted, &lookup);
     if (!Judge(profile, suffix, table, lookup, values.get(), wanted, 0, facts.m_rowHigh))
         return;
+    // The count stands first among the values, and is passed over.
     for (std::size_t i = 0; i < count; ++i)
         FillRow(made[i], values.get() + 1 + i * facts.m_rowCount);
     rows = {count, std::move(made)};

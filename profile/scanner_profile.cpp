@@ -15,19 +15,24 @@
 
 namespace {
 
+// Where the machine's folders stand; the first value is that of 32-bit programs.
 constexpr char kSystemKey[] = "Software\\Microsoft\\Windows\\CurrentVersion";
 constexpr const char* kCommonFolderValues[] = {"CommonFilesDir (x86)", "CommonFilesDir"};
+// For who tries a profile out: a folder that goes ahead of all others.
 constexpr char kOwnFolderVariable[] = "NVQ_PROFILE_DIR";
 constexpr char kExtension[] = ".spf";
 constexpr std::size_t kPathSize = 1024;
-constexpr int kMaxAttempts = 10000;  // to take a token, for one table
+// To take a token, for one table; a line that has none left costs one too. A text that fits the
+// buffer ends before; others may be looked through as well.
+constexpr int kMaxAttempts = 10000;
 
 // The name comes from the device: it must not lead out of a folder.
 bool IsFileName(const char* name) {
     return *name && !std::strpbrk(name, "/\\");
 }
 
-// Joins folders and name with '/', and puts the extension behind. False if that is too long.
+// Joins folders and name with '/', and puts the extension behind. False if that is too long. Nothing
+// is allocated: a driver that starts may run out of memory.
 bool MakePath(char (&path)[kPathSize], std::initializer_list<const char*> parts) {
     std::size_t length = 0;
     const auto append = [&](const char* text) {
@@ -68,6 +73,7 @@ bool IsWantedToken(std::string_view token, std::string_view key, std::string_vie
 }
 
 // Leaves `lines` at the key's line, behind the key.
+// The first table of a name counts.
 bool FindKey(CProfileLines& lines, const char* key, const char* suffix) {
     while (lines.NextLine()) {
         if (lines.IsComment())
@@ -86,7 +92,9 @@ CScannerProfile::CScannerProfile(const char* profileName, const char* deviceText
     : m_pText(MakeBuffer()), m_pLog(new (std::nothrow) CLog) {
     if (m_pLog)
         m_pLog->Write(kLogCalls, "CScannerProfile::CScannerProfile Constructor entry");
+    // A length without a text, or a text without a length, is no device text.
     const char* name = profileName ? profileName : "";
+    // Sources are found in the order of the log, and merged in that of their rank below.
     TextBuffer device =
         deviceText && deviceLength != 0 ? CopyText(deviceText, deviceLength) : nullptr;
     TextBuffer file = ReadFileSource(name, folders);
@@ -112,6 +120,7 @@ CScannerProfile::TextBuffer CScannerProfile::MakeBuffer() {
     return TextBuffer(new (std::nothrow) char[kProfileTextSize]());
 }
 
+// The buffer is cleared, so that a zero stands behind every text that is shorter.
 CScannerProfile::TextBuffer CScannerProfile::CopyText(const char* text, std::size_t length) {
     TextBuffer copy = length < kProfileTextSize ? MakeBuffer() : nullptr;
     if (copy && length != 0)
@@ -153,6 +162,7 @@ CScannerProfile::TextBuffer CScannerProfile::ReadFileSource(const char* profileN
     return nullptr;
 }
 
+// A container that is damaged counts with what was decoded: its status isn't asked.
 CScannerProfile::TextBuffer CScannerProfile::ReadProfileAt(const char* path) const {
     if (m_pLog)
         m_pLog->Format(kLogInformation, "CScannerProfile::CScannerProfile szCommonFilesPath %s",
@@ -177,6 +187,7 @@ CScannerProfile::TextBuffer CScannerProfile::ReadProfileAt(const char* path) con
     return Checked(std::move(text), header);
 }
 
+// The module may carry profiles by name for single models; all others share the numbered one.
 CScannerProfile::TextBuffer CScannerProfile::ReadResource(const char* profileName) const {
     const HMODULE module = ProfileModule();
     if (!module)
@@ -202,6 +213,8 @@ CScannerProfile::TextBuffer CScannerProfile::ReadResource(const char* profileNam
     return Checked(std::move(text), header);
 }
 
+// Only the sign of a version counts. A newer version in a source of lower rank doesn't win over
+// what the device says of itself.
 void CScannerProfile::Merge(TextBuffer source, const char* line) {
     double version = 0;
     if (!source || (getTableIn("VERSION", "", &version, 1, source.get()) && version < 0))
@@ -228,6 +241,7 @@ bool CScannerProfile::getTableIn(const char* key, const char* suffix, double* va
         return false;
     lookup->m_found = true;
     lookup->m_keyLine = lines.Number();
+    // Without values to read the key alone is enough, also on the last line.
     bool isRead = lines.NextLine() || count == 0;
     for (int attempt = 0; isRead && lookup->m_read < count && attempt < kMaxAttempts; ++attempt) {
         const std::string_view token = lines.NextToken();

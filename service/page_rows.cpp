@@ -3,21 +3,20 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
+#include <iterator>
+
+#include "platform/bitmap_headers.h"
 
 namespace {
 
 // Pixels; with the deepest of the depths a row stays within 32 bits of bytes.
 constexpr LONG kMaxWidth = 1 << 24;
 constexpr WORD kDepths[] = {1, 4, 8, 16, 24, 32, 48};
-constexpr DWORD kMaxColors = 256;
 constexpr BYTE kWhite = 0xFF;
 
 // A header that can be followed: bytes of the palette stand with it, and nothing else does.
 bool IsSound(const BITMAPINFOHEADER& info, std::size_t bytes) {
-    return info.biSize == sizeof(info) && info.biWidth > 0 && info.biWidth <= kMaxWidth &&
-           info.biHeight != 0 && info.biHeight != std::numeric_limits<LONG>::min() &&
-           info.biCompression == 0 && info.biClrUsed <= kMaxColors &&
+    return IsPlainInfo(info) && info.biWidth <= kMaxWidth &&
            std::find(std::begin(kDepths), std::end(kDepths), info.biBitCount) !=
                std::end(kDepths) &&
            bytes == sizeof(info) + info.biClrUsed * sizeof(RGBQUAD);
@@ -43,7 +42,7 @@ CPageRows::Result CPageRows::TakeHeader(std::span<const BYTE> bytes) {
         return Result::Nonsense;
     m_page.topDown = info.biHeight < 0;
     info.biHeight = std::abs(info.biHeight);
-    m_page.stride = static_cast<std::size_t>((RowBits(info) + 31) / 32 * 4);
+    m_page.stride = static_cast<std::size_t>(BitmapStride(info));
     m_page.palette.resize(info.biClrUsed);
     if (info.biClrUsed > 0)
         std::memcpy(m_page.palette.data(), bytes.data() + sizeof(info),

@@ -2,6 +2,7 @@
 #include <array>
 #include <limits>
 
+#include "platform/bitmap_headers.h"
 #include "platform/files.h"
 #include "service/transfer.h"
 #include "service/wias_frame.h"
@@ -26,9 +27,8 @@ ImageSizes SizesOf(const MINIDRV_TRANSFER_CONTEXT& transfer) {
     const bool isFile = transfer.guidFormatID == WiaImgFmt_BMP;
     if (!isFile && transfer.guidFormatID != WiaImgFmt_MEMORYBMP)
         return {};
-    const LONGLONG rowBits = LONGLONG{transfer.lWidthInPixels} * transfer.lDepth;
     ImageSizes sizes = {};
-    sizes.rowBytes = (rowBits + 31) / 32 * 4;
+    sizes.rowBytes = BitmapStride(transfer.lWidthInPixels, transfer.lDepth);
     sizes.headerBytes = (isFile ? sizeof(BITMAPFILEHEADER) : 0) + sizeof(BITMAPINFOHEADER) +
                         sizeof(RGBQUAD) * static_cast<ULONG>(PaletteEntries(transfer.lDepth));
     sizes.imageBytes = sizes.rowBytes * transfer.lLines;

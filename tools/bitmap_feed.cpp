@@ -28,16 +28,13 @@ CBitmap ReadHeaders(const CInputFile& file) {
     file.ReadAt(&header, sizeof(header), 0);
     file.ReadAt(&info, sizeof(info), sizeof(header));
     const bool isKnown = info.biBitCount == 1 || info.biBitCount == 8 || info.biBitCount == 24;
-    if (header.bfType != BITMAP_FILE_TYPE || info.biSize != sizeof(info) || !isKnown ||
-        info.biWidth < 1 || info.biHeight == 0 || info.biHeight == -info.biHeight)
+    if (header.bfType != BITMAP_FILE_TYPE || !isKnown || !IsPlainInfo(info))
         Fail("is no bitmap file of 1, 8 or 24 bits");
     bitmap.m_isTopDown = info.biHeight < 0;
     info.biHeight = bitmap.m_isTopDown ? -info.biHeight : info.biHeight;
-    const std::size_t most = info.biBitCount == 24 ? 0 : std::size_t{1} << info.biBitCount;
-    const std::size_t used = info.biClrUsed != 0 ? info.biClrUsed : most;
-    bitmap.m_palette.resize(std::min(used, most));
+    bitmap.m_palette.resize(std::min(BitmapColorCount(info), FullColorCount(info.biBitCount)));
     bitmap.m_offset = header.bfOffBits;
-    bitmap.m_stride = BitmapStride(info.biWidth, info.biBitCount);
+    bitmap.m_stride = BitmapStride(info);
     if (bitmap.m_offset + bitmap.m_stride * info.biHeight > file.Size())
         Fail("is shorter than its header says");
     file.ReadAt(bitmap.m_palette.data(), bitmap.m_palette.size() * sizeof(RGBQUAD),

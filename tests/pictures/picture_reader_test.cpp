@@ -2,60 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
-#include "tests/pictures/allocation_watch.h"
 #include "tests/pictures/picture_files.h"
-#include "tools/process/run.h"
 
 namespace {
 
-using testing::Test;
-
-// What may be taken by a header's word before it has been checked.
-constexpr std::size_t kModest = std::size_t{1} << 20;
-
-struct BadBitmap {
-    std::function<void(CBitmapFile&)> spoil;
-    const char* complaint;  // a part of it
-};
-
-CBitmapFile Color() {
-    return CBitmapFile::Make(3, 5, 24);
-}
-CBitmapFile Gray() {
-    return CBitmapFile::Make(3, 5, 8);
-}
-
-class PictureReader : public Test {
+class PictureReader : public testing::Test {
   protected:
-    // Both roads and the reader itself refuse the file, with one line and without an output.
+    // One line says what is wrong.
     void ExpectRefused(const Bytes& bytes, const std::string& complaint) {
-        SCOPED_TRACE(complaint);
         WriteBytes(m_path, bytes);
         std::string error;
-        TakeLargestAllocation();
-        EXPECT_EQ(OpenPicture(m_path, &error), nullptr);
-        EXPECT_LT(TakeLargestAllocation(), kModest) << error;
-        EXPECT_NE(error.find(complaint), std::string::npos) << error;
+        EXPECT_EQ(OpenPicture(m_path, &error), nullptr) << complaint;
+        EXPECT_NE(error.find(complaint), std::string::npos) << error << ", not " << complaint;
         EXPECT_EQ(error.find('\n'), std::string::npos) << error;
-        for (const bool fromFile : {false, true}) {
-            CProcessJob job;
-            job.m_input = m_path;
-            job.m_output = m_folder / "out.bmp";
-            job.m_fromFile = fromFile;
-            std::string line;
-            EXPECT_EQ(RunProcess(job, &line), CProcessResult::BadInput);
-            EXPECT_EQ(line, m_path + ": " + error);
-        }
-        EXPECT_EQ(m_folder.Names(), std::vector<std::string>{"in.bmp"});
-    }
-    void ExpectRefused(CBitmapFile bitmap, const std::vector<BadBitmap>& table) {
-        for (const BadBitmap& row : table) {
-            CBitmapFile spoiled = bitmap;
-            row.spoil(spoiled);
-            ExpectRefused(spoiled.All(), row.complaint);
-        }
     }
     std::unique_ptr<CPictureReader> Open(const CBitmapFile& bitmap) {
         WriteBytes(m_path, bitmap.All());
@@ -82,109 +41,69 @@ Bytes AllLines(CPictureReader& reader, std::int32_t step = 1) {
 }
 
 TEST_F(PictureReader, RefusesTruncatedBitmaps) {
-    const Bytes whole = Color().All();
+    const Bytes whole = CBitmapFile::Make(3, 5, 24).All();
     for (std::size_t size = 0; size < whole.size(); ++size) {
-        const char* complaint = size == 0    ? "is empty"
-                                : size < 2   ? "is no bitmap"
-                                : size < 54  ? "inside the headers of a bitmap"
-                                : size == 54 ? "beyond its end at 54"
-                                             : "bytes of pixels; 3 x 5 pixels take 60";
-        ExpectRefused(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)),
-                      complaint);
+        ExpectRefused({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)},
+                      size == 0    ? "is empty"
+                      : size < 2   ? "is no bitmap"
+                      : size < 54  ? "inside the headers of a bitmap"
+                      : size == 54 ? "beyond its end at 54"
+                                   : "bytes of pixels; 3 x 5 pixels take 60");
     }
-    Bytes gray = Gray().All();
-    gray.resize(54 + 4 * 256 - 1);
-    ExpectRefused(gray, "has a palette up to byte 1078, beyond its end at 1077");
 }
 
-TEST_F(PictureReader, RefusesBitmapsThatLieAboutTheirSize) {
-    ExpectRefused(
-        Color(),
-        {
-            {[](auto& b) { ++b.m_file.bfSize; }, "says that it has 115 bytes; it has 114"},
-            {[](auto& b) { --b.m_file.bfSize; }, "says that it has 113 bytes; it has 114"},
-            {[](auto& b) { b.m_file.bfSize = 0; }, "says that it has 0 bytes"},
-            {[](auto& b) { b.m_rows.push_back(0); }, "says that it has 114 bytes; it has 115"},
-            {[](auto& b) { b.m_info.biHeight = 6; }, "3 x 6 pixels take 72"},
-            {[](auto& b) { b.m_info.biHeight = -6; }, "3 x 6 pixels take 72"},
-            {[](auto& b) { b.m_info.biWidth = 5; }, "5 x 5 pixels take 80"},
-            {[](auto& b) { b.m_file.bfOffBits = 0; }, "from byte 0 on, inside its headers"},
-            {[](auto& b) { b.m_file.bfOffBits = 53; }, "from byte 53 on, inside its headers"},
-            {[](auto& b) { b.m_file.bfOffBits = 55; }, "holds 59 bytes of pixels"},
-            {[](auto& b) { b.m_file.bfOffBits = 114; }, "from byte 114 on, beyond its end"},
-            {[](auto& b) { b.m_file.bfOffBits = 0xFFFFFFFF; }, "beyond its end"},
-        });
-}
-
-TEST_F(PictureReader, RefusesExtentsThatNoPictureHas) {
-    ExpectRefused(
-        Color(),
-        {
-            {[](auto& b) { b.m_info.biWidth = 0; }, "is 0 pixels wide; 1 to 200000000 are read"},
-            {[](auto& b) { b.m_info.biWidth = -3; }, "is -3 pixels wide"},
-            {[](auto& b) { b.m_info.biWidth = INT32_MIN; }, "is -2147483648 pixels wide"},
-            {[](auto& b) { b.m_info.biWidth = INT32_MAX; }, "is 2147483647 pixels wide"},
-            {[](auto& b) { b.m_info.biHeight = 0; }, "is 0 lines high"},
-            {[](auto& b) { b.m_info.biHeight = INT32_MIN; }, "is -2147483648 lines high"},
-            {[](auto& b) { b.m_info.biHeight = INT32_MAX; }, "is 2147483647 lines high"},
-            // 2^31 / 12, and one more.
-            {[](auto& b) { b.m_info.biHeight = 178956970; },
-             "3 x 178956970 pixels take 2147483640"},
-            {[](auto& b) { b.m_info.biHeight = -178956971; },
-             "1 to 178956970 are read at a width of 3"},
-            {[](auto& b) { b.m_info.biWidth = 200000000; },
-             "1 to 3 are read at a width of 200000000"},
-        });
-}
-
-TEST_F(PictureReader, RefusesKindsOfPixelsThatItDoesNotKnow) {
-    for (const WORD bits : {0, 1, 4, 7, 9, 16, 23, 25, 32, 65535}) {
-        CBitmapFile bitmap = Color();
-        bitmap.m_info.biBitCount = bits;
-        ExpectRefused(bitmap.All(), "holds " + std::to_string(bits) + " bits a pixel");
+TEST_F(PictureReader, RefusesBitmapsWhoseHeadersLie) {
+    using B = CBitmapFile;
+    const struct {
+        std::uint16_t bits;
+        void (*spoil)(B&);
+        const char* complaint;
+    } rows[] = {
+        {24, [](B& b) { ++b.m_file.bfSize; }, "says that it has 115 bytes; it has 114"},
+        {24, [](B& b) { b.m_rows.push_back(0); }, "says that it has 114 bytes; it has 115"},
+        {24, [](B& b) { b.m_info.biHeight = -6; }, "3 x 6 pixels take 72"},
+        {24, [](B& b) { b.m_info.biWidth = 5; }, "5 x 5 pixels take 80"},
+        {24, [](B& b) { b.m_file.bfOffBits = 53; }, "from byte 53 on, inside its headers"},
+        {24, [](B& b) { b.m_file.bfOffBits = 55; }, "holds 59 bytes of pixels"},
+        {24, [](B& b) { b.m_file.bfOffBits = 0xFFFFFFFF; }, "beyond its end"},
+        {24, [](B& b) { b.m_info.biWidth = 0; }, "is 0 pixels wide; 1 to 200000000 are read"},
+        {24, [](B& b) { b.m_info.biWidth = INT32_MAX; }, "is 2147483647 pixels wide"},
+        {24, [](B& b) { b.m_info.biHeight = INT32_MIN; }, "is -2147483648 lines high"},
+        // 2^31 / 12, and one more.
+        {24, [](B& b) { b.m_info.biHeight = 178956970; }, "3 x 178956970 pixels take 2147483640"},
+        {24, [](B& b) { b.m_info.biHeight = -178956971; }, "1 to 178956970 are read at a width"},
+        {24, [](B& b) { b.m_info.biWidth = 200000000; }, "1 to 3 are read at a width of 200000000"},
+        {24, [](B& b) { b.m_info.biBitCount = 32; }, "holds 32 bits a pixel"},
+        {24, [](B& b) { b.m_info.biSize = 12; }, "info header of 12 bytes"},
+        {24, [](B& b) { b.m_info.biSize = 124; }, "inside the headers of a bitmap"},
+        {24, [](B& b) { b.m_info.biPlanes = 3; }, "has 3 planes"},
+        {24, [](B& b) { b.m_info.biCompression = 1; }, "compressed by method 1"},
+        {24, [](B& b) { b.m_info.biClrUsed = 0xFFFFFFFF; }, "palette of 4294967295 colours"},
+        {24, [](B& b) { b.m_info.biClrUsed = 1; }, "inside its palette, which ends at byte 58"},
+        {8, [](B& b) { b.m_info.biClrUsed = 257; }, "palette of 257 colours; at most 256"},
+        {8, [](B& b) { b.m_file.bfOffBits = 1077; }, "which ends at byte 1078"},
+    };
+    for (const auto& row : rows) {
+        CBitmapFile bitmap = CBitmapFile::Make(3, 5, row.bits);
+        row.spoil(bitmap);
+        ExpectRefused(bitmap.All(), row.complaint);
     }
-    for (const DWORD size : {0u, 12u, 39u, 41u, 64u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
-        CBitmapFile bitmap = Color();
-        bitmap.m_info.biSize = size;
-        ExpectRefused(bitmap.All(), "info header of " + std::to_string(size) + " bytes");
-    }
-    ExpectRefused(
-        Color(),
-        {
-            {[](auto& b) { b.m_info.biSize = 124; }, "inside the headers of a bitmap"},
-            {[](auto& b) { b.m_info.biPlanes = 0; }, "has 0 planes"},
-            {[](auto& b) { b.m_info.biPlanes = 3; }, "has 3 planes"},
-            {[](auto& b) { b.m_info.biCompression = 1; }, "compressed by method 1"},
-            {[](auto& b) { b.m_info.biCompression = 0xFFFFFFFF; },
-             "compressed by method 4294967295"},
-            {[](auto& b) { b.m_info.biClrUsed = 0xFFFFFFFF; }, "palette of 4294967295 colours"},
-            {[](auto& b) { b.m_info.biClrUsed = 1; }, "inside its palette, which ends at byte 58"},
-        });
-    ExpectRefused(
-        Gray(), {{[](auto& b) { b.m_info.biClrUsed = 257; }, "palette of 257 colours; at most 256"},
-                 {[](auto& b) { b.m_file.bfOffBits = 54; }, "from byte 54 on, inside its palette"},
-                 {[](auto& b) { b.m_file.bfOffBits = 1077; }, "which ends at byte 1078"}});
 }
 
 TEST_F(PictureReader, DeliversLinesTopFirstWithoutPaddingWhateverTheirOrderInTheFile) {
     // 350 lines of 3000 bytes are more than one band of the reader.
-    for (const std::int32_t height : {1, 7, 1000, -1, -7, -1000}) {
+    for (const std::int32_t height : {1, 1000, -7, -1000}) {
         for (const std::int32_t width : {1, 2, 3, 4, 1000}) {
             SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
             auto reader = Open(TestBitmap(width, height, 24));
             ASSERT_NE(reader, nullptr);
-            EXPECT_EQ(reader->Info().m_height, std::abs(height));
             EXPECT_TRUE(reader->Info().m_isPlainBitmap);
-            const Bytes lines = AllLines(*reader, 3);
-            std::size_t i = 0;
-            std::size_t wrong = 0;
+            Bytes expected;
             for (std::int32_t line = 0; line < std::abs(height); ++line) {
-                for (std::int32_t x = 0; x < width; ++x) {
-                    for (int c = 0; c < 3; ++c)
-                        wrong += lines[i++] != TestSample(x, line, c);
-                }
+                for (std::int32_t i = 0; i < 3 * width; ++i)
+                    expected.push_back(TestSample(i / 3, line, i % 3));
             }
-            EXPECT_EQ(wrong, 0u);
+            EXPECT_TRUE(AllLines(*reader, 3) == expected);
             EXPECT_FALSE(reader->ReadLines(nullptr, 1));
             EXPECT_EQ(reader->Error(), "has 0 lines left; 1 were asked for");
         }
@@ -193,9 +112,7 @@ TEST_F(PictureReader, DeliversLinesTopFirstWithoutPaddingWhateverTheirOrderInThe
 
 TEST_F(PictureReader, MapsPalettesToGrayOrColor) {
     CBitmapFile bitmap = CBitmapFile::Make(3, 1, 8);
-    bitmap.Line(0)[0] = 0;
-    bitmap.Line(0)[1] = 200;
-    bitmap.Line(0)[2] = 255;
+    std::ranges::copy(Bytes{0, 200, 255}, bitmap.Line(0));
     EXPECT_EQ(AllLines(*Open(bitmap)), (Bytes{0, 200, 255})) << "a gray ramp";
     std::ranges::reverse(bitmap.m_palette);
     EXPECT_EQ(AllLines(*Open(bitmap)), (Bytes{255, 55, 0})) << "a falling one";

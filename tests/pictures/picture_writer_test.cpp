@@ -136,7 +136,6 @@ TEST_F(PictureWriter, EveryFormatKeepsEveryPixel) {
 
 TEST_F(PictureWriter, BitmapFilesStandBottomUpBehindPlainHeaders) {
     for (const std::uint16_t bits : {1, 8, 24}) {
-        SCOPED_TRACE(bits);
         // Three bands of the writer.
         CImage image = MakeImage(1001, 700, bits, bits == 1 ? kRedBlue : GrayRamp());
         const std::string path = m_folder / "a.bmp";
@@ -173,21 +172,15 @@ TEST_F(PictureWriter, FillsUpWhatIsMissingAndDropsWhatIsTooMuch) {
 TEST_F(PictureWriter, TheTargetAppearsWholeOrNotAtAll) {
     const CImage image = MakeImage(40, 9, 24, {});
     for (const std::string name : {"a.bmp", "a.png", "a.tif", "a.pdf", "a.pnm"}) {
-        SCOPED_TRACE(name);
         const std::string path = m_folder / name;
         WriteBytes(path, {1, 2, 3});
         {
             const auto writer = Create(path);
             ASSERT_TRUE(writer->Begin(image.m_info, {}));
             ASSERT_TRUE(writer->Write(image.m_rows.data(), image.m_rows.size()));
-            EXPECT_EQ(ReadBytes(path), (Bytes{1, 2, 3})) << "as long as it isn't finished";
         }
         EXPECT_EQ(m_folder.Names(), Names{name}) << "a writer that goes leaves nothing";
-        EXPECT_EQ(ReadBytes(path), (Bytes{1, 2, 3}));
-        Write(path, image, 50);
-        EXPECT_EQ(m_folder.Names(), Names{name});
-        if (name != "a.pdf")
-            ExpectPixels(path, image);
+        EXPECT_EQ(ReadBytes(path), (Bytes{1, 2, 3})) << name;
         std::filesystem::remove(path);
     }
 }
@@ -217,6 +210,11 @@ TEST_F(PictureWriter, SeveralPagesStandInOneFileIfItsKindHoldsThem) {
     ExpectPixels(m_folder / "a.tif", color);
     EXPECT_EQ(CountTiffPages(m_folder / "a.tif"), 2);
     EXPECT_EQ(CountPdfPages(m_folder / "a.pdf"), 2);
+
+    const auto writer = Create(m_folder / "b.pdf");
+    ASSERT_TRUE(writer->Begin(color.m_info, {}) && writer->EndPage()) << writer->Error();
+    EXPECT_FALSE(writer->Begin({}, {}));
+    EXPECT_EQ(m_folder.Names().size(), 2u) << "a failure behind the first page leaves nothing";
 }
 
 // What stands between the brackets of each page of a PDF file: its corners in points.
@@ -259,155 +257,79 @@ std::vector<CImage> PdfPages() {
     return pages;
 }
 
-TEST_F(PictureWriter, PdfPagesAreOfTheirPicturesSizeAndShowAllOfThem) {
+TEST_F(PictureWriter, PdfPagesAreOfTheirPicturesSize) {
     const std::string pdf = WritePdf(PdfPages());
     // 72 points and 300 pixels an inch, which is also what a page without a resolution has. A page
     // of another size than the one before has whole points, so that none of it is cut off.
     const double sizes[][2] = {{9.6, 2.16}, {9.6, 2.16}, {144, 144}, {8, 17},
                                {12, 8},     {8, 2},      {9600, 1}};
     const auto boxes = PageBoxes(pdf);
-    const auto contents = StreamsBehind(pdf, "/Filter /FlateDecode\n>>");
     ASSERT_EQ(boxes.size(), std::size(sizes));
-    ASSERT_EQ(contents.size(), std::size(sizes));
     for (std::size_t i = 0; i < boxes.size(); ++i) {
-        SCOPED_TRACE(i);
         ASSERT_EQ(boxes[i].size(), 4u);
-        EXPECT_EQ(boxes[i][0], 0);
-        EXPECT_EQ(boxes[i][1], 0);
-        EXPECT_NEAR(boxes[i][2], sizes[i][0], 0.001);
-        EXPECT_NEAR(boxes[i][3], sizes[i][1], 0.001);
-        const std::string content(contents[i].begin(), contents[i].end());
-        if (const std::size_t clip = content.find(" re W n"); clip != std::string::npos) {
-            std::istringstream numbers(content.substr(content.rfind('\n', clip) + 1));
-            double x = 1, y = 1, width = 0, height = 0;
-            numbers >> x >> y >> width >> height;
-            EXPECT_EQ(x, 0);
-            EXPECT_EQ(y, 0);
-            EXPECT_GE(width, sizes[i][0]);
-            EXPECT_GE(height, sizes[i][1]);
-        }
+        EXPECT_TRUE(boxes[i][0] == 0 && boxes[i][1] == 0) << i;
+        EXPECT_NEAR(boxes[i][2], sizes[i][0], 0.001) << i;
+        EXPECT_NEAR(boxes[i][3], sizes[i][1], 0.001) << i;
     }
 }
 
 TEST_F(PictureWriter, PdfPagesHoldGrayAndColorAsJpegAndTheRestUnchanged) {
     const std::vector<CImage> pages = PdfPages();
     const std::string pdf = WritePdf(pages);
-    const auto contents = StreamsBehind(pdf, "/Filter /FlateDecode\n>>");
-    ASSERT_EQ(contents.size(), pages.size());
-    const std::string twoColors(contents[4].begin(), contents[4].end());
-    EXPECT_LT(twoColors.find("1 0 0 rg"), twoColors.find("0 0 1 rg")) << "blue over red";
-    EXPECT_NE(twoColors.find("0 0 1 rg"), std::string::npos);
-
     std::size_t jpegs = 0;
-    for (std::size_t at = pdf.find("/DCTDecode"); at < pdf.size();
-         at = pdf.find("/DCTDecode", at + 1))
+    for (std::size_t at = 0; (at = pdf.find("/DCTDecode", at)) < pdf.size(); ++at)
         ++jpegs;
     EXPECT_EQ(jpegs, 3u) << "colour and gray";
-    EXPECT_NE(pdf.find("/Width 600"), std::string::npos);
+    const auto contents = StreamsBehind(pdf, "/Filter /FlateDecode\n>>");
+    const std::string twoColors(contents.at(4).begin(), contents.at(4).end());
+    EXPECT_LT(twoColors.find("1 0 0 rg"), twoColors.find("0 0 1 rg")) << "blue over red";
 
-    // A set bit of a mask is painted: black, and what has the second colour.
+    // A set bit of a mask is painted: black, and what has the second colour. One of 40000 pixels is
+    // cut in two.
     const auto masks = StreamsBehind(pdf, "/ImageMask true");
-    ASSERT_EQ(masks.size(), 4u) << "one of 40000 pixels is cut in two";
-    const auto isPainted = [&](std::size_t mask, std::int32_t width, std::int32_t x,
-                               std::int32_t y) {
-        const std::int32_t at = y * ((width + 7) / 8) + x / 8;
-        return (masks[mask].at(static_cast<std::size_t>(at)) >> (7 - x % 8) & 1) != 0;
-    };
-    const auto isSecond = [](const CImage& image, std::int32_t x, std::int32_t y) {
-        const RGBQUAD& color = image.m_palette[1];
-        return PixelOf(image, x, y) == Bytes{color.rgbBlue, color.rgbGreen, color.rgbRed};
-    };
-    for (std::int32_t x = 0; x < 33; ++x)
-        EXPECT_NE(isPainted(0, 33, x, 69), isSecond(pages[3], x, 69)) << x;
-    for (std::int32_t x = 0; x < 50; ++x)
-        EXPECT_EQ(isPainted(1, 50, x, 29), isSecond(pages[4], x, 29)) << x;
-    for (const std::int32_t x : {0, 1, 32735})
-        EXPECT_EQ(isPainted(2, 32736, x, 1), isSecond(pages[6], x, 1)) << x;
-    for (const std::int32_t x : {32736, 32737, 39999})
-        EXPECT_EQ(isPainted(3, 40000 - 32736, x - 32736, 1), isSecond(pages[6], x, 1)) << x;
+    ASSERT_EQ(masks.size(), 4u);
+    const struct {
+        std::size_t page;
+        std::int32_t from, to, line;
+        bool isSet;  // of the page's second colour
+    } rows[] = {{3, 0, 33, 69, false},
+                {4, 0, 50, 29, true},
+                {6, 0, 32736, 1, true},
+                {6, 32736, 40000, 1, true}};
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const auto& [page, from, to, line, isSet] = rows[i];
+        const RGBQUAD& color = pages[page].m_palette[1];
+        const Bytes second = {color.rgbBlue, color.rgbGreen, color.rgbRed};
+        const std::int32_t row = line * ((to - from + 7) / 8);
+        std::int32_t wrong = 0;
+        for (std::int32_t x = from; x < to; ++x) {
+            const std::uint8_t byte = masks[i].at(static_cast<std::size_t>(row + (x - from) / 8));
+            const bool isPainted = (byte >> (7 - (x - from) % 8) & 1) != 0;
+            wrong += isPainted != ((PixelOf(pages[page], x, line) == second) == isSet);
+        }
+        EXPECT_EQ(wrong, 0) << "mask " << i;
+    }
 
     const auto pixels = StreamsBehind(pdf, "/Width 31");
-    ASSERT_EQ(pixels.size(), 1u);
     for (std::int32_t x = 0; x < 31; ++x) {
         const Bytes bgr = PixelOf(pages[5], x, 4);
-        for (std::size_t c = 0; c < 3; ++c) {
-            EXPECT_EQ(pixels[0].at(static_cast<std::size_t>(3 * (4 * 31 + x)) + c), bgr[2 - c])
-                << x << " " << c;
-        }
+        const auto* rgb = &pixels.at(0).at(static_cast<std::size_t>(3 * (4 * 31 + x)));
+        EXPECT_EQ(Bytes(rgb, rgb + 3), (Bytes{bgr[2], bgr[1], bgr[0]})) << x;
     }
-}
-
-TEST_F(PictureWriter, APdfFileThatFailsBehindItsFirstPageLeavesNothing) {
-    CImage image = MakeImage(40, 9, 24, {});
-    const auto writer = Create(m_folder / "a.pdf");
-    ASSERT_TRUE(writer->Begin(image.m_info, {}) && writer->EndPage()) << writer->Error();
-    image.m_info.biBitCount = 4;
-    EXPECT_FALSE(writer->Begin(image.m_info, {}));
-    EXPECT_EQ(m_folder.Names(), Names{});
 }
 
 TEST_F(PictureWriter, JpegFilesLoseALittle) {
     CImage image = MakeImage(64, 48, 8, GrayRamp());
     for (std::size_t i = 0; i < image.m_rows.size(); ++i)
         image.m_rows[i] = static_cast<std::uint8_t>(i % 64 * 3);
-    for (const std::uint16_t bits : {8, 1}) {
-        Write(m_folder / "a.jpg", bits == 8 ? image : MakeImage(64, 48, 1, kBlackWhite), 100);
-        std::string error;
-        const auto reader = OpenPicture(m_folder / "a.jpg", &error);
-        ASSERT_NE(reader, nullptr) << error;
-        EXPECT_EQ(reader->Info().m_width, 64);
-        EXPECT_EQ(reader->Info().m_xPelsPerMeter, 11811);
-        Bytes line(reader->LineBytes());
-        ASSERT_TRUE(reader->ReadLines(line.data(), 1));
-        for (std::size_t x = 0; bits == 8 && x < 64; ++x)
-            EXPECT_NEAR(line[x], static_cast<int>(3 * x), 8) << x;
-    }
-}
-
-TEST_F(PictureWriter, TakesAwayWhatAKilledProgramHasLeftAndNothingElse) {
-    const CImage image = MakeImage(40, 9, 24, {});
-    const auto living = Create(m_folder / "a.bmp");
-    ASSERT_TRUE(living->Begin(image.m_info, {}));
-    ASSERT_EQ(m_folder.Names().size(), 1u);
-    const std::string atWork = m_folder.Names().front();
-    const Names others = {".nvqscan-2.tmp", "page.tmp", ".nvqscan-out-3.txt"};
-    for (const std::string& name : others)
-        WriteBytes(m_folder / name, {1});
-    WriteBytes(m_folder / ".nvqscan-out-1.tmp", {1});
-    WriteBytes(m_folder / ".nvqscan-1.tmp", {1});
-    std::filesystem::last_write_time(
-        m_folder / ".nvqscan-1.tmp",
-        std::filesystem::file_time_type::clock::now() - std::chrono::hours(2));
-    Write(m_folder / "b.bmp", image, 100);
-    Names expected = others;
-    expected.insert(expected.end(), {atWork, "b.bmp"});
-    std::ranges::sort(expected);
-    EXPECT_EQ(m_folder.Names(), expected);
-    EXPECT_TRUE(living->Finish()) << living->Error();
-}
-
-TEST_F(PictureWriter, FollowsLinksAndRefusesWhatIsNoFile) {
-    const CImage image = MakeImage(2, 2, 24, {});
-    WriteBytes(m_folder / "real.bmp", {1});
-    std::filesystem::create_symlink("real.bmp", m_folder / "link.bmp");
-    Write(m_folder / "link.bmp", image, 4);
-    EXPECT_TRUE(std::filesystem::is_symlink(m_folder / "link.bmp"));
-    ExpectPixels(m_folder / "real.bmp", image);
-
-    std::filesystem::create_directory(m_folder / "folder.bmp");
-    const struct {
-        std::string path;
-        const char* complaint;
-    } refused[] = {
-        {m_folder / "folder.bmp", "is a directory"},
-        {"/dev/null", "is no regular file"},
-        {m_folder / "missing/a.bmp", "can't be created: No such file or directory"},
-    };
-    for (const auto& row : refused) {
-        const auto writer = CreateBitmapWriter(row.path);
-        EXPECT_FALSE(writer->Begin(image.m_info, {}));
-        EXPECT_EQ(writer->Error(), row.complaint);
-    }
+    Write(m_folder / "a.jpg", image, 100);
+    std::string error;
+    const auto reader = OpenPicture(m_folder / "a.jpg", &error);
+    ASSERT_NE(reader, nullptr) << error;
+    Bytes line(64);
+    ASSERT_TRUE(reader->ReadLines(line.data(), 1));
+    for (std::size_t x = 0; x < 64; ++x)
+        EXPECT_NEAR(line[x], static_cast<int>(3 * x), 8) << x;
 }
 
 TEST_F(PictureWriter, RefusesHeadersAndCallsThatAreWrong) {
@@ -419,9 +341,7 @@ TEST_F(PictureWriter, RefusesHeadersAndCallsThatAreWrong) {
         {[](CImage& i) { i.m_info.biBitCount = 4; }, "would hold 4 bits a pixel"},
         {[](CImage& i) { i.m_info.biBitCount = 1; }, "would have a palette of 256 colours; 1 to 2"},
         {[](CImage& i) { i.m_palette.clear(); }, "would have a palette of 0 colours; 1 to 256"},
-        {[](CImage& i) { i.m_info.biWidth = 0; }, "would be 0 pixels wide"},
         {[](CImage& i) { i.m_info.biHeight = -2; }, "would be -2 lines high"},
-        {[](CImage& i) { i.m_info.biCompression = 1; }, "compressed by method 1"},
         {[](CImage& i) { i.m_info.biWidth = i.m_info.biHeight = 60000; }, "can be encoded"},
     };
     for (const auto& row : table) {
@@ -433,9 +353,17 @@ TEST_F(PictureWriter, RefusesHeadersAndCallsThatAreWrong) {
         EXPECT_FALSE(writer->Write(image.m_rows.data(), 1)) << "every failure is for good";
         EXPECT_FALSE(writer->Finish());
     }
-    const auto writer = Create(m_folder / "a.bmp");
-    EXPECT_FALSE(writer->Finish()) << "before it has begun";
-    EXPECT_EQ(m_folder.Names(), Names{});
+    std::filesystem::create_directory(m_folder / "folder.bmp");
+    for (const auto& [path, complaint] :
+         {std::pair<std::string, const char*>{m_folder / "folder.bmp", "is a directory"},
+          {"/dev/null", "is no regular file"},
+          {m_folder / "missing/a.bmp", "can't be created: No such file or directory"}}) {
+        const auto writer = CreateBitmapWriter(path);
+        EXPECT_FALSE(writer->Begin(good.m_info, good.m_palette));
+        EXPECT_EQ(writer->Error(), complaint);
+    }
+    EXPECT_FALSE(Create(m_folder / "a.bmp")->Finish()) << "before it has begun";
+    EXPECT_EQ(m_folder.Names(), Names{"folder.bmp"});
     std::string error;
     EXPECT_EQ(CreatePictureWriter("a.gif", &error), nullptr);
     EXPECT_EQ(

@@ -186,10 +186,9 @@ TEST_F(ScannerProfile, LogTellsWhereTheTextComesFrom) {
     // Without a folder for data no file is tried.
     log(nullptr, {"Constructor entry", " hMod Exists", found, "bResSPF 1 bFileSPF 0 bHWSPF 0",
                   "bResSPF memcpy"});
-    std::filesystem::create_directories(PathOf(kFile));
-    log("X\n3\n", {"Constructor entry", path, "!fScanProf", " hMod Exists", found,
+    Put("data/other", "");
+    log("X\n3\n", {"Constructor entry", path, "!PathFileExists", " hMod Exists", found,
                    "bResSPF 1 bFileSPF 0 bHWSPF 1", "bResSPF memcpy", "bHWSPF memcpy"});
-    std::filesystem::remove(PathOf(kFile));
     Put(kFile, Pack(Text(2)));
     log(nullptr, {"Constructor entry", path, " hMod Exists", found, "bResSPF 1 bFileSPF 1 bHWSPF 0",
                   "bResSPF memcpy", "bFileSPF memcpy"});

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "engine/engine.h"
+#include "platform/bitmap_headers.h"
 #include "platform/files.h"
 #include "platform/registry.h"
 #include "platform/wia.h"
@@ -47,20 +48,9 @@ inline CTestPicture NoisePicture(std::int32_t width, std::int32_t height, std::i
 // line first.
 inline Bytes BitmapHeaders(const CTestPicture& picture, std::int32_t biHeight,
                            std::int32_t pelsPerMeter = 11811) {
-    BITMAPINFOHEADER info = {};
-    info.biSize = sizeof(info);
-    info.biWidth = picture.m_width;
-    info.biHeight = biHeight;
-    info.biPlanes = 1;
-    info.biBitCount = static_cast<WORD>(picture.m_bits);
+    BITMAPINFOHEADER info = MakeInfoHeader(picture.m_width, biHeight, picture.m_bits);
     info.biXPelsPerMeter = info.biYPelsPerMeter = pelsPerMeter;
-    info.biClrUsed = picture.m_bits == 8 ? 256 : 0;
-    info.biSizeImage =
-        static_cast<DWORD>(picture.Stride() * static_cast<std::size_t>(picture.m_height));
-    BITMAPFILEHEADER file = {};
-    file.bfType = BITMAP_FILE_TYPE;
-    file.bfOffBits = static_cast<DWORD>(sizeof(file) + sizeof(info) + info.biClrUsed * 4);
-    file.bfSize = file.bfOffBits + info.biSizeImage;
+    const BITMAPFILEHEADER file = MakeFileHeader(info, BitmapImageBytes(info));
     Bytes bytes(file.bfOffBits);
     std::memcpy(bytes.data(), &file, sizeof(file));
     std::memcpy(bytes.data() + sizeof(file), &info, sizeof(info));

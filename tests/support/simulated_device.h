@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/types.h"
+#include "platform/bitmap_headers.h"
 #include "simulator/device_state.h"
 #include "tests/platform/test_folder.h"
 
@@ -40,21 +40,15 @@ class CDeviceRig {
 inline void WritePicture(const std::string& path, int width, int height, int dpi,
                          const Bytes& rgb) {
     const auto w = static_cast<std::size_t>(width);
-    const std::size_t stride = (w * 3 + 3) / 4 * 4;
-    BITMAPFILEHEADER file = {BITMAP_FILE_TYPE, 0, 0, 0, 54};
-    BITMAPINFOHEADER info = {};
-    info.biSize = sizeof(info);
-    info.biWidth = width;
-    info.biHeight = -height;
-    info.biPlanes = 1;
-    info.biBitCount = 24;
-    info.biXPelsPerMeter = info.biYPelsPerMeter = static_cast<LONG>(dpi * 39.37 + 0.5);
+    BITMAPINFOHEADER info = MakeInfoHeader(width, -height, 24);
+    info.biXPelsPerMeter = info.biYPelsPerMeter = PelsPerMeter(dpi);
+    const auto stride = static_cast<std::size_t>(BitmapStride(info));
     Bytes rows(stride * static_cast<std::size_t>(height));
     for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
         for (std::size_t i = 0; i < w * 3; ++i)
             rows[y * stride + i / 3 * 3 + 2 - i % 3] = rgb[y * w * 3 + i];
     }
-    file.bfSize = static_cast<DWORD>(54 + rows.size());
+    const BITMAPFILEHEADER file = MakeFileHeader(info, BitmapImageBytes(info));
     std::ofstream out(path, std::ios::binary);
     out.write(reinterpret_cast<const char*>(&file), sizeof(file));
     out.write(reinterpret_cast<const char*>(&info), sizeof(info));

@@ -27,12 +27,7 @@ std::string TemporaryFile() {
 
 // The form that the engine's own reader takes.
 BITMAPINFOHEADER PlainHeader(const CPictureInfo& picture) {
-    BITMAPINFOHEADER info = {};
-    info.biSize = sizeof(info);
-    info.biWidth = picture.m_width;
-    info.biHeight = picture.m_height;
-    info.biPlanes = 1;
-    info.biBitCount = 24;
+    BITMAPINFOHEADER info = MakeInfoHeader(picture.m_width, picture.m_height, 24);
     info.biXPelsPerMeter = picture.m_xPelsPerMeter;
     info.biYPelsPerMeter = picture.m_yPelsPerMeter;
     return info;
