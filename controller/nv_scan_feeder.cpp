@@ -134,6 +134,7 @@ HRESULT CNVScan::OpenFeederJob() {
     }
     m_bADFJobOpen = SUCCEEDED(hr);
     m_bJobPageDone = false;
+    m_bFeedFailed = false;
     return hr;
 }
 
@@ -171,6 +172,7 @@ HRESULT CNVScan::FeedSheet() {
                        "CNVScan::firstScanInit:ADF2PaperFeed failed m_dwErrorCode %d",
                        m_dwErrorCode);
     m_bSheetLoaded = SUCCEEDED(hr);
+    m_bFeedFailed = FAILED(hr);
     return hr;
 }
 
