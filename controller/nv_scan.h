@@ -63,6 +63,10 @@ class CNVScan {
 
     // The device is open and known; else only initDriver makes sense.
     bool isInitialized() const { return m_bInitialized; }
+    // A sheet is fed, or the open job has scanned a page and nothing speaks against the next one.
+    bool isFeederWaiting() const {
+        return m_bSheetLoaded || (m_bADFJobOpen && m_bJobPageDone && !m_bFeedFailed);
+    }
 
     // ---- Operations, in the order of the interface. Those that only tell what is known are zero
     // for a device that lacks the feature, and don't touch it.
@@ -440,6 +444,7 @@ class CNVScan {
     bool m_bJobPageDone = false;   // the open job has scanned a page
     bool m_bCalibrated = false;    // for the lamp that burns
     bool m_bSheetLoaded = false;   // fed and not yet scanned
+    bool m_bFeedFailed = false;    // the open job's last feed
     bool m_bJobGateOpen = false;   // with a level of the lock
     StoredSource m_source;
     bool m_bGeometryValid = false;

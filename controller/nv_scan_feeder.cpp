@@ -140,6 +140,7 @@ HRESULT CNVScan::OpenFeederJob() {
     m_bADFJobOpen = SUCCEEDED(hr);
     // Also on a failure: the next attempt decides about duplex anew.
     m_bJobPageDone = false;
+    m_bFeedFailed = false;
     return hr;
 }
 
@@ -178,6 +179,7 @@ HRESULT CNVScan::FeedSheet() {
                        "CNVScan::firstScanInit:ADF2PaperFeed failed m_dwErrorCode %d",
                        m_dwErrorCode);
     m_bSheetLoaded = SUCCEEDED(hr);
+    m_bFeedFailed = FAILED(hr);
     return hr;
 }
 

@@ -7,8 +7,10 @@
 
 namespace {
 
+// Whoever asks to be told, or has an action of its own, hears of an event; the rest are commands.
 constexpr ULONG kEventFlags = WIA_NOTIFICATION_EVENT | WIA_ACTION_EVENT;
 
+// Null without memory; a null text is an empty one.
 TaskArray<OLECHAR> CopyText(LPCOLESTR text) {
     const std::size_t units = text ? std::char_traits<OLECHAR>::length(text) : 0;
     TaskArray<OLECHAR> copy = AllocateTaskArray<OLECHAR>(units + 1);
@@ -19,6 +21,8 @@ TaskArray<OLECHAR> CopyText(LPCOLESTR text) {
 
 }  // namespace
 
+// A record only points; what it points to goes first, so that no failure leaves it pointing into
+// memory that is gone.
 HRESULT CCapabilityList::Add(const GUID& guid, LPCOLESTR name, LPCOLESTR description, ULONG flags,
                              LPCOLESTR icon) {
     Copies copies = {AllocateTaskArray<GUID>(1), CopyText(name), CopyText(description),
@@ -37,11 +41,13 @@ HRESULT CCapabilityList::Add(const GUID& guid, LPCOLESTR name, LPCOLESTR descrip
     });
 }
 
+// The same whether the combined array stands or not.
 LONG CCapabilityList::Count() const {
     return static_cast<LONG>(m_combined.empty() ? m_events.size() + m_commands.size()
                                                 : m_combined.size());
 }
 
+// Made at the first request, and anew when something was added since.
 std::vector<WIA_DEV_CAP_DRV>& CCapabilityList::Combined() {
     if (m_combined.size() != m_events.size() + m_commands.size()) {
         const HRESULT made = Contained([&] {
@@ -56,6 +62,7 @@ std::vector<WIA_DEV_CAP_DRV>& CCapabilityList::Combined() {
     return m_combined;
 }
 
+// The arrays before what they point to.
 void CCapabilityList::Clear() {
     m_combined.clear();
     m_events.clear();

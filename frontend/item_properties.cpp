@@ -9,6 +9,8 @@ HRESULT CItemProperties::Attach(BYTE* item) {
     return S_OK;
 }
 
+// The item first, then the root, to which the selects of the source belong. A property that is
+// nowhere leaves the root's answer, which is a failure.
 template <class Value>
 HRESULT CItemProperties::Read(HRESULT (*read)(BYTE*, PROPID, Value*, Value*, BOOL), DWORD id,
                               Value* out) {
@@ -35,6 +37,8 @@ HRESULT CItemProperties::ReadGuid(DWORD id, GUID* out) {
     return Read(&wiasReadPropGuid, id, out);
 }
 
+// The service hands out a copy, which is ours to free. The caller's size is that of the record by
+// its id: the driver has written it itself, and no client can.
 HRESULT CItemProperties::ReadBin(DWORD id, ULONG size, BYTE* buffer) {
     if (!buffer)
         return E_INVALIDARG;
@@ -46,6 +50,7 @@ HRESULT CItemProperties::ReadBin(DWORD id, ULONG size, BYTE* buffer) {
     return hr;
 }
 
+// Writes go to the item alone: what the engine has to tell is what it makes of that item.
 HRESULT CItemProperties::WriteLong(DWORD id, LONG value) {
     return m_item ? wiasWritePropLong(m_item, id, value) : E_POINTER;
 }

@@ -32,6 +32,27 @@ constexpr LONG PixelsOf(LONG thousandths, LONG resolution) {
                  std::numeric_limits<LONG>::max());
 }
 
+// What a scan of a window without a pixel or a line comes to, at validation as at its start.
+inline constexpr HRESULT kNothingToScan = MakeResult(0x80040001);
+
+// Does a length in 1/300 inch hold a whole sample at the device's resolution in dots per inch?
+constexpr bool HoldsSample(LONG units, LONG resolution) {
+    return std::int64_t{units} * resolution >= 300;
+}
+
+// The window as setGeomControl has placed it.
+constexpr bool HoldsPixels(const GeomControl& geometry) {
+    return HoldsSample(geometry.width, geometry.scanXRes) &&
+           HoldsSample(geometry.height, geometry.scanYRes);
+}
+
+// The channel that an item keeps when the controller has fitted the one that was asked for. Gray
+// stays a wish: which gray the device has for it depends on the resolution of the scan to come. In
+// place of a sensor's channel that the device lacks it gives colour, and that is told.
+constexpr LONG KeptChannel(DWORD asked, DWORD fitted) {
+    return static_cast<LONG>(asked == kChannelNtscGray ? asked : fitted);
+}
+
 inline HRESULT ReadItemLong(BYTE* item, PROPID id, LONG* value) {
     return wiasReadPropLong(item, id, value, nullptr, TRUE);
 }

@@ -184,6 +184,7 @@ class CNVwiaMiniDrv : public IMiniDrv,
     HRESULT ValidateDataType(BYTE* item, ValidationCall& call);
     HRESULT ValidateChannel(BYTE* item, ValidationCall& call);
     HRESULT ApplyDataType(BYTE* item, ValidationCall& call, LONG type);
+    HRESULT ValidateDepth(BYTE* item, ValidationCall& call);
     HRESULT ValidateBPC(BYTE* item, ValidationCall& call);
     HRESULT ValidateResolution(BYTE* item, ValidationCall& call);
     HRESULT ValidateExtents(BYTE* item, ValidationCall& call);
@@ -194,7 +195,8 @@ class CNVwiaMiniDrv : public IMiniDrv,
     HRESULT ValidateProfileName(BYTE* item, ValidationCall& call);
     HRESULT ValidateItemSize(BYTE* item, ValidationCall& call);
     HRESULT ValidateTymed(BYTE* item, ValidationCall& call);
-    void LeaveFeeder();
+    HRESULT ValidateFormat(BYTE* item, ValidationCall& call);
+    HRESULT FollowSelects(BYTE* item);
     HRESULT RebuildForSelect(BYTE* item, ValidationCall& call);
     HRESULT RebuildForAdapter(BYTE* item, ValidationCall& call);
     HRESULT RebuildTopItem(BYTE* item, const char* notFound);
@@ -251,7 +253,8 @@ class CNVwiaMiniDrv : public IMiniDrv,
     CPropertySet m_topProps;
     std::unique_ptr<CNVScan> m_pScan;
     DWORD m_defaultRes = 200;
-    LONG m_lBedWidth = 0;  // 1/1000 inch
+    DWORD m_dwScanChannel = kChannelColor;  // what the last preparation made of the item's
+    LONG m_lBedWidth = 0;                   // 1/1000 inch
     LONG m_lBedHeight = 0;
     BOOL m_bRootBuilt = FALSE;
     DWORD m_dwCallbackId = 0;

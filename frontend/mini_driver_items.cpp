@@ -1,13 +1,15 @@
 // The tree of two items, the properties of its root, and what the device can be told and can tell.
+//
+//     Root    the scanner: bed, feeder, firmware, and the selects of the source
+//     Top     what is scanned
 #include <limits>
 #include <string>
 
 #include "diag/function_trace.h"
-#include "engine/item_properties.h"
-#include "platform/contained.h"
 #include "frontend/item_values.h"
 #include "frontend/mini_driver.h"
 #include "frontend/property_rows.h"
+#include "platform/contained.h"
 #include "platform/text.h"
 
 namespace {
@@ -31,60 +33,11 @@ constexpr struct {
     {WIA_EVENT_DEVICE_DISCONNECTED, u"Device disconnected", WIA_NOTIFICATION_EVENT, kEventIcon},
 };
 
-// What the build of the root works out.
-enum RootNumber {
-    kBedWidth,  // 1/1000 inch
-    kBedHeight,
-    kSheetWidth,
-    kSheetHeight,
-    kOptical,  // dots per inch
-    kHasFeeder,
-    kFeederReady,  // with paper; in no row
-    kSelect,
-    kSelectBits,
-    kStatus,
-    kAdapterChosen,
-    kRootNumbers
-};
-
-constexpr LONG kReadAndWrite = 3;
-constexpr LONG kMaxScanTime = 500000;  // milliseconds
-constexpr LONG kMaxPages = 50;
-constexpr LONG kDocumentHandling =
-    FEED | FLAT | DUP | DETECT_FEED | DETECT_FEED_AVAIL | DETECT_DUP_AVAIL;
-constexpr LONG kOffOn[] = {0, 1};
-
-constexpr RowNumber Of(RootNumber place) {
-    return RowNumber::Computed(place);
-}
-
-// clang-format off
-constexpr PropertyRow kRootRows[] = {
-    LongRow(WIA_DPS_HORIZONTAL_BED_SIZE, u"Horizontal Bed Size", Of(kBedWidth)),
-    LongRow(WIA_DPS_VERTICAL_BED_SIZE, u"Vertical Bed Size", Of(kBedHeight)),
-    LongRow(WIA_DPS_HORIZONTAL_SHEET_FEED_SIZE, u"Horizontal Sheet Feed Size", Of(kSheetWidth)),
-    LongRow(WIA_DPS_VERTICAL_SHEET_FEED_SIZE, u"Vertical Sheet Feed Size", Of(kSheetHeight)),
-    LongRow(WIA_IPA_ACCESS_RIGHTS, u"Access Rights", kReadAndWrite),
-    LongRow(WIA_DPS_OPTICAL_XRES, u"Horizontal Optical Resolution", Of(kOptical)),
-    LongRow(WIA_DPS_OPTICAL_YRES, u"Vertical Optical Resolution", Of(kOptical)),
-    TextRow(WIA_DPA_FIRMWARE_VERSION, u"Firmware Version", kReadOnly, nullptr),
-    LongRow(WIA_DPS_MAX_SCAN_TIME, u"Max Scan Time", kMaxScanTime),
-    ListRow(WIA_DPS_PREVIEW, u"Preview", kReadWriteList, 0, kOffOn),
-    LongRow(WIA_DPS_SHOW_PREVIEW_CONTROL, u"Show preview control", Of(kHasFeeder)),
-    LongRow(WIA_DPS_SHEET_FEEDER_REGISTRATION, u"Sheet Feeder Registration", 0),
-    LongRow(WIA_DPS_VERTICAL_BED_REGISTRATION, u"Vertical Bed Registration", 0),
-    LongRow(WIA_DPS_DOCUMENT_HANDLING_CAPABILITIES, u"Document Handling Capabilities", kDocumentHandling),
-    FlagRow(WIA_DPS_DOCUMENT_HANDLING_SELECT, u"Document Handling Select", kReadWriteFlag, Of(kSelect), Of(kSelectBits)),
-    LongRow(WIA_DPS_DOCUMENT_HANDLING_STATUS, u"Document Handling Status", Of(kStatus)),
-    RangeRow(WIA_DPS_PAGES, u"Pages", 1, 0, kMaxPages),
-    ListRow(QL_PROP_TMA_SELECT, u"TMA Select", kReadWriteList, Of(kAdapterChosen), kOffOn),
-};
-// clang-format on
-
 }  // namespace
 
 // ---- The tree
 
+// Once; a tree that could be made only in part is no tree.
 HRESULT CNVwiaMiniDrv::BuildItemTree() {
     CFunctionTrace trace("CNVwiaMiniDrv::BuildItemTree");
     if (m_pRootItem)
@@ -95,6 +48,7 @@ HRESULT CNVwiaMiniDrv::BuildItemTree() {
     return trace.GetResult();
 }
 
+// Full names are the root's with the item's own behind it; the service finds an item by them.
 HRESULT CNVwiaMiniDrv::MakeItems() {
     const std::u16string fullName = m_bstrRootFullItemName;
     HRESULT hr =
@@ -108,6 +62,8 @@ HRESULT CNVwiaMiniDrv::MakeItems() {
     return FAILED(hr) ? hr : top->AddItemToFolder(m_pRootItem.Get());
 }
 
+// The service asks for both items of each client. Only the scanned item carries the tables of the
+// model, by which they reach the engine.
 HRESULT CNVwiaMiniDrv::drvInitItemProperties(BYTE* pWiasContext, LONG, LONG* plDevErrVal) {
     CFunctionTrace trace("CNVwiaMiniDrv::drvInitItemProperties");
     if (!pWiasContext || !plDevErrVal)
@@ -131,17 +87,19 @@ HRESULT CNVwiaMiniDrv::drvInitItemProperties(BYTE* pWiasContext, LONG, LONG* plD
     return trace.GetResult();
 }
 
-// A sheet that has been fed waits for its scan. Without one, nothing that was asked for the sake of
-// the properties is a reason to keep others from the scanner.
+// A sheet that has been fed waits for its scan, and a job between two pages for the next one.
+// Without these, nothing that was asked for the sake of the properties is a reason to keep others
+// from the scanner; a feed that failed least of all.
 void CNVwiaMiniDrv::ReleaseUnlessFeeding() {
     bool feeder = false;
     m_pScan->getUseAdf(&feeder);
-    if (!feeder)
+    if (!feeder || !m_pScan->isFeederWaiting())
         m_pScan->releaseScanner();
 }
 
 // ---- Commands and events
 
+// Commands, the two events that every device has, and a press of each of its buttons.
 HRESULT CNVwiaMiniDrv::BuildCapabilities() {
     CFunctionTrace trace("CNVwiaMiniDrv::BuildCapabilities");
     if (m_capabilities.Count() != 0)
@@ -157,6 +115,7 @@ HRESULT CNVwiaMiniDrv::BuildCapabilities() {
     return trace.GetResult();
 }
 
+// In the order of the event table, which is that of the device's key in the registry.
 HRESULT CNVwiaMiniDrv::LoadButtonEvents(LPCOLESTR iconText) {
     return Contained([&] {
         HRESULT hr = S_OK;
@@ -171,6 +130,8 @@ HRESULT CNVwiaMiniDrv::LoadButtonEvents(LPCOLESTR iconText) {
 
 // ---- The root
 
+// What the device can't tell at the moment stays 0: a root with gaps can be looked at, and a scan
+// will meet the failure again. Only a set of properties that can't be made fails the build.
 HRESULT CNVwiaMiniDrv::BuildRootItemProperties(BYTE* item) {
     CFunctionTrace trace("CNVwiaMiniDrv::BuildRootItemProperties");
     LONG numbers[kRootNumbers] = {};
@@ -180,7 +141,7 @@ HRESULT CNVwiaMiniDrv::BuildRootItemProperties(BYTE* item) {
     LPOLESTR version = nullptr;
     trace.SetResult(m_pScan->getFirmwareVersion(&version));
     CPropertySet properties;
-    AddRows(properties, kRootRows, numbers, version);
+    AddRows(properties, RootRows(), {.numbers = numbers, .text = version});
     CoTaskMemFree(version);
     if (FAILED(trace.SetResult(properties.GetError()).GetResult()))
         return trace.GetResult();
@@ -188,6 +149,8 @@ HRESULT CNVwiaMiniDrv::BuildRootItemProperties(BYTE* item) {
     return trace.SetResult(properties.Commit(item)).GetResult();
 }
 
+// Asks for the plainest source that the device takes: the flatbed, or the feeder where there is
+// nothing else. A failure shows in the answers that follow.
 HRESULT CNVwiaMiniDrv::AskForSources(std::span<LONG> numbers) {
     DWORD only = kHasFlatbed;
     bool chosen = false;
@@ -213,7 +176,8 @@ HRESULT CNVwiaMiniDrv::AskForSources(std::span<LONG> numbers) {
     return hr;
 }
 
-// The members are left with the area of the feeder, if there is paper in it.
+// Lengths come in 1/300 inch and go out in 1/1000 inch. The members are left with the area of the
+// feeder, if there is paper in it: the sheet's size is that of what lies there.
 HRESULT CNVwiaMiniDrv::AskForAreas(std::span<LONG> numbers) {
     constexpr WORD kFirstMedia = 0;
     const auto ask = [this](bool xpa, bool adf) {
@@ -240,6 +204,7 @@ HRESULT CNVwiaMiniDrv::AskForAreas(std::span<LONG> numbers) {
     return hr;
 }
 
+// Duplex is offered where software may ask for it; the status tells it also where a switch decides.
 HRESULT CNVwiaMiniDrv::AskForSelect(std::span<LONG> numbers) {
     DWORD only = kHasFlatbed;
     bool duplex = false;

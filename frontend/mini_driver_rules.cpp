@@ -1,6 +1,14 @@
 // Rules that make the properties of the scanned item fit each other: image type, resolution, window
 // and the sizes that follow from them. One rule a function; a failed write is kept in the trace,
 // and the rule goes on.
+//
+// Values that a client has written stand in the item already when the first rule runs, whatever
+// their order in the call; the context tells which they are and what stood there before. A rule
+// changes what its property implies, and leaves alone what the client wrote beside it.
+//
+// Lengths of windows are pixels at the item's own resolution, those of the bed 1/1000 inch:
+//
+//     maximum = bed x resolution / 1000, truncated
 #include <algorithm>
 #include <iterator>
 #include <limits>
@@ -14,64 +22,46 @@
 
 namespace {
 
-constexpr LONG kQualityResolution = 300;
-constexpr LONG kNoIntent = 8;  // a bit of the image type that means none
+constexpr LONG kQualityResolution = 300;  // dots per inch, the least that an intent calls good
+constexpr LONG kNoIntent = 8;             // a bit of the image type that means none
 
-struct NewValue {
-    PROPID id;
-    LONG value;
-};
-
-// What an intent makes of the image type. A channel that was selected before would leave two thirds
-// of the colours out.
-struct IntentRow {
-    LONG key;
-    NewValue values[5];
-};
-constexpr IntentRow kIntentTypes[] = {
-    {WIA_INTENT_IMAGE_TYPE_COLOR,
-     {{WIA_IPA_DATATYPE, WIA_DATA_COLOR},
-      {WIA_IPA_DEPTH, 24},
-      {WIA_IPA_BITS_PER_CHANNEL, 8},
-      {WIA_IPA_CHANNELS_PER_PIXEL, 3},
-      {QL_PROP_SCANNER_CHANNEL, kChannelColor}}},
-    {WIA_INTENT_IMAGE_TYPE_GRAYSCALE,
-     {{WIA_IPA_DATATYPE, WIA_DATA_GRAYSCALE},
-      {WIA_IPA_DEPTH, 8},
-      {WIA_IPA_BITS_PER_CHANNEL, 8},
-      {WIA_IPA_CHANNELS_PER_PIXEL, 1}}},
-    {WIA_INTENT_IMAGE_TYPE_TEXT,
-     {{WIA_IPA_DATATYPE, WIA_DATA_THRESHOLD},
-      {WIA_IPA_DEPTH, 1},
-      {WIA_IPA_BITS_PER_CHANNEL, 1},
-      {WIA_IPA_CHANNELS_PER_PIXEL, 1}}},
-};
-
-// Depths are channels x bits.
-constexpr LONG kAsTheyAre = 0;  // 8 or 16 bits
+// What a data type makes of the format, the master of all else that tells of it. The device
+// delivers 8 bits a sample in any case, and the engine makes single bits of them.
 struct DataTypeRow {
     LONG key;
     LONG channels;
-    LONG bits;
+    LONG bits;  // of a channel; 8 may be 16 where the client has that
     bool selectsChannel;
     bool byTonemap;  // the threshold
 };
 constexpr DataTypeRow kDataTypes[] = {
     {WIA_DATA_THRESHOLD, 1, 1, true, false},
     {WIA_DATA_DITHER, 1, 1, true, true},
-    {WIA_DATA_GRAYSCALE, 1, kAsTheyAre, true, false},
-    {WIA_DATA_COLOR, 3, kAsTheyAre, false, false},
+    {WIA_DATA_GRAYSCALE, 1, 8, true, false},
+    {WIA_DATA_COLOR, 3, 8, false, false},
 };
 
-struct ChannelBitsRow {
+// The type that is meant by something else that a client writes by itself.
+struct MeantTypeRow {
     LONG key;
     LONG dataType;
-    LONG channels;
 };
-constexpr ChannelBitsRow kChannelBits[] = {
-    {1, WIA_DATA_THRESHOLD, 1},
-    {8, WIA_DATA_COLOR, 3},
-    {16, WIA_DATA_COLOR, 3},
+constexpr MeantTypeRow kIntentTypes[] = {
+    {WIA_INTENT_IMAGE_TYPE_COLOR, WIA_DATA_COLOR},
+    {WIA_INTENT_IMAGE_TYPE_GRAYSCALE, WIA_DATA_GRAYSCALE},
+    {WIA_INTENT_IMAGE_TYPE_TEXT, WIA_DATA_THRESHOLD},
+};
+// Dither has one bit too, and is only reached by its type.
+constexpr MeantTypeRow kDepthTypes[] = {
+    {1, WIA_DATA_THRESHOLD},
+    {8, WIA_DATA_GRAYSCALE},
+    {24, WIA_DATA_COLOR},
+};
+// Bits of a channel: 8 and more are colour, also on a gray item.
+constexpr MeantTypeRow kChannelBitsTypes[] = {
+    {1, WIA_DATA_THRESHOLD},
+    {8, WIA_DATA_COLOR},
+    {16, WIA_DATA_COLOR},
 };
 
 // Null if the table has no row for it.
@@ -82,6 +72,18 @@ const Row* FindRow(const Row (&rows)[count], LONG key) {
     return found == std::end(rows) ? nullptr : found;
 }
 
+template <std::size_t count>
+const DataTypeRow* FindMeantType(const MeantTypeRow (&rows)[count], LONG key) {
+    const MeantTypeRow* row = FindRow(rows, key);
+    return row ? FindRow(kDataTypes, row->dataType) : nullptr;
+}
+
+struct NewValue {
+    PROPID id;
+    LONG value;
+};
+
+// The same properties for both directions of a page, in the order of ValidationCall's arrays.
 struct Axis {
     PROPID resolution;
     PROPID position;
@@ -95,6 +97,7 @@ constexpr Axis kAxes[ValidationCall::kAxes] = {
 
 constexpr LONG kRangeStep = 1;
 
+// From 0; the nominal value is 0 as well, where the item as it is built names the whole bed.
 HRESULT SetRange(BYTE* item, PROPID id, LONG maximum) {
     return wiasSetValidRangeLong(item, id, 0, 0, maximum, kRangeStep);
 }
@@ -111,6 +114,9 @@ HRESULT WriteChanged(BYTE* item, ValidationCall& call, PROPID id, LONG value) {
 
 // ---- Image type
 
+// An intent is an image type in its low four bits and a size above them; the size counts only with
+// a type. What it writes of the type isn't marked as changed, so that no other rule of the same
+// call takes it for the client's word.
 HRESULT CNVwiaMiniDrv::ValidateIntent(BYTE* item, ValidationCall& call) {
     CFunctionTrace trace("CNVwiaMiniDrv::ValidateIntent");
     WIAS_CHANGED_VALUE_INFO intent = {};
@@ -121,13 +127,17 @@ HRESULT CNVwiaMiniDrv::ValidateIntent(BYTE* item, ValidationCall& call) {
     const LONG type = intent.Current.lVal & WIA_INTENT_IMAGE_TYPE_MASK;
     if (type == WIA_INTENT_NONE || type == kNoIntent)
         return trace.GetResult();
-    const IntentRow* row = FindRow(kIntentTypes, type);
+    const DataTypeRow* row = FindMeantType(kIntentTypes, type);
     if (!row)
         return trace.SetResult(E_INVALIDARG).GetResult();
-    for (const NewValue& made : row->values) {
-        if (made.id != 0)
-            trace.SetResult(wiasWritePropLong(item, made.id, made.value));
-    }
+    for (const NewValue& made : {NewValue{WIA_IPA_DATATYPE, row->key},
+                                 {WIA_IPA_DEPTH, row->channels * row->bits},
+                                 {WIA_IPA_BITS_PER_CHANNEL, row->bits},
+                                 {WIA_IPA_CHANNELS_PER_PIXEL, row->channels}})
+        trace.SetResult(wiasWritePropLong(item, made.id, made.value));
+    // A channel that was selected before would leave two thirds of the colours out.
+    if (!row->selectsChannel)
+        trace.SetResult(wiasWritePropLong(item, QL_PROP_SCANNER_CHANNEL, kChannelColor));
     switch (intent.Current.lVal & WIA_INTENT_SIZE_MASK) {
         case WIA_INTENT_MINIMIZE_SIZE:
             trace.SetResult(MinimizeSize(item, call));
@@ -141,6 +151,7 @@ HRESULT CNVwiaMiniDrv::ValidateIntent(BYTE* item, ValidationCall& call) {
     return trace.GetResult();
 }
 
+// The source's own default: 150 dots per inch on the flatbed, 300 in the feeder, 600 for film.
 HRESULT CNVwiaMiniDrv::MinimizeSize(BYTE* item, ValidationCall& call) {
     constexpr LONG kFlatbedUnlessTold = 0;
     const ScanSource source = ResolveSource(item, kFlatbedUnlessTold);
@@ -153,6 +164,7 @@ HRESULT CNVwiaMiniDrv::MinimizeSize(BYTE* item, ValidationCall& call) {
     return hr;
 }
 
+// Raises, never lowers, and leaves an axis alone that the client has written itself.
 HRESULT CNVwiaMiniDrv::MaximizeQuality(BYTE* item, ValidationCall& call) {
     HRESULT hr = S_OK;
     for (const Axis& axis : kAxes) {
@@ -184,6 +196,8 @@ HRESULT CNVwiaMiniDrv::ValidateChannel(BYTE* item, ValidationCall& call) {
     return trace.GetResult();
 }
 
+// The channel that is written back is the controller's word on what the device has; the format that
+// it keeps now is the last preparation's until the next one settles its own.
 HRESULT CNVwiaMiniDrv::ApplyDataType(BYTE* item, ValidationCall& call, LONG type) {
     const DataTypeRow* row = FindRow(kDataTypes, type);
     if (!row)
@@ -193,10 +207,8 @@ HRESULT CNVwiaMiniDrv::ApplyDataType(BYTE* item, ValidationCall& call, LONG type
     LONG channel = 0;
     trace.SetResult(ReadItemLong(item, WIA_IPA_BITS_PER_CHANNEL, &bits));
     trace.SetResult(ReadItemLong(item, QL_PROP_SCANNER_CHANNEL, &channel));
-    if (row->bits != kAsTheyAre)
+    if (row->bits == 1 || bits != 16)
         bits = row->bits;
-    else if (bits != 16)
-        bits = 8;
     DataFormat format = {kChannelColor, static_cast<DWORD>(bits), 0};
     if (row->selectsChannel)
         format.channel = static_cast<DWORD>(channel);
@@ -205,15 +217,34 @@ HRESULT CNVwiaMiniDrv::ApplyDataType(BYTE* item, ValidationCall& call, LONG type
         trace.SetResult(m_pScan->isThresholdTonemap(&byTonemap));
     if (byTonemap)
         trace.SetResult(m_pScan->getThresholdValue(&format.threshold));
+    const DWORD asked = format.channel;
     trace.SetResult(m_pScan->resolveDataFormat(&format));
     trace.SetResult(
-        wiasWritePropLong(item, QL_PROP_SCANNER_CHANNEL, static_cast<LONG>(format.channel)));
+        wiasWritePropLong(item, QL_PROP_SCANNER_CHANNEL, KeptChannel(asked, format.channel)));
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_BITS_PER_CHANNEL, bits));
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_CHANNELS_PER_PIXEL, row->channels));
     trace.SetResult(WriteChanged(item, call, WIA_IPA_DEPTH, row->channels * bits));
     return trace.GetResult();
 }
 
+// A depth by itself chooses the type that has it. One that the item has already chooses nothing:
+// line art and dither have the same.
+HRESULT CNVwiaMiniDrv::ValidateDepth(BYTE* item, ValidationCall& call) {
+    if (call.Wrote(WIA_IPA_DATATYPE))
+        return ValidateDataType(item, call);
+    CFunctionTrace trace("CNVwiaMiniDrv::ValidateDepth");
+    WIAS_CHANGED_VALUE_INFO depth = {};
+    trace.SetResult(wiasGetChangedValueLong(item, &call.context, TRUE, WIA_IPA_DEPTH, &depth));
+    if (FAILED(trace.GetResult()) || depth.Current.lVal == depth.Old.lVal)
+        return trace.GetResult();
+    const DataTypeRow* row = FindMeantType(kDepthTypes, depth.Current.lVal);
+    if (!row)
+        return trace.SetResult(E_INVALIDARG).GetResult();
+    trace.SetResult(WriteChanged(item, call, WIA_IPA_DATATYPE, row->key));
+    return trace.SetResult(ApplyDataType(item, call, row->key)).GetResult();
+}
+
+// Bits by themselves choose a type as well, and let go of a selected channel.
 HRESULT CNVwiaMiniDrv::ValidateBPC(BYTE* item, ValidationCall& call) {
     CFunctionTrace trace("CNVwiaMiniDrv::ValidateBPC");
     WIAS_CHANGED_VALUE_INFO bits = {};
@@ -222,15 +253,15 @@ HRESULT CNVwiaMiniDrv::ValidateBPC(BYTE* item, ValidationCall& call) {
     if (FAILED(trace.GetResult()) || !bits.bChanged)
         return trace.GetResult();
     const LONG value = bits.Current.lVal;
-    const ChannelBitsRow* row = FindRow(kChannelBits, value);
+    const DataTypeRow* row = FindMeantType(kChannelBitsTypes, value);
     if (!row)
         return trace.SetResult(E_INVALIDARG).GetResult();
     // A client that has chosen the type as well gets what that makes of the bits.
-    if (call.Wrote(WIA_IPA_DATATYPE))
+    if (call.Wrote(WIA_IPA_DATATYPE) || call.Wrote(WIA_IPA_DEPTH))
         return trace.GetResult();
     DataFormat format = {kChannelColor, static_cast<DWORD>(value), 0};
     trace.SetResult(m_pScan->resolveDataFormat(&format));
-    trace.SetResult(wiasWritePropLong(item, WIA_IPA_DATATYPE, row->dataType));
+    trace.SetResult(wiasWritePropLong(item, WIA_IPA_DATATYPE, row->key));
     trace.SetResult(
         wiasWritePropLong(item, QL_PROP_SCANNER_CHANNEL, static_cast<LONG>(format.channel)));
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_CHANNELS_PER_PIXEL, row->channels));
@@ -242,6 +273,9 @@ HRESULT CNVwiaMiniDrv::ValidateBPC(BYTE* item, ValidationCall& call) {
 
 // The window keeps its place and reaches to the far edge, counted from where it was before the
 // call. It follows once to a resolution, however many of the written properties ask for it.
+//
+//     position = position before x resolution / resolution before, truncated
+//     extent   = maximum - position
 HRESULT CNVwiaMiniDrv::ValidateResolution(BYTE* item, ValidationCall& call) {
     CFunctionTrace trace("CNVwiaMiniDrv::ValidateResolution");
     const LONG beds[] = {m_lBedWidth, m_lBedHeight};
@@ -280,6 +314,8 @@ HRESULT CNVwiaMiniDrv::ValidateResolution(BYTE* item, ValidationCall& call) {
     return trace.GetResult();
 }
 
+// Keeps the window within the bed: what sticks out is cut off, and the range of the extent becomes
+// what lies behind the position, so that a client can't ask for more than there is.
 HRESULT CNVwiaMiniDrv::ValidateExtents(BYTE* item, ValidationCall& call) {
     CFunctionTrace trace("CNVwiaMiniDrv::ValidateExtents");
     const LONG beds[] = {m_lBedWidth, m_lBedHeight};
@@ -312,14 +348,16 @@ HRESULT CNVwiaMiniDrv::ValidateExtents(BYTE* item, ValidationCall& call) {
     return trace.GetResult();
 }
 
+// Takes the scanner through a scan's preparation, so that the sizes are those of the scan to come.
 // The device's exact counts hold where it scans at the wanted resolution; otherwise the scaler
-// delivers the window.
-HRESULT CNVwiaMiniDrv::ValidateImageSize(BYTE* item, ValidationCall&) {
+// delivers the window. A line takes (pixels x depth + 7) / 8 bytes, rounded up to a multiple of 4.
+HRESULT CNVwiaMiniDrv::ValidateImageSize(BYTE* item, ValidationCall& call) {
     CFunctionTrace trace("CNVwiaMiniDrv::ValidateImageSize");
     GeomControl geometry = {};
     DWORD scanPixelWidth = 0;
     DWORD scanLines = 0;
     trace.SetResult(ValidateWidthHeight(item, geometry, scanPixelWidth, scanLines));
+    call.emptyWindow = trace.GetResult() == kNothingToScan && !HoldsPixels(geometry);
     if (FAILED(trace.GetResult())) {
         m_pLog->Format(kLogInformation, "ValidateWidthHeight failed hr %d", trace.GetResult());
         return trace.GetResult();

@@ -1,7 +1,6 @@
 // The standard properties of the item that is scanned, made for the source that is chosen. They are
 // made anew with each change of the source.
 #include "diag/function_trace.h"
-#include "engine/item_properties.h"
 #include "frontend/item_values.h"
 #include "frontend/mini_driver.h"
 #include "frontend/property_rows.h"
@@ -11,70 +10,15 @@ namespace {
 // An empty feeder, of a device that has nothing else.
 constexpr HRESULT kFeederOnlyEmpty = MakeResult(0x80040012);
 
-// What the build works out, in pixels.
-enum TopNumber { kPixels, kLines, kTopNumbers };
-
-constexpr RowNumber Of(TopNumber place) {
-    return RowNumber::Computed(place);
-}
-
-constexpr LONG kReadAndWrite = 3;
-constexpr LONG kMinBufferBytes = 0x40000;
-constexpr LONG kDefaultThreshold = 55;
-constexpr LONG kMaxThreshold = 128;
-constexpr LONG kFullExposure = 1000;
-constexpr LONG kIntents = WIA_INTENT_IMAGE_TYPE_COLOR | WIA_INTENT_IMAGE_TYPE_GRAYSCALE |
-                          WIA_INTENT_IMAGE_TYPE_TEXT | WIA_INTENT_MINIMIZE_SIZE |
-                          WIA_INTENT_MAXIMIZE_QUALITY;
-
-constexpr LONG kDataTypes[] = {WIA_DATA_THRESHOLD, WIA_DATA_DITHER, WIA_DATA_GRAYSCALE,
-                               WIA_DATA_COLOR};
-constexpr LONG kDepths[] = {1, 8, 16, 24};
-constexpr LONG kChannelBits[] = {1, 8};
-constexpr LONG kChannels[] = {1, 3};
-constexpr LONG kMedia[] = {TYMED_CALLBACK, TYMED_FILE};
-constexpr GUID kFormats[] = {WiaImgFmt_MEMORYBMP, WiaImgFmt_BMP};
-constexpr GUID kPreferredFormat[] = {WiaImgFmt_MEMORYBMP};
-constexpr ULONG kProfileAccess = WIA_PROP_READ | WIA_PROP_WRITE | WIA_PROP_NONE | WIA_PROP_LIST;
-
-// Behind the two resolutions, whose lists are the device's.
-// clang-format off
-constexpr PropertyRow kTopRows[] = {
-    RangeRow(WIA_IPS_XEXTENT, u"Horizontal Extent", Of(kPixels), 0, Of(kPixels)),
-    RangeRow(WIA_IPS_YEXTENT, u"Vertical Extent", Of(kLines), 0, Of(kLines)),
-    LongRow(WIA_IPA_PIXELS_PER_LINE, u"Pixels Per Line", Of(kPixels)),
-    LongRow(WIA_IPA_NUMBER_OF_LINES, u"Number of Lines", Of(kLines)),
-    RangeRow(WIA_IPS_XPOS, u"Horizontal Start Position", 0, 0, Of(kPixels)),
-    RangeRow(WIA_IPS_YPOS, u"Vertical Start Position", 0, 0, Of(kLines)),
-    RangeRow(WIA_IPS_BRIGHTNESS, u"Brightness", 0, -kFullExposure, kFullExposure),
-    RangeRow(WIA_IPS_CONTRAST, u"Contrast", 0, -kFullExposure, kFullExposure),
-    FlagRow(WIA_IPS_CUR_INTENT, u"Current Intent", kReadWriteFlag, WIA_INTENT_NONE, kIntents),
-    ListRow(WIA_IPA_DATATYPE, u"Data Type", kReadWriteList, WIA_DATA_COLOR, kDataTypes),
-    ListRow(WIA_IPA_DEPTH, u"Bits Per Pixel", kReadWriteList, 24, kDepths),
-    LongRow(WIA_IPA_MIN_BUFFER_SIZE, u"Minimum Buffer Size", kMinBufferBytes),
-    ListRow(WIA_IPA_BITS_PER_CHANNEL, u"Bits Per Channel", kReadWriteList, 8, kChannelBits),
-    ListRow(WIA_IPA_CHANNELS_PER_PIXEL, u"Channels Per Pixel", kReadOnly, 3, kChannels),
-    RangeRow(WIA_IPS_THRESHOLD, u"Threshold", kDefaultThreshold, 0, kMaxThreshold),
-    LongRow(WIA_IPA_COMPRESSION, u"Compression", 0),
-    TextRow(WIA_IPA_FILENAME_EXTENSION, u"Filename extension", kReadOnly, u"BMP"),
-    GuidListRow(WIA_IPA_FORMAT, u"Format", kFormats),
-    GuidRow(WIA_IPA_PREFERRED_FORMAT, u"Preferred Format", kPreferredFormat),
-    TextRow(WIA_IPA_ICM_PROFILE_NAME, u"Color Profile Name", kProfileAccess, kColorProfileName),
-    LongRow(WIA_IPA_ITEM_SIZE, u"Item Size", 0),
-    LongRow(WIA_IPA_PLANAR, u"Planar", 0),
-    ListRow(WIA_IPA_TYMED, u"Media Type", kReadWriteList, TYMED_CALLBACK, kMedia),
-    LongRow(WIA_IPA_ACCESS_RIGHTS, u"Access Rights", kReadAndWrite),
-    LongRow(WIA_IPS_PHOTOMETRIC_INTERP, u"Photometric Interpretation", 0),
-    LongRow(WIA_IPA_BYTES_PER_LINE, u"Bytes Per Line", 0),
-};
-// clang-format on
-
+// The count comes from the controller, the room from its record.
 std::span<const LONG> ListOf(const LONG (&list)[kGeomResolutions], LONG count) {
     return {list, static_cast<std::size_t>(Clamp(count, 0, kGeomResolutions))};
 }
 
 }  // namespace
 
+// The window is the whole area of the source at its default resolution. That may be one that its
+// list doesn't have; a client that writes one has to choose from the list.
 HRESULT CNVwiaMiniDrv::BuildTopItemProperties(BYTE* pWiasContext) {
     CFunctionTrace trace("CNVwiaMiniDrv::BuildTopItemProperties");
     m_topProps.ClearError();
@@ -103,6 +47,7 @@ HRESULT CNVwiaMiniDrv::BuildTopItemProperties(BYTE* pWiasContext) {
     return trace.SetResult(m_topProps.Commit(pWiasContext)).GetResult();
 }
 
+// A service may begin with the scanned item, whose build reads the root's selects.
 HRESULT CNVwiaMiniDrv::BuildRootFirst(BYTE* pWiasContext) {
     if (m_bRootBuilt)
         return S_OK;
@@ -125,12 +70,12 @@ HRESULT CNVwiaMiniDrv::ChooseForProperties(const ScanSource& source) {
 
 void CNVwiaMiniDrv::AddTopProperties(const GeomControl& geometry) {
     const auto resolution = static_cast<LONG>(m_defaultRes);
-    m_topProps.AddList(WIA_IPS_XRES, u"Horizontal Resolution", kReadWriteList, resolution,
-                       resolution, ListOf(geometry.xResList, geometry.xResCount));
-    m_topProps.AddList(WIA_IPS_YRES, u"Vertical Resolution", kReadWriteList, resolution, resolution,
-                       ListOf(geometry.yResList, geometry.yResCount));
     LONG numbers[kTopNumbers] = {};
+    numbers[kDefaultResolution] = resolution;
     numbers[kPixels] = PixelsOf(m_lBedWidth, resolution);
     numbers[kLines] = PixelsOf(m_lBedHeight, resolution);
-    AddRows(m_topProps, kTopRows, numbers);
+    std::span<const LONG> lists[kTopLists];
+    lists[kResolutionsAcross] = ListOf(geometry.xResList, geometry.xResCount);
+    lists[kResolutionsAlong] = ListOf(geometry.yResList, geometry.yResCount);
+    AddRows(m_topProps, TopRows(), {.numbers = numbers, .lists = lists});
 }

@@ -126,7 +126,7 @@ HRESULT CNVwiaMiniDrv::ScanItem(BYTE* pWiasContext, MINIDRV_TRANSFER_CONTEXT* pm
     if (SUCCEEDED(trace.GetResult()))
         trace.SetResult(ValidateWidthHeight(pWiasContext, geometry, scanPixelWidth, scanLines));
     if (SUCCEEDED(trace.GetResult()))
-        trace.SetResult(page.Measure(pWiasContext, geometry, scanPixelWidth, scanLines));
+        trace.SetResult(page.Measure(m_dwScanChannel, geometry, scanPixelWidth, scanLines));
     if (FAILED(trace.GetResult()))
         return trace.GetResult();
     m_pPage = &page;
@@ -208,7 +208,7 @@ HRESULT CNVwiaMiniDrv::ValidateWidthHeight(BYTE* pWiasContext, GeomControl& geom
     trace.SetResult(m_pScan->setGeomControl(&geometry, 0, &overscanned, &scale));
     trace.SetResult(wiasWritePropLong(pWiasContext, kScaleProperty, static_cast<LONG>(scale)));
     if (SUCCEEDED(trace.GetResult()))
-        trace.SetResult(SettleFormat(pWiasContext));
+        trace.SetResult(HoldsPixels(geometry) ? SettleFormat(pWiasContext) : kNothingToScan);
     if (FAILED(trace.GetResult()))
         return trace.GetResult();
     trace.SetResult(m_pScan->secondScanInit(&scanPixelWidth, &scanLines));
@@ -220,8 +220,8 @@ HRESULT CNVwiaMiniDrv::ValidateWidthHeight(BYTE* pWiasContext, GeomControl& geom
     return trace.GetResult();
 }
 
-// Device and band loop must agree on the lines: the band loop goes by the item's channel, the
-// device by what the controller has made of it.
+// Device and band loop must agree on the lines: both go by what the controller has made of the
+// item's channel at the resolution of this scan.
 HRESULT CNVwiaMiniDrv::SettleFormat(BYTE* pWiasContext) {
     LONG channel = 0;
     LONG type = WIA_DATA_COLOR;
@@ -240,7 +240,8 @@ HRESULT CNVwiaMiniDrv::SettleFormat(BYTE* pWiasContext) {
                        format.bits, kScanBits);
         hr = E_FAIL;
     }
+    m_dwScanChannel = format.channel;
     return FAILED(hr) ? hr
                       : wiasWritePropLong(pWiasContext, QL_PROP_SCANNER_CHANNEL,
-                                          static_cast<LONG>(format.channel));
+                                          KeptChannel(static_cast<DWORD>(channel), format.channel));
 }

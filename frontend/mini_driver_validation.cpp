@@ -1,5 +1,9 @@
 // The service's entries to validation: which rules a written property sets off, and those rules
-// that choose the source.
+// that choose the source or the form in which the image is delivered.
+//
+// A rule that refuses doesn't undo what was written before it. The service takes a refused call
+// back as a whole, and validates the values that stood before once more, which brings the driver
+// and the controller back to them.
 #include <iterator>
 
 #include "diag/debug_dump.h"
@@ -18,7 +22,8 @@ PROPID g_extraIds[] = {WIA_IPA_BITS_PER_CHANNEL, WIA_DPS_DOCUMENT_HANDLING_SELEC
                        WIA_DPS_DOCUMENT_HANDLING_STATUS};
 PROPID g_feederIds[] = {WIA_DPS_DOCUMENT_HANDLING_STATUS, WIA_DPS_DOCUMENT_HANDLING_SELECT};
 
-// The values of a list of properties, for the dumps.
+// The values of a list of properties, for the dumps. Zeroed, as a service may leave out what it
+// can't read.
 class ListedValues {
   public:
     explicit ListedValues(ULONG count)
@@ -57,29 +62,40 @@ HRESULT FindTopItem(BYTE* rootContext, BYTE** topContext) {
     return FAILED(hr) ? hr : wiasGetContextFromName(rootContext, 0, name, topContext);
 }
 
+// Rules run on the item that was written, and the selects are the root's.
 bool IsRoot(BYTE* context) {
     BYTE* root = nullptr;
     return SUCCEEDED(wiasGetRootItem(context, &root)) && root == context;
 }
 
-// What the medium and the format of an image are.
+// What the medium and the format of an image are. Two pairs make sense: a bitmap in memory on the
+// callback, a bitmap in a file.
 HRESULT ReadMedium(BYTE* item, LONG* tymed, GUID* format) {
     const HRESULT hr = wiasReadPropGuid(item, WIA_IPA_FORMAT, format, nullptr, TRUE);
     return FAILED(hr) ? hr : ReadItemLong(item, WIA_IPA_TYMED, tymed);
 }
 
-HRESULT ReadItemSize(BYTE* item, LONG* bytes) {
+// A bitmap in memory alone has a size that is known ahead of the scan. What can't be told is 0, so
+// that no older size is left.
+HRESULT UpdateItemSize(BYTE* item) {
+    LONG tymed = 0;
+    GUID format = GUID_NULL;
     MINIDRV_TRANSFER_CONTEXT transfer = {};
-    const HRESULT hr = wiasGetImageInformation(item, WIA_INIT_CONTEXT_1, &transfer);
-    if (SUCCEEDED(hr))
-        *bytes = transfer.lItemSize;
-    return hr;
+    HRESULT hr = ReadMedium(item, &tymed, &format);
+    if (SUCCEEDED(hr) && tymed == TYMED_CALLBACK && format == WiaImgFmt_MEMORYBMP)
+        hr = wiasGetImageInformation(item, WIA_INIT_CONTEXT_1, &transfer);
+    const HRESULT written =
+        wiasWritePropLong(item, WIA_IPA_ITEM_SIZE, SUCCEEDED(hr) ? transfer.lItemSize : 0);
+    return FAILED(hr) ? hr : written;
 }
 
 }  // namespace
 
 // ---- The service's entries
 
+// The service's own check of valid values runs here for a single property; a longer list has been
+// checked before it came. Single or not, the last rule that ran decides over the call, so that a
+// client may write a set of values of which some don't fit on the way.
 HRESULT CNVwiaMiniDrv::drvValidateItemProperties(BYTE* pWiasContext, LONG, ULONG nPropSpec,
                                                  const PROPSPEC* pPropSpec, LONG* plDevErrVal) {
     CFunctionTrace trace("CNVwiaMiniDrv::drvValidateItemProperties");
@@ -117,6 +133,9 @@ HRESULT CNVwiaMiniDrv::drvValidateItemProperties(BYTE* pWiasContext, LONG, ULONG
             RunRules(trace, pWiasContext, pPropSpec[i].propid, call);
     }
     wiasFreePropContext(&call.context);
+    // No later rule makes up for a window of nothing.
+    if (call.emptyWindow)
+        trace.SetResult(kNothingToScan);
     if (FAILED(trace.GetResult()))
         m_pLog->Write(kLogInformation, "drvValidateItemProperties: failure: ");
     else
@@ -125,7 +144,8 @@ HRESULT CNVwiaMiniDrv::drvValidateItemProperties(BYTE* pWiasContext, LONG, ULONG
     return trace.GetResult();
 }
 
-// The result is that of the last rule that ran; without one it stays.
+// The result is that of the last rule that ran; without one it stays. A row's rules stop at the
+// first that fails.
 void CNVwiaMiniDrv::RunRules(CFunctionTrace& trace, BYTE* item, PROPID id, ValidationCall& call) {
     using Rule = HRESULT (CNVwiaMiniDrv::*)(BYTE*, ValidationCall&);
     using Driver = CNVwiaMiniDrv;
@@ -139,7 +159,7 @@ void CNVwiaMiniDrv::RunRules(CFunctionTrace& trace, BYTE* item, PROPID id, Valid
     static constexpr Row kRows[] = {
         {WIA_IPS_CUR_INTENT, {&Driver::ValidateIntent, &Driver::ValidateResolution, &Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateIntent")},
         {WIA_IPA_DATATYPE, {&Driver::ValidateDataType, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
-        {WIA_IPA_DEPTH, {&Driver::ValidateDataType, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
+        {WIA_IPA_DEPTH, {&Driver::ValidateDepth, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
         {WIA_IPA_CHANNELS_PER_PIXEL, {&Driver::ValidateDataType, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
         {QL_PROP_SCANNER_CHANNEL, {&Driver::ValidateChannel, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
         {WIA_IPA_BITS_PER_CHANNEL, {&Driver::ValidateBPC, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateBPC")},
@@ -157,6 +177,7 @@ void CNVwiaMiniDrv::RunRules(CFunctionTrace& trace, BYTE* item, PROPID id, Valid
         {WIA_IPA_ICM_PROFILE_NAME, {&Driver::ValidateProfileName}, nullptr},
         {WIA_IPA_ITEM_SIZE, {&Driver::ValidateItemSize}, nullptr},
         {WIA_IPA_TYMED, {&Driver::ValidateTymed}, nullptr},
+        {WIA_IPA_FORMAT, {&Driver::ValidateFormat}, nullptr},
     };
     // clang-format on
 #undef NVQ_FAILED
@@ -175,13 +196,17 @@ void CNVwiaMiniDrv::RunRules(CFunctionTrace& trace, BYTE* item, PROPID id, Valid
     }
 }
 
-// The settings of a scan are read by way of the item that is scanned, whichever was written.
+// The settings of a scan are read by way of the item that is scanned, whichever was written. Its
+// size follows from what the rules have left there.
 void CNVwiaMiniDrv::HandOverScanItem(BYTE* item) {
     BYTE* scanned = item;
-    if (!IsRoot(item) || (m_bTopBuilt && SUCCEEDED(FindTopItem(item, &scanned))))
-        HandOverSettings(scanned);
+    if (IsRoot(item) && (!m_bTopBuilt || FAILED(FindTopItem(item, &scanned))))
+        return;
+    UpdateItemSize(scanned);
+    HandOverSettings(scanned);
 }
 
+// Values are the service's; this only brings those up to date that change without a write.
 HRESULT CNVwiaMiniDrv::drvReadItemProperties(BYTE* pWiasContext, LONG, ULONG nPropSpec,
                                              const PROPSPEC* pPropSpec, LONG* plDevErrVal) {
     CFunctionTrace trace("CNVwiaMiniDrv::drvReadItemProperties");
@@ -218,17 +243,9 @@ void CNVwiaMiniDrv::Refresh(CFunctionTrace& trace, BYTE* item, PROPID id) {
             wiasFreePropContext(&call.context);
             break;
         }
-        case WIA_IPA_ITEM_SIZE: {
-            LONG tymed = 0;
-            LONG bytes = 0;
-            GUID format = GUID_NULL;
-            trace.SetResult(ReadMedium(item, &tymed, &format));
-            if (tymed != TYMED_CALLBACK || format != WiaImgFmt_MEMORYBMP)
-                break;
-            if (SUCCEEDED(trace.SetResult(ReadItemSize(item, &bytes)).GetResult()))
-                trace.SetResult(wiasWritePropLong(item, id, bytes));
+        case WIA_IPA_ITEM_SIZE:
+            trace.SetResult(UpdateItemSize(item));
             break;
-        }
         default:
             break;
     }
@@ -247,18 +264,32 @@ HRESULT CNVwiaMiniDrv::ValidateSelect(BYTE* item, ValidationCall& call) {
     }
     if (select != FLATBED && !IsFeederChosen(select))
         return E_INVALIDARG;
-    if (IsFeederChosen(select)) {
-        m_pScan->setUseXpa(false);
+    if (IsFeederChosen(select))
         WriteRootLong(item, QL_PROP_TMA_SELECT, 0);
-    } else {
-        LeaveFeeder();
-    }
+    FollowSelects(item);
     return ValidateADF(item, call);
 }
 
-void CNVwiaMiniDrv::LeaveFeeder() {
-    m_bFeederEmpty = false;
-    m_pScan->releaseScanner();
+// What the two selects come to outside of the properties: the controller's adapter, and a feeder
+// that is given up. It goes by both, whichever was written: when a write is taken back, its rule
+// runs for the values that stood before, and must find the way back to the source that the other
+// select still names.
+HRESULT CNVwiaMiniDrv::FollowSelects(BYTE* item) {
+    LONG select = 0;
+    LONG adapter = 0;
+    DWORD only = kHasFlatbed;
+    bool use = false;
+    ReadRootLong(item, WIA_DPS_DOCUMENT_HANDLING_SELECT, &select);
+    ReadRootLong(item, QL_PROP_TMA_SELECT, &adapter);
+    m_pScan->isSheetFedOnly(&only);
+    const bool feeder = IsFeederChosen(select);
+    m_pScan->setUseXpa(!feeder && only != kSheetFedOnly && adapter != 0);
+    m_pScan->getUseXpa(&use);
+    if (!feeder) {
+        m_bFeederEmpty = false;
+        m_pScan->releaseScanner();
+    }
+    return WriteRootLong(item, QL_PROP_TMA_SELECT, use);
 }
 
 // What the device can't tell stands in the exit line alone: the source is chosen all the same.
@@ -283,6 +314,7 @@ HRESULT CNVwiaMiniDrv::ValidateADF(BYTE* item, ValidationCall&) {
 }
 
 // A request that the controller refuses, or that there is no adapter for, shows in the property.
+// A choice that counts puts the feeder away, as the two can't be had at once.
 HRESULT CNVwiaMiniDrv::ValidateTMA(BYTE* item, ValidationCall&) {
     CFunctionTrace trace("CNVwiaMiniDrv::ValidateTMA");
     bool has = false;
@@ -290,20 +322,14 @@ HRESULT CNVwiaMiniDrv::ValidateTMA(BYTE* item, ValidationCall&) {
         return S_OK;
     DWORD only = kHasFlatbed;
     LONG asked = 0;
-    bool use = false;
     trace.SetResult(ReadRootLong(item, QL_PROP_TMA_SELECT, &asked));
     m_pScan->isSheetFedOnly(&only);
-    if (has && only != kSheetFedOnly) {
-        trace.SetResult(m_pScan->setUseXpa(static_cast<BYTE>(asked) != 0));
-        trace.SetResult(m_pScan->getUseXpa(&use));
-    }
-    if (use) {
-        LeaveFeeder();
+    if (asked != 0 && has && only != kSheetFedOnly)
         WriteRootLong(item, WIA_DPS_DOCUMENT_HANDLING_SELECT, FLATBED);
-    }
-    return trace.SetResult(WriteRootLong(item, QL_PROP_TMA_SELECT, use)).GetResult();
+    return trace.SetResult(FollowSelects(item)).GetResult();
 }
 
+// The two differ in what the log says when the item can't be found.
 HRESULT CNVwiaMiniDrv::RebuildForSelect(BYTE* item, ValidationCall&) {
     return RebuildTopItem(item, "drvValidateItemProperties: wiasGetContextFromName failed");
 }
@@ -312,6 +338,8 @@ HRESULT CNVwiaMiniDrv::RebuildForAdapter(BYTE* item, ValidationCall&) {
     return RebuildTopItem(item, "drvValidateItemProperties: ValidateTMA failed");
 }
 
+// Limits, resolutions and default sizes belong to a source: all of the scanned item is made anew,
+// and what a client had written there before is gone.
 HRESULT CNVwiaMiniDrv::RebuildTopItem(BYTE* item, const char* notFound) {
     if (!m_bTopBuilt)
         return S_OK;
@@ -321,13 +349,13 @@ HRESULT CNVwiaMiniDrv::RebuildTopItem(BYTE* item, const char* notFound) {
         m_pLog->Write(kLogInformation, notFound);
         return hr;
     }
-    // What the device says to it now doesn't take the choice back; a scan will ask again.
-    BuildTopItemProperties(top);
-    return S_OK;
+    // A source that can't be had now is no choice.
+    return BuildTopItemProperties(top);
 }
 
 // ---- Form of the image
 
+// The engine's output is sRGB; no other profile would be true.
 HRESULT CNVwiaMiniDrv::ValidateProfileName(BYTE* item, ValidationCall&) {
     BSTR read = nullptr;
     const HRESULT hr = wiasReadPropStr(item, WIA_IPA_ICM_PROFILE_NAME, &read, nullptr, TRUE);
@@ -340,16 +368,12 @@ HRESULT CNVwiaMiniDrv::ValidateProfileName(BYTE* item, ValidationCall&) {
     return ViewText(read) == kColorProfileName ? S_OK : E_INVALIDARG;
 }
 
+// The driver's own business, whatever was written there.
 HRESULT CNVwiaMiniDrv::ValidateItemSize(BYTE* item, ValidationCall& call) {
-    LONG tymed = 0;
-    LONG bytes = 0;
-    GUID format = GUID_NULL;
-    if (SUCCEEDED(ReadItemSize(item, &bytes)) && SUCCEEDED(ReadMedium(item, &tymed, &format)) &&
-        tymed != TYMED_CALLBACK && format == WiaImgFmt_MEMORYBMP) {
-        wiasWritePropLong(item, WIA_IPA_ITEM_SIZE, bytes);
-        wiasSetPropChanged(WIA_IPA_ITEM_SIZE, &call.context, TRUE);
-    }
-    return ValidateTymed(item, call);
+    const HRESULT hr = ValidateTymed(item, call);
+    UpdateItemSize(item);
+    wiasSetPropChanged(WIA_IPA_ITEM_SIZE, &call.context, TRUE);
+    return hr;
 }
 
 // A bitmap in memory is for the callback, one with a file's header for a file.
@@ -365,5 +389,20 @@ HRESULT CNVwiaMiniDrv::ValidateTymed(BYTE* item, ValidationCall& call) {
     hr = wiasWritePropGuid(item, WIA_IPA_FORMAT,
                            tymed == TYMED_CALLBACK ? WiaImgFmt_MEMORYBMP : WiaImgFmt_BMP);
     wiasSetPropChanged(WIA_IPA_FORMAT, &call.context, TRUE);
+    return hr;
+}
+
+// A format by itself takes the medium along. Where both were written, the medium decides.
+HRESULT CNVwiaMiniDrv::ValidateFormat(BYTE* item, ValidationCall& call) {
+    LONG tymed = 0;
+    GUID format = GUID_NULL;
+    if (call.Wrote(WIA_IPA_TYMED))
+        return ValidateTymed(item, call);
+    HRESULT hr = ReadMedium(item, &tymed, &format);
+    if (FAILED(hr))
+        return hr;
+    hr = wiasWritePropLong(item, WIA_IPA_TYMED,
+                           format == WiaImgFmt_BMP ? TYMED_FILE : TYMED_CALLBACK);
+    wiasSetPropChanged(WIA_IPA_TYMED, &call.context, TRUE);
     return hr;
 }

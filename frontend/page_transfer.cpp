@@ -74,13 +74,11 @@ HRESULT CPageTransfer::ReadRequest(BYTE* item) {
 
 // The stream into the engine has one channel or three, whatever the item's depth: that is the
 // engine's to make.
-HRESULT CPageTransfer::Measure(BYTE* item, const GeomControl& geometry, DWORD scanPixelWidth,
+HRESULT CPageTransfer::Measure(DWORD channel, const GeomControl& geometry, DWORD scanPixelWidth,
                                DWORD scanLines) {
     if (geometry.scanXRes < 1 || geometry.scanYRes < 1)
         return E_FAIL;
-    LONG channel = 0;
-    ReadItemLong(item, QL_PROP_SCANNER_CHANNEL, &channel);
-    m_sizes.depth = channel == 0 ? 24 : 8;
+    m_sizes.depth = channel == kChannelColor ? 24 : 8;
     m_sizes.scanWidth = scanPixelWidth;
     m_sizes.bmpWidth = static_cast<DWORD>(m_bmpWidth);
     m_sizes.numberOfLines = static_cast<DWORD>(m_numberOfLines);

@@ -30,8 +30,10 @@ class CPageTransfer {
 
     // E_INVALIDARG for an image of nothing, or a callback without a buffer; kFileTooLarge.
     HRESULT ReadRequest(BYTE* item);
-    // E_FAIL for a device that scans at no resolution.
-    HRESULT Measure(BYTE* item, const GeomControl& geometry, DWORD scanPixelWidth, DWORD scanLines);
+    // E_FAIL for a device that scans at no resolution. `channel` is what the preparation has
+    // settled.
+    HRESULT Measure(DWORD channel, const GeomControl& geometry, DWORD scanPixelWidth,
+                    DWORD scanLines);
     // S_FALSE for a page that the client cancelled. `lastSheet` is told when the page came to its
     // end, cancelled or not: the feeder has no more.
     HRESULT Run(bool& lastSheet);

@@ -8,6 +8,8 @@
 
 // ---- Collecting
 
+// `fill` completes the record; what it runs out of memory for is the set's failure. The new record
+// stands at the end, wherever an older one of its id stood.
 template <class Fill>
 void CPropertySet::Add(PROPID id, LPCOLESTR name, ULONG access, VARTYPE type, Fill fill) {
     if (FAILED(m_error))
@@ -25,6 +27,7 @@ void CPropertySet::Add(PROPID id, LPCOLESTR name, ULONG access, VARTYPE type, Fi
     });
 }
 
+// A set has a few dozen records: a walk over all of them is no cost.
 void CPropertySet::Remove(PROPID id) {
     std::erase_if(m_records, [id](const Record& record) { return record.id == id; });
 }
@@ -38,6 +41,7 @@ void CPropertySet::AddLong(PROPID id, LPCOLESTR name, ULONG access, LONG value) 
     Add(id, name, access, VT_I4, [&](Record& record) { record.value = value; });
 }
 
+// Flags have no list: the valid bits tell all combinations.
 void CPropertySet::AddFlag(PROPID id, LPCOLESTR name, ULONG access, LONG value, LONG validBits) {
     Add(id, name, access, VT_I4, [&](Record& record) {
         record.value = value;
@@ -45,6 +49,8 @@ void CPropertySet::AddFlag(PROPID id, LPCOLESTR name, ULONG access, LONG value, 
     });
 }
 
+// A source without room (a feeder that tells no area) has no extents to choose from, and a property
+// that is missing says so better than a range of one value.
 void CPropertySet::AddRange(PROPID id, LPCOLESTR name, ULONG access, LONG value, LONG nominal,
                             LONG min, LONG max, LONG step) {
     const auto lies = [min, max](LONG number) { return number >= min && number <= max; };
@@ -93,6 +99,7 @@ void CPropertySet::AddGuidList(PROPID id, LPCOLESTR name, ULONG access, const GU
     });
 }
 
+// Tables of a model, bytes and all; what they mean is the engine's business.
 void CPropertySet::AddBlob(PROPID id, LPCOLESTR name, ULONG access, ULONG size, const BYTE* bytes) {
     if (!name || !bytes)
         return Refuse();
@@ -101,6 +108,8 @@ void CPropertySet::AddBlob(PROPID id, LPCOLESTR name, ULONG access, ULONG size, 
 }
 
 // ---- Committing
+//
+// The service takes parallel arrays of ids, names, values and attributes.
 
 namespace {
 
@@ -120,6 +129,8 @@ struct Parallel {
 
 }  // namespace
 
+// The variant borrows: identifiers and bytes stay the record's, a text is copied to where `texts`
+// keeps it until the service has taken it.
 PROPVARIANT CPropertySet::ValueOf(Record& record, std::vector<TaskText>& texts) {
     PROPVARIANT value = {};
     value.vt = record.info.vt;
@@ -140,6 +151,7 @@ PROPVARIANT CPropertySet::ValueOf(Record& record, std::vector<TaskText>& texts) 
     return value;
 }
 
+// The lists stay the record's, so that pointers to them hold until the set is changed.
 WIA_PROPERTY_INFO CPropertySet::InfoOf(Record& record) {
     WIA_PROPERTY_INFO info = record.info;
     if (!record.list.empty())
@@ -149,6 +161,8 @@ WIA_PROPERTY_INFO CPropertySet::InfoOf(Record& record) {
     return info;
 }
 
+// Names, values, attributes, in this order: the service has no attributes for a property that it
+// doesn't know yet. The first failure stops it, and leaves the item as far as it has come.
 HRESULT CPropertySet::Commit(BYTE* item) {
     if (FAILED(m_error))
         return m_error;

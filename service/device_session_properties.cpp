@@ -29,6 +29,30 @@ std::vector<PROPSPEC> SpecsOf(const std::vector<PROPID>& ids) {
     return specs;
 }
 
+// What a driver answers when the scanner has nothing to scan with the settings as they are. It says
+// the same of a lamp, but none burns yet while settings are validated.
+constexpr HRESULT kCannotScan = MakeResult(0x80040001);
+
+// What a scan would be now, in pixels and dots per inch; empty for an item that isn't scanned.
+std::string ScanText(const CPropertyStore& store) {
+    constexpr struct {
+        const char* before;
+        PROPID id;
+    } kParts[] = {
+        {"", WIA_IPS_XEXTENT}, {" x ", WIA_IPS_YEXTENT}, {" pixels at ", WIA_IPS_XPOS},
+        {", ", WIA_IPS_YPOS},  {" with ", WIA_IPS_XRES}, {" x ", WIA_IPS_YRES},
+    };
+    std::string text;
+    for (const auto& part : kParts) {
+        const auto property = store.Find(part.id);
+        const LONG* value = property ? std::get_if<LONG>(&property->value) : nullptr;
+        if (!value)
+            return {};
+        text += part.before + std::to_string(*value);
+    }
+    return text + " dots per inch";
+}
+
 }  // namespace
 
 // Read again from the store behind the driver's call, which may have changed any of them.
@@ -87,10 +111,15 @@ ScanStatus CDeviceSession::Validate(const CItemContext& item, const Writes& writ
         what += (i == 0 ? "" : ", ") + (property ? ShownName(*property) : "a property") + " = " +
                 ShownValue(writes[i].value);
     }
-    return Call(item, what, [&](BYTE* context, LONG* deviceError) {
+    ScanStatus status = Call(item, what, [&](BYTE* context, LONG* deviceError) {
         return m_use.driver->Imaging()->drvValidateItemProperties(
             context, 0, static_cast<ULONG>(specs.size()), specs.data(), deviceError);
     });
+    if (status.code == kCannotScan) {
+        if (const std::string scan = ScanText(item.Store()); !scan.empty())
+            status.text = what + ": the scanner can't scan " + scan;
+    }
+    return status;
 }
 
 ScanStatus CDeviceSession::Read(const std::string& item, const std::vector<PROPID>& ids,

@@ -17,6 +17,7 @@
 #include "simulator/device_state.h"
 #include "simulator/panel.h"
 #include "tests/platform/test_folder.h"
+#include "tests/simulator/sim_rig.h"
 
 using Bytes = std::vector<BYTE>;
 
@@ -132,6 +133,20 @@ class CDriverTest : public testing::Test {
     void Act(const std::string& act) {
         std::string error;
         ASSERT_TRUE(ActOnDevice(m_folder, act, &error)) << error;
+    }
+    // Can another program have the scanner now?
+    bool IsFree() const {
+        const ComPtr<IOstrelDevice> toolkit = CreateToolkit();
+        const std::u16string port = std::filesystem::path(SimulatedPort(m_folder)).u16string();
+        DWORD session = 0;
+        DWORD error = 0;
+        if (FAILED(toolkit->OpenDevice(port.c_str(), 1, &session, &error)))
+            return false;
+        const bool locked = SUCCEEDED(toolkit->LockScanner(session, 0, 0, &error));
+        if (locked)
+            toolkit->UnlockScanner(session, &error);
+        toolkit->CloseDevice(session, &error);
+        return locked;
     }
     static std::vector<std::string> TempFiles() {
         std::vector<std::string> found;

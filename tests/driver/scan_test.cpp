@@ -8,7 +8,6 @@
 #include <random>
 
 #include "tests/driver/driver_rig.h"
-#include "tests/simulator/sim_rig.h"
 
 namespace {
 
@@ -262,20 +261,6 @@ class Scans : public CDriverTest {
                           : mode == Mode::Gray ? WIA_DATA_GRAYSCALE
                                                : WIA_DATA_THRESHOLD;
         Set({{WIA_IPA_DATATYPE, type}, {QL_PROP_SCANNER_CHANNEL, channel}});
-    }
-    // Can another program have the scanner now?
-    bool IsFree() const {
-        const ComPtr<IOstrelDevice> toolkit = CreateToolkit();
-        const std::u16string port = std::filesystem::path(SimulatedPort(m_folder)).u16string();
-        DWORD session = 0;
-        DWORD error = 0;
-        if (FAILED(toolkit->OpenDevice(port.c_str(), 1, &session, &error)))
-            return false;
-        const bool locked = SUCCEEDED(toolkit->LockScanner(session, 0, 0, &error));
-        if (locked)
-            toolkit->UnlockScanner(session, &error);
-        toolkit->CloseDevice(session, &error);
-        return locked;
     }
     // One page on either medium.
     void ExpectPage(const Picture& stream, Mode mode, int lines, int xRes) {

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <sstream>
 
 #include "engine/engine.h"
+#include "frontend/item_tables.h"
+#include "platform/text.h"
 #include "tools/process/attribute_writes.h"
 #include "tools/process/model_item.h"
 
@@ -29,56 +32,51 @@ LONG Read(CModelItem& item, DWORD id) {
     return value;
 }
 
-TEST(ModelItem, HasEveryPropertyAsThePublishedTablesShowIt) {
-    const struct {
-        DWORD id;
-        const char* name;
-        LONG value;
-        std::vector<LONG> valid;
-        std::vector<LONG> invalid;
-    } table[] = {
-        {3088, "Document Handling Select", 2, {1, 2, 4}, {0, 3, 5, 8}},
-        {4103, "Data Type", 3, {0, 1, 2, 3}, {-1, 4}},
-        {6154, "Brightness", 0, {-1000, 1000}, {-1001, 1001}},
-        {6155, "Contrast", 0, {-1000, 1000}, {-1001, 1001}},
-        {6159, "Threshold", 55, {0, 128}, {-1, 129}},
-        {71683, "TMA Select", 0, {0, 1}, {-1, 2}},
-        {71684, "TMA Method", 0, {0, 1}, {-1, 2}},
-        {71686, "Exposure Method", 0, {0, 1}, {-1, 2}},
-        {71689, "Highlight Level", 0, {-100, 100}, {-101, 101}},
-        {71690, "Shadow Level", 0, {-100, 100}, {-101, 101}},
-        {71691, "Midtone Level", 0, {-100, 100}, {-101, 101}},
-        {71692, "Gamma", 2200, {0, 4000}, {-1, 4001}},
-        {71693, "Hue X", 0, {-100, 100}, {-101, 101}},
-        {71694, "Hue Y", 0, {-100, 100}, {-101, 101}},
-        {71695, "Sharpen Level", 2, {0, 5}, {-1, 6}},
-        {71696, "Saturation", 1000, {0, 1500}, {-1, 1501}},
-    };
-    CModelItem item;
-    for (const auto& row : table) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(Read(item, row.id), row.value);
-        for (const LONG value : row.valid) {
-            ExpectTaken(item, std::string(row.name) + "=" + std::to_string(value));
-            EXPECT_EQ(Read(item, row.id), value);
-            ExpectTaken(item, std::to_string(row.id) + "=" + std::to_string(value));
-        }
-        for (const LONG value : row.invalid) {
-            const std::string error =
-                Refusal(item, std::string(row.name) + "=" + std::to_string(value));
-            EXPECT_EQ(error.find(std::string(row.name) + " cannot be '" + std::to_string(value) +
-                                 "' (allowed: "),
-                      0u)
-                << error;
-        }
-        EXPECT_EQ(Read(item, row.id), row.valid.back()) << "a refused value changes nothing";
+// A property as the driver's tables have it: its default, both ends of its range or all its
+// choices, by name and by id, and nothing beyond.
+void ExpectAsTheDriverHasIt(CModelItem& item, const PropertyRow& row, LONG value) {
+    const std::string name = TextFromWide(row.name);
+    SCOPED_TRACE(name);
+    EXPECT_EQ(Read(item, row.id), value);
+    std::vector<LONG> valid = {FEEDER, FLATBED, DUPLEX};
+    if (row.kind == PropertyRow::Kind::Range)
+        valid = {row.low.In({}), row.high.In({})};
+    else if (row.kind == PropertyRow::Kind::List)
+        valid.assign(row.list.In({}).begin(), row.list.In({}).end());
+    for (const LONG taken : valid) {
+        ExpectTaken(item, name + "=" + std::to_string(taken));
+        EXPECT_EQ(Read(item, row.id), taken);
+        ExpectTaken(item, std::to_string(row.id) + "=" + std::to_string(taken));
     }
+    const auto [low, high] = std::ranges::minmax(valid);
+    for (const LONG refused : {low - 1, high + 1}) {
+        const std::string text = std::to_string(refused);
+        const std::string error = Refusal(item, name + "=" + text);
+        EXPECT_EQ(error.find(name + " cannot be '" + text + "' (allowed: "), 0u) << error;
+    }
+    EXPECT_EQ(Read(item, row.id), valid.back()) << "a refused value changes nothing";
+}
+
+TEST(ModelItem, HasTheDriversPropertiesThatTheEngineReads) {
+    CModelItem item;
+    LONG root[kRootNumbers] = {};
+    root[kSelect] = FLATBED;
+    int count = 0;
+    LONG value = 0;
+    for (const auto& rows : {RootRows(), TopRows(), UserRows()}) {
+        for (const PropertyRow& row : rows) {
+            if (item.ReadLong(row.id, &value) != S_OK)
+                continue;
+            ++count;
+            ExpectAsTheDriverHasIt(item, row, row.value.In(root));
+        }
+    }
+    EXPECT_EQ(count, 16);
     std::ostringstream list;
     CModelItem().List(list);
     EXPECT_NE(list.str().find("6154   Brightness                  0       -1000 to 1000\n"),
               std::string::npos)
         << list.str();
-    LONG value = 0;
     EXPECT_EQ(item.ReadLong(71685, &value), E_INVALIDARG) << "the engine doesn't read it";
 }
 

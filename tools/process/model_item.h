@@ -1,5 +1,6 @@
-// A scan item that nobody has touched: every property that the engine reads, with its default, and
-// the per-model tables as a scanner without a profile of its own hands them over.
+// A scan item that nobody has touched: every property that the engine reads, with the driver's
+// default and limits, and the per-model tables as a scanner without a profile of its own hands them
+// over.
 #pragma once
 
 #include <iosfwd>
@@ -36,5 +37,5 @@ class CModelItem final : public IQLItemProperties {
 
   private:
     std::map<DWORD, LONG> m_longs;
-    std::map<DWORD, std::vector<double>> m_records;  // the numbers of each
+    std::map<DWORD, std::vector<BYTE>> m_records;  // as the engine reads them
 };
