@@ -181,6 +181,9 @@ std::error_code StoreFile(const std::string& target, std::string_view content,
     return error ? error : file.Publish();
 }
 
+// A file that is to be made and "isn't there" has no folder.
 LONG ErrorNumber(const std::error_code& error) {
+    if (error == std::errc::no_such_file_or_directory)
+        return ERROR_PATH_NOT_FOUND;
     return error ? platform::ErrorFromErrno(error.value()) : ERROR_SUCCESS;
 }

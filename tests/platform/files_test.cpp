@@ -237,7 +237,7 @@ TEST(PassingFile, TakesItsPlaceWholeAndLeavesNothingBeside) {
 
     EXPECT_EQ(StoreFile(folder, "x"), std::errc::is_a_directory);
     EXPECT_EQ(StoreFile("/dev/null", "x"), std::errc::invalid_argument);
-    EXPECT_EQ(ErrorNumber(StoreFile(folder + "/none/x", "x")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(ErrorNumber(StoreFile(folder + "/none/x", "x")), ERROR_PATH_NOT_FOUND);
     EXPECT_EQ(ErrorNumber({}), ERROR_SUCCESS);
 }
 
