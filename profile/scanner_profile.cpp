@@ -31,8 +31,8 @@ bool IsFileName(const char* name) {
     return *name && !std::strpbrk(name, "/\\");
 }
 
-// Joins folders and name with '/', and puts the extension behind. False if that is too long. Nothing
-// is allocated: a driver that starts may run out of memory.
+// Joins folders and name with '/', and puts the extension behind. False if that is too long.
+// Nothing is allocated: a driver that starts may run out of memory.
 bool MakePath(char (&path)[kPathSize], std::initializer_list<const char*> parts) {
     std::size_t length = 0;
     const auto append = [&](const char* text) {
