@@ -1,10 +1,10 @@
-// The engine object: its commands, what its clients are told, and how it takes faults.
+// The engine object: its commands, how it is fed, what its clients are told, and how it takes
+// faults.
 
 #include "engine/engine.h"
 
 #include <gtest/gtest.h>
 
-#include "frame/stage.h"
 #include "platform/module.h"
 #include "tests/support/engine_rig.h"
 #include "tests/support/stage_rig.h"
@@ -19,450 +19,336 @@ CTestPicture Page(std::int32_t lines) {
 }
 constexpr std::size_t kRow = 24;
 
-// Catches message boxes.
-class CMessageBoxes {
-  public:
-    CMessageBoxes()
-        : m_before(SetMessageBoxHook([this](HWND, LPCSTR text, LPCSTR caption, UINT) {
-              m_shown.push_back(std::string(caption) + ": " + text);
-              return IDOK;
-          })) {}
-    ~CMessageBoxes() { SetMessageBoxHook(m_before); }
+class Engine : public testing::Test {
+  protected:
+    Engine() {
+        m_before = SetMessageBoxHook([this](HWND, LPCSTR text, LPCSTR, UINT) {
+            m_shown.push_back(text);
+            return IDOK;
+        });
+    }
+    ~Engine() override { SetMessageBoxHook(m_before); }
 
-    std::vector<std::string> m_shown;
+    std::size_t Messages() const { return m_client.m_messages.size(); }
+    void ExpectNextImageIsWhole() {
+        m_client.m_act = nullptr;
+        EXPECT_EQ(m_rig.RunStream(Page(30), {20}).size(), 30 * kRow);
+    }
+
+    CEngineRig m_rig;
+    CQLEngine& m_engine = m_rig.m_engine;
+    CTestClient& m_client = m_rig.m_client;
+    CTestBoard m_board{m_engine.Tree()};
+    std::vector<std::string> m_shown;  // message boxes
 
   private:
     MessageBoxHook m_before;
 };
 
-TEST(Engine, ClientsGetAscendingIdsAndArgumentsAreChecked) {
-    CQLEngine engine;
-    EXPECT_EQ(engine.Init(), S_OK);
-    EXPECT_EQ(engine.Init(), S_OK);
-    CTestClient client;
+TEST_F(Engine, ChecksArgumentsAndSetsTheStartValues) {
     std::uint32_t id = 0;
-    for (const std::uint32_t expected : {1u, 2u, 3u}) {
-        EXPECT_EQ(engine.AddClient(&client, &id), S_OK);
-        EXPECT_EQ(id, expected);
+    EXPECT_EQ(m_engine.AddClient(&m_client, &id), S_OK);
+    EXPECT_EQ(id, 2u) << "ids ascend";
+    EXPECT_EQ(m_engine.AddClient(nullptr, &id), E_POINTER);
+    EXPECT_EQ(m_engine.AddClient(&m_client, nullptr), E_POINTER);
+    EXPECT_EQ(m_engine.RemoveClient(0), E_INVALIDARG);
+    EXPECT_EQ(m_engine.RemoveClient(99), S_OK);
+    EXPECT_EQ(m_engine.SetInputStream(nullptr), E_INVALIDARG);
+    EXPECT_EQ(m_engine.SetOutputStream(nullptr), E_INVALIDARG);
+    // clang-format off
+    for (const std::int32_t attribute : {QL_ATTR_CHAIN_FLAG_116, QL_ATTR_CHAIN_FLAG_345,
+                                         QL_ATTR_THRESHOLD_COLLECT, QL_ATTR_AUTO_THRESHOLD_ON})
+        EXPECT_EQ(m_rig.Get(attribute), 1) << attribute;
+    m_board.Hear({QL_ATTR_CMD_START});
+    for (const std::size_t starts : {1u, 0u}) {
+        m_engine.Start();
+        EXPECT_EQ(m_board.Heard().size(), starts) << "a second one fires nothing until a stop";
     }
-    EXPECT_EQ(engine.AddClient(nullptr, &id), E_POINTER);
-    EXPECT_EQ(engine.AddClient(&client, nullptr), E_POINTER);
-    EXPECT_EQ(engine.RemoveClient(0), E_INVALIDARG);
-    EXPECT_EQ(engine.RemoveClient(2), S_OK);
-    EXPECT_EQ(engine.RemoveClient(99), S_OK);
-    EXPECT_EQ(engine.SetInputStream(nullptr), E_INVALIDARG);
-    EXPECT_EQ(engine.SetOutputStream(nullptr), E_INVALIDARG);
 }
 
-TEST(Engine, InitSetsTheStartValues) {
-    CEngineRig rig;
-    for (const std::int32_t id : {QL_ATTR_CHAIN_FLAG_116, QL_ATTR_CHAIN_FLAG_345,
-                                  QL_ATTR_THRESHOLD_COLLECT, QL_ATTR_AUTO_THRESHOLD_ON})
-        EXPECT_EQ(rig.Get(id), 1) << id;
-    EXPECT_EQ(rig.Get(QL_ATTR_OUTPUT_TYPE), 3);
-    EXPECT_EQ(rig.Get(QL_ATTR_SOURCE_BITS), 8);
-}
-
-TEST(Engine, ASecondStartFiresNothingUntilStop) {
-    CEngineRig rig;
-    std::vector<std::string> log;
-    CTestListener listener(rig.m_engine.Tree(), &log, "");
-    listener.Subscribe(QL_ATTR_CMD_START);
-    listener.Subscribe(QL_ATTR_CMD_STOP);
-    rig.m_engine.Start();
-    rig.m_engine.Start();
-    EXPECT_EQ(log, (std::vector<std::string>{"20068"}));
-    rig.m_engine.Stop();
-    rig.m_engine.Start();
-    EXPECT_EQ(log, (std::vector<std::string>{"20068", "20069", "20068"}));
-}
-
-TEST(Engine, TheHeaderDescribesTheFinishedImage) {
-    CEngineRig rig;
-    rig.RunStream(NoisePicture(9, 7), {20});
-    BITMAPINFOHEADER header = rig.m_client.Header();
-    EXPECT_EQ(header.biWidth, 9);
-    EXPECT_EQ(header.biHeight, 7) << "positive for the client, whatever the stream's";
-    EXPECT_EQ(header.biBitCount, 24);
-    EXPECT_EQ(header.biSizeImage, 28u * 7);
-    EXPECT_EQ(header.biXPelsPerMeter, 11811) << "300 dots per inch";
-    EXPECT_EQ(rig.m_client.m_messages[0].m_type, QL_IMAGE_CALLBACK_DIB_HEADER);
-    EXPECT_EQ(rig.m_client.m_messages[0].m_bytes.size(), 40u);
-
-    rig.m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, 2);
-    rig.RunStream(NoisePicture(9, 7), {20});
-    EXPECT_EQ(rig.m_client.m_messages[0].m_bytes.size(), 40u + 4 * 256);
-    EXPECT_EQ(rig.m_client.m_messages[0].m_bytes[40 + 4 * 77 + 2], 77) << "a gray ramp";
-
-    rig.m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, 0);
-    rig.RunStream(NoisePicture(9, 7), {20});
-    header = rig.m_client.Header();
-    EXPECT_EQ(header.biBitCount, 1);
-    EXPECT_EQ(header.biClrUsed, 2u);
-    EXPECT_EQ(header.biSizeImage, 4u * 7);
-    const Bytes& block = rig.m_client.m_messages[0].m_bytes;
-    EXPECT_EQ(Bytes(block.begin() + 40, block.end()), (Bytes{0, 0, 0, 0, 255, 255, 255, 0}));
+TEST_F(Engine, TheHeaderDescribesTheFinishedImage) {
+    // By output type: bits, bytes of a row of 9 pixels, colours, the red of the second one.
+    for (const auto& [type, bits, stride, colors, second] :
+         {std::tuple{3u, 24, 28u, 0u, 0}, {2u, 8, 12u, 256u, 1}, {0u, 1, 4u, 2u, 255}}) {
+        m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, type);
+        m_rig.RunStream(NoisePicture(9, 7), {20});
+        const BITMAPINFOHEADER header = m_client.Header();
+        EXPECT_EQ((Ids{header.biWidth, header.biHeight, header.biBitCount, header.biXPelsPerMeter}),
+                  (Ids{9, 7, bits, 11811}))
+            << "the height is positive for the client";
+        EXPECT_EQ(header.biSizeImage, stride * 7);
+        EXPECT_EQ(m_client.m_messages[0].m_type, QL_IMAGE_CALLBACK_DIB_HEADER);
+        const Bytes& block = m_client.m_messages[0].m_bytes;
+        ASSERT_EQ(block.size(), 40u + 4 * colors);
+        EXPECT_TRUE(colors == 0 || block[46] == second);
+    }
 }
 
 // ---- Feeding
 
-TEST(EngineFeed, FiveLinesStayBehindWhileMoreAreExpected) {
-    CEngineRig rig;
-    CTestStream stream(Page(45));
-    rig.Begin(stream);
-    rig.Feed(stream, 20);
-    EXPECT_EQ(stream.m_nLines, 5u);
-    rig.Feed(stream, 20);
-    EXPECT_EQ(stream.m_nLines, 5u);
-    rig.m_engine.FireFeed();
-    EXPECT_EQ(stream.m_nLines, 0u) << "no more than the mark: the end of the image";
-    rig.Feed(stream, 5);
-    ASSERT_EQ(rig.m_client.BandSizes(), (Sizes{15 * kRow, 20 * kRow, 5 * kRow, 5 * kRow}));
-    EXPECT_EQ(rig.m_client.OfType(2)[1]->m_percent, 33u) << "15 of 45 were done before this band";
-    EXPECT_EQ(rig.m_client.OfType(2)[3]->m_percent, 88u);
-    EXPECT_EQ(rig.Get(QL_ATTR_LINES_DONE), 45);
-    EXPECT_EQ(rig.Get(QL_ATTR_PERCENT_DONE), 100);
-    rig.Finish();
-    EXPECT_EQ(rig.m_client.OfType(3).size(), 0u) << "an image with bands has no end message";
-    EXPECT_EQ(rig.m_client.m_messages.size(), 5u);
-    EXPECT_EQ(rig.m_client.m_reservedSeen, 0u);
-}
-
-TEST(EngineFeed, ALastShortBandIsTakenWhole) {
-    CEngineRig rig;
-    CTestStream stream(Page(30));
-    rig.Begin(stream);
-    rig.Feed(stream, 20);
-    rig.Feed(stream, 10);
-    EXPECT_EQ(rig.m_client.BandSizes(), (Sizes{15 * kRow, 15 * kRow}))
-        << "15 lines are not above the mark of 15";
-    rig.Finish();
-}
-
-TEST(EngineFeed, TheMarkIsSetAnewForEachImage) {
-    CEngineRig rig;
-    for (int image = 0; image < 2; ++image) {
-        rig.m_client.m_messages.clear();
-        CTestStream stream(Page(image == 0 ? 20 : 60));
-        rig.Begin(stream);
-        rig.Feed(stream, image == 0 ? 20 : 40);
-        EXPECT_EQ(stream.m_nLines, 5u);
-        rig.m_engine.FireFeed();
-        EXPECT_EQ(stream.m_nLines, 0u);
-        rig.Finish();
+TEST_F(Engine, FiveLinesStayBehindWhileMoreAreExpected) {
+    // Lines of the page, those of each feed, lines that are left, lines of the bands.
+    const struct {
+        std::vector<std::int32_t> feeds;
+        std::vector<std::uint32_t> left;
+        Sizes bands;
+    } cases[] = {{{20, 20, 0, 5}, {5, 5, 0, 0}, {15, 20, 5, 5}},
+                 {{20, 10}, {5, 0}, {15, 15}},  // not above the mark of 15
+                 {{40, 0}, {5, 0}, {35, 5}},    // the mark is set anew for each image
+                 {{12, 0, 1, 1}, {5, 0, 1, 0}, {7, 5, 2}}};
+    for (const auto& c : cases) {
+        m_client.m_messages.clear();
+        std::int32_t lines = 0;
+        for (const std::int32_t feed : c.feeds)
+            lines += feed;
+        CTestStream stream(Page(lines));
+        m_rig.Begin(stream);
+        for (std::size_t i = 0; i < c.feeds.size(); ++i) {
+            m_rig.Feed(stream, c.feeds[i]);
+            EXPECT_EQ(stream.m_nLines, c.left[i]) << lines << ", feed " << i;
+        }
+        Sizes bands = m_client.BandSizes();
+        std::for_each(bands.begin(), bands.end(), [](std::size_t& size) { size /= kRow; });
+        ASSERT_EQ(bands, c.bands);
+        const auto percent = 100 * c.bands[0] / static_cast<std::size_t>(lines);
+        EXPECT_EQ(m_client.OfType(2)[1]->m_percent, percent) << "done before the band";
+        EXPECT_EQ(m_rig.Get(QL_ATTR_LINES_DONE), lines);
+        EXPECT_EQ(m_rig.Get(QL_ATTR_PERCENT_DONE), 100);
+        m_rig.Finish();
+        EXPECT_EQ(Messages(), 1 + c.bands.size()) << "an image with bands has no end message";
+        EXPECT_EQ(m_client.m_reservedSeen, 0u);
     }
-    EXPECT_EQ(rig.m_client.BandSizes().size(), 2u + 20)
-        << "two bands, and 20 lines that never came";
 }
 
-TEST(EngineFeed, AFirstFeedOfFewLinesPassesNoneAndTheImageIsWhite) {
+TEST_F(Engine, AFirstFeedOfFewLinesPassesNoneAndTheImageIsWhite) {
+    m_board.Hear({QL_ATTR_STATUS});
     for (const std::int32_t pending : {1, 2, 4, 5}) {
-        CEngineRig rig;
-        std::vector<std::string> log;
-        CTestListener listener(rig.m_engine.Tree(), &log, "");
-        listener.Subscribe(QL_ATTR_STATUS);
+        m_client.m_messages.clear();
         CTestStream stream(Page(pending));
-        rig.Begin(stream);
-        const std::uint32_t read = stream.m_cbRead;
-        rig.Feed(stream, pending);
+        m_rig.Begin(stream);
+        m_rig.Feed(stream, pending);
         EXPECT_EQ(stream.m_nLines, static_cast<std::uint32_t>(pending));
-        EXPECT_EQ(stream.m_cbRead, read);
+        EXPECT_EQ(stream.m_cbRead, 54u);
         // One line isn't looked at; with 5 none are wanted (2), with fewer a negative count (22).
-        EXPECT_EQ(log.size(), pending == 1 ? 0u : 1u);
-        rig.Finish();
-        EXPECT_EQ(rig.m_client.Rows(), Bytes(kRow * static_cast<std::size_t>(pending), 0xFF));
-        EXPECT_EQ(rig.m_client.OfType(3).size(), 1u) << "no band went out";
+        EXPECT_EQ(m_board.Heard().size(), pending == 1 ? 0u : 1u);
+        m_rig.Finish();
+        EXPECT_EQ(m_client.Rows(), Bytes(kRow * static_cast<std::size_t>(pending), 0xFF));
+        EXPECT_EQ(m_client.OfType(3).size(), 1u) << "no band went out";
     }
 }
 
-TEST(EngineFeed, AHeldOutputLeavesTheLinesInTheStream) {
-    CEngineRig rig;
-    CTestProvider hold(rig.m_engine.Tree());
-    hold.Provide(QL_ATTR_HOLD_OUTPUT, 1);
+TEST_F(Engine, AFeedTakesWhatThereIsUnlessTheOutputIsHeld) {
     CTestStream stream(Page(20));
-    rig.Begin(stream);
-    rig.Feed(stream, 20);
+    m_rig.Begin(stream);
+    m_board.Put(QL_ATTR_HOLD_OUTPUT, 1);
+    m_rig.Feed(stream, 20);
     EXPECT_EQ(stream.m_nLines, 20u);
-    hold.SetAttrib(QL_ATTR_HOLD_OUTPUT, 0);
-    rig.m_engine.FireFeed();
+    m_board.Put(QL_ATTR_HOLD_OUTPUT, 0);
+    m_engine.FireFeed();
     EXPECT_EQ(stream.m_nLines, 5u) << "the mark is that of the first feed";
-    rig.Finish();
-}
-
-TEST(EngineFeed, ACountBeyondTheImageTakesWhatThereIs) {
-    CEngineRig rig;
-    CTestStream stream(Page(12));
-    rig.Begin(stream);
-    rig.Feed(stream, 12);
     stream.m_nLines = 0x80000000u;
-    rig.m_engine.FireFeed();
-    EXPECT_EQ(rig.m_client.Rows().size(), 12 * kRow);
+    m_engine.FireFeed();
+    EXPECT_EQ(m_client.Rows().size(), 20 * kRow);
     EXPECT_EQ(stream.m_nLines, 0x80000000u - 5);
-    rig.Finish();
 }
 
 // ---- The end of an image
 
-TEST(EngineEnd, MissingLinesAreDeliveredWhite) {
-    CEngineRig rig;
-    CTestStream stream(Page(100));
-    rig.Begin(stream);
-    rig.Feed(stream, 80);
-    rig.m_engine.FireFeed();
-    rig.m_client.m_messages.clear();
-    rig.Finish();
-    ASSERT_EQ(rig.m_client.m_messages.size(), 20u);
-    for (const auto& message : rig.m_client.m_messages) {
-        EXPECT_EQ(message.m_type, QL_IMAGE_CALLBACK_DIB_BUFFER);
-        EXPECT_EQ(message.m_percent, 99u);
-        EXPECT_EQ(message.m_bytes, Bytes(kRow, 0xFF));
+TEST_F(Engine, MissingLinesAreDeliveredWhiteAndNotPadded) {
+    // By output type and lines that came: 9 x 24 / 8, 9 x 8 / 8, 9 x 1 / 8 bytes, rounded down.
+    for (const auto& [type, came, bytes] :
+         {std::tuple{3u, 0u, 27u}, {3, 80, 27}, {2, 0, 9}, {0, 0, 1}}) {
+        m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, type);
+        CTestStream stream(NoisePicture(9, 100));
+        m_rig.Begin(stream);
+        m_rig.Feed(stream, static_cast<std::int32_t>(came));
+        m_engine.FireFeed();
+        m_client.m_messages.clear();
+        m_rig.Finish();
+        ASSERT_EQ(Messages(), 100u - came + (came == 0)) << "one more tells that no band came";
+        for (std::size_t i = 0; i < 100u - came; ++i) {
+            EXPECT_EQ(m_client.m_messages[i].m_type, QL_IMAGE_CALLBACK_DIB_BUFFER);
+            EXPECT_EQ(m_client.m_messages[i].m_percent, 99u);
+            EXPECT_EQ(m_client.m_messages[i].m_bytes, Bytes(bytes, 0xFF));
+        }
     }
 }
 
-TEST(EngineEnd, WhiteLinesAreNotPaddedToRows) {
-    // Width x bits / 8, rounded down: 9 x 24 / 8, 9 x 8 / 8, 9 x 1 / 8.
-    constexpr struct {
-        std::uint64_t type;
-        std::size_t bytes;
-    } kCases[] = {{3, 27}, {2, 9}, {0, 1}};
-    for (const auto& row : kCases) {
-        CEngineRig rig;
-        rig.m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, row.type);
-        CTestStream stream(NoisePicture(9, 3));
-        rig.Begin(stream);
-        rig.Finish();
-        EXPECT_EQ(rig.m_client.BandSizes(), (Sizes{row.bytes, row.bytes, row.bytes}));
-    }
-}
-
-TEST(EngineEnd, ACancelledImageIsNotFilled) {
-    for (const std::uint32_t at : {QL_IMAGE_CALLBACK_DIB_HEADER, QL_IMAGE_CALLBACK_DIB_BUFFER}) {
-        CEngineRig rig;
-        rig.m_client.m_act = [at](const CTestClient::Message& message) {
-            return message.m_type == at ? S_FALSE : S_OK;
-        };
+TEST_F(Engine, ACancelledImageIsNotFilledOn) {
+    // The message at which S_FALSE is answered, and the bands that came then; others go on.
+    for (const std::size_t at : {1u, 2u, 7u}) {
+        m_client.m_messages.clear();
+        m_client.m_act = [&](const auto&) { return Messages() < at ? E_FAIL : S_FALSE; };
         CTestStream stream(Page(100));
-        rig.Begin(stream);
-        if (at == QL_IMAGE_CALLBACK_DIB_BUFFER)
-            rig.Feed(stream, 20);
-        rig.Finish();
-        EXPECT_EQ(rig.m_client.BandSizes().size(), at == QL_IMAGE_CALLBACK_DIB_BUFFER ? 1u : 0u);
-        EXPECT_EQ(rig.m_client.OfType(3).size(), at == QL_IMAGE_CALLBACK_DIB_BUFFER ? 0u : 1u);
-        rig.m_client.m_act = nullptr;
-        EXPECT_EQ(rig.RunStream(Page(30), {20}).size(), 30 * kRow) << "the next image is whole";
+        m_rig.Begin(stream);
+        m_rig.Feed(stream, at == 1 ? 0 : 20);
+        m_rig.Finish();
+        EXPECT_EQ(m_client.BandSizes().size(), at - 1);
+        EXPECT_EQ(m_client.OfType(QL_IMAGE_CALLBACK_DONE).size(), at == 1 ? 1u : 0u);
+        ExpectNextImageIsWhole();
     }
 }
 
-TEST(EngineEnd, AClientStopsTheWhiteFillAndOtherAnswersDont) {
-    CEngineRig rig;
-    rig.m_client.m_act = [&rig](const CTestClient::Message&) {
-        return rig.m_client.BandSizes().size() < 4 ? E_FAIL : S_FALSE;
-    };
-    CTestStream stream(Page(100));
-    rig.Begin(stream);
-    rig.Finish();
-    EXPECT_EQ(rig.m_client.BandSizes().size(), 4u);
-}
-
-TEST(EngineClients, EachHearsEveryMessageAndTheLastAnswerDecides) {
-    CEngineRig rig;
-    CTestClient second;
-    std::uint32_t id = 0;
-    rig.m_engine.AddClient(&second, &id);
-    rig.m_client.m_act = [](const CTestClient::Message&) { return S_FALSE; };
+TEST_F(Engine, ClientsMayLeaveAndJoinAndTheLastAnswerDecides) {
+    CTestClient second, third;
+    std::uint32_t secondId = 0, thirdId = 0;
+    m_engine.AddClient(&second, &secondId);
+    m_client.m_act = [](const auto&) { return S_FALSE; };
     CTestStream stream(Page(40));
-    rig.Begin(stream);
-    rig.Feed(stream, 20);
-    rig.Finish();
-    EXPECT_EQ(rig.m_client.m_messages.size(), 2u + 25) << "the second client wants to go on";
-    EXPECT_EQ(second.Rows(), rig.m_client.Rows());
-    rig.m_engine.RemoveClient(rig.m_clientId);
-    rig.RunStream(Page(8), {20});
-    EXPECT_EQ(rig.m_client.m_messages.size(), 0u);
-}
-
-TEST(EngineClients, MayLeaveAndJoinWhileTheyAreCalled) {
-    CEngineRig rig;
-    CTestClient second;
-    CTestClient third;
-    std::uint32_t secondId = 0;
-    std::uint32_t thirdId = 0;
-    rig.m_engine.AddClient(&second, &secondId);
-    rig.m_client.m_act = [&](const CTestClient::Message&) {
-        rig.m_engine.RemoveClient(rig.m_clientId);
-        rig.m_engine.RemoveClient(secondId);
-        rig.m_engine.AddClient(&third, &thirdId);
+    m_rig.Begin(stream);
+    m_rig.Feed(stream, 20);
+    m_rig.Finish();
+    EXPECT_EQ(Messages(), 2u + 25) << "the second client wants to go on";
+    EXPECT_EQ(second.Rows(), m_client.Rows());
+    m_client.m_act = [&](const auto&) {
+        m_engine.RemoveClient(m_rig.m_clientId);
+        m_engine.RemoveClient(secondId);
+        m_engine.AddClient(&third, &thirdId);
         return S_OK;
     };
-    rig.RunStream(Page(8), {20});
-    EXPECT_EQ(rig.m_client.m_messages.size(), 1u);
+    second.m_messages.clear();
+    m_rig.RunStream(Page(8), {20});
+    EXPECT_EQ(Messages(), 1u);
     EXPECT_EQ(second.m_messages.size(), 0u);
     EXPECT_EQ(third.OfType(QL_IMAGE_CALLBACK_DIB_HEADER).size(), 0u) << "joined during the header";
     EXPECT_EQ(third.Rows().size(), 8 * kRow);
 }
 
-TEST(EngineClients, ACommandFromInsideACallbackDoesNothingAndAStopWaits) {
+// ---- Commands out of turn
+
+TEST_F(Engine, ACommandFromInsideACallbackDoesNothingAndAStopWaits) {
     for (const std::uint32_t at : {QL_IMAGE_CALLBACK_DIB_HEADER, QL_IMAGE_CALLBACK_DIB_BUFFER}) {
-        CEngineRig rig;
+        m_client.m_messages.clear();
         CTestStream stream(Page(40));
-        rig.m_client.m_act = [&](const CTestClient::Message& message) {
+        m_client.m_act = [&](const CTestClient::Message& message) {
             if (message.m_type == at) {
-                rig.m_engine.FireFeed();
-                rig.m_engine.FireEnd();
-                rig.m_engine.FireBegin();
-                rig.m_engine.FireAnalyse();
-                rig.m_engine.Stop();
-                rig.m_engine.Start();
+                for (const auto command :
+                     {&CQLEngine::FireFeed, &CQLEngine::FireEnd, &CQLEngine::FireBegin,
+                      &CQLEngine::FireAnalyse, &CQLEngine::Stop, &CQLEngine::Start})
+                    (m_engine.*command)();
             }
             return S_OK;
         };
-        rig.Begin(stream);
-        rig.Feed(stream, 20);
-        const std::size_t messages = rig.m_client.m_messages.size();
-        EXPECT_EQ(messages, at == QL_IMAGE_CALLBACK_DIB_HEADER ? 1u : 2u);
-        rig.Feed(stream, 20);
-        rig.m_engine.FireEnd();
-        EXPECT_EQ(rig.m_client.m_messages.size(), messages) << "the run is over";
-        rig.m_engine.Stop();
-        rig.m_client.m_act = nullptr;
-        EXPECT_EQ(rig.RunStream(Page(30), {20}).size(), 30 * kRow);
+        m_rig.Begin(stream);
+        m_rig.Feed(stream, 20);
+        m_rig.Feed(stream, 20);
+        m_engine.FireEnd();
+        EXPECT_EQ(Messages(), at) << "the run is over with that message";
+        m_engine.Stop();
+        ExpectNextImageIsWhole();
     }
 }
 
-// ---- Commands out of turn
-
-TEST(EngineCommands, DoNothingWithoutABegin) {
+TEST_F(Engine, CommandsDoNothingWithoutABegin) {
     CQLEngine bare;
-    bare.FireBegin();
-    bare.FireFeed();
-    bare.FireEnd();
-    bare.Stop();
-
-    CEngineRig rig;
-    rig.m_engine.FireFeed();
-    rig.m_engine.FireEnd();
-    rig.m_engine.FireAnalyse();
-    EXPECT_TRUE(rig.m_client.m_messages.empty());
-    std::vector<std::string> log;
-    CTestListener listener(rig.m_engine.Tree(), &log, "");
-    listener.Subscribe(QL_ATTR_STATUS);
+    for (const auto command : {&CQLEngine::FireBegin, &CQLEngine::FireFeed, &CQLEngine::FireEnd,
+                               &CQLEngine::FireAnalyse, &CQLEngine::Stop})
+        (bare.*command)();
+    m_board.Hear({QL_ATTR_STATUS});
     CTestStream stream(Page(40));
-    rig.m_engine.SetInputStream(&stream);
-    rig.m_engine.Start();
-    rig.Feed(stream, 20);
-    rig.m_engine.FireEnd();
-    EXPECT_TRUE(rig.m_client.m_messages.empty());
-    EXPECT_EQ(stream.m_nLines, 20u);
-    EXPECT_TRUE(log.empty()) << "and nothing failed";
-    rig.m_engine.FireBegin();
-    rig.m_engine.FireFeed();
-    rig.m_engine.FireEnd();
-    const std::size_t messages = rig.m_client.m_messages.size();
-    EXPECT_EQ(messages, 2u + 25);
-    rig.m_engine.FireEnd();
-    rig.m_engine.FireFeed();
-    rig.m_engine.Stop();
-    rig.m_engine.FireFeed();
-    rig.m_engine.FireEnd();
-    EXPECT_EQ(rig.m_client.m_messages.size(), messages);
+    m_engine.SetInputStream(&stream);
+    for (const bool started : {false, true}) {
+        if (started)
+            m_engine.Start();
+        m_rig.Feed(stream, 10);
+        m_engine.FireEnd();
+        EXPECT_EQ(Messages(), 0u);
+        EXPECT_EQ(m_board.Heard().size(), 0u) << "and nothing failed";
+    }
+    m_engine.FireBegin();
+    m_engine.FireFeed();
+    m_engine.FireEnd();
+    EXPECT_EQ(Messages(), 2u + 25);
+    m_engine.FireEnd();
+    m_engine.FireFeed();
+    m_engine.Stop();
+    m_engine.FireEnd();
+    EXPECT_EQ(Messages(), 2u + 25);
 }
 
-TEST(EngineCommands, ASecondBeginStartsTheImageOver) {
-    CEngineRig rig;
-    std::vector<std::string> log;
-    CTestListener listener(rig.m_engine.Tree(), &log, "");
-    listener.Subscribe(QL_ATTR_SOURCE_FIRST_READ);
+TEST_F(Engine, ASecondBeginStartsTheImageOver) {
+    m_board.Hear({QL_ATTR_SOURCE_FIRST_READ});
     CTestStream stream(Page(60));
-    rig.Begin(stream);
-    rig.Feed(stream, 40);
-    rig.m_client.m_messages.clear();
-    rig.m_engine.FireBegin();
-    EXPECT_EQ(rig.m_client.OfType(QL_IMAGE_CALLBACK_DIB_HEADER).size(), 1u);
-    EXPECT_EQ(rig.Get(QL_ATTR_LINES_DONE), 0);
-    rig.m_engine.FireEnd();
-    EXPECT_EQ(rig.m_client.BandSizes().size(), 60u) << "nothing is left of the first one's bands";
-    for (const std::size_t firstReads : {2u, 3u}) {
-        rig.m_engine.FireBegin();
-        rig.Feed(stream, 10);
-        EXPECT_EQ(log.size(), firstReads) << "each closes what was open";
+    m_rig.Begin(stream);
+    for (const std::size_t lines : {40u, 10u}) {
+        m_rig.Feed(stream, static_cast<std::int32_t>(lines));
+        EXPECT_EQ(m_board.Heard().size(), 1u) << "the one before was closed";
+        m_client.m_messages.clear();
+        m_engine.FireBegin();
+        EXPECT_EQ(m_client.OfType(QL_IMAGE_CALLBACK_DIB_HEADER).size(), 1u);
+        EXPECT_EQ(m_rig.Get(QL_ATTR_LINES_DONE), 0);
     }
-    rig.m_engine.Stop();
+    m_engine.FireEnd();
+    EXPECT_EQ(m_client.BandSizes().size(), 60u) << "nothing is left of the first one's bands";
 }
 
-TEST(EngineCommands, AStopWithoutAnEndForgetsStreamAndImage) {
-    CEngineRig rig;
-    {
-        CTestStream stream(Page(60));
-        rig.Begin(stream);
-        rig.Feed(stream, 40);
-        rig.m_engine.Stop();
+TEST_F(Engine, ARunThatIsLeftOpenForgetsItsStream) {
+    // By a stop, and by another stream without one; the old stream is gone then.
+    for (const bool stops : {true, false}) {
+        CTestStream next(Page(30));
+        {
+            CTestStream stream(Page(60));
+            m_rig.Begin(stream);
+            m_rig.Feed(stream, 40);
+            m_engine.SetInputStream(&stream);  // the same one changes nothing
+            EXPECT_EQ(m_rig.Get(QL_ATTR_LINES_DONE), 35);
+            stops ? m_engine.Stop() : m_engine.SetInputStream(&next);
+        }
+        EXPECT_EQ(m_engine.GetValue(QL_ATTR_INPUT_STREAM) == 0, stops);
+        EXPECT_EQ(m_rig.Get(QL_ATTR_SOURCE_PRESENT), 0);
+        // Colour queries go up the chain: to no source that is gone.
+        EXPECT_EQ(m_rig.Get(QL_ATTR_DETECT_RUN), 0);
+        m_client.m_messages.clear();
+        m_engine.FireFeed();
+        m_engine.FireBegin();
+        m_engine.FireEnd();
+        EXPECT_EQ(m_client.BandSizes().size(), 0u) << "no fill for an image that is forgotten";
+        m_rig.Begin(next);
+        m_rig.Feed(next, 30);
+        EXPECT_EQ(m_client.Rows().size(), 25 * kRow);
+        m_rig.Finish();
     }
-    EXPECT_EQ(rig.m_engine.GetValue(QL_ATTR_INPUT_STREAM), 0u);
-    EXPECT_EQ(rig.Get(QL_ATTR_SOURCE_PRESENT), 0);
-    // Colour queries go up the chain: to no source that is gone.
-    EXPECT_EQ(rig.Get(QL_ATTR_DETECT_RUN), 0);
-    rig.m_client.m_messages.clear();
-    rig.m_engine.FireBegin();
-    rig.m_engine.FireEnd();
-    EXPECT_EQ(rig.m_client.BandSizes().size(), 0u) << "no fill for an image that is forgotten";
-    EXPECT_EQ(rig.RunStream(Page(30), {20}).size(), 30 * kRow);
 }
 
-// ---- Sources that can't be had
+// ---- Sources that can't be had, and the output stream
 
-TEST(EngineSource, ABadStreamIsShownAndTheRunEndsEmpty) {
-    CMessageBoxes boxes;
-    CEngineRig rig;
-    std::vector<std::string> log;
-    CTestListener listener(rig.m_engine.Tree(), &log, "");
-    listener.Subscribe(QL_ATTR_STATUS);
+TEST_F(Engine, ASourceThatCanNotBeHadEndsTheRunEmpty) {
+    m_board.Hear({QL_ATTR_STATUS});
     CTestPicture picture = Page(20);
     picture.m_width = 0;
     CTestStream stream(BitmapHeaders(picture, -20));
-    rig.Begin(stream);
-    EXPECT_EQ(boxes.m_shown,
-              (std::vector<std::string>{"Error: Bad BMP file (must be valid 24-bit BMP file)."}));
-    EXPECT_EQ(log.size(), 1u) << "announced";
-    rig.Feed(stream, 20);
-    rig.Finish();
-    ASSERT_EQ(rig.m_client.m_messages.size(), 1u);
-    EXPECT_EQ(rig.m_client.m_messages[0].m_type, QL_IMAGE_CALLBACK_DONE);
-    EXPECT_EQ(rig.m_client.m_messages[0].m_percent, 100u);
-    EXPECT_EQ(rig.RunStream(Page(30), {20}).size(), 30 * kRow);
-}
-
-TEST(EngineSource, WithoutStreamAndBenchFileNothingIsShown) {
-    CMessageBoxes boxes;
-    CEngineRig rig;
-    rig.m_engine.Start();
-    rig.m_engine.FireOpenAnalysed();
-    rig.Finish();
-    EXPECT_TRUE(boxes.m_shown.empty());
-    EXPECT_EQ(rig.m_client.OfType(QL_IMAGE_CALLBACK_DIB_HEADER).size(), 0u);
-    CTestBenchFile::SetBench("/nowhere/at-all.bmp");
-    rig.m_engine.Start();
-    EXPECT_EQ(boxes.m_shown.size(), 1u);
-    rig.m_engine.Stop();
+    m_rig.Begin(stream);
+    EXPECT_EQ(m_shown, std::vector<std::string>{"Bad BMP file (must be valid 24-bit BMP file)."});
+    EXPECT_EQ(m_board.Heard().size(), 1u);
+    m_rig.Feed(stream, 20);
+    m_rig.Finish();
+    EXPECT_EQ(Messages(), 1u);
+    ASSERT_EQ(m_client.OfType(QL_IMAGE_CALLBACK_DONE).size(), 1u);
+    EXPECT_EQ(m_client.m_messages[0].m_percent, 100u);
+    ExpectNextImageIsWhole();
+    for (const std::size_t shown : {1u, 2u}) {
+        m_engine.Start();
+        m_engine.FireOpenAnalysed();
+        m_rig.Finish();
+        EXPECT_EQ(m_shown.size(), shown) << "nothing to read from is no news, a missing file is";
+        CTestBenchFile::SetBench("/nowhere/at-all.bmp");
+    }
     RegClearProcessValues();
 }
 
-TEST(EngineOutputStream, ReceivesABitmapFileInPlaceOfTheClients) {
-    CEngineRig rig;
+TEST_F(Engine, AnOutputStreamReceivesABitmapFileInPlaceOfTheClients) {
     CTestStream output{Bytes()};
-    rig.m_engine.SetOutputStream(&output);
-    rig.RunStream(NoisePicture(5, 6, 8), {20});
+    m_engine.SetOutputStream(&output);
+    m_rig.RunStream(NoisePicture(5, 6, 8), {20});
     const Bytes& file = output.All();
     ASSERT_EQ(file.size(), 14u + 40 + 1024 + 6 * 8);
-    BITMAPFILEHEADER fileHeader;
-    BITMAPINFOHEADER header;
-    std::memcpy(&fileHeader, file.data(), sizeof(fileHeader));
-    std::memcpy(&header, file.data() + 14, sizeof(header));
-    EXPECT_EQ(fileHeader.bfType, BITMAP_FILE_TYPE);
-    EXPECT_EQ(DWORD{fileHeader.bfOffBits}, 54u);
-    EXPECT_EQ(DWORD{fileHeader.bfSize}, 54u + 6 * 8);
-    EXPECT_EQ(header.biHeight, -6) << "top line first";
-    ASSERT_EQ(rig.m_client.m_messages.size(), 1u) << "no band went to the clients";
-    EXPECT_EQ(rig.m_client.m_messages[0].m_type, QL_IMAGE_CALLBACK_DONE);
+    BITMAPFILEHEADER header;
+    std::memcpy(&header, file.data(), sizeof(header));
+    EXPECT_EQ(header.bfType, BITMAP_FILE_TYPE);
+    EXPECT_EQ(DWORD{header.bfOffBits}, 54u);
+    EXPECT_EQ(DWORD{header.bfSize}, 54u + 6 * 8);
+    EXPECT_EQ(file[22], 0x100 - 6) << "top line first";
+    ASSERT_EQ(Messages(), 1u) << "no band went to the clients";
 }
 
 }  // namespace

@@ -221,8 +221,8 @@ TEST_P(StageContract, AFailureAtAnyLinePassesThroughAndLeavesNothingBehind) {
             const Outcome failed = Pull(*stage, 2);
             EXPECT_EQ(failed.m_status, QL_ERR_SOURCE_READ);
             EXPECT_LE(failed.m_bytes.size(), whole.m_bytes.size());
-            EXPECT_TRUE(std::equal(failed.m_bytes.begin(), failed.m_bytes.end(),
-                                   whole.m_bytes.begin()));
+            EXPECT_TRUE(
+                std::equal(failed.m_bytes.begin(), failed.m_bytes.end(), whole.m_bytes.begin()));
             source.m_failAtLine = -1;
             EXPECT_TRUE(Pull(*stage, 2).m_bytes == whole.m_bytes) << "behind line " << line;
         }
@@ -290,8 +290,8 @@ std::vector<Member> MembersOfOneForm() {
 class StageOfOneForm : public StageContract {};
 
 TEST_P(StageOfOneForm, LetsOtherFormatsPassByteForByte) {
-    for (const Input& input : {Input{QL_PIXEL_INDEX8, QL_LAYOUT_AS_IS},
-                               Input{QL_PIXEL_4BIT_ROWS, QL_LAYOUT_AS_IS}}) {
+    for (const Input& input :
+         {Input{QL_PIXEL_INDEX8, QL_LAYOUT_AS_IS}, Input{QL_PIXEL_4BIT_ROWS, QL_LAYOUT_AS_IS}}) {
         QLAttribTree tree;
         CRecipe recipe(&tree, 2);
         CLineSource source(&tree, input.m_type, 258, Noise(input, 258, 5), input.m_layout);

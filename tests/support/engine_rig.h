@@ -29,6 +29,13 @@ struct CTestPicture {
 
     std::size_t RowBytes() const { return static_cast<std::size_t>(m_width * m_bits / 8); }
     std::size_t Stride() const { return (RowBytes() + 3) / 4 * 4; }
+    // A row of a bitmap; its padding holds a value that must never show.
+    Bytes PaddedRow(std::int32_t line) const {
+        const auto first = m_pixels.begin() + static_cast<std::ptrdiff_t>(RowBytes()) * line;
+        Bytes row(first, first + static_cast<std::ptrdiff_t>(RowBytes()));
+        row.resize(Stride(), 0xA5);
+        return row;
+    }
 };
 
 // Reproducible noise over the whole range, with runs of black and white.
@@ -44,12 +51,11 @@ inline CTestPicture NoisePicture(std::int32_t width, std::int32_t height, std::i
     return picture;
 }
 
-// The headers of a bitmap file, with a gray ramp behind them for 8 bits. A negative height: top
-// line first.
-inline Bytes BitmapHeaders(const CTestPicture& picture, std::int32_t biHeight,
-                           std::int32_t pelsPerMeter = 11811) {
+// The headers of a bitmap file of 300 dots per inch, with a gray ramp behind them for 8 bits. A
+// negative height: top line first.
+inline Bytes BitmapHeaders(const CTestPicture& picture, std::int32_t biHeight) {
     BITMAPINFOHEADER info = MakeInfoHeader(picture.m_width, biHeight, picture.m_bits);
-    info.biXPelsPerMeter = info.biYPelsPerMeter = pelsPerMeter;
+    info.biXPelsPerMeter = info.biYPelsPerMeter = 11811;
     const BITMAPFILEHEADER file = MakeFileHeader(info, BitmapImageBytes(info));
     Bytes bytes(file.bfOffBits);
     std::memcpy(bytes.data(), &file, sizeof(file));
@@ -59,8 +65,7 @@ inline Bytes BitmapHeaders(const CTestPicture& picture, std::int32_t biHeight,
     return bytes;
 }
 
-// A stream whose headers are there at once and whose rows are added by script. Padding bytes of the
-// rows hold a value that must never show.
+// A stream whose headers are there at once and whose rows are added by script.
 class CTestStream final : public CByteStream {
   public:
     explicit CTestStream(const CTestPicture& picture)
@@ -69,13 +74,8 @@ class CTestStream final : public CByteStream {
     explicit CTestStream(const Bytes& bytes) : CByteStream(bytes) {}
 
     void AddLines(std::int32_t count) {
-        for (; count > 0 && m_nextLine < m_picture.m_height; --count, ++m_nextLine, ++m_nLines) {
-            const auto* row = m_picture.m_pixels.data() +
-                              m_picture.RowBytes() * static_cast<std::size_t>(m_nextLine);
-            Bytes padded(row, row + m_picture.RowBytes());
-            padded.resize(m_picture.Stride(), 0xA5);
-            Append(padded);
-        }
+        for (; count > 0 && LinesLeft() > 0; --count, ++m_nLines)
+            Append(m_picture.PaddedRow(m_nextLine++));
     }
     std::int32_t LinesLeft() const { return m_picture.m_height - m_nextLine; }
 
@@ -88,33 +88,25 @@ class CTestStream final : public CByteStream {
 class CTestBenchFile {
   public:
     explicit CTestBenchFile(const CTestPicture& picture, bool topDown = false) {
-        char folder[MAX_PATH + 1] = "";
-        char name[MAX_PATH + 1] = "";
+        char folder[MAX_PATH + 1] = "", name[MAX_PATH + 1] = "";
         GetTempPathA(sizeof(folder), folder);
         GetTempFileNameA(folder, "nvq", 0, name);
         m_path = name;
-        std::ofstream file(m_path, std::ios::binary);
-        const auto write = [&file](const Bytes& bytes) {
-            file.write(reinterpret_cast<const char*>(bytes.data()),
-                       static_cast<std::streamsize>(bytes.size()));
-        };
-        write(BitmapHeaders(picture, topDown ? -picture.m_height : picture.m_height));
-        for (std::int32_t i = 0; i < picture.m_height; ++i) {
-            const auto line = static_cast<std::size_t>(topDown ? i : picture.m_height - 1 - i);
-            const auto* row = picture.m_pixels.data() + picture.RowBytes() * line;
-            Bytes padded(row, row + picture.RowBytes());
-            padded.resize(picture.Stride(), 0xA5);
-            write(padded);
+        const std::int32_t height = picture.m_height;
+        Bytes file = BitmapHeaders(picture, topDown ? -height : height);
+        for (std::int32_t i = 0; i < height; ++i) {
+            const Bytes row = picture.PaddedRow(topDown ? i : height - 1 - i);
+            file.insert(file.end(), row.begin(), row.end());
         }
-        file.close();
+        std::ofstream(m_path, std::ios::binary)
+            .write(reinterpret_cast<const char*>(file.data()),
+                   static_cast<std::streamsize>(file.size()));
         SetBench(m_path);
     }
     ~CTestBenchFile() {
         RegClearProcessValues();
         DeleteFileA(m_path.c_str());
     }
-    CTestBenchFile(const CTestBenchFile&) = delete;
-    CTestBenchFile& operator=(const CTestBenchFile&) = delete;
 
     static void SetBench(const std::string& path) {
         constexpr char kKey[] = "Software\\Norvane\\Varnook";

@@ -54,27 +54,13 @@ bool CFailingAllocation::Happened() const {
     return g_asked >= g_first;
 }
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return TakeOrNull(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return TakeOrNull(size);
-}
-void* operator new(std::size_t size) {
-    return TakeOrThrow(size);
-}
-void* operator new[](std::size_t size) {
-    return TakeOrThrow(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
+// clang-format off
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return TakeOrNull(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return TakeOrNull(size); }
+void* operator new(std::size_t size) { return TakeOrThrow(size); }
+void* operator new[](std::size_t size) { return TakeOrThrow(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+// clang-format on

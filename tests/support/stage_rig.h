@@ -1,20 +1,26 @@
-// Stages under test between a source of given lines and a tail that is read.
+// Stages under test between a source of given lines and a tail that is read, and their settings.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
-#include <string>
+#include <map>
 #include <utility>
 #include <vector>
 
 #include "frame/stage.h"
 
+using Bytes = std::vector<std::uint8_t>;
+using Samples = std::vector<std::uint16_t>;
+using Ids = std::vector<std::int32_t>;
+
 // A source that delivers given bytes as lines of a given format. Without an upstream of its own it
 // answers colour queries, so that transforms downstream run.
 class CLineSource final : public CQLSourceStage {
   public:
-    CLineSource(QLAttribTree* tree, std::uint32_t pixelType, std::int32_t width,
-                std::vector<std::uint8_t> bytes, std::uint32_t layout = QL_LAYOUT_AS_IS)
+    CLineSource(QLAttribTree* tree, std::uint32_t pixelType, std::int32_t width, ::Bytes bytes,
+                std::uint32_t layout = QL_LAYOUT_AS_IS)
         : CQLSourceStage(tree), m_bytes(std::move(bytes)) {
         m_outFormat.SetLayout(layout);
         m_outFormat.SetPixelType(pixelType);
@@ -42,110 +48,114 @@ class CLineSource final : public CQLSourceStage {
     QLStatus TransformColor(QLColorQuery*) override { return 1; }
 
     QLImageFormat& Format() { return m_outFormat; }
-    const std::vector<std::uint8_t>& Bytes() const { return m_bytes; }
+    const ::Bytes& Bytes() const { return m_bytes; }
 
     std::int32_t m_failAtLine = -1;
     std::int32_t m_mostLines = 1 << 20;  // at a time
 
   private:
-    std::vector<std::uint8_t> m_bytes;
+    ::Bytes m_bytes;
     std::int32_t m_nextLine = 0;
 };
 
-inline std::vector<std::uint8_t> BytesOf(const std::vector<std::uint16_t>& samples) {
+inline Bytes BytesOf(const Samples& samples) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(samples.data());
     return {bytes, bytes + samples.size() * 2};
 }
-
-inline std::vector<std::uint16_t> SamplesOf(const std::vector<std::uint8_t>& bytes) {
-    std::vector<std::uint16_t> samples(bytes.size() / 2);
+inline Samples SamplesOf(const Bytes& bytes) {
+    Samples samples(bytes.size() / 2);
     if (!samples.empty())
         std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
     return samples;
 }
 
-// Internal colour or gray lines.
-inline CLineSource ColorSource(QLAttribTree* tree, std::int32_t width,
-                               const std::vector<std::uint16_t>& samples) {
-    return CLineSource(tree, QL_PIXEL_RGB16, width, BytesOf(samples), QL_LAYOUT_INTERNAL);
-}
-inline CLineSource GraySource(QLAttribTree* tree, std::int32_t width,
-                              const std::vector<std::uint16_t>& samples) {
-    return CLineSource(tree, QL_PIXEL_GRAY16, width, BytesOf(samples), QL_LAYOUT_INTERNAL);
-}
+// What a buffer holds that nothing has been written to.
+constexpr std::uint8_t kOld = 0xA5;
 
-// A whole pass over `tail`, `blockLines` lines at a time: all bytes that came, with the padding
-// that the buffer had before.
+// A whole pass over `tail`, `block` lines at a time: all bytes that came, and the first status that
+// was not QL_OK.
 struct CPass {
-    QLStatus m_open = QL_OK;
-    QLStatus m_read = QL_OK;
-    QLStatus m_close = QL_OK;
-    std::vector<std::uint8_t> m_bytes;
-
-    std::vector<std::uint16_t> Samples() const { return SamplesOf(m_bytes); }
+    QLStatus m_status = QL_OK;
+    Bytes m_bytes;
 };
-
-inline CPass RunPass(CQLStage& tail, std::int32_t blockLines = 4) {
-    CPass pass;
-    pass.m_open = tail.Open();
-    if (pass.m_open == QL_OK) {
-        CQLLineBuffer buffer(tail.GetOutputFormat());
-        for (;;) {
-            std::int32_t lines = blockLines;
-            if (!buffer.Resize(lines))
-                break;
-            pass.m_read = tail.Read(&lines, &buffer);
-            if (pass.m_read != QL_OK || lines < 1)
-                break;
+inline CPass RunPass(CQLStage& tail, std::int32_t block = 4) {
+    CPass pass{tail.Open(), {}};
+    CQLLineBuffer buffer(tail.GetOutputFormat());
+    for (std::int32_t lines = block; pass.m_status == QL_OK && lines > 0;) {
+        lines = buffer.Resize(block) ? block : -1;
+        std::fill_n(buffer.Data(), buffer.Lines() * buffer.Stride(), kOld);
+        pass.m_status = tail.Read(&lines, &buffer);
+        if (pass.m_status == QL_OK)
             pass.m_bytes.insert(pass.m_bytes.end(), buffer.Data(),
                                 buffer.Data() + lines * buffer.Stride());
-        }
     }
-    pass.m_close = tail.Close();
+    const QLStatus closed = tail.Close();
+    pass.m_status = pass.m_status == QL_OK ? closed : pass.m_status;
     return pass;
 }
 
-// Hangs `stage` behind `upstream` and runs a pass.
-inline CPass RunPass(CQLStage& upstream, CQLStage& stage, std::int32_t blockLines = 4) {
-    stage.SetUpstream(&upstream);
-    return RunPass(stage, blockLines);
+// Lines of any type through one stage.
+inline CPass RunLines(CQLStage& stage, std::uint32_t type, std::size_t width, const Bytes& bytes,
+                      std::uint32_t layout = QL_LAYOUT_AS_IS, std::int32_t block = 4) {
+    QLAttribTree tree;
+    CLineSource source(&tree, type, static_cast<std::int32_t>(width), bytes, layout);
+    stage.SetUpstream(&source);
+    CPass pass = RunPass(stage, block);
+    stage.SetUpstream(nullptr);
+    return pass;
+}
+// One line of internal samples through a stage.
+inline Samples RunColor(CQLStage& stage, const Samples& line) {
+    const std::size_t width = line.size() / 3;
+    return SamplesOf(
+        RunLines(stage, QL_PIXEL_RGB16, width, BytesOf(line), QL_LAYOUT_INTERNAL).m_bytes);
+}
+inline Samples RunGray(CQLStage& stage, const Samples& line) {
+    return SamplesOf(
+        RunLines(stage, QL_PIXEL_GRAY16, line.size(), BytesOf(line), QL_LAYOUT_INTERNAL).m_bytes);
+}
+// What a stage makes of a colour, whose format is that of its last pass.
+inline Samples AskColor(CQLStage& stage, const Samples& rgb) {
+    QLAttribTree tree;
+    CLineSource source(&tree, QL_PIXEL_RGB16, 1, {});
+    QLColorQuery query;
+    std::copy(rgb.begin(), rgb.end(), query.Samples());
+    stage.SetUpstream(&source);
+    stage.TransformColor(&query);
+    stage.SetUpstream(nullptr);
+    return {query.Samples(), query.Samples() + 3};
 }
 
-// A provider of attributes for tests: answers what was put in, and stores what is written.
-class CTestProvider final : public CQLAttribStore {
+// A participant for tests: provides what is put in, and notes what it hears of.
+class CTestBoard final : public CQLAttribStore {
   public:
-    explicit CTestProvider(QLAttribTree* tree) : CQLAttribStore(tree) {}
+    using CQLAttribStore::CQLAttribStore;
 
-    void Provide(std::int32_t id, std::uint64_t word) {
-        m_words.emplace_back(id, word);
-        RegisterProvider(id);
+    // Provides a value, from the first time on; later ones are written.
+    void Put(std::int32_t id, std::uint64_t word) {
+        const bool known = !m_words.insert({id, word}).second;
+        known ? static_cast<void>(SetValue(id, word)) : RegisterProvider(id);
     }
-    std::uint64_t GetAttrib(std::int32_t id) override {
-        for (const auto& [known, word] : m_words) {
-            if (known == id)
-                return word;
-        }
-        return 0;
+    void PutReal(std::int32_t id, double x) { Put(id, ToFixed(x)); }
+    void Hear(const Ids& ids) {
+        std::for_each(ids.begin(), ids.end(), [&](int id) { Subscribe(id); });
     }
-    void SetAttrib(std::int32_t id, std::uint64_t value) override {
-        for (auto& [known, word] : m_words) {
-            if (known == id)
-                word = value;
-        }
-    }
+    // What was heard since the last call.
+    Ids Heard() { return std::exchange(m_heard, {}); }
+
+    std::uint64_t GetAttrib(std::int32_t id) override { return m_words[id]; }
+    void SetAttrib(std::int32_t id, std::uint64_t word) override { m_words[id] = word; }
+    void OnAttribNotify(std::int32_t id) override { m_heard.push_back(id); }
 
   private:
-    std::vector<std::pair<std::int32_t, std::uint64_t>> m_words;
+    std::map<std::int32_t, std::uint64_t> m_words;
+    Ids m_heard;
 };
 
-// Notes what it is told, in a log that several may share.
-class CTestListener final : public CQLAttribStore {
-  public:
-    CTestListener(QLAttribTree* tree, std::vector<std::string>* log, std::string name)
-        : CQLAttribStore(tree), m_log(log), m_name(std::move(name)) {}
-    void OnAttribNotify(std::int32_t id) override { m_log->push_back(m_name + std::to_string(id)); }
-
-  private:
-    std::vector<std::string>* m_log;
-    std::string m_name;
+// A stage with a board of its own.
+template <typename Stage>
+struct StageTest : testing::Test {
+    QLAttribTree m_tree;
+    CTestBoard m_board{&m_tree};
+    Stage m_stage{&m_tree};
 };

@@ -1,64 +1,86 @@
-// What the tests of tables, table stages and matrices share: one line through a stage, and lines in
-// binary fractions worked out in whole-number division.
+// Tone tables worked out from their formulas alone, without the engine's own tables. Rounding:
+// + 0.5, truncated.
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
+#include <cstdint>
 #include <vector>
 
-#include "frame/lut.h"
-#include "tests/support/stage_rig.h"
+using Table = std::vector<int>;  // 65536 entries
+constexpr int kTop = 65535;
 
-using Samples = std::vector<std::uint16_t>;
-
-// One line of internal samples through a stage.
-inline Samples RunColor(CQLStage& stage, const Samples& line) {
-    QLAttribTree tree;
-    CLineSource source = ColorSource(&tree, static_cast<std::int32_t>(line.size() / 3), line);
-    return RunPass(source, stage).Samples();
+inline int Round(double x) {
+    return static_cast<int>(x + 0.5);
 }
-inline Samples RunGray(CQLStage& stage, const Samples& line) {
-    QLAttribTree tree;
-    CLineSource source = GraySource(&tree, static_cast<std::int32_t>(line.size()), line);
-    return RunPass(source, stage).Samples();
+inline int Held(std::int64_t x, int top = kTop) {
+    return static_cast<int>(std::clamp<std::int64_t>(x, 0, top));
 }
-
-inline Samples Entries(const CQLLut& lut) {
-    return {lut.Table(), lut.Table() + lut.Size()};
-}
-// Pairs of an index and the entry that stands there.
-inline void ExpectEntries(const CQLLut& lut, const std::vector<std::pair<int, int>>& expected) {
-    for (const auto& [index, value] : expected)
-        EXPECT_EQ(lut.At(index), value) << "entry " << index;
+inline Table Identity(int size = kTop + 1) {
+    Table t(static_cast<std::size_t>(size));
+    for (int i = 0; i < size; ++i)
+        t[i] = i;
+    return t;
 }
 
-// The k-th value of a line that rises by dy over `run` steps from y0. The rise of one step keeps
-// `bits` bits of fraction, cut towards zero; a value is cut downwards.
-inline std::int64_t LineValue(std::int64_t y0, std::int64_t dy, std::int64_t run, std::int64_t k,
-                              int bits = 15) {
-    const std::int64_t one = std::int64_t{1} << bits;
-    const std::int64_t sum = y0 * one + k * (dy * one / run);
-    return sum / one - (sum % one < 0 ? 1 : 0);
+// A line, as far as the table reaches, in steps of a 15-bit fraction.
+inline void Line(Table& t, int x0, int y0, int x1, int y1, int top = kTop) {
+    const std::int64_t slope = x0 == x1 ? 0 : (y1 - y0) * std::int64_t{32768} / (x1 - x0);
+    for (int x = std::max(x0, 0); x <= std::min(x1, static_cast<int>(t.size()) - 1); ++x)
+        t[x] = Held((y0 * std::int64_t{32768} + slope * (x - x0)) >> 15, top);
 }
 
-// 65535 * (i / 65535)^(1 / gamma), to the nearest, full scale at most.
-inline std::int64_t GammaNode(std::int32_t i, double gamma) {
-    const double y = std::pow(i / 65535.0, 1.0 / gamma) * 65535.0;
-    return std::min<std::int64_t>(std::llround(std::floor(y + 0.5)), 65535);
+// Full scale times (x / full scale)^(1 / gamma).
+inline int Power(int x, double gamma) {
+    return std::min(Round(std::pow(x / 65535.0, 1.0 / gamma) * 65535.0), kTop);
+}
+inline bool IsNeutral(double gamma) {
+    return gamma >= 0.99 && gamma <= 1.01;
 }
 
-// A gamma curve of 65536 entries with nodes every `step` entries and lines between them.
-inline Samples GammaEntries(double gamma, std::int32_t step) {
-    Samples table;
-    for (std::int32_t x = 0; x < 65536; ++x) {
-        const std::int32_t i = x - x % step;
-        const std::int64_t y0 = GammaNode(i, gamma);
-        const std::int64_t dy = GammaNode(i + step, gamma) - y0;
-        table.push_back(
-            static_cast<std::uint16_t>(LineValue(y0, dy, std::min(step, 65535 - i), x - i)));
+// A gamma curve as lines over `step` entries each; the fine one is exact at its start.
+inline Table Gamma(double gamma, int step) {
+    Table t = Identity();
+    for (int i = 0; i <= kTop && !IsNeutral(gamma); i += step)
+        Line(t, i, Power(i, gamma), std::min(i + step, kTop), Power(i + step, gamma));
+    if (step == 2)
+        t[1] = Power(1, gamma);
+    return t;
+}
+// A gamma curve whose slope from black is held.
+inline Table HeldGamma(double gamma, double most) {
+    Table t = Gamma(gamma, 256);
+    int i = 1;
+    while (static_cast<double>(t[i]) / i > most)
+        ++i;
+    Line(t, 0, 0, i, t[i]);
+    return t;
+}
+// A gamma behind another table, over 256 pieces in steps of a 12-bit fraction.
+inline Table WithGamma(const Table& from, double gamma) {
+    Table t = from;
+    for (int i = 0; i <= kTop && !IsNeutral(gamma); i += 256) {
+        const int j = std::min(i + 256, kTop);
+        const int y0 = Power(from[i], gamma);
+        const int slope = (Power(from[j], gamma) - y0) * 4096 / (j - i);
+        for (int k = i; k < i + 256; ++k)
+            t[k] = y0 + (((k - i) * slope) >> 12);
     }
-    return table;
+    return t;
+}
+inline Table Srgb() {
+    Table t;
+    for (int i = 0; i <= kTop; ++i) {
+        const double x = i / 65535.0;
+        const double y = 1.055 * std::pow(x, 0.4166666666666667) - 0.055;
+        t.push_back(Round((x <= 0.00304 ? 12.92 * x : std::min(y, 1.0)) * 65535.0));
+    }
+    return t;
+}
+// The input of a rising table that gives `value`, by halving steps; the one above where none does.
+inline int Inverse(const Table& t, int value) {
+    int i = 32767;
+    for (int step = 32768; step != 0 && t[i] != value; step /= 2)
+        i = std::clamp(t[i] < value ? i + step : i - step, 0, kTop);
+    return t[i] < value && i < kTop - 1 ? i + 1 : i;
 }

@@ -1,0 +1,181 @@
+// Matrix stages: the matrices by mode and attribute, and what they make of pixels.
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "stages/device_matrix.h"
+#include "stages/tma_matrix.h"
+#include "tests/support/stage_rig.h"
+
+namespace {
+
+constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+
+// At saturation 1.4 the elements are 1.2 and -0.1, in 1/1024 trunc(1229.3) = 1229 and
+// trunc(-101.9) = -101: (1229 * 10000 - 101 * 50000) / 1024 = 7070.3 and so on.
+const Samples kPixel{10000, 20000, 30000};
+const Samples kAt14{7070, 20058, 33046};
+// At 1.25: 1.125 and -0.0625, 1152 and trunc(-63.5) = -63.
+const Samples kAt125{8173, 20039, 31904};
+// 0.3, 0.59 and 0.11 in 1/1024: 307, 604, 113. (3070000 + 12080000 + 3390000) / 1024.
+const Samples kGray(3, 18105);
+
+// The same for the three stages: saturation alone, and behind the matrix of either device.
+template <typename Stage>
+struct MatrixStages : StageTest<Stage> {
+    static constexpr bool kIsDevice = std::is_same_v<Stage, CDeviceMatrixStage>;
+    static constexpr bool kIsPlain = std::is_same_v<Stage, CSaturationStage>;
+
+    Samples Run(const Samples& line = kPixel) { return RunColor(this->m_stage, line); }
+    void Saturate(double s) { this->m_board.SetFixed(QL_ATTR_SATURATION, s); }
+    void SetMode(std::int32_t m) { this->m_board.SetValue(QL_ATTR_MATRIX_MODE, IntegerWord(m)); }
+};
+using Stages = testing::Types<CSaturationStage, CDeviceMatrixStage, CTmaMatrixStage>;
+TYPED_TEST_SUITE(MatrixStages, Stages);
+
+TYPED_TEST(MatrixStages, SaturationIsLimitedAndHasADeadZone) {
+    // clang-format off
+    for (const auto& [value, kept, device] : {std::tuple{-1.0, 0.0, 0.0}, {1.6, 1.5, 1.5},
+            {1.004, 1.0, 1.0}, {0.996, 1.0, 1.0}, {0.994, 0.994, 0.994}, {1.006, 1.006, 1.0},
+            {1.009, 1.009, 1.0}, {1.011, 1.011, 1.011}}) {
+        // clang-format on
+        this->Saturate(value);
+        EXPECT_EQ(this->m_board.GetFixed(QL_ATTR_SATURATION),
+                  FromFixed(ToFixed(this->kIsDevice ? device : kept)))
+            << value;
+    }
+    this->m_board.Hear({QL_ATTR_SATURATION});
+    for (const std::size_t told : {1u, 0u}) {
+        this->m_board.Notify(QL_ATTR_SATURATION_RESET);
+        EXPECT_EQ(this->m_board.Heard().size(), told) << "neutral, once";
+        EXPECT_EQ(this->m_board.GetFixed(QL_ATTR_SATURATION), 1.0);
+    }
+    this->Saturate(1.4);
+    EXPECT_EQ(this->Run(), kAt14);
+    EXPECT_EQ(AskColor(this->m_stage, kPixel), kAt14);
+    EXPECT_EQ(RunGray(this->m_stage, kPixel), kPixel);
+    EXPECT_EQ(AskColor(this->m_stage, kPixel), kPixel) << "no colour";
+    this->Saturate(1.019);  // 1.0095 and -0.00475 count as the identity
+    EXPECT_EQ(this->Run(), kPixel);
+    EXPECT_EQ(AskColor(this->m_stage, kPixel), kPixel);
+}
+
+TYPED_TEST(MatrixStages, TheBoostComesBehindTheLimit) {
+    const auto at = [this](double saturation, std::uint64_t boost) {
+        this->Saturate(saturation);
+        this->m_board.Put(QL_ATTR_SATURATION_BOOST, boost);
+        return this->Run();
+    };
+    EXPECT_EQ(at(1.25, 2), kAt125) << "only the value 1 boosts";
+    EXPECT_EQ(at(1.25, 1), kAt14);
+    EXPECT_EQ(this->m_board.GetFixed(QL_ATTR_SATURATION), 1.25);
+    // Cut at 1.5: 1.25 and -0.125, 1280 and trunc(-127.5) = -127.
+    EXPECT_EQ(at(1.5, 1), (Samples{6298, 20039, 33779}));
+    at(1.25, 1);
+    this->SetMode(QL_MATRIX_IDENTITY);
+    this->SetMode(QL_MATRIX_COLOR);
+    EXPECT_EQ(this->Run(), this->kIsPlain ? kAt125 : kAt14) << "the plain stage leaves it out";
+    // One that is made later reads the boost: 1.15 gives 1.075 and -0.0375, 1101 and -37.
+    TypeParam late(&this->m_tree);
+    EXPECT_EQ(RunColor(late, kPixel), (Samples{8945, 20058, 31171}));
+}
+
+TYPED_TEST(MatrixStages, ModesPickChannelsOrWeighThem) {
+    const std::pair<std::int32_t, Samples> cases[] = {
+        {1, kGray},
+        {2, Samples(3, 10000)},
+        {3, Samples(3, 20000)},
+        {4, Samples(3, 30000)},
+        {6, Samples(3, 30000)} /* unknown: the matrix stays */,
+        {5, kPixel},
+        {-1, kPixel},
+        {0, kPixel}};
+    for (const auto& [mode, expected] : cases) {
+        this->SetMode(mode);
+        EXPECT_EQ(this->Run(), expected) << mode;
+        EXPECT_EQ(this->m_board.GetInteger(QL_ATTR_MATRIX_MODE), mode);
+    }
+    this->SetMode(1);
+    this->Saturate(1.4);
+    EXPECT_EQ(this->Run(), this->kIsPlain ? kAt14 : kGray) << "takes the whole matrix there";
+    this->SetMode(0);
+    EXPECT_EQ(this->Run(), kAt14);
+}
+
+// ---- What a profile says
+
+using DeviceMatrix = StageTest<CDeviceMatrixStage>;
+using TmaMatrix = StageTest<CTmaMatrixStage>;
+
+TEST_F(TmaMatrix, HasATableOfItsOwnAndFixedWeights) {
+    // -2.5 is cut to -1.98, and the rest with it: 0.792, in 1/1024 811, -2027 and 1622.
+    const double nine[9] = {1, 0, 0, -2.5, 0, 2, 0, 0, 1};
+    for (const std::int32_t id :
+         {QL_ATTR_DEVICE_MATRIX, QL_ATTR_GRAY_WEIGHTS, QL_ATTR_TMA_MATRIX}) {
+        EXPECT_EQ(RunColor(m_stage, kPixel), kPixel);
+        m_board.Put(id, PointerWord(nine));
+    }
+    EXPECT_EQ(RunColor(m_stage, {10000, 0, 20000}), (Samples{7919, 11884, 15839}));
+    m_board.SetValue(QL_ATTR_MATRIX_MODE, QL_MATRIX_GRAY);
+    EXPECT_EQ(RunColor(m_stage, kPixel), kGray);
+}
+
+TEST_F(DeviceMatrix, TablesArriveByAnnouncementAndMayHoldAnything) {
+    const double turned[9] = {0, 1, 0, 0, 0, 1, 1, 0, 0};
+    for (const double* table : {turned, static_cast<const double*>(nullptr)}) {
+        m_board.Put(QL_ATTR_DEVICE_MATRIX, PointerWord(table));
+        EXPECT_EQ(RunColor(m_stage, kPixel), (Samples{20000, 30000, 10000})) << "null leaves it";
+    }
+    m_board.SetValue(QL_ATTR_MATRIX_MODE, QL_MATRIX_GRAY);
+    double w[3];
+    const auto gray = [&](double r, double g, double b, const Samples& pixel) {
+        std::tie(w[0], w[1], w[2]) = std::tuple(r, g, b);
+        m_board.Put(QL_ATTR_GRAY_WEIGHTS, PointerWord(w));
+        return RunColor(m_stage, pixel)[1];
+    };
+    constexpr double kInfinite = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(gray(12, 0, 0, {5000, 9, 9}), 60000) << "a strong row that still fits";
+    // Held at 10, 10 and -10.
+    EXPECT_EQ(gray(12, 1e300, -kInfinite, {1000, 2000, 500}), 25000);
+    EXPECT_EQ(gray(12, 1e300, -kInfinite, {0, 0, 65535}), 0);
+    EXPECT_EQ(gray(kInfinite - kInfinite, 0, 0, kPixel), 0);
+}
+
+TEST_F(DeviceMatrix, AWindowFadesTheMatrixIn) {
+    // Red and green mixed half and half; blue takes blue less red.
+    const double nine[9] = {0.5, 0.5, 0, 0.5, 0.5, 0, -1, 0, 1};
+    m_board.Put(QL_ATTR_DEVICE_MATRIX, PointerWord(nine));
+    const auto window = [this](std::int32_t center, std::int32_t width) {
+        m_board.Put(QL_ATTR_DEVICE_WINDOW_LOW, IntegerWord(center));
+        m_board.Put(QL_ATTR_DEVICE_WINDOW_HIGH, IntegerWord(width));
+    };
+    window(64, 32);  // 12288 to 20480, 8192 wide
+    const std::pair<Samples, Samples> cases[] = {
+        {{20480, 0, 100}, {10240, 10240, 0}},       // one sample at the end: all of the matrix
+        {{100, 20480, 0}, {10290, 10290, 0}},       // whichever it is
+        {{2000, 100, 20480}, {1050, 1050, 18481}},  // -1 is -1023 / 1024
+        {{20479, 12288, 12288},
+         {16382, 12288, 12288}},  // red by (8191 * 4095) / 8192 = 4094.5, cut
+        {{16384, 14336, 12000}, {13824, 13056, 12000}},  // both are mixed to 15360: 3072 * 1/2, 1/4
+        {{12289, 12282, 0}, {12288, 12282, 0}},          // (1 * -3) / 8192, cut to 0
+        {{16385, 8185, 0}, {12287, 8185, 0}},            // (4097 * -3) / 8192 = -1.5, cut to -1
+        {{13000, 0, 19000}, {11785, 0, 7146}}};          // by 712 * -5788 and 6712 * -6276
+    for (const auto& [in, out] : cases)
+        EXPECT_EQ(RunColor(m_stage, in), out) << in[0];
+    EXPECT_EQ(AskColor(m_stage, {100, 300, 0}), (Samples{200, 200, 0})) << "colours have no window";
+    window(0, 0);
+    EXPECT_EQ(RunColor(m_stage, {0, 10, 0}), (Samples{5, 5, 0})) << "every pixel";
+    window(64, 0);
+    EXPECT_EQ(RunColor(m_stage, {16383, 10, 0, 16384, 10, 0}),
+              (Samples{16383, 10, 0, 8197, 8197, 0}));
+    for (const std::int32_t center : {-kMost - 1, 0, kMost}) {
+        for (const std::int32_t width : {-kMost - 1, -1, 1, 1 << 22, kMost}) {
+            window(center, width);
+            EXPECT_EQ(RunColor(m_stage, {0, 30000, 65535}).size(), 3u)
+                << "stays within its integers";
+        }
+    }
+}
+
+}  // namespace
