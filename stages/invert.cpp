@@ -80,9 +80,7 @@ void CInvertStage::InvertPalette() {
 // padding included.
 QLStatus CInvertStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
     if (CanBeInverted(m_inFormat.m_pixelType)) {
-        const std::size_t lines = count / static_cast<std::size_t>(m_outFormat.m_width);
-        ComplementBytes(reinterpret_cast<std::uint8_t*>(samples),
-                        lines * static_cast<std::size_t>(m_inFormat.m_bytesPerLine));
+        ComplementBytes(reinterpret_cast<std::uint8_t*>(samples), BlockBytes(count));
     }
     return QL_OK;
 }

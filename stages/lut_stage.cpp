@@ -55,9 +55,7 @@ QLStatus CLutStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
         }
     } else if (m_lut[kGray]) {
         // All 16-bit words of the lines, whatever their format makes of them.
-        const auto stride = static_cast<std::size_t>(m_outFormat.m_bytesPerLine);
-        const auto width = static_cast<std::size_t>(m_outFormat.m_width);
-        MapSamples(samples, count / width * stride / 2, m_lut[kGray]->Table());
+        MapSamples(samples, BlockBytes(count) / sizeof(std::uint16_t), m_lut[kGray]->Table());
     }
     return QL_OK;
 }
