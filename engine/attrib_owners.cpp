@@ -19,6 +19,7 @@ struct OwnerList {
         // Where several provide an id, the first of this list is the one that people are told of.
         Add("CQLEngine", CQLEngine::Rows());
         Add("CQLEngine", CQLEngine::HeardRows());
+        Add("CChainBase", CChainBase::HeardRows());
         Add("CChainBase", CChainBase::Rows());
         Add("CChainPump", CChainPump::Rows());
         Add("CChainFull", CChainFull::Rows());

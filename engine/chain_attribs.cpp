@@ -14,7 +14,7 @@ constexpr std::int32_t kUserPalette = 3;  // QL_ATTR_PALETTE_KIND of a palette m
 
 }  // namespace
 
-std::span<const QLAttribRow> CChainBase::Rows() {
+std::span<const QLAttribRow> CChainBase::HeardRows() {
     using C = CChainBase;
     using R = QLRowsOf<C>;
     static constexpr QLAttribRow rows[] = {
@@ -51,6 +51,14 @@ std::span<const QLAttribRow> CChainBase::Rows() {
         R::Listens(QL_ATTR_STATUS).Calls<&C::OnStatus>(),
         R::Follows(QL_ATTR_SRC_RES_X).Writes<&C::TakeSourceResX>(),
         R::Follows(QL_ATTR_SRC_RES_Y).Writes<&C::TakeSourceResY>(),
+    };
+    return rows;
+}
+
+std::span<const QLAttribRow> CChainBase::Rows() {
+    using C = CChainBase;
+    using R = QLRowsOf<C>;
+    static constexpr QLAttribRow rows[] = {
         R::Provides(QL_ATTR_AUTO_AVAILABLE).Reads<&C::IsAvailable>(),
         R::Provides(QL_ATTR_LINES_DONE).Reads<&C::m_linesDone>(),
         // The chain fires what has become due, and takes note of it itself.

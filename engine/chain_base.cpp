@@ -3,7 +3,6 @@
 #include <stdexcept>
 
 #include "engine/chain.h"
-#include "frame/fixed_point.h"
 #include "frame/try_new.h"
 #include "platform/module.h"
 #include "stages/file_source.h"
@@ -44,6 +43,7 @@ CChainBase::CChainBase(QLAttribTree* tree)
           }) {
     for (const Slot slot : FrontConstruction())
         Make(slot, tree);
+    m_rows.Attach(m_port, this, HeardRows());
     m_rows.Attach(m_port, this, Rows());
 }
 

@@ -3,9 +3,10 @@
 #include <array>
 #include <cstring>
 
-#include "engine/chain.h"
 #include "engine/engine.h"
+#include "engine/private_properties.h"
 #include "frame/fixed_point.h"
+#include "frame/output_type.h"
 #include "platform/wia.h"
 
 namespace {

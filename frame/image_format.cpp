@@ -1,8 +1,8 @@
 #include "frame/image_format.h"
 
+#include <cstddef>
 #include <iterator>
 #include <limits>
-#include <utility>
 
 namespace {
 

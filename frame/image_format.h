@@ -91,11 +91,11 @@ struct QLImageFormat {
     std::int32_t m_bytesPerLine = 0;     // derived: storage of one line
     std::uint32_t m_bytesPerSample = 0;  // derived: 1 or 2
     bool m_sharpenBoostOn = false;       // m_sharpenBoost is to be honoured; no stage sets it
-    bool m_normalPolarity = true;
-    double m_sharpenBoost = 1.0;
-    std::int32_t m_sourceRect[4] = {};  // carried along
-    bool m_sourceRectValid = false;     // carried along
-    std::int32_t m_rotation = 0;        // degrees of rotation already applied
+    bool m_normalPolarity = true;        // false: light and dark have changed places
+    double m_sharpenBoost = 1.0;         // strength of sharpening grows by its square root
+    std::int32_t m_sourceRect[4] = {};   // carried along
+    bool m_sourceRectValid = false;      // carried along
+    std::int32_t m_rotation = 0;         // degrees of rotation already applied
     // Palette of an indexed image; owned by the stage that set it.
     const QLPaletteTable* m_palette = nullptr;
 };
