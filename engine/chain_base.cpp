@@ -253,9 +253,9 @@ void CChainBase::Analyse() {
 
 // ---- The type of output
 
-// A matrix in mode 1 makes gray of three channels ahead of the stage that takes one of them. Line
-// art goes by the threshold's cell; halftone and gray by the halftone cell, which reads 0 as long
-// as nobody provides it.
+// For gray and bilevel results the matrix makes gray of the three channels, ahead of the stage that
+// takes one of them. Line art asks the threshold's cell for the mode, halftone and gray the
+// halftone cell, which reads 0 as long as nobody provides it.
 void CChainBase::SetMatrixMode() {
     std::uint64_t mode = QL_MATRIX_COLOR;
     switch (m_outputType) {
@@ -266,7 +266,7 @@ void CChainBase::SetMatrixMode() {
         case QL_OUTPUT_GRAY:
             mode = m_port.GetValue(QL_ATTR_HALFTONE_CELL);
             if (mode == 0)
-                mode = 1;
+                mode = QL_MATRIX_GRAY;
             break;
         case QL_OUTPUT_COLOR:
         case QL_OUTPUT_INDEXED:

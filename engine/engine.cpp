@@ -4,6 +4,7 @@
 
 #include "engine/chain.h"
 #include "frame/try_new.h"
+#include "platform/bitmap_headers.h"
 
 namespace {
 
@@ -158,14 +159,11 @@ void CQLEngine::OnHeader() {
         return;
     }
     const BITMAPINFOHEADER& header = bitmap->Header();
-    DWORD colors = header.biClrUsed;
-    // A full table, where the header leaves the count out.
-    if (colors == 0 && header.biBitCount < 9)
-        colors = 1u << header.biBitCount;
+    const DWORD colors = BitmapColorCount(header);
     // Header and colours as one block, as clients take them.
     struct {
         BITMAPINFOHEADER header;
-        RGBQUAD colors[256];
+        RGBQUAD colors[kMaxBitmapColors];
     } block = {};
     block.header = header;
     const auto table = bitmap->ColorTable();
@@ -185,7 +183,7 @@ void CQLEngine::WriteHeaderToStream(CQLBitmap& bitmap) {
     bitmap.Header().biHeight = -bitmap.Header().biHeight;
     BITMAPFILEHEADER file = {};
     file.bfType = BITMAP_FILE_TYPE;
-    file.bfOffBits = sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER);
+    file.bfOffBits = kBitmapHeaderBytes;
     // Sizes are those of an image without colours, and the colours follow the header all the same:
     // who reads the stream goes by the header.
     file.bfSize = bitmap.Header().biSizeImage + file.bfOffBits;

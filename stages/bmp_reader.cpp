@@ -29,15 +29,12 @@ std::int64_t CBmpReader::RowBytes() const {
 }
 
 std::int32_t CBmpReader::Height() const {
-    // The sides have been checked: the height isn't the one number that has no positive
-    // counterpart.
-    return m_info.biHeight < 0 ? -m_info.biHeight : m_info.biHeight;
+    // The sides have been checked: it fits 31 bits.
+    return static_cast<std::int32_t>(BitmapLines(m_info));
 }
 
 std::int64_t CBmpReader::ColorCount() const {
-    if (m_info.biClrUsed == 0 && m_info.biBitCount < 9)
-        return std::int64_t{1} << m_info.biBitCount;
-    return m_info.biClrUsed;
+    return BitmapColorCount(m_info);
 }
 
 std::int64_t CBmpReader::RowOffset(std::int32_t line) const {

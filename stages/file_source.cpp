@@ -1,7 +1,6 @@
 #include "stages/file_source.h"
 
 #include <algorithm>
-#include <cstring>
 #include <stdexcept>
 
 #include "frame/try_new.h"
