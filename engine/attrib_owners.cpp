@@ -10,17 +10,21 @@
 
 namespace {
 
+// Room for every class of the chain's table and the few beside it.
 using Owners = std::array<QLAttribOwner, 40>;
 
 // The rows of the chain's table, and those of the objects around it.
 struct OwnerList {
     OwnerList() {
+        // Where several provide an id, the first of this list is the one that people are told of.
         Add("CQLEngine", CQLEngine::Rows());
         Add("CQLEngine", CQLEngine::HeardRows());
+        Add("CChainBase", CChainBase::HeardRows());
         Add("CChainBase", CChainBase::Rows());
         Add("CChainPump", CChainPump::Rows());
         Add("CChainFull", CChainFull::Rows());
         Add("CFileSourceStage", CFileSourceStage::Rows());
+        // Base of two other stages: it stands ahead of them, and once.
         Add("CSaturationStage", CSaturationStage::Rows());
         for (const CChainStages::Row& row : CChainStages::Table()) {
             if (row.m_attribs && row.m_attribs != &CSaturationStage::Rows)
@@ -43,6 +47,7 @@ std::span<const QLAttribOwner> AttribOwners() {
     return {list.m_owners.data(), list.m_count};
 }
 
+// Several classes may provide an id, each in its own variant of the chain; their rows say the same.
 QLAttribHolder FindHolder(std::int32_t id) {
     for (const QLAttribOwner& owner : AttribOwners()) {
         for (const QLAttribRow& row : owner.m_rows) {
@@ -56,6 +61,8 @@ QLAttribHolder FindHolder(std::int32_t id) {
 bool IsActedUpon(std::int32_t id) {
     return std::ranges::any_of(AttribOwners(), [id](const QLAttribOwner& owner) {
         return std::ranges::any_of(owner.m_rows, [id](const QLAttribRow& row) {
+            // Written, an id acts through its provider's put; fired, only through what the provider
+            // does on fire, or through those who hear of it.
             return row.Holds(id) && (row.m_fired || row.m_act || row.m_put) &&
                    (row.m_role != QLAttribRole::Provides || row.m_fired);
         });

@@ -60,6 +60,8 @@ class CChainBase : protected CChainStages {
     virtual CQLStage* BuildVariant(CQLStage* upstream) = 0;
     virtual CQLStage* BuildTail(CQLStage* upstream) { return upstream; }
     virtual QLStatus ProbeColor(QLColorQuery*) { return QL_OK; }
+    // The ids that the chain hears of, and those that it holds.
+    static std::span<const QLAttribRow> HeardRows();
     static std::span<const QLAttribRow> Rows();
     virtual void OnAttribNotify(std::int32_t id) { m_rows.OnNotify(m_port, id); }
     virtual std::uint64_t GetAttrib(std::int32_t id) { return m_rows.Get(id); }
@@ -100,7 +102,7 @@ class CChainBase : protected CChainStages {
     CQLStage* m_tail = nullptr;                // the stage that the pump reads; borrowed
     bool m_passOpen = false;                   // m_tail has been opened and not yet closed
     std::unique_ptr<CQLSourceStage> m_source;  // made for each run
-    std::int32_t m_linesDone = 0;
+    std::int32_t m_linesDone = 0;              // delivered in this pass
     std::int32_t m_linesTotal = 1;
     QLImageFormat m_outFormat;  // copy of the tail's output format
     CQLLineBuffer m_lines;      // the buffer of the pump, on m_outFormat
@@ -139,6 +141,7 @@ class CChainBase : protected CChainStages {
     bool m_incomplete = false;  // a stage that the build wanted could not be made
     bool m_probeValid = false;
     QLColorQuery m_probe;
+    // Dots per inch.
     std::int32_t m_resA = 300;  // QL_ATTR_RES_OPTICAL
     std::int32_t m_resB = 200;  // QL_ATTR_RES_SCAN_Y
     std::int32_t m_resC = 200;  // QL_ATTR_RES_SCAN_X

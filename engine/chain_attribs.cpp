@@ -7,13 +7,14 @@
 
 namespace {
 
+// Dots per inch. What is written beyond is held at these.
 constexpr std::int32_t kMinResolution = 12;
 constexpr std::int32_t kMaxResolution = 999999;
 constexpr std::int32_t kUserPalette = 3;  // QL_ATTR_PALETTE_KIND of a palette made from the image
 
 }  // namespace
 
-std::span<const QLAttribRow> CChainBase::Rows() {
+std::span<const QLAttribRow> CChainBase::HeardRows() {
     using C = CChainBase;
     using R = QLRowsOf<C>;
     static constexpr QLAttribRow rows[] = {
@@ -21,6 +22,8 @@ std::span<const QLAttribRow> CChainBase::Rows() {
         R::Listens(QL_ATTR_CMD_STOP).Calls<&C::OnStopCommand>(),
         R::Listens(QL_ATTR_ANALYSIS_OVERRIDE).Calls<&C::TouchAll>(),
         R::Listens(QL_ATTR_OUTPUT_TYPE).Calls<&C::OnOutputTypeChanged>(),
+        // Nothing happens for rows without an act: the ids get their nodes here, so that a write to
+        // them isn't one to an id that nobody knows.
         R::Listens(QL_ATTR_HISTOGRAM_RUN),
         R::Listens(QL_ATTR_INVERT),
         R::Listens(QL_ATTR_NEGATIVE),
@@ -48,6 +51,14 @@ std::span<const QLAttribRow> CChainBase::Rows() {
         R::Listens(QL_ATTR_STATUS).Calls<&C::OnStatus>(),
         R::Follows(QL_ATTR_SRC_RES_X).Writes<&C::TakeSourceResX>(),
         R::Follows(QL_ATTR_SRC_RES_Y).Writes<&C::TakeSourceResY>(),
+    };
+    return rows;
+}
+
+std::span<const QLAttribRow> CChainBase::Rows() {
+    using C = CChainBase;
+    using R = QLRowsOf<C>;
+    static constexpr QLAttribRow rows[] = {
         R::Provides(QL_ATTR_AUTO_AVAILABLE).Reads<&C::IsAvailable>(),
         R::Provides(QL_ATTR_LINES_DONE).Reads<&C::m_linesDone>(),
         // The chain fires what has become due, and takes note of it itself.
@@ -87,6 +98,7 @@ std::span<const QLAttribRow> CChainBase::Rows() {
 
 // ---- Analyses that become due
 
+// Announced, not just noted: the ids are this chain's own, and others may listen to them as well.
 void CChainBase::TouchAll() {
     if (m_autoColor)
         m_port.Notify(QL_ATTR_COLOR_TOUCHED);
@@ -102,6 +114,7 @@ void CChainBase::TouchPalette() {
         m_port.Notify(QL_ATTR_PALETTE_TOUCHED);
 }
 
+// All that is wanted becomes due, and all that isn't no longer is.
 void CChainBase::Rearm() {
     m_pendTone = m_autoTone;
     m_pendColor = m_autoColor || m_autoExpose;
@@ -120,6 +133,7 @@ void CChainBase::ClearPending() {
 
 void CChainBase::OnOutputTypeChanged() {
     OnOutputType();
+    // Only a palette that is made from the image needs the image to be looked at first.
     m_autoPalette = m_outputType == QL_OUTPUT_INDEXED &&
                     WordInteger(m_port.GetValue(QL_ATTR_PALETTE_KIND)) == kUserPalette;
     TouchAll();
@@ -127,6 +141,8 @@ void CChainBase::OnOutputTypeChanged() {
 
 void CChainBase::SetAutoExpose(bool on) {
     m_autoExpose = on;
+    // Results of an automatic run go, whether it was switched on or off; then what has to run again
+    // becomes due.
     m_port.Notify(QL_ATTR_SATURATION_RESET);
     m_port.Notify(QL_ATTR_RESET_COLOR);
     m_port.Notify(QL_ATTR_RESET_TONE);
@@ -143,12 +159,16 @@ void CChainBase::OnAnalyseCommand() {
 }
 
 void CChainBase::OnStopCommand() {
+    // A client that stops the engine from inside a callback stands on the stack of the very pass
+    // that would end.
     m_stopWaits = !Run([this] { OnStop(); });
 }
 
 void CChainBase::OnStatus() {
     if (m_port.GetValue(QL_ATTR_STATUS) == 0)
         return;
+    // Reads 0 as long as the engine holds the id, which keeps no status. Another holder's failure
+    // would end the pass, and the feeder's page with it.
     CloseChain();
     if (m_port.GetValue(QL_ATTR_ADF) != 0)
         m_port.Notify(QL_ATTR_ADF_PAGE_DONE);
@@ -164,6 +184,7 @@ void CChainBase::TakeSourceResY(std::int32_t dpi) {
     TakeResolution(dpi, &m_resC, QL_ATTR_RES_SCAN_X);
 }
 
+// Announced by the id of the value that changed, so that readers of the scan's resolution follow.
 void CChainBase::TakeResolution(std::int32_t dpi, std::int32_t* field, std::int32_t id) {
     if (dpi == 0 || dpi == *field)
         return;
@@ -183,6 +204,8 @@ void CChainBase::SetProbe(const QLColorQuery* probe) {
 }
 
 bool CChainBase::RunProbe() {
+    // Not 0 when a stage on the way to the source has answered; only then the colour means
+    // something.
     m_probeValid = ProbeColor(&m_probe) != 0;
     return m_probeValid;
 }

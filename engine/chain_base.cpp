@@ -3,7 +3,6 @@
 #include <stdexcept>
 
 #include "engine/chain.h"
-#include "frame/fixed_point.h"
 #include "frame/try_new.h"
 #include "platform/module.h"
 #include "stages/file_source.h"
@@ -17,6 +16,7 @@ constexpr std::int32_t kStepsAPass = 5;  // at least, where the image has the li
 
 // The source of a run; null when there is none. A person is told why, where there is a reason.
 std::unique_ptr<CQLSourceStage> MakeSource(QLAttribTree* tree) {
+    // A reader refuses a bad bitmap by an exception out of its constructor. It ends here.
     try {
         return TryNew<CFileSourceStage>(tree);
     } catch (const std::runtime_error& error) {
@@ -43,6 +43,7 @@ CChainBase::CChainBase(QLAttribTree* tree)
           }) {
     for (const Slot slot : FrontConstruction())
         Make(slot, tree);
+    m_rows.Attach(m_port, this, HeardRows());
     m_rows.Attach(m_port, this, Rows());
 }
 
@@ -51,6 +52,8 @@ CChainBase::~CChainBase() = default;
 // ---- Building
 
 CQLStage* CChainBase::Connect(Slot slot, CQLStage* upstream) {
+    // A slot whose class doesn't exist is passed over, as planned. One that should be filled and
+    // isn't would give a picture without its work, so the build counts as failed.
     CQLStage* stage = (this->*slot).get();
     if (!stage) {
         m_incomplete = m_incomplete || HasClass(slot);
@@ -60,6 +63,8 @@ CQLStage* CChainBase::Connect(Slot slot, CQLStage* upstream) {
     return stage;
 }
 
+// Without a source the front begins with its first stage: the variant's stages can be built ahead
+// of any image, to take settings.
 CQLStage* CChainBase::BuildFront() {
     CQLStage* last = m_source.get();
     for (const Slot slot : Front())
@@ -68,6 +73,7 @@ CQLStage* CChainBase::BuildFront() {
 }
 
 CQLStage* CChainBase::BuildBody() {
+    // Whatever waited for a build is served by this one.
     m_buildWaits = false;
     m_incomplete = false;
     CQLStage* last = BuildVariant(BuildFront());
@@ -80,6 +86,7 @@ void CChainBase::Build() {
 }
 
 void CChainBase::OnStart() {
+    // Stages must not be taken away under a pull that runs through them.
     if (m_busy || m_passOpen) {
         m_buildWaits = true;
         return;
@@ -99,6 +106,7 @@ void CChainBase::OnStop() {
         CloseChain();
     m_sourceDue = false;
     m_tail = nullptr;
+    // The front outlives the source: no way may lead to the one that goes.
     if (m_encodedInput)
         m_encodedInput->SetUpstream(nullptr);
     m_source.reset();
@@ -106,6 +114,7 @@ void CChainBase::OnStop() {
         Build();
 }
 
+// The stop first: it ends the pass that the build would have to wait for.
 void CChainBase::DoWhatWaited() {
     if (m_stopWaits) {
         m_stopWaits = false;
@@ -139,15 +148,19 @@ QLStatus CChainBase::Pump(std::int32_t lines, std::int32_t* delivered) {
     const std::int32_t most =
         std::numeric_limits<std::int32_t>::max() / std::max(m_outFormat.m_bytesPerLine, 1);
     std::int32_t count = std::min({lines, left, most});
+    // Short of memory, fewer lines will do. None at all count as no memory; a negative count is
+    // left to the tail, which refuses it.
     while (count > 0 && !m_lines.Resize(count))
         --count;
     if (count == 0)
         return QL_ERR_NO_MEMORY;
+    // Reads 0 unless another provider takes the id over.
     if (m_port.GetValue(QL_ATTR_HOLD_OUTPUT) != 0)
         return QL_HELD;
     const QLStatus status = m_tail->Read(&count, &m_lines);
     if (status != QL_OK)
         return status;
+    // Behind the read: the percentage that clients get with a band is that of the lines before it.
     m_linesDone += count;
     *delivered = count;
     return QL_OK;
@@ -164,6 +177,8 @@ QLStatus CChainBase::RunPass(std::int32_t chunk) {
             m_outFormat.m_bytesPerLine <= 0)
             return CloseChain();
         const std::int32_t bytes = chunk < 1 ? kUsualChunk : chunk;
+        // 256 KB a step, so that a band stays in the caches; wide lines still come two at a time,
+        // and a short image in five steps.
         std::int32_t step = std::max(bytes / m_outFormat.m_bytesPerLine, kFewestStepLines);
         // An image of fewer lines than steps still moves by one.
         step = std::max(std::min(step, m_outFormat.m_height / kStepsAPass), 1);
@@ -181,6 +196,7 @@ QLStatus CChainBase::RunPass(std::int32_t chunk) {
 }
 
 QLStatus CChainBase::CloseChain() {
+    // First of all: what is announced from here on finds the pass over, and may build.
     m_passOpen = false;
     m_linesDone = 0;
     m_lines.Resize(0);
@@ -190,6 +206,8 @@ QLStatus CChainBase::CloseChain() {
     return status;
 }
 
+// What is due and fits the type of output is asked of its stage before the chain is built: the
+// stages collect on the pass that follows.
 QLStatus CChainBase::OpenForAnalysis() {
     const std::int32_t type = WordInteger(m_port.GetValue(QL_ATTR_OUTPUT_TYPE));
     const bool bilevel = type == QL_OUTPUT_LINE_ART || type == QL_OUTPUT_HALFTONE;
@@ -211,6 +229,7 @@ QLStatus CChainBase::OpenForAnalysis() {
 QLStatus CChainBase::OpenForPalette() {
     if (m_passOpen)
         CloseChain();
+    // The stage of the palette takes it as a request for this pass.
     m_port.Notify(QL_ATTR_PALETTE_COLLECT);
     Build();
     if (!m_source || !m_tail)
@@ -222,6 +241,7 @@ QLStatus CChainBase::OpenForPalette() {
 void CChainBase::Analyse() {
     if (m_passOpen || !m_source)
         return;
+    // Tone is always looked at on command; the rest as far as it is wanted.
     m_pendColor = m_autoColor || m_autoExpose;
     m_pendTone = true;
     m_pendThreshold = m_autoThreshold;
@@ -233,6 +253,9 @@ void CChainBase::Analyse() {
 
 // ---- The type of output
 
+// For gray and bilevel results the matrix makes gray of the three channels, ahead of the stage that
+// takes one of them. Line art asks the threshold's cell for the mode, halftone and gray the
+// halftone cell, which reads 0 as long as nobody provides it.
 void CChainBase::SetMatrixMode() {
     std::uint64_t mode = QL_MATRIX_COLOR;
     switch (m_outputType) {
@@ -243,7 +266,7 @@ void CChainBase::SetMatrixMode() {
         case QL_OUTPUT_GRAY:
             mode = m_port.GetValue(QL_ATTR_HALFTONE_CELL);
             if (mode == 0)
-                mode = 1;
+                mode = QL_MATRIX_GRAY;
             break;
         case QL_OUTPUT_COLOR:
         case QL_OUTPUT_INDEXED:
@@ -255,6 +278,7 @@ void CChainBase::SetMatrixMode() {
 }
 
 void CChainBase::OnOutputType() {
+    // By type of output. The source that exists reads a bitmap and takes note of it only.
     constexpr std::uint32_t kRequestedTypes[] = {QL_PIXEL_BILEVEL, QL_PIXEL_HALFTONE,
                                                  QL_PIXEL_GRAY8, QL_PIXEL_RGB8, QL_PIXEL_RGB8};
     m_outputType = WordInteger(m_port.GetValue(QL_ATTR_OUTPUT_TYPE));

@@ -14,11 +14,13 @@ std::span<const QLAttribRow> CChainFull::Rows() {
 CChainFull::CChainFull(QLAttribTree* tree)
     : CChainPump(tree),
       m_port(tree, this, nullptr, &CChainFull::GetOwnAttrib, &CChainFull::SetOwnAttrib) {
+    // Stages first, in their own order: ids that two of them provide belong to the one made last.
     for (const Slot slot : Construction())
         Make(slot, tree);
     m_rows.Attach(m_port, this, Rows());
 }
 
+// Only a pass of analysis pays for the counting of its samples.
 QLStatus CChainFull::BeforeAnalysisOpen() {
     if (m_collectHistogram)
         m_port.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
@@ -33,6 +35,7 @@ QLStatus CChainFull::AfterAnalysisClose() {
     return QL_OK;
 }
 
+// Noted, so that only what was on comes on again.
 QLStatus CChainFull::HoldClip() {
     m_savedClipHigh = m_port.GetValue(QL_ATTR_CLIP_HIGH) != 0;
     if (m_savedClipHigh)
@@ -52,6 +55,7 @@ QLStatus CChainFull::ReleaseClip() {
 }
 
 QLStatus CChainFull::ProbeColor(QLColorQuery* record) {
+    // From the last stage that changes colours, and so through all of them.
     return m_invert ? m_invert->TransformColor(record) : QL_OK;
 }
 
@@ -72,12 +76,15 @@ CQLStage* CChainFull::BuildHead(CQLStage* upstream) {
 CQLStage* CChainFull::BuildVariant(CQLStage* upstream) {
     const bool tma = m_port.GetValue(QL_ATTR_TMA) != 0;
     const bool negative = m_port.GetValue(QL_ATTR_NEGATIVE) != 0;
+    // Film counts only on the adapter; the choice of negative or slide stands for as long as paper
+    // is scanned.
     const QLChainVariant variant = !tma       ? QLChainVariant::Reflective
                                    : negative ? QLChainVariant::Negative
                                               : QLChainVariant::Slide;
     // A new matrix stage takes over the mode that the type of output asked of the one before it.
     if (EnterVariant(variant, m_store))
         SetMatrixMode();
+    // Sharpening has one stage and three places: early in the head, late in the body, or none.
     const bool sharpenHere =
         m_port.GetValue(QL_ATTR_EARLY_SHARPEN) == 0 && m_port.GetValue(QL_ATTR_SKIP_SHARPEN) == 0;
     CQLStage* last = BuildHead(upstream);

@@ -9,6 +9,7 @@ namespace {
 
 // Lines that stay behind in the stream as long as more input is to be expected.
 constexpr std::int64_t kHeldLines = 5;
+// A single line waits for the next: it is not worth a pull.
 constexpr std::int64_t kFewestFeedLines = 2;
 constexpr DWORD kInformation = 64;
 
@@ -59,6 +60,7 @@ void CChainPump::ConnectOutput(CQLStage* upstream) {
     m_outputConvert.SetUpstream(upstream);
     m_sink->SetUpstream(&m_outputConvert);
     m_tail = m_sink.get();
+    // The sink says which rows it takes; the conversion before it makes them.
     m_outputConvert.SetTargetLayout(m_sink->WantedLayout());
 }
 
@@ -71,9 +73,11 @@ QLStatus CChainPump::BuildWithSink() {
     m_sink.reset();
     // No way leads to a sink that is gone, also when there is no memory for another.
     m_outputConvert.ForgetDownstream();
+    // A new one takes the four ids of the band over, and knows nothing of the image before.
     m_sink = TryNew<CBandSinkStage>(m_store);
     if (!m_sink)
         return QL_ERR_NO_MEMORY;
+    // Before the open: its header is announced from inside.
     m_sink->SetOn(true);
     if (!m_source)
         return QL_ERR_NO_SOURCE;
@@ -111,20 +115,27 @@ QLStatus CChainPump::OpenAnalysed() {
         m_firstFeed = true;
         m_holdMark = 0;
     }
+    // Whatever became of the pass. The first failure is the one that is told.
     const QLStatus released = ReleaseClip();
     return status == QL_OK ? released : status;
 }
 
 void CChainPump::Feed() {
+    // The word holds the platform's interface; whoever feeds this engine implements the class
+    // behind it.
     auto* stream =
         static_cast<CQLInputStream*>(WordPointer<IStream>(m_port.GetValue(QL_ATTR_INPUT_STREAM)));
     if (!m_passOpen || !stream)
         return;
     const std::int64_t lines = stream->m_nLines;
+    // The first feed sets the mark at what it will leave behind. Later feeds that find more leave
+    // five again; the one behind the last band finds no more than the mark, and takes all. With 20
+    // lines a band: 15 of 20, 20 of 25, ..., and 5 of 5.
     if (m_firstFeed) {
         m_holdMark = lines - kHeldLines;
         m_firstFeed = false;
     }
+    // Both counters wrap: only whether they differ says something.
     if (stream->m_cbWritten == stream->m_cbRead || lines < kFewestFeedLines)
         return;
     const std::int64_t wanted = lines > m_holdMark ? lines - kHeldLines : lines;
@@ -134,6 +145,7 @@ void CChainPump::Feed() {
         &done);
     if (status != QL_OK)
         m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
+    // A failed pump took none: the lines stay announced, and a later feed tries again.
     stream->m_nLines -= static_cast<std::uint32_t>(done);
 }
 
@@ -143,6 +155,7 @@ void CChainPump::End() {
     m_begun = false;
     m_holdMark = 0;
     m_firstFeed = true;
+    // Ahead of the close: lines that the engine adds still belong to this pass.
     m_port.Notify(QL_ATTR_END_OF_IMAGE);
     if (m_passOpen)
         CloseChain();
@@ -150,6 +163,7 @@ void CChainPump::End() {
 
 // One line a stage, in data order: what this run does to the image.
 void CChainPump::LogChain() {
+    // Asked first: the chain is walked for the log's sake only.
     if (!m_log.ShouldLog(kInformation))
         return;
     m_log.Format(kInformation, "Chain: %d x %d pixels, %d bits each", m_outFormat.m_width,
@@ -160,6 +174,7 @@ void CChainPump::LogChain() {
 void CChainPump::LogStages(const CQLStage* stage) {
     if (!stage)
         return;
+    // From the tail towards the source, told on the way back: the log reads as the data runs.
     LogStages(stage->Upstream());
     if (const char* name = ClassNameOf(stage)) {
         m_log.Format(kInformation, "Chain: %s %s", name, stage->IsActive() ? "active" : "bypassed");

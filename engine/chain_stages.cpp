@@ -36,6 +36,7 @@ constexpr S::Row Class(Slot slot, const char* name, QLLineShape shape, std::int3
     row.m_make = [](QLAttribTree* tree) -> std::unique_ptr<CQLStage> {
         return TryNew<Stage>(tree);
     };
+    // Not every class has attributes of its own.
     if constexpr (requires { Stage::Rows(); })
         row.m_attribs = &Stage::Rows;
     return row;
@@ -86,6 +87,8 @@ constexpr S::Row kTable[] = {
     Class<CInvertStage>(&S::m_invert,               "CInvertStage",        QLLineShape::InPlace,  1, kSameFormat, kAll),
 };
 
+// Not the order of the data: it is the order in which they come to the board, and where two of them
+// hold an id, the later one has it.
 constexpr Slot kFrontConstruction[] = {
     &S::m_encodedInput, &S::m_noiseSmooth, &S::m_destreak, &S::m_lineSharpen,
     &S::m_channelSharpen, &S::m_smooth,
@@ -99,6 +102,7 @@ constexpr Slot kConstruction[] = {
     &S::m_rangeClip, &S::m_threshold, &S::m_palette, &S::m_invert, &S::m_lutSharpen,
 };
 
+// Decoding first: everything behind it works on linear light in 16 bits.
 constexpr Slot kFront[] = {
     &S::m_encodedInput, &S::m_lineSharpen, &S::m_noiseSmooth, &S::m_destreak, &S::m_smooth,
     &S::m_channelSharpen,
@@ -146,6 +150,7 @@ constexpr Slot kNegativeGray[] = {
     &S::m_lutSharpen, &S::m_invert,
 };
 
+// First index: the variant, in the order of its enumerators.
 // Bodies by variant and output type; the last is that of any other type. Halftone goes the way of
 // line art in the reflective variant only, elsewhere that of gray.
 constexpr std::span<const Slot> kBodies[][kOutputTypes + 1] = {
@@ -157,6 +162,7 @@ constexpr std::span<const Slot> kBodies[][kOutputTypes + 1] = {
 
 // clang-format on
 
+// A walk over some thirty rows, when a chain is built.
 const S::Row* RowOf(Slot slot) {
     const auto* row = std::find_if(std::begin(kTable), std::end(kTable),
                                    [slot](const S::Row& r) { return r.m_slot == slot; });
@@ -177,6 +183,7 @@ bool CChainStages::Make(Slot slot, QLAttribTree* tree) {
 }
 
 // One that comes back later is a new object with the state that the board tells it.
+// First all that go, then all that come: their tables never take memory together.
 bool CChainStages::EnterVariant(QLChainVariant variant, QLAttribTree* tree) {
     for (const Row& row : kTable) {
         if (!row.LivesIn(variant))

@@ -4,12 +4,14 @@
 
 #include "engine/chain.h"
 #include "frame/try_new.h"
+#include "platform/bitmap_headers.h"
 
 namespace {
 
 constexpr struct {
     std::int32_t id;
     std::uint64_t value;
+    // Written in this order when the stages stand. An id that nobody holds swallows its value.
 } kStartValues[] = {
     {QL_ATTR_CHAIN_FLAG_116, 1},  {QL_ATTR_CHAIN_FLAG_345, 1},
     {QL_ATTR_THRESHOLD_CELL, 1},  {QL_ATTR_AUTO_THRESHOLD_ON, 1},
@@ -24,6 +26,7 @@ constexpr struct {
 CQLEngine::CQLEngine() = default;
 
 CQLEngine::~CQLEngine() {
+    // The stages leave the board before it goes.
     m_chain.reset();
     AttachTree(nullptr);
 }
@@ -33,6 +36,7 @@ HRESULT CQLEngine::Init() {
         m_treeRoot = TryNew<QLAttribTree>();
     if (m_treeRoot && !m_chain) {
         AttachTree(m_treeRoot.get());
+        // The engine's ids first: stages read the profile's numbers from inside their constructors.
         m_rows.Attach(*this, this, Rows());
         m_chain = TryNew<CChainFull>(m_treeRoot.get());
         m_rows.Attach(*this, this, HeardRows());
@@ -40,6 +44,7 @@ HRESULT CQLEngine::Init() {
             SetStartValues();
         Notify(QL_ATTR_REARM);
     }
+    // Also without a chain: commands then fall on a board where nobody listens.
     m_ready = true;
     return m_chain ? S_OK : E_FAIL;
 }
@@ -61,6 +66,7 @@ HRESULT CQLEngine::RemoveClient(std::uint32_t id) {
 HRESULT CQLEngine::AddClient(IQLImageCallback* client, std::uint32_t* id) {
     if (!client || !id)
         return E_POINTER;
+    // Ids are never given twice, and clients are called in their order.
     *id = ++m_nextClientId;
     m_clients[*id] = client;
     return S_OK;
@@ -70,6 +76,7 @@ HRESULT CQLEngine::Start() {
     if (m_ready && !m_started) {
         m_started = true;
         if (m_chain)
+            // Tells this start from those that a change of the source's kind fires.
             m_chain->StartRun();
         Notify(QL_ATTR_CMD_START);
     }
@@ -79,6 +86,7 @@ HRESULT CQLEngine::Start() {
 HRESULT CQLEngine::Stop() {
     Notify(QL_ATTR_CMD_STOP);
     m_started = false;
+    // Borrowed for one run; its owner may take it away from here on.
     m_inputStream = nullptr;
     ForgetImage();
     return S_OK;
@@ -151,12 +159,11 @@ void CQLEngine::OnHeader() {
         return;
     }
     const BITMAPINFOHEADER& header = bitmap->Header();
-    DWORD colors = header.biClrUsed;
-    if (colors == 0 && header.biBitCount < 9)
-        colors = 1u << header.biBitCount;
+    const DWORD colors = BitmapColorCount(header);
+    // Header and colours as one block, as clients take them.
     struct {
         BITMAPINFOHEADER header;
-        RGBQUAD colors[256];
+        RGBQUAD colors[kMaxBitmapColors];
     } block = {};
     block.header = header;
     const auto table = bitmap->ColorTable();
@@ -172,10 +179,13 @@ void CQLEngine::OnHeader() {
 }
 
 void CQLEngine::WriteHeaderToStream(CQLBitmap& bitmap) {
+    // Bands come with the top line first, which a negative height says of rows.
     bitmap.Header().biHeight = -bitmap.Header().biHeight;
     BITMAPFILEHEADER file = {};
     file.bfType = BITMAP_FILE_TYPE;
-    file.bfOffBits = sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER);
+    file.bfOffBits = kBitmapHeaderBytes;
+    // Sizes are those of an image without colours, and the colours follow the header all the same:
+    // who reads the stream goes by the header.
     file.bfSize = bitmap.Header().biSizeImage + file.bfOffBits;
     ULONG written = 0;
     m_outputStream->Write(&file, sizeof(file), &written);
@@ -194,20 +204,25 @@ void CQLEngine::OnBand() {
     GetRect(QL_ATTR_TAP_RECT, &rect);
     if (!band)
         return;
+    // Fits: the pump asks for no band beyond 31 bits.
     const std::int32_t length = band->Stride() * (rect.bottom - rect.top);
     if (m_outputStream) {
         ULONG written = 0;
         m_outputStream->Write(band->Data(), static_cast<ULONG>(length), &written);
         return;
     }
+    // Whole rows out of the pump's own buffer: nothing is copied.
     m_bandRect = rect;
     CallClients(QL_IMAGE_CALLBACK_DIB_BUFFER,
                 static_cast<std::uint32_t>(GetInteger(QL_ATTR_PERCENT_DONE)), length, band->Data());
 }
 
 void CQLEngine::OnEndOfImage() {
+    // Who cancelled wants no lines; everybody else is owed as many as the header said.
     if (!m_cancelled && m_bandRect.bottom < m_imageHeight)
         FillWhite();
+    // An image of which nothing went out ends by a message of its own; else the last band was the
+    // end.
     const bool noBands = m_bandRect.bottom == 0;
     if (noBands)
         CallClients(QL_IMAGE_CALLBACK_DONE, 100, 0, nullptr);
@@ -224,7 +239,10 @@ void CQLEngine::ForgetImage() {
 
 // Lines that never came are delivered white. They are not padded to bitmap rows.
 void CQLEngine::FillWhite() {
+    // Never the end: 100 % belongs to images that came whole.
     constexpr std::uint32_t kFillPercent = 99;
+    // One line serves for all that are missing. 0xFF is white in gray, in colour, and in bits whose
+    // second colour is white.
     const std::int64_t bytes = std::int64_t{m_imageWidth} * m_imageBits / 8;
     const auto white = TryNewRaw<std::uint8_t>(static_cast<std::size_t>(bytes));
     if (!white)

@@ -20,8 +20,11 @@ std::span<const QLAttribRow> CQLEngine::Rows() {
     using E = CQLEngine;
     using R = QLRowsOf<E>;
     static constexpr QLAttribRow rows[] = {
+        // Takes no note of what is written, and reads 0; to write it is to announce it.
         R::Provides(QL_ATTR_STATUS),
         R::Provides(QL_ATTR_SKIP_SHARPEN).Reads<&E::m_skipSharpen>(),
+        // A pointer to the platform's interface, for each reader to cast to what it knows the
+        // stream to be.
         R::Provides(QL_ATTR_INPUT_STREAM).Reads<&E::InputStream>(),
         R::Provides(QL_ATTR_OUTPUT_STREAM).Reads<&E::m_outputStream>(),
         R::Provides(QL_ATTR_ADF).Reads<&E::m_useFeeder>().Writes<&E::SetUseFeeder>(),
@@ -42,6 +45,7 @@ std::span<const QLAttribRow> CQLEngine::Rows() {
             .Points<&E::m_densityMatrix>()
             .Copies<&E::m_densityMatrix>(),
         R::Provides(QL_ATTR_POST_MATRIX).Points<&E::m_postMatrix>().Copies<&E::m_postMatrix>(),
+        // Eighteen ids in one run: the curves of slides, and a second copy of them.
         R::Provides(QL_ATTR_SLIDE_CURVE_0, QL_ATTR_SLIDE_B_CURVE_8).Reads<&E::SlideCurve>(),
         R::Provides(QL_ATTR_TONE_GAMMA_R, QL_ATTR_TONE_GAMMA_B).Reads<&E::ToneGamma>(),
         R::Provides(QL_ATTR_TONE_BLACK_R, QL_ATTR_TONE_BLACK_B).Reads<&E::ToneBlack>(),
@@ -82,6 +86,7 @@ std::int32_t CQLEngine::LidColor() const {
 }
 
 double CQLEngine::GrayTone(std::int32_t index) const {
+    // In the order of their ids: black, gain, gamma.
     const double values[] = {m_grayCoeffs.m_offset, m_grayCoeffs.m_gain, m_grayCoeffs.m_gamma};
     return values[index];
 }
@@ -95,10 +100,13 @@ double CQLEngine::SlideCurve(std::int32_t index) const {
     return CurveCoefficient(index < 9 ? m_slideCoeffs : m_slideCoeffsB, index % 9);
 }
 
+// Of the sources for paper. Slides and negatives have records and ids of their own.
 const CoeffRecord& CQLEngine::SelectedCoeffs() const {
     return m_useFeeder ? m_feederCoeffs : m_flatbedCoeffs;
 }
 
+// The flatbed's and the feeder's numbers stand under the same ids: stages that keep what they read
+// are told when the other ones hold.
 void CQLEngine::SetUseFeeder(bool useFeeder) {
     if (useFeeder == m_useFeeder)
         return;

@@ -3,9 +3,10 @@
 #include <array>
 #include <cstring>
 
-#include "engine/chain.h"
 #include "engine/engine.h"
+#include "engine/private_properties.h"
 #include "frame/fixed_point.h"
+#include "frame/output_type.h"
 #include "platform/wia.h"
 
 namespace {
@@ -68,6 +69,7 @@ bool ReadNumber(IQLItemProperties* properties, DWORD id, LONG* value) {
 template <typename Record>
 void ReadRecord(IQLItemProperties* properties, DWORD id, Record* target) {
     Record record = {};
+    // Into a copy first: a read that fails may have written half of it.
     if (properties->ReadBin(id, sizeof(record), reinterpret_cast<BYTE*>(&record)) == S_OK)
         std::memcpy(static_cast<void*>(target), static_cast<const void*>(&record), sizeof(record));
 }
@@ -80,9 +82,11 @@ HRESULT CQLEngine::ReadItemSettings(IQLItemProperties* properties) {
     LONG value = 0;
     if (ReadNumber(properties, WIA_IPA_DATATYPE, &value) &&
         (value == WIA_DATA_THRESHOLD || value == WIA_DATA_GRAYSCALE || value == WIA_DATA_COLOR))
+        // Items and engine use the same numbers for these three.
         SetValue(QL_ATTR_OUTPUT_TYPE, IntegerWord(value));
     LONG method = 0;
     const HRESULT hr = properties->ReadLong(QL_PROP_EXPOSURE_METHOD, &method);
+    // An item without this property is none of an image: its other settings mean nothing here.
     if (hr != S_OK)
         return hr;
     ReadTone(properties, method != 0);
@@ -90,6 +94,7 @@ HRESULT CQLEngine::ReadItemSettings(IQLItemProperties* properties) {
     if (ReadSource(properties))
         ReadTone(properties, method != 0);
     ReadRecord(properties, QL_PROP_DEFAULTS, &m_defaults);
+    // Once in the engine's life: the tables belong to the device, not to a setting.
     if (!m_profileLoaded && m_defaults.m_valid == 1)
         TakeProfile(properties);
     return S_OK;
@@ -105,6 +110,7 @@ void CQLEngine::ReadTone(IQLItemProperties* properties, bool levels) {
     } else {
         for (const Setting& setting : kExposure) {
             if (ReadNumber(properties, setting.property, &value)) {
+                // -1000 to 1000 become -128 to 128, towards zero.
                 const std::int64_t scaled = value * kAttributeFull / kPropertyFull;
                 SetValue(setting.attribute, IntegerWord(static_cast<std::int32_t>(scaled)));
             }
@@ -128,15 +134,19 @@ void CQLEngine::ReadThreshold(IQLItemProperties* properties) {
         return;
     std::int64_t threshold = 0;
     if (value != 0) {
+        // Brightness -1000 to 1000 becomes 65536 to 0: the brighter, the less is black.
         threshold = (kPropertyFull - value) * 65536 / 2000;
     } else {
         if (!ReadNumber(properties, WIA_IPS_THRESHOLD, &value))
             return;
+        // 0 to 127 become the upper ends of 128 even parts of the 16-bit scale.
         threshold = (std::int64_t{value} + 1) * 512 - 1;
     }
     SetValue(QL_ATTR_THRESHOLD, IntegerWord(Clamp(threshold, 0, kSampleMax)));
 }
 
+// The adapter goes before the kind of film: each change builds stages at once, and without the
+// adapter there is no film to build for.
 bool CQLEngine::ReadSource(IQLItemProperties* properties) {
     // Whether the original is a negative counts on the adapter only.
     const auto road = [this] {
@@ -166,6 +176,7 @@ void CQLEngine::TakeProfile(IQLItemProperties* properties) {
     ReadRecord(properties, QL_PROP_SLIDE_COEFFS_B, &m_slideCoeffsB);
     ReadRecord(properties, QL_PROP_NEG_COEFFS, &m_negCoeffs);
     ReadRecord(properties, QL_PROP_GRAY, &m_grayCoeffs);
+    // Stages read the numbers back one by one, and rebuild their tables at the next open.
     for (const auto& run : kAnnounced) {
         for (std::int32_t id = run.first; id <= run.last; ++id)
             Notify(id);
@@ -173,6 +184,7 @@ void CQLEngine::TakeProfile(IQLItemProperties* properties) {
     m_profileLoaded = true;
 }
 
+// The way in backwards, each number truncated.
 HRESULT CQLEngine::PublishDefaults(IQLItemProperties* properties) {
     if (!properties)
         return E_INVALIDARG;
@@ -184,6 +196,7 @@ HRESULT CQLEngine::PublishDefaults(IQLItemProperties* properties) {
         properties->WriteLong(setting.property, GetInteger(setting.attribute));
     properties->WriteLong(QL_PROP_GAMMA, TruncToI32(GetFixed(QL_ATTR_GAMMA) * 1000.0));
     properties->WriteLong(QL_PROP_SATURATION, TruncToI32(GetFixed(QL_ATTR_SATURATION) * 1000.0));
+    // Hue goes back in whole units only.
     properties->WriteLong(QL_PROP_HUE_X, TruncToI32(GetFixed(QL_ATTR_HUE_X)) * 100);
     properties->WriteLong(QL_PROP_HUE_Y, TruncToI32(GetFixed(QL_ATTR_HUE_Y)) * 100);
     properties->WriteLong(QL_PROP_SHARPEN_LEVEL, GetInteger(QL_ATTR_SHARPEN_LEVEL));

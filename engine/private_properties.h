@@ -3,30 +3,34 @@
 
 #include <cstdint>
 
-// TMA stands for the transparency adapter.
+// Settings are 32-bit integers, tables are bytes of the records in profile/attrib_records.h. TMA
+// stands for the transparency adapter.
 enum QLPrivateProperty : std::uint32_t {
-    QL_PROP_TMA_SELECT = 71683,
-    QL_PROP_TMA_METHOD = 71684,
-    QL_PROP_SCANNER_CHANNEL = 71685,
-    QL_PROP_EXPOSURE_METHOD = 71686,
+    QL_PROP_TMA_SELECT = 71683,       // of the root item: 1 for the adapter
+    QL_PROP_TMA_METHOD = 71684,       // 0 slides, 1 negatives
+    QL_PROP_SCANNER_CHANNEL = 71685,  // 0 all three colours, 1 gray, 2 to 4 one sensor
+    QL_PROP_EXPOSURE_METHOD = 71686,  // 0 brightness and contrast, 1 the three levels
+    // -100 to 100.
     QL_PROP_HIGHLIGHT_LEVEL = 71689,
     QL_PROP_SHADOW_LEVEL = 71690,
     QL_PROP_MIDTONE_LEVEL = 71691,
-    QL_PROP_GAMMA = 71692,
-    QL_PROP_HUE_X = 71693,
-    QL_PROP_HUE_Y = 71694,
-    QL_PROP_SHARPEN_LEVEL = 71695,
-    QL_PROP_SATURATION = 71696,
-    QL_PROP_DEFAULTS = 71698,
+    QL_PROP_GAMMA = 71692,          // in 1/1000
+    QL_PROP_HUE_X = 71693,          // in 1/100
+    QL_PROP_HUE_Y = 71694,          // in 1/100
+    QL_PROP_SHARPEN_LEVEL = 71695,  // 0 to 5
+    QL_PROP_SATURATION = 71696,     // in 1/1000, 0 to 1500
+    QL_PROP_DEFAULTS = 71698,       // DefaultsRecord
+    // Colour, nine doubles by rows.
     QL_PROP_FLATBED_MATRIX = 71699,
     QL_PROP_SLIDE_MATRIX = 71700,
     QL_PROP_FEEDER_MATRIX = 71701,
+    // Tone of each kind of original, CoeffRecord.
     QL_PROP_FLATBED_COEFFS = 71702,
     QL_PROP_FEEDER_COEFFS = 71703,
     QL_PROP_SLIDE_COEFFS = 71704,
     QL_PROP_SLIDE_COEFFS_B = 71705,
     QL_PROP_NEG_COEFFS = 71706,
-    QL_PROP_GRAY = 71707,
-    QL_PROP_DENSITY_MATRIX = 71708,
-    QL_PROP_POST_MATRIX = 71709,
+    QL_PROP_GRAY = 71707,            // GrayRecord
+    QL_PROP_DENSITY_MATRIX = 71708,  // of negatives, 18 doubles: three rows of six
+    QL_PROP_POST_MATRIX = 71709,     // nine doubles by rows
 };

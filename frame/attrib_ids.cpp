@@ -5,12 +5,15 @@
 
 namespace {
 
+// The list of the header once more, as rows to search: enumerators and rows come out of the same
+// lines and can't drift apart.
 constexpr QLAttribInfo kAttribs[] = {
 #define QL_ATTRIB_ROW(id, name, kind) {id, #name, QLAttribKind::kind},
     QL_ATTRIB_TABLE(QL_ATTRIB_ROW)
 #undef QL_ATTRIB_ROW
 };
 
+// A line that an edit has lost or doubled stops the build. The look-up by id needs the order.
 static_assert(std::size(kAttribs) == 254);
 static_assert(std::is_sorted(std::begin(kAttribs), std::end(kAttribs),
                              [](const QLAttribInfo& a, const QLAttribInfo& b) {
@@ -38,6 +41,7 @@ const QLAttribInfo* FindAttrib(std::int32_t id) {
     return row != std::end(kAttribs) && row->m_id == id ? row : nullptr;
 }
 
+// For names that a person types. Linear: that happens a few times in the life of a program.
 const QLAttribInfo* FindAttrib(std::string_view name) {
     for (const QLAttribInfo& row : kAttribs) {
         if (EqualNoCase(row.m_name, name) || EqualNoCase(row.m_name.substr(kPrefix.size()), name))

@@ -5,6 +5,8 @@
 
 namespace {
 
+// A run goes id by id, upwards. A row that only answers stays off the board: the id belongs to
+// another participant there, and this one answers when it is asked directly.
 void RegisterRow(CQLAttribStore& store, const QLAttribRow& row) {
     for (std::int32_t id = row.m_first; id <= row.m_last; ++id) {
         switch (row.m_role) {
@@ -23,6 +25,7 @@ void RegisterRow(CQLAttribStore& store, const QLAttribRow& row) {
     }
 }
 
+// Ranges are doubles, which hold every 32-bit integer exactly.
 // The word as the row lets it pass.
 std::uint64_t Admit(const QLAttribRow& row, std::uint64_t word) {
     if (row.m_lowByte)
@@ -38,6 +41,7 @@ std::uint64_t Admit(const QLAttribRow& row, std::uint64_t word) {
 // Takes a word, and does what a change does.
 void Take(CQLAttribStore& store, const QLAttribRow& row, void* owner, std::int32_t id,
           std::uint64_t word) {
+    // A row that keeps nothing has no old value to compare: each announcement counts as a change.
     const bool changed = !row.m_put || row.m_put(owner, id - row.m_first, Admit(row, word));
     if (!changed && !row.m_always)
         return;
@@ -50,6 +54,7 @@ void Take(CQLAttribStore& store, const QLAttribRow& row, void* owner, std::int32
 }  // namespace
 
 void CQLAttribRows::AttachTable(CQLAttribStore& store, const Table& table) {
+    // No line of descent is longer; one that is would lose attributes without a word.
     assert(m_count < kMostTables);
     if (m_count == kMostTables)
         return;
@@ -60,6 +65,7 @@ void CQLAttribRows::AttachTable(CQLAttribStore& store, const Table& table) {
 }
 
 const QLAttribRow* CQLAttribRows::Find(std::int32_t id, void** owner) const {
+    // From the last table to the first: the rows of a derived class go before those of its base.
     for (std::size_t t = m_count; t-- > 0;) {
         const Table& table = m_tables[t];
         const auto row = std::find_if(table.m_rows.begin(), table.m_rows.end(),
@@ -91,6 +97,8 @@ void CQLAttribRows::OnNotify(CQLAttribStore& store, std::int32_t id) const {
     const QLAttribRow* row = Find(id, &owner);
     if (!row)
         return;
+    // Fired at its provider, an id is a command. To the others it says that there may be another
+    // value, which they fetch from whoever provides it now.
     if (row->m_role == QLAttribRole::Provides) {
         if (row->m_fired)
             row->m_fired(owner);

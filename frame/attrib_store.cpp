@@ -28,6 +28,7 @@ struct QLAttribNode {
         Walk(const Walk&) = delete;
         Walk& operator=(const Walk&) = delete;
 
+        // Steps on before the client is called: the client may take itself out of the list.
         CQLAttribStore* Next() {
             if (!m_next)
                 return nullptr;
@@ -36,6 +37,8 @@ struct QLAttribNode {
             return client;
         }
 
+        // Walks of one node nest, when a client that is being told fires the same id again. Each
+        // knows the one around it, so that a removal reaches all of them.
         QLAttribNode& m_node;
         QLAttribObserver* m_next;
         Walk* m_outer;
@@ -43,12 +46,15 @@ struct QLAttribNode {
 
     explicit QLAttribNode(std::int32_t id) : m_id(id) {}
     ~QLAttribNode() {
+        // One by one: the chain would else be torn down by recursion, as deep as it is long.
         while (m_observers)
             m_observers = std::move(m_observers->m_next);
     }
     QLAttribNode(const QLAttribNode&) = delete;
     QLAttribNode& operator=(const QLAttribNode&) = delete;
 
+    // At the head: who came last is told first. Without memory for the entry the client hears
+    // nothing; the board has no errors of its own.
     void Add(CQLAttribStore* client) {
         auto entry = TryNew<QLAttribObserver>();
         if (!entry)
@@ -101,6 +107,8 @@ struct QLAttribNode {
 
 namespace {
 
+// No balance is kept: a look-up costs at worst as many steps as there are ids, some 250, and
+// happens at open and in announcements, never for a line.
 QLAttribNode* FindNode(const QLAttribTree* tree, std::int32_t id) {
     QLAttribNode* node = tree ? tree->m_root.get() : nullptr;
     while (node && node->m_id != id)
@@ -108,6 +116,7 @@ QLAttribNode* FindNode(const QLAttribTree* tree, std::int32_t id) {
     return node;
 }
 
+// An id that nobody ever named has no node, which is how a write to it can fail.
 // The node of an id, made when it is new. Null without a tree or without memory.
 QLAttribNode* FindOrAddNode(QLAttribTree* tree, std::int32_t id, bool* added) {
     *added = false;
@@ -125,6 +134,7 @@ QLAttribNode* FindOrAddNode(QLAttribTree* tree, std::int32_t id, bool* added) {
     return place->get();
 }
 
+// In ascending order of ids.
 template <typename Visit>
 void ForEachNode(QLAttribNode* node, const Visit& visit) {
     if (!node)
@@ -140,6 +150,8 @@ QLAttribTree::QLAttribTree() = default;
 QLAttribTree::~QLAttribTree() = default;
 
 std::uint64_t ToFixed(double x) {
+    // Nearest for positive numbers; a negative one lands up to a whole step nearer to zero. So 0.1
+    // travels as 6554 and reads back as 6554 / 65536.
     return IntegerWord(TruncToI32(x * 65536.0 + 0.5));
 }
 
@@ -148,6 +160,7 @@ double FromFixed(std::uint64_t word) {
 }
 
 CQLAttribStore::~CQLAttribStore() {
+    // The derived class is gone by now: nothing on the board may lead here any more.
     LeaveTree();
 }
 
@@ -159,12 +172,14 @@ void CQLAttribStore::SetAttrib(std::int32_t, std::uint64_t) {}
 
 void CQLAttribStore::OnAttribNotify(std::int32_t) {}
 
+// One participant, one tree: what it left behind in another would go on calling it.
 void CQLAttribStore::AttachTree(QLAttribTree* tree) {
     if (tree != m_tree)
         LeaveTree();
     m_tree = tree;
 }
 
+// The walk over the whole tree saves each participant a list of what it took.
 // A participant that goes leaves no pointer to itself in the tree.
 void CQLAttribStore::LeaveTree() {
     if (!m_tree)
@@ -181,6 +196,8 @@ void CQLAttribStore::RegisterProvider(std::int32_t id) {
     QLAttribNode* node = FindOrAddNode(m_tree, id, &added);
     if (!node)
         return;
+    // Who waited for the id, or read it from an earlier provider, takes over what it holds now.
+    // Nobody can wait for an id that has just got its node.
     node->m_provider = this;
     if (!added)
         node->NotifyObservers();
@@ -213,6 +230,7 @@ void CQLAttribStore::Notify(std::int32_t id) {
     QLAttribNode* node = FindNode(m_tree, id);
     if (!node)
         return;
+    // The provider first: subscribers that read the value back find what the command made of it.
     if (node->m_provider)
         node->m_provider->OnAttribNotify(id);
     node->NotifyObservers();
@@ -224,6 +242,7 @@ bool CQLAttribStore::SetValue(std::int32_t id, std::uint64_t value) {
         return false;
     if (!node->m_provider)
         return true;
+    // The provider isn't told: it has just been given the value.
     node->m_provider->SetAttrib(id, value);
     node->NotifyObservers();
     return true;
@@ -253,6 +272,7 @@ QLRect* CQLAttribStore::GetRect(std::int32_t id, QLRect* rect) {
     return rect;
 }
 
+// Three rows of six, for colour that is worked out in density.
 double* CQLAttribStore::GetMatrix18(std::int32_t id, double* out) {
     if (const auto* source = WordPointer<const double>(GetValue(id)))
         std::memcpy(out, source, 18 * sizeof(double));

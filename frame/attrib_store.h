@@ -13,7 +13,6 @@
 // All calls are made on one thread at a time.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 

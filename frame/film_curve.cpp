@@ -8,7 +8,9 @@
 
 namespace {
 
-// Low, nominal and high density by row.
+// Row r belongs to an exposure of r density steps along the input axis. A density d lets through
+// 10^-d of the light: 0 is clear film, 3.33 passes a two-thousandth. Rows before the pivot give
+// dark output and are dense, those behind it thin. Low, nominal and high density by row.
 constexpr QLFilmRow kFilmA[kFilmRows] = {
     {3.33, 3.33, 2.38}, {3.33, 3.12, 2.24}, {3.33, 2.95, 2.15}, {3.33, 2.78, 2.04},
     {3.33, 2.60, 1.93}, {3.33, 2.43, 1.81}, {3.33, 2.26, 1.70}, {3.33, 2.08, 1.59},
@@ -47,6 +49,7 @@ CFilmCurveLut::CFilmCurveLut(std::int32_t size, const QLFilmRow* rows, double st
       m_rowCount(rowCount),
       m_pivotRow(pivotRow) {}
 
+// Densities below 0, which shifts make of the first rows, lie at full scale.
 std::int32_t CFilmCurveLut::DensityToCode(double density) const {
     const std::int32_t code = TruncToI32(std::pow(10.0, -density) * (Size() - 1));
     return std::clamp(code, 0, std::max(Size() - 1, 0));
@@ -63,9 +66,12 @@ double CFilmCurveLut::RowDensity(std::int32_t row, double high, double low) cons
                        : down * -bend + t.nominal * (1.0 + bend);
 }
 
+// The rows are joined by straight lines between codes, not between densities: 26 pieces, closer
+// together the darker the input is, as the eye wants it.
 void CFilmCurveLut::Draw(double shift, double high, double low, const CQLLut* warp) {
     if (!Table() || m_rowCount < 1)
         return;
+    // With a warp the input axis is not linear light but the exponent that the gamma puts on it.
     const auto input = [&](double density) {
         const std::int32_t code = DensityToCode(density);
         return warp ? std::int32_t{warp->At(code)} : code;
@@ -86,6 +92,8 @@ void CFilmCurveLut::Draw(double shift, double high, double low, const CQLLut* wa
         Set(i, thinValue);
 }
 
+// The answer tells callers whether what they have made of the curve is stale. Arguments are
+// compared exactly: any other number is another curve.
 bool CFilmCurveLut::BuildCurve(double shift, double high, double low) {
     if (high == m_lastHigh && low == m_lastLow && shift == m_lastShift)
         return false;
@@ -103,6 +111,9 @@ bool CFilmCurveLut::BuildCurveGamma(double shift, double high, double low, doubl
         m_helper = TryNew<CQLLut>(Size(), kPlain);
     if (!m_helper || m_helper->Size() != Size())
         return false;
+    // Inverting a gamma curve point by point costs more than the film curve itself; it is kept
+    // while the gamma stays. Arguments are noted only when the build can't fail any more, so that
+    // the next call tries again.
     if (gamma != m_lastGamma) {
         m_helper->BuildGamma(gamma);
         if (!m_helper->Invert(*m_helper))

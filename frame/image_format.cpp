@@ -1,8 +1,8 @@
 #include "frame/image_format.h"
 
+#include <cstddef>
 #include <iterator>
 #include <limits>
-#include <utility>
 
 namespace {
 
@@ -18,7 +18,7 @@ enum class Stride : std::uint8_t {
 };
 
 // Which column of the layout table a pixel type goes by.
-enum class Group : std::uint8_t { None, Colour, Gray, Four, Index, BilevelA, BilevelB };
+enum class Group : std::uint8_t { Colour, Gray, Four, Index, BilevelA, BilevelB, None };
 
 struct Geometry {
     Group group;
@@ -30,7 +30,9 @@ struct Geometry {
     Stride stride;
 };
 
-// By pixel type.
+// By pixel type: significant bits, and storage behind them. Types of the same geometry differ in
+// what their values mean: colour order, encoding, byte order. Rows of padded gray (13) belong to no
+// group: no layout makes anything else of them.
 constexpr Geometry kGeometry[] = {
     /*  0 */ {Group::Colour, 3, 8, 24, 3, 1, Stride::Packed},
     /*  1 */ {Group::Colour, 3, 8, 24, 3, 1, Stride::Padded},
@@ -62,47 +64,56 @@ constexpr Geometry kGeometry[] = {
     /* 27 */ {Group::BilevelB, 1, 1, 1, 1, 1, Stride::BitRow},
 };
 
-// The pixel type that a layout makes of each group.
-struct LayoutRow {
-    std::uint32_t layout;
-    std::uint8_t colour, gray, four, index, bilevelA, bilevelB;
-};
-constexpr LayoutRow kLayouts[] = {
-    {2, 9, 19, 14, 22, 24, 26}, {3, 3, 13, 15, 23, 25, 26}, {4, 1, 13, 15, 23, 25, 27},
-    {5, 0, 12, 14, 22, 24, 26}, {6, 0, 12, 14, 22, 24, 26}, {7, 0, 12, 14, 22, 24, 26},
-    {8, 9, 19, 14, 22, 24, 26}, {9, 0, 12, 12, 0, 12, 12},  {10, 9, 19, 14, 22, 24, 26},
-};
+// The pixel types that a layout makes of the groups, in their order.
+using LayoutTypes = QLPixelType[6];
+constexpr LayoutTypes kDeep = {QL_PIXEL_RGB16,  QL_PIXEL_GRAY16,  QL_PIXEL_4BIT,
+                               QL_PIXEL_INDEX8, QL_PIXEL_BILEVEL, QL_PIXEL_HALFTONE};
+constexpr LayoutTypes kPacked = {QL_PIXEL_RGB8,   QL_PIXEL_GRAY8,   QL_PIXEL_4BIT,
+                                 QL_PIXEL_INDEX8, QL_PIXEL_BILEVEL, QL_PIXEL_HALFTONE};
+// Halftone rows have no padding in this layout.
+constexpr LayoutTypes kPadded = {QL_PIXEL_XRGB8,       QL_PIXEL_GRAY8_ROWS,   QL_PIXEL_4BIT_ROWS,
+                                 QL_PIXEL_INDEX8_ROWS, QL_PIXEL_BILEVEL_ROWS, QL_PIXEL_HALFTONE};
+constexpr LayoutTypes kBitmapRows = {QL_PIXEL_BGR8_ROWS,    QL_PIXEL_GRAY8_ROWS,
+                                     QL_PIXEL_4BIT_ROWS,    QL_PIXEL_INDEX8_ROWS,
+                                     QL_PIXEL_BILEVEL_ROWS, QL_PIXEL_HALFTONE_ROWS};
+constexpr LayoutTypes kUnpacked = {QL_PIXEL_RGB8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8,
+                                   QL_PIXEL_RGB8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8};
+
+// Null for layouts that ask for nothing.
+const LayoutTypes* TypesOf(std::uint32_t layout) {
+    switch (layout) {
+        case QL_LAYOUT_INTERNAL:
+        case QL_LAYOUT_DEEP:
+        case QL_LAYOUT_DEEP_BLUE_FIRST:
+            return &kDeep;
+        case QL_LAYOUT_PADDED:
+            return &kPadded;
+        case QL_LAYOUT_BITMAP_ROWS:
+            return &kBitmapRows;
+        case QL_LAYOUT_PACKED:
+        case QL_LAYOUT_PACKED_B:
+        case QL_LAYOUT_PACKED_C:
+            return &kPacked;
+        case QL_LAYOUT_UNPACKED:
+            return &kUnpacked;
+        default:
+            return nullptr;
+    }
+}
 
 std::uint32_t TypeForLayout(std::uint32_t type, std::uint32_t layout) {
-    if (type >= std::size(kGeometry))
+    const LayoutTypes* types = TypesOf(layout);
+    if (!types || type >= std::size(kGeometry))
         return type;
     // Padded index rows have no packed internal form of their own.
     if (layout == QL_LAYOUT_INTERNAL && type == QL_PIXEL_INDEX8_ROWS)
         return type;
-    for (const LayoutRow& row : kLayouts) {
-        if (row.layout != layout)
-            continue;
-        switch (kGeometry[type].group) {
-            case Group::Colour:
-                return row.colour;
-            case Group::Gray:
-                return row.gray;
-            case Group::Four:
-                return row.four;
-            case Group::Index:
-                return row.index;
-            case Group::BilevelA:
-                return row.bilevelA;
-            case Group::BilevelB:
-                return row.bilevelB;
-            case Group::None:
-                return type;
-        }
-    }
-    return type;
+    const auto group = static_cast<std::size_t>(kGeometry[type].group);
+    return group < std::size(*types) ? (*types)[group] : type;
 }
 
 std::int32_t StrideOf(const Geometry& geometry, std::int32_t width) {
+    // In 64 bits: six bytes a pixel take a wide line beyond 31 bits, and such a line has no stride.
     const std::int64_t w = width;
     std::int64_t bytes = 0;
     switch (geometry.stride) {
@@ -117,6 +128,7 @@ std::int32_t StrideOf(const Geometry& geometry, std::int32_t width) {
         case Stride::Nibbles:
             bytes = (w + 1) / 2;
             break;
+        // 32-bit units of eight pixels.
         case Stride::NibbleRow:
             bytes = (4 * w + 31) / 32 * 4;
             break;
@@ -155,6 +167,8 @@ void QLImageFormat::SetHeight(std::int32_t height) {
 }
 
 void QLImageFormat::SetRotation(std::int32_t degrees) {
+    // Anything short of a quarter turn is none: the division truncates. The sum of the turns may
+    // pass 360; only differences count.
     const std::int64_t steps = (std::int64_t{degrees} - m_rotation) / 90;
     const auto turn = static_cast<std::int32_t>(((steps % 4) + 4) % 4);
     m_rotation += turn * 90;
@@ -167,6 +181,8 @@ void QLImageFormat::SetRotation(std::int32_t degrees) {
 }
 
 void QLImageFormat::RecomputeLayout() {
+    // The request stands as long as the layout does: each later type, width or height goes by it
+    // too.
     m_pixelType = TypeForLayout(m_pixelType, m_layout);
     if (m_pixelType >= std::size(kGeometry) || m_pixelType == QL_PIXEL_OPAQUE)
         return;
@@ -180,6 +196,8 @@ void QLImageFormat::RecomputeLayout() {
 }
 
 std::int32_t QLImageFormat::PaddingBytes() const {
+    // Significant bytes are those that hold a whole pixel's bits, but for 4-bit lines of odd width:
+    // the byte of the last, lone pixel counts as padding.
     // Without a stride there is no line that could be filled up.
     if (m_pixelType >= std::size(kGeometry) || m_bytesPerLine <= 0)
         return 0;

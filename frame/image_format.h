@@ -42,14 +42,16 @@ enum QLPixelType : std::uint32_t {
 // Delivery layouts: requests that rewrite the pixel type.
 inline constexpr std::uint32_t QL_LAYOUT_AS_IS = 1;
 inline constexpr std::uint32_t QL_LAYOUT_INTERNAL = 2;  // 16-bit samples, red first
-// Colour behind a pad byte, gray complemented, rows padded with ones.
+// Colour behind a pad byte; gray complemented, its rows padded with ones.
 inline constexpr std::uint32_t QL_LAYOUT_PADDED = 3;
 inline constexpr std::uint32_t QL_LAYOUT_BITMAP_ROWS = 4;  // rows of a device-independent bitmap
 // 8-bit samples, red first, rows without gaps; the three differ for bilevel lines only.
 inline constexpr std::uint32_t QL_LAYOUT_PACKED = 5;
 inline constexpr std::uint32_t QL_LAYOUT_PACKED_B = 6;
 inline constexpr std::uint32_t QL_LAYOUT_PACKED_C = 7;
-inline constexpr std::uint32_t QL_LAYOUT_DEEP = 8;              // 16-bit samples, red first
+inline constexpr std::uint32_t QL_LAYOUT_DEEP = 8;  // 16-bit samples, red first
+// 8-bit samples of whatever there is: 4-bit, bilevel and indexed lines count as gray or colour too.
+inline constexpr std::uint32_t QL_LAYOUT_UNPACKED = 9;
 inline constexpr std::uint32_t QL_LAYOUT_DEEP_BLUE_FIRST = 10;  // 16-bit samples, blue first
 
 struct QLImageFormat {
@@ -89,11 +91,11 @@ struct QLImageFormat {
     std::int32_t m_bytesPerLine = 0;     // derived: storage of one line
     std::uint32_t m_bytesPerSample = 0;  // derived: 1 or 2
     bool m_sharpenBoostOn = false;       // m_sharpenBoost is to be honoured; no stage sets it
-    bool m_normalPolarity = true;
-    double m_sharpenBoost = 1.0;
-    std::int32_t m_sourceRect[4] = {};  // carried along
-    bool m_sourceRectValid = false;     // carried along
-    std::int32_t m_rotation = 0;        // degrees of rotation already applied
+    bool m_normalPolarity = true;        // false: light and dark have changed places
+    double m_sharpenBoost = 1.0;         // strength of sharpening grows by its square root
+    std::int32_t m_sourceRect[4] = {};   // carried along
+    bool m_sourceRectValid = false;      // carried along
+    std::int32_t m_rotation = 0;         // degrees of rotation already applied
     // Palette of an indexed image; owned by the stage that set it.
     const QLPaletteTable* m_palette = nullptr;
 };

@@ -5,10 +5,12 @@
 #include <cstring>
 
 bool CQLLineBuffer::Resize(std::int32_t lines, std::int32_t extraBytes) {
+    // Stages ask before every pull; nearly always the size stands, and so do the contents.
     if (lines == m_lines && m_format->m_bytesPerLine == m_stride && m_data)
         return true;
     if (lines < 0 || m_external)
         return false;
+    // Given up before the new block is asked for, so that the two never take memory together.
     m_owned.reset();
     m_data = nullptr;
     m_lines = 0;
@@ -25,6 +27,7 @@ bool CQLLineBuffer::Resize(std::int32_t lines, std::int32_t extraBytes) {
     m_data = m_owned.get();
     m_lines = lines;
     m_stride = stride;
+    // White in gray and colour: a line that nobody writes looks like paper.
     std::memset(m_data, 0xFF, bytes);
     return true;
 }
@@ -36,6 +39,7 @@ std::uint8_t* CQLLineBuffer::LinePointer(std::int32_t y) const {
                         static_cast<std::size_t>(m_stride);
 }
 
+// Clamped to the block: at its border, neighbours that lie outside are the nearest pixel inside.
 std::uint8_t* CQLLineBuffer::PixelPointer(std::int32_t x, std::int32_t y) const {
     std::uint8_t* line = LinePointer(y);
     if (!line)
@@ -44,6 +48,7 @@ std::uint8_t* CQLLineBuffer::PixelPointer(std::int32_t x, std::int32_t y) const 
     return line + static_cast<std::size_t>(column) * m_format->m_bytesPerPixel;
 }
 
+// Finished halftone rows are not among the types that are addressed by pixel.
 std::uint8_t* CQLLineBuffer::BytePointer(std::int32_t x, std::int32_t y) const {
     const std::uint32_t type = m_format->m_pixelType;
     if (type != QL_PIXEL_BILEVEL && type != QL_PIXEL_BILEVEL_ROWS && type != QL_PIXEL_HALFTONE)

@@ -22,7 +22,8 @@ class CQLLineBuffer {
 
     // Makes room for `lines` lines of the format's present stride; keeps memory and contents when
     // the size is that already, else the lines hold 0xFF. False for a negative count, for external
-    // memory and when there is no memory.
+    // memory and when there is no memory. `extraBytes` more, of any value, stand behind the last
+    // line.
     bool Resize(std::int32_t lines, std::int32_t extraBytes = 0);
 
     // The pixel at x, y, both clamped into the block. Null for a block without lines.

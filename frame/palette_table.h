@@ -1,4 +1,4 @@
-// Palette of an indexed image.
+// Palette of an indexed image: the colours that its pixels are numbers of.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ struct QLPaletteTable {
         std::uint16_t m_colors[3] = {};  // red, green, blue, 0 to 255
     };
 
-    std::uint16_t m_count = 0;
+    std::uint16_t m_count = 0;  // entries in use, from the first on
     Entry m_entries[kMaxEntries] = {};
 };
 static_assert(sizeof(QLPaletteTable::Entry) == 8);

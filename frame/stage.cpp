@@ -1,6 +1,7 @@
 #include "frame/stage.h"
 
 CQLStage::CQLStage(QLAttribTree* tree) : CQLAttribStore(tree) {
+    // What stands until the first open tells better.
     m_inFormat.SetPixelType(QL_PIXEL_RGB8);
     m_outFormat = m_inFormat;
 }
@@ -24,6 +25,8 @@ QLStatus CQLStage::SetUpstream(CQLStage* stage) {
     return QL_OK;
 }
 
+// Copied whole, not referred to: a stage may change its output format without its neighbour's
+// knowing.
 void CQLStage::TakeUpstreamFormat() {
     if (m_upstream)
         m_inFormat = *m_upstream->GetOutputFormat();
@@ -34,6 +37,8 @@ QLStatus CQLStage::Open() {
     QLStatus status = OnBeforeOpen();
     if (m_upstream && status == QL_OK) {
         status = m_upstream->Open();
+        // Also when the upstream stage failed: the owner of the chain reports the format that there
+        // was.
         TakeUpstreamFormat();
     }
     return status == QL_OK ? OnAfterOpen() : status;
@@ -42,6 +47,7 @@ QLStatus CQLStage::Open() {
 QLStatus CQLStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
     if (*lines < 0)
         return QL_ERR_BAD_ARGUMENT;
+    // At the head of a chain this status stands; everywhere else the neighbour's takes its place.
     QLStatus status = OnBeforeRead(lines, buffer);
     if (m_upstream)
         status = m_upstream->Read(lines, buffer);
@@ -51,10 +57,12 @@ QLStatus CQLStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
 QLStatus CQLStage::Close() {
     QLStatus status = OnBeforeClose();
     if (m_upstream) {
+        // In any case: whoever was opened has something to give back, also behind a failure here.
         const QLStatus upstream = m_upstream->Close();
         if (status == QL_OK) {
             status = upstream;
             m_inFormat = *m_upstream->GetOutputFormat();
+            // The input may have turned out shorter than announced.
             if (m_inFormat.m_height != m_outFormat.m_height)
                 m_outFormat.SetHeight(m_inFormat.m_height);
         }
@@ -63,6 +71,7 @@ QLStatus CQLStage::Close() {
     return status == QL_OK ? after : status;
 }
 
+// Only the formats travel. What a stage worked out at its open stands until the next one.
 QLStatus CQLStage::OnFormatChanged() {
     TakeUpstreamFormat();
     return m_downstream ? m_downstream->OnFormatChanged() : QL_OK;
@@ -72,6 +81,8 @@ QLStatus CQLStage::TransformColor(QLColorQuery* query) {
     return m_upstream ? m_upstream->TransformColor(query) : QL_OK;
 }
 
+// Colour tables travel from stage to stage towards the tail; single colours (TransformColor) ask
+// their way up to the head and come back down.
 QLStatus CQLStage::MapColorTableBack(QLColorTable* table) {
     return m_downstream ? m_downstream->MapColorTableBack(table) : QL_OK;
 }

@@ -40,11 +40,17 @@ using QLStatus = std::int16_t;
 inline constexpr QLStatus QL_OK = 0;
 // The pump was asked to hold its output back; no lines moved.
 inline constexpr QLStatus QL_HELD = 1;
+// A buffer, a table or a stage could not be had. The next image may have better luck.
 inline constexpr QLStatus QL_ERR_NO_MEMORY = 2;
+// A temporary file could not be made or mapped.
 inline constexpr QLStatus QL_ERR_TEMP_FILE = 11;
+// No source could be made, or the chain isn't built: there is nothing to pull from.
 inline constexpr QLStatus QL_ERR_NO_SOURCE = 14;
+// The source could not deliver the lines that it announced.
 inline constexpr QLStatus QL_ERR_SOURCE_READ = 16;
+// A negative count, a missing buffer or one that is too small, a format that no line can have.
 inline constexpr QLStatus QL_ERR_BAD_ARGUMENT = 22;
+// Another type was asked of a stage that is fixed on bilevel lines.
 inline constexpr QLStatus QL_ERR_BAD_OUTPUT_TYPE = 23;
 
 // A colour that travels up and down the chain, for TransformColor: 12 words, of which the last
@@ -76,8 +82,12 @@ class CQLStage : public CQLAttribStore {
     // Hangs this stage behind `stage`, and `stage` before this one.
     virtual QLStatus SetUpstream(CQLStage* stage);
     virtual QLStatus Open();
+    // `lines`: wanted, and on return delivered; 0 goes through the whole chain without an error.
+    // `buffer` is borrowed for the call; it has room for the lines wanted, of this stage's output.
     virtual QLStatus Read(std::int32_t* lines, CQLLineBuffer* buffer);
+    // May follow an open that failed: every stage is closed, whatever another one answers.
     virtual QLStatus Close();
+    // Owned by the stage. Final from the stage's own open on.
     virtual const QLImageFormat* GetOutputFormat() { return &m_outFormat; }
     // Reserved in the order of operations; nothing calls these six.
     virtual QLStatus FoldPixelStep(void*) { return QL_ERR_NO_MEMORY; }

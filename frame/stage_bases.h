@@ -19,6 +19,9 @@ class CInPlaceStage : public CQLFilterStage {
     // A block of lines without gaps, on m_outFormat: `count` pixels (width x lines), each of
     // m_outFormat.m_samplesPerPixel samples on the internal form.
     virtual QLStatus ProcessPixels(std::uint16_t* samples, std::size_t count) = 0;
+    // Bytes of the lines that make up a block, for leaves that work on what their format makes of
+    // it: on forms other than the internal one, pixels need not fill bytes.
+    std::size_t BlockBytes(std::size_t count) const;
 };
 
 // Pulls lines into a buffer of its own and writes new ones, of another size, to the buffer that it

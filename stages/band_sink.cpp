@@ -17,14 +17,18 @@ CBandSinkStage::CBandSinkStage(QLAttribTree* tree) : CBitmapSinkStage(tree) {
 }
 
 QLStatus CBandSinkStage::OnAfterOpen() {
+    // Each image counts its lines anew: the count is the place of the next band.
     m_linesDone = 0;
     m_bitmap.Build(m_outFormat);
+    // From here on whoever hears the announcement finds a header behind it.
     m_ready = true;
     Notify(QL_ATTR_TAP_HEADER);
     return QL_OK;
 }
 
 QLStatus CBandSinkStage::OnAfterRead(std::int32_t* lines, CQLLineBuffer* buffer) {
+    // Set before the announcement: who hears it reads rectangle and lines at once, and copies what
+    // it wants to keep. A band of no lines is announced too; it closes an image that ended early.
     m_bandRect.top = static_cast<std::int32_t>(m_linesDone);
     m_bandRect.left = 0;
     m_bandRect.bottom = m_bandRect.top + *lines;

@@ -13,6 +13,8 @@
 
 namespace {
 
+// For headers that tell no resolution. Dots of a screen, as bitmaps without one mostly come from
+// there.
 constexpr std::int32_t kDefaultDpi = 72;
 
 }  // namespace
@@ -21,21 +23,22 @@ std::int64_t CBmpReader::Stride() const {
     return BitmapStride(m_info);
 }
 
+// Depths below 8 count bits: a byte that a row only begins is not delivered.
 std::int64_t CBmpReader::RowBytes() const {
     return std::int64_t{m_info.biWidth} * m_info.biBitCount / 8;
 }
 
 std::int32_t CBmpReader::Height() const {
-    return m_info.biHeight < 0 ? -m_info.biHeight : m_info.biHeight;
+    // The sides have been checked: it fits 31 bits.
+    return static_cast<std::int32_t>(BitmapLines(m_info));
 }
 
 std::int64_t CBmpReader::ColorCount() const {
-    if (m_info.biClrUsed == 0 && m_info.biBitCount < 9)
-        return std::int64_t{1} << m_info.biBitCount;
-    return m_info.biClrUsed;
+    return BitmapColorCount(m_info);
 }
 
 std::int64_t CBmpReader::RowOffset(std::int32_t line) const {
+    // The last line of a bottom-up image comes first in the file.
     const std::int64_t row = IsBottomUp() ? std::int64_t{Height()} - line - 1 : line;
     return row * Stride() + m_file.bfOffBits;
 }
@@ -43,6 +46,8 @@ std::int64_t CBmpReader::RowOffset(std::int32_t line) const {
 std::int32_t CBmpReader::Dpi(std::int32_t pelsPerMeter) {
     if (pelsPerMeter == 0)
         return kDefaultDpi;
+    // 0.0254 metres are an inch; the 5 dots a metre more are an eighth of a dot per inch. 11811 is
+    // 300.
     return RoundToI32((static_cast<double>(pelsPerMeter) + 5.0) * 254.0 / 10000.0);
 }
 
@@ -57,6 +62,7 @@ std::uint8_t* CBmpReader::BlockTarget(std::uint8_t* buffer, std::int32_t count) 
     if (Stride() == RowBytes())
         return buffer;
     const std::size_t bytes = BlockBytes(count);
+    // Kept from pull to pull: bands of one image are all of nearly the same size.
     if (bytes > m_scratchSize) {
         m_scratchSize = 0;
         m_scratch = TryNewRaw<std::uint8_t>(bytes);
@@ -73,6 +79,7 @@ void CBmpReader::DeliverBlock(std::uint8_t* buffer, const std::uint8_t* block,
                               std::int32_t count) const {
     const auto row = static_cast<std::size_t>(RowBytes());
     const auto stride = static_cast<std::size_t>(Stride());
+    // Without padding the rows were read into their place, and at most stand on their heads.
     if (block == buffer) {
         if (!IsBottomUp())
             return;
@@ -83,6 +90,7 @@ void CBmpReader::DeliverBlock(std::uint8_t* buffer, const std::uint8_t* block,
         return;
     }
     for (std::int32_t line = 0; line < count; ++line) {
+        // Padding stays behind; the same copy sets the order right.
         const auto from = static_cast<std::size_t>(IsBottomUp() ? count - 1 - line : line);
         std::memcpy(buffer + row * static_cast<std::size_t>(line), block + stride * from, row);
     }
@@ -91,6 +99,7 @@ void CBmpReader::DeliverBlock(std::uint8_t* buffer, const std::uint8_t* block,
 CBmpFileReader::CBmpFileReader(const char* path)
     : m_hFile(CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                           FILE_ATTRIBUTE_NORMAL, nullptr)) {
+    // One way out for all that can be wrong with a file: it is closed, and closed means refused.
     if (m_hFile != INVALID_HANDLE_VALUE && !(ReadHeaders() && Validate()))
         Close();
     if (m_hFile == INVALID_HANDLE_VALUE)
@@ -119,10 +128,12 @@ bool CBmpFileReader::ReadHeaders() {
 
 bool CBmpFileReader::Validate() const {
     DWORD high = 0;
+    // The low half alone may look like the mark of a failure.
     const DWORD low = GetFileSize(m_hFile, &high);
     if (low == INVALID_FILE_SIZE && GetLastError() != ERROR_SUCCESS)
         return false;
     const std::int64_t size = static_cast<std::int64_t>(std::uint64_t{high} << 32 | low);
+    // A cut file has the size of another image, and would scan as a whole one.
     // Depth and sides first: they keep the size of the rows within 64 bits.
     return m_info.biBitCount == 24 && HasSoundSides(m_info) &&
            size >= ColorCount() * 4 + Height() * Stride() + kBitmapHeaderBytes &&
@@ -137,6 +148,8 @@ bool CBmpFileReader::ReadRows(std::uint8_t* buffer, std::int32_t firstLine, std:
     std::uint8_t* block = bytes != 0 ? BlockTarget(buffer, count) : nullptr;
     if (!block)
         return false;
+    // The wanted lines lie together in the file whatever its order: one seek to the lowest, one
+    // read.
     const std::int64_t offset = RowOffset(IsBottomUp() ? firstLine + count - 1 : firstLine);
     LONG high = static_cast<LONG>(offset >> 32);
     const DWORD low =

@@ -22,7 +22,7 @@ class CBmpReader {
     // `count` lines from `firstLine` on, in image order. False when they can't be had.
     virtual bool ReadRows(std::uint8_t* buffer, std::int32_t firstLine, std::int32_t count) = 0;
 
-    // Bytes of a row in the file.
+    // Bytes of a row in the file: padded to 4.
     std::int64_t Stride() const;
     // Bytes of a row as delivered.
     std::int64_t RowBytes() const;
@@ -31,6 +31,7 @@ class CBmpReader {
     std::int64_t ColorCount() const;
     // Where line `line` of the image begins in the file.
     std::int64_t RowOffset(std::int32_t line) const;
+    // Dots per inch, 72 where the header tells none.
     std::int32_t XDpi() const { return Dpi(m_info.biXPelsPerMeter); }
     std::int32_t YDpi() const { return Dpi(m_info.biYPelsPerMeter); }
     const BITMAPINFOHEADER& Info() const { return m_info; }

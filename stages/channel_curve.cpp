@@ -6,6 +6,9 @@ std::span<const QLAttribRow> CChannelCurveStage::Rows() {
     using S = CChannelCurveStage;
     using R = QLRowsOf<S>;
     static constexpr QLAttribRow rows[] = {
+        // Nine numbers of the profile in a row: black of the three channels, then gain, then gamma.
+        // Each announcement makes the tables stale, changed or not: a take-over of the profile
+        // rebuilds them.
         R::Follows(QL_ATTR_NEG_CURVE_0, QL_ATTR_NEG_CURVE_2)
             .Keeps<&S::m_black>()
             .Marks<&S::m_dirty>()
@@ -35,12 +38,15 @@ QLStatus CChannelCurveStage::OnBeforeOpen() {
 }
 
 QLStatus CChannelCurveStage::RebuildCurves() {
+    // Fine: these curves lie in front of a logarithm, which stretches what 256 straight pieces
+    // leave of black.
     const std::unique_ptr<CQLLut> gamma = CQLLut::MakeFull(CQLLut::kFine);
     if (!gamma)
         return QL_ERR_NO_MEMORY;
     // Black, gain, gamma: what the gain clips stays clipped.
     for (int c = 0; c < 3; ++c) {
         m_lut[c]->SetIdentity();
+        // Black b: 0 up to b, and the rest stretched back over the whole range.
         m_lut[c]->RemapValues(TruncToU16(m_black[c]), kSampleMax, 0, kSampleMax);
         m_lut[c]->Scale(m_gain[c]);
         gamma->BuildGamma(m_gamma[c]);

@@ -9,6 +9,7 @@ using std::size_t;
 using std::uint16_t;
 using std::uint8_t;
 
+// 8 bits become the high byte of 16, and the low byte stays 0: full scale is 65280 here.
 NVQ_KERNEL void WidenSamples(const uint8_t* __restrict source, uint16_t* __restrict target,
                              size_t samples) {
     for (size_t i = 0; i < samples; ++i)
@@ -37,6 +38,7 @@ void DecodeBlueFirst(const uint8_t* __restrict source, uint16_t* __restrict targ
     }
 }
 
+// Two loops instead of a test within one: the vectoriser takes each.
 NVQ_KERNEL void ShiftSamples(const uint16_t* __restrict source, uint16_t* __restrict target,
                              size_t samples, int shift, bool highByteFirst) {
     if (highByteFirst) {
@@ -50,6 +52,8 @@ NVQ_KERNEL void ShiftSamples(const uint16_t* __restrict source, uint16_t* __rest
     }
 }
 
+// The way back drops the low byte without rounding: what came in as 8 bits and met no table leaves
+// as it came.
 NVQ_KERNEL void NarrowSamples(const uint16_t* __restrict source, uint8_t* __restrict target,
                               size_t samples, uint8_t invert) {
     for (size_t i = 0; i < samples; ++i)

@@ -14,6 +14,7 @@ std::span<const QLAttribRow> CDarkNeutralStage::Rows() {
     using S = CDarkNeutralStage;
     using R = QLRowsOf<S>;
     static constexpr QLAttribRow rows[] = {
+        // Nine numbers of the profile in a row: black of the three channels, then gain, then gamma.
         R::Follows(QL_ATTR_SLIDE_CURVE_0, QL_ATTR_SLIDE_CURVE_2)
             .Keeps<&S::m_black>()
             .Marks<&S::m_dirty>(),
@@ -41,10 +42,13 @@ QLStatus CDarkNeutralStage::OnAfterOpen() {
         status = RebuildDark();
     if (status != QL_OK)
         return status;
+    // 0 switches the pull off. A number n above 10 sets its limit to 1/n of full scale, which stays
+    // for the images behind this one.
     const std::int32_t pull = GetInteger(QL_ATTR_DARK_PULL);
     m_neutralOn = pull != 0;
     if (pull > kLargestPlainPull)
         m_darkLimit = kSampleMax / pull;
+    // Gray lines have no colour that could be pulled, and no table here.
     m_active = m_outFormat.IsInternalColor();
     m_bypass = !m_active;
     return QL_OK;
@@ -55,11 +59,15 @@ QLStatus CDarkNeutralStage::RebuildDark() {
     if (!gamma)
         return QL_ERR_NO_MEMORY;
     for (int c = 0; c < 3; ++c) {
+        // Black at its point, white at full scale; then gamma; the gain last, so that it clips what
+        // the curve has lifted and nothing before.
         m_lut[c]->BuildClipRamp(RoundToI32(m_black[c] + m_blackOffset), kSampleMax);
         gamma->BuildGamma(m_gamma[c]);
         m_lut[c]->ComposeWith(*gamma);
         m_lut[c]->Scale(m_gain[c]);
     }
+    // Below the window a table is the identity: a steep curve would amplify the noise of dark
+    // pixels.
     Splice(kGray, m_spliceCenter, m_spliceWidth);
     m_dirty = false;
     return QL_OK;
@@ -67,6 +75,7 @@ QLStatus CDarkNeutralStage::RebuildDark() {
 
 QLStatus CDarkNeutralStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
     const QLStatus status = CLutStage::ProcessPixels(samples, count);
+    // Behind the tables: what counts as dark is told in the light that leaves them.
     if (status == QL_OK && m_neutralOn && !m_neutralHold)
         PullDarkPixels(samples, count, m_darkLimit);
     return status;

@@ -17,7 +17,8 @@ class CDarkNeutralStage final : public CLutStage {
     bool m_neutralOn = true;
     bool m_neutralHold = false;
     bool m_dirty = true;
-    std::int32_t m_darkLimit = 436;  // mean sample below which pixels are pulled
+    // Mean sample below which pixels are pulled, on the 16-bit scale: two thirds of a percent.
+    std::int32_t m_darkLimit = 436;
     double m_gamma[3] = {1.0, 1.0, 1.0};
     double m_gain[3] = {1.0, 1.0, 1.0};
     double m_black[3] = {};  // on the 16-bit scale

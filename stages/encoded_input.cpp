@@ -4,6 +4,7 @@ CEncodedInputStage::CEncodedInputStage(QLAttribTree* tree)
     : CInputConvertStage(tree), m_curve(CQLLut::MakeFull()) {}
 
 QLStatus CEncodedInputStage::OnBeforeOpen() {
+    // Made in the constructor, which has no status to tell of it.
     if (!m_curve)
         return QL_ERR_NO_MEMORY;
     const bool srgb = GetValue(QL_ATTR_SRGB_OUTPUT) != 0;
@@ -25,6 +26,8 @@ QLStatus CEncodedInputStage::OnAfterOpen() {
     const QLStatus status = NeedDecodeLut();
     if (status != QL_OK)
         return status;
+    // The table of the encoding, read backwards: what the scanner encoded becomes linear light
+    // again.
     m_decodeLut->Invert(*m_curve);
     TakeDecodeCurve();
     return QL_OK;

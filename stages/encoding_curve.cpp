@@ -11,6 +11,8 @@ constexpr double kMaxSlope = 16.0;
 std::span<const QLAttribRow> CEncodingCurveStage::Rows() {
     using R = QLRowsOf<CEncodingCurveStage>;
     static constexpr QLAttribRow rows[] = {
+        // Readers hold the table itself. Whenever it is rebuilt the id is fired, so that they look
+        // again.
         R::Provides(QL_ATTR_ENCODING_LUT).Reads<&CEncodingCurveStage::Curve>(),
         R::Follows(QL_ATTR_CURVE_SELECT)
             .Keeps<&CEncodingCurveStage::m_gammaMode>()
@@ -26,6 +28,7 @@ CEncodingCurveStage::CEncodingCurveStage(QLAttribTree* tree) : CLutStage(tree) {
     AttachRows(this);
 }
 
+// A table that is missing leaves lines as they are: this stage has no status to tell of it.
 void CEncodingCurveStage::BuildCurve() {
     if (!m_lut[kGray])
         return;

@@ -1,7 +1,6 @@
 #include "stages/file_source.h"
 
 #include <algorithm>
-#include <cstring>
 #include <stdexcept>
 
 #include "frame/try_new.h"
@@ -12,8 +11,10 @@ namespace {
 
 constexpr char kBenchKey[] = "Software\\Norvane\\Varnook";
 constexpr DWORD kMaxPathBytes = 260;
+// Sharpening goes by the square root of this, once a stage switches the boost on.
 constexpr double kSourceSharpenBoost = 2.0;
 constexpr std::int32_t kSourceBits = 8;
+// Percent, for sharpening levels 0 to 4.
 constexpr std::int32_t kSharpenTable[5] = {27, 32, 40, 47, 55};
 
 // The bench file of the user's registry; empty when scanning from a file is off.
@@ -31,12 +32,15 @@ std::span<const QLAttribRow> CFileSourceStage::Rows() {
     using S = CFileSourceStage;
     using R = QLRowsOf<S>;
     static constexpr QLAttribRow rows[] = {
+        // These ids are the source's as long as there is one: 8 bits is also what the engine
+        // answers for a source that is to come.
         R::Provides(QL_ATTR_SOURCE_STREAM_REG).Reads<&S::m_haveReader>(),
         R::Provides(QL_ATTR_SOURCE_PRESENT).Reads<&S::IsPresent>(),
         R::Provides(QL_ATTR_SOURCE_BITS).Reads<&S::SourceBits>(),
         R::Provides(QL_ATTR_SOURCE_FLAG).Keeps<&S::m_sourceFlag>(),
         R::Provides(QL_ATTR_SHARPEN_TABLE_0, QL_ATTR_SHARPEN_TABLE_4).Reads<&S::SharpenStrength>(),
         R::Provides(QL_ATTR_SOURCE_PRESENT_B).Reads<&S::IsPresent>(),
+        // On the board the engine holds these, with the numbers of the scanner's profile.
         R::Answers(QL_ATTR_TONE_GAMMA_R, QL_ATTR_TONE_GAMMA_B).Reads<&S::m_toneGamma>(),
         R::Answers(QL_ATTR_TONE_GAIN_R, QL_ATTR_TONE_GAIN_B).Reads<&S::m_toneGain>(),
         R::Answers(QL_ATTR_TONE_BLACK_R, QL_ATTR_TONE_BLACK_B).Reads<&S::m_toneBlack>(),
@@ -49,6 +53,7 @@ std::span<const QLAttribRow> CFileSourceStage::Rows() {
 }
 
 CFileSourceStage::CFileSourceStage(QLAttribTree* tree) : CQLSourceStage(tree) {
+    // The format first: who hears of the new source through its ids can read it already.
     ChooseReader();
     TakeFormat();
     AttachRows(this);
@@ -68,6 +73,7 @@ void CFileSourceStage::ChooseReader() {
         m_reader = TryNew<CBmpStreamReader>(stream);
     else if (ReadBenchPath(path))
         m_reader = TryNew<CBmpFileReader>(path);
+    // Without a text: nobody asked for a bench file, so there is nothing to tell a person.
     if (!m_reader)
         throw std::runtime_error("");
     m_haveReader = true;
@@ -76,6 +82,7 @@ void CFileSourceStage::ChooseReader() {
 void CFileSourceStage::TakeFormat() {
     const bool encoded = GetValue(QL_ATTR_SRGB_OUTPUT) != 0;
     m_outFormat.SetLayout(QL_LAYOUT_AS_IS);
+    // The header tells depth and sides, not the encoding; that the profile knows.
     if (m_reader->Info().biBitCount == 24)
         m_outFormat.SetPixelType(encoded ? QL_PIXEL_BGR8_ENCODED : QL_PIXEL_BGR8);
     else
@@ -95,11 +102,13 @@ QLStatus CFileSourceStage::SetRequestedType(std::uint32_t type) {
 }
 
 QLStatus CFileSourceStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
+    // Once an image, ahead of its first line.
     if (m_linesRead == 0)
         Notify(QL_ATTR_SOURCE_FIRST_READ);
     const QLStatus status = CQLSourceStage::Read(lines, buffer);
     if (status != QL_OK)
         return status;
+    // Beyond the last line an image delivers none, without an error: the pump ends by that.
     *lines = std::min(*lines, m_outFormat.m_height - static_cast<std::int32_t>(m_linesRead));
     if (*lines < 1)
         return QL_OK;
@@ -113,6 +122,7 @@ QLStatus CFileSourceStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
 }
 
 QLStatus CFileSourceStage::Close() {
+    // From the top again. A file can be read twice; a stream goes on where it stands.
     m_linesRead = 0;
     return CQLSourceStage::Close();
 }

@@ -35,6 +35,7 @@ class CFileSourceStage final : public CQLSourceStage {
     bool m_sourceFlag = false;
     bool m_haveReader = false;
     // What the stage answers for a device of its own kind. The engine holds these ids on the board.
+    // Gains and gammas are plain factors, blacks on the 8-bit scale.
     double m_deviceMatrix[9] = {1.499, -0.144, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
     std::uint32_t m_toneWindows[4] = {};
     double m_grayWeights[3] = {0.3, 0.59, 0.11};

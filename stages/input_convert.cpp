@@ -44,6 +44,8 @@ void Copy(const uint8_t* source, uint16_t* target, size_t bytes, const uint16_t*
     std::memcpy(target, source, bytes);
 }
 
+// 10 significant bits move up by 6, 12 by 4: full scale is 65472 or 65520, as 8 bits give 65280.
+// Stages behind reckon with 65535 all the same.
 struct ConversionRow {
     QLPixelType type;
     Conversion convert;
@@ -74,6 +76,7 @@ constexpr ConversionRow kConversions[] = {
 }  // namespace
 
 CInputConvertStage::CInputConvertStage(QLAttribTree* tree) : CNewLineStage(tree) {
+    // Any source needs it: there is always a line of another size to be written.
     m_active = true;
     m_outFormat.SetLayout(QL_LAYOUT_INTERNAL);
 }
@@ -95,6 +98,8 @@ bool CInputConvertStage::InputIsEncoded() const {
 }
 
 void CInputConvertStage::BuildGammaEncoding(CQLLut* curve) {
+    // The limit keeps dark codes apart: near black the inverse rises by a quarter of a code for
+    // each.
     curve->BuildGammaLimited(2.2, 4.0);
 }
 
@@ -106,11 +111,14 @@ QLStatus CInputConvertStage::NeedDecodeLut() {
 
 void CInputConvertStage::TakeDecodeCurve() {
     for (std::int32_t i = 0; i < 256; ++i)
+        // 8-bit codes reach every 256th entry of the table only; 512 bytes in a row stay in the
+        // nearest cache.
         m_decode[i] = m_decodeLut->At(i << 8);
 }
 
 QLStatus CInputConvertStage::OnAfterOpen() {
     TakeInternalFormat();
+    // Nothing that the curve depends on ever changes here: one build serves the stage's life.
     if (!InputIsEncoded() || m_decodeLut)
         return QL_OK;
     const QLStatus status = NeedDecodeLut();
@@ -118,6 +126,7 @@ QLStatus CInputConvertStage::OnAfterOpen() {
         return status;
     BuildGammaEncoding(m_decodeLut.get());
     if (!m_decodeLut->Invert(*m_decodeLut)) {
+        // Half a table would pass for a whole one at the next open.
         m_decodeLut.reset();
         return QL_ERR_NO_MEMORY;
     }

@@ -30,6 +30,8 @@ std::span<const QLAttribRow> CInvertStage::Rows() {
     using S = CInvertStage;
     using R = QLRowsOf<S>;
     static constexpr QLAttribRow rows[] = {
+        // Both are switches, and inversion is whether they agree: INVERT_B turns the sense of
+        // INVERT round.
         R::Provides(QL_ATTR_INVERT).Reads<&S::m_invert>().Writes<&S::SetInvert>(),
         R::Provides(QL_ATTR_INVERT_B).Keeps<&S::m_polarity>(),
     };
@@ -56,7 +58,10 @@ QLStatus CInvertStage::OnBeforeOpen() {
 }
 
 QLStatus CInvertStage::OnAfterOpen() {
+    // Travels to the tail with the format; false tells that light and dark have changed places.
     m_outFormat.m_normalPolarity = m_polarity;
+    // Indexed pixels are numbers of colours: turning them round would choose others. Their palette
+    // is turned instead.
     if (m_active && GetInteger(QL_ATTR_OUTPUT_TYPE) == QL_OUTPUT_INDEXED && m_inFormat.m_palette)
         InvertPalette();
     return QL_OK;
@@ -69,6 +74,8 @@ void CInvertStage::InvertPalette() {
     for (int i = 0; i < m_invertedPalette.m_count; ++i) {
         for (int c = 0; c < 3; ++c) {
             m_invertedPalette.m_entries[i].m_colors[c] =
+                // Colours of a palette are on the 8-bit scale, in words of 16. A copy: the palette
+                // itself belongs to the stage that made it.
                 static_cast<std::uint16_t>(255 - palette.m_entries[i].m_colors[c]);
         }
     }
@@ -80,9 +87,7 @@ void CInvertStage::InvertPalette() {
 // padding included.
 QLStatus CInvertStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
     if (CanBeInverted(m_inFormat.m_pixelType)) {
-        const std::size_t lines = count / static_cast<std::size_t>(m_outFormat.m_width);
-        ComplementBytes(reinterpret_cast<std::uint8_t*>(samples),
-                        lines * static_cast<std::size_t>(m_inFormat.m_bytesPerLine));
+        ComplementBytes(reinterpret_cast<std::uint8_t*>(samples), BlockBytes(count));
     }
     return QL_OK;
 }

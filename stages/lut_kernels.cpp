@@ -17,6 +17,7 @@ void MapSamples(std::uint16_t* samples, std::size_t count, const std::uint16_t* 
         samples[i] = table[samples[i]];
 }
 
+// Two pixels a turn for the same reason: six reads of three tables under way at once.
 void MapPixels(std::uint16_t* samples, std::size_t pixels, const std::uint16_t* red,
                const std::uint16_t* green, const std::uint16_t* blue) {
     std::size_t i = 0;
@@ -44,13 +45,18 @@ void MapPixels(std::uint16_t* samples, std::size_t pixels, const std::uint16_t* 
 }
 
 void PullDarkPixels(std::uint16_t* samples, std::size_t pixels, std::int32_t limit) {
+    // The weighted mean is never divided by 4 to compare it: sums of four against four times the
+    // limit.
     const std::int32_t top = limit * 4;
     for (std::size_t i = 0; i < pixels; ++i) {
         std::uint16_t* pixel = samples + 3 * i;
         const std::int32_t sum = pixel[0] + 2 * pixel[1] + pixel[2];
         if (sum >= top)
             continue;
+        // In 1/16: 16 at black, 0 at the limit.
         const std::int32_t weight = ((top - sum) << 4) / top;
+        // v + weight x (mean - v), in 1/16 and shifted down arithmetically: a sample above the mean
+        // moves down by a whole code for the smallest part of one.
         const std::int32_t mean = sum >> 2;
         for (int c = 0; c < 3; ++c) {
             const std::int32_t v = pixel[c];

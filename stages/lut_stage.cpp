@@ -40,6 +40,8 @@ void CLutStage::Splice(int count, std::int32_t center, std::int32_t width) {
         Clamp(middle - half, std::numeric_limits<std::int32_t>::min(), kFull - 1);
     const std::int32_t high = Clamp(middle + half, 0, kFull - 1);
     for (int c = 0; c < count; ++c) {
+        // The identity up to the window, then a line to what the table holds at its upper end. Each
+        // table has its own value there, so channels part from one another only within the window.
         m_lut[c]->DrawSegment(0, 0, low, low, true);
         m_lut[c]->DrawSegment(low, low, high, m_lut[c]->At(high), true);
     }
@@ -48,6 +50,8 @@ void CLutStage::Splice(int count, std::int32_t center, std::int32_t width) {
 QLStatus CLutStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
     if (m_lutMode != kModeSingle && m_lutMode != kModePerChannel)
         return QL_ERR_BAD_ARGUMENT;
+    // Table pointers are fetched once a block and read without a check: all tables hold 65536
+    // entries.
     if (m_lutMode == kModePerChannel && m_outFormat.IsInternalColor()) {
         if (m_lut[kRed] && m_lut[kGreen] && m_lut[kBlue]) {
             MapPixels(samples, count, m_lut[kRed]->Table(), m_lut[kGreen]->Table(),
@@ -55,9 +59,7 @@ QLStatus CLutStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
         }
     } else if (m_lut[kGray]) {
         // All 16-bit words of the lines, whatever their format makes of them.
-        const auto stride = static_cast<std::size_t>(m_outFormat.m_bytesPerLine);
-        const auto width = static_cast<std::size_t>(m_outFormat.m_width);
-        MapSamples(samples, count / width * stride / 2, m_lut[kGray]->Table());
+        MapSamples(samples, BlockBytes(count) / sizeof(std::uint16_t), m_lut[kGray]->Table());
     }
     return QL_OK;
 }
@@ -70,6 +72,7 @@ QLStatus CLutStage::TransformColor(QLColorQuery* query) {
     const QLStatus answer = CInPlaceStage::TransformColor(query);
     if (answer == 0 || m_bypass)
         return answer;
+    // A gray image's colours have no channel of their own to go through.
     if (m_lutMode == kModePerChannel && m_outFormat.m_samplesPerPixel != 3)
         return answer;
     for (int c = 0; c < 3; ++c) {
@@ -81,6 +84,7 @@ QLStatus CLutStage::TransformColor(QLColorQuery* query) {
 
 template <typename Map>
 void CLutStage::MapPlanes(QLColorTable* table, const Map& map) const {
+    // The count comes from whoever sends the table.
     const int count = table ? std::clamp<int>(table->m_count, 0, 256) : 0;
     for (int plane = 0; plane < 3; ++plane) {
         const CQLLut* lut = PlaneLut(plane);

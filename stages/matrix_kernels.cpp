@@ -18,11 +18,15 @@ struct Mixed {
     std::int32_t r, g, b;
 };
 
+// Elements are in 1/1024, so the sum is shifted down by 10, arithmetically: negative results round
+// towards minus infinity before they are held at 0.
 inline Mixed Mix(const std::int32_t* k, std::int32_t r, std::int32_t g, std::int32_t b) {
     return {(k[0] * r + k[1] * g + k[2] * b) >> 10, (k[3] * r + k[4] * g + k[5] * b) >> 10,
             (k[6] * r + k[7] * g + k[8] * b) >> 10};
 }
 
+// Blend of the sample and its result by the place in the window: 0 at `low`, all at `high`. The
+// product of two differences leaves 32 bits.
 // Fades one sample: `mixed` is what the full matrix makes of it.
 inline std::uint16_t Fade(std::int32_t sample, std::int32_t mixed, const QLFadeWindow& window) {
     if (sample <= window.low || window.width == 0)
@@ -40,6 +44,8 @@ QLFixedMatrix::QLFixedMatrix(const double* nine) {
         std::int32_t* row = m_k + 3 * r;
         std::int64_t sum = 0;
         for (std::size_t c = 0; c < 3; ++c) {
+            // Truncated towards zero behind the half: a negative element lands a unit nearer to
+            // zero than a positive one of its size.
             row[c] = RoundToI32(nine[3 * r + c] * kUnity);
             sum += std::abs(std::int64_t{row[c]});
         }
@@ -50,6 +56,7 @@ QLFixedMatrix::QLFixedMatrix(const double* nine) {
 
 NVQ_KERNEL void MixPixels(std::uint16_t* __restrict samples, std::size_t pixels,
                           const QLFixedMatrix& matrix) {
+    // A copy that no store to the samples can reach: the nine factors stay in registers.
     const QLFixedMatrix local = matrix;
     const std::int32_t* k = local.m_k;
     for (std::size_t i = 0; i < pixels; ++i) {

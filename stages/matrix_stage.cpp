@@ -26,7 +26,9 @@ QLStatus CMatrixStage::OnAfterOpen() {
 }
 
 QLStatus CMatrixStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
+    // Once a block, not once a pixel.
     const QLFixedMatrix matrix(m_matrix.m_v);
+    // 1/256 of the sample range are 256 codes.
     const std::int32_t center = std::clamp(m_windowCenter, -kLargestWindow, kLargestWindow) * 256;
     const std::int32_t width = std::clamp(m_windowWidth, -kLargestWindow, kLargestWindow) * 256;
     const QLFadeWindow window{center - width / 2, center + width / 2, width};

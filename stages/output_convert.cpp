@@ -18,6 +18,8 @@ bool IsNibbles(std::uint32_t type) {
 
 }  // namespace
 
+// Set while the chain is connected. The format gets the layout at once, for whoever asks before the
+// open.
 void COutputConvertStage::SetTargetLayout(std::uint32_t layout) {
     m_targetLayout = layout;
     m_outFormat.SetLayout(layout);
@@ -27,12 +29,15 @@ QLStatus COutputConvertStage::OnAfterOpen() {
     m_outFormat = m_inFormat;
     m_outFormat.SetLayout(m_targetLayout);
     m_linesDone = 0;
+    // The same steps as for a change on the way. The stages behind hear of it too; what they answer
+    // doesn't concern this open.
     OnFormatChanged();
     return QL_OK;
 }
 
 QLStatus COutputConvertStage::OnFormatChanged() {
     TakeUpstreamFormat();
+    // Deep layouts keep 16 bits a sample; the type of output says whether of gray or of colour.
     if (IsDeepLayout()) {
         const std::int32_t outputType = GetInteger(QL_ATTR_OUTPUT_TYPE);
         if (outputType == QL_OUTPUT_GRAY)
@@ -48,6 +53,8 @@ QLStatus COutputConvertStage::TransformColor(QLColorQuery* query) {
     if (!m_upstream)
         return 0;
     const QLStatus answer = m_upstream->TransformColor(query);
+    // Colours of the chain are on the 16-bit scale, those of the output on 8 bits. A line that
+    // isn't made of 16-bit samples has no colour on that scale.
     if (answer == 0 || m_inFormat.m_bytesPerSample != 2 || m_targetLayout < QL_LAYOUT_PADDED ||
         m_targetLayout > QL_LAYOUT_DEEP_BLUE_FIRST)
         return 0;
@@ -66,9 +73,12 @@ bool COutputConvertStage::IsDeepLayout() const {
 // the output type asks a deep layout for gray.
 std::int32_t COutputConvertStage::RowBytes() const {
     const bool deepColor = m_inFormat.m_pixelType == QL_PIXEL_RGB16 && IsDeepLayout();
+    // What is checked is what will be written, so that a buffer made for gray refuses colour.
     return std::max(m_outFormat.m_bytesPerLine, deepColor ? m_inFormat.m_bytesPerLine : 0);
 }
 
+// By the pixel type that comes in; within each, by the layout that is to go out. What has no case
+// here has no form in that layout, and its rows stay as they are in the target.
 void COutputConvertStage::WriteLines(const CQLLineBuffer& source, std::int32_t lines,
                                      std::uint8_t* target) {
     switch (m_inFormat.m_pixelType) {
@@ -96,6 +106,7 @@ void COutputConvertStage::WriteLines(const CQLLineBuffer& source, std::int32_t l
     }
 }
 
+// Three 16-bit samples a pixel, red first.
 void COutputConvertStage::ConvertColor(const uint16_t* source, std::int32_t lines,
                                        uint8_t* target) {
     const auto width = static_cast<size_t>(m_inFormat.m_width);
@@ -112,6 +123,7 @@ void COutputConvertStage::ConvertColor(const uint16_t* source, std::int32_t line
             }
             break;
         case QL_LAYOUT_DEEP:
+            // Three samples of two bytes.
             std::memcpy(target, source, pixels * 6);
             break;
         case QL_LAYOUT_DEEP_BLUE_FIRST:
@@ -123,6 +135,8 @@ void COutputConvertStage::ConvertColor(const uint16_t* source, std::int32_t line
     }
 }
 
+// One 16-bit sample a pixel. Where no padding is asked for, rows follow one another and the whole
+// block goes in one run.
 void COutputConvertStage::ConvertGray(const uint16_t* source, std::int32_t lines, uint8_t* target) {
     const auto width = static_cast<size_t>(m_inFormat.m_width);
     const size_t pixels = width * static_cast<size_t>(lines);
@@ -141,6 +155,7 @@ void COutputConvertStage::ConvertGray(const uint16_t* source, std::int32_t lines
             break;
         case QL_LAYOUT_DEEP:
         case QL_LAYOUT_DEEP_BLUE_FIRST:
+            // Gray has no order of colours: both deep layouts are alike.
             std::memcpy(target, source, pixels * 2);
             break;
         default:
@@ -149,11 +164,14 @@ void COutputConvertStage::ConvertGray(const uint16_t* source, std::int32_t lines
     }
 }
 
+// The high four bits of each sample, two pixels a byte, the left one in the high half. The lone
+// pixel of an odd width leaves the low half 0, also in a complemented row.
 void COutputConvertStage::ConvertNibbles(const uint16_t* source, std::int32_t lines,
                                          uint8_t* target) {
     const std::int32_t width = m_inFormat.m_width;
     const std::int32_t rowBytes = (width + 1) / 2;
     const bool complement = m_targetLayout == QL_LAYOUT_PADDED;
+    // Rows of a bitmap step by the stride; otherwise they follow one another without a gap.
     const bool rows = complement || m_targetLayout == QL_LAYOUT_BITMAP_ROWS;
     const auto nibble = [&](std::int32_t x) {
         const int n = source[x] >> 12;
@@ -182,6 +200,7 @@ void COutputConvertStage::CopyLines(const uint8_t* source, std::int32_t lines, u
     }
 }
 
+// Pixels stay what they are; only the padding of their rows comes, goes, or is there already.
 void COutputConvertStage::ConvertIndexed(const uint8_t* source, std::int32_t lines,
                                          uint8_t* target) {
     const bool toRows =
@@ -195,6 +214,7 @@ void COutputConvertStage::ConvertIndexed(const uint8_t* source, std::int32_t lin
     const bool nibbles = IsNibbles(m_inFormat.m_pixelType);
     const bool paddedInput = m_inFormat.m_pixelType == QL_PIXEL_4BIT_ROWS ||
                              m_inFormat.m_pixelType == QL_PIXEL_INDEX8_ROWS;
+    // Padded to padded, or packed to packed: rows of the same size, so one copy.
     if (paddedInput == toRows) {
         std::memcpy(target, source,
                     static_cast<size_t>(m_inFormat.m_bytesPerLine) * static_cast<size_t>(lines));
@@ -206,6 +226,8 @@ void COutputConvertStage::ConvertIndexed(const uint8_t* source, std::int32_t lin
     }
 }
 
+// Eight pixels a byte on both sides. Padding is 0 where the layout speaks of it, left alone in
+// bitmap rows, and absent in the packed layout.
 void COutputConvertStage::ConvertBilevel(const uint8_t* source, std::int32_t lines,
                                          uint8_t* target) {
     const std::int32_t bytes = m_inFormat.m_bytesPerLine;

@@ -9,6 +9,7 @@ struct OutTypeRow {
     // With high depth output asked for, by bits of a source sample; the last is without it.
     QLPixelType from16, from12, below12, plain;
 };
+// For line art and halftone gray is what the threshold behind this stage gets.
 constexpr OutTypeRow kOutTypes[kOutputTypes] = {
     {QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8},                 // line art
     {QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8},                 // halftone
@@ -23,6 +24,8 @@ std::span<const QLAttribRow> COutputFormatStage::Rows() {
     using S = COutputFormatStage;
     using R = QLRowsOf<S>;
     static constexpr QLAttribRow rows[] = {
+        // The one holder of the data type. Chain and threshold hear of it and choose their shape by
+        // it.
         R::Provides(QL_ATTR_OUTPUT_TYPE)
             .Keeps<&S::m_dataType>()
             .Range(QL_OUTPUT_LINE_ART, QL_OUTPUT_INDEXED),
@@ -39,6 +42,7 @@ COutputFormatStage::COutputFormatStage(QLAttribTree* tree) : CNewLineStage(tree)
 }
 
 QLStatus COutputFormatStage::SetOutType(QLPixelType type) {
+    // Bits hold no tones that another type could be made of.
     if ((m_outType == QL_PIXEL_BILEVEL || m_outType == QL_PIXEL_HALFTONE) && type != m_outType)
         return QL_ERR_BAD_OUTPUT_TYPE;
     m_outType = type;
@@ -46,9 +50,11 @@ QLStatus COutputFormatStage::SetOutType(QLPixelType type) {
 }
 
 void COutputFormatStage::SelectType() {
+    // A number without a type leaves the one that stands.
     if (m_dataType < 0 || m_dataType >= kOutputTypes)
         return;
     const OutTypeRow& row = kOutTypes[m_dataType];
+    // Significant bits of a sample as the scanner delivers it.
     const std::int32_t bits = GetInteger(QL_ATTR_SOURCE_BITS);
     QLPixelType type = row.plain;
     if (m_highDepth)
@@ -67,6 +73,8 @@ QLStatus COutputFormatStage::OnAfterOpen() {
     const bool gray = m_outType == QL_PIXEL_GRAY8 || m_outType == QL_PIXEL_GRAY10 ||
                       m_outType == QL_PIXEL_GRAY12 || m_outType == QL_PIXEL_GRAY16;
     if (m_inFormat.IsInternalColor() && gray)
+        // Whatever depth the type names: between the stages gray is always one 16-bit sample, and
+        // the output conversion drops bits at the end.
         m_outFormat.SetPixelType(QL_PIXEL_GRAY16);
     m_active = WritesNewLines();
     return QL_OK;

@@ -17,6 +17,7 @@ void CProfileMatrixStage::BuildMatrix() {
         return;
     if (m_mode == QL_MATRIX_COLOR) {
         m_matrix = m_deviceMatrix;
+        // Saturation x device: the product applies the device's matrix to the pixel first.
         m_matrix.PreMultiply(m_saturationMatrix);
     } else if (m_mode == QL_MATRIX_GRAY) {
         m_matrix = m_grayMatrix;
@@ -24,6 +25,7 @@ void CProfileMatrixStage::BuildMatrix() {
 }
 
 double CProfileMatrixStage::SetSaturation(double value) {
+    // In another mode than colour the saturation is kept all the same, for when colour comes back.
     m_saturationMatrix.SetSaturation(TakeSaturation(value, m_deadZoneEnd));
     BuildMatrix();
     return m_saturation;

@@ -15,6 +15,8 @@ std::span<const QLAttribRow> CSourceControlStage::Rows() {
             .OnFire<&S::RequestColor>(),
         R::Provides(QL_ATTR_ANALYSIS_RECT).Reads<&S::AnalysisRect>().Writes<&S::SetAnalysisRect>(),
         R::Provides(QL_ATTR_HISTOGRAM_ON).Keeps<&S::m_histogramOn>().LowByte(),
+        // These two choose the road of the image: a change makes the chain build the stages of the
+        // other.
         R::Provides(QL_ATTR_NEGATIVE).Reads<&S::m_negative>().Writes<&S::SetNegative>().LowByte(),
         R::Provides(QL_ATTR_TMA).Reads<&S::m_tma>().Writes<&S::SetTma>(),
         R::Provides(QL_ATTR_CURVE_SELECT).Reads<&S::m_curveSelect>().Writes<&S::SetCurveSelect>(),
@@ -45,6 +47,7 @@ void CSourceControlStage::SetCurveSelect(std::uint64_t value) {
 void CSourceControlStage::SetNegative(std::uint64_t value) {
     if (value == std::uint64_t{m_negative})
         return;
+    // The new value first: the build reads it.
     m_negative = static_cast<std::uint8_t>(value);
     Notify(QL_ATTR_CMD_START);
 }
@@ -53,6 +56,7 @@ void CSourceControlStage::SetTma(std::uint64_t value) {
     if (value == std::uint64_t{m_tma})
         return;
     m_tma = value != 0;
+    // A word that is neither off nor on is kept as on, and builds nothing.
     if (value <= 1)
         Notify(QL_ATTR_CMD_START);
 }

@@ -9,10 +9,15 @@
 
 namespace {
 
-constexpr std::uint16_t kPresets[] = {39424, 33792, 28160, 23467, 20114};  // presets 1 to 5
+// Presets 1 to 5, on the 16-bit scale: 28160 (110 x 256) by 1.4, 1.2, 1, and divided by 1.2
+// and 1.4, from the darkest result to the lightest.
+constexpr std::uint16_t kPresets[] = {39424, 33792, 28160, 23467, 20114};
+// A cell of this number asks for none.
 constexpr std::int32_t kHalftoneCellNone = 5;
 
-// The automatic threshold: parts of the image at either end, and where between them it lies.
+// The automatic threshold: parts of the image at either end, and where between them it lies. 49 of
+// 100 on the way from dark to light leave strokes a little thinner than the middle would. Of fewer
+// pixels than these the ends say nothing.
 constexpr double kEndPart = 0.02;
 constexpr double kNarrowEndPart = 0.005;
 constexpr std::uint32_t kFewestPixels = 100;
@@ -33,6 +38,7 @@ std::span<const QLAttribRow> CThresholdStage::Rows() {
             .Reads<&S::ShownThreshold>()
             .Writes<&S::SetShownThreshold>()
             .Range(0, kSampleMax),
+        // Written, a default only stands by; fired, it becomes the threshold.
         R::Provides(QL_ATTR_THRESHOLD_DEFAULT)
             .Keeps<&S::m_defaultThreshold>()
             .Range(0, kSampleMax)
@@ -46,6 +52,8 @@ std::span<const QLAttribRow> CThresholdStage::Rows() {
         R::Provides(QL_ATTR_THRESHOLD_RECT).Points<&S::m_rect>().Writes<&S::SetRect>(),
         R::Provides(QL_ATTR_THRESHOLD_CELL).Reads<&S::m_cell>().Writes<&S::SetCell>(),
         R::Follows(QL_ATTR_OUTPUT_TYPE).Writes<&S::OnOutputType>(),
+        // Inversion comes behind this stage. Its switch turns what people see of the threshold, not
+        // the threshold itself, and they are told.
         R::Follows(QL_ATTR_INVERT).Keeps<&S::m_inverted>().Fires(QL_ATTR_THRESHOLD).Always(),
         R::Follows(QL_ATTR_HALFTONE_CELL).Writes<&S::OnHalftoneCell>(),
     };
@@ -122,6 +130,7 @@ QLStatus CThresholdStage::OnBeforeOpen() {
 }
 
 QLStatus CThresholdStage::OnAfterOpen() {
+    // Made in the constructor, which has no status to tell of it.
     if (!m_fineHistogram || !m_coarseHistogram)
         return QL_ERR_NO_MEMORY;
     if (!m_bypass)
@@ -130,6 +139,7 @@ QLStatus CThresholdStage::OnAfterOpen() {
     m_linesSeen = 0;
     m_linesDone = 0;
     m_pixelCount = 0;
+    // 256 KB, once a pass: a histogram covers one pass and no more.
     std::fill_n(m_fineHistogram.get(), kFineBins, 0u);
     return QL_OK;
 }
@@ -138,6 +148,7 @@ void CThresholdStage::WriteLines(const CQLLineBuffer& source, std::int32_t lines
                                  std::uint8_t* target) {
     const auto width = static_cast<std::size_t>(m_inFormat.m_width);
     const auto rowBytes = static_cast<std::size_t>(m_outFormat.m_bytesPerLine);
+    // Lines of any other form come out as the buffer was; they still count as seen.
     const bool gray = m_inFormat.IsInternalGray();
     for (std::size_t line = 0; gray && line < static_cast<std::size_t>(lines); ++line) {
         BinarizeLine(source.Samples() + line * width, width, m_threshold, target + line * rowBytes);
@@ -155,6 +166,8 @@ QLStatus CThresholdStage::TransformColor(QLColorQuery* query) {
         return answer;
     for (int c = 0; c < 3; ++c) {
         std::uint16_t& sample = query->Samples()[c];
+        // A sample at the threshold is white here and black in a line, where only what lies above
+        // it is 1.
         sample = sample < m_threshold ? 0 : kSampleMax;
     }
     return answer;
@@ -162,6 +175,7 @@ QLStatus CThresholdStage::TransformColor(QLColorQuery* query) {
 
 void CThresholdStage::CollectHistogram(const std::uint16_t* samples, std::int32_t lines) {
     const std::int32_t width = m_inFormat.m_width;
+    // Both ends belong to the rectangle, and it may reach beyond the image.
     const std::int32_t left = m_hasRect ? std::max(m_rect.left, 0) : 0;
     const std::int32_t right = m_hasRect ? std::min(m_rect.right, width - 1) : width - 1;
     for (std::int32_t line = 0; line < lines; ++line, ++m_lineNo) {
@@ -194,6 +208,8 @@ void CThresholdStage::PublishHistogram() {
     std::fill_n(m_coarseHistogram.get(), kCoarseBins, 0u);
     for (std::int32_t i = 0; i < kFineBins; ++i) {
         const std::int32_t bin = m_inverted ? kFineBins - 1 - i : i;
+        // Sixteen fine bins make a coarse one. People look at an inverted image: its dark end is
+        // here the light one.
         m_coarseHistogram[i >> 4] += m_fineHistogram[bin];
     }
     m_publishedCount = m_pixelCount;
@@ -201,6 +217,7 @@ void CThresholdStage::PublishHistogram() {
     Notify(QL_ATTR_THRESHOLD_HIST);
 }
 
+// Fewer pixels than asked for end the walk at the far end.
 std::int32_t CThresholdStage::WalkUp(std::int64_t count) const {
     std::int64_t sum = 0;
     for (std::int32_t bin = 0; bin < kFineBins; ++bin) {
@@ -234,5 +251,6 @@ void CThresholdStage::AutoThreshold() {
         low = WalkUp(end);
     }
     const std::int32_t high = WalkDown(end);
+    // In whole codes, truncated; 65535 x 100 stays far within 32 bits.
     m_threshold = static_cast<std::uint16_t>((low * kDarkParts + high * kLightParts) / 100);
 }

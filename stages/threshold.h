@@ -47,7 +47,7 @@ class CThresholdStage final : public CNewLineStage {
 
     std::uint16_t m_threshold = 28160;
     std::uint16_t m_defaultThreshold = 28160;
-    // Bilevel, halftone, or gray for none of both.
+    // What lines are to become: bilevel or halftone. With any other type they pass.
     QLPixelType m_outType = QL_PIXEL_RGB8;
     std::int32_t m_cell = 1;  // kept for readers of its attribute
     bool m_autoPending = false;

@@ -15,6 +15,7 @@ inline std::uint8_t EightBits(const std::uint16_t* s, std::uint16_t t) {
 
 NVQ_KERNEL void BinarizeLine(const std::uint16_t* __restrict samples, std::size_t width,
                              std::uint16_t threshold, std::uint8_t* __restrict bits) {
+    // Whole bytes first; the rest of the line starts one more, filled with 0 behind its pixels.
     const std::size_t bytes = width / 8;
     for (std::size_t i = 0; i < bytes; ++i)
         bits[i] = EightBits(samples + 8 * i, threshold);

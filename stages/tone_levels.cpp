@@ -8,6 +8,8 @@ std::span<const QLAttribRow> CToneLevelsStage::Rows() {
     using S = CToneLevelsStage;
     using R = QLRowsOf<S>;
     static constexpr QLAttribRow rows[] = {
+        // The numbers of flatbed or feeder, whichever the engine says is the source. They are
+        // compared as they come out of 16.16, so that the same profile never makes a table stale.
         R::Follows(QL_ATTR_TONE_GAMMA_R, QL_ATTR_TONE_GAMMA_B)
             .Keeps<&S::m_gamma>()
             .Marks<&S::m_dirty>(),
@@ -20,6 +22,8 @@ std::span<const QLAttribRow> CToneLevelsStage::Rows() {
         R::Follows(QL_ATTR_GRAY_TONE_BLACK).Keeps<&S::m_grayBlack>().Marks<&S::m_dirty>(),
         R::Follows(QL_ATTR_GRAY_TONE_GAIN).Keeps<&S::m_grayGain>().Marks<&S::m_dirty>(),
         R::Follows(QL_ATTR_GRAY_TONE_GAMMA).Keeps<&S::m_grayGamma>().Marks<&S::m_dirty>(),
+        // Of the pair the first is the splice's centre, the second its width, both in 1/256 of the
+        // table.
         R::Follows(QL_ATTR_TONE_WINDOW_LOW).Keeps<&S::m_spliceCenter>().Marks<&S::m_dirty>(),
         R::Follows(QL_ATTR_TONE_WINDOW_HIGH).Keeps<&S::m_spliceWidth>().Marks<&S::m_dirty>(),
     };
@@ -46,6 +50,7 @@ QLStatus CToneLevelsStage::OnBeforeOpen() {
 }
 
 QLStatus CToneLevelsStage::OnAfterOpen() {
+    // Colour of any form goes on, so do internal gray lines, which have a curve of their own.
     if (!m_outFormat.IsInternal() && m_outFormat.m_samplesPerPixel != 3)
         m_bypass = true;
     return QL_OK;
@@ -57,10 +62,13 @@ void CToneLevelsStage::RebuildLevels() {
     const double gain[kChannels] = {m_gain[0], m_gain[1], m_gain[2], m_grayGain};
     for (int c = 0; c < kChannels; ++c) {
         m_lut[c]->SetIdentity();
+        // Black is told on the 8-bit scale: 257 codes of the table for each step. Then gamma, then
+        // gain; the curves of negatives put the gain first.
         m_lut[c]->RemapValues(TruncToU16(black[c] * 65535.0 / 255.0), kSampleMax, 0, kSampleMax);
         m_lut[c]->ApplyGamma(gamma[c]);
         m_lut[c]->Scale(gain[c]);
     }
     m_dirty = false;
+    // Last, over all four: what it blends in is the finished curve.
     Splice(kChannels, m_spliceCenter, m_spliceWidth);
 }
