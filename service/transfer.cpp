@@ -205,8 +205,11 @@ HRESULT CTransfer::SaveFile(const BYTE* bytes, DWORD size) {
     if (m_file.empty() || IsCancelled())
         return E_INVALIDARG;
     const std::error_code error = StoreFile(m_file, {reinterpret_cast<const char*>(bytes), size});
-    const HRESULT hr =
-        error == std::errc::is_a_directory ? E_INVALIDARG : ResultFromError(ErrorNumber(error));
+    // The file is being made: what isn't there is its folder.
+    const HRESULT hr = error == std::errc::is_a_directory ? E_INVALIDARG
+                       : error == std::errc::no_such_file_or_directory
+                           ? ResultFromError(ERROR_PATH_NOT_FOUND)
+                           : ResultFromError(ErrorNumber(error));
     m_fileSaved = SUCCEEDED(hr);
     if (FAILED(hr)) {
         m_faultCode = hr;
