@@ -38,6 +38,8 @@ class CSubkeyWalk {
     }
 
   private:
+    // The count is asked for at each step: a key that goes away in between moves those behind it
+    // forward by one, and none is left out.
     const HKEY m_key;
     DWORD m_count;
     DWORD m_index = 0;
@@ -80,6 +82,7 @@ void CButtonTable::LoadEvent(HKEY key, CLog& log) {
         entry.guid = GUID_NULL;
         CLSIDFromString(WideFromText(guid).c_str(), &entry.guid);
     }
+    // Two events with one number: the later one has the place, with its own mask.
     if (!m_pEventMasks.empty()) {
         m_pEventMasks[index] = 0;
         ReadNumber(key, "Mask", m_pEventMasks[index]);
@@ -92,6 +95,7 @@ bool CButtonTable::IsSignalOnly() const {
 
 DWORD CButtonTable::Decode(BYTE data, CLog& log) const {
     DWORD button = Count();
+    // Bytes that mean no event are told in the log: they show a wrong subtype or wrong masks.
     switch (m_dwDeviceSubType) {
         case kSubTypeIndex:
             log.Format("Interrupt Index: %d", data);
@@ -118,6 +122,7 @@ DWORD CButtonTable::Decode(BYTE data, CLog& log) const {
     return button;
 }
 
+// The first one in the table, for events whose masks overlap.
 template <class Fits>
 DWORD CButtonTable::FindMask(Fits fits) const {
     const auto found = std::find_if(m_pEventMasks.begin(), m_pEventMasks.end(), fits);

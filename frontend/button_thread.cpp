@@ -7,9 +7,11 @@
 
 namespace {
 
+// A device that has just been plugged in needs some seconds before its pipe is there.
 constexpr int kOpenAttempts = 10;
 constexpr DWORD kOpenPause = 1000;  // milliseconds, between two of them
-constexpr int kMostFailures = 100;
+constexpr int kMostFailures = 100;  // of waits, then the thread gives up
+// Nobody else may have the pipe at the same time: a byte reaches one reader only.
 constexpr DWORD kPipeAttributes = FILE_ATTRIBUTE_SYSTEM | FILE_FLAG_OVERLAPPED;
 
 // An overlapped wait for the device, which never outlives its memory.
@@ -59,6 +61,7 @@ CButtonThread::~CButtonThread() {
         CloseHandle(m_hShutdownEvent);
 }
 
+// An event of an earlier press that nobody fetched is forgotten: it would be told for the next.
 HRESULT CButtonThread::Start(LPCOLESTR deviceName, HANDLE hEvent) {
     End();
     m_deviceName = TextFromWide(deviceName);
@@ -80,6 +83,7 @@ void CButtonThread::End() {
     m_hNotifyThread = nullptr;
 }
 
+// The service is told behind the copy of the event, so that it finds it when it asks.
 unsigned CButtonThread::NotificationThread(void* self) {
     auto& thread = *static_cast<CButtonThread*>(self);
     int attempts = 0;
@@ -91,6 +95,8 @@ unsigned CButtonThread::NotificationThread(void* self) {
     return 0;
 }
 
+// One opening of the pipe. The event is a manual one: it tells the end of the wait until it is
+// looked at, however that came.
 int CButtonThread::RunNotifications(int* attempts, int* fired) {
     *fired = 0;
     const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
@@ -126,6 +132,8 @@ HANDLE CButtonThread::OpenInterruptPipe() {
     return INVALID_HANDLE_VALUE;
 }
 
+// One wait after the other on the open pipe, without a time limit: an idle device costs nothing.
+// Failed waits have the pipe opened anew.
 int CButtonThread::WaitForPress(HANDLE pipe, HANDLE event, int* attempts, int* fired) {
     CPipeWait wait(pipe, event);
     const HANDLE handles[] = {m_hShutdownEvent, event};

@@ -2,8 +2,8 @@
 
 #include <atomic>
 
-#include "platform/contained.h"
 #include "frontend/mini_driver.h"
+#include "platform/contained.h"
 
 namespace {
 
@@ -31,6 +31,7 @@ IUnknown* FindFace(CNVwiaMiniDrv& driver, REFIID iid) {
     return nullptr;
 }
 
+// Counted for the caller; null, and E_NOINTERFACE, for an interface that isn't there.
 HRESULT Give(IUnknown* face, void** object) {
     *object = face;
     if (!face)
@@ -59,6 +60,7 @@ class CPlainDriver final : private CModuleUse, public CNVwiaMiniDrv {
     }
 };
 
+// Part of a wrapper. To everybody but the wrapper it is the outer object, which counts it.
 class CInnerDriver final : public CNVwiaMiniDrv {
   public:
     explicit CInnerDriver(IUnknown* outer) : m_outer(outer) {}
@@ -73,6 +75,7 @@ class CInnerDriver final : public CNVwiaMiniDrv {
     IUnknown* const m_outer;  // not counted: it holds the wrapper
 };
 
+// What the outer object holds: an identity of its own, whose count is the driver's life.
 class CDriverWrapper final : private CModuleUse, public IUnknown, public CObjectRoot {
   public:
     explicit CDriverWrapper(IUnknown* outer) : m_driver(outer) {}
@@ -141,6 +144,8 @@ HRESULT CMiniDrvFactory::QueryInterface(REFIID iid, void** object) {
     return Give(iid == IID_IUnknown || iid == IID_IClassFactory ? this : nullptr, object);
 }
 
+// It is never made or destroyed: references only keep the module loaded, and the answers are those
+// of an object that others hold too.
 ULONG CMiniDrvFactory::AddRef() {
     CModuleUses::Add();
     return 2;

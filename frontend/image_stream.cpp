@@ -22,6 +22,7 @@ bool CByteQueue::Append(const BYTE* bytes, std::size_t count) {
     return true;
 }
 
+// The bytes stay where they are until memory is needed, or none is left.
 void CByteQueue::Take(BYTE* target, std::size_t count) {
     count = std::min(count, Size());
     std::copy_n(m_bytes.begin() + static_cast<std::ptrdiff_t>(m_front), count, target);
@@ -58,6 +59,7 @@ HRESULT CImageStream::QueryInterface(REFIID iid, void** object) {
     return S_OK;
 }
 
+// The engine's source and the driver each hold the stream for as long as they use it.
 ULONG CImageStream::AddRef() {
     return ++m_cRef;
 }
@@ -89,6 +91,8 @@ bool CImageStream::HasHeaders() const {
     return m_cbWritten >= sizeof(m_header) + sizeof(RGBQUAD) * std::uint64_t{info.biClrUsed};
 }
 
+// Start makes the source that reads the headers, FireBegin opens the chain and publishes the
+// header of the finished image. The rows of the band stay for the feed that follows.
 void CImageStream::StartEngine() {
     m_bHeaderPending = false;
     if (!m_pEngine)
@@ -107,6 +111,8 @@ HRESULT CImageStream::Write(const void* pv, ULONG cb, ULONG* pcbWritten) {
     // The engine finds the band in the queue when it begins.
     if (!m_queue.Append(bytes, cb))
         return E_OUTOFMEMORY;
+    // What is counted is the state before this write, so that neither the headers nor the palette
+    // start the engine by themselves, in whatever pieces they come.
     const std::size_t missing = sizeof(m_header) - m_headerBytes;
     if (missing != 0) {
         const std::size_t taken = std::min<std::size_t>(cb, missing);

@@ -2,6 +2,7 @@
 
 namespace {
 
+// Items that the service still holds know then that they are gone.
 constexpr LONG kUnlinkFlags = WiaItemTypeDisconnected;
 
 }  // namespace

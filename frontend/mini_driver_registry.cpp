@@ -14,6 +14,7 @@ namespace {
 constexpr char kDeviceData[] = "DeviceData";
 constexpr char kLoadSettingsOnce[] = "LoadSettingsOnce";
 constexpr char kInstantLamp[] = "InstantLampWarmUp";
+// LoadSettingsOnce: the hardware is to be asked at the next start, or has been.
 constexpr DWORD kAskOnce = 1;
 constexpr DWORD kAsked = 2;
 
@@ -47,6 +48,7 @@ void ReadRow(HKEY key, const ValueRow& row, CLog& log) {
         log.Write(row.absentLevel, row.absent);
 }
 
+// What the device can do beside scanning; null for what it lacks.
 struct Facets {
     ComPtr<IOstrelADF> adf;
     ComPtr<IOstrelADF2> adf2;
@@ -91,6 +93,7 @@ void AskAttached(const Facets& facets, DWORD session, LPCOLESTR name, DWORD& sup
         supported = value;
 }
 
+// The list of depths, in bits a sample, ends with a 0 or with its room.
 DWORD DeepestColor(const OstrelDeviceCaps& caps) {
     const BYTE* const end =
         std::find(std::begin(caps.colorDepths), std::end(caps.colorDepths), BYTE{0});
@@ -129,6 +132,8 @@ constexpr struct {
     {"HasScanButton", &HardwareData::scanButton},
 };
 
+// The newer record, where there is one, is right about both. Bit 0 of the flags: both sides can be
+// scanned.
 void AskDuplex(const Facets& facets, DWORD session, HardwareData& data) {
     if (facets.adf3) {
         const auto caps = RecordOf(facets.adf3, session, &IOstrelADF3::GetADF3Capabilities);
@@ -163,6 +168,7 @@ HardwareData AskHardware(const Facets& facets, DWORD session, const OstrelDevice
 
 }  // namespace
 
+// The vendor's folder is the process's: profiles are looked for there, for each device.
 int CNVwiaMiniDrv::ReadVendorPaths(HKEY hKey) {
     CRegistryKey data;
     if (data.Open(hKey, kDeviceData) != ERROR_SUCCESS)
@@ -202,6 +208,7 @@ void CNVwiaMiniDrv::GatherDeviceData(HKEY hKey) {
     };
     for (const ValueRow& row : rows)
         ReadRow(data.Get(), row, *m_pLog);
+    // Without a class no toolkit can be made, and the next step of the start says so.
     m_clsidToolkit = GUID_NULL;
     if (clsid[0] != 0)
         CLSIDFromString(WideFromText(clsid).c_str(), &m_clsidToolkit);
@@ -219,6 +226,7 @@ void CNVwiaMiniDrv::GatherDeviceData(HKEY hKey) {
                                                                      : FolderNames{}.family);
 }
 
+// Nobody waits for another program here: without the lock, the next start asks.
 int CNVwiaMiniDrv::StoreDeviceData(HKEY hKey) {
     const Facets facets(m_pToolkit.Get());
     const OstrelLock lock(m_pToolkit.Get(), m_dwSessionId);
@@ -263,6 +271,7 @@ int CNVwiaMiniDrv::InstantLampWarmUp(HKEY hKey) {
             return 0;
         }
     }
+    // The scan software keeps it as text, "1" for on.
     char text[MAX_PATH];
     if (!ReadText(settings.Get(), kInstantLamp, text)) {
         m_pLog->Write("Failed to open Ambrel settings regkey for instant lamp warmup");

@@ -7,8 +7,8 @@
 
 #include "controller/flatbed_scan.h"
 #include "diag/function_trace.h"
-#include "platform/contained.h"
 #include "frontend/mini_driver.h"
+#include "platform/contained.h"
 #include "platform/registry_key.h"
 #include "platform/text.h"
 
@@ -16,6 +16,7 @@ namespace {
 
 constexpr DWORD kSettingsStored = 2;  // LoadSettingsOnce, when the hardware has been asked
 
+// The ways to a device, as the toolkit counts them.
 constexpr DWORD kIoUsb = 1;
 constexpr DWORD kIoParallel = 2;
 constexpr DWORD kIoScsi = 3;
@@ -55,6 +56,7 @@ bool IsInterruptWithData(DWORD subType) {
 constexpr DWORD kNoLimit = 0xFFFFFFFFu;
 constexpr DWORD kTaskWaits = 1;
 
+// Device errors reach the service as result codes; the number of one is never anything but 0.
 constexpr LPCOLESTR kNoDeviceError = u"No Error";
 constexpr LPCOLESTR kUnknownDeviceError = u"Device Error, Unknown Error";
 
@@ -63,6 +65,7 @@ constexpr WIA_FORMAT_INFO kFormats[] = {
     {WiaImgFmt_BMP, TYMED_FILE},
 };
 
+// Some callers have no use for it, and pass none.
 void ClearDeviceError(LONG* error) {
     if (error)
         *error = 0;
@@ -100,6 +103,8 @@ HRESULT CNVwiaMiniDrv::Initialize(IStiDeviceControl* pHelDcb, DWORD, HKEY hParam
     return trace.SetResult(hr).GetResult();
 }
 
+// A device that sends the byte of its button needs no toolkit session for its events; one that has
+// to be polled, or sends a bare signal, does.
 void CNVwiaMiniDrv::ReadDeviceKey(HKEY hKey) {
     DWORD capabilities = 0;
     ReadNumber(hKey, "DeviceSubType", m_dwDeviceSubType);
@@ -112,6 +117,7 @@ void CNVwiaMiniDrv::ReadDeviceKey(HKEY hKey) {
     m_buttons.Load(hKey, m_dwDeviceSubType, *m_pLog);
 }
 
+// A parallel port has no name that could be opened, a network device is opened by its identifier.
 HRESULT CNVwiaMiniDrv::SettleDeviceName() {
     if (m_dwIoType == 0)
         m_dwIoType = IoTypeOfPort(m_szDeviceName);
@@ -161,6 +167,8 @@ HRESULT CNVwiaMiniDrv::MeetDevice(HKEY hKey) {
     return S_OK;
 }
 
+// Work that a device has kept for its next start comes before anything else is asked of it. The
+// results change nothing: what the device can't do now waits for another start.
 void CNVwiaMiniDrv::RunPendingTask() {
     DWORD error = OSTREL_NO_ERROR;
     const OstrelLock lock(m_pToolkit.Get(), m_dwSessionId, OSTREL_LOCK_SHORT_JOB, kNoLimit, &error);
@@ -183,6 +191,8 @@ void CNVwiaMiniDrv::CloseToolkit() {
     m_dwSessionId = 0;
 }
 
+// The model that the device tells at the first time stays in m_szModel, and later objects are made
+// for it at once.
 HRESULT CNVwiaMiniDrv::CreateScannerInterface(IOstrelDevice** ppToolkit) {
     return ::CreateScannerInterface(m_clsidToolkit, m_szDeviceName, static_cast<WORD>(m_dwIoType),
                                     m_szModel, ppToolkit);
@@ -256,6 +266,8 @@ HRESULT CNVwiaMiniDrv::RawWriteCommand(LPVOID, DWORD, LPVOID) {
 
 // ---- The imaging face
 
+// The first names of device and item count; later calls only make the stream anew. What a failed
+// call has made stays, and the next one goes on from there.
 HRESULT CNVwiaMiniDrv::drvInitializeWia(BYTE* pWiasContext, LONG, BSTR bstrDeviceID,
                                         BSTR bstrRootFullItemName, IUnknown* pStiDevice, IUnknown*,
                                         IWiaDrvItem** ppIDrvItemRoot, IUnknown** ppIUnknownInner,
@@ -304,6 +316,8 @@ HRESULT CNVwiaMiniDrv::OpenController(LONG* plDevErrVal) {
     return hr;
 }
 
+// Null from the factory is a want of memory, the only failure that the service hears of by
+// plDevErrVal.
 HRESULT CNVwiaMiniDrv::MakeController(LONG* plDevErrVal) {
     const LPCOLESTR item = m_bstrRootFullItemName.c_str();
     ComPtr<IOstrelDevice> toolkit;
@@ -337,6 +351,7 @@ HRESULT CNVwiaMiniDrv::MakeEngine() {
     return hr;
 }
 
+// The item tree stays: the service may still hold items. A call too many changes nothing.
 HRESULT CNVwiaMiniDrv::drvUnInitializeWia(BYTE*) {
     CFunctionTrace trace("CNVwiaMiniDrv::drvUnInitializeWia");
     m_nInitCount = std::max(m_nInitCount - 1, 0);
@@ -356,6 +371,8 @@ HRESULT CNVwiaMiniDrv::drvUnInitializeWia(BYTE*) {
     return trace.GetResult();
 }
 
+// Only one command is served, though the capabilities also list that of building the tree, which
+// the service does by initialising.
 HRESULT CNVwiaMiniDrv::drvDeviceCommand(BYTE*, LONG, const GUID* pGuid, IWiaDrvItem** ppDrvItem,
                                         LONG* plDevErrVal) {
     CFunctionTrace trace("CNVwiaMiniDrv::drvDeviceCommand");
@@ -373,6 +390,7 @@ HRESULT CNVwiaMiniDrv::drvDeviceCommand(BYTE*, LONG, const GUID* pGuid, IWiaDrvI
     return trace.GetResult();
 }
 
+// The array stays the driver's, until its end.
 HRESULT CNVwiaMiniDrv::drvGetCapabilities(BYTE*, LONG ulFlags, LONG* pcelt,
                                           WIA_DEV_CAP_DRV** ppCapabilities, LONG* plDevErrVal) {
     CFunctionTrace trace("CNVwiaMiniDrv::drvGetCapabilities");

@@ -27,6 +27,7 @@ constexpr struct {
 
 }  // namespace
 
+// The value stays as it is when there is none.
 HRESULT CNVwiaMiniDrv::ReadRootLong(BYTE* pWiasContext, PROPID id, LONG* value) {
     BYTE* root = nullptr;
     const HRESULT hr = wiasGetRootItem(pWiasContext, &root);
@@ -47,6 +48,8 @@ HRESULT CNVwiaMiniDrv::WriteRootLong(BYTE* pWiasContext, PROPID id, LONG value) 
 
 // ---- The service's request
 
+// One page a call; the service calls again for each page of a feeder job. A cancelled page gives
+// the scanner up, since nobody knows whether the job goes on.
 HRESULT CNVwiaMiniDrv::drvAcquireItemData(BYTE* pWiasContext, LONG, MINIDRV_TRANSFER_CONTEXT* pmdtc,
                                           LONG* plDevErrVal) {
     CFunctionTrace trace("CNVwiaMiniDrv::drvAcquireItemData");
@@ -116,6 +119,8 @@ HRESULT CNVwiaMiniDrv::ValidateDataTransferContext(const MINIDRV_TRANSFER_CONTEX
     return trace.GetResult();
 }
 
+// The preparation is run once more, as between validation and scan another client may have used
+// the scanner. It reads and writes properties; the page behind it only reads some.
 HRESULT CNVwiaMiniDrv::ScanItem(BYTE* pWiasContext, MINIDRV_TRANSFER_CONTEXT* pmdtc, LONG*) {
     CFunctionTrace trace("CNVwiaMiniDrv::ScanItem");
     CPageTransfer page(*m_pScan, *m_pEngine, *m_pImageStream.Get(), *m_pLog, *pmdtc);
@@ -144,6 +149,9 @@ HRESULT CNVwiaMiniDrv::ImageCallback(std::uint32_t type, std::uint32_t, std::uin
 
 // ---- Preparation
 
+// What the root's properties choose holds only as far as the device can follow: no feeder without
+// paper, unless there is nothing else, no second side that can't be asked for, no adapter that the
+// controller hasn't been told of.
 ScanSource CNVwiaMiniDrv::ResolveSource(BYTE* pWiasContext, LONG tmaDefault) {
     bool paper = false;
     bool hasAdf = false;

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "frontend/class_factory.h"
-#include "platform/contained.h"
 #include "frontend/mini_driver.h"
+#include "platform/contained.h"
 #include "platform/module.h"
 #include "platform/registry_key.h"
 #include "platform/text.h"
@@ -40,6 +40,7 @@ constexpr struct {
 constexpr const char* kOwnKeys[] = {"nvqdrv.MiniDrv.1", "nvqdrv.MiniDrv", "CLSID\\%C",
                                     "TypeLib\\%L"};
 
+// The script's marks and what they stand for, on this machine.
 class CScript {
   public:
     std::string Fill(std::string text) const {
@@ -65,6 +66,7 @@ class CScript {
         {"%M", ModuleFileName(ModuleFromAddress(&CMiniDrvFactory::Instance()))}};
 };
 
+// Written over what is there: a module that was moved registers its new place.
 HRESULT Register() {
     const CScript script;
     if (!script.IsComplete())

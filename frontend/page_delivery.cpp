@@ -11,6 +11,7 @@ bool CPageDelivery::IsToFile() const {
     return m_context.tymed != TYMED_CALLBACK && m_context.tymed != TYMED_MULTIPAGE_CALLBACK;
 }
 
+// A client that has cancelled hears nothing more, whatever the engine still has to say.
 HRESULT CPageDelivery::Take(DWORD type, DWORD percent, LONG length, BYTE* buffer) {
     if (m_bCancelled)
         return S_FALSE;
@@ -29,6 +30,8 @@ HRESULT CPageDelivery::Take(DWORD type, DWORD percent, LONG length, BYTE* buffer
     }
 }
 
+// `length` counts the info header and its palette, which lie side by side. In a file the height
+// stays positive: its rows are turned behind the last one.
 HRESULT CPageDelivery::TakeHeader(DWORD percent, DWORD length, BYTE* buffer) {
     m_log.Write(kLogInformation, "QL_IMAGE_CALLBACK_DIB_HEADER");
     BITMAPINFOHEADER info;
@@ -51,6 +54,8 @@ HRESULT CPageDelivery::TakeHeader(DWORD percent, DWORD length, BYTE* buffer) {
     return hr;
 }
 
+// A file's client gets the percentage and no bytes. It may change its mind: a later answer that is
+// no S_FALSE takes a cancel back, as long as the band loop hasn't looked.
 HRESULT CPageDelivery::TakeRun(DWORD percent, DWORD length, const BYTE* buffer) {
     m_log.Format(kLogInformation, "QL_IMAGE_CALLBACK_DIB_BUFFER length %d total %d percent %d",
                  length, m_context.cbOffset, percent);
@@ -101,6 +106,7 @@ HRESULT CPageDelivery::CallClient(LONG reason, DWORD percent, LONG offset, DWORD
                                    offset, static_cast<LONG>(length), context, 0);
 }
 
+// An image without a band has no file, and nothing to deliver.
 HRESULT CPageDelivery::DeliverFile(bool cut, DWORD lines) {
     return m_file.IsWanted() && !m_bCancelled ? m_file.Deliver(m_context, cut, lines) : S_OK;
 }

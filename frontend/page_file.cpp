@@ -50,6 +50,7 @@ HANDLE MakeFile(const char* name) {
     return CreateFileA(name, kReadWrite, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
+// All ones is a size, unless the system reports an error.
 std::uint64_t SizeOf(HANDLE file) {
     DWORD high = 0;
     const DWORD low = GetFileSize(file, &high);
@@ -99,6 +100,8 @@ HRESULT CPageFile::Write(const void* bytes, DWORD count) {
     return E_FAIL;
 }
 
+// What the engine has written: its output may have another depth and palette than the stream into
+// it, so the stream's header is no help here.
 bool CPageFile::ReadInfo(BITMAPINFOHEADER& info) {
     DWORD read = 0;
     return FileSeek(m_hTempFile, sizeof(BITMAPFILEHEADER)) == 0 &&
@@ -148,6 +151,8 @@ bool CPageFile::ExtendFile(std::uint64_t bytes) {
     return true;
 }
 
+// Lines may be missing for two reasons: the media ended, then the page ends with it; or the engine
+// had too few to fill its windows, then they are white.
 HRESULT CPageFile::Deliver(MINIDRV_TRANSFER_CONTEXT& context, bool cut, DWORD lines) {
     BITMAPINFOHEADER info = {};
     if (m_bWriteFailed || !ReadInfo(info))
@@ -161,6 +166,8 @@ HRESULT CPageFile::Deliver(MINIDRV_TRANSFER_CONTEXT& context, bool cut, DWORD li
     return MapAndDeliver(context);
 }
 
+// The rows are turned in the mapped file, and the service copies from there: no page is held in
+// memory.
 HRESULT CPageFile::MapAndDeliver(MINIDRV_TRANSFER_CONTEXT& context) {
     const std::uint64_t size = SizeOf(m_hTempFile);
     if (size > static_cast<std::uint64_t>(std::numeric_limits<LONG>::max()))

@@ -108,6 +108,8 @@ HRESULT CPageTransfer::Run(bool& lastSheet) {
     return hr;
 }
 
+// A cancelled page ends as any other: the engine is stopped and the scanner's page is closed, which
+// also tells whether the feeder has more. Only what it has made goes nowhere.
 HRESULT CPageTransfer::Transfer(bool& lastSheet) {
     HRESULT hr = m_lines.Allocate(m_sizes);
     if (SUCCEEDED(hr))
@@ -125,6 +127,8 @@ HRESULT CPageTransfer::Transfer(bool& lastSheet) {
     return SUCCEEDED(hr) && m_delivery.IsCancelled() ? S_FALSE : hr;
 }
 
+// The engine is pumped with each band, so that the stream never holds more than a band or two, and
+// its callback runs inside FireFeed: a client's cancel is seen before the next band is read.
 HRESULT CPageTransfer::RunBandLoop() {
     bool begun = false;
     while (m_linesRead < m_scanLines && !m_delivery.IsCancelled() && !m_stopAfterBand) {
@@ -189,6 +193,8 @@ HRESULT CPageTransfer::BeginBitmap() {
     return SetupBitmapHeaders(header);
 }
 
+// A palette of grays, black first, stands before rows of single samples.
+//
 // One write each, so that the engine starts with the first band.
 HRESULT CPageTransfer::SetupBitmapHeaders(const BITMAPINFOHEADER& header) {
     CFunctionTrace trace("CNVwiaMiniDrv::SetupBitmapHeaders");

@@ -6,7 +6,7 @@
 //                 (band_lines.h), writes them to the stream and pumps the engine
 //   TakeImage     what the engine makes of them; called by way of the image callback, inside Run
 //
-// A page touches what it is made with: the started controller, the engine, the stream between them,
+// A page touches what it is made with: the controller, the engine, the stream between them,
 // the transfer context (page_delivery.h), the log. Properties are read, never written. All else is
 // its own and goes with it, files included; a scan that was started has ended when Run returns.
 #pragma once

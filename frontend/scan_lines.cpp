@@ -59,6 +59,7 @@ void CutScanLines(BYTE* buffer, DWORD lines, DWORD stride, DWORD lineBytes) {
         std::memmove(buffer + line * stride, buffer + line * lineBytes, stride);
 }
 
+// 255 is white in each depth that a stream has.
 void WhitenLineEnds(BYTE* buffer, DWORD lines, DWORD stride, DWORD from) {
     if (from >= stride)
         return;
@@ -79,6 +80,8 @@ Field FieldAt(const BYTE* view, std::size_t offset) {
 
 }  // namespace
 
+// The header comes from a file that anybody may have written to meanwhile: every size is checked
+// against the file's own.
 HRESULT FlipBitmapRows(BYTE* view, std::size_t size) {
     if (!view || size < sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER))
         return E_FAIL;

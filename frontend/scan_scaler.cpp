@@ -35,12 +35,18 @@ class Walk {
     const std::uint64_t m_to;
 };
 
+// Output coordinate x lies at x * from / to in the source. The whole part is taken from integers,
+// the rest from single precision, because the result's bytes depend on how it is rounded.
+//
 // What of x * from / to lies behind its whole part. All in single precision.
 float Fraction(std::size_t x, std::uint32_t from, std::uint32_t to, std::size_t whole) {
     return static_cast<float>(x) * static_cast<float>(from) / static_cast<float>(to) -
            static_cast<float>(whole);
 }
 
+// Columns at the source's last pixel are copied, rows at the band's last line are weighed with the
+// line above, and both sets are settled once for a band.
+//
 // How many of the last coordinates lie at the source's last place. The first one never counts.
 std::uint32_t CountLast(std::uint32_t from, std::uint32_t to) {
     std::uint32_t count = 0;
@@ -66,6 +72,8 @@ struct LinePair {
 };
 
 struct Weights {
+    // Of the pixel, the one at its right, the one in the neighbour line, and that one's right:
+    // (1 - fx)(1 - fy), fx(1 - fy), (1 - fx)fy and fx fy. Together they are 1, but for rounding.
     float here, right, along, across;
 
     Weights(float fx, float fy)
@@ -160,6 +168,8 @@ class Scaler {
           m_copiedColumns(CountLast(sourceWidth, targetWidth)),
           m_bottomLines(CountLast(sourceLines, targetLines)) {}
 
+    // Runs of columns go through all lines before the next run: their offsets and weights are
+    // worked out once and stay in the processor's cache.
     void Run() {
         Columns columns;
         columns.right = m_sourceWidth > 1 ? m_bytes : 0;
@@ -205,6 +215,7 @@ class Scaler {
         }
     }
 
+    // Lies over the corner that the weighing of the bottom lines has made.
     void CopyLastColumns(std::size_t from) const {
         Walk place(static_cast<std::uint32_t>(m_sourceLines),
                    static_cast<std::uint32_t>(m_targetLines));

@@ -68,6 +68,7 @@ constexpr ResultRow kResults[] = {
     {0x80070070, "the disk is full"},
     {0x8007007E, "the module can't be loaded"},
     {0x8007007F, "the module doesn't export the function"},
+    {0x800700DF, "the picture is too large for a bitmap file, which ends at 2 gigabytes"},
     {0x80070103, "there is nothing more"},
     {0x800703F1, "the registry's file is damaged"},
 };

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -151,9 +150,7 @@ class CDriverTest : public testing::Test {
     static std::vector<std::string> TempFiles() {
         std::vector<std::string> found;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(TestFolder())) {
-            const std::string name = entry.path().filename().string();
-            if (entry.is_regular_file() && name.rfind("nvq", 0) == 0 && name.size() > 4 &&
-                name.substr(name.size() - 4) == ".tmp")
+            if (entry.is_regular_file() && entry.path().extension() == ".TMP")
                 found.push_back(entry.path().string());
         }
         return found;

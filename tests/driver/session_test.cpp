@@ -1,15 +1,13 @@
-// Beginnings and ends: first and later starts, several users of one device, crashes, modules that
-// are missing, and a device whose every operation fails.
+// Beginnings and ends: first and later starts, several users of one device, crashes, a toolkit that
+// is missing, and a device whose every operation fails.
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
-#include <iterator>
 #include <set>
 #include <thread>
 
-#include "platform/registry.h"
 #include "simulator/operations.h"
 #include "tests/driver/driver_rig.h"
 
@@ -21,34 +19,12 @@ bool Contains(const std::string& text, const std::string& part) {
 
 class Sessions : public CDriverTest {
   protected:
-    void SetWindow(CScanDevice& device, LONG lines = 20) {
-        ASSERT_EQ(Failure(device.Write("Top", {{WIA_IPS_XEXTENT, 30}, {WIA_IPS_YEXTENT, lines}})),
-                  "");
-    }
-    void ExpectScan(CScanDevice& device, std::size_t lines = 20) {
+    void SetWindow() { Set({{WIA_IPS_XEXTENT, 30}, {WIA_IPS_YEXTENT, 20}}); }
+    void ExpectScan() {
         CPages pages;
-        ASSERT_EQ(Failure(device.Scan("Top", {}, pages)), "");
+        ASSERT_EQ(Failure(Scan(pages)), "");
         ASSERT_EQ(pages.m_pages.size(), 1u);
-        EXPECT_EQ(pages.m_pages[0].rows.size(), 92 * lines);
-    }
-    // Another program: `body` runs in it, and it ends. False when it was killed.
-    template <class Body>
-    pid_t Program(Body body) {
-        const pid_t child = fork();
-        if (child == 0) {
-            body();
-            _exit(testing::Test::HasFailure() ? 1 : 0);
-        }
-        return child;
-    }
-    static bool EndsWell(pid_t child) {
-        int status = 0;
-        return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    }
-    void WaitForFile(const std::string& path) {
-        for (int i = 0; i < 4000 && !std::filesystem::exists(path); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        ASSERT_TRUE(std::filesystem::exists(path));
+        EXPECT_EQ(pages.m_pages[0].rows.size(), 92u * 20) << "in colour";
     }
 };
 
@@ -82,49 +58,16 @@ TEST_F(Sessions, StoreWhatTheDeviceIsAtTheFirstStartAlone) {
     EXPECT_EQ(ReadWholeFile(RegistryPath()), registry);
 }
 
-TEST_F(Sessions, OfOneDeviceHaveTheirOwnPropertiesAndScanInTurn) {
+// The engine has the settings of the item that is scanned, whoever validated last.
+TEST_F(Sessions, OfOneDeviceScanWithTheirOwnProperties) {
     InstallAndOpen();
     CScanDevice other;
     ASSERT_EQ(Failure(m_client.Open("", other)), "");
-    SetWindow(m_device);
+    SetWindow();
     ASSERT_EQ(Failure(other.Write("Top", {{WIA_IPA_DATATYPE, WIA_DATA_GRAYSCALE}})), "");
-    EXPECT_EQ(Number(WIA_IPA_DATATYPE), WIA_DATA_COLOR);
-    // The engine has the settings of the item that is scanned, whoever validated last.
-    ExpectScan(m_device);
+    ExpectScan();
     other.Close();
-    ExpectScan(m_device);
-    m_device.Close();
-    Open();
-    EXPECT_EQ(Number(WIA_IPS_XEXTENT), 1275) << "a new session has the defaults";
-}
-
-TEST_F(Sessions, OfTwoProgramsWaitForEachOther) {
-    SetIni("[behaviour]\nlinesPerSecond=100\n");
-    Install(Options());
-    const std::string sign = TestFolder() + "/scanning";
-    const pid_t child = Program([&] {
-        Open();
-        SetWindow(m_device, 40);
-        CPages pages;
-        pages.m_onCall = [&] { WriteWholeFile(sign, ""); };
-        EXPECT_EQ(Failure(m_device.Scan("Top", {}, pages)), "");
-        m_device.Close();
-    });
-    WaitForFile(sign);
-    // The lock is waited for, as long as it is to be expected.
-    Open();
-    SetWindow(m_device);
-    ExpectScan(m_device);
-    EXPECT_TRUE(EndsWell(child));
-    // A scanner that doesn't come free in time: the toolkit's code 5.
-    SetIni("[faults]\nLockScanner=1+:5\n");
-    CPages pages;
-    EXPECT_EQ(static_cast<std::uint32_t>(m_device.Scan("Top", {}, pages).code), 0x80040006u);
-    m_device.Close();
-    SetIni("");
-    Open();
-    SetWindow(m_device);
-    ExpectScan(m_device);
+    ExpectScan();
 }
 
 TEST_F(Sessions, ThatAreKilledLeaveNothingBehind) {
@@ -135,24 +78,29 @@ TEST_F(Sessions, ThatAreKilledLeaveNothingBehind) {
             SetIni("[behaviour]\nlinesPerSecond=2000\n");
             Act("load-1");
             const std::string sign = TestFolder() + "/begun" + std::to_string(medium + select);
-            const pid_t child = Program([&] {
+            const pid_t child = fork();
+            if (child == 0) {  // another program
                 Open();
                 Set({{WIA_DPS_DOCUMENT_HANDLING_SELECT, select}}, "Root");
                 Set({{WIA_IPA_TYMED, medium}, {WIA_IPS_XEXTENT, 30}});
                 CPages pages;
                 pages.m_onCall = [&] { WriteWholeFile(sign, ""); };
                 static_cast<void>(Scan(pages));
-            });
-            WaitForFile(sign);
+                _exit(0);
+            }
+            for (int i = 0; i < 4000 && !std::filesystem::exists(sign); ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
             kill(child, SIGKILL);
-            EXPECT_FALSE(EndsWell(child));
+            int status = 0;
+            ASSERT_EQ(waitpid(child, &status, 0), child);
+            ASSERT_TRUE(WIFSIGNALED(status)) << "in the middle of its page";
             EXPECT_EQ(TempFiles(), std::vector<std::string>{});
             SetIni("");
             Open();
-            SetWindow(m_device);
-            ExpectScan(m_device);
+            SetWindow();
+            ExpectScan();
             Set({{WIA_DPS_DOCUMENT_HANDLING_SELECT, FEEDER}}, "Root");
-            SetWindow(m_device);
+            SetWindow();
             CPages pages;
             EXPECT_EQ(Failure(Scan(pages, 1)), "") << "the sheet went back to the tray";
             m_device.Close();
@@ -160,78 +108,39 @@ TEST_F(Sessions, ThatAreKilledLeaveNothingBehind) {
     }
 }
 
-TEST_F(Sessions, EndWithTheDevicesKeyInTheRegistry) {
-    Install(Options());
-    Open();
-    SetWindow(m_device);
+TEST_F(Sessions, OutliveTheDevicesKeyInTheRegistry) {
+    InstallAndOpen();
+    SetWindow();
     ASSERT_EQ(Failure(UninstallDevice("0000")), "");
-    ExpectScan(m_device);
+    ExpectScan();
     m_device.Close();
-    EXPECT_EQ(ReadWholeFile(RegistryPath()).find("nvqdrv"), std::string::npos);
-    EXPECT_FALSE(Contains(ReadWholeFile(RegistryPath()), "0C3A5327"));
-    CScanDevice gone;
-    EXPECT_FALSE(m_client.Open("0001", gone).Ok());
+    for (const char* gone : {"nvqdrv", "0C3A5327"})
+        EXPECT_FALSE(Contains(ReadWholeFile(RegistryPath()), gone));
     Install(Options());
     Open();
 }
 
-TEST_F(Sessions, TellOnceWhichModuleIsMissingOrNone) {
-    const std::string driver = TestFolder() + "/modules/driver.so";
-    const std::string toolkit = TestFolder() + "/modules/toolkit.so";
-    std::filesystem::create_directories(TestFolder() + "/modules");
-    const auto copy = [](const char* from, const std::string& to) {
-        std::filesystem::remove(to);
-        std::filesystem::copy_file(from, to);
-    };
-    copy(DRIVER_MODULE, driver);
-    copy(SIMULATOR_MODULE, toolkit);
+TEST_F(Sessions, TellOnceThatTheToolkitIsMissingOrNone) {
     InstallOptions options = Options();
-    options.driverModule = driver;
-    options.toolkitModule = toolkit;
-    Install(options);
-    const auto expectFailure = [&](const char* words) {
-        CScanDevice device;
-        const ScanStatus status = m_client.Open("", device);
-        EXPECT_TRUE(FAILED(status.code));
-        EXPECT_TRUE(Contains(status.text, words)) << status.text;
-        EXPECT_EQ(std::count(status.text.begin(), status.text.end(), '\n'), 0);
-        EXPECT_EQ(m_notices, std::vector<std::string>{});
+    options.toolkitModule = TestFolder() + "/toolkit.so";
+    const auto put = [&](const char* module) {
+        std::filesystem::remove(options.toolkitModule);
+        if (*module)
+            std::filesystem::copy_file(module, options.toolkitModule);
     };
-    std::filesystem::remove(driver);
-    expectFailure("driver.so is missing");
-    copy(EMPTY_MODULE, driver);
-    expectFailure("driver.so is no component");
-    copy(DRIVER_MODULE, driver);
-    std::filesystem::remove(toolkit);
-    expectFailure("toolkit.so is missing");
-    copy(EMPTY_MODULE, toolkit);
-    expectFailure("toolkit.so is no component");
-    copy(SIMULATOR_MODULE, toolkit);
-    Open();
-    SetWindow(m_device);
-    ExpectScan(m_device);
-    m_device.Close();
-    ForgetRegistry();
-    options.toolkitModule = EMPTY_MODULE;
-    EXPECT_TRUE(Contains(InstallDevice(options).text, "empty_module.so"));
-}
-
-TEST_F(Sessions, CanBeOpenedWhenTheDeviceCanAgain) {
-    SetIni("[faults]\nOpenDevice=1+:3\n");
-    Install(Options());
-    for (int i = 0; i < 2; ++i) {
+    put(SIMULATOR_MODULE);
+    Install(options);
+    for (const auto& [module, words] :
+         {std::pair{"", "toolkit.so is missing"}, {EMPTY_MODULE, "toolkit.so is no component"}}) {
+        put(module);
         const ScanStatus status = m_client.Open("", m_device);
         EXPECT_TRUE(FAILED(status.code));
-        EXPECT_TRUE(Contains(status.text, "Scanner")) << status.text;
-        EXPECT_FALSE(m_device.IsOpen());
+        EXPECT_TRUE(Contains(status.text, words)) << status.text;
+        EXPECT_FALSE(Contains(status.text, "\n"));
+        EXPECT_EQ(m_notices, std::vector<std::string>{});
     }
-    // The still-image face has met the device, the imaging face can't.
-    SetIni("[faults]\nOpenDevice=2:3\n");
-    EXPECT_TRUE(FAILED(m_client.Open("", m_device).code));
-    SetIni("");
+    put(SIMULATOR_MODULE);
     Open();
-    SetWindow(m_device);
-    ExpectScan(m_device);
 }
 
 // ---- Faults

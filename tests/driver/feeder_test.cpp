@@ -1,0 +1,106 @@
+// Jobs of the feeder, page by page.
+#include "tests/driver/scan_rig.h"
+
+namespace {
+
+class Feeder : public CScanTest {
+  protected:
+    // Sheets of random pictures, one or two sides each. The second side of all is shorter.
+    void Begin(unsigned sheets, LONG select) {
+        std::string ini = "[feeder]\nsheets=" + std::to_string(sheets) + '\n';
+        for (unsigned i = 0; i < 2 * sheets; ++i) {
+            m_sides.push_back(RandomPicture(64, i == 2 ? 30 : 60, 10 + i));
+            const std::string name = "side" + std::to_string(i) + ".bmp";
+            Lay(m_sides.back(), 300, name);
+            ini += "page" + std::to_string(i / 2 + 1) + (i % 2 ? ".back=" : "=") + name + '\n';
+        }
+        InstallAndOpen(ini + "[behaviour]\nrecord=1\n");
+        Select(select);
+    }
+    void Select(LONG select) {
+        Set({{WIA_DPS_DOCUMENT_HANDLING_SELECT, select}}, "Root");
+        Set({{WIA_IPS_XEXTENT, 64}});
+    }
+    // The call behind the last page, which the device doesn't hear of.
+    void ExpectSpent() {
+        EXPECT_TRUE(IsFree()) << "the job has ended with its last page";
+        const std::string calls = Calls();
+        CPages none;
+        EXPECT_EQ(Scan(none, 1).code, WIA_ERROR_PAPER_EMPTY);
+        EXPECT_EQ(none.m_calls, 0);
+        EXPECT_EQ(Calls(), calls);
+        EXPECT_EQ(Number(WIA_DPS_DOCUMENT_HANDLING_STATUS, "Root"), FLAT_READY);
+    }
+
+    std::vector<Picture> m_sides;
+};
+
+TEST_F(Feeder, GivesItsPagesUntilItIsEmpty) {
+    Begin(3, FEEDER);
+    EXPECT_EQ(Number(WIA_IPA_NUMBER_OF_LINES), 60);
+    ExpectSheets({m_sides[0], m_sides[2], m_sides[4]}, 3);
+    ExpectSpent();
+    // Loaded anew it goes on, to the end of what is there.
+    Act("load-2");
+    ExpectSheets({m_sides[0], m_sides[2]});
+    Act("load-3");
+    EXPECT_EQ(Number(WIA_DPS_DOCUMENT_HANDLING_STATUS, "Root"), FEED_READY);
+    ExpectSheets({m_sides[0]}, 1);
+    // A job that was left behind doesn't keep the device.
+    Set({{WIA_DPS_DOCUMENT_HANDLING_SELECT, FLATBED}}, "Root");
+    EXPECT_TRUE(IsFree());
+    CPages page;
+    EXPECT_EQ(Failure(Scan(page)), "");
+}
+
+TEST_F(Feeder, GivesBothSidesFrontFirst) {
+    Begin(2, DUPLEX);
+    ExpectSheets(m_sides);
+    Act("load-1");
+    ExpectSheets({m_sides[0], m_sides[1]});
+    // One side, decided anew.
+    Act("load-1");
+    Select(FEEDER);
+    ExpectSheets({m_sides[0]});
+}
+
+TEST_F(Feeder, LeavesTheOtherSheetsWhenCancelled) {
+    Begin(2, FEEDER);
+    const auto cancel = [this] {
+        CPages pages;
+        pages.m_stopAt = 2;
+        EXPECT_EQ(Scan(pages, 0).code, S_FALSE);
+        EXPECT_TRUE(IsFree()) << "nobody knows whether the job goes on";
+    };
+    cancel();
+    ExpectSheets({m_sides[2]});
+    Act("load-1");
+    cancel();
+    ExpectSpent();
+    // The device's own button: the page ends there, white behind.
+    Act("load-1");
+    CPages ended;
+    ended.m_onCall = [&] {
+        if (ended.m_calls == 1)
+            Act("cancel");
+    };
+    EXPECT_EQ(Failure(Scan(ended, 0)), "");
+    Act("load-1");
+    ExpectSheets({m_sides[0]});
+}
+
+TEST_F(Feeder, WithoutPaperHoldsNothing) {
+    Begin(1, FLATBED);
+    Act("unload");
+    Select(FEEDER);
+    CPages none;
+    EXPECT_EQ(Scan(none, 1).code, WIA_ERROR_PAPER_EMPTY);
+    EXPECT_TRUE(IsFree());
+    SetIni("[faults]\nIsPaperInADF=1+:12\n");
+    EXPECT_EQ(static_cast<std::uint32_t>(Scan(none, 1).code), 0x80040007u)
+        << "not to know is not to be empty";
+    EXPECT_EQ(Calls().find("StartScan"), std::string::npos);
+    EXPECT_EQ(none.m_calls, 0);
+}
+
+}  // namespace
