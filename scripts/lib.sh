@@ -37,6 +37,9 @@ build_packages=(
     nlohmann-json3-dev libgtest-dev libbenchmark-dev
 )
 
+# Precompiled headers may come from the compiler cache too.
+export CCACHE_SLOPPINESS=pch_defines,time_macros
+
 # build PRESET [TARGET...]
 build() {
     local preset=$1
