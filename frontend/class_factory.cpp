@@ -2,8 +2,8 @@
 
 #include <atomic>
 
-#include "platform/contained.h"
 #include "frontend/mini_driver.h"
+#include "platform/contained.h"
 
 namespace {
 

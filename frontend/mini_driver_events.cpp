@@ -8,8 +8,8 @@
 #include <new>
 
 #include "diag/function_trace.h"
-#include "platform/contained.h"
 #include "frontend/mini_driver.h"
+#include "platform/contained.h"
 
 namespace {
 

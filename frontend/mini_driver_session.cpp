@@ -7,8 +7,8 @@
 
 #include "controller/flatbed_scan.h"
 #include "diag/function_trace.h"
-#include "platform/contained.h"
 #include "frontend/mini_driver.h"
+#include "platform/contained.h"
 #include "platform/registry_key.h"
 #include "platform/text.h"
 

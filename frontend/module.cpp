@@ -4,8 +4,8 @@
 #include <string>
 
 #include "frontend/class_factory.h"
-#include "platform/contained.h"
 #include "frontend/mini_driver.h"
+#include "platform/contained.h"
 #include "platform/module.h"
 #include "platform/registry_key.h"
 #include "platform/text.h"

@@ -1,7 +1,7 @@
 // What installing writes into the registry, and what removing leaves there.
 #include "platform/module.h"
-#include "service/module_files.h"
 #include "platform/registry_key.h"
+#include "service/module_files.h"
 #include "tests/service/service_rig.h"
 
 namespace {
