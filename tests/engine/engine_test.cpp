@@ -228,7 +228,7 @@ TEST_F(Engine, ACommandFromInsideACallbackDoesNothingAndAStopWaits) {
         m_client.m_act = [&](const CTestClient::Message& message) {
             if (message.m_type == at) {
                 for (const auto command : kCommands)
-                    (m_engine.*command)();
+                    std::invoke(command, m_engine);
             }
             return S_OK;
         };
@@ -245,7 +245,7 @@ TEST_F(Engine, ACommandFromInsideACallbackDoesNothingAndAStopWaits) {
 TEST_F(Engine, CommandsDoNothingWithoutABegin) {
     CQLEngine bare;
     for (const auto command : kCommands)
-        (bare.*command)();
+        std::invoke(command, bare);
     m_board.Hear({QL_ATTR_STATUS});
     CTestStream stream(Page(40));
     m_engine.SetInputStream(&stream);
