@@ -19,6 +19,11 @@ CTestPicture Page(std::int32_t lines) {
 }
 constexpr std::size_t kRow = 24;
 
+using Command = HRESULT (CQLEngine::*)();
+constexpr Command kCommands[] = {&CQLEngine::FireFeed,  &CQLEngine::FireEnd,
+                                 &CQLEngine::FireBegin, &CQLEngine::FireAnalyse,
+                                 &CQLEngine::Stop,      &CQLEngine::Start};
+
 class Engine : public testing::Test {
   protected:
     Engine() {
@@ -222,10 +227,8 @@ TEST_F(Engine, ACommandFromInsideACallbackDoesNothingAndAStopWaits) {
         CTestStream stream(Page(40));
         m_client.m_act = [&](const CTestClient::Message& message) {
             if (message.m_type == at) {
-                for (const auto command :
-                     {&CQLEngine::FireFeed, &CQLEngine::FireEnd, &CQLEngine::FireBegin,
-                      &CQLEngine::FireAnalyse, &CQLEngine::Stop, &CQLEngine::Start})
-                    (m_engine.*command)();
+                for (const auto command : kCommands)
+                    std::invoke(command, m_engine);
             }
             return S_OK;
         };
@@ -241,9 +244,8 @@ TEST_F(Engine, ACommandFromInsideACallbackDoesNothingAndAStopWaits) {
 
 TEST_F(Engine, CommandsDoNothingWithoutABegin) {
     CQLEngine bare;
-    for (const auto command : {&CQLEngine::FireBegin, &CQLEngine::FireFeed, &CQLEngine::FireEnd,
-                               &CQLEngine::FireAnalyse, &CQLEngine::Stop})
-        (bare.*command)();
+    for (const auto command : kCommands)
+        std::invoke(command, bare);
     m_board.Hear({QL_ATTR_STATUS});
     CTestStream stream(Page(40));
     m_engine.SetInputStream(&stream);
