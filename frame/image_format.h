@@ -72,7 +72,9 @@ struct QLImageFormat {
     // Bytes of a line beyond its significant pixels.
     std::int32_t PaddingBytes() const;
 
-    bool IsInternal() const { return m_layout == QL_LAYOUT_INTERNAL; }
+    // The form in which the middle of the chain works: 16-bit samples, three or one a pixel. Packed
+    // lines, bilevel ones for example, may have the same layout and are not of it.
+    bool IsInternal() const { return m_layout == QL_LAYOUT_INTERNAL && m_bytesPerSample == 2; }
     bool IsInternalColor() const { return IsInternal() && m_samplesPerPixel == 3; }
     bool IsInternalGray() const { return IsInternal() && m_samplesPerPixel == 1; }
 
