@@ -1,6 +1,20 @@
 #include "frontend/item_properties.h"
 
-#include <cstring>
+#include <algorithm>
+
+namespace {
+
+// The service's own reader of records, in the shape of the others. `value` is the caller's to
+// clear.
+HRESULT ReadRecord(BYTE* item, PROPID id, PROPVARIANT* value, PROPVARIANT*, BOOL) {
+    PROPSPEC spec = {};
+    spec.ulKind = PRSPEC_PROPID;
+    spec.propid = id;
+    const HRESULT hr = wiasReadMultiple(item, 1, &spec, value, nullptr);
+    return hr == S_FALSE ? E_INVALIDARG : hr;
+}
+
+}  // namespace
 
 HRESULT CItemProperties::Attach(BYTE* item) {
     if (!item)
@@ -37,17 +51,18 @@ HRESULT CItemProperties::ReadGuid(DWORD id, GUID* out) {
     return Read(&wiasReadPropGuid, id, out);
 }
 
-// The service hands out a copy, which is ours to free. The caller's size is that of the record by
-// its id: the driver has written it itself, and no client can.
+// The service tells a record's length only beside its value. One of another length than the
+// caller's was written by somebody else, and counts as a property that can't be read.
 HRESULT CItemProperties::ReadBin(DWORD id, ULONG size, BYTE* buffer) {
     if (!buffer)
         return E_INVALIDARG;
-    BYTE* bytes = nullptr;
-    const HRESULT hr = Read(&wiasReadPropBin, id, &bytes);
-    if (SUCCEEDED(hr) && bytes)
-        std::memcpy(buffer, bytes, size);
-    CoTaskMemFree(bytes);
-    return hr;
+    PROPVARIANT value = {};
+    const HRESULT hr = Read(&ReadRecord, id, &value);
+    const bool fits = hr == S_OK && value.vt == (VT_VECTOR | VT_UI1) && value.caub.cElems == size;
+    if (fits)
+        std::copy_n(value.caub.pElems, size, buffer);
+    PropVariantClear(&value);
+    return hr != S_OK || fits ? hr : E_INVALIDARG;
 }
 
 // Writes go to the item alone: what the engine has to tell is what it makes of that item.

@@ -24,6 +24,8 @@ TEST(ItemProperties, ReadWhatTheItemLacksFromTheRootAndWriteToTheItem) {
     BYTE record[2] = {};
     EXPECT_EQ(properties.ReadBin(5, 2, record), S_OK);
     EXPECT_EQ(record[1], 8);
+    for (const ULONG wrong : {1u, 3u})
+        EXPECT_EQ(properties.ReadBin(5, wrong, record), E_INVALIDARG);
     EXPECT_EQ(properties.ReadBin(9, 2, record), E_INVALIDARG);
     EXPECT_EQ(properties.WriteLong(2, 5), S_OK);
     EXPECT_EQ(store.root.longs[2], 22);

@@ -68,11 +68,15 @@ HRESULT wiasReadPropGuid(BYTE* context, PROPID id, GUID* value, GUID*, BOOL must
                     [value](const GUID& stored) { *value = stored; });
 }
 
-HRESULT wiasReadPropBin(BYTE* context, PROPID id, BYTE** value, BYTE**, BOOL mustExist) {
-    return ReadFrom(context, &CItemStore::Item::records, id, mustExist,
-                    [value](const std::vector<BYTE>& stored) {
-                        *value = static_cast<BYTE*>(CoTaskMemAlloc(stored.size()));
-                        std::memcpy(*value, stored.data(), stored.size());
+// One record is asked for at a time.
+HRESULT wiasReadMultiple(BYTE* context, ULONG, const PROPSPEC* specs, PROPVARIANT* values,
+                         PROPVARIANT*) {
+    return ReadFrom(context, &CItemStore::Item::records, specs->propid, FALSE,
+                    [values](const std::vector<BYTE>& stored) {
+                        values->vt = VT_VECTOR | VT_UI1;
+                        values->caub.cElems = static_cast<ULONG>(stored.size());
+                        values->caub.pElems = static_cast<BYTE*>(CoTaskMemAlloc(stored.size()));
+                        std::memcpy(values->caub.pElems, stored.data(), stored.size());
                     });
 }
 
