@@ -49,7 +49,7 @@ HRESULT CNVwiaMiniDrv::WriteRootLong(BYTE* pWiasContext, PROPID id, LONG value) 
 // ---- The service's request
 
 // One page a call; the service calls again for each page of a feeder job. A cancelled page gives
-// the scanner up, since nobody knows whether the job goes on.
+// the scanner up, since nobody knows whether the job goes on, and so does a feed that failed.
 HRESULT CNVwiaMiniDrv::drvAcquireItemData(BYTE* pWiasContext, LONG, MINIDRV_TRANSFER_CONTEXT* pmdtc,
                                           LONG* plDevErrVal) {
     CFunctionTrace trace("CNVwiaMiniDrv::drvAcquireItemData");
@@ -70,6 +70,8 @@ HRESULT CNVwiaMiniDrv::drvAcquireItemData(BYTE* pWiasContext, LONG, MINIDRV_TRAN
     trace.SetResult(ScanItem(pWiasContext, pmdtc, plDevErrVal));
     if (trace.GetResult() == S_FALSE)
         m_pScan->releaseScanner();
+    if (FAILED(trace.GetResult()))
+        ReleaseUnlessFeeding();
     DumpTransferContext(*m_pLog, *pmdtc);
     return trace.GetResult();
 }

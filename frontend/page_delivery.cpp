@@ -54,8 +54,8 @@ HRESULT CPageDelivery::TakeHeader(DWORD percent, DWORD length, BYTE* buffer) {
     return hr;
 }
 
-// A file's client gets the percentage and no bytes. It may change its mind: a later answer that is
-// no S_FALSE takes a cancel back, as long as the band loop hasn't looked.
+// A file's client gets the percentage and no bytes. What came with a cancel is written all the
+// same; the file goes nowhere.
 HRESULT CPageDelivery::TakeRun(DWORD percent, DWORD length, const BYTE* buffer) {
     m_log.Format(kLogInformation, "QL_IMAGE_CALLBACK_DIB_BUFFER length %d total %d percent %d",
                  length, m_context.cbOffset, percent);

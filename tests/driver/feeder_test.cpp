@@ -103,4 +103,15 @@ TEST_F(Feeder, WithoutPaperHoldsNothing) {
     EXPECT_EQ(none.m_calls, 0);
 }
 
+TEST_F(Feeder, ThatFailsBetweenTwoPagesIsGivenBack) {
+    Begin(2, FEEDER);
+    ExpectSheets({m_sides[0]}, 1);
+    Act("open-hatch");
+    CPages none;
+    EXPECT_EQ(static_cast<std::uint32_t>(Scan(none, 1).code), 0x8004000Eu);
+    EXPECT_TRUE(IsFree());
+    Act("close-hatch");
+    ExpectSheets({m_sides[2]});
+}
+
 }  // namespace
