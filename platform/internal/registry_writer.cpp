@@ -102,8 +102,11 @@ void AppendKey(std::string& out, const std::string& path, const RegistryKey& key
 
 std::string RegistryText(const RegistryKey& tree) {
     std::string out = "Windows Registry Editor Version 5.00\n";
-    for (const RegistryKey& root : tree.subkeys)
-        AppendKey(out, root.name, root);
+    for (const RegistryKey& root : tree.subkeys) {
+        // One that holds nothing is there without its line too.
+        if (!root.subkeys.Empty() || !root.values.Empty() || !root.comment.empty())
+            AppendKey(out, root.name, root);
+    }
     if (!tree.comment.empty())
         out += '\n' + tree.comment;
     return out;

@@ -159,11 +159,12 @@ TEST(RegistryFormat, WritesWhatPeopleCanRead) {
                                 "\n[HKEY_LOCAL_MACHINE\\A\\B]\n"
                                 "\n; at the end\n";
     EXPECT_EQ(Rewritten(written), written);
-    // What the reader forgives comes out in one form, in the order of first appearance.
+    // What the reader forgives comes out in one form, in the order of first appearance. Roots that
+    // hold nothing are left out.
     EXPECT_EQ(
         Rewritten(kTitle + "[HKEY_A]\r\n\"z\"=\"1\"\r\n[HKEY_B\\C]\r\n[HKEY_a]\r\n\"a\" = dword:7\n"
                            "\"Z\"=\"2\"\n[HKEY_D]\n\"x\"=\"\"\n\"x\"=-\n[-HKEY_b\\c]\n"),
-        kTitle + "\n[HKEY_A]\n\"z\"=\"2\"\n\"a\"=dword:00000007\n\n[HKEY_B]\n\n[HKEY_D]\n");
+        kTitle + "\n[HKEY_A]\n\"z\"=\"2\"\n\"a\"=dword:00000007\n");
 }
 
 TEST(RegistryFormat, BreaksLongListsOfBytesIntoLines) {
