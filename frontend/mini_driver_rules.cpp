@@ -227,21 +227,26 @@ HRESULT CNVwiaMiniDrv::ApplyDataType(BYTE* item, ValidationCall& call, LONG type
     return trace.GetResult();
 }
 
-// A depth by itself chooses the type that has it. One that the item has already chooses nothing:
-// line art and dither have the same.
+// A depth by itself chooses the type that has it. One that the item has already leaves the type:
+// line art and dither have the same. The bits of a channel follow in both cases.
 HRESULT CNVwiaMiniDrv::ValidateDepth(BYTE* item, ValidationCall& call) {
     if (call.Wrote(WIA_IPA_DATATYPE))
         return ValidateDataType(item, call);
     CFunctionTrace trace("CNVwiaMiniDrv::ValidateDepth");
     WIAS_CHANGED_VALUE_INFO depth = {};
+    LONG type = 0;
     trace.SetResult(wiasGetChangedValueLong(item, &call.context, TRUE, WIA_IPA_DEPTH, &depth));
-    if (FAILED(trace.GetResult()) || depth.Current.lVal == depth.Old.lVal)
+    if (FAILED(trace.GetResult()) ||
+        FAILED(trace.SetResult(ReadItemLong(item, WIA_IPA_DATATYPE, &type)).GetResult()))
         return trace.GetResult();
-    const DataTypeRow* row = FindMeantType(kDepthTypes, depth.Current.lVal);
-    if (!row)
-        return trace.SetResult(E_INVALIDARG).GetResult();
-    trace.SetResult(WriteChanged(item, call, WIA_IPA_DATATYPE, row->key));
-    return trace.SetResult(ApplyDataType(item, call, row->key)).GetResult();
+    if (depth.Current.lVal != depth.Old.lVal) {
+        const DataTypeRow* row = FindMeantType(kDepthTypes, depth.Current.lVal);
+        if (!row)
+            return trace.SetResult(E_INVALIDARG).GetResult();
+        type = row->key;
+        trace.SetResult(WriteChanged(item, call, WIA_IPA_DATATYPE, type));
+    }
+    return trace.SetResult(ApplyDataType(item, call, type)).GetResult();
 }
 
 // Bits by themselves choose a type as well, and let go of a selected channel.

@@ -285,6 +285,7 @@ const struct {
     {"but dither has one bit too", {"TYPE=1"}, "DEPTH=1", ""},
     {"a type decides over a depth", {}, "DEPTH=1 TYPE=2", GRAY},
     {"and a depth over bits of a channel", {}, "BPC=1 DEPTH=8", GRAY},
+    {"also the one that is there", {}, "BPC=1 DEPTH=24", "BYTES=3828"},
     {"single bits are line art", {}, "BPC=1", LINE_ART},
     {"8 bits on a gray item are colour", {"TYPE=2"}, "BPC=8", COLOR},
     {"unless the type is written too", {}, "BPC=1 TYPE=2", GRAY},
