@@ -91,16 +91,6 @@ class CControllerTest : public testing::Test {
     }
     void Renew() { scan = std::make_unique<COpenScan>(&toolkit, clock); }
     HRESULT Open() { return scan->initDriver(device.Port().c_str(), 1); }
-    // What the device tells of itself at the next opening.
-    void LieAboutDevice(std::function<void(OstrelDeviceCaps&)> lie) {
-        toolkit.Lie(GetDeviceCapabilities, std::move(lie));
-    }
-    void LieAboutFeeder(std::function<void(OstrelAdf2Caps&)> lie) {
-        toolkit.Lie(GetADF2Capabilities, std::move(lie));
-    }
-    void LieAboutAdapter(std::function<void(OstrelXpaCaps&)> lie) {
-        toolkit.Lie(GetXPACapabilities, std::move(lie));
-    }
 
     // The caller's order up to the start, for a window of so many pixels at 300 dots per inch.
     HRESULT Prepare(const ScanSource& source, DataFormat format = {0, 8, 0},

@@ -18,15 +18,6 @@ int CLyingToolkit::Count(EOperation operation) const {
         calls.begin(), calls.end(), [=](const Call& call) { return call.operation == operation; }));
 }
 
-DWORD CLyingToolkit::LastValue(EOperation operation) const {
-    DWORD value = 0;
-    for (const Call& call : Calls()) {
-        if (call.operation == operation)
-            value = call.value;
-    }
-    return value;
-}
-
 void CLyingToolkit::ForgetCalls() {
     const std::lock_guard guard(m_guard);
     m_calls.clear();
@@ -123,8 +114,6 @@ HRESULT CLyingToolkit::SetTonemap(DWORD session, DWORD bytes, const void* red, c
 
 HRESULT CLyingToolkit::QueryInterface(REFIID iid, void** object) {
     *object = nullptr;
-    const bool isMain = iid == IID_IUnknown || iid == IID_IOstrelDevice;
     const bool isMissing = std::find(m_missing.begin(), m_missing.end(), iid) != m_missing.end();
-    return isMissing || (!m_hasFacets && !isMain) ? E_NOINTERFACE
-                                                  : CSimToolkit::QueryInterface(iid, object);
+    return isMissing ? E_NOINTERFACE : CSimToolkit::QueryInterface(iid, object);
 }

@@ -24,27 +24,26 @@ class CLyingToolkit final : public CSimToolkit {
     struct Call {
         EOperation operation;
         int levels = 0;
-        DWORD value = 0;  // the operation's own number, where it takes one
+        DWORD value = 0;  // the type or the value of a compression
     };
 
-    // At the device in a folder. An object for all facets, which lives as long as the test says.
-    explicit CLyingToolkit(const CDeviceRig& device) : CSimToolkit({}, ~0u), m_device(device) {}
+    // At the device in a folder. An object for all facets unless told otherwise, which lives as
+    // long as the test says.
+    explicit CLyingToolkit(const CDeviceRig& device, std::uint32_t facets = ~0u)
+        : CSimToolkit({}, facets), m_device(device) {}
 
     // ---- Orders
 
     void Without(REFIID facet) { m_missing.push_back(facet); }
-    void WithoutFacets() { m_hasFacets = false; }
     // The `nth` call from now on, and those behind it up to `times`, fail with the code; 0: none is
     // set. Endings end what they end all the same.
     void Fail(EOperation operation, DWORD code, int nth = 1, int times = 1);
-    void FailAlways(EOperation operation, DWORD code) { Fail(operation, code, 1, 1 << 30); }
-    void Heal() { m_faults.clear(); }
     // Succeeds, and the device hears nothing of it.
     void Answer(EOperation operation) { m_answered.insert(operation); }
-    // Goes over what the operation gives, which is one T.
-    template <class T>
-    void Lie(EOperation operation, std::function<void(T&)> lie) {
-        m_lies[operation] = [lie](void* out) { lie(*static_cast<T*>(out)); };
+    // A function of what the operation gives, which goes over it.
+    template <class TLie>
+    void Lie(EOperation operation, TLie lie) {
+        m_lies[operation] = OfAnything(std::function(lie));
     }
     // Ahead of each operation, on the thread that calls it.
     std::function<void(EOperation)> onCall;
@@ -53,8 +52,6 @@ class CLyingToolkit final : public CSimToolkit {
 
     std::vector<Call> Calls() const;
     int Count(EOperation operation) const;
-    // Of the last call; 0 if there was none.
-    DWORD LastValue(EOperation operation) const;
     void ForgetCalls();
     int Levels() const;  // of all sessions
     int OpenSessions() const;
@@ -94,22 +91,15 @@ class CLyingToolkit final : public CSimToolkit {
     NVQ_TELLS(GetXPACapabilities, OstrelXpaCaps)
     NVQ_TELLS(GetNvramInfo, OstrelNvramInfo)
     NVQ_TELLS(GetCompressionCapabilities, OstrelCompressionCaps)
-    NVQ_TELLS(GetDuplexSwitch, BOOL)
     NVQ_TELLS(ADF2PaperFeed, DWORD)
     NVQ_TELLS(GetJobGateState, DWORD)
     NVQ_TELLS(GetProfileSize, DWORD)
 #undef NVQ_TELLS
 
-#define NVQ_TAKES(operation)                                     \
-    HRESULT operation(DWORD s, DWORD value, DWORD* e) override { \
-        m_value = value;                                         \
-        return CSimToolkit::operation(s, value, e);              \
+    HRESULT SetCompressionType(DWORD s, DWORD type, DWORD* e) override {
+        m_value = type;
+        return CSimToolkit::SetCompressionType(s, type, e);
     }
-    NVQ_TAKES(SetADFMode)
-    NVQ_TAKES(SetCompressionType)
-    NVQ_TAKES(EnableCompression)
-    NVQ_TAKES(SetLampTimeout)
-#undef NVQ_TAKES
     HRESULT SetCompressionValue(DWORD s, DWORD kind, DWORD value, DWORD* e) override {
         m_value = value;
         return CSimToolkit::SetCompressionValue(s, kind, value, e);
@@ -126,13 +116,16 @@ class CLyingToolkit final : public CSimToolkit {
         int times;
     };
 
+    template <class T>
+    static std::function<void(void*)> OfAnything(std::function<void(T&)> lie) {
+        return [lie](void* out) { lie(*static_cast<T*>(out)); };
+    }
     // Notes the call; the fault that was ordered for it, if there is one.
     std::optional<Fault> Enter(EOperation operation, DWORD session);
     HRESULT Refuse(const Fault& fault, DWORD* error) const;
     HRESULT Told(EOperation operation, HRESULT hr, void* out);
 
     const CDeviceRig& m_device;
-    bool m_hasFacets = true;
     std::vector<IID> m_missing;
     std::set<EOperation> m_answered;
     std::map<EOperation, std::function<void(void*)>> m_lies;
