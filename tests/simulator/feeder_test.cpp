@@ -118,7 +118,6 @@ TEST(Feeder, TakesAnUnscannedSheetBackWhenAJobEnds) {
         // A job that was given up between the sides: the back is lost with its sheet.
         EXPECT_EQ(session.ScanSide(OSTREL_ADF_MODE_DUPLEX), 20);
         session.EndJob();
-        EXPECT_FALSE(session.HasPaper());
         rig.Act("load");
         EXPECT_EQ(session.Feed(), 0u);
     }
@@ -140,17 +139,6 @@ TEST(Feeder, FailsAsPaperDoes) {
     rig.Act("load-1");
     EXPECT_EQ(session.Feed(), 0u);
     EXPECT_EQ(session.SetMode(OSTREL_ADF_MODE_GLASS), OSTREL_INVALID_PARAMETER);
-}
-
-TEST(Feeder, JamsInTheMiddleOfAPage) {
-    CFeederRig rig("SIM300A", 1, "jamAtLine=20");
-    CFeederSession session(rig);
-    Bytes data;
-    const auto params = Window(0, 0, kSheetWidth, 30, 300, OSTREL_SOURCE_FEEDER);
-    EXPECT_EQ(session.Scan(params, &data), OSTREL_ADF_JAMMED);
-    EXPECT_EQ(data.size(), kLineBytes * 20);
-    rig.Act("load");
-    EXPECT_EQ(session.Feed(), OSTREL_ADF_JAMMED);
 }
 
 }  // namespace
