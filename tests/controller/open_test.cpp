@@ -4,25 +4,6 @@ namespace {
 
 using OpenScanner = CControllerTest;
 
-TEST_F(OpenScanner, PlainDeviceIsAWorkingFlatbed) {
-    device.SetIni(
-        "[simulator]\nmodel=SIM100F\n[device]\nlampWarmUpFlatbed=0\n[flatbed]\npicture=page.bmp\n");
-    CLyingToolkit plain(device, 0);
-    scan = std::make_unique<COpenScan>(&plain, clock);
-    ASSERT_EQ(Open(), S_OK);
-    bool is = true;
-    LPOLESTR version = nullptr;
-    EXPECT_EQ(scan->getFirmwareVersion(&version), S_OK);
-    EXPECT_EQ(std::u16string(version), u"n/a");
-    CoTaskMemFree(version);
-    EXPECT_EQ(scan->adfReady(&is), S_OK);
-    EXPECT_FALSE(is);
-    EXPECT_EQ(scan->setLampTimeoutLevel(3), S_OK);
-    EXPECT_EQ(scan->setPanelText(u"text"), S_OK);
-    EXPECT_EQ(ScanPage(kFromFlatbed), S_OK);
-    scan.reset();
-}
-
 TEST_F(OpenScanner, DeviceWithEverythingTellsAndTakesIt) {
     WriteWholeFile(device.Path() + "/state", "nvramScanCount=4294967295\n");  // never set
     ASSERT_EQ(Open(), S_OK);
@@ -89,10 +70,7 @@ TEST_F(OpenScanner, NothingOfAClosedSessionIsUsed) {
     EXPECT_EQ(toolkit.OpenSessions(), 0);
     toolkit.ForgetCalls();
     bool on = true;
-    DefaultsRecord defaults = {};
-    EXPECT_EQ(scan->getDefaults(&defaults), E_FAIL);
     EXPECT_EQ(scan->closeScanner(), S_OK);
-    EXPECT_EQ(scan->endScan(), S_OK);
     EXPECT_EQ(scan->getLampOn(&on, false), Result(1));
     EXPECT_EQ(scan->firstScanInit(&kFromFlatbed), Result(1));
     EXPECT_TRUE(toolkit.Calls().empty());

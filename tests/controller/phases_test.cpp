@@ -1,4 +1,3 @@
-#include <semaphore>
 #include <utility>
 
 #include "tests/controller/controller_rig.h"
@@ -14,23 +13,6 @@ class Phases : public CControllerTest {
     }
     void ExpectLevels(int levels) { EXPECT_EQ(toolkit.Levels(), levels); }
 };
-
-TEST_F(Phases, RequestsThatCantBeAreRefusedAheadOfTheDevice) {
-    const auto refused = [this](const ScanSource& source) {
-        EXPECT_EQ(scan->firstScanInit(&source), E_INVALIDARG);
-        EXPECT_TRUE(toolkit.Calls().empty());
-    };
-    OpenWith(1);
-    refused({.useXPA = 1, .useADF = 1});
-    refused(kDuplex);  // the device has a switch that software can't overrule
-    toolkit.Lie(GetDeviceCapabilities,
-                [](OstrelDeviceCaps& caps) { caps.wPaperPath = OSTREL_PAPER_PATH_FEEDER_ONLY; });
-    OpenWith(0);
-    refused(kFromFlatbed);
-    GeomControl limits = {};
-    EXPECT_EQ(scan->firstScanInit(&kFromFeeder), Result(0x12));
-    EXPECT_EQ(scan->getGeomControl(&limits), S_OK) << "what there is to tell waits for no paper";
-}
 
 TEST_F(Phases, SheetIsFedOnceAndStaysPaper) {
     toolkit.Lie(ADF2PaperFeed, [](DWORD& tenths) { tenths = 110; });
@@ -112,10 +94,11 @@ TEST_F(Phases, SheetThatHasVanishedIsNotWaitedForForever) {
 TEST_F(Phases, NonsenseAboutTheScanIsNotStarted) {
     OpenWith(0);
     EXPECT_EQ(scan->finalScanInit(), Result(1)) << "nothing is prepared";
-    const std::tuple<DWORD, DWORD, HRESULT> cases[] = {{0, 6, Result(0x0D)},
-                                                       {0x1000001, 6, Result(0x0D)},
-                                                       {4, 0, Result(0x0D)},
-                                                       {4, 0x80000000, Result(0x0D)},
+    constexpr HRESULT kNoData = Result(0x0D);
+    const std::tuple<DWORD, DWORD, HRESULT> cases[] = {{0, 6, kNoData},
+                                                       {0x1000001, 6, kNoData},
+                                                       {4, 0, kNoData},
+                                                       {4, 0x80000000, kNoData},
                                                        {0x1000000, 0x7FFFFFFF, S_OK}};
     for (const auto& [wide, high, result] : cases) {
         toolkit.Lie(GetScanSetup, [w = wide, h = high](OstrelScanSetup& setup) {
@@ -135,10 +118,7 @@ TEST_F(Phases, GateOpensForAScanAndClosesBehindIt) {
         DWORD state;
         HRESULT result;
         int levels, aborts, ends;
-    } cases[] = {{1, Result(7), 0, 0, 1},
-                 {2, S_OK, 1, 0, 0},
-                 {0, Result(7), 0, 1, 1},
-                 {9, Result(7), 0, 1, 1}};
+    } cases[] = {{1, Result(7), 0, 0, 1}, {2, S_OK, 1, 0, 0}, {9, Result(7), 0, 1, 1}};
     for (const auto& c : cases) {
         toolkit.ForgetCalls();
         toolkit.Lie(GetJobGateState, [&](DWORD& state) { state = c.state; });
@@ -150,18 +130,6 @@ TEST_F(Phases, GateOpensForAScanAndClosesBehindIt) {
         EXPECT_EQ(scan->endScan(), S_OK);
         ExpectLevels(0);
     }
-}
-
-TEST_F(Phases, ReleaseGivesUpWhateverIsHeld) {
-    OpenWith(3);
-    ASSERT_EQ(Start(kFromFeeder), S_OK);
-    ExpectLevels(3);  // scan, job and gate
-    toolkit.Fail(EndADF2Job, OSTREL_ADF_JAMMED);
-    EXPECT_EQ(scan->releaseScanner(), Result(0x0A));
-    ExpectLevels(0);
-    toolkit.ForgetCalls();
-    EXPECT_EQ(scan->releaseScanner(), S_OK);
-    EXPECT_TRUE(toolkit.Calls().empty());
 }
 
 TEST_F(Phases, LampIsWaitedForAndCalibratedOncePerLamp) {
@@ -189,31 +157,6 @@ TEST_F(Phases, LampIsWaitedForAndCalibratedOncePerLamp) {
     EXPECT_EQ(scan->finalScanInit(), Result(1));
     clock.steps = 0;
     scanned("failed once, and with a clock that stands", kFromFlatbed, 20, 1);
-}
-
-TEST_F(Phases, ReadTellsTheBytesAheadOfItsFailure) {
-    windowHeight = 4000;  // of 36 bytes; a buffer of the reader holds 1820 lines
-    OpenWith(0);
-    Bytes bytes(4000 * 36);
-    DWORD got = 36;
-    EXPECT_EQ(scan->readScanData(kScanReadOpen, bytes.data(), 36, &got, 36), Result(0x0D))
-        << "without a start";
-    EXPECT_EQ(got, 0u);
-    ASSERT_EQ(Start(kFromFlatbed), S_OK);
-    toolkit.Fail(ReadScan, OSTREL_ADF_JAMMED, 2);
-    std::binary_semaphore firstLineIsTaken(0);
-    toolkit.onCall = [&, reads = 0](EOperation operation) mutable {
-        if (operation == ReadScan && ++reads == 2)
-            firstLineIsTaken.acquire();
-    };
-    got = 36;
-    EXPECT_EQ(scan->readScanData(kScanReadOpen, bytes.data(), 36, &got, 36), S_OK);
-    firstLineIsTaken.release();
-    got = static_cast<DWORD>(bytes.size());
-    EXPECT_EQ(scan->readScanData(0, bytes.data(), got, &got, 36), Result(0x0A));
-    EXPECT_EQ(got, 1819u * 36) << "the rest of the reader's first buffer";
-    EXPECT_EQ(scan->m_dwErrorCode, OSTREL_ADF_JAMMED);
-    EXPECT_EQ(scan->endScan(), S_OK);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // The simulated toolkit with a test between it and its caller. It does what the device does, until
 // a test lets an operation fail, answer without the device, or lie about what it gives. Calls are
-// kept with the levels of the lock that their session held; what a caller does wrong, the device
-// counts.
+// kept, and levels of the lock counted; what a caller does wrong, the device counts.
 #pragma once
 
 #include <atomic>
@@ -20,12 +19,6 @@ class CLyingToolkit final : public CSimToolkit {
   public:
     // The result of a failure that was ordered: the driver keeps it where there is no code.
     static constexpr HRESULT kFailure = E_UNEXPECTED;
-
-    struct Call {
-        EOperation operation;
-        int levels = 0;
-        DWORD value = 0;  // the type or the value of a compression
-    };
 
     // At the device in a folder. An object for all facets unless told otherwise, which lives as
     // long as the test says.
@@ -50,7 +43,7 @@ class CLyingToolkit final : public CSimToolkit {
 
     // ---- What has happened
 
-    std::vector<Call> Calls() const;
+    std::vector<EOperation> Calls() const;
     int Count(EOperation operation) const;
     void ForgetCalls();
     int Levels() const;  // of all sessions
@@ -59,7 +52,8 @@ class CLyingToolkit final : public CSimToolkit {
     // Calls that broke the rules; "" for none.
     std::string Violations() const;
 
-    std::vector<BYTE> tonemap[3];  // sent last
+    std::vector<BYTE> tonemap[3];    // sent last
+    std::vector<DWORD> compression;  // values and types, as they were sent
 
     // ---- The facets
 
@@ -97,11 +91,11 @@ class CLyingToolkit final : public CSimToolkit {
 #undef NVQ_TELLS
 
     HRESULT SetCompressionType(DWORD s, DWORD type, DWORD* e) override {
-        m_value = type;
+        compression.push_back(type);
         return CSimToolkit::SetCompressionType(s, type, e);
     }
     HRESULT SetCompressionValue(DWORD s, DWORD kind, DWORD value, DWORD* e) override {
-        m_value = value;
+        compression.push_back(value);
         return CSimToolkit::SetCompressionValue(s, kind, value, e);
     }
 
@@ -130,10 +124,9 @@ class CLyingToolkit final : public CSimToolkit {
     std::set<EOperation> m_answered;
     std::map<EOperation, std::function<void(void*)>> m_lies;
     std::atomic<int> m_references = 0;
-    std::atomic<DWORD> m_value = 0;  // of the call that begins
-    mutable std::mutex m_guard;      // of all below
+    mutable std::mutex m_guard;  // of all below
     std::vector<Fault> m_faults;
-    std::vector<Call> m_calls;
+    std::vector<EOperation> m_calls;
     std::map<EOperation, int> m_counts;  // ever
     std::map<DWORD, int> m_levels;       // of each session that is open
     std::string m_violations;
