@@ -69,7 +69,7 @@ TEST_F(Geometry, WindowIsTruncatedToUnitsAndCutToTheSource) {
         {0, 2551, 300, 2550, 0, 2550},
         {3, 10, 200, 2550, 4, 15},       // 900.5 / 200, 3000.5 / 200
         {2, 5, 601, 2550, 0, 2},         // 600.5 / 601, 1500.5 / 601
-        {3000, 10, 300, 2550, 3000, 0},  // beyond the limit
+        {-100, 50, 300, 2550, -99, 50},  // -29999.5 / 300
         {INT_MAX, INT_MAX, 1, 2550, INT_MAX, 0},
         {INT_MIN, INT_MAX, 1, INT_MAX, INT_MIN, INT_MAX},
     };
