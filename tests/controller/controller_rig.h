@@ -46,7 +46,6 @@ class COpenScan final : public CNVFlatbedScan {
     using CNVScan::m_geometry;
     using CNVScan::m_lampSource;
     using CNVScan::m_pageLength;
-    using CNVScan::m_qFactor;
     using CNVScan::m_scanParams;
     using CNVScan::m_source;
     using CNVScan::m_thresholdTable;
@@ -91,16 +90,6 @@ class CControllerTest : public testing::Test {
     }
     void Renew() { scan = std::make_unique<COpenScan>(&toolkit, clock); }
     HRESULT Open() { return scan->initDriver(device.Port().c_str(), 1); }
-    // What the device tells of itself at the next opening.
-    void LieAboutDevice(std::function<void(OstrelDeviceCaps&)> lie) {
-        toolkit.Lie(GetDeviceCapabilities, std::move(lie));
-    }
-    void LieAboutFeeder(std::function<void(OstrelAdf2Caps&)> lie) {
-        toolkit.Lie(GetADF2Capabilities, std::move(lie));
-    }
-    void LieAboutAdapter(std::function<void(OstrelXpaCaps&)> lie) {
-        toolkit.Lie(GetXPACapabilities, std::move(lie));
-    }
 
     // The caller's order up to the start, for a window of so many pixels at 300 dots per inch.
     HRESULT Prepare(const ScanSource& source, DataFormat format = {0, 8, 0},
@@ -126,12 +115,12 @@ class CControllerTest : public testing::Test {
         return FAILED(hr) ? hr : scan->finalScanInit();
     }
     // All that was promised, in portions that no line fits, up to one that comes short.
-    HRESULT Read(Bytes& bytes, DWORD portion = 50) {
+    HRESULT Read(Bytes& bytes) {
         WORD phase = kScanReadOpen;
         HRESULT hr = S_OK;
         for (DWORD left = lines * pixels * 3; left > 0 && SUCCEEDED(hr); phase = 0) {
             const std::size_t begin = bytes.size();
-            const DWORD wanted = std::min(portion, left);
+            const DWORD wanted = std::min<DWORD>(50, left);
             DWORD got = wanted;
             bytes.resize(begin + wanted, 0xEE);
             hr = scan->readScanData(phase, &bytes[begin], wanted, &got, pixels * 3);
@@ -154,8 +143,8 @@ class CControllerTest : public testing::Test {
     CFakeClock clock;
     std::unique_ptr<COpenScan> scan;
     Bytes page;  // the picture
-    LONG windowWidth = 12;
-    LONG windowHeight = 16;
+    const LONG windowWidth = 12;
+    const LONG windowHeight = 16;
     DWORD pixels = 0;  // of the scan, as the device told
     DWORD lines = 0;
 };

@@ -4,65 +4,16 @@ namespace {
 
 using OpenScanner = CControllerTest;
 
-// The operations that have been called, in a row, without the locks.
-std::string Asked(const CLyingToolkit& toolkit) {
-    std::string asked;
-    for (const auto& call : toolkit.Calls()) {
-        if (call.operation != LockScanner && call.operation != UnlockScanner)
-            asked += std::string(OperationOf(call.operation).name) + ' ';
-    }
-    return asked;
-}
-
-TEST_F(OpenScanner, PlainDeviceIsAWorkingFlatbed) {
-    toolkit.WithoutFacets();
+TEST_F(OpenScanner, DeviceWithEverythingTellsAndTakesIt) {
+    WriteWholeFile(device.Path() + "/state", "nvramScanCount=4294967295\n");  // never set
     ASSERT_EQ(Open(), S_OK);
-    EXPECT_EQ(Asked(toolkit), "OpenDevice GetDeviceCapabilities IsLampOn FinishOpen ");
-    bool is = true;
-    DWORD number = 7;
-    LPOLESTR version = nullptr;
-    EXPECT_EQ(scan->getFirmwareVersion(&version), S_OK);
-    EXPECT_EQ(std::u16string(version), u"n/a");
-    CoTaskMemFree(version);
-    EXPECT_EQ(scan->adfReady(&is), S_OK);
-    EXPECT_FALSE(is);
-    EXPECT_EQ(scan->isNotSheetThroughAdf(&is), S_OK);
-    EXPECT_TRUE(is);
-    EXPECT_EQ(scan->getUseXpa(&is), S_OK);
-    EXPECT_TRUE(is) << "left alone";
-    EXPECT_EQ(scan->getAdfFlags(&number), Result(1));
-    EXPECT_EQ(scan->setCompressionType(OSTREL_JPEG), E_INVALIDARG);
-    EXPECT_EQ(scan->setLampTimeoutLevel(3), S_OK);
-    EXPECT_EQ(scan->setPanelText(u"text"), S_OK);
-    EXPECT_EQ(ScanPage(kFromFlatbed), S_OK);
-}
-
-TEST_F(OpenScanner, AsksEverythingInItsOrder) {
-    ASSERT_EQ(Open(), S_OK);
-    EXPECT_EQ(Asked(toolkit),
-              "OpenDevice GetDeviceCapabilities IsXPALampOn IsLampOn LampOn GetADF2Capabilities "
-              "GetADF3Capabilities GetXPACapabilities GetMediaSummary GetMediaRecord "
-              "GetMediaRecord GetMediaRecord GetPanelCapabilities GetColorMatrixCapabilities "
-              "GetNvramInfo ReadNvram WriteNvram ReadNvram GetCompressionCapabilities "
-              "GetResolutionTable GetResolutionTable GetResolutionTable GetProfileSize "
-              "ReadProfile FinishOpen ");
-    DWORD number = 0;
-    EXPECT_EQ(scan->getXpaMediaType(2, &number), S_OK);
-    EXPECT_EQ(number, 4u);
-    EXPECT_EQ(scan->getXpaMediaType(3, &number), E_INVALIDARG);
     EXPECT_EQ(scan->setLampTimeoutLevel(2), S_OK);
-    EXPECT_EQ(device.State().lampTimeout, 60u);
     EXPECT_EQ(scan->setLampTimeoutLevel(3), E_INVALIDARG);
     EXPECT_EQ(scan->setPanelText(u"Ready"), S_OK);
-    EXPECT_EQ(device.State().panelText, "Ready");
-    SetIni("[adf2]\nhasADF=0\n[adf3]\nhasADF=0\n[xpa]\nhasXPA=0\n");
-    WriteWholeFile(device.Path() + "/state", "nvramScanCount=4294967295\n");  // never set
-    toolkit.ForgetCalls();
-    ASSERT_EQ(Open(), S_OK);
-    EXPECT_EQ(toolkit.Count(GetMediaSummary), 0) << "an adapter that isn't attached has no media";
     EXPECT_EQ(ScanPage(kFromFlatbed), S_OK);
-    EXPECT_EQ(scan->getScanCount(&number), S_OK);
-    EXPECT_EQ(number, 1u);
+    const CDeviceState state = device.State();
+    EXPECT_EQ(std::tuple(state.lampTimeout, state.panelText, state.nvramScanCount),
+              std::tuple(60u, "Ready", 1u));
 }
 
 TEST_F(OpenScanner, FindsTheLampThatBurns) {
@@ -94,20 +45,18 @@ TEST_F(OpenScanner, FindsTheLampThatBurns) {
 }
 
 TEST_F(OpenScanner, TablesComeFromTheDevicesProfileIfItHasAUsableOne) {
-    const auto expectLid = [this](int color) {
-        DefaultsRecord defaults = {};
-        ASSERT_EQ(Open(), S_OK);
-        EXPECT_EQ(scan->getDefaults(&defaults), S_OK);
-        EXPECT_EQ(defaults.m_lidColor, color);
-    };
     WriteWholeFile(device.Path() + "/own", "DEFAULTS\n200 200 1 0 1 1200 980 0 1 77 180\n");
     SetIni("[profile]\nfile=own\n");
     // All sixteen characters, without a zero behind them.
-    LieAboutDevice([](OstrelDeviceCaps& caps) { std::fill_n(caps.model, 16, 'M'); });
-    expectLid(77);
-    for (const DWORD size : {0u, 10000u, 0xFFFFFFFFu}) {
-        toolkit.Lie<DWORD>(GetProfileSize, [=](DWORD& bytes) { bytes = size; });
-        expectLid(240);  // the built-in one's
+    toolkit.Lie(GetDeviceCapabilities,
+                [](OstrelDeviceCaps& caps) { std::fill_n(caps.model, 16, 'M'); });
+    for (const DWORD size : {56u, 0u, 10000u, 0xFFFFFFFFu}) {
+        if (size != 56)
+            toolkit.Lie(GetProfileSize, [=](DWORD& bytes) { bytes = size; });
+        DefaultsRecord defaults = {};
+        ASSERT_EQ(Open(), S_OK);
+        EXPECT_EQ(scan->getDefaults(&defaults), S_OK);
+        EXPECT_EQ(defaults.m_lidColor, size == 56 ? 77 : 240) << "the built-in one's";
     }
     EXPECT_EQ(toolkit.Count(ReadProfile), 1);
 }
@@ -117,16 +66,11 @@ TEST_F(OpenScanner, NothingOfAClosedSessionIsUsed) {
     ASSERT_EQ(Open(), S_OK);
     ASSERT_EQ(Start(kFromFeeder), S_OK);
     EXPECT_EQ(scan->closeScanner(), S_OK);
-    EXPECT_EQ(toolkit.Count(EndScan), 1);
-    EXPECT_EQ(toolkit.Count(EndADF2Job), 1);
+    EXPECT_EQ(toolkit.Count(EndScan) + toolkit.Count(EndADF2Job), 2);
     EXPECT_EQ(toolkit.OpenSessions(), 0);
     toolkit.ForgetCalls();
     bool on = true;
-    DefaultsRecord defaults = {};
-    EXPECT_EQ(scan->getDefaults(&defaults), E_FAIL);
-    EXPECT_EQ(scan->closeScanner(), S_OK) << "once more";
-    EXPECT_EQ(scan->releaseScanner(), S_OK);
-    EXPECT_EQ(scan->endScan(), S_OK);
+    EXPECT_EQ(scan->closeScanner(), S_OK);
     EXPECT_EQ(scan->getLampOn(&on, false), Result(1));
     EXPECT_EQ(scan->firstScanInit(&kFromFlatbed), Result(1));
     EXPECT_TRUE(toolkit.Calls().empty());
@@ -162,12 +106,10 @@ TEST_F(OpenScanner, RefusalIsNotToldWithAnEarlierOperationsError) {
 }
 
 TEST(ErrorCodes, OfSomeKindsMeanMoreToTheirDevice) {
-    EXPECT_EQ(MapOstrelError(0, {}), S_OK);
     EXPECT_EQ(MapOstrelError(7, {}), Result(0x0B));
     EXPECT_EQ(MapOstrelError(7, {.useXpa = true}), Result(0x05));
     EXPECT_EQ(MapOstrelError(101, {}), Result(0x0F));
     EXPECT_EQ(MapOstrelError(101, {.sheetFedOnly = true}), Result(0x12));
-    EXPECT_EQ(MapOstrelError(9999, {}), Result(0x0D));
 }
 
 }  // namespace

@@ -2,13 +2,14 @@
 // reader.
 #pragma once
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <map>
+#include <semaphore>
 #include <vector>
 
 #include "controller/scan_reader.h"
@@ -16,24 +17,7 @@
 namespace {
 
 constexpr DWORD kSession = 0x5E55;
-constexpr DWORD kDeadlock = 60000;  // a wait this long never ends
 constexpr DWORD kAsAsked = 0xFFFFFFFEu;
-
-std::function<void()> g_onSetEvent;
-
-}  // namespace
-
-// Hides the platform's, so that a test hears that the reader has told its thread to end.
-BOOL SetEvent(HANDLE event) {
-    static const auto real =
-        reinterpret_cast<decltype(SetEvent)*>(dlsym(RTLD_NEXT, "_Z8SetEventPv"));
-    const BOOL done = real(event);
-    if (g_onSetEvent)
-        g_onSetEvent();
-    return done;
-}
-
-namespace {
 
 // Every byte of a page differs from its neighbours, lines and buffers away too.
 std::vector<BYTE> Page(std::size_t bytes) {
@@ -42,17 +26,6 @@ std::vector<BYTE> Page(std::size_t bytes) {
         page[i] = static_cast<BYTE>((i * 2654435761u) >> 13);
     return page;
 }
-
-// A semaphore that fails the test instead of waiting for ever.
-class CGate {
-  public:
-    ~CGate() { CloseHandle(m_semaphore); }
-    void Open() { ReleaseSemaphore(m_semaphore, 1, nullptr); }
-    void Pass() { EXPECT_EQ(WaitForSingleObject(m_semaphore, kDeadlock), WAIT_OBJECT_0); }
-
-  private:
-    const HANDLE m_semaphore = CreateSemaphoreA(nullptr, 0, 1000000, nullptr);
-};
 
 // Delivers the bytes of one endless page, and at each read answers as its script says. Lives on the
 // stack and counts its references.
@@ -70,8 +43,7 @@ class CScriptedDevice final : public IUnknown {
     ULONG AddRef() override { return static_cast<ULONG>(++m_references); }
     ULONG Release() override { return static_cast<ULONG>(--m_references); }
 
-    HRESULT BeginRead(DWORD session, DWORD* status) {
-        EXPECT_EQ(session, kSession);
+    HRESULT BeginRead(DWORD, DWORD* status) {
         ++m_begins;
         *status = m_begin.status;
         return m_begin.result;
@@ -80,7 +52,7 @@ class CScriptedDevice final : public IUnknown {
         EXPECT_EQ(session, kSession);
         const auto call = m_asked.size();
         m_asked.push_back(wanted);
-        m_entered.Open();
+        m_entered.release();
         if (m_onRead)
             m_onRead(call);
         const Answer answer = m_script.count(call) != 0 ? m_script[call] : Answer{};
@@ -96,13 +68,15 @@ class CScriptedDevice final : public IUnknown {
     Answer m_begin;
     std::map<std::size_t, Answer> m_script;     // by the number of the read
     std::function<void(std::size_t)> m_onRead;  // in each read, before anything is delivered
-    CGate m_entered;                            // once for each read that has begun
+    // Fails the test instead of waiting for ever.
+    void AwaitRead() { EXPECT_TRUE(m_entered.try_acquire_for(std::chrono::minutes(1))); }
     int m_begins = 0;
     std::vector<DWORD> m_asked;  // bytes asked for by each read
     std::atomic<int> m_references = 0;
 
   private:
     DWORD m_offset = 0;
+    std::counting_semaphore<> m_entered{0};  // once for each read that has begun
 };
 
 // A device, and a reader that ends before it.

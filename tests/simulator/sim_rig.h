@@ -39,11 +39,8 @@ inline constexpr IID kIidOf = IID_IOstrelDevice;
     template <>        \
     inline constexpr IID kIidOf<facet> = IID_##facet;
 NVQ_IID(IOstrelADF2)
-NVQ_IID(IOstrelADF3)
 NVQ_IID(IOstrelXPA)
-NVQ_IID(IOstrelXPALamp)
 NVQ_IID(IOstrelNvram)
-NVQ_IID(IOstrelExtendedLamp)
 NVQ_IID(IOstrelPanel)
 NVQ_IID(IOstrelProperties)
 NVQ_IID(IOstrelColorMatrix)

@@ -7,24 +7,14 @@ void CLyingToolkit::Fail(EOperation operation, DWORD code, int nth, int times) {
     m_faults.push_back({operation, code, m_counts[operation] + nth, times});
 }
 
-std::vector<CLyingToolkit::Call> CLyingToolkit::Calls() const {
+std::vector<EOperation> CLyingToolkit::Calls() const {
     const std::lock_guard guard(m_guard);
     return m_calls;
 }
 
 int CLyingToolkit::Count(EOperation operation) const {
-    const auto calls = Calls();
-    return static_cast<int>(std::count_if(
-        calls.begin(), calls.end(), [=](const Call& call) { return call.operation == operation; }));
-}
-
-DWORD CLyingToolkit::LastValue(EOperation operation) const {
-    DWORD value = 0;
-    for (const Call& call : Calls()) {
-        if (call.operation == operation)
-            value = call.value;
-    }
-    return value;
+    const std::lock_guard guard(m_guard);
+    return static_cast<int>(std::ranges::count(m_calls, operation));
 }
 
 void CLyingToolkit::ForgetCalls() {
@@ -58,12 +48,11 @@ std::optional<CLyingToolkit::Fault> CLyingToolkit::Enter(EOperation operation, D
         onCall(operation);
     const std::lock_guard guard(m_guard);
     const auto held = m_levels.find(session);
-    const int levels = held == m_levels.end() ? 0 : held->second;
     // The device never hears of a call that fails here.
     if (operation != EOperation::OpenDevice &&
-        (held == m_levels.end() || (OperationOf(operation).underLock && levels == 0)))
+        (held == m_levels.end() || (OperationOf(operation).underLock && held->second == 0)))
         m_violations += std::string(OperationOf(operation).name) + " without session or lock; ";
-    m_calls.push_back({operation, levels, m_value.exchange(0)});
+    m_calls.push_back(operation);
     const int count = ++m_counts[operation];
     const auto fault = std::find_if(m_faults.begin(), m_faults.end(), [=](const Fault& f) {
         return f.operation == operation && count >= f.first && count - f.first < f.times;
@@ -123,8 +112,6 @@ HRESULT CLyingToolkit::SetTonemap(DWORD session, DWORD bytes, const void* red, c
 
 HRESULT CLyingToolkit::QueryInterface(REFIID iid, void** object) {
     *object = nullptr;
-    const bool isMain = iid == IID_IUnknown || iid == IID_IOstrelDevice;
     const bool isMissing = std::find(m_missing.begin(), m_missing.end(), iid) != m_missing.end();
-    return isMissing || (!m_hasFacets && !isMain) ? E_NOINTERFACE
-                                                  : CSimToolkit::QueryInterface(iid, object);
+    return isMissing ? E_NOINTERFACE : CSimToolkit::QueryInterface(iid, object);
 }

@@ -1,7 +1,6 @@
 // The simulated toolkit with a test between it and its caller. It does what the device does, until
 // a test lets an operation fail, answer without the device, or lie about what it gives. Calls are
-// kept with the levels of the lock that their session held; what a caller does wrong, the device
-// counts.
+// kept, and levels of the lock counted; what a caller does wrong, the device counts.
 #pragma once
 
 #include <atomic>
@@ -21,40 +20,31 @@ class CLyingToolkit final : public CSimToolkit {
     // The result of a failure that was ordered: the driver keeps it where there is no code.
     static constexpr HRESULT kFailure = E_UNEXPECTED;
 
-    struct Call {
-        EOperation operation;
-        int levels = 0;
-        DWORD value = 0;  // the operation's own number, where it takes one
-    };
-
-    // At the device in a folder. An object for all facets, which lives as long as the test says.
-    explicit CLyingToolkit(const CDeviceRig& device) : CSimToolkit({}, ~0u), m_device(device) {}
+    // At the device in a folder. An object for all facets unless told otherwise, which lives as
+    // long as the test says.
+    explicit CLyingToolkit(const CDeviceRig& device, std::uint32_t facets = ~0u)
+        : CSimToolkit({}, facets), m_device(device) {}
 
     // ---- Orders
 
     void Without(REFIID facet) { m_missing.push_back(facet); }
-    void WithoutFacets() { m_hasFacets = false; }
     // The `nth` call from now on, and those behind it up to `times`, fail with the code; 0: none is
     // set. Endings end what they end all the same.
     void Fail(EOperation operation, DWORD code, int nth = 1, int times = 1);
-    void FailAlways(EOperation operation, DWORD code) { Fail(operation, code, 1, 1 << 30); }
-    void Heal() { m_faults.clear(); }
     // Succeeds, and the device hears nothing of it.
     void Answer(EOperation operation) { m_answered.insert(operation); }
-    // Goes over what the operation gives, which is one T.
-    template <class T>
-    void Lie(EOperation operation, std::function<void(T&)> lie) {
-        m_lies[operation] = [lie](void* out) { lie(*static_cast<T*>(out)); };
+    // A function of what the operation gives, which goes over it.
+    template <class TLie>
+    void Lie(EOperation operation, TLie lie) {
+        m_lies[operation] = OfAnything(std::function(lie));
     }
     // Ahead of each operation, on the thread that calls it.
     std::function<void(EOperation)> onCall;
 
     // ---- What has happened
 
-    std::vector<Call> Calls() const;
+    std::vector<EOperation> Calls() const;
     int Count(EOperation operation) const;
-    // Of the last call; 0 if there was none.
-    DWORD LastValue(EOperation operation) const;
     void ForgetCalls();
     int Levels() const;  // of all sessions
     int OpenSessions() const;
@@ -62,7 +52,8 @@ class CLyingToolkit final : public CSimToolkit {
     // Calls that broke the rules; "" for none.
     std::string Violations() const;
 
-    std::vector<BYTE> tonemap[3];  // sent last
+    std::vector<BYTE> tonemap[3];    // sent last
+    std::vector<DWORD> compression;  // values and types, as they were sent
 
     // ---- The facets
 
@@ -94,24 +85,17 @@ class CLyingToolkit final : public CSimToolkit {
     NVQ_TELLS(GetXPACapabilities, OstrelXpaCaps)
     NVQ_TELLS(GetNvramInfo, OstrelNvramInfo)
     NVQ_TELLS(GetCompressionCapabilities, OstrelCompressionCaps)
-    NVQ_TELLS(GetDuplexSwitch, BOOL)
     NVQ_TELLS(ADF2PaperFeed, DWORD)
     NVQ_TELLS(GetJobGateState, DWORD)
     NVQ_TELLS(GetProfileSize, DWORD)
 #undef NVQ_TELLS
 
-#define NVQ_TAKES(operation)                                     \
-    HRESULT operation(DWORD s, DWORD value, DWORD* e) override { \
-        m_value = value;                                         \
-        return CSimToolkit::operation(s, value, e);              \
+    HRESULT SetCompressionType(DWORD s, DWORD type, DWORD* e) override {
+        compression.push_back(type);
+        return CSimToolkit::SetCompressionType(s, type, e);
     }
-    NVQ_TAKES(SetADFMode)
-    NVQ_TAKES(SetCompressionType)
-    NVQ_TAKES(EnableCompression)
-    NVQ_TAKES(SetLampTimeout)
-#undef NVQ_TAKES
     HRESULT SetCompressionValue(DWORD s, DWORD kind, DWORD value, DWORD* e) override {
-        m_value = value;
+        compression.push_back(value);
         return CSimToolkit::SetCompressionValue(s, kind, value, e);
     }
 
@@ -126,21 +110,23 @@ class CLyingToolkit final : public CSimToolkit {
         int times;
     };
 
+    template <class T>
+    static std::function<void(void*)> OfAnything(std::function<void(T&)> lie) {
+        return [lie](void* out) { lie(*static_cast<T*>(out)); };
+    }
     // Notes the call; the fault that was ordered for it, if there is one.
     std::optional<Fault> Enter(EOperation operation, DWORD session);
     HRESULT Refuse(const Fault& fault, DWORD* error) const;
     HRESULT Told(EOperation operation, HRESULT hr, void* out);
 
     const CDeviceRig& m_device;
-    bool m_hasFacets = true;
     std::vector<IID> m_missing;
     std::set<EOperation> m_answered;
     std::map<EOperation, std::function<void(void*)>> m_lies;
     std::atomic<int> m_references = 0;
-    std::atomic<DWORD> m_value = 0;  // of the call that begins
-    mutable std::mutex m_guard;      // of all below
+    mutable std::mutex m_guard;  // of all below
     std::vector<Fault> m_faults;
-    std::vector<Call> m_calls;
+    std::vector<EOperation> m_calls;
     std::map<EOperation, int> m_counts;  // ever
     std::map<DWORD, int> m_levels;       // of each session that is open
     std::string m_violations;
