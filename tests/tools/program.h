@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,8 +16,7 @@ using Arguments = std::vector<std::string>;
 // One run of nvqscan.
 class CProgram {
   public:
-    CProgram(const CTempFolder& folder, Arguments arguments,
-             const std::function<void()>& prepare = {})
+    CProgram(const CTempFolder& folder, Arguments arguments)
         : m_out(folder / ".stdout"), m_error(folder / ".stderr") {
         arguments.insert(arguments.begin(), NVQSCAN);
         m_pid = fork();
@@ -26,8 +24,6 @@ class CProgram {
             return;
         dup2(open(m_out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
         dup2(open(m_error.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-        if (prepare)
-            prepare();
         std::vector<char*> argv;
         for (std::string& argument : arguments)
             argv.push_back(argument.data());
