@@ -193,12 +193,13 @@ TEST_F(Registry, SeesEveryChangeByAnEditorAtOnce) {
     CRegistryKey key;
     DWORD number = 0;
     using std::chrono::hours;
-    // The same file of the same size at the end: a clock of coarse steps tells nothing.
+    const auto now = fs::file_time_type::clock::now();
+    // At the end the same time and size for another text: a clock of coarse steps tells nothing.
     for (const auto age : {hours(2), hours(1), hours(-1), hours(-1)}) {
         ++number;
         WriteWholeFile(RegistryPath(), kTitle + "[HKEY_CURRENT_USER\\K]\n\"N\"=dword:" +
                                            std::to_string(number) + '\n');
-        fs::last_write_time(RegistryPath(), fs::file_time_type::clock::now() - age);
+        fs::last_write_time(RegistryPath(), now - age);
         if (!key.Get())
             key = Open(HKEY_CURRENT_USER, "K", KEY_READ);
         for (int again = 0; again < 2; ++again)
