@@ -53,15 +53,3 @@ void WriteWholeFile(const std::string& path, std::string_view content) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << content;
 }
-
-CVariables::CVariables(std::initializer_list<const char*> names) {
-    for (const char* name : names) {
-        const char* value = std::getenv(name);
-        m_before[name] = value ? std::optional<std::string>(value) : std::nullopt;
-    }
-}
-
-CVariables::~CVariables() {
-    for (const auto& [name, value] : m_before)
-        value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
-}

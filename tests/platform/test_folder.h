@@ -2,9 +2,6 @@
 // lock files and temporary files stand there. It is gone when the program ends.
 #pragma once
 
-#include <initializer_list>
-#include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,13 +15,3 @@ void ForgetRegistry();
 
 std::string ReadWholeFile(const std::string& path);
 void WriteWholeFile(const std::string& path, std::string_view content);
-
-// Leaves variables of the environment as they were.
-class CVariables {
-  public:
-    explicit CVariables(std::initializer_list<const char*> names);
-    ~CVariables();
-
-  private:
-    std::map<std::string, std::optional<std::string>> m_before;
-};

@@ -1,4 +1,4 @@
-// Formatting, settings files, module names, messages and local time.
+// Formatting, settings files, known folders and local time.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -7,7 +7,7 @@
 #include <string>
 
 #include "platform/format.h"
-#include "platform/handle.h"
+#include "platform/known_folders.h"
 #include "platform/local_time.h"
 #include "platform/module.h"
 #include "tests/platform/test_folder.h"
@@ -31,35 +31,26 @@ TEST(Formatter, WritesNumbersOfThirtyTwoBitsUnlessToldOtherwise) {
     EXPECT_EQ(Format("%hd %hu", 0x18000, 0x1FFFF), "-32768 65535");
     EXPECT_EQ(Format("%I64d %I64u", INT64_MIN, UINT64_MAX),
               "-9223372036854775808 18446744073709551615");
-    EXPECT_EQ(Format("%x %X %#x %#X %I64X", 0xABu, 0xABu, 0xABu, 0xABu, 0xABCDEF0123u),
-              "ab AB 0xab 0XAB ABCDEF0123");
-    EXPECT_EQ(Format("%p", reinterpret_cast<void*>(0xABC)), "0000000000000ABC");
+    EXPECT_EQ(Format("%X %#x %#X %p", 0xABu, 0xABu, 0xABu, reinterpret_cast<void*>(0xABC)),
+              "AB 0xab 0XAB 0000000000000ABC");
     EXPECT_EQ(Format("[%5d][%-5d][%05d][%-05d]", 42, 42, -42, 42), "[   42][42   ][-0042][42   ]");
-    EXPECT_EQ(Format("[%.4d][%6.4d][%06.4d][%#06x]", 42, 42, 42, 42u),
-              "[0042][  0042][  0042][0x002a]");
-    EXPECT_EQ(Format("%d", 1, 2), "1") << "what nobody asks for stays out";
+    EXPECT_EQ(Format("[%6.4d][%06.4d][%#06x]", 42, 42, 42u), "[  0042][  0042][0x002a]");
 }
 
 TEST(Formatter, WritesTextsNarrowAndWide) {
-    EXPECT_EQ(Format("%s %S", "narrow", u"wide"), "narrow wide");
     EXPECT_EQ(Format("%hs %hS %ls %ws %lS", "a", "b", u"c", u"d", u"e"), "a b c d e");
     EXPECT_EQ(Format("%S", u"\u00E4\u20AC\U0001F600"), "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80");
     EXPECT_EQ(Format("%S", u"\xD800x"), "\xEF\xBF\xBDx") << "half a character";
-    EXPECT_EQ(Format("[%5s][%-5s][%.2s][%5.1S]", "ab", "ab", "abc", u"xyz"),
-              "[   ab][ab   ][ab][    x]");
+    EXPECT_EQ(Format("[%5s][%-5s][%5.1S]", "ab", "ab", u"xyz"), "[   ab][ab   ][    x]");
     EXPECT_EQ(Format("%s|%S", static_cast<const char*>(nullptr), static_cast<WCHAR*>(nullptr)),
               "(null)|(null)");
-    EXPECT_EQ(Format("%c%C%hc%lc[%3c]", 'a', u'\u00E4', 'b', u'c', 'd'),
-              "a\xC3\xA4"
-              "bc[  d]");
-    EXPECT_EQ(Format("a%cb", 0), "ab");
+    EXPECT_EQ(Format("%c%hc%lc[%3c]%c", 'a', 'b', u'c', 'd', 0), "abc[  d]");
     const char unended[2] = {'x', 'y'};
     EXPECT_EQ(Format("%.2s", unended), "xy");
 }
 
 TEST(Formatter, KeepsWhatItDoesNotKnowAndEndsAtItsLimit) {
     EXPECT_EQ(Format("100%% %q %"), "100% q ");
-    EXPECT_EQ(Format("%5"), "");
     EXPECT_EQ(Format("%99999999999999999999d", 1), std::string(1023, ' '));
     const std::string big(2000, 'x');
     EXPECT_EQ(Format("%s", big.c_str()), std::string(1023, 'x'));
@@ -68,72 +59,61 @@ TEST(Formatter, KeepsWhatItDoesNotKnowAndEndsAtItsLimit) {
     EXPECT_EQ(Format("%S", wide.c_str()).size(), 1022u) << "no half of a character";
 }
 
-std::string Setting(const char* section, const char* key, const char* otherwise = "default  ",
-                    DWORD size = 64) {
+std::string Setting(const char* section, const char* key, DWORD size = 64) {
     char text[64];
     std::memset(text, '?', sizeof(text));
     const std::string name = TestFolder() + "/settings.ini";
     const DWORD stored =
-        GetPrivateProfileStringA(section, key, otherwise, text, size, name.c_str());
+        GetPrivateProfileStringA(section, key, "default  ", text, size, name.c_str());
     EXPECT_LT(stored, size);
     EXPECT_EQ(text[stored], 0);
     return {text, stored};
 }
 
 TEST(SettingsFile, GivesValuesOfKeysInSections) {
+    const std::string name = TestFolder() + "/settings.ini";
     WriteWholeFile(
-        TestFolder() + "/settings.ini",
+        name,
         "stray=1\r\n; comment=2\n[First]\r\n  Key = value one \r\nkey=second\n"
         "Quoted=\" kept \"\n=none\nno value\nEmpty=\n[ SECOND ]\nKey='x'\nEq=a=b\n[First\n");
     EXPECT_EQ(Setting("first", "KEY"), "value one") << "the first of two counts";
     EXPECT_EQ(Setting("First", "Quoted"), " kept ");
-    EXPECT_EQ(Setting("First", "Empty"), "");
-    EXPECT_EQ(Setting("Second", "key"), "x");
     EXPECT_EQ(Setting("Second", "eq"), "a=b");
     for (const char* key : {"no value", "comment", "stray", "x"})
         EXPECT_EQ(Setting("First", key), "default") << key;
-    EXPECT_EQ(Setting("Third", "Key", nullptr), "");
-    EXPECT_EQ(Setting("First", "Key", "", 6), "value") << "cut";
+    EXPECT_EQ(Setting("First", "Key", 6), "value") << "cut";
     EXPECT_EQ(Setting("First", nullptr), "Key\0key\0Quoted\0Empty\0"s);
     EXPECT_EQ(Setting(nullptr, nullptr), "First\0SECOND\0First\0"s);
-    EXPECT_EQ(Setting("First", nullptr, "", 6), "Key\0"s) << "cut, with two zeros";
-
-    WriteWholeFile(TestFolder() + "/settings.ini", "[a]\nk=v\n" + std::string(1 << 20, ';'));
+    EXPECT_EQ(Setting("First", nullptr, 6), "Key\0"s) << "cut, with two zeros";
+    WriteWholeFile(name, "[a]\nk=v\n" + std::string(1 << 20, ';'));
     EXPECT_EQ(Setting("a", "k"), "default") << "too large";
-    std::filesystem::remove(TestFolder() + "/settings.ini");
+    std::filesystem::remove(name);
     EXPECT_EQ(Setting("a", "k"), "default");
 }
 
-TEST(ModuleName, IsThatOfTheProgramOrOfTheLibraryAroundAnAddress) {
-    char name[1024];
-    const auto file = [&](HMODULE module, DWORD room = sizeof(name)) {
-        return GetModuleFileNameA(module, name, room) != 0 ? std::string(name) : "none";
+TEST(KnownFolders, LieWhereTheUserHasThem) {
+    const std::string home = TestFolder() + "/home";
+    setenv("HOME", home.c_str(), 1);
+    const struct {
+        std::string data;
+        int folder;
+        HRESULT result;
+        std::string path;
+    } kCases[] = {
+        {"", CSIDL_LOCAL_APPDATA, S_FALSE, ""},  // not there
+        {"", CSIDL_LOCAL_APPDATA | CSIDL_FLAG_CREATE, S_OK, home + "/.local/share"},
+        {"relative", CSIDL_LOCAL_APPDATA, S_OK, home + "/.local/share"},
+        {home + "/data//", CSIDL_LOCAL_APPDATA | CSIDL_FLAG_CREATE, S_OK, home + "/data"},
+        {"/dev/null/below", CSIDL_LOCAL_APPDATA | CSIDL_FLAG_CREATE, E_FAIL, ""},
+        {'/' + std::string(MAX_PATH, 'x'), CSIDL_LOCAL_APPDATA, E_FAIL, ""},
+        {"", 17, E_INVALIDARG, ""},
     };
-    static const int ours = 0;
-    for (const HMODULE program : {HMODULE{}, ModuleFromAddress(&ours)})
-        EXPECT_EQ(file(program), std::filesystem::read_symlink("/proc/self/exe"));
-    const HMODULE platform = ModuleFromAddress(reinterpret_cast<const void*>(&CloseHandle));
-    EXPECT_EQ(std::filesystem::path(file(platform)).stem().stem(), "libnvqplatform");
-    EXPECT_EQ(file(platform, 4).size(), 3u);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
-    int local = 0;
-    EXPECT_EQ(file(&local), "none");
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
-}
-
-TEST(Message, GoesToTheHookThatIsSet) {
-    std::string told;
-    const auto formerBox = SetMessageBoxHook([&](HWND, LPCSTR text, LPCSTR caption, UINT type) {
-        told += caption + ": "s + text + std::to_string(type);
-        return 7;
-    });
-    const auto formerString = SetDebugStringHook([&](LPCSTR text) { told += text; });
-    EXPECT_EQ(MessageBoxA(nullptr, "text", "caption", MB_ICONERROR), 7);
-    EXPECT_EQ(MessageBoxA(nullptr, nullptr, nullptr, MB_OK), 7);
-    OutputDebugStringA("debug");
-    EXPECT_EQ(told, "caption: text16: 0debug");
-    EXPECT_TRUE(SetMessageBoxHook(formerBox));
-    EXPECT_TRUE(SetDebugStringHook(formerString));
+    for (const auto& c : kCases) {
+        setenv("XDG_DATA_HOME", c.data.c_str(), 1);
+        char path[MAX_PATH] = "dirt";
+        EXPECT_EQ(SHGetFolderPathA(nullptr, c.folder, nullptr, 0, path), c.result) << c.data;
+        EXPECT_EQ(path, c.path);
+    }
 }
 
 TEST(LocalTime, IsWrittenInTheUsersZoneAndInEnglish) {
