@@ -9,11 +9,10 @@
 
 namespace {
 
-QLImageFormat Format(std::uint32_t type, std::int32_t width, std::uint32_t layout = 1) {
+QLImageFormat Format(std::uint32_t type, std::int32_t width) {
     QLImageFormat format;
     format.SetPixelType(type);
     format.SetWidth(width);
-    format.SetLayout(layout);
     return format;
 }
 
@@ -35,25 +34,6 @@ TEST(ImageFormat, StrideFollowsPixelTypeAndWidth) {
         EXPECT_EQ(Format(type, width).m_bytesPerLine, 0) << "no 32-bit stride";
         EXPECT_EQ(Format(type, width).PaddingBytes(), 0);
     }
-}
-
-TEST(ImageFormat, LayoutRewritesThePixelType) {
-    // By layout, what becomes of colour, gray, four bits, index, bilevel, halftone, and of types
-    // without a group.
-    constexpr std::uint32_t kFrom[] = {2, 12, 14, 22, 24, 26, 13, 40};
-    // clang-format off
-    constexpr std::uint32_t kTo[][9] = {
-        {1, 2, 12, 14, 22, 24, 26, 13, 40}, {2, 9, 19, 14, 22, 24, 26, 13, 40},
-        {3, 3, 13, 15, 23, 25, 26, 13, 40}, {4, 1, 13, 15, 23, 25, 27, 13, 40},
-        {6, 0, 12, 14, 22, 24, 26, 13, 40}, {8, 9, 19, 14, 22, 24, 26, 13, 40},
-        {9, 0, 12, 12, 0, 12, 12, 13, 40},  {11, 2, 12, 14, 22, 24, 26, 13, 40}};
-    // clang-format on
-    for (const auto& row : kTo) {
-        for (int i = 0; i < 8; ++i)
-            EXPECT_EQ(Format(kFrom[i], 8, row[0]).m_pixelType, row[i + 1])
-                << "type " << kFrom[i] << " layout " << row[0];
-    }
-    EXPECT_EQ(Format(23, 8, 2).m_pixelType, 23u);
 }
 
 TEST(ImageFormat, RotationExchangesTheSides) {
