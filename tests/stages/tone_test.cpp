@@ -5,7 +5,6 @@
 
 #include <limits>
 
-#include "stages/channel_curve.h"
 #include "stages/dark_neutral.h"
 #include "stages/encoding_curve.h"
 #include "stages/tone_levels.h"
@@ -17,8 +16,6 @@ namespace {
 constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
 
 using ToneLevels = StageTest<CToneLevelsStage>;
-using EncodingCurve = StageTest<CEncodingCurveStage>;
-using ChannelCurve = StageTest<CChannelCurveStage>;
 using DarkNeutral = StageTest<CDarkNeutralStage>;
 
 TEST_F(ToneLevels, ColourTablesRunForwardToTheTailAndBackFromIt) {
@@ -44,22 +41,6 @@ TEST_F(ToneLevels, ColourTablesRunForwardToTheTailAndBackFromIt) {
     table.m_count = 3000;
     EXPECT_EQ(m_stage.MapColorTable(&table), QL_OK) << "held at 256 entries";
     EXPECT_EQ(m_stage.MapColorTableBack(nullptr), QL_OK);
-}
-
-TEST_F(EncodingCurve, SwitchesBetweenItsCurvesAndTellsSo) {
-    m_board.Hear({QL_ATTR_ENCODING_LUT});
-    const auto* lut = WordPointer<const CQLLut>(m_board.GetValue(QL_ATTR_ENCODING_LUT));
-    for (const auto& [gamma, told] : {std::pair{0u, 0u}, {1, 1}, {1, 0}, {0, 1}}) {
-        m_board.Put(QL_ATTR_CURVE_SELECT, gamma);
-        EXPECT_EQ(m_board.Heard().size(), told);
-        const Table curve = gamma ? HeldGamma(1.8, 16.0) : Srgb();
-        EXPECT_TRUE(std::equal(curve.begin(), curve.end(), lut->Table()));
-        EXPECT_EQ(RunGray(m_stage, {256, 1000}), (Samples{lut->At(256), lut->At(1000)}));
-        EXPECT_EQ(AskColor(m_stage, {256, 1000, 0}), (Samples{lut->At(256), lut->At(1000), 0}));
-        CEncodingCurveStage late(&m_tree);
-        EXPECT_EQ(RunGray(late, {256}), Samples{lut->At(256)}) << "reads the switch when made";
-        m_board.Heard();
-    }
 }
 
 TEST_F(ToneLevels, NeutralGammaAndBlackBypassWhateverTheGain) {
@@ -107,25 +88,6 @@ TEST_F(ToneLevels, AWindowBlendsFromTheIdentityIntoTheCurve) {
         for (const std::int32_t width : {-kMost - 1, -50, 0, kMost})
             EXPECT_EQ(red(center, width, {0, 65535}).size(), 2u) << "no bound is crossed";
     }
-}
-
-TEST_F(ChannelCurve, TakesNewSettingsAndAnyNumber) {
-    const auto put = [this](int first, double r, double g, double b) {
-        for (const double x : {r, g, b})
-            m_board.PutReal(QL_ATTR_NEG_CURVE_0 + first++, x);
-    };
-    const auto at4096 = [](double gamma) { return static_cast<std::uint16_t>(Power(4096, gamma)); };
-    put(0, 4096, 0, 0);
-    put(3, 2, 1, 1);
-    put(6, 2, 1.8, 1.8008);
-    // 16384 of 61439 is 17476, twice that 34952, and its root 47860. What the gain clips stays
-    // white. Blue's gamma lies within a thousandth of green's, whose curve stands.
-    EXPECT_EQ(RunColor(m_stage, {20480, 4096, 4096, 4096, 0, 0, 50000, 65535, 65535}),
-              (Samples{47860, at4096(1.8), at4096(1.8), 0, 0, 0, 65535, 65535, 65535}));
-    EXPECT_EQ(RunGray(m_stage, {20480}), Samples{20480});
-    put(0, 0, 0, 0);
-    put(6, 1, 1.8, 1.802);
-    EXPECT_EQ(RunColor(m_stage, {20480, 4096, 4096}), (Samples{40960, at4096(1.8), at4096(1.802)}));
 }
 
 TEST_F(DarkNeutral, RampThenGammaThenGainWithinAWindow) {
