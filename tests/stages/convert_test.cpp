@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-
-#include "stages/encoded_input.h"
+#include "stages/input_convert.h"
 #include "stages/output_convert.h"
 #include "tests/support/stage_rig.h"
 #include "tests/support/tone_support.h"
@@ -51,21 +49,6 @@ TEST(InputConvert, SamplesBecomeSixteenBitsRedFirst) {
     CInputConvertStage stage(&tree);
     EXPECT_EQ(RunLines(stage, QL_PIXEL_BGR8, 500'000'000, {}).m_status, QL_ERR_BAD_ARGUMENT)
         << "3 bytes a pixel fit a 32-bit stride, 6 don't";
-}
-
-TEST(EncodedInput, AChangeOfTheEncodingLeavesNothingOfTheOneBefore) {
-    QLAttribTree tree;
-    CTestBoard board(&tree);
-    CEncodedInputStage stage(&tree);
-    Bytes all(256);
-    std::iota(all.begin(), all.end(), 0);
-    for (const bool srgb : {true, false, true}) {
-        board.Put(QL_ATTR_SRGB_OUTPUT, srgb);
-        const Samples out = SamplesOf(RunLines(stage, QL_PIXEL_GRAY8_ENCODED, 16, all).m_bytes);
-        const Table curve = srgb ? Srgb() : HeldGamma(2.2, 4.0);
-        for (int i = 0; i < 256; ++i)
-            ASSERT_EQ(out[i], Inverse(curve, i * 256)) << i << (srgb ? " of sRGB" : "");
-    }
 }
 
 // ---- Output
@@ -142,18 +125,6 @@ TEST(OutputConvert, DeepLayoutsTakeTheirTypeFromTheOutput) {
         const CPass pass = RunLines(stage, type, width, Bytes(6, 1), QL_LAYOUT_AS_IS, 1);
         EXPECT_EQ(pass.m_status, static_cast<QLStatus>(status)) << type << ", " << layout;
         EXPECT_EQ(stage.GetOutputFormat()->m_pixelType, outType) << type << ", " << layout;
-    }
-}
-
-TEST(OutputConvert, ColourQueriesComeBackInEightBits) {
-    QLAttribTree tree;
-    COutputConvertStage stage(&tree);
-    for (const std::uint32_t layout : {2u, 3u, 10u, 11u}) {
-        stage.SetTargetLayout(layout);
-        RunLines(stage, QL_PIXEL_GRAY16, 1, {0, 0});
-        EXPECT_EQ(AskColor(stage, {0x0180, 0xFFFF, 0x80}), layout == 3 || layout == 10
-                                                               ? (Samples{0x01, 0xFF, 0})
-                                                               : (Samples{0x0180, 0xFFFF, 0x80}));
     }
 }
 

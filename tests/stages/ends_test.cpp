@@ -48,7 +48,6 @@ TEST_F(ChainEnds, InvertsWhenSwitchAndPolarityAgree) {
         const Samples expected =
             turned ? Samples{0xFFFF, 0xEDCB, 0xFF00} : Samples{0, 0x1234, 0x00FF};
         EXPECT_EQ(RunGray(stage, {0, 0x1234, 0x00FF}), expected);
-        EXPECT_EQ(AskColor(stage, {0, 0x1234, 0x00FF}), expected);
         EXPECT_EQ(stage.GetOutputFormat()->m_normalPolarity, polarity != 0);
     }
     const Bytes bytes = {0x00, 0x80, 0x55, 0xFF, 0x12, 0x34};
@@ -63,25 +62,6 @@ TEST_F(ChainEnds, InvertsWhenSwitchAndPolarityAgree) {
         EXPECT_EQ(RunLines(stage, type, width, bytes).m_bytes.front(), known ? 0xFF : 0) << type;
         EXPECT_TRUE(!known || RunLines(stage, type, width, bytes).m_bytes == turned) << type;
     }
-}
-
-TEST_F(ChainEnds, ThePaletteIsInvertedAndComesBack) {
-    QLPaletteTable palette;
-    palette.m_count = 1;
-    palette.m_entries[0] = {7, {0, 100, 255}};
-    m_board.Put(QL_ATTR_OUTPUT_TYPE, 4);
-    CInvertStage stage(&m_tree);
-    m_board.Hear({QL_ATTR_PALETTE_CHANGED});
-    CLineSource source(&m_tree, QL_PIXEL_INDEX8, 2, {0, 1});
-    source.Format().m_palette = &palette;
-    stage.SetUpstream(&source);
-    m_board.SetValue(QL_ATTR_INVERT, 1);
-    EXPECT_EQ(RunPass(stage).m_bytes, (Bytes{0, 1})) << "indices stay";
-    EXPECT_EQ(stage.GetOutputFormat()->m_palette->m_entries[0].m_colors[1], 155);
-    EXPECT_EQ(palette.m_entries[0].m_colors[1], 100) << "the input's own is untouched";
-    m_board.SetValue(QL_ATTR_INVERT, 0);
-    EXPECT_EQ(m_board.Heard().size(), 2u);
-    EXPECT_EQ(stage.GetOutputFormat()->m_palette, &palette) << "before the next open";
 }
 
 // ---- Bitmap and sink

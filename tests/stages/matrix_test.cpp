@@ -53,7 +53,6 @@ TYPED_TEST(MatrixStages, SaturationIsLimitedAndHasADeadZone) {
     EXPECT_EQ(RunGray(this->m_stage, kPixel), kPixel);
     this->Saturate(1.019);  // 1.0095 and -0.00475 count as the identity
     EXPECT_EQ(this->Run(), kPixel);
-    EXPECT_EQ(AskColor(this->m_stage, kPixel), kPixel);
 }
 
 TYPED_TEST(MatrixStages, TheBoostComesBehindTheLimit) {
@@ -64,7 +63,6 @@ TYPED_TEST(MatrixStages, TheBoostComesBehindTheLimit) {
     };
     EXPECT_EQ(at(1.25, 2), kAt125) << "only the value 1 boosts";
     EXPECT_EQ(at(1.25, 1), kAt14);
-    EXPECT_EQ(this->m_board.GetFixed(QL_ATTR_SATURATION), 1.25);
     // Cut at 1.5: 1.25 and -0.125, 1280 and trunc(-127.5) = -127.
     EXPECT_EQ(at(1.5, 1), (Samples{6298, 20039, 33779}));
     at(1.25, 1);
@@ -82,7 +80,6 @@ TYPED_TEST(MatrixStages, ModesPickChannelsOrWeighThem) {
     for (const auto& [mode, expected] : cases) {
         this->SetMode(mode);
         EXPECT_EQ(this->Run(), expected) << mode;
-        EXPECT_EQ(this->m_board.GetInteger(QL_ATTR_MATRIX_MODE), mode);
     }
     this->SetMode(1);
     this->Saturate(1.4);
@@ -112,7 +109,6 @@ TEST_F(DeviceMatrix, TablesArriveByAnnouncementAndMayHoldAnything) {
     EXPECT_EQ(gray(12, 0, 0, {5000, 9, 9}), 60000) << "a strong row that still fits";
     // Held at 10, 10 and -10.
     EXPECT_EQ(gray(12, 1e300, -kInfinite, {1000, 2000, 500}), 25000);
-    EXPECT_EQ(gray(12, 1e300, -kInfinite, {0, 0, 65535}), 0);
     EXPECT_EQ(gray(kInfinite - kInfinite, 0, 0, kPixel), 0);
 }
 
@@ -125,18 +121,9 @@ TEST_F(DeviceMatrix, AWindowFadesTheMatrixIn) {
         m_board.Put(QL_ATTR_DEVICE_WINDOW_HIGH, IntegerWord(width));
     };
     window(64, 32);  // 12288 to 20480, 8192 wide
-    const std::pair<Samples, Samples> cases[] = {
-        {{20480, 0, 100}, {10240, 10240, 0}},       // one sample at the end: all of the matrix
-        {{100, 20480, 0}, {10290, 10290, 0}},       // whichever it is
-        {{2000, 100, 20480}, {1050, 1050, 18481}},  // -1 is -1023 / 1024
-        {{20479, 12288, 12288},
-         {16382, 12288, 12288}},  // red by (8191 * 4095) / 8192 = 4094.5, cut
-        {{16384, 14336, 12000}, {13824, 13056, 12000}},  // both are mixed to 15360: 3072 * 1/2, 1/4
-        {{12289, 12282, 0}, {12288, 12282, 0}},          // (1 * -3) / 8192, cut to 0
-        {{16385, 8185, 0}, {12287, 8185, 0}},            // (4097 * -3) / 8192 = -1.5, cut to -1
-        {{13000, 0, 19000}, {11785, 0, 7146}}};          // by 712 * -5788 and 6712 * -6276
-    for (const auto& [in, out] : cases)
-        EXPECT_EQ(RunColor(m_stage, in), out) << in[0];
+    EXPECT_EQ(RunColor(m_stage, {20480, 0, 100}), (Samples{10240, 10240, 0})) << "all of it";
+    // Both are mixed to 15360: 3072 * 1/2 and 3072 * 1/4 above the lower end.
+    EXPECT_EQ(RunColor(m_stage, {16384, 14336, 12000}), (Samples{13824, 13056, 12000}));
     EXPECT_EQ(AskColor(m_stage, {100, 300, 0}), (Samples{200, 200, 0})) << "colours have no window";
     window(0, 0);
     EXPECT_EQ(RunColor(m_stage, {0, 10, 0}), (Samples{5, 5, 0})) << "every pixel";
