@@ -94,20 +94,6 @@ TEST_F(Engine, FiveLinesStayBehindWhileMoreAreExpected) {
     }
 }
 
-TEST_F(Engine, AFirstFeedOfFewLinesPassesNoneAndTheImageIsWhite) {
-    for (const std::int32_t pending : {1, 2, 5}) {
-        m_client.m_messages.clear();
-        CTestStream stream(Page(pending));
-        m_rig.Begin(stream);
-        m_rig.Feed(stream, pending);
-        EXPECT_EQ(stream.m_nLines, static_cast<std::uint32_t>(pending));
-        EXPECT_EQ(stream.m_cbRead, 54u);
-        m_rig.Finish();
-        EXPECT_EQ(m_client.Rows(), Bytes(kRow * static_cast<std::size_t>(pending), 0xFF));
-        EXPECT_EQ(m_client.OfType(3).size(), 1u) << "no band went out";
-    }
-}
-
 TEST_F(Engine, AFeedTakesWhatThereIsUnlessTheOutputIsHeld) {
     CTestStream stream(Page(20));
     m_rig.Begin(stream);
