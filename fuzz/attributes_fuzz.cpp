@@ -89,9 +89,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         }
         rig.m_engine.FireFeed();
         rig.Finish();
-        const BITMAPINFOHEADER header = rig.m_client.Header();
-        Require(rig.m_client.OfType(QL_IMAGE_CALLBACK_DIB_HEADER).empty() ||
-                (header.biWidth == page.m_width && header.biHeight == page.m_height));
+        for (const auto* message : rig.m_client.OfType(QL_IMAGE_CALLBACK_DIB_HEADER)) {
+            BITMAPINFOHEADER header;
+            std::memcpy(&header, message->m_bytes.data(), sizeof(header));
+            Require(header.biWidth == page.m_width && header.biHeight == page.m_height);
+        }
     }
     return 0;
 }

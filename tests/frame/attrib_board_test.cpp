@@ -5,7 +5,6 @@
 #include <functional>
 #include <memory>
 
-#include "frame/attrib_port.h"
 #include "tests/support/stage_rig.h"
 
 namespace {
@@ -43,12 +42,10 @@ class AttribBoard : public testing::Test {
 
 TEST_F(AttribBoard, AnIdWithoutProviderReadsNothingAndTakesNothing) {
     std::uint64_t out = 99;
-    QLRect rect{1, 2, 3, 4};
     EXPECT_FALSE(m_a.SetValue(kId, 7)) << "nobody ever named the id";
     m_a.Subscribe(kId);
     EXPECT_EQ(m_a.GetValue(kId, &out), 0u);
     EXPECT_EQ(out, 99u);
-    EXPECT_EQ(m_a.GetRect(kId, &rect)->bottom, 3);
     EXPECT_TRUE(m_a.SetValue(kId, 7));
     EXPECT_EQ(Told(), "");
     {
@@ -88,20 +85,6 @@ TEST_F(AttribBoard, TheNewestSubscriberIsCalledFirstAndBehindTheProvider) {
     EXPECT_EQ(Told(), "") << "no value yet; its own value";
 }
 
-TEST_F(AttribBoard, NumbersAreSixteenBitFixedPointAndTablesAreCopied) {
-    // Cut towards zero behind a half, held in 32 bits.
-    // clang-format off
-    for (const auto& [x, word] : {std::pair{0.5, 32768}, {0.1, 6554}, {-0.1, -6553},
-                                  {1e9, 0x7FFFFFFF}, {-1e9, -0x7FFFFFFF - 1}})
-        // clang-format on
-        EXPECT_EQ(WordInteger(ToFixed(x)), word) << x;
-    const double numbers[18] = {1, 2};
-    double out[18] = {};
-    CTestBoard provider(&m_tree);
-    provider.Put(QL_ATTR_DENSITY_MATRIX, PointerWord(numbers));
-    EXPECT_EQ(m_a.GetMatrix18(QL_ATTR_DENSITY_MATRIX, out)[1], 2.0);
-}
-
 TEST_F(AttribBoard, SubscribersMayLeaveJoinAndDieDuringAWalk) {
     m_a.Subscribe(kId);
     auto victim = std::make_unique<CListener>(&m_tree, &m_log, 'v');
@@ -125,29 +108,12 @@ TEST_F(AttribBoard, SubscribersMayLeaveJoinAndDieDuringAWalk) {
     EXPECT_EQ(Told(), "bca") << "who joined in the walk comes now";
 }
 
-TEST_F(AttribBoard, PortsCarryItToTheirOwner) {
-    struct Owner {
-        std::uint64_t Get(std::int32_t) { return m_value; }
-        void Set(std::int32_t, std::uint64_t value) { m_value = value; }
-        std::uint64_t m_value = 4;
-    } owner;
-    const auto told = [](void* o, std::int32_t) { static_cast<Owner*>(o)->m_value += 10; };
-    CQLAttribMemberPort<Owner> port(&m_tree, &owner, nullptr, &Owner::Get, &Owner::Set);
-    CQLAttribCallbackPort plain(&m_tree, &owner, told, nullptr, nullptr);
-    port.RegisterProvider(kId);
-    plain.Subscribe(kId);
-    plain.RegisterProvider(kOther);
-    plain.SetValue(kId, 6);
-    EXPECT_EQ(plain.GetValue(kId), 16u);
-    EXPECT_TRUE(port.SetValue(kOther, 1));
-    EXPECT_EQ(port.GetValue(kOther), 0u) << "without a function";
-}
-
-TEST(AttribIds, AreFoundByIdAndByName) {
-    EXPECT_EQ(AttribTable().size(), 254u);
-    EXPECT_EQ(FindAttrib("threshold")->m_id, 20337);
-    EXPECT_EQ(FindAttrib(20275)->m_name, "QL_ATTR_SLIDE_CURVE_8");
-    EXPECT_EQ(FindAttrib(20015), nullptr);
+TEST(FixedPoint, IsCutTowardsZeroBehindAHalfAndHeldIn32Bits) {
+    // clang-format off
+    for (const auto& [x, word] : {std::pair{0.5, 32768}, {0.1, 6554}, {-0.1, -6553},
+                                  {1e9, 0x7FFFFFFF}, {-1e9, -0x7FFFFFFF - 1}})
+        // clang-format on
+        EXPECT_EQ(WordInteger(ToFixed(x)), word) << x;
 }
 
 // ---- Rows
@@ -164,27 +130,19 @@ class CRowUser final : public CQLFilterStage {
                 .Clamps(12, 300)
                 .Calls<&S::Count>()
                 .Fires(kOther),
-            R::Provides(QL_ATTR_NEGATIVE).Keeps<&S::m_flag>().LowByte().Marks<&S::m_stale>(),
             R::Provides(QL_ATTR_POST_MATRIX).Points<&S::m_three>().Copies<&S::m_three>(),
-            R::Provides(QL_ATTR_THRESHOLD)
-                .Reads<&S::Twice>()
-                .Writes<&S::Take>()
-                .OnFire<&S::Count>(),
-            R::Provides(QL_ATTR_STATUS),
+            R::Provides(QL_ATTR_THRESHOLD).OnFire<&S::Count>(),
             R::Follows(QL_ATTR_NEG_CURVE_0, QL_ATTR_NEG_CURVE_2)
                 .Keeps<&S::m_run>()
                 .Marks<&S::m_stale>(),
             R::Listens(QL_ATTR_SHARPEN_LEVEL).Keeps<&S::m_sample>().Calls<&S::Count>().Always(),
-            R::Answers(kId, kId).Reads<&S::m_run>(),
         };
         return rows;
     }
-    std::int32_t Twice() const { return 2 * m_taken; }
-    void Take(std::int32_t value) { m_taken = value; }
     void Count() { ++m_count; }
 
-    std::int32_t m_held = 100, m_taken = 0, m_count = 0;
-    bool m_flag = false, m_stale = false;
+    std::int32_t m_held = 100, m_count = 0;
+    bool m_stale = false;
     double m_three[3] = {}, m_run[3] = {};
     std::uint16_t m_sample = 0;
 };
@@ -194,22 +152,18 @@ TEST(AttribRows, RegisterReadAndTakeAsTheyTell) {
     CTestBoard board(&tree);
     board.PutReal(QL_ATTR_NEG_CURVE_1, 1.5);
     board.Put(QL_ATTR_SHARPEN_LEVEL, 9);
-    board.Hear({QL_ATTR_POST_MATRIX, QL_ATTR_RES_OPTICAL, QL_ATTR_THRESHOLD, kId});
+    board.Hear({QL_ATTR_POST_MATRIX, QL_ATTR_RES_OPTICAL, QL_ATTR_THRESHOLD, kOther});
     CRowUser user(&tree);
     EXPECT_EQ(board.Heard(), (Ids{QL_ATTR_RES_OPTICAL, QL_ATTR_POST_MATRIX, QL_ATTR_THRESHOLD}))
-        << "in the order of the rows; one that only answers holds nothing";
+        << "in the order of the rows";
     EXPECT_EQ(user.m_run[1], 1.5) << "followed";
     EXPECT_EQ(user.m_sample, 0) << "listened to";
     EXPECT_TRUE(std::exchange(user.m_stale, false));
-    board.PutReal(QL_ATTR_NEG_CURVE_1, 1.5);
-    EXPECT_FALSE(user.m_stale) << "no change";
-    board.PutReal(QL_ATTR_NEG_CURVE_2, 0.25);
-    EXPECT_TRUE(std::exchange(user.m_stale, false));
-    EXPECT_EQ(user.m_run[2], 0.25);
-    EXPECT_EQ(user.GetAttrib(kId), 0u);
-    EXPECT_EQ(board.GetValue(kId), 0u);
-
-    board.Hear({kOther});
+    for (const auto& [real, stale] : {std::pair{1.5, false}, {0.25, true}}) {
+        board.PutReal(QL_ATTR_NEG_CURVE_1, real);
+        EXPECT_EQ(user.m_stale, stale) << "by a change alone";
+        EXPECT_EQ(user.m_run[1], real);
+    }
     for (const auto& [written, held, changes] : {std::tuple{5, 12, 1}, {9, 12, 1}, {999, 300, 2}}) {
         board.SetValue(QL_ATTR_RES_OPTICAL, IntegerWord(written));
         EXPECT_EQ(board.GetInteger(QL_ATTR_RES_OPTICAL), held);
@@ -221,23 +175,13 @@ TEST(AttribRows, RegisterReadAndTakeAsTheyTell) {
         board.Put(QL_ATTR_SHARPEN_LEVEL, sample);
     EXPECT_EQ(user.m_sample, 65535);
     EXPECT_EQ(user.m_count, 4) << "always";
-    board.SetValue(QL_ATTR_NEGATIVE, 0x100);
-    EXPECT_FALSE(user.m_flag || user.m_stale) << "the low byte";
-    board.SetValue(QL_ATTR_NEGATIVE, 2);
-    EXPECT_TRUE(user.m_flag && user.m_stale);
-
     const double numbers[3] = {1, 2, 3};
-    board.SetValue(QL_ATTR_POST_MATRIX, PointerWord(numbers));
-    board.SetValue(QL_ATTR_POST_MATRIX, 0);
+    for (const double* matrix : {numbers, static_cast<const double*>(nullptr)})
+        board.SetValue(QL_ATTR_POST_MATRIX, PointerWord(matrix));
     EXPECT_EQ(board.GetValue(QL_ATTR_POST_MATRIX), PointerWord(&user.m_three));
     EXPECT_EQ(user.m_three[2], 3.0) << "null leaves them";
-    EXPECT_EQ(CRowUser::Rows()[2].m_elements, 3);
-    board.SetValue(QL_ATTR_THRESHOLD, IntegerWord(-4));
-    EXPECT_EQ(board.GetInteger(QL_ATTR_THRESHOLD), -8);
     board.Notify(QL_ATTR_THRESHOLD);
     EXPECT_EQ(user.m_count, 5);
-    board.SetValue(QL_ATTR_STATUS, 3);
-    EXPECT_EQ(board.GetValue(QL_ATTR_STATUS), 0u) << "neither field nor function";
 }
 
 }  // namespace

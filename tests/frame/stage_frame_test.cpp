@@ -9,11 +9,10 @@
 
 namespace {
 
-QLImageFormat Format(std::uint32_t type, std::int32_t width, std::uint32_t layout = 1) {
+QLImageFormat Format(std::uint32_t type, std::int32_t width) {
     QLImageFormat format;
     format.SetPixelType(type);
     format.SetWidth(width);
-    format.SetLayout(layout);
     return format;
 }
 
@@ -34,37 +33,6 @@ TEST(ImageFormat, StrideFollowsPixelTypeAndWidth) {
     for (const auto& [type, width] : {std::pair{1u, 0x7FFFFFFF}, {9, 0x7FFFFFFF}, {25, -9}}) {
         EXPECT_EQ(Format(type, width).m_bytesPerLine, 0) << "no 32-bit stride";
         EXPECT_EQ(Format(type, width).PaddingBytes(), 0);
-    }
-}
-
-TEST(ImageFormat, LayoutRewritesThePixelType) {
-    // By layout, what becomes of colour, gray, four bits, index, bilevel, halftone, and of types
-    // without a group.
-    constexpr std::uint32_t kFrom[] = {2, 12, 14, 22, 24, 26, 13, 40};
-    // clang-format off
-    constexpr std::uint32_t kTo[][9] = {
-        {1, 2, 12, 14, 22, 24, 26, 13, 40}, {2, 9, 19, 14, 22, 24, 26, 13, 40},
-        {3, 3, 13, 15, 23, 25, 26, 13, 40}, {4, 1, 13, 15, 23, 25, 27, 13, 40},
-        {6, 0, 12, 14, 22, 24, 26, 13, 40}, {8, 9, 19, 14, 22, 24, 26, 13, 40},
-        {9, 0, 12, 12, 0, 12, 12, 13, 40},  {11, 2, 12, 14, 22, 24, 26, 13, 40}};
-    // clang-format on
-    for (const auto& row : kTo) {
-        for (int i = 0; i < 8; ++i)
-            EXPECT_EQ(Format(kFrom[i], 8, row[0]).m_pixelType, row[i + 1])
-                << "type " << kFrom[i] << " layout " << row[0];
-    }
-    EXPECT_EQ(Format(23, 8, 2).m_pixelType, 23u);
-}
-
-TEST(ImageFormat, RotationExchangesTheSides) {
-    QLImageFormat format = Format(QL_PIXEL_RGB16, 100);
-    format.SetHeight(200);
-    for (const auto& [degrees, width, rotation] :
-         {std::tuple{90, 200, 90}, {90, 200, 90}, {270, 200, 270}, {0, 100, 360}}) {
-        format.SetRotation(degrees);
-        EXPECT_EQ(format.m_bytesPerLine, 6 * width);
-        EXPECT_EQ(format.m_height, 300 - width);
-        EXPECT_EQ(format.m_rotation, rotation) << "grows by whole steps";
     }
 }
 
@@ -148,9 +116,6 @@ TEST(StageFrame, OperationsRunFromTailToHeadAndBackUntilOneFails) {
     source.Format().SetHeight(2);
     lower.Close();
     EXPECT_EQ(lower.GetOutputFormat()->m_height, 2) << "a shortened height travels down";
-    source.Format().SetWidth(5);
-    EXPECT_EQ(upper.OnFormatChanged(), QL_OK);
-    EXPECT_EQ(lower.GetOutputFormat()->m_width, 5) << "so does a change of format";
 }
 
 }  // namespace

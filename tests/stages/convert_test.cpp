@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "stages/encoded_input.h"
+#include "stages/input_convert.h"
 #include "stages/output_convert.h"
 #include "tests/support/stage_rig.h"
 #include "tests/support/tone_support.h"
@@ -49,24 +49,6 @@ TEST(InputConvert, SamplesBecomeSixteenBitsRedFirst) {
     CInputConvertStage stage(&tree);
     EXPECT_EQ(RunLines(stage, QL_PIXEL_BGR8, 500'000'000, {}).m_status, QL_ERR_BAD_ARGUMENT)
         << "3 bytes a pixel fit a 32-bit stride, 6 don't";
-}
-
-TEST(EncodedInput, AChangeOfTheEncodingLeavesNothingOfTheOneBefore) {
-    QLAttribTree tree;
-    CTestBoard board(&tree);
-    CEncodedInputStage stage(&tree);
-    Bytes all;
-    for (int i = 0; i < 256; ++i)
-        all.push_back(static_cast<std::uint8_t>(i));
-    for (const bool srgb : {true, false, false, true}) {
-        board.Put(QL_ATTR_SRGB_OUTPUT, srgb);
-        const Samples out = SamplesOf(RunLines(stage, QL_PIXEL_GRAY8_ENCODED, 16, all).m_bytes);
-        const Table curve = srgb ? Srgb() : HeldGamma(2.2, 4.0);
-        for (int i = 0; i < 256; ++i)
-            ASSERT_EQ(out[i], Inverse(curve, i * 256)) << i << (srgb ? " of sRGB" : "");
-    }
-    EXPECT_EQ(SamplesOf(RunLines(stage, QL_PIXEL_GRAY8, 256, all).m_bytes)[255], 0xFF00)
-        << "linear";
 }
 
 // ---- Output
@@ -116,24 +98,15 @@ TEST(OutputConvert, RowsArePackedOrPadded) {
                 {{{3, 4}, 15, {0x12, 0x30, X, X, 0x45, 0x60, X, X}},
                  {{5, 6, 7, 8, 10}, 14, {0x12, 0x30, 0x45, 0x60}},
                  {{9}, 12, Bytes(6, X)}});
-    ExpectCases(QL_PIXEL_4BIT_ROWS, 3, {0x12, 0x30, 0x71, 0x72, 0x45, 0x60, 0x73, 0x74},
-                {{{3, 4}, 15, {0x12, 0x30, 0x71, 0x72, 0x45, 0x60, 0x73, 0x74}},
-                 {{5, 6, 7, 8, 10}, 14, {0x12, 0x30, 0x45, 0x60}}});
     ExpectCases(QL_PIXEL_INDEX8, 3, {1, 2, 3, 4, 5, 6},
                 {{{3, 4}, 23, {1, 2, 3, X, 4, 5, 6, X}},
                  {{5, 6, 7, 8, 10}, 22, {1, 2, 3, 4, 5, 6}},
                  {{1, 2, 11}, 22, Bytes(6, X)}});
-    ExpectCases(
-        QL_PIXEL_INDEX8_ROWS, 3, {1, 2, 3, 0x71, 4, 5, 6, 0x72},
-        {{{3, 4}, 23, {1, 2, 3, 0x71, 4, 5, 6, 0x72}}, {{5, 6, 7, 8, 10}, 22, {1, 2, 3, 4, 5, 6}}});
     ExpectCases(QL_PIXEL_BILEVEL, 9, {0xA1, 0x80, 0xB2, 0x00},
                 {{{3}, 25, {0xA1, 0x80, 0, 0, 0xB2, 0x00, 0, 0}},
                  {{4}, 25, {0xA1, 0x80, X, X, 0xB2, 0x00, X, X}},
                  {{5, 6, 7, 8, 10}, 24, {0xA1, 0x80, 0xB2, 0x00}},
                  {{1, 2, 11}, 24, Bytes(4, X)}});
-    ExpectCases(QL_PIXEL_HALFTONE, 9, {0xA1, 0x80, 0xB2, 0x00},
-                {{{3, 5, 6, 7, 8, 10}, 26, {0xA1, 0x80, 0xB2, 0x00}},
-                 {{4}, 27, {0xA1, 0x80, X, X, 0xB2, 0x00, X, X}}});
 }
 
 TEST(OutputConvert, DeepLayoutsTakeTheirTypeFromTheOutput) {
@@ -152,20 +125,6 @@ TEST(OutputConvert, DeepLayoutsTakeTheirTypeFromTheOutput) {
         const CPass pass = RunLines(stage, type, width, Bytes(6, 1), QL_LAYOUT_AS_IS, 1);
         EXPECT_EQ(pass.m_status, static_cast<QLStatus>(status)) << type << ", " << layout;
         EXPECT_EQ(stage.GetOutputFormat()->m_pixelType, outType) << type << ", " << layout;
-    }
-}
-
-TEST(OutputConvert, ColourQueriesComeBackInEightBits) {
-    QLAttribTree tree;
-    for (std::uint32_t layout = 1; layout <= 11; ++layout) {
-        COutputConvertStage stage(&tree);
-        stage.SetTargetLayout(layout);
-        RunLines(stage, QL_PIXEL_GRAY16, 1, {0, 0});
-        const bool known = layout >= 3 && layout <= 10;
-        EXPECT_EQ(AskColor(stage, {0x0180, 0xFFFF, 0x80}),
-                  known ? (Samples{0x01, 0xFF, 0}) : (Samples{0x0180, 0xFFFF, 0x80}));
-        RunLines(stage, QL_PIXEL_GRAY8, 1, {0});
-        EXPECT_EQ(AskColor(stage, {1, 2, 0x180})[2], 0x180) << "no internal colours";
     }
 }
 

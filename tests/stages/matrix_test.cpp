@@ -45,20 +45,14 @@ TYPED_TEST(MatrixStages, SaturationIsLimitedAndHasADeadZone) {
                   FromFixed(ToFixed(this->kIsDevice ? device : kept)))
             << value;
     }
-    this->m_board.Hear({QL_ATTR_SATURATION});
-    for (const std::size_t told : {1u, 0u}) {
-        this->m_board.Notify(QL_ATTR_SATURATION_RESET);
-        EXPECT_EQ(this->m_board.Heard().size(), told) << "neutral, once";
-        EXPECT_EQ(this->m_board.GetFixed(QL_ATTR_SATURATION), 1.0);
-    }
+    this->m_board.Notify(QL_ATTR_SATURATION_RESET);
+    EXPECT_EQ(this->m_board.GetFixed(QL_ATTR_SATURATION), 1.0);
     this->Saturate(1.4);
     EXPECT_EQ(this->Run(), kAt14);
     EXPECT_EQ(AskColor(this->m_stage, kPixel), kAt14);
     EXPECT_EQ(RunGray(this->m_stage, kPixel), kPixel);
-    EXPECT_EQ(AskColor(this->m_stage, kPixel), kPixel) << "no colour";
     this->Saturate(1.019);  // 1.0095 and -0.00475 count as the identity
     EXPECT_EQ(this->Run(), kPixel);
-    EXPECT_EQ(AskColor(this->m_stage, kPixel), kPixel);
 }
 
 TYPED_TEST(MatrixStages, TheBoostComesBehindTheLimit) {
@@ -69,32 +63,23 @@ TYPED_TEST(MatrixStages, TheBoostComesBehindTheLimit) {
     };
     EXPECT_EQ(at(1.25, 2), kAt125) << "only the value 1 boosts";
     EXPECT_EQ(at(1.25, 1), kAt14);
-    EXPECT_EQ(this->m_board.GetFixed(QL_ATTR_SATURATION), 1.25);
     // Cut at 1.5: 1.25 and -0.125, 1280 and trunc(-127.5) = -127.
     EXPECT_EQ(at(1.5, 1), (Samples{6298, 20039, 33779}));
     at(1.25, 1);
     this->SetMode(QL_MATRIX_IDENTITY);
     this->SetMode(QL_MATRIX_COLOR);
     EXPECT_EQ(this->Run(), this->kIsPlain ? kAt125 : kAt14) << "the plain stage leaves it out";
-    // One that is made later reads the boost: 1.15 gives 1.075 and -0.0375, 1101 and -37.
-    TypeParam late(&this->m_tree);
-    EXPECT_EQ(RunColor(late, kPixel), (Samples{8945, 20058, 31171}));
 }
 
 TYPED_TEST(MatrixStages, ModesPickChannelsOrWeighThem) {
+    // clang-format off
     const std::pair<std::int32_t, Samples> cases[] = {
-        {1, kGray},
-        {2, Samples(3, 10000)},
-        {3, Samples(3, 20000)},
-        {4, Samples(3, 30000)},
-        {6, Samples(3, 30000)} /* unknown: the matrix stays */,
-        {5, kPixel},
-        {-1, kPixel},
-        {0, kPixel}};
+        {1, kGray}, {2, Samples(3, 10000)}, {3, Samples(3, 20000)}, {4, Samples(3, 30000)},
+        {6, Samples(3, 30000)} /* unknown: the matrix stays */, {5, kPixel}, {0, kPixel}};
+    // clang-format on
     for (const auto& [mode, expected] : cases) {
         this->SetMode(mode);
         EXPECT_EQ(this->Run(), expected) << mode;
-        EXPECT_EQ(this->m_board.GetInteger(QL_ATTR_MATRIX_MODE), mode);
     }
     this->SetMode(1);
     this->Saturate(1.4);
@@ -106,20 +91,6 @@ TYPED_TEST(MatrixStages, ModesPickChannelsOrWeighThem) {
 // ---- What a profile says
 
 using DeviceMatrix = StageTest<CDeviceMatrixStage>;
-using TmaMatrix = StageTest<CTmaMatrixStage>;
-
-TEST_F(TmaMatrix, HasATableOfItsOwnAndFixedWeights) {
-    // -2.5 is cut to -1.98, and the rest with it: 0.792, in 1/1024 811, -2027 and 1622.
-    const double nine[9] = {1, 0, 0, -2.5, 0, 2, 0, 0, 1};
-    for (const std::int32_t id :
-         {QL_ATTR_DEVICE_MATRIX, QL_ATTR_GRAY_WEIGHTS, QL_ATTR_TMA_MATRIX}) {
-        EXPECT_EQ(RunColor(m_stage, kPixel), kPixel);
-        m_board.Put(id, PointerWord(nine));
-    }
-    EXPECT_EQ(RunColor(m_stage, {10000, 0, 20000}), (Samples{7919, 11884, 15839}));
-    m_board.SetValue(QL_ATTR_MATRIX_MODE, QL_MATRIX_GRAY);
-    EXPECT_EQ(RunColor(m_stage, kPixel), kGray);
-}
 
 TEST_F(DeviceMatrix, TablesArriveByAnnouncementAndMayHoldAnything) {
     const double turned[9] = {0, 1, 0, 0, 0, 1, 1, 0, 0};
@@ -138,7 +109,6 @@ TEST_F(DeviceMatrix, TablesArriveByAnnouncementAndMayHoldAnything) {
     EXPECT_EQ(gray(12, 0, 0, {5000, 9, 9}), 60000) << "a strong row that still fits";
     // Held at 10, 10 and -10.
     EXPECT_EQ(gray(12, 1e300, -kInfinite, {1000, 2000, 500}), 25000);
-    EXPECT_EQ(gray(12, 1e300, -kInfinite, {0, 0, 65535}), 0);
     EXPECT_EQ(gray(kInfinite - kInfinite, 0, 0, kPixel), 0);
 }
 
@@ -151,18 +121,9 @@ TEST_F(DeviceMatrix, AWindowFadesTheMatrixIn) {
         m_board.Put(QL_ATTR_DEVICE_WINDOW_HIGH, IntegerWord(width));
     };
     window(64, 32);  // 12288 to 20480, 8192 wide
-    const std::pair<Samples, Samples> cases[] = {
-        {{20480, 0, 100}, {10240, 10240, 0}},       // one sample at the end: all of the matrix
-        {{100, 20480, 0}, {10290, 10290, 0}},       // whichever it is
-        {{2000, 100, 20480}, {1050, 1050, 18481}},  // -1 is -1023 / 1024
-        {{20479, 12288, 12288},
-         {16382, 12288, 12288}},  // red by (8191 * 4095) / 8192 = 4094.5, cut
-        {{16384, 14336, 12000}, {13824, 13056, 12000}},  // both are mixed to 15360: 3072 * 1/2, 1/4
-        {{12289, 12282, 0}, {12288, 12282, 0}},          // (1 * -3) / 8192, cut to 0
-        {{16385, 8185, 0}, {12287, 8185, 0}},            // (4097 * -3) / 8192 = -1.5, cut to -1
-        {{13000, 0, 19000}, {11785, 0, 7146}}};          // by 712 * -5788 and 6712 * -6276
-    for (const auto& [in, out] : cases)
-        EXPECT_EQ(RunColor(m_stage, in), out) << in[0];
+    EXPECT_EQ(RunColor(m_stage, {20480, 0, 100}), (Samples{10240, 10240, 0})) << "all of it";
+    // Both are mixed to 15360: 3072 * 1/2 and 3072 * 1/4 above the lower end.
+    EXPECT_EQ(RunColor(m_stage, {16384, 14336, 12000}), (Samples{13824, 13056, 12000}));
     EXPECT_EQ(AskColor(m_stage, {100, 300, 0}), (Samples{200, 200, 0})) << "colours have no window";
     window(0, 0);
     EXPECT_EQ(RunColor(m_stage, {0, 10, 0}), (Samples{5, 5, 0})) << "every pixel";

@@ -2,8 +2,11 @@
 // what it is told, and the roads that an image takes through an engine.
 #pragma once
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -13,12 +16,10 @@
 
 #include "engine/engine.h"
 #include "platform/bitmap_headers.h"
-#include "platform/files.h"
-#include "platform/registry.h"
 #include "platform/wia.h"
+#include "tests/support/bench_source.h"
 #include "tests/support/byte_stream.h"
-
-using Bytes = std::vector<std::uint8_t>;
+#include "tests/support/noise_lines.h"
 
 // A picture as its packed rows: 3 bytes a pixel (blue first) or 1.
 struct CTestPicture {
@@ -28,30 +29,20 @@ struct CTestPicture {
     Bytes m_pixels;
 
     std::size_t RowBytes() const { return static_cast<std::size_t>(m_width * m_bits / 8); }
-    std::size_t Stride() const { return (RowBytes() + 3) / 4 * 4; }
     // A row of a bitmap; its padding holds a value that must never show.
     Bytes PaddedRow(std::int32_t line) const {
         const auto first = m_pixels.begin() + static_cast<std::ptrdiff_t>(RowBytes()) * line;
-        Bytes row(first, first + static_cast<std::ptrdiff_t>(RowBytes()));
-        row.resize(Stride(), 0xA5);
-        return row;
+        return Padded({first, first + static_cast<std::ptrdiff_t>(RowBytes())}, RowBytes(), 0xA5);
     }
 };
 
-// Reproducible noise over the whole range, with runs of black and white.
 inline CTestPicture NoisePicture(std::int32_t width, std::int32_t height, std::int32_t bits = 24,
                                  std::uint32_t seed = 1) {
-    CTestPicture picture{width, height, bits, {}};
-    picture.m_pixels.resize(picture.RowBytes() * static_cast<std::size_t>(height));
-    for (std::uint8_t& byte : picture.m_pixels) {
-        seed = seed * 1664525u + 1013904223u;
-        const std::uint32_t kind = seed >> 29;
-        byte = static_cast<std::uint8_t>(kind == 0 ? 0 : (kind == 1 ? 255 : seed >> 16 & 0xFF));
-    }
-    return picture;
+    const auto bytes = static_cast<std::size_t>(width * bits / 8 * height);
+    return {width, height, bits, Noise(bytes, seed)};
 }
 
-// The headers of a bitmap file of 300 dots per inch, with a gray ramp behind them for 8 bits. A
+// The headers of a bitmap file of 300 dots per inch, and room for 256 colours with 8 bits. A
 // negative height: top line first.
 inline Bytes BitmapHeaders(const CTestPicture& picture, std::int32_t biHeight) {
     BITMAPINFOHEADER info = MakeInfoHeader(picture.m_width, biHeight, picture.m_bits);
@@ -60,8 +51,6 @@ inline Bytes BitmapHeaders(const CTestPicture& picture, std::int32_t biHeight) {
     Bytes bytes(file.bfOffBits);
     std::memcpy(bytes.data(), &file, sizeof(file));
     std::memcpy(bytes.data() + sizeof(file), &info, sizeof(info));
-    for (DWORD i = 0; i < info.biClrUsed * 4; ++i)
-        bytes[sizeof(file) + sizeof(info) + i] = static_cast<std::uint8_t>(i % 4 == 3 ? 0 : i / 4);
     return bytes;
 }
 
@@ -70,8 +59,6 @@ class CTestStream final : public CByteStream {
   public:
     explicit CTestStream(const CTestPicture& picture)
         : CByteStream(BitmapHeaders(picture, -picture.m_height)), m_picture(picture) {}
-    // A stream of arbitrary bytes.
-    explicit CTestStream(const Bytes& bytes) : CByteStream(bytes) {}
 
     void AddLines(std::int32_t count) {
         for (; count > 0 && LinesLeft() > 0; --count, ++m_nLines)
@@ -88,10 +75,6 @@ class CTestStream final : public CByteStream {
 class CTestBenchFile {
   public:
     explicit CTestBenchFile(const CTestPicture& picture, bool topDown = false) {
-        char folder[MAX_PATH + 1] = "", name[MAX_PATH + 1] = "";
-        GetTempPathA(sizeof(folder), folder);
-        GetTempFileNameA(folder, "nvq", 0, name);
-        m_path = name;
         const std::int32_t height = picture.m_height;
         Bytes file = BitmapHeaders(picture, topDown ? -height : height);
         for (std::int32_t i = 0; i < height; ++i) {
@@ -101,50 +84,62 @@ class CTestBenchFile {
         std::ofstream(m_path, std::ios::binary)
             .write(reinterpret_cast<const char*>(file.data()),
                    static_cast<std::streamsize>(file.size()));
-        SetBench(m_path);
+        SetBenchSource(m_path);
     }
     ~CTestBenchFile() {
         RegClearProcessValues();
-        DeleteFileA(m_path.c_str());
-    }
-
-    static void SetBench(const std::string& path) {
-        constexpr char kKey[] = "Software\\Norvane\\Varnook";
-        const DWORD on = 1;
-        RegSetProcessValue(HKEY_CURRENT_USER, kKey, "ScanFromFile", REG_DWORD, &on, sizeof(on));
-        RegSetProcessValue(HKEY_CURRENT_USER, kKey, "ScanFilePath", REG_SZ, path.c_str(),
-                           static_cast<DWORD>(path.size() + 1));
+        std::filesystem::remove(m_path);
     }
 
   private:
-    std::string m_path;
+    const std::string m_path =
+        std::filesystem::temp_directory_path() / ("nvq_bench_" + std::to_string(getpid()) + ".bmp");
+};
+
+// The per-model tables, neutral until a test fills them.
+struct CTestProfile {
+    CTestProfile() { m_defaults.m_valid = 1; }
+
+    DefaultsRecord m_defaults = {};
+    double m_flatbed[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_slide[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_neutral[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_density[18] = {};
+    CoeffRecord m_flatbedCoeffs = kNeutralCoeffs, m_feederCoeffs = kNeutralCoeffs;
+    CoeffRecord m_slideCoeffs = kNeutralCoeffs, m_slideCoeffsB = kNeutralCoeffs;
+    CoeffRecord m_negCoeffs = kNeutralCoeffs;
+    GrayRecord m_gray = kLuminance;
+
+    const void* Record(DWORD id) const {
+        // clang-format off
+        const std::map<DWORD, const void*> records = {
+            {QL_PROP_DEFAULTS, &m_defaults}, {QL_PROP_FLATBED_MATRIX, m_flatbed},
+            {QL_PROP_SLIDE_MATRIX, m_slide}, {QL_PROP_FEEDER_MATRIX, m_neutral},
+            {QL_PROP_POST_MATRIX, m_neutral}, {QL_PROP_DENSITY_MATRIX, m_density},
+            {QL_PROP_FLATBED_COEFFS, &m_flatbedCoeffs}, {QL_PROP_FEEDER_COEFFS, &m_feederCoeffs},
+            {QL_PROP_SLIDE_COEFFS, &m_slideCoeffs}, {QL_PROP_SLIDE_COEFFS_B, &m_slideCoeffsB},
+            {QL_PROP_NEG_COEFFS, &m_negCoeffs}, {QL_PROP_GRAY, &m_gray}};
+        // clang-format on
+        return records.at(id);
+    }
 };
 
 // An item: what was put in can be read, everything else can't.
 class CTestItem final : public IQLItemProperties {
   public:
-    template <typename Record>
-    void PutRecord(DWORD id, const Record& record) {
-        const auto* first = reinterpret_cast<const BYTE*>(&record);
-        m_records[id] = Bytes(first, first + sizeof(record));
-    }
-
     HRESULT ReadLong(DWORD id, LONG* out) override {
         m_reads.push_back(id);
-        const auto found = m_longs.find(id);
-        if (found == m_longs.end())
+        if (!m_longs.contains(id))
             return m_missing;
-        *out = found->second;
+        *out = m_longs[id];
         return S_OK;
     }
     HRESULT ReadString(DWORD, BSTR*) override { return E_NOTIMPL; }
     HRESULT ReadGuid(DWORD, GUID*) override { return E_NOTIMPL; }
     HRESULT ReadBin(DWORD id, ULONG size, BYTE* buffer) override {
-        m_reads.push_back(id);
-        const auto found = m_records.find(id);
-        if (found == m_records.end() || found->second.size() != size)
+        if (!m_profile)
             return m_missing;
-        std::copy(found->second.begin(), found->second.end(), buffer);
+        std::memcpy(buffer, m_profile->Record(id), size);
         return S_OK;
     }
     HRESULT WriteLong(DWORD id, LONG value) override {
@@ -155,43 +150,10 @@ class CTestItem final : public IQLItemProperties {
     HRESULT WriteGuid(DWORD, const GUID&) override { return E_NOTIMPL; }
 
     std::map<DWORD, LONG> m_longs;
-    std::map<DWORD, Bytes> m_records;
+    const CTestProfile* m_profile = nullptr;
     HRESULT m_missing = E_INVALIDARG;
     std::vector<DWORD> m_reads;
     std::vector<std::pair<DWORD, LONG>> m_writes;
-};
-
-// The per-model tables, neutral until a test fills them.
-struct CTestProfile {
-    DefaultsRecord m_defaults = {};
-    double m_flatbed[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    double m_slide[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    double m_feeder[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    double m_post[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    double m_density[18] = {};
-    CoeffRecord m_flatbedCoeffs = kNeutralCoeffs;
-    CoeffRecord m_feederCoeffs = kNeutralCoeffs;
-    CoeffRecord m_slideCoeffs = kNeutralCoeffs;
-    CoeffRecord m_slideCoeffsB = kNeutralCoeffs;
-    CoeffRecord m_negCoeffs = kNeutralCoeffs;
-    GrayRecord m_gray = kLuminance;
-
-    void PutInto(CTestItem& item) const {
-        DefaultsRecord defaults = m_defaults;
-        defaults.m_valid = 1;
-        item.PutRecord(QL_PROP_DEFAULTS, defaults);
-        item.PutRecord(QL_PROP_FLATBED_MATRIX, m_flatbed);
-        item.PutRecord(QL_PROP_SLIDE_MATRIX, m_slide);
-        item.PutRecord(QL_PROP_FEEDER_MATRIX, m_feeder);
-        item.PutRecord(QL_PROP_POST_MATRIX, m_post);
-        item.PutRecord(QL_PROP_DENSITY_MATRIX, m_density);
-        item.PutRecord(QL_PROP_FLATBED_COEFFS, m_flatbedCoeffs);
-        item.PutRecord(QL_PROP_FEEDER_COEFFS, m_feederCoeffs);
-        item.PutRecord(QL_PROP_SLIDE_COEFFS, m_slideCoeffs);
-        item.PutRecord(QL_PROP_SLIDE_COEFFS_B, m_slideCoeffsB);
-        item.PutRecord(QL_PROP_NEG_COEFFS, m_negCoeffs);
-        item.PutRecord(QL_PROP_GRAY, m_gray);
-    }
 };
 
 // A client that keeps every message, and can answer and act by script.
@@ -203,9 +165,8 @@ class CTestClient final : public IQLImageCallback {
         Bytes m_bytes;
     };
 
-    HRESULT ImageCallback(std::uint32_t type, std::uint32_t reserved, std::uint32_t percent,
+    HRESULT ImageCallback(std::uint32_t type, std::uint32_t, std::uint32_t percent,
                           std::int32_t length, std::uint8_t* buffer) override {
-        m_reservedSeen |= reserved;
         m_messages.push_back(
             {type, percent, length > 0 ? Bytes(buffer, buffer + length) : Bytes()});
         return m_act ? m_act(m_messages.back()) : S_OK;
@@ -218,13 +179,6 @@ class CTestClient final : public IQLImageCallback {
                 found.push_back(&message);
         }
         return found;
-    }
-    BITMAPINFOHEADER Header() const {
-        BITMAPINFOHEADER header = {};
-        const auto headers = OfType(QL_IMAGE_CALLBACK_DIB_HEADER);
-        if (!headers.empty())
-            std::memcpy(&header, headers.back()->m_bytes.data(), sizeof(header));
-        return header;
     }
     // All rows that came.
     Bytes Rows() const {
@@ -242,7 +196,6 @@ class CTestClient final : public IQLImageCallback {
     }
 
     std::vector<Message> m_messages;
-    std::uint32_t m_reservedSeen = 0;
     std::function<HRESULT(const Message&)> m_act;
 };
 
@@ -253,7 +206,7 @@ struct CEngineRig {
         m_engine.AddClient(&m_client, &m_clientId);
     }
 
-    void Begin(CTestStream& stream) {
+    void Begin(CByteStream& stream) {
         m_engine.SetInputStream(&stream);
         m_engine.Start();
         m_engine.FireBegin();

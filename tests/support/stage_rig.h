@@ -63,31 +63,30 @@ inline Bytes BytesOf(const Samples& samples) {
     return {bytes, bytes + samples.size() * 2};
 }
 inline Samples SamplesOf(const Bytes& bytes) {
-    Samples samples(bytes.size() / 2);
-    if (!samples.empty())
-        std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
-    return samples;
+    const auto* samples = reinterpret_cast<const std::uint16_t*>(bytes.data());
+    return {samples, samples + bytes.size() / 2};
 }
 
 // What a buffer holds that nothing has been written to.
 constexpr std::uint8_t kOld = 0xA5;
 
 // A whole pass over `tail`, `block` lines at a time: all bytes that came, and the first status that
-// was not QL_OK.
+// was not QL_OK. Nothing may be written behind the lines that are asked for.
 struct CPass {
     QLStatus m_status = QL_OK;
     Bytes m_bytes;
 };
 inline CPass RunPass(CQLStage& tail, std::int32_t block = 4) {
     CPass pass{tail.Open(), {}};
-    CQLLineBuffer buffer(tail.GetOutputFormat());
+    const QLImageFormat* format = tail.GetOutputFormat();
     for (std::int32_t lines = block; pass.m_status == QL_OK && lines > 0;) {
-        lines = buffer.Resize(block) ? block : -1;
-        std::fill_n(buffer.Data(), buffer.Lines() * buffer.Stride(), kOld);
+        Bytes memory(static_cast<std::size_t>(format->m_bytesPerLine * block) + 64, kOld);
+        CQLLineBuffer buffer(format, memory.data(), lines = block);
         pass.m_status = tail.Read(&lines, &buffer);
+        EXPECT_TRUE(lines <= block && std::count(memory.end() - 64, memory.end(), kOld) == 64);
         if (pass.m_status == QL_OK)
-            pass.m_bytes.insert(pass.m_bytes.end(), buffer.Data(),
-                                buffer.Data() + lines * buffer.Stride());
+            pass.m_bytes.insert(pass.m_bytes.end(), memory.begin(),
+                                memory.begin() + format->m_bytesPerLine * lines);
     }
     const QLStatus closed = tail.Close();
     pass.m_status = pass.m_status == QL_OK ? closed : pass.m_status;
@@ -105,14 +104,12 @@ inline CPass RunLines(CQLStage& stage, std::uint32_t type, std::size_t width, co
     return pass;
 }
 // One line of internal samples through a stage.
-inline Samples RunColor(CQLStage& stage, const Samples& line) {
-    const std::size_t width = line.size() / 3;
-    return SamplesOf(
-        RunLines(stage, QL_PIXEL_RGB16, width, BytesOf(line), QL_LAYOUT_INTERNAL).m_bytes);
+inline Samples RunGray(CQLStage& stage, const Samples& line, std::uint32_t type = QL_PIXEL_GRAY16) {
+    const std::size_t width = line.size() / (type == QL_PIXEL_RGB16 ? 3 : 1);
+    return SamplesOf(RunLines(stage, type, width, BytesOf(line), QL_LAYOUT_INTERNAL).m_bytes);
 }
-inline Samples RunGray(CQLStage& stage, const Samples& line) {
-    return SamplesOf(
-        RunLines(stage, QL_PIXEL_GRAY16, line.size(), BytesOf(line), QL_LAYOUT_INTERNAL).m_bytes);
+inline Samples RunColor(CQLStage& stage, const Samples& line) {
+    return RunGray(stage, line, QL_PIXEL_RGB16);
 }
 // What a stage makes of a colour, whose format is that of its last pass.
 inline Samples AskColor(CQLStage& stage, const Samples& rgb) {
