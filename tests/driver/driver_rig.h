@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "engine/item_properties.h"
@@ -53,11 +52,10 @@ class CPages final : public IScanSink {
     }
     bool Progress(int, int) override { return Go(); }
     std::string PageFile(int page) override {
-        return m_folder + "/page" + std::to_string(page) + ".bmp";
+        return TestFolder() + "/page" + std::to_string(page) + ".bmp";
     }
 
     std::vector<Page> m_pages;
-    std::string m_folder = TestFolder();
     int m_stopAt = 0;
     int m_calls = 0;
     std::function<void()> m_onCall;
@@ -74,12 +72,11 @@ class CPages final : public IScanSink {
 class CDriverTest : public testing::Test {
   protected:
     CDriverTest() {
-        static int number = 0;
-        m_folder = TestFolder() + "/scanner" + std::to_string(++number);
-        m_data = TestFolder() + "/data";
+        const std::string data = TestFolder() + "/data";
+        std::filesystem::remove_all(m_folder);
         std::filesystem::create_directories(m_folder);
-        std::filesystem::create_directories(m_data);
-        setenv("XDG_DATA_HOME", m_data.c_str(), 1);
+        std::filesystem::create_directories(data);
+        setenv("XDG_DATA_HOME", data.c_str(), 1);
         setenv("HOME", TestFolder().c_str(), 1);
         ForgetRegistry();
     }
@@ -156,8 +153,7 @@ class CDriverTest : public testing::Test {
         return found;
     }
 
-    std::string m_folder;
-    std::string m_data;
+    const std::string m_folder = TestFolder() + "/scanner";
     std::vector<std::string> m_notices;
     CScanClient m_client{[this](const std::string& line) { m_notices.push_back(line); }};
     CScanDevice m_device;

@@ -3,8 +3,6 @@
 #include <set>
 #include <sstream>
 
-#include "frontend/item_tables.h"
-#include "platform/text.h"
 #include "service/property_rules.h"
 #include "tests/driver/driver_rig.h"
 
@@ -20,19 +18,17 @@ constexpr std::pair<const char*, PROPID> kNames[] = {
     {"SELECT", kSelectId}, {"STATUS", WIA_DPS_DOCUMENT_HANDLING_STATUS}, {"PAGES", WIA_DPS_PAGES},
     {"TMA", QL_PROP_TMA_SELECT}, {"PREVIEW", WIA_DPS_SHOW_PREVIEW_CONTROL},
     {"BEDW", WIA_DPS_HORIZONTAL_BED_SIZE}, {"BEDH", WIA_DPS_VERTICAL_BED_SIZE},
-    {"SHEETW", WIA_DPS_HORIZONTAL_SHEET_FEED_SIZE}, {"OPTICAL", WIA_DPS_OPTICAL_XRES},
-    {"SHEETH", WIA_DPS_VERTICAL_SHEET_FEED_SIZE}, {"FIRMWARE", WIA_DPA_FIRMWARE_VERSION},
+    {"SHEETW", WIA_DPS_HORIZONTAL_SHEET_FEED_SIZE}, {"SHEETH", WIA_DPS_VERTICAL_SHEET_FEED_SIZE},
     // From here on the scanned item's.
     {"XRES", WIA_IPS_XRES}, {"XPOS", WIA_IPS_XPOS}, {"XEXT", WIA_IPS_XEXTENT},
     {"YRES", WIA_IPS_YRES}, {"YPOS", WIA_IPS_YPOS}, {"YEXT", WIA_IPS_YEXTENT},
     {"PIX", WIA_IPA_PIXELS_PER_LINE}, {"LINES", WIA_IPA_NUMBER_OF_LINES}, {"DEPTH", WIA_IPA_DEPTH},
     {"BYTES", WIA_IPA_BYTES_PER_LINE}, {"TYPE", WIA_IPA_DATATYPE}, {"FORMAT", WIA_IPA_FORMAT},
     {"BPC", WIA_IPA_BITS_PER_CHANNEL}, {"CPP", WIA_IPA_CHANNELS_PER_PIXEL},
-    {"CHANNEL", QL_PROP_SCANNER_CHANNEL}, {"GAMMA", QL_PROP_GAMMA}, {"SCALE", 71711},
-    {"INTENT", WIA_IPS_CUR_INTENT}, {"TYMED", WIA_IPA_TYMED}, {"CONTRAST", WIA_IPS_CONTRAST},
+    {"CHANNEL", QL_PROP_SCANNER_CHANNEL}, {"SCALE", 71711}, {"INTENT", WIA_IPS_CUR_INTENT}, {"TYMED", WIA_IPA_TYMED}, {"CONTRAST", WIA_IPS_CONTRAST},
 };
 // clang-format on
-constexpr std::ptrdiff_t kRootNames = 11;
+constexpr std::ptrdiff_t kRootNames = 9;
 
 std::string NameOf(PROPID id) {
     const auto* row = std::ranges::find_if(kNames, [id](const auto& r) { return r.second == id; });
@@ -57,34 +53,6 @@ std::string Show(const ValidValues& valid) {
     return all;
 }
 
-std::string ShowLine(PROPID id, const std::string& name, ULONG access, const PropertyValue& value,
-                     const ValidValues& valid) {
-    return std::to_string(id) + '|' + name + '|' + std::to_string(access) + '|' + Show(value) +
-           '|' + Show(valid) + '|' + Show(valid.nominal) + '|' + std::to_string(valid.step) + '\n';
-}
-
-// A row of the driver's tables as a client must see it. `text` is what the device tells.
-std::string ShowRow(const PropertyRow& row, std::span<const LONG> numbers,
-                    std::span<const std::span<const LONG>> lists, const std::string& text) {
-    using enum ValidKind;
-    constexpr ValidKind kKinds[] = {Anything, Flags, Range, List, Anything, Anything, List};
-    const auto list = row.list.In(lists);
-    const LONG low = row.low.In(numbers);
-    PropertyValue value = row.value.In(numbers);
-    if (row.kind == PropertyRow::Kind::Text)
-        value = row.text ? TextFromWide(row.text) : text;
-    if (!row.guids.empty())
-        value = row.guids.front();
-    ValidValues valid;
-    if ((row.access & WIA_PROP_NONE) == 0)
-        valid = {kKinds[static_cast<int>(row.kind)], low, row.high.In(numbers), 1, low, value, {}};
-    if (valid.kind == List) {
-        valid.list.assign(list.begin(), list.end());
-        valid.list.insert(valid.list.end(), row.guids.begin(), row.guids.end());
-    }
-    return ShowLine(row.id, TextFromWide(row.name), row.access, value, valid);
-}
-
 // Words in an order of their own, so that a test may tell them in any.
 using Words = std::set<std::string>;
 
@@ -102,23 +70,15 @@ std::string Join(const Words& words) {
 
 class Properties : public CDriverTest {
   protected:
-    // The driver's own properties. The item's size, which a read works out from the others, has a
-    // test of its own.
-    std::vector<ScanProperty> ReadAll(const std::string& item) {
-        std::vector<ScanProperty> all;
-        EXPECT_EQ(Failure(m_device.Read(item, {}, all)), "");
-        std::erase_if(all, [](const ScanProperty& p) {
-            return p.id < WIA_DPA_FIRMWARE_VERSION || p.id == WIA_DPA_CONNECT_STATUS ||
-                   (p.id >= WIA_IPA_ITEM_NAME && p.id <= WIA_IPA_ITEM_FLAGS) ||
-                   p.id == WIA_IPA_ITEM_SIZE;
-        });
-        return all;
-    }
-    // All of both items, as "XRES=300" and "XEXT:0..2550".
+    // All of both items, as "XRES=300" and "XEXT:0..2550". The item's size, which a read works out
+    // from the others, has a test of its own.
     Words Now() {
         Words words;
         for (const char* item : {kRoot, kTop}) {
-            for (const ScanProperty& p : ReadAll(item)) {
+            std::vector<ScanProperty> all;
+            EXPECT_EQ(Failure(m_device.Read(item, {}, all)), "");
+            std::erase_if(all, [](const auto& p) { return p.id == WIA_IPA_ITEM_SIZE; });
+            for (const ScanProperty& p : all) {
                 words.insert(NameOf(p.id) + '=' + Show(p.value));
                 words.insert(NameOf(p.id) + ':' + Show(p.valid));
             }
@@ -155,50 +115,34 @@ class Properties : public CDriverTest {
     }
 };
 
-constexpr LONG kAcross[] = {150, 300, 600, 1200, 2400, 4800};
-constexpr LONG kAlong[] = {150, 300, 600, 1200, 2400, 4800, 9600};
-
-// 2550 x 3510 units of 1/300 inch are 8.5 x 11.7 inches; the feeder takes 14 inches.
-TEST_F(Properties, AreThoseOfTheTablesInTheirOrder) {
+// A list, a range, flags and identifiers, with all that a client is told of each.
+TEST_F(Properties, TellNameAccessLimitsAndNominalValue) {
     InstallAndOpen();
-    LONG root[kRootNumbers] = {8500, 11700, 8500, 14000, 2400, 1, 1, FLATBED, 7, FEED_READY, 0};
-    LONG top[kTopNumbers] = {150, 1275, 1755};
-    const std::span<const LONG> lists[kTopLists] = {kAcross, kAlong};
-    const auto shown = [this](const char* item) {
-        std::string lines;
-        for (const ScanProperty& p : ReadAll(item))
-            lines += ShowLine(p.id, p.name, p.access, p.value, p.valid);
-        return lines;
-    };
-    std::string expected;
-    for (const PropertyRow& row : RootRows())
-        expected += ShowRow(row, root, {}, "SIM 3.00A");
-    EXPECT_EQ(shown(kRoot), expected);
-    expected.clear();
-    const auto add = [&](std::span<const PropertyRow> rows) {
-        for (const PropertyRow& row : rows)
-            expected += row.id == WIA_IPA_ITEM_SIZE ? "" : ShowRow(row, top, lists, "");
-    };
-    add(TopRows());
-    add(UserRows());
-    for (const RecordRow& row : RecordRows())
-        expected += ShowLine(row.id, TextFromWide(row.name), kRecordAccess, Bytes(row.bytes), {});
-    add(ScaleRows());
-    EXPECT_EQ(shown(kTop), expected);
+    std::vector<ScanProperty> all;
+    ASSERT_EQ(Failure(m_device.Read(
+                  kTop, {WIA_IPS_XRES, WIA_IPS_XEXTENT, WIA_IPS_CUR_INTENT, WIA_IPA_FORMAT}, all)),
+              "");
+    std::string lines;
+    for (const ScanProperty& p : all) {
+        lines += p.name + '|' + std::to_string(p.access) + '|' + Show(p.value) + '|' +
+                 Show(p.valid) + '|' + Show(p.valid.nominal) + '|' + std::to_string(p.valid.step) +
+                 '\n';
+    }
+    EXPECT_EQ(lines,
+              "Horizontal Resolution|35|150|150,300,600,1200,2400,4800|150|1\n"
+              "Horizontal Extent|19|1275|0..1275|1275|1\n"
+              "Current Intent|67|0|bits196615|0|1\n"
+              "Format|35|MEMORYBMP|MEMORYBMP,BMP|MEMORYBMP|1\n");
 }
 
 TEST_F(Properties, FollowTheModel) {
     const std::pair<const char*, const char*> cases[] = {
         // A feeder without paper: its area is not asked for.
-        {"[feeder]\nsheets=0\n",
-         "SHEETW=8500 SHEETH=11700 PREVIEW=1 STATUS=2 SELECT=2 SELECT:bits7 XRES=150 YEXT=1755"},
-        {"[simulator]\nmodel=SIM100F\n",
-         "SHEETH=0 PREVIEW=0 STATUS=2 SELECT:bits2 OPTICAL=1200 FIRMWARE=\"n/a\" YEXT=1755"},
+        {"[feeder]\nsheets=0\n", "SHEETH=11700 PREVIEW=1 STATUS=2 SELECT=2 SELECT:bits7 YEXT=1755"},
+        {"[simulator]\nmodel=SIM100F\n", "SHEETH=0 PREVIEW=0 STATUS=2 SELECT:bits2 YEXT=1755"},
         // Nothing but a feeder, which takes 8.5 x 14 inches: also while it is empty.
         {"[simulator]\nmodel=SIM200S\n",
          "BEDW=8500 BEDH=14000 SHEETH=14000 STATUS=1 SELECT=1 SELECT:bits1 XRES=300 YEXT=4200"},
-        {"[simulator]\nmodel=SIM200S\n[feeder]\nsheets=0\n",
-         "STATUS=2 SELECT=1 SELECT:bits1 XRES=300 XEXT=2550 YEXT=4200"},
         // Duplex is a switch's business: not offered, and told where it stands.
         {"[simulator]\nmodel=SIM500D\n",
          "BEDW=8640 BEDH=14000 SHEETW=8640 SHEETH=14000 STATUS=1 SELECT:bits3 XEXT=1296 YEXT=2100"},
@@ -221,14 +165,6 @@ TEST_F(Properties, FollowTheModel) {
 
 // ---- Writes
 
-// A letter page is 11 inches long, and 300 dots per inch are the feeder's.
-#define FEEDER_MADE                                                                           \
-    " PIX=2550 LINES=3300 XRES=300 YRES=300 XPOS:0..2550 YPOS:0..3300 XEXT=2550 XEXT:0..2550" \
-    " YEXT=3300 YEXT:0..3300"
-// The first of the adapter's media: 425 x 283 units are 1.416 x 0.943 inches, at 600 dots per inch.
-#define ADAPTER_MADE                                                                             \
-    " PIX=849 LINES=565 XRES=600 YRES=600 XPOS:0..849 YPOS:0..565 XEXT=849 XEXT:0..849 YEXT=565" \
-    " YEXT:0..565"
 // What changes with the type of a flatbed item whose lines have 1275 pixels.
 #define LINE_ART "TYPE=0 DEPTH=1 CPP=1 BPC=1 BYTES=160"
 #define GRAY "TYPE=2 DEPTH=8 CPP=1 BYTES=1276"
@@ -243,66 +179,42 @@ const struct {
     const char* write;
     const char* changes;
 } kRules[] = {
-    {"one resolution takes its axis along", {}, "XRES=300",
-     "PIX=2550 BYTES=7652 XRES=300 XPOS:0..2550 XEXT=2550 XEXT:0..2550"},
     {"the scale of the highest: 2 for 4800, 1 for 2400", {}, "XRES=2400 YRES=2400 XEXT=8 YEXT=8",
      "PIX=8 BYTES=24 LINES=8 XRES=2400 YRES=2400 XPOS:0..20400 YPOS:0..28080 XEXT=8 XEXT:0..20400 "
      "YEXT=8 YEXT:0..28080 SCALE=1"},
     {"a position cuts the extent", {}, "XPOS=100", "PIX=1175 BYTES=3528 XPOS=100 XEXT=1175 XEXT:0..1175"},
-    {"so does the edge", {}, "XPOS=1000 XEXT=500", "PIX=275 BYTES=828 XPOS=1000 XEXT=275 XEXT:0..275"},
-    {"a window that was moved back may grow again", {"XPOS=100"}, "XPOS=50", "XPOS=50 XEXT:0..1275"},
     {"a resolution takes the window to the far edge", {"XPOS=100 XEXT=50"}, "XRES=300",
      "PIX=2350 BYTES=7052 XRES=300 XPOS=200 XPOS:0..2550 XEXT=2350 XEXT:0..2550"},
     {"a lower resolution truncates the position", {"YRES=300", "YPOS=201"}, "YRES=150",
      "LINES=1655 YRES=150 YPOS=100 YPOS:0..1755 YEXT=1655 YEXT:0..1755"},
-    {"a window written with the resolution stays", {}, "XRES=300 XPOS=30 XEXT=400",
-     "PIX=400 BYTES=1200 XRES=300 XPOS=30 XPOS:0..2550 XEXT=400 XEXT:0..2550"},
     {"in whatever order, and once", {"XPOS=100"}, "YPOS=10 YRES=300 XRES=300 YEXT=20",
      "PIX=2350 BYTES=7052 LINES=20 XRES=300 YRES=300 XPOS=200 XPOS:0..2550 YPOS=10 YPOS:0..3510 "
      "XEXT=2350 XEXT:0..2550 YEXT=20 YEXT:0..3510"},
-    {"gray by intent", {}, "INTENT=2", GRAY " INTENT=2"},
     {"text by intent", {}, "INTENT=4", LINE_ART " INTENT=4"},
-    {"small colour by intent: 150 dots per inch", {"XRES=600 YRES=600"}, "INTENT=65537",
-     "PIX=1275 BYTES=3828 LINES=1755 INTENT=65537 XRES=150 YRES=150 XPOS:0..1275 YPOS:0..1755 "
-     "XEXT=1275 XEXT:0..1275 YEXT=1755 YEXT:0..1755"},
-    {"quality by intent raises both axes and takes the window along", {}, "INTENT=131073",
-     "PIX=2550 BYTES=7652 LINES=3510 INTENT=131073 XRES=300 YRES=300 XPOS:0..2550 YPOS:0..3510 "
-     "XEXT=2550 XEXT:0..2550 YEXT=3510 YEXT:0..3510"},
     {"but not a resolution that the client wrote", {}, "INTENT=131074 XRES=150",
      GRAY " LINES=3510 INTENT=131074 YRES=300 YPOS:0..3510 YEXT=3510 YEXT:0..3510"},
-    {"size bits alone mean nothing", {}, "INTENT=131072", "BYTES=3828 INTENT=131072"},
-    {"line art", {}, "TYPE=0", LINE_ART},
-    {"dither", {}, "TYPE=1", "TYPE=1 DEPTH=1 CPP=1 BPC=1 BYTES=160"},
-    {"gray", {}, "TYPE=2", GRAY},
-    {"gray of one sensor", {}, "TYPE=2 CHANNEL=3", GRAY " CHANNEL=3"},
-    {"gray stays what was asked for", {}, "CHANNEL=1 TYPE=2", GRAY " CHANNEL=1"},
-    {"colour has no channel", {}, "CHANNEL=2", "BYTES=3828"},
     {"colour takes the channel away", {"TYPE=2 CHANNEL=2"}, "TYPE=3", COLOR " CHANNEL=0"},
-    {"a channel alone on a gray item", {"TYPE=2"}, "CHANNEL=4", "CHANNEL=4"},
     {"a depth alone is line art", {}, "DEPTH=1", LINE_ART},
-    {"or gray", {}, "DEPTH=8", GRAY},
-    {"or colour", {"TYPE=0"}, "DEPTH=24", COLOR " BPC=8"},
     {"but dither has one bit too", {"TYPE=1"}, "DEPTH=1", ""},
     {"a type decides over a depth", {}, "DEPTH=1 TYPE=2", GRAY},
     {"and a depth over bits of a channel", {}, "BPC=1 DEPTH=8", GRAY},
     {"also the one that is there", {}, "BPC=1 DEPTH=24", "BYTES=3828"},
-    {"single bits are line art", {}, "BPC=1", LINE_ART},
     {"8 bits on a gray item are colour", {"TYPE=2"}, "BPC=8", COLOR},
-    {"unless the type is written too", {}, "BPC=1 TYPE=2", GRAY},
     {"a file has no bitmap of memory", {}, "TYMED=2", "FORMAT=BMP TYMED=2"},
-    {"also when both are written", {}, "TYMED=2 FORMAT=MEMORYBMP", "FORMAT=BMP TYMED=2"},
-    {"and back", {"TYMED=2"}, "TYMED=128", "FORMAT=MEMORYBMP TYMED=128"},
     {"a format alone takes the medium along", {}, "FORMAT=BMP", "FORMAT=BMP TYMED=2"},
-    {"and back again", {"TYMED=2"}, "FORMAT=MEMORYBMP", "FORMAT=MEMORYBMP TYMED=128"},
     {"a refused write ahead of a good one", {}, "INTENT=3 TYMED=2", "FORMAT=BMP TYMED=2 INTENT=3"},
-    {"the feeder", {}, "SELECT=1", "SELECT=1" FEEDER_MADE},
     {"both sides", {"SELECT=1"}, "SELECT=5", "SELECT=4"},
     {"the flatbed again, all as at first", {"SELECT=1", "XRES=600 TYPE=2 CONTRAST=9"}, "SELECT=2",
      "SELECT=2 TYPE=3 DEPTH=24 CPP=3 PIX=1275 BYTES=0 LINES=1755 XRES=150 YRES=150 XPOS:0..1275 "
      "YPOS:0..1755 XEXT=1275 XEXT:0..1275 YEXT=1755 YEXT:0..1755 CONTRAST=0"},
-    {"the adapter", {}, "TMA=1", "TMA=1" ADAPTER_MADE},
-    {"from the adapter to the feeder", {"TMA=1"}, "SELECT=4", "SELECT=4 TMA=0" FEEDER_MADE},
-    {"from the feeder to the adapter", {"SELECT=1"}, "TMA=1", "SELECT=2 TMA=1" ADAPTER_MADE},
+    // A letter page is 11 inches long, and 300 dots per inch are the feeder's.
+    {"from the adapter to both sides of the feeder", {"TMA=1"}, "SELECT=4",
+     "SELECT=4 TMA=0 PIX=2550 LINES=3300 XRES=300 YRES=300 XPOS:0..2550 YPOS:0..3300 XEXT=2550 "
+     "XEXT:0..2550 YEXT=3300 YEXT:0..3300"},
+    // The first of its media: 425 x 283 units are 1.416 x 0.943 inches, at 600 dots per inch.
+    {"from the feeder to the adapter", {"SELECT=1"}, "TMA=1",
+     "SELECT=2 TMA=1 PIX=849 LINES=565 XRES=600 YRES=600 XPOS:0..849 YPOS:0..565 XEXT=849 "
+     "XEXT:0..849 YEXT=565 YEXT:0..565"},
 };
 // clang-format on
 
@@ -323,28 +235,14 @@ TEST_F(Properties, FollowWhatIsWritten) {
 TEST_F(Properties, HaveASizeForABitmapInMemoryAlone) {
     InstallAndOpen();
     EXPECT_EQ(Number(WIA_IPA_ITEM_SIZE), 40 + 1755 * 3828);
-    const auto tried = [this](PropertyWrite write) {
-        std::vector<ScanProperty> made;
-        EXPECT_EQ(Failure(m_device.Try(kTop, {write}, made)), "");
-        return Show(std::ranges::find(made, WIA_IPA_ITEM_SIZE, &ScanProperty::id)->value);
-    };
-    EXPECT_EQ(tried({WIA_IPA_DATATYPE, 2}), std::to_string(40 + 256 * 4 + 1755 * 1276));
-    EXPECT_EQ(tried({WIA_IPA_TYMED, TYMED_FILE}), "0");
+    std::vector<ScanProperty> made;
+    ASSERT_EQ(Failure(m_device.Try(kTop, {{WIA_IPA_DATATYPE, WIA_DATA_GRAYSCALE}}, made)), "");
+    EXPECT_EQ(Show(std::ranges::find(made, WIA_IPA_ITEM_SIZE, &ScanProperty::id)->value),
+              std::to_string(40 + 256 * 4 + 1755 * 1276));
     Set("FORMAT=BMP");
     EXPECT_EQ(Number(WIA_IPA_ITEM_SIZE), 0);
     Set("TYMED=128");
     EXPECT_EQ(Number(WIA_IPA_ITEM_SIZE), 40 + 1755 * 3828);
-}
-
-TEST_F(Properties, OfAnEmptyFeederSayThatItIs) {
-    InstallAndOpen("[feeder]\nsheets=0\n");
-    const Words before = Now();
-    Set("SELECT=1");
-    EXPECT_EQ(Changes(before, Now()), "SELECT=1 ") << "the flatbed's are kept";
-    Act("load-1");
-    EXPECT_EQ(Number(WIA_DPS_DOCUMENT_HANDLING_STATUS, kRoot), FEED_READY) << "a read asks";
-    Act("unload");
-    EXPECT_EQ(Number(WIA_DPS_DOCUMENT_HANDLING_STATUS, kRoot), FLAT_READY);
 }
 
 // What the service itself checks has tests there; here it must have the right lists and accesses.
@@ -353,18 +251,15 @@ TEST_F(Properties, StayAsTheyAreWhenAWriteIsRefused) {
     // Not the defaults, so that a rebuild would show.
     Set("XRES=300 XPOS=10 TYPE=2 CONTRAST=5");
     const Words before = Now();
-    // Behind some that are good as well: the driver's last answer counts.
-    const std::pair<std::string, std::vector<std::string>> items[] = {
-        {"CONTRAST=7 YRES=600 INTENT=4 ",
-         {"XPOS=2551", "XRES=301", "TYPE=4", "DEPTH=16", "BPC=16", "CHANNEL=6", "INTENT=3"}},
-        {"PAGES=2 ", {"SELECT=0", "SELECT=3", "SELECT=7", "TMA=2", "PAGES=51"}}};
-    for (const auto& [good, all] : items) {
-        for (const std::string& bad : all) {
-            EXPECT_EQ(Write(bad).code, E_INVALIDARG) << bad;
-            EXPECT_EQ(Write(good + bad).code, E_INVALIDARG) << bad;
-            ASSERT_EQ(Changes(before, Now()), "") << bad;
-        }
+    for (const std::string bad : {"XPOS=2551", "XRES=301", "DEPTH=16", "INTENT=3"}) {
+        EXPECT_EQ(Write(bad).code, E_INVALIDARG) << bad;
+        EXPECT_EQ(Write("CONTRAST=7 YRES=600 INTENT=4 " + bad).code, E_INVALIDARG)
+            << "the driver's last answer counts";
+        ASSERT_EQ(Changes(before, Now()), "") << bad;
     }
+    for (const char* bad : {"SELECT=0", "PAGES=2 SELECT=3", "PAGES=51"})
+        EXPECT_EQ(Write(bad).code, E_INVALIDARG) << bad;
+    EXPECT_EQ(Changes(before, Now()), "");
     for (const char* readOnly : {"PIX=5", "CPP=1", "BEDW=1"})
         EXPECT_EQ(Write(readOnly).code, STG_E_ACCESSDENIED) << readOnly;
     const PropertyWrite profile = {WIA_IPA_ICM_PROFILE_NAME, std::string("sRGB")};
@@ -382,30 +277,22 @@ TEST_F(Properties, HaveAWindowOfOnePixelAtLeastAtEveryResolution) {
         EXPECT_NE(status.text.find(' ' + words), std::string::npos) << status.text;
         EXPECT_EQ(Changes(before, Now()), "") << write;
     };
-    for (const LONG dpi : kAcross) {
+    for (const LONG dpi : {150, 300, 600, 1200, 2400, 4800}) {
         const std::string text = std::to_string(dpi);
         Set("XRES=" + text + " YRES=" + text);
         // The scanner measures windows in 1/300 inch.
         const LONG least = std::max(dpi / 300, LONG{1});
-        for (const std::string& few : {std::string("0"), std::to_string(least - 1)}) {
-            expectRefused("XEXT=" + few + " YEXT=" + text, few + " x " + text + " pixels at 0, 0");
-            expectRefused("YEXT=" + few, "x " + few + " pixels at 0, 0");
-        }
+        const std::string few = std::to_string(least - 1);
+        expectRefused("XEXT=" + few + " YEXT=" + text, few + " x " + text + " pixels at 0, 0");
+        expectRefused("YEXT=" + few, "x " + few + " pixels at 0, 0");
         Set("XEXT=" + std::to_string(least) + " YEXT=" + std::to_string(least));
         CPages pages;
         EXPECT_EQ(Failure(Scan(pages)), "") << dpi;
     }
-    // Scaled up from 150 lines an inch, of which 1/300 inch is half a one.
-    Set("XRES=150 YRES=2400");
-    expectRefused("YEXT=15", "1275 x 15 pixels at 0, 0 with 150 x 2400 dots per inch");
-    Set("YEXT=16");
     Set("XRES=300 YRES=300");
     expectRefused("XPOS=2550", "0 x 3510 pixels at 2550, 0 with 300 x 300");
     // Beyond the bed at the resolution that comes with it.
-    expectRefused("XRES=150 XPOS=2000", "0 x 3510 pixels at 2000, 0 with 150 x 300");
     expectRefused("XPOS=2000 XRES=150", "0 x 3510 pixels at 2000, 0 with 150 x 300");
-    // No rule behind it makes up for that.
-    expectRefused("XEXT=0 TYMED=2", "0 x 3510 pixels");
 }
 
 // ---- Gray
@@ -415,14 +302,12 @@ TEST_F(Properties, KeepTheGrayThatWasAskedForInWhateverOrderTheyAreWritten) {
     // The device's own gray ends at 1200 dots per inch.
     std::vector<std::string> writes = {"CHANNEL=1 ", "TYPE=2 ", "XRES=2400 ", "YRES=2400 "};
     do {
-        const std::string all = writes[0] + writes[1] + writes[2] + writes[3];
-        SCOPED_TRACE(all);
+        SCOPED_TRACE(writes[0] + writes[1] + writes[2]);
         Reset();
-        Set(all);
+        Set(writes[0] + writes[1] + writes[2] + writes[3]);
         EXPECT_EQ(Number(QL_PROP_SCANNER_CHANNEL), 1);
-        if (all.find('C') < all.find('T'))
-            continue;  // alone, colour would take the channel away
         Reset();
+        Set("TYPE=2");  // as long as the item has colours, a channel alone means nothing
         for (const std::string& write : writes)
             Set(write);
         EXPECT_EQ(Number(QL_PROP_SCANNER_CHANNEL), 1);
@@ -439,17 +324,15 @@ TEST_F(Properties, OfASourceThatWasOnlyTriedLeaveTheOtherOneChosen) {
     InstallAndOpen("[adapter]\nfilm=slide\n");
     std::vector<ScanProperty> made;
     Set("TMA=1");
-    Words before = Now();
+    const Words before = Now();
     ASSERT_EQ(Failure(m_device.Try(kRoot, {{kSelectId, FEEDER}}, made)), "");
-    EXPECT_EQ(Changes(before, Now()), "");
     EXPECT_EQ(m_device.Write(kRoot, {{kSelectId, FLATBED | FEEDER}}).code, E_INVALIDARG);
+    EXPECT_EQ(Changes(before, Now()), "");
     // The film's 1.416 inches are 1699 pixels, or 424 units of four; the flatbed has 8.5 inches.
     Set("XRES=1200");
     EXPECT_EQ(Number(WIA_IPS_XEXTENT), 1696);
     Set("SELECT=1");
-    before = Now();
     ASSERT_EQ(Failure(m_device.Try(kRoot, {{QL_PROP_TMA_SELECT, 1}}, made)), "");
-    EXPECT_EQ(Changes(before, Now()), "");
     Set("YRES=600");
     EXPECT_EQ(Number(WIA_IPS_YEXTENT), 6600) << "the feeder's letter page";
 }

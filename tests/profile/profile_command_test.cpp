@@ -31,15 +31,11 @@ TEST(ProfileCommand, TextComesBackFromItsContainer) {
     EXPECT_EQ(Profile({"pack", Put("mine.txt", text)}).code, 0);
     EXPECT_EQ(ReadContainer(ReadWholeFile(PathOf("mine.spf"))).text, text);
     EXPECT_EQ(Profile({"unpack", PathOf("mine.spf")}).out, text);
-    EXPECT_EQ(Profile({"unpack", PathOf("mine.spf"), "-o", PathOf("again.txt")}).code, 0);
-    EXPECT_EQ(ReadWholeFile(PathOf("again.txt")), text);
 }
 
 TEST(ProfileCommand, RefusesWhatItCantPackOrUnpack) {
     const std::string packed = Pack("FB\n1\n");
-    const std::string good = Put("good.txt", "FB\n1\n");
     const std::string spf = Put("good.spf", packed);
-    const std::string large(10000, '\n');
     const struct {
         std::vector<std::string> words;
         int code;
@@ -48,43 +44,32 @@ TEST(ProfileCommand, RefusesWhatItCantPackOrUnpack) {
         {{"pack", PathOf("none.txt")}, 2, "can't be opened"},
         {{"pack", spf}, 2, "is packed already"},
         {{"pack", Put("self.spf", "FB\n")}, 2, "would be overwritten"},
-        {{"pack", Put("long", large)}, 2, "10000 bytes of text, at most 9999"},
-        {{"pack", good, "-o", PathOf("nowhere/x.spf")}, 1, "can't be created"},
-        {{"unpack", good}, 2, "is no profile container"},
+        {{"pack", Put("long", std::string(10000, '\n'))}, 2, "10000 bytes of text, at most 9999"},
         {{"unpack", Put("cut", packed.substr(0, packed.size() - 1))}, 2, "ends behind"},
-        {{"show", Put("tree", packed.substr(0, 40))}, 2, "its tree"},
     };
     for (const auto& row : rows) {
         const CommandResult result = Profile(row.words);
         EXPECT_EQ(result.code, row.code) << row.words[0] << ' ' << row.says;
         EXPECT_NE(result.errors.find(row.says), std::string::npos) << result.errors;
-        EXPECT_EQ(result.out, "");
     }
     EXPECT_EQ(ReadWholeFile(PathOf("self.spf")), "FB\n");
 }
 
 TEST(ProfileCommand, ShowTellsWhereEachTableComesFrom) {
-    const std::string name =
-        Put("shown.txt",
-            "VERSION\n2\nFB\n2 0 0 0 1 0 0 0 1\nSLIDE\n1 0 0 0\n1 0 0 5.5 1\n"
-            "FBCOEFFS\n1 2 3 4 5 6\nEXCLUSION_AREAS\n1\n1 2 3 4 5\nPOST\n1 2 3\n");
+    const std::string name = Put("shown.txt",
+                                 "VERSION\n2\nFB\n2 0 0 0 1 0 0 0 1\nSLIDE\n1 0 0 0\n1 0 0 5.5 1\n"
+                                 "FBCOEFFS\n1 2 3 4 5 6\nPOST\n1 2 3\n");
     const CommandResult shown = Profile({"show", name});
     for (const char* part : {
-             ": 117 bytes of text, version 2\n",
              "FB                      profile, line 3\n    2 0 0\n    0 1 0\n    0 0 1\n",
              "SLIDE                   fallback; line 7: value 5.5 is out of range, -5 to 5\n",
-             "POST                    fallback; line 13: 3 of 9 values before the text ends\n",
-             "FBCOEFFS_2              profile, FBCOEFFS, line 8; not in the profile\n"
-             "    1 2 3\n    1 1 1\n    4 5 6\n",
-             "fallback; not in the profile; DARK_VALUES: not in the profile\n",
-             "EXCLUSION_AREAS         profile, line 10\n    1\n    1 2 3 4 5\n",
-             "Tables of the highest resolution: none\n",
+             "POST                    fallback; line 10: 3 of 9 values before the text ends\n",
+             "FBCOEFFS_2              profile, FBCOEFFS, line 8; not in the profile\n",
          })
         EXPECT_NE(shown.out.find(part), std::string::npos) << part << shown.out;
 }
 
 TEST(ProfileCommand, CheckNamesLineAndValue) {
-    EXPECT_EQ(Profile({"check", "--builtin"}).out, "");
     const std::string fb = "FB\n1 0 0\n0 1 0\n0 0 1\n";
     const struct {
         std::string text;
@@ -94,15 +79,9 @@ TEST(ProfileCommand, CheckNamesLineAndValue) {
         {"\nFB\n1 0 0\n0 5.01 0\n0 0 1\n", ":4: error: FB: value 5.01 is out of range, -5 to 5\n"},
         {"FB\n1 0 0\n0 1 O\n0 0 1\n", ":3: error: FB: 'O' is no number and counts as 0\n"},
         {"FB\n1 0 0\n0 1 0\n0 0 1 7\n", ":4: error: FB: '7' stands behind the last of 9 values\n"},
-        {"FB 1 0 0\n1 0 0\n0 1 0\n0 0 1\n",
-         ":1: error: FB: '1' on the key's own line isn't read\n"},
         {fb + fb, ":5: error: FB: repeated, only the first one counts\n"},
-        {fb + "VERSION\n1", ":6: error: the last line has no line feed and isn't read\n"},
-        {fb + std::string(512, '/') + "\n",
-         ":5: error: 512 characters: above 511, a line is read in pieces\n"},
         {fb + "MINE\n9\n", ":5: note: 'MINE' is no table of this driver\n"},
         {fb + "VERSION\n-1\n", ":6: note: VERSION -1 is negative: the profile isn't used\n"},
-        {std::string(10000, '\n'), ": error: 10000 bytes of text, at most 9999 are read\n"},
         {Pack(fb).substr(0, Pack(fb).size() - 1), ": error: ends behind"},
     };
     for (const auto& row : rows) {

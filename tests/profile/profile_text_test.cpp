@@ -21,11 +21,8 @@ TEST(ProfileText, KeysAreWholeFirstTokens) {
         "SLIDE\n7\nSLIDE_SN\n8\n";
     EXPECT_EQ(Look(text, "SLIDE", 1), Numbers{6}) << "first of its name; values begin a line on";
     EXPECT_EQ(Look(text, "SLIDE", 1, "SN"), Numbers{8});
-    EXPECT_EQ(Look(text, "SLIDE_SN", 1), Numbers{8});
-    EXPECT_EQ(Look(text, "SLIDE", 1, "S"), Numbers{});
     EXPECT_EQ(Look(text, "SLID", 1, "E"), Numbers{});
     EXPECT_EQ(Look(text, "//", 1), Numbers{5}) << "behind blanks this is a word like others";
-    EXPECT_EQ(Look("", "SLIDE", 1), Numbers{});
     EXPECT_EQ(Look("//FB\n1\n// FB\n2\nFB\n3\n", "FB", 1), Numbers{3});
     EXPECT_EQ(Look("FB\n// 1, 2\n3\n", "FB", 4), (Numbers{0, 1, 2, 3})) << "no comment any more";
 }
@@ -36,19 +33,11 @@ TEST(ProfileText, ValuesRunOverLinesBetweenSeparators) {
     EXPECT_EQ(Look("K\n1 2\nL\n3\n", "K", 4), (Numbers{1, 2, 0, 3})) << "a key is no end";
     EXPECT_EQ(Look("K\n1 2\n", "K", 3), Numbers{});
     EXPECT_EQ(Look("K\n1\n2", "K", 2), Numbers{}) << "the last line has no line feed";
-    EXPECT_EQ(Look("K\n1\n2", "K", 1), Numbers{1});
-    EXPECT_EQ(Look("K", "K", 1), Numbers{});
     EXPECT_EQ(Look(std::string("K\n1\n\0002\n", 7), "K", 2), Numbers{}) << "a zero byte is the end";
 
     double partly[3] = {-1, -1, -1};
-    ProfileLookup lookup;
-    EXPECT_FALSE(CScannerProfile::getTableIn("K", "", partly, 3, "\nK\n\n1\n2\n", &lookup));
-    EXPECT_EQ(partly[1], 2);
-    EXPECT_EQ(partly[2], -1);
-    EXPECT_TRUE(lookup.m_found);
-    EXPECT_EQ(lookup.m_keyLine, 2u);
-    EXPECT_EQ(lookup.m_lastLine, 5u);
-    EXPECT_EQ(lookup.m_read, 2);
+    EXPECT_FALSE(CScannerProfile::getTableIn("K", "", partly, 3, "K\n1\n2\n"));
+    EXPECT_EQ(std::vector(partly, partly + 3), (Numbers{1, 2, -1}));
 }
 
 TEST(ProfileText, LongLinesAreReadInPieces) {
@@ -57,11 +46,9 @@ TEST(ProfileText, LongLinesAreReadInPieces) {
     };
     EXPECT_EQ(Look("K\n" + at(508, "123"), "K", 1), Numbers{123});
     EXPECT_EQ(Look("K\n" + at(510, "123"), "K", 2), (Numbers{12, 3})) << "split at column 512";
-    EXPECT_EQ(Look(at(509, "K") + "1\n", "K", 1), Numbers{1});
     EXPECT_EQ(Look(at(512, "K") + "1\n", "K", 1), Numbers{1}) << "a key in the second piece";
     EXPECT_EQ(Look("//" + std::string(510, 'x') + "K\n1\n", "K", 1), Numbers{1})
         << "a comment ends with its piece";
-    EXPECT_EQ(Look("//" + std::string(509, 'x') + "\nK\n1\n", "K", 1), Numbers{1});
     EXPECT_EQ(Look("K\n" + std::string(511, ' ') + "7", "K", 1), Numbers{7})
         << "a whole piece is seen without a line feed";
 }
