@@ -26,13 +26,14 @@ class Files : public CScanTest {
 
 TEST_F(Files, LieWhereverAFolderTakesThem) {
     Begin();
-    const CVariables before{"XDG_DOCUMENTS_DIR", "TMPDIR"};
     constexpr const char* kNames[] = {"XDG_DATA_HOME", "XDG_DOCUMENTS_DIR", "TMPDIR"};
     for (const char* only : {kNames[0], kNames[1], kNames[2], ""}) {
         for (const char* name : kNames)
             setenv(name, name == only ? TestFolder().c_str() : "/dev/null/none", 1);
         EXPECT_EQ(ScanResult(), *only ? 0 : 0x80004005u) << only;
     }
+    unsetenv("XDG_DOCUMENTS_DIR");
+    setenv("TMPDIR", TestFolder().c_str(), 1);
 }
 
 // The medium is full in the middle, or where the last byte is missing.
