@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/types.h"
+#include "platform/bitmap_headers.h"
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -59,15 +59,14 @@ inline std::string ReadText(const std::string& path) {
 // The picture directories of a TIFF file, which are a chain.
 inline int CountTiffPages(const std::string& path) {
     const Bytes bytes = ReadBytes(path);
-    const auto number = [&](std::size_t at, std::size_t size) {
-        std::uint32_t value = 0;
-        for (std::size_t i = 0; i < size; ++i)
-            value |= std::uint32_t{bytes.at(at + i)} << (8 * i);
-        return value;
-    };
+    std::uint32_t at = 0;
+    std::memcpy(&at, &bytes.at(4), sizeof(at));
     int pages = 0;
-    for (std::uint32_t at = number(4, 4); at != 0; ++pages)
-        at = number(at + 2 + 12 * number(at, 2), 4);
+    for (; at != 0; ++pages) {
+        std::uint16_t entries = 0;
+        std::memcpy(&entries, &bytes.at(at), sizeof(entries));
+        std::memcpy(&at, &bytes.at(at + 2 + 12u * entries), sizeof(at));
+    }
     return pages;
 }
 
@@ -93,25 +92,16 @@ struct CBitmapFile {
     // top-down.
     static CBitmapFile Make(std::int32_t width, std::int32_t height, std::uint16_t bits) {
         CBitmapFile bitmap;
-        bitmap.m_info.biSize = sizeof(bitmap.m_info);
-        bitmap.m_info.biWidth = width;
-        bitmap.m_info.biHeight = height;
-        bitmap.m_info.biPlanes = 1;
-        bitmap.m_info.biBitCount = bits;
-        if (bits == 8) {
-            for (int i = 0; i < 256; ++i) {
-                const auto gray = static_cast<BYTE>(i);
-                bitmap.m_palette.push_back({gray, gray, gray, 0});
-            }
-        }
+        bitmap.m_info = MakeInfoHeader(width, height, bits);
+        bitmap.m_info.biSizeImage = bitmap.m_info.biClrUsed = 0;  // which a header may leave out
+        bitmap.m_palette.resize(bits == 8 ? 256 : 0);
+        FillGrayRamp(bitmap.m_palette);
         bitmap.m_rows.resize(bitmap.Stride() * static_cast<std::size_t>(std::abs(height)));
         bitmap.Settle();
         return bitmap;
     }
 
-    std::size_t Stride() const {
-        return (static_cast<std::size_t>(m_info.biWidth) * m_info.biBitCount + 31) / 32 * 4;
-    }
+    std::size_t Stride() const { return static_cast<std::size_t>(BitmapStride(m_info)); }
     // The first byte of image line `line`, counted from the top.
     std::uint8_t* Line(std::int32_t line) {
         const std::int32_t row = m_info.biHeight > 0 ? m_info.biHeight - 1 - line : line;
@@ -149,10 +139,8 @@ inline CBitmapFile TestBitmap(std::int32_t width, std::int32_t height, std::uint
     CBitmapFile bitmap = CBitmapFile::Make(width, height, bits);
     const int channels = bits / 8;
     for (std::int32_t line = 0; line < std::abs(height); ++line) {
-        for (std::int32_t x = 0; x < width; ++x) {
-            for (int c = 0; c < channels; ++c)
-                bitmap.Line(line)[channels * x + c] = TestSample(x, line, c);
-        }
+        for (std::int32_t i = 0; i < width * channels; ++i)
+            bitmap.Line(line)[i] = TestSample(i / channels, line, i % channels);
     }
     return bitmap;
 }

