@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
 #include <set>
 #include <utility>
 #include <vector>
@@ -36,8 +35,7 @@ class CByteStream : public CQLInputStream {
         const bool fails = m_failing.count(m_reads.size()) != 0;
         m_reads.push_back(bytes);
         const auto got = static_cast<ULONG>(std::min<std::size_t>(bytes, m_bytes.size() - m_next));
-        if (got != 0)
-            std::memcpy(target, m_bytes.data() + m_next, got);
+        std::copy_n(m_bytes.data() + m_next, got, static_cast<std::uint8_t*>(target));
         m_next += got;
         m_cbRead += got;
         if (read)

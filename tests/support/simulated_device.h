@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -39,19 +38,16 @@ class CDeviceRig {
 // A picture of 24 bits in a bitmap file, `rgb` with the top line first.
 inline void WritePicture(const std::string& path, int width, int height, int dpi,
                          const Bytes& rgb) {
-    const auto w = static_cast<std::size_t>(width);
     BITMAPINFOHEADER info = MakeInfoHeader(width, -height, 24);
     info.biXPelsPerMeter = info.biYPelsPerMeter = PelsPerMeter(dpi);
-    const auto stride = static_cast<std::size_t>(BitmapStride(info));
-    Bytes rows(stride * static_cast<std::size_t>(height));
-    for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
-        for (std::size_t i = 0; i < w * 3; ++i)
-            rows[y * stride + i / 3 * 3 + 2 - i % 3] = rgb[y * w * 3 + i];
-    }
     const BITMAPFILEHEADER file = MakeFileHeader(info, BitmapImageBytes(info));
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(&file), sizeof(file));
-    out.write(reinterpret_cast<const char*>(&info), sizeof(info));
-    out.write(reinterpret_cast<const char*>(rows.data()),
-              static_cast<std::streamsize>(rows.size()));
+    std::string all(reinterpret_cast<const char*>(&file), sizeof(file));
+    all.append(reinterpret_cast<const char*>(&info), sizeof(info));
+    const auto padding = static_cast<std::size_t>(BitmapStride(info) - 3 * width);
+    for (std::size_t i = 0; i < rgb.size(); ++i) {
+        all += static_cast<char>(rgb[i / 3 * 3 + 2 - i % 3]);
+        if ((i + 1) % (3 * static_cast<std::size_t>(width)) == 0)
+            all.append(padding, '\0');
+    }
+    WriteWholeFile(path, all);
 }
