@@ -67,7 +67,7 @@ TEST_F(Transfer, NonsenseEndsThePageWithAClearResult) {
         return data(t, 0, 40);
     };
     const Send sends[] = {
-        [&](auto* t) { return data(t, 0, t->lBufferSize + 1); },
+        [&](auto* t) { return header(t, 9999, -9999, 24, 0), data(t, 40, t->lBufferSize + 1); },
         [&](auto* t) { return data(t, 0, -1); },
         [&](auto* t) { return data(t, 4, 40); },
         [&](auto* t) { return header(t, 0x7FFFFFFF, -1, 24, 0); },
