@@ -1,7 +1,7 @@
 #include "engine/attrib_owners.h"
 
 #include <algorithm>
-#include <array>
+#include <vector>
 
 #include "engine/chain.h"
 #include "engine/engine.h"
@@ -9,9 +9,6 @@
 #include "stages/saturation.h"
 
 namespace {
-
-// Room for every class of the chain's table and the few beside it.
-using Owners = std::array<QLAttribOwner, 40>;
 
 // The rows of the chain's table, and those of the objects around it.
 struct OwnerList {
@@ -33,18 +30,17 @@ struct OwnerList {
         Add("CBandSinkStage", CBandSinkStage::Rows());
     }
     void Add(const char* className, std::span<const QLAttribRow> rows) {
-        m_owners[m_count++] = {className, rows};
+        m_owners.push_back({className, rows});
     }
 
-    Owners m_owners;
-    std::size_t m_count = 0;
+    std::vector<QLAttribOwner> m_owners;
 };
 
 }  // namespace
 
 std::span<const QLAttribOwner> AttribOwners() {
     static const OwnerList list;
-    return {list.m_owners.data(), list.m_count};
+    return list.m_owners;
 }
 
 // Several classes may provide an id, each in its own variant of the chain; their rows say the same.

@@ -150,8 +150,8 @@ constexpr Slot kNegativeGray[] = {
     &S::m_lutSharpen, &S::m_invert,
 };
 
-// First index: the variant, in the order of its enumerators.
-// Bodies by variant and output type; the last is that of any other type. Halftone goes the way of
+// Bodies by variant, in the order of its enumerators, and output type; the last is that of any other
+// type. Halftone goes the way of
 // line art in the reflective variant only, elsewhere that of gray.
 constexpr std::span<const Slot> kBodies[][kOutputTypes + 1] = {
     {kReflectiveLineArt, kReflectiveLineArt, kReflectiveGray, kReflectiveColor, kReflectiveColor,
@@ -182,8 +182,8 @@ bool CChainStages::Make(Slot slot, QLAttribTree* tree) {
     return this->*slot != nullptr;
 }
 
-// One that comes back later is a new object with the state that the board tells it.
-// First all that go, then all that come: their tables never take memory together.
+// First all that go, then all that come: their tables never take memory together. One that comes
+// back later is a new object with the state that the board tells it.
 bool CChainStages::EnterVariant(QLChainVariant variant, QLAttribTree* tree) {
     for (const Row& row : kTable) {
         if (!row.LivesIn(variant))

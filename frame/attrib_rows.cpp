@@ -25,8 +25,7 @@ void RegisterRow(CQLAttribStore& store, const QLAttribRow& row) {
     }
 }
 
-// Ranges are doubles, which hold every 32-bit integer exactly.
-// The word as the row lets it pass.
+// The word as the row lets it pass. Ranges are doubles, which hold every 32-bit integer exactly.
 std::uint64_t Admit(const QLAttribRow& row, std::uint64_t word) {
     if (row.m_lowByte)
         word &= 0xFF;

@@ -30,7 +30,7 @@ class CRecipe final : public CQLAttribStore {
   public:
     CRecipe(QLAttribTree* tree, std::uint32_t seed) : CQLAttribStore(tree), m_random(seed) {
         for (double& number : m_numbers)
-            number = std::uniform_real_distribution(-0.4, 1.4)(m_random);
+            number = Real(-0.4, 1.4);
         for (const Row& row : CChainStages::Table()) {
             if (row.m_attribs)
                 Provide(row.m_attribs());
@@ -61,15 +61,20 @@ class CRecipe final : public CQLAttribStore {
             }
         }
     }
+    double Real(double low, double high) {
+        return std::uniform_real_distribution(low, high)(m_random);
+    }
     std::uint64_t Word(const QLAttribRow& row, std::int32_t id) {
         switch (FindAttrib(id)->m_kind) {
             case QLAttribKind::Bool:
                 return m_random() % 2;
             case QLAttribKind::Fixed:
-                return ToFixed(std::uniform_real_distribution(0.3, 2.2)(m_random));
+                return ToFixed(row.HasRange() ? Real(row.m_low, row.m_high) : Real(0.3, 2.2));
             case QLAttribKind::Pointer:
                 return row.m_elements > 0 ? PointerWord(m_numbers) : 0;
             case QLAttribKind::Integer:
+                if (row.HasRange())
+                    return IntegerWord(TruncToI32(Real(row.m_low, row.m_high + 1.0)));
                 return id == QL_ATTR_OUTPUT_TYPE ? m_random() % 5 : m_random() % 200;
             default:
                 return 0;
