@@ -6,6 +6,7 @@
 #include "frame/try_new.h"
 #include "stages/channel_curve.h"
 #include "stages/dark_neutral.h"
+#include "stages/density_color.h"
 #include "stages/device_matrix.h"
 #include "stages/encoded_input.h"
 #include "stages/encoding_curve.h"
@@ -73,7 +74,7 @@ constexpr S::Row kTable[] = {
     Class<CChannelCurveStage>(&S::m_channelCurve,   "CChannelCurveStage",  QLLineShape::InPlace,  1, kSameFormat, kAll),
     Missing(&S::m_autoToneNeg,    "CAutoToneStage",       kNegative),
     Class<CSaturationStage>(&S::m_saturation,       "CSaturationStage",    QLLineShape::InPlace,  1, kSameFormat, kNegative),
-    Missing(&S::m_densityColor,   "CDensityColorStage",   kAll),
+    Class<CDensityColorStage>(&S::m_densityColor,   "CDensityColorStage",  QLLineShape::InPlace,  1, kSameFormat, kAll),
     Class<CDarkNeutralStage>(&S::m_darkNeutral,     "CDarkNeutralStage",   QLLineShape::InPlace,  1, kSameFormat, kAll),
     Missing(&S::m_autoToneSlide,  "CAutoToneTmaStage",    kSlide),
     Class<CTmaMatrixStage>(&S::m_tmaMatrix,         "CTmaMatrixStage",     QLLineShape::InPlace,  1, kSameFormat, kSlide),
