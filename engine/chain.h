@@ -34,6 +34,8 @@
 #include "stages/band_sink.h"
 #include "stages/output_convert.h"
 
+class CAutoToneBase;
+
 class CChainBase : protected CChainStages {
   public:
     virtual ~CChainBase();
@@ -48,8 +50,9 @@ class CChainBase : protected CChainStages {
     virtual void OnStart();
     virtual void OnStop();
     virtual QLStatus BeforeAnalysisOpen() { return QL_OK; }
-    // Requests that the pass didn't serve are taken back; QL_HELD tells that there were some.
     virtual QLStatus AfterAnalysisClose() { return QL_OK; }
+    // True when a stage held a request that the pass before hasn't served; none does from here on.
+    virtual bool TakeBackRequests() { return false; }
     // Switches clipping off for a pass, and on again.
     virtual QLStatus HoldClip() { return QL_OK; }
     virtual QLStatus ReleaseClip() { return QL_OK; }
@@ -216,6 +219,7 @@ class CChainFull final : public CChainPump {
 
     QLStatus BeforeAnalysisOpen() override;
     QLStatus AfterAnalysisClose() override;
+    bool TakeBackRequests() override;
     QLStatus HoldClip() override;
     QLStatus ReleaseClip() override;
     CQLStage* BuildVariant(CQLStage* upstream) override;
@@ -223,6 +227,8 @@ class CChainFull final : public CChainPump {
 
   private:
     CQLStage* BuildHead(CQLStage* upstream);
+    void TellExposure();
+    CAutoToneBase* ToneStage(Slot slot);
     std::uint64_t GetOwnAttrib(std::int32_t id) { return m_rows.Get(id); }
     void SetOwnAttrib(std::int32_t id, std::uint64_t value) { m_rows.Set(m_port, id, value); }
 

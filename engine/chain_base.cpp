@@ -257,8 +257,8 @@ void CChainBase::Analyse() {
         status = RunOpened(status, 0);
     else
         m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
-    const QLStatus after = AfterAnalysisClose();
-    m_analysed = status == QL_OK && after == QL_OK;
+    AfterAnalysisClose();
+    m_analysed = !TakeBackRequests() && status == QL_OK;
 }
 
 // ---- The type of output

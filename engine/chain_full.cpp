@@ -1,4 +1,15 @@
 #include "engine/chain.h"
+#include "stages/auto_tone_base.h"
+
+namespace {
+
+constexpr CChainStages::Slot kToneSlots[] = {
+    &CChainStages::m_autoTonePhoto,
+    &CChainStages::m_autoToneSlide,
+    &CChainStages::m_autoToneNeg,
+};
+
+}  // namespace
 
 std::span<const QLAttribRow> CChainFull::Rows() {
     using C = CChainFull;
@@ -33,6 +44,24 @@ QLStatus CChainFull::AfterAnalysisClose() {
     m_port.SetValue(QL_ATTR_HISTOGRAM_ON, 0);
     m_port.SetValue(QL_ATTR_THRESHOLD_COLLECT, 0);
     return QL_OK;
+}
+
+// A stage serves what it was asked for when the pass brings the whole image and something to look
+// at. What it still holds must not come over the next image.
+bool CChainFull::TakeBackRequests() {
+    bool taken = false;
+    for (const Slot slot : kToneSlots) {
+        CAutoToneBase* tone = ToneStage(slot);
+        taken = taken || (tone && tone->HasRequest());
+        if (tone)
+            tone->DropRequest();
+    }
+    return taken;
+}
+
+CAutoToneBase* CChainFull::ToneStage(Slot slot) {
+    // What the table of the stages makes for these slots.
+    return static_cast<CAutoToneBase*>((this->*slot).get());
 }
 
 // Noted, so that only what was on comes on again.
@@ -87,10 +116,22 @@ CQLStage* CChainFull::BuildVariant(CQLStage* upstream) {
     // Sharpening has one stage and three places: early in the head, late in the body, or none.
     const bool sharpenHere =
         m_port.GetValue(QL_ATTR_EARLY_SHARPEN) == 0 && m_port.GetValue(QL_ATTR_SKIP_SHARPEN) == 0;
+    const std::int32_t type = WordInteger(m_port.GetValue(QL_ATTR_OUTPUT_TYPE));
     CQLStage* last = BuildHead(upstream);
-    for (const Slot slot : Body(variant, WordInteger(m_port.GetValue(QL_ATTR_OUTPUT_TYPE)))) {
+    for (const Slot slot : Body(variant, type)) {
         if (slot != &CChainStages::m_lutSharpen || sharpenHere)
             last = Connect(slot, last);
     }
+    if (type == QL_OUTPUT_COLOR || type == QL_OUTPUT_INDEXED)
+        TellExposure();
     return last;
+}
+
+// Of the variants for positives. Each run builds twice, and may tell twice.
+void CChainFull::TellExposure() {
+    const bool expose = m_port.GetValue(QL_ATTR_AUTO_EXPOSE_COLOR) != 0;
+    for (const Slot slot : {&CChainStages::m_autoTonePhoto, &CChainStages::m_autoToneSlide}) {
+        if (CAutoToneBase* tone = ToneStage(slot))
+            tone->SetExposeFlag(expose);
+    }
 }

@@ -4,6 +4,9 @@
 
 #include "frame/output_type.h"
 #include "frame/try_new.h"
+#include "stages/auto_tone.h"
+#include "stages/auto_tone_photo.h"
+#include "stages/auto_tone_tma.h"
 #include "stages/channel_curve.h"
 #include "stages/dark_neutral.h"
 #include "stages/density_color.h"
@@ -72,13 +75,13 @@ constexpr S::Row kTable[] = {
     Class<CDeviceMatrixStage>(&S::m_deviceMatrix,   "CDeviceMatrixStage",  QLLineShape::InPlace,  1, kSameFormat, kReflective),
     Class<CToneLevelsStage>(&S::m_toneLevels,       "CToneLevelsStage",    QLLineShape::InPlace,  1, kSameFormat, kAll),
     Class<CChannelCurveStage>(&S::m_channelCurve,   "CChannelCurveStage",  QLLineShape::InPlace,  1, kSameFormat, kAll),
-    Missing(&S::m_autoToneNeg,    "CAutoToneStage",       kNegative),
+    Class<CAutoToneStage>(&S::m_autoToneNeg,        "CAutoToneStage",      QLLineShape::InPlace,  1, kSameFormat, kNegative),
     Class<CSaturationStage>(&S::m_saturation,       "CSaturationStage",    QLLineShape::InPlace,  1, kSameFormat, kNegative),
     Class<CDensityColorStage>(&S::m_densityColor,   "CDensityColorStage",  QLLineShape::InPlace,  1, kSameFormat, kAll),
     Class<CDarkNeutralStage>(&S::m_darkNeutral,     "CDarkNeutralStage",   QLLineShape::InPlace,  1, kSameFormat, kAll),
-    Missing(&S::m_autoToneSlide,  "CAutoToneTmaStage",    kSlide),
+    Class<CAutoToneTmaStage>(&S::m_autoToneSlide,   "CAutoToneTmaStage",   QLLineShape::InPlace,  1, kSameFormat, kSlide),
     Class<CTmaMatrixStage>(&S::m_tmaMatrix,         "CTmaMatrixStage",     QLLineShape::InPlace,  1, kSameFormat, kSlide),
-    Missing(&S::m_autoTonePhoto,  "CAutoTonePhotoStage",  kReflective),
+    Class<CAutoTonePhotoStage>(&S::m_autoTonePhoto, "CAutoTonePhotoStage", QLLineShape::InPlace,  1, kSameFormat, kReflective),
     Class<CEncodingCurveStage>(&S::m_encodingCurve, "CEncodingCurveStage", QLLineShape::InPlace,  1, kSameFormat, kAll),
     Missing(&S::m_histogram,      "CHistogramStage",      kAll),
     Class<CSourceControlStage>(&S::m_sourceControl, "CSourceControlStage", QLLineShape::PassesOn, 1, kSameFormat, kAll),

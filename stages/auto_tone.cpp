@@ -1,5 +1,7 @@
 #include "stages/auto_tone.h"
 
+#include <algorithm>
+
 #include "stages/auto_tone_kernels.h"
 
 namespace {
@@ -91,12 +93,18 @@ const CQLLut* CAutoToneStage::GrayTable() {
     return m_lut[kGray];
 }
 
+void CAutoToneStage::OnColorPixels(std::int32_t lines, CQLLineBuffer* buffer,
+                                   void (*kernel)(std::uint16_t*, std::size_t)) {
+    if (buffer && buffer->Data() && lines > 0 && m_outFormat.IsInternalColor()) {
+        kernel(buffer->Samples(), static_cast<std::size_t>(m_outFormat.m_width) *
+                                      static_cast<std::size_t>(std::min(lines, buffer->Lines())));
+    }
+}
+
 void CAutoToneStage::MixToGray(std::int32_t lines, CQLLineBuffer* buffer) {
-    if (buffer && m_outFormat.IsInternalColor() && lines > 0)
-        ::MixToGray(buffer->Samples(), BlockPixels(lines));
+    OnColorPixels(lines, buffer, &::MixToGray);
 }
 
 void CAutoToneStage::CopyRedToAll(std::int32_t lines, CQLLineBuffer* buffer) {
-    if (buffer && m_outFormat.IsInternalColor() && lines > 0)
-        ::CopyRedToAll(buffer->Samples(), BlockPixels(lines));
+    OnColorPixels(lines, buffer, &::CopyRedToAll);
 }

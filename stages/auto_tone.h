@@ -35,6 +35,8 @@ class CAutoToneStage final : public CAutoToneBase {
     void SetChannelShift(double density) {
         m_analyser.SetChannelShift(Channel, density);
     }
+    void OnColorPixels(std::int32_t lines, CQLLineBuffer* buffer,
+                       void (*kernel)(std::uint16_t* samples, std::size_t pixels));
     void SetFilmStep(double step) { m_analyser.SetFilmStep(step); }
 
     CNegativeToneAnalyser m_analyser{0.0};

@@ -39,11 +39,6 @@ QLStatus CAutoTonePhotoStage::OnAfterOpen() {
     return CAutoToneBase::OnAfterOpen();
 }
 
-void CAutoTonePhotoStage::SampleLine(const QLPixelRun& line, std::int32_t y) {
-    if (HoldsLine(m_innerRect, y))
-        FeedFully(line.Columns(m_innerRect.left, m_innerRect.right), m_analyser);
-}
-
 std::span<const std::int32_t> CAutoTonePhotoStage::LevelIds() const {
     static constexpr std::int32_t ids[] = {QL_ATTR_HIGHLIGHT,  QL_ATTR_MIDTONE,  QL_ATTR_SHADOW,
                                            QL_ATTR_AUTO_WHITE, QL_ATTR_AUTO_MID, QL_ATTR_AUTO_BLACK};

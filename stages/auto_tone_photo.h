@@ -16,7 +16,9 @@ class CAutoTonePhotoStage final : public CAutoToneBase {
     CToneAnalyser& Analyser() override { return m_analyser; }
     const CQLLut* GrayLut() override { return m_analyser.GrayTable(); }
     void SettleAnalyser() override;
-    void SampleLine(const QLPixelRun& line, std::int32_t y) override;
+    void SampleLine(const QLPixelRun& line, std::int32_t y) override {
+        FeedWindow(line, y, m_analyser);
+    }
     void RestoreOnRequest() override { m_analyser.ResetColor(); }
     std::span<const std::int32_t> LevelIds() const override;
     // A request that stands is served before another announcement counts.

@@ -68,11 +68,6 @@ void CAutoToneTmaStage::PrepareLines(std::uint16_t* samples, std::size_t count) 
         m_balance.ApplyPixels(*m_densityCurve, samples, count);
 }
 
-void CAutoToneTmaStage::SampleLine(const QLPixelRun& line, std::int32_t y) {
-    if (HoldsLine(m_innerRect, y))
-        FeedFully(line.Columns(m_innerRect.left, m_innerRect.right), m_analyser);
-}
-
 QLStatus CAutoToneTmaStage::TransformColor(QLColorQuery* query) {
     const QLStatus answer = CAutoToneBase::TransformColor(query);
     // Made at the first open.

@@ -21,7 +21,9 @@ class CAutoToneTmaStage final : public CAutoToneBase {
     CToneAnalyser& Analyser() override { return m_analyser; }
     void SettleAnalyser() override { m_analyser.SetGray(GrayInput()); }
     void PrepareLines(std::uint16_t* samples, std::size_t count) override;
-    void SampleLine(const QLPixelRun& line, std::int32_t y) override;
+    void SampleLine(const QLPixelRun& line, std::int32_t y) override {
+        FeedWindow(line, y, m_analyser);
+    }
     void BuildDensityCurve(std::int32_t midtone);
     void Brighten(double part);
 
