@@ -17,29 +17,28 @@ constexpr double kMostShift = 4.0;  // density
 std::span<const QLAttribRow> CAutoToneStage::Rows() {
     using S = CAutoToneStage;
     using R = QLRowsOf<S>;
-    static constexpr auto rows = JoinRows(
-        SharedRows<S>(),
-        std::array<QLAttribRow, 5>{
-            R::Provides(QL_ATTR_EXPOSURE_SHIFT)
-                .Reads<&S::ExposureShift>()
-                .Writes<&S::SetExposureShift>()
-                .Range(-kMostShift, kMostShift),
-            R::Provides(QL_ATTR_CHANNEL_SHIFT_R)
-                .Reads<&S::ChannelShiftOf<0>>()
-                .Writes<&S::SetChannelShift<0>>()
-                .Range(-kMostShift, kMostShift),
-            R::Provides(QL_ATTR_CHANNEL_SHIFT_G)
-                .Reads<&S::ChannelShiftOf<1>>()
-                .Writes<&S::SetChannelShift<1>>()
-                .Range(-kMostShift, kMostShift),
-            R::Provides(QL_ATTR_CHANNEL_SHIFT_B)
-                .Reads<&S::ChannelShiftOf<2>>()
-                .Writes<&S::SetChannelShift<2>>()
-                .Range(-kMostShift, kMostShift),
-            // Known only when the tables of the model have been taken over, which may be after the
-            // stage was made.
-            R::Follows(QL_ATTR_NEG_TENTH).Writes<&S::SetFilmStep>(),
-        });
+    static constexpr auto rows =
+        JoinRows(SharedRows<S>(), std::array<QLAttribRow, 5>{
+                                      R::Provides(QL_ATTR_EXPOSURE_SHIFT)
+                                          .Reads<&S::ExposureShift>()
+                                          .Writes<&S::SetExposureShift>()
+                                          .Range(-kMostShift, kMostShift),
+                                      R::Provides(QL_ATTR_CHANNEL_SHIFT_R)
+                                          .Reads<&S::ChannelShiftOf<0>>()
+                                          .Writes<&S::SetChannelShift<0>>()
+                                          .Range(-kMostShift, kMostShift),
+                                      R::Provides(QL_ATTR_CHANNEL_SHIFT_G)
+                                          .Reads<&S::ChannelShiftOf<1>>()
+                                          .Writes<&S::SetChannelShift<1>>()
+                                          .Range(-kMostShift, kMostShift),
+                                      R::Provides(QL_ATTR_CHANNEL_SHIFT_B)
+                                          .Reads<&S::ChannelShiftOf<2>>()
+                                          .Writes<&S::SetChannelShift<2>>()
+                                          .Range(-kMostShift, kMostShift),
+                                      // Known only when the tables of the model have been taken
+                                      // over, which may be after the stage was made.
+                                      R::Follows(QL_ATTR_NEG_TENTH).Writes<&S::SetFilmStep>(),
+                                  });
     return rows;
 }
 
@@ -68,24 +67,12 @@ void CAutoToneStage::PrepareLines(std::uint16_t* samples, std::size_t count) {
 }
 
 // The ring around the centre is a hint only: a fifth of its pixels count, and all of them as
-// candidates for the brightest. Of gray lines it isn't looked at.
+// candidates for the brightest.
 void CAutoToneStage::SampleLine(const QLPixelRun& line, std::int32_t y) {
-    if (!HasRect()) {
+    if (HasRect())
+        FeedWindowAndRing(line, y, m_innerRect, OuterRect(), m_analyser, &m_ringCounter);
+    else
         FeedFully(line, m_analyser);
-        return;
-    }
-    const QLRect& outer = OuterRect();
-    const auto ring = [&](std::int64_t first, std::int64_t last) {
-        if (line.m_color)
-            FeedRing(line.Columns(first, last), m_analyser, &m_ringCounter);
-    };
-    if (HoldsLine(m_innerRect, y)) {
-        ring(outer.left, std::int64_t{m_innerRect.left} - 1);
-        FeedFully(line.Columns(m_innerRect.left, m_innerRect.right), m_analyser);
-        ring(std::int64_t{m_innerRect.right} + 1, outer.right);
-    } else if (HoldsLine(outer, y)) {
-        ring(outer.left, outer.right);
-    }
 }
 
 const CQLLut* CAutoToneStage::GrayTable() {

@@ -11,7 +11,8 @@ class CAutoToneStage final : public CAutoToneBase {
 
     QLStatus OnAfterOpen() override;
 
-    // The table of gray lines by the settings as they are; null: there is none, and gray lines pass.
+    // The table of gray lines by the settings as they are; null: there is none, and gray lines
+    // pass.
     const CQLLut* GrayTable();
     // Of internal colour lines; others pass.
     void MixToGray(std::int32_t lines, CQLLineBuffer* buffer);

@@ -78,7 +78,8 @@ void CAutoToneBase::RestoreBeforeColor() {
 QLStatus CAutoToneBase::OnAfterClose() {
     const bool whole = m_linesSeen == m_outFormat.m_height;
     m_linesSeen = 0;
-    // What was cut, and a window without a pixel, leave the settings alone and the request standing.
+    // What was cut, and a window without a pixel, leave the settings alone and the request
+    // standing.
     if (!HasRequest() || !whole || !Analyser().HasStatistics())
         return QL_OK;
     if (m_wantColor)

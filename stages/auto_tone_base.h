@@ -45,12 +45,6 @@ class CAutoToneBase : public CLutStage {
     virtual void PrepareLines(std::uint16_t*, std::size_t) {}
     // Feeds the line `y` of the image to the analyser, as far as it is looked at.
     virtual void SampleLine(const QLPixelRun& line, std::int32_t y) = 0;
-    // The window, whole and alone.
-    template <typename Analyser>
-    void FeedWindow(const QLPixelRun& line, std::int32_t y, Analyser& analyser) {
-        if (HoldsLine(m_innerRect, y))
-            FeedFully(line.Columns(m_innerRect.left, m_innerRect.right), analyser);
-    }
     // Where an analysis of colour starts from: what the last one found, unless the exposure variant
     // came between.
     virtual void RestoreBeforeColor();

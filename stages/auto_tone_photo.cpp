@@ -5,22 +5,21 @@ std::span<const QLAttribRow> CAutoTonePhotoStage::Rows() {
     using R = QLRowsOf<S>;
     constexpr double kLevel = CToneAnalyser::kMostLevel;
     static constexpr auto rows = JoinRows(
-        SharedRows<S>(),
-        std::array<QLAttribRow, 4>{
-            R::Provides(QL_ATTR_HIGHLIGHT)
-                .Reads<&S::White>()
-                .Writes<&S::SetWhite>()
-                .Clamps(-kLevel, kLevel),
-            R::Provides(QL_ATTR_SHADOW)
-                .Reads<&S::Black>()
-                .Writes<&S::SetBlack>()
-                .Clamps(-kLevel, kLevel),
-            R::Provides(QL_ATTR_MIDTONE)
-                .Reads<&S::Mid>()
-                .Writes<&S::SetMid>()
-                .Clamps(-kLevel, kLevel),
-            R::Listens(QL_ATTR_AUTO_EXPOSE_COLOR).Calls<&S::RequestExposure>(),
-        });
+        SharedRows<S>(), std::array<QLAttribRow, 4>{
+                             R::Provides(QL_ATTR_HIGHLIGHT)
+                                 .Reads<&S::White>()
+                                 .Writes<&S::SetWhite>()
+                                 .Clamps(-kLevel, kLevel),
+                             R::Provides(QL_ATTR_SHADOW)
+                                 .Reads<&S::Black>()
+                                 .Writes<&S::SetBlack>()
+                                 .Clamps(-kLevel, kLevel),
+                             R::Provides(QL_ATTR_MIDTONE)
+                                 .Reads<&S::Mid>()
+                                 .Writes<&S::SetMid>()
+                                 .Clamps(-kLevel, kLevel),
+                             R::Listens(QL_ATTR_AUTO_EXPOSE_COLOR).Calls<&S::RequestExposure>(),
+                         });
     return rows;
 }
 
@@ -40,8 +39,9 @@ QLStatus CAutoTonePhotoStage::OnAfterOpen() {
 }
 
 std::span<const std::int32_t> CAutoTonePhotoStage::LevelIds() const {
-    static constexpr std::int32_t ids[] = {QL_ATTR_HIGHLIGHT,  QL_ATTR_MIDTONE,  QL_ATTR_SHADOW,
-                                           QL_ATTR_AUTO_WHITE, QL_ATTR_AUTO_MID, QL_ATTR_AUTO_BLACK};
+    static constexpr std::int32_t ids[] = {QL_ATTR_HIGHLIGHT, QL_ATTR_MIDTONE,
+                                           QL_ATTR_SHADOW,    QL_ATTR_AUTO_WHITE,
+                                           QL_ATTR_AUTO_MID,  QL_ATTR_AUTO_BLACK};
     return ids;
 }
 

@@ -17,7 +17,7 @@ class CAutoTonePhotoStage final : public CAutoToneBase {
     const CQLLut* GrayLut() override { return m_analyser.GrayTable(); }
     void SettleAnalyser() override;
     void SampleLine(const QLPixelRun& line, std::int32_t y) override {
-        FeedWindow(line, y, m_analyser);
+        FeedWindow(line, y, m_innerRect, m_analyser);
     }
     void RestoreOnRequest() override { m_analyser.ResetColor(); }
     std::span<const std::int32_t> LevelIds() const override;

@@ -22,7 +22,7 @@ class CAutoToneTmaStage final : public CAutoToneBase {
     void SettleAnalyser() override { m_analyser.SetGray(GrayInput()); }
     void PrepareLines(std::uint16_t* samples, std::size_t count) override;
     void SampleLine(const QLPixelRun& line, std::int32_t y) override {
-        FeedWindow(line, y, m_analyser);
+        FeedWindow(line, y, m_innerRect, m_analyser);
     }
     void BuildDensityCurve(std::int32_t midtone);
     void Brighten(double part);

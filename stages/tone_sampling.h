@@ -1,7 +1,7 @@
-// Feeds pixels of internal lines to what a tone analyser collects: three histograms and the lists of
-// the brightest and the darkest pixels. Runs in analysis passes only, where it may not cost more
-// than the rest of the pass: lines are fed by runs of columns, and no pixel is asked whether it lies
-// in a window.
+// Feeds pixels of internal lines to what a tone analyser collects: three histograms and the lists
+// of the brightest and the darkest pixels. Runs in analysis passes only, where it may not cost more
+// than the rest of the pass: lines are fed by runs of columns, and no pixel is asked whether it
+// lies in a window.
 #pragma once
 
 #include <algorithm>
@@ -80,8 +80,8 @@ void FeedFully(const QLPixelRun& run, Analyser& analyser) {
     OfferDark(run, analyser.DarkestList());
 }
 
-// Around the window that counts, all pixels are offered to the brightest list, and each fifth is fed
-// fully. `counter` is how many went by since the last such pixel, and goes on from run to run.
+// Around the window that counts, all pixels are offered to the brightest list, and each fifth is
+// fed fully. `counter` is how many went by since the last such pixel, and goes on from run to run.
 template <typename Analyser>
 void FeedRing(const QLPixelRun& run, Analyser& analyser, std::size_t* counter) {
     constexpr std::size_t kRing = 5;
@@ -93,4 +93,29 @@ void FeedRing(const QLPixelRun& run, Analyser& analyser, std::size_t* counter) {
                 analyser.Histogram(2).Bins());
     OfferDark(fifths, analyser.DarkestList());
     *counter = (*counter + run.m_count) % kRing;
+}
+
+// The line `y` of an image, as far as it lies in a window.
+template <typename Analyser>
+void FeedWindow(const QLPixelRun& line, std::int32_t y, const QLRect& window, Analyser& analyser) {
+    if (HoldsLine(window, y))
+        FeedFully(line.Columns(window.left, window.right), analyser);
+}
+
+// The same with a ring around the window, up to the edges of `outer`.
+template <typename Analyser>
+void FeedWindowAndRing(const QLPixelRun& line, std::int32_t y, const QLRect& window,
+                       const QLRect& outer, Analyser& analyser, std::size_t* counter) {
+    // Of gray lines the ring isn't looked at.
+    const auto ring = [&](std::int64_t first, std::int64_t last) {
+        if (line.m_color)
+            FeedRing(line.Columns(first, last), analyser, counter);
+    };
+    if (HoldsLine(window, y)) {
+        ring(outer.left, std::int64_t{window.left} - 1);
+        FeedWindow(line, y, window, analyser);
+        ring(std::int64_t{window.right} + 1, outer.right);
+    } else if (HoldsLine(outer, y)) {
+        ring(outer.left, outer.right);
+    }
 }
