@@ -62,6 +62,9 @@ class CToneAnalyser {
     CQLHistogram& Histogram(std::int32_t channel) { return m_hist[channel]; }
     const CQLLut* Lut(std::int32_t channel) const { return OrNull(Table(channel)); }
 
+    // Pixels were counted.
+    bool HasStatistics() const;
+
     // Builds the tables when a setting has changed since the last call.
     virtual void BuildCurves() = 0;
     // Sets levels and points, or one of the two, from the statistics, and builds the tables. False,
@@ -140,7 +143,6 @@ class CToneAnalyser {
     static std::size_t PlaceOf(std::int32_t index);
     void SetLevel(std::int16_t* field, std::int32_t level);
     void SetFlag(bool* field, bool value);
-    bool HasStatistics() const;
     void SaveState();
 
     // What the last analysis found.
