@@ -12,6 +12,7 @@
 #include "stages/encoding_curve.h"
 #include "stages/invert.h"
 #include "stages/output_format.h"
+#include "stages/smooth.h"
 #include "stages/source_control.h"
 #include "stages/threshold.h"
 #include "stages/tma_matrix.h"
@@ -62,7 +63,7 @@ constexpr S::Row kTable[] = {
     Missing(&S::m_lineSharpen,    "CLineSharpenStage",    kAll),
     Missing(&S::m_noiseSmooth,    "CNoiseSmoothStage",    kAll),
     Missing(&S::m_destreak,       "CDestreakStage",       kAll),
-    Missing(&S::m_smooth,         "CSmoothStage",         kAll),
+    Class<CSmoothStage>(&S::m_smooth,               "CSmoothStage",        QLLineShape::InPlace,  3, kSameFormat, kAll),
     Missing(&S::m_channelSharpen, "CChannelSharpenStage", kAll),
     Missing(&S::m_sharpenSwitch,  "CSharpenSwitchStage",  kAll),
     Missing(&S::m_lutSharpen,     "CLutSharpenStage",     kAll),
