@@ -13,8 +13,11 @@
 #include "stages/device_matrix.h"
 #include "stages/encoded_input.h"
 #include "stages/encoding_curve.h"
+#include "stages/histogram_stage.h"
 #include "stages/invert.h"
+#include "stages/mirror.h"
 #include "stages/output_format.h"
+#include "stages/smooth.h"
 #include "stages/source_control.h"
 #include "stages/threshold.h"
 #include "stages/tma_matrix.h"
@@ -65,11 +68,11 @@ constexpr S::Row kTable[] = {
     Missing(&S::m_lineSharpen,    "CLineSharpenStage",    kAll),
     Missing(&S::m_noiseSmooth,    "CNoiseSmoothStage",    kAll),
     Missing(&S::m_destreak,       "CDestreakStage",       kAll),
-    Missing(&S::m_smooth,         "CSmoothStage",         kAll),
+    Class<CSmoothStage>(&S::m_smooth,               "CSmoothStage",        QLLineShape::InPlace,  3, kSameFormat, kAll),
     Missing(&S::m_channelSharpen, "CChannelSharpenStage", kAll),
     Missing(&S::m_sharpenSwitch,  "CSharpenSwitchStage",  kAll),
     Missing(&S::m_lutSharpen,     "CLutSharpenStage",     kAll),
-    Missing(&S::m_mirror,         "CMirrorStage",         kAll),
+    Class<CMirrorStage>(&S::m_mirror,               "CMirrorStage",        QLLineShape::InPlace,  1, kSameFormat, kAll),
     Missing(&S::m_rotate,         "CRotateStage",         kAll),
     Class<COutputFormatStage>(&S::m_outputFormat,   "COutputFormatStage",  QLLineShape::NewLines, 1, kNewFormat,  kAll),
     Class<CDeviceMatrixStage>(&S::m_deviceMatrix,   "CDeviceMatrixStage",  QLLineShape::InPlace,  1, kSameFormat, kReflective),
@@ -83,7 +86,7 @@ constexpr S::Row kTable[] = {
     Class<CTmaMatrixStage>(&S::m_tmaMatrix,         "CTmaMatrixStage",     QLLineShape::InPlace,  1, kSameFormat, kSlide),
     Class<CAutoTonePhotoStage>(&S::m_autoTonePhoto, "CAutoTonePhotoStage", QLLineShape::InPlace,  1, kSameFormat, kReflective),
     Class<CEncodingCurveStage>(&S::m_encodingCurve, "CEncodingCurveStage", QLLineShape::InPlace,  1, kSameFormat, kAll),
-    Missing(&S::m_histogram,      "CHistogramStage",      kAll),
+    Class<CHistogramStage>(&S::m_histogram,         "CHistogramStage",     QLLineShape::PassesOn, 1, kSameFormat, kAll),
     Class<CSourceControlStage>(&S::m_sourceControl, "CSourceControlStage", QLLineShape::PassesOn, 1, kSameFormat, kAll),
     Missing(&S::m_rangeClip,      "CRangeClipStage",      kAll),
     Class<CThresholdStage>(&S::m_threshold,         "CThresholdStage",     QLLineShape::NewLines, 1, kNewFormat,  kAll),

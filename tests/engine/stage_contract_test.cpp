@@ -265,10 +265,12 @@ TEST_P(StageContract, InPairsEachGetsWhatTheOtherMade) {
                 const auto source = NoiseSource(tree, input, 33, 11);
                 // All stand before the first pull: one that comes takes ids over from the recipe.
                 const auto first = Behind(tree, recipe, *source);
-                const auto alone = second.m_make(&tree);
-                const auto behind = second.m_make(&tree);
-                for (CQLStage* stage : {alone.get(), behind.get()})
-                    recipe.WriteOwn(*stage, second.m_row);
+                // Each is written before the next one takes its ids over.
+                std::unique_ptr<CQLStage> alone, behind;
+                for (auto* stage : {&alone, &behind}) {
+                    *stage = second.m_make(&tree);
+                    recipe.WriteOwn(**stage, second.m_row);
+                }
                 const Bytes between = RunPass(*first, 4).m_bytes;
                 const QLImageFormat& format = *first->GetOutputFormat();
                 if (!format.IsInternal())

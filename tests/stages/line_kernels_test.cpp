@@ -8,11 +8,13 @@
 #include <random>
 
 #include "stages/convert_kernels.h"
+#include "stages/histogram_kernels.h"
 #include "stages/invert_kernels.h"
 #include "stages/lut_kernels.h"
 #include "stages/matrix_kernels.h"
 #include "stages/output_format_kernels.h"
 #include "stages/threshold_kernels.h"
+#include "stages/turn_kernels.h"
 #include "tests/support/stage_rig.h"
 
 namespace {
@@ -186,6 +188,54 @@ TEST(Kernels, BytesAreComplementedAndBitsCompared) {
                       [&](std::uint16_t sample) { ++counted[sample]; });
         CountSamples(samples.data(), width, bins.data());
         EXPECT_EQ(bins, counted) << width;
+    }
+}
+
+// Lines backward, and rows out of an image that lies crosswise, in both directions of each step.
+TEST(Kernels, PixelsAreTurned) {
+    for (const std::size_t channels : {1u, 3u}) {
+        const bool color = channels == 3;
+        for (const std::size_t n : kSizes) {
+            const Samples line = Line(channels * n);
+            Samples to(channels * n + kGuard, 7), expected = to;
+            for (std::size_t i = 0; i < channels * n; ++i)
+                expected[i] = line[(n - 1 - i / channels) * channels + i % channels];
+            (color ? ReversePixels : ReverseGray)(line.data(), to.data(), n);
+            EXPECT_EQ(to, expected) << n;
+        }
+        for (const auto& [w, h] : {std::pair{5, 3}, {70, 129}, {3, 64}, {17, 1}}) {
+            for (const bool back : {false, true}) {
+                const auto s = static_cast<int>(channels);
+                const Samples image = Line(static_cast<std::size_t>(s * w * h));
+                Samples to(static_cast<std::size_t>(s * w * h) + kGuard, 7), expected = to;
+                for (int i = 0; i < s * w * h; ++i) {  // w rows of h pixels
+                    const int row = i / s / h, x = i / s % h;
+                    const int y = back ? x : h - 1 - x, column = back ? w - 1 - row : row;
+                    expected[static_cast<std::size_t>(i)] =
+                        image[static_cast<std::size_t>(s * (w * y + column) + i % s)];
+                }
+                (color ? TurnPixels : TurnGray)(
+                    image.data() + (back ? s * (w - 1) : s * w * (h - 1)), back ? s * w : -s * w,
+                    back ? -s : s, to.data(), static_cast<std::size_t>(h),
+                    static_cast<std::size_t>(w));
+                EXPECT_EQ(to, expected) << w << " x " << h;
+            }
+        }
+    }
+}
+
+TEST(Kernels, SamplesAreCountedBySixteens) {
+    for (const std::size_t n : kSizes) {
+        const Samples line = Line(3 * n);
+        std::vector<std::uint32_t> bins(3 * 4096, 3), expected = bins, gray(4096), one(4096);
+        for (std::size_t i = 0; i < 3 * n; ++i) {
+            ++expected[i % 3 * 4096 + line[i] / 16];
+            ++one[line[i] / 16];
+        }
+        CountPixels(line.data(), n, &bins[0], &bins[4096], &bins[8192]);
+        CountGray(line.data(), 3 * n, gray.data());
+        EXPECT_EQ(bins, expected);
+        EXPECT_EQ(gray, one);
     }
 }
 
