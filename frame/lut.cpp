@@ -20,10 +20,6 @@ constexpr double kSameGamma = 0.001;
 // Black of the sRGB curve: below it a line, above it a power.
 constexpr double kSrgbBreak = 0.00304;
 
-bool IsNeutralGamma(double gamma) {
-    return gamma >= kNeutralGammaLow && gamma <= kNeutralGammaHigh;
-}
-
 // A gamma that has an inverse: 0, negative values and not-a-number have none.
 // The smallest is one step of the 16.16 words that gammas travel in.
 double UsableGamma(double gamma) {
@@ -32,6 +28,10 @@ double UsableGamma(double gamma) {
 }
 
 }  // namespace
+
+bool CQLLut::IsNeutralGamma(double gamma) {
+    return gamma >= kNeutralGammaLow && gamma <= kNeutralGammaHigh;
+}
 
 // Without memory the size stays 0, and builders find nothing to walk over.
 CQLLut::CQLLut(std::int32_t size, std::int32_t kind) : m_kind(kind) {
