@@ -67,6 +67,8 @@ class CNVScan {
     bool isFeederWaiting() const {
         return m_bSheetLoaded || (m_bADFJobOpen && m_bJobPageDone && !m_bFeedFailed);
     }
+    // A sheet of which a preview was scanned stays for another scan.
+    bool keepsPreviewedSheet() const { return (m_adf2Caps.modeFlags & OSTREL_MODE_PREVIEW) != 0; }
 
     // ---- Operations, in the order of the interface. Those that only tell what is known are zero
     // for a device that lacks the feature, and don't touch it.

@@ -42,10 +42,13 @@ class CChainBase : protected CChainStages {
 
     // The next QL_ATTR_CMD_START is that of a run: it makes the run's source.
     void StartRun() { m_sourceDue = true; }
+    // True when the last QL_ATTR_CMD_ANALYSE went over a whole image and found what it looked for.
+    bool HasAnalysed() const { return m_analysed; }
 
     virtual void OnStart();
     virtual void OnStop();
     virtual QLStatus BeforeAnalysisOpen() { return QL_OK; }
+    // Requests that the pass didn't serve are taken back; QL_HELD tells that there were some.
     virtual QLStatus AfterAnalysisClose() { return QL_OK; }
     // Switches clipping off for a pass, and on again.
     virtual QLStatus HoldClip() { return QL_OK; }
@@ -92,6 +95,9 @@ class CChainBase : protected CChainStages {
     QLStatus Pump(std::int32_t lines, std::int32_t* delivered);
     // A whole pass with nobody waiting for the lines, `chunk` bytes a step; 0 for the usual size.
     QLStatus RunPass(std::int32_t chunk);
+    // The same of a pass that has been opened with this status: without lines when that failed.
+    QLStatus RunOpened(QLStatus opened, std::int32_t chunk);
+    QLStatus OpenTail();
     QLStatus CloseChain();
     // Takes the tail's format over and starts counting.
     void TakeTailFormat();
@@ -138,6 +144,7 @@ class CChainBase : protected CChainStages {
     bool m_busy = false;        // a command runs
     bool m_stopWaits = false;   // a stop came from inside it
     bool m_buildWaits = false;  // a change of kind came while a pass was open
+    bool m_analysed = false;    // by the last command to analyse
     bool m_incomplete = false;  // a stage that the build wanted could not be made
     bool m_probeValid = false;
     QLColorQuery m_probe;

@@ -166,11 +166,17 @@ QLStatus CChainBase::Pump(std::int32_t lines, std::int32_t* delivered) {
     return QL_OK;
 }
 
-QLStatus CChainBase::RunPass(std::int32_t chunk) {
-    if (!m_tail)
-        return QL_ERR_NO_SOURCE;
+QLStatus CChainBase::OpenTail() {
     m_passOpen = true;
-    QLStatus status = m_tail->Open();
+    return m_tail->Open();
+}
+
+QLStatus CChainBase::RunPass(std::int32_t chunk) {
+    return m_tail ? RunOpened(OpenTail(), chunk) : QL_ERR_NO_SOURCE;
+}
+
+QLStatus CChainBase::RunOpened(QLStatus opened, std::int32_t chunk) {
+    QLStatus status = opened;
     if (status == QL_OK) {
         TakeTailFormat();
         if (m_outFormat.m_height <= 0 || m_outFormat.m_width <= 0 ||
@@ -222,8 +228,7 @@ QLStatus CChainBase::OpenForAnalysis() {
     if (!m_tail)
         return QL_ERR_NO_SOURCE;
     BeforeAnalysisOpen();
-    m_passOpen = true;
-    return m_tail->Open();
+    return OpenTail();
 }
 
 QLStatus CChainBase::OpenForPalette() {
@@ -234,11 +239,11 @@ QLStatus CChainBase::OpenForPalette() {
     Build();
     if (!m_source || !m_tail)
         return QL_ERR_NO_SOURCE;
-    m_passOpen = true;
-    return m_tail->Open();
+    return OpenTail();
 }
 
 void CChainBase::Analyse() {
+    m_analysed = false;
     if (m_passOpen || !m_source)
         return;
     // Tone is always looked at on command; the rest as far as it is wanted.
@@ -246,9 +251,14 @@ void CChainBase::Analyse() {
     m_pendTone = true;
     m_pendThreshold = m_autoThreshold;
     m_pendPalette = m_autoPalette;
-    OpenForAnalysis();
-    RunPass(0);
-    AfterAnalysisClose();
+    // Opened once: what failed is closed, and its status told, without a second try.
+    QLStatus status = OpenForAnalysis();
+    if (m_passOpen)
+        status = RunOpened(status, 0);
+    else
+        m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
+    const QLStatus after = AfterAnalysisClose();
+    m_analysed = status == QL_OK && after == QL_OK;
 }
 
 // ---- The type of output

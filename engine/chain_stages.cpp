@@ -6,6 +6,7 @@
 #include "frame/try_new.h"
 #include "stages/channel_curve.h"
 #include "stages/dark_neutral.h"
+#include "stages/density_color.h"
 #include "stages/device_matrix.h"
 #include "stages/encoded_input.h"
 #include "stages/encoding_curve.h"
@@ -14,6 +15,7 @@
 #include "stages/mirror.h"
 #include "stages/output_format.h"
 #include "stages/rotate.h"
+#include "stages/smooth.h"
 #include "stages/source_control.h"
 #include "stages/threshold.h"
 #include "stages/tma_matrix.h"
@@ -64,7 +66,7 @@ constexpr S::Row kTable[] = {
     Missing(&S::m_lineSharpen,    "CLineSharpenStage",    kAll),
     Missing(&S::m_noiseSmooth,    "CNoiseSmoothStage",    kAll),
     Missing(&S::m_destreak,       "CDestreakStage",       kAll),
-    Missing(&S::m_smooth,         "CSmoothStage",         kAll),
+    Class<CSmoothStage>(&S::m_smooth,               "CSmoothStage",        QLLineShape::InPlace,  3, kSameFormat, kAll),
     Missing(&S::m_channelSharpen, "CChannelSharpenStage", kAll),
     Missing(&S::m_sharpenSwitch,  "CSharpenSwitchStage",  kAll),
     Missing(&S::m_lutSharpen,     "CLutSharpenStage",     kAll),
@@ -76,7 +78,7 @@ constexpr S::Row kTable[] = {
     Class<CChannelCurveStage>(&S::m_channelCurve,   "CChannelCurveStage",  QLLineShape::InPlace,  1, kSameFormat, kAll),
     Missing(&S::m_autoToneNeg,    "CAutoToneStage",       kNegative),
     Class<CSaturationStage>(&S::m_saturation,       "CSaturationStage",    QLLineShape::InPlace,  1, kSameFormat, kNegative),
-    Missing(&S::m_densityColor,   "CDensityColorStage",   kAll),
+    Class<CDensityColorStage>(&S::m_densityColor,   "CDensityColorStage",  QLLineShape::InPlace,  1, kSameFormat, kAll),
     Class<CDarkNeutralStage>(&S::m_darkNeutral,     "CDarkNeutralStage",   QLLineShape::InPlace,  1, kSameFormat, kAll),
     Missing(&S::m_autoToneSlide,  "CAutoToneTmaStage",    kSlide),
     Class<CTmaMatrixStage>(&S::m_tmaMatrix,         "CTmaMatrixStage",     QLLineShape::InPlace,  1, kSameFormat, kSlide),

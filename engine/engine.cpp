@@ -127,7 +127,8 @@ HRESULT CQLEngine::FireEnd() {
 }
 
 HRESULT CQLEngine::FireAnalyse() {
-    return Fire(QL_ATTR_CMD_ANALYSE);
+    Fire(QL_ATTR_CMD_ANALYSE);
+    return m_chain && m_chain->HasAnalysed() ? S_OK : S_FALSE;
 }
 
 HRESULT CQLEngine::FireOpenAnalysed() {

@@ -93,6 +93,8 @@ class CQLEngine : public CQLAttribStore {
     HRESULT FireFeed();
     HRESULT FireEnd();
     // Two passes over a source that can be read twice: an analysis pass, and one that delivers.
+    // S_FALSE when an analysis that was asked for didn't come about, because the pass was cut or
+    // found nothing to look at; the settings are then as they were.
     HRESULT FireAnalyse();
     HRESULT FireOpenAnalysed();
 
@@ -123,6 +125,8 @@ class CQLEngine : public CQLAttribStore {
     void SetStartValues();
 
     void ReadTone(IQLItemProperties* properties, bool levels);
+    void ReadLevels(IQLItemProperties* properties);
+    void ReadSliders(IQLItemProperties* properties);
     void ReadThreshold(IQLItemProperties* properties);
     // True when the road of the image or the feeder flag changed.
     bool ReadSource(IQLItemProperties* properties);

@@ -20,15 +20,43 @@ struct Setting {
     std::int32_t attribute;
 };
 
-constexpr Setting kLevels[] = {
-    {QL_PROP_HIGHLIGHT_LEVEL, QL_ATTR_HIGHLIGHT},
-    {QL_PROP_SHADOW_LEVEL, QL_ATTR_SHADOW},
-    {QL_PROP_MIDTONE_LEVEL, QL_ATTR_MIDTONE},
+// The levels have one place in the chain for paper and another on the adapter: there is no stage in
+// which both would meet.
+struct Level {
+    DWORD property;
+    std::int32_t paper;
+    std::int32_t film;
 };
-constexpr Setting kPublishedLevels[] = {kLevels[0], kLevels[2], kLevels[1]};
-constexpr Setting kExposure[] = {
-    {WIA_IPS_BRIGHTNESS, QL_ATTR_BRIGHTNESS},
-    {WIA_IPS_CONTRAST, QL_ATTR_CONTRAST},
+constexpr Level kLevels[] = {
+    {QL_PROP_HIGHLIGHT_LEVEL, QL_ATTR_HIGHLIGHT, QL_ATTR_AUTO_WHITE},
+    {QL_PROP_SHADOW_LEVEL, QL_ATTR_SHADOW, QL_ATTR_AUTO_BLACK},
+    {QL_PROP_MIDTONE_LEVEL, QL_ATTR_MIDTONE, QL_ATTR_AUTO_MID},
+};
+constexpr Setting kPublishedLevels[] = {
+    {QL_PROP_HIGHLIGHT_LEVEL, QL_ATTR_HIGHLIGHT},
+    {QL_PROP_MIDTONE_LEVEL, QL_ATTR_MIDTONE},
+    {QL_PROP_SHADOW_LEVEL, QL_ATTR_SHADOW},
+};
+
+// The sliders, -1000 to 1000. Paper has attributes of its own for them. On the adapter they move
+// levels of -100 to 100: a brighter midtone, and for more contrast a darker shadow.
+struct Slider {
+    struct Way {
+        std::int32_t attribute;
+        std::int64_t factor;
+        std::int64_t divisor;
+    };
+    DWORD property;
+    Way paper;
+    Way film;
+};
+constexpr Slider kSliders[] = {
+    {WIA_IPS_BRIGHTNESS,
+     {QL_ATTR_BRIGHTNESS, kAttributeFull, kPropertyFull},
+     {QL_ATTR_AUTO_MID, 1, 10}},
+    {WIA_IPS_CONTRAST,
+     {QL_ATTR_CONTRAST, kAttributeFull, kPropertyFull},
+     {QL_ATTR_AUTO_BLACK, -1, 10}},
 };
 
 // Real numbers: property value / divisor.
@@ -60,6 +88,10 @@ constexpr struct {
     {QL_ATTR_GRAY_TONE_BLACK, QL_ATTR_GRAY_TONE_GAMMA},
     {QL_ATTR_GRAY_WEIGHTS, QL_ATTR_GRAY_WEIGHTS},
 };
+
+constexpr bool IsHue(std::int32_t attribute) {
+    return attribute == QL_ATTR_HUE_X || attribute == QL_ATTR_HUE_Y;
+}
 
 bool ReadNumber(IQLItemProperties* properties, DWORD id, LONG* value) {
     return properties->ReadLong(id, value) == S_OK;
@@ -101,20 +133,16 @@ HRESULT CQLEngine::ReadItemSettings(IQLItemProperties* properties) {
 }
 
 void CQLEngine::ReadTone(IQLItemProperties* properties, bool levels) {
+    if (levels)
+        ReadLevels(properties);
+    else
+        ReadSliders(properties);
     LONG value = 0;
-    if (levels) {
-        for (const Setting& setting : kLevels) {
-            if (ReadNumber(properties, setting.property, &value))
-                SetValue(setting.attribute, IntegerWord(value));
-        }
-    } else {
-        for (const Setting& setting : kExposure) {
-            if (ReadNumber(properties, setting.property, &value)) {
-                // -1000 to 1000 become -128 to 128, towards zero.
-                const std::int64_t scaled = value * kAttributeFull / kPropertyFull;
-                SetValue(setting.attribute, IntegerWord(static_cast<std::int32_t>(scaled)));
-            }
-        }
+    // Each write holds the colour point's length at 1: only from the middle a pair always ends at
+    // the same point.
+    for (const auto& real : kReals) {
+        if (IsHue(real.setting.attribute) && ReadNumber(properties, real.setting.property, &value))
+            SetFixed(real.setting.attribute, 0.0);
     }
     for (const auto& real : kReals) {
         if (ReadNumber(properties, real.setting.property, &value))
@@ -123,6 +151,30 @@ void CQLEngine::ReadTone(IQLItemProperties* properties, bool levels) {
     if (ReadNumber(properties, QL_PROP_SHARPEN_LEVEL, &value))
         SetValue(QL_ATTR_SHARPEN_LEVEL, IntegerWord(value));
     ReadThreshold(properties);
+}
+
+void CQLEngine::ReadLevels(IQLItemProperties* properties) {
+    const bool film = GetValue(QL_ATTR_TMA) != 0;
+    LONG value = 0;
+    for (const Level& level : kLevels) {
+        if (ReadNumber(properties, level.property, &value))
+            SetValue(film ? level.film : level.paper, IntegerWord(value));
+    }
+}
+
+void CQLEngine::ReadSliders(IQLItemProperties* properties) {
+    const bool film = GetValue(QL_ATTR_TMA) != 0;
+    // The level that no slider moves: an item before may have set it.
+    SetValue(film ? QL_ATTR_AUTO_WHITE : QL_ATTR_MIDTONE, 0);
+    LONG value = 0;
+    for (const Slider& slider : kSliders) {
+        const Slider::Way& way = film ? slider.film : slider.paper;
+        if (ReadNumber(properties, slider.property, &value)) {
+            // Towards zero.
+            const std::int64_t scaled = value * way.factor / way.divisor;
+            SetValue(way.attribute, IntegerWord(static_cast<std::int32_t>(scaled)));
+        }
+    }
 }
 
 // Brightness moves the threshold of line art; without it the threshold property holds.
@@ -188,9 +240,10 @@ void CQLEngine::TakeProfile(IQLItemProperties* properties) {
 HRESULT CQLEngine::PublishDefaults(IQLItemProperties* properties) {
     if (!properties)
         return E_INVALIDARG;
-    for (const Setting& setting : kExposure) {
-        const std::int64_t value = GetInteger(setting.attribute) * kPropertyFull / kAttributeFull;
-        properties->WriteLong(setting.property, static_cast<LONG>(value));
+    for (const Slider& slider : kSliders) {
+        const std::int64_t value =
+            GetInteger(slider.paper.attribute) * kPropertyFull / kAttributeFull;
+        properties->WriteLong(slider.property, static_cast<LONG>(value));
     }
     for (const Setting& setting : kPublishedLevels)
         properties->WriteLong(setting.property, GetInteger(setting.attribute));

@@ -17,6 +17,7 @@
 #include <memory>
 
 #include "frame/attrib_ids.h"
+#include "frame/rect.h"
 
 class CQLAttribStore;
 struct QLAttribNode;
@@ -30,16 +31,6 @@ struct QLAttribTree {
 
     std::unique_ptr<QLAttribNode> m_root;
 };
-
-// Rectangle in pixels. Whether bottom and right still belong to it, its attribute tells: a band's
-// lie behind the last line and column, those of a threshold's rectangle on them.
-struct QLRect {
-    std::int32_t top = 0;   // first line
-    std::int32_t left = 0;  // first column
-    std::int32_t bottom = 0;
-    std::int32_t right = 0;
-};
-static_assert(sizeof(QLRect) == 16);
 
 // Real numbers travel as signed 16.16 in the low 32 bits. x * 65536 + 0.5, truncated towards zero;
 // what lies outside -32768 to just under 32768 is held at the ends, not-a-number becomes 0.

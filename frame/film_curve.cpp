@@ -49,6 +49,12 @@ CFilmCurveLut::CFilmCurveLut(std::int32_t size, const QLFilmRow* rows, double st
       m_rowCount(rowCount),
       m_pivotRow(pivotRow) {}
 
+void CFilmCurveLut::SetStep(double step) {
+    if (step != m_step)
+        ForgetArguments();
+    m_step = step;
+}
+
 // Densities below 0, which shifts make of the first rows, lie at full scale.
 std::int32_t CFilmCurveLut::DensityToCode(double density) const {
     const std::int32_t code = TruncToI32(std::pow(10.0, -density) * (Size() - 1));

@@ -37,6 +37,11 @@ class CFilmCurveLut : public CQLLut {
     virtual bool BuildCurveGamma(double shift, double high, double low, double gamma);
     virtual bool BuildCurve(double shift, double high, double low);
 
+    // The density between two rows. Another one makes the next build build.
+    void SetStep(double step);
+    // The next build builds, whatever its arguments: the table was put to another use.
+    void ForgetArguments() { m_lastHigh = kNoArgument; }
+
     // The table position of a density: 10^-density of full scale, truncated.
     std::int32_t DensityToCode(double density) const;
     double RowDensity(std::int32_t row, double high, double low) const;
@@ -48,8 +53,10 @@ class CFilmCurveLut : public CQLLut {
     double m_step;
     std::int16_t m_rowCount;
     std::int16_t m_pivotRow;
-    // Arguments of the last build. The first is out of range, so that the first build always runs.
-    double m_lastHigh = -2.0;
+    // A `high` that no caller has: with it, the next build always runs.
+    static constexpr double kNoArgument = -2.0;
+    // Arguments of the last build.
+    double m_lastHigh = kNoArgument;
     double m_lastLow = 0.0;
     double m_lastShift = 0.0;
     std::unique_ptr<CQLLut> m_helper;  // the inverted gamma m_lastGamma

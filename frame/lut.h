@@ -42,6 +42,8 @@ class CQLLut {
     double Gamma() const { return m_gamma; }
 
     void Set(std::int32_t index, std::uint16_t value);
+    // Nothing is known of what the table holds any more: the next builder builds.
+    void MarkEdited();
     void SetIdentity();
 
     // BuildGamma with the slope from black held at maxSlope.
@@ -88,7 +90,6 @@ class CQLLut {
     bool IsRising() const { return m_table[0] < m_table[m_size - 1]; }
     void CheckMonotonic() const;
     std::int32_t Bisect(std::int32_t value) const;
-    void MarkEdited();
     std::uint16_t ResampledEntry(const CQLLut& source, std::int32_t index) const;
 
     std::int32_t m_size = 0;

@@ -112,6 +112,13 @@ class CQLStage : public CQLAttribStore {
     virtual QLStatus OnBeforeClose() { return QL_OK; }
     virtual QLStatus OnAfterClose() { return QL_OK; }
 
+    // Lines of this stage's input that it needs beyond those that it is asked for. Known from Open
+    // on; whoever feeds the head leaves as many behind.
+    virtual std::int32_t HeldLines() const { return 0; }
+    // No more lines reach the head of the chain, whatever height it announced: what a stage holds
+    // back passes with the next pulls. Called on every stage of the chain.
+    virtual void OnEndOfInput() {}
+
     // True when the stage does its work on this run. Known from Open on.
     bool IsActive() const { return m_active && !m_bypass; }
 

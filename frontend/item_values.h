@@ -40,6 +40,9 @@ constexpr bool HoldsSample(LONG units, LONG resolution) {
     return std::int64_t{units} * resolution >= 300;
 }
 
+// What a preview from a feeder comes to that lets go of each sheet it has scanned.
+inline constexpr HRESULT kSheetNotKept = MakeResult(0x80040016);
+
 // The window as setGeomControl has placed it.
 constexpr bool HoldsPixels(const GeomControl& geometry) {
     return HoldsSample(geometry.width, geometry.scanXRes) &&

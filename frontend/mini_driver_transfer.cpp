@@ -170,6 +170,9 @@ ScanSource CNVwiaMiniDrv::ResolveSource(BYTE* pWiasContext, LONG tmaDefault) {
         m_bFeederEmpty = false;
 
     ScanSource source;
+    LONG preview = 0;
+    ReadRootLong(pWiasContext, WIA_DPS_PREVIEW, &preview);
+    source.preview = preview != 0;
     const bool feederOnly = only == kSheetFedOnly;
     LONG select = 0;
     if (feederOnly || (hasAdf && paper)) {
@@ -186,6 +189,10 @@ ScanSource CNVwiaMiniDrv::ResolveSource(BYTE* pWiasContext, LONG tmaDefault) {
         ReadRootLong(pWiasContext, QL_PROP_TMA_SELECT, &tma);
         source.useXPA = tma == 1;
     }
+    LONG film = 0;
+    if (source.useXPA)
+        ReadItemLong(pWiasContext, QL_PROP_TMA_METHOD, &film);
+    source.negative = film == 1;
     return source;
 }
 
@@ -197,6 +204,9 @@ HRESULT CNVwiaMiniDrv::ValidateWidthHeight(BYTE* pWiasContext, GeomControl& geom
     geometry = {};
     m_pScan->buildTonemap(nullptr);
     const ScanSource source = ResolveSource(pWiasContext, kAdapterUnlessTold);
+    // A preview would be all that there ever is of a sheet that the feeder doesn't keep.
+    if (source.preview && source.useADF && !m_pScan->keepsPreviewedSheet())
+        return trace.SetResult(kSheetNotKept).GetResult();
     if (FAILED(trace.SetResult(m_pScan->firstScanInit(&source)).GetResult())) {
         m_pLog->Format(kLogInformation, "ValidateWidthHeight: firstScanInit failed hr %d",
                        trace.GetResult());

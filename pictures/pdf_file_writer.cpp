@@ -11,11 +11,6 @@
 
 namespace {
 
-struct CContextDeleter {
-    void operator()(cairo_t* context) const { cairo_destroy(context); }
-};
-using CContextPtr = std::unique_ptr<cairo_t, CContextDeleter>;
-
 struct CPatternDeleter {
     void operator()(cairo_pattern_t* pattern) const { cairo_pattern_destroy(pattern); }
 };
@@ -194,7 +189,7 @@ void CPdfFileWriter::StorePage(PIX* pix) {
     const double yScale = PointsPerPixel(pixGetYRes(pix));
     SetPageSize(pixGetWidth(pix) * xScale, pixGetHeight(pix) * yScale);
     CPageParts parts;
-    const CContextPtr context(cairo_create(m_document.get()));
+    const CCairoContextPtr context(cairo_create(m_document.get()));
     cairo_scale(context.get(), xScale, yScale);
     if (pixGetDepth(pix) == 1)
         PaintBits(context.get(), pix, &parts);

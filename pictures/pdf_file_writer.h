@@ -2,17 +2,11 @@
 // compressed as JPEG, bits and palettes without loss. A page goes to the file when it is whole.
 #pragma once
 
-#include <cairo.h>
-
 #include <exception>
 #include <memory>
 
+#include "pictures/cairo_ptr.h"
 #include "pictures/pix_file_writer.h"
-
-struct CCairoSurfaceDeleter {
-    void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
-};
-using CCairoSurfacePtr = std::unique_ptr<cairo_surface_t, CCairoSurfaceDeleter>;
 
 class CPdfFileWriter final : public CPixFileWriter {
   public:

@@ -122,7 +122,7 @@ void AddCorners(CDrawnMedium& page) {
     }
 }
 
-// The whole photograph, with the film's tables over it.
+// The whole photograph; the negative's film was exposed to the light that comes through the slide.
 class CFilm final : public CMedium {
   public:
     explicit CFilm(bool negative) {
@@ -131,12 +131,12 @@ class CFilm final : public CMedium {
         m_xDpi = m_yDpi = kFilmDpi;
         if (!negative)
             return;
-        CLightTables positive;
-        for (auto& table : positive) {
+        CLightTables scene;
+        for (auto& table : scene) {
             for (std::size_t i = 0; i < table.size(); ++i)
                 table[i] = LightOf(static_cast<std::uint8_t>(i));
         }
-        m_light = std::make_unique<CLightTables>(NegativeLight(positive));
+        m_film = std::make_unique<CColorNegative>(scene);
     }
     void ReadLine(std::int32_t y, std::uint8_t* rgb) override {
         std::memcpy(rgb, nvq_builtin_photo + static_cast<std::size_t>(y) * kPhotoStride,

@@ -54,10 +54,10 @@ CPictureMedium::CPictureMedium(std::string path, const CPlacing& placing)
     m_xDpi = DpiOf(placing.m_xDpi, info.m_xPelsPerMeter);
     m_yDpi = DpiOf(placing.m_yDpi, info.m_yPelsPerMeter);
     m_raw.resize(m_reader->LineBytes());
-    if (placing.m_encoding != kEncodingLinear)
+    if (placing.m_encoding == kEncodingSrgb)
         m_light = std::make_unique<CLightTables>(SrgbLight());
     if (placing.m_encoding == kEncodingNegative)
-        *m_light = NegativeLight(*m_light);
+        m_film = std::make_unique<CColorNegative>(SrgbLight());
 }
 
 // A file that breaks off in the middle fails the scan there, and says which.
@@ -99,22 +99,6 @@ CLightTables SrgbLight() {
         const double light = LightOfDisplayed(static_cast<double>(i) / 255.0);
         for (auto& table : tables)
             table[i] = ToLight(light);
-    }
-    return tables;
-}
-
-// Film answers in density: D = Dmin + gamma log10(exposure). With a gamma of 0.5 and a floor of one
-// percent the film lets through base / (10 sqrt(exposure)) of the light, from the whole base in the
-// darkest parts to a tenth of it in the brightest. The base is the orange mask.
-CLightTables NegativeLight(const CLightTables& positive) {
-    constexpr double kFloor = 0.01;
-    constexpr double kBase[] = {0.90, 0.55, 0.33};
-    CLightTables tables;
-    for (std::size_t channel = 0; channel < tables.size(); ++channel) {
-        for (std::size_t i = 0; i < 256; ++i) {
-            const double exposure = std::max(positive[channel][i] / kFullScale, kFloor);
-            tables[channel][i] = ToLight(kBase[channel] / (10.0 * std::sqrt(exposure)));
-        }
     }
     return tables;
 }

@@ -126,6 +126,8 @@ void CResampler::ExactLine(std::uint32_t line, std::uint8_t* rgb, std::uint32_t*
 void CResampler::Sense(std::int64_t from, std::int64_t to, std::uint16_t* light) const {
     const std::uint8_t* value = m_values.data() + from * 3;
     const std::uint8_t* const end = m_values.data() + to * 3;
+    if (const CColorNegative* film = m_medium.Film())
+        return film->Light(value, static_cast<std::size_t>(to - from), light);
     const CLightTables* tables = m_medium.Light();
     if (!tables) {
         for (; value < end; ++value)

@@ -64,8 +64,9 @@ class CResampler {
 
     // Line `line`, red, green, blue of 16 bits; lines are asked for in their order.
     void Line(std::uint32_t line, std::uint16_t* rgb);
-    // The medium's values stand in the lines as they are; ExactLine can be used instead.
-    bool IsExact() const { return m_across.IsExact() && m_along.IsExact(); }
+    // The medium's values stand in the lines as they are, each for itself; ExactLine can be used
+    // instead.
+    bool IsExact() const { return m_across.IsExact() && m_along.IsExact() && !m_medium.Film(); }
     // The values of a line, before the medium's light tables, for the pixels that lie on the
     // medium; the others, outside `begin` to `end`, are left as they are.
     void ExactLine(std::uint32_t line, std::uint8_t* rgb, std::uint32_t* begin, std::uint32_t* end);

@@ -45,12 +45,12 @@ QLStatus CChannelCurveStage::RebuildCurves() {
         return QL_ERR_NO_MEMORY;
     // Black, gain, gamma: what the gain clips stays clipped.
     for (int c = 0; c < 3; ++c) {
-        m_lut[c]->SetIdentity();
+        m_ownLut[c]->SetIdentity();
         // Black b: 0 up to b, and the rest stretched back over the whole range.
-        m_lut[c]->RemapValues(TruncToU16(m_black[c]), kSampleMax, 0, kSampleMax);
-        m_lut[c]->Scale(m_gain[c]);
+        m_ownLut[c]->RemapValues(TruncToU16(m_black[c]), kSampleMax, 0, kSampleMax);
+        m_ownLut[c]->Scale(m_gain[c]);
         gamma->BuildGamma(m_gamma[c]);
-        m_lut[c]->ComposeWith(*gamma);
+        m_ownLut[c]->ComposeWith(*gamma);
     }
     m_dirty = false;
     return QL_OK;

@@ -61,10 +61,10 @@ QLStatus CDarkNeutralStage::RebuildDark() {
     for (int c = 0; c < 3; ++c) {
         // Black at its point, white at full scale; then gamma; the gain last, so that it clips what
         // the curve has lifted and nothing before.
-        m_lut[c]->BuildClipRamp(RoundToI32(m_black[c] + m_blackOffset), kSampleMax);
+        m_ownLut[c]->BuildClipRamp(RoundToI32(m_black[c] + m_blackOffset), kSampleMax);
         gamma->BuildGamma(m_gamma[c]);
-        m_lut[c]->ComposeWith(*gamma);
-        m_lut[c]->Scale(m_gain[c]);
+        m_ownLut[c]->ComposeWith(*gamma);
+        m_ownLut[c]->Scale(m_gain[c]);
     }
     // Below the window a table is the identity: a steep curve would amplify the noise of dark
     // pixels.

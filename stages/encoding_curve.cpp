@@ -23,17 +23,17 @@ std::span<const QLAttribRow> CEncodingCurveStage::Rows() {
 }
 
 CEncodingCurveStage::CEncodingCurveStage(QLAttribTree* tree) : CLutStage(tree) {
-    m_lut[kGray] = CQLLut::MakeFull();
+    NeedTable(kGray);
     BuildCurve();
     AttachRows(this);
 }
 
 // A table that is missing leaves lines as they are: this stage has no status to tell of it.
 void CEncodingCurveStage::BuildCurve() {
-    if (!m_lut[kGray])
+    if (!m_ownLut[kGray])
         return;
     if (m_gammaMode)
-        m_lut[kGray]->BuildGammaLimited(kGamma, kMaxSlope);
+        m_ownLut[kGray]->BuildGammaLimited(kGamma, kMaxSlope);
     else
-        m_lut[kGray]->BuildSrgb();
+        m_ownLut[kGray]->BuildSrgb();
 }

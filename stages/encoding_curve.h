@@ -9,7 +9,7 @@ class CEncodingCurveStage final : public CLutStage {
     static std::span<const QLAttribRow> Rows();
 
   private:
-    const CQLLut* Curve() const { return m_lut[kGray].get(); }
+    const CQLLut* Curve() const { return m_lut[kGray]; }
     void BuildCurve();
 
     bool m_gammaMode = false;

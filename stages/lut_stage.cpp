@@ -18,15 +18,21 @@ QLStatus CLutStage::OnBeforeOpen() {
 }
 
 QLStatus CLutStage::NeedTables(int count, bool* made) {
-    for (int c = 0; c < count; ++c) {
-        if (m_lut[c])
-            continue;
-        m_lut[c] = CQLLut::MakeFull();
-        if (!m_lut[c])
-            return QL_ERR_NO_MEMORY;
-        if (made)
-            *made = true;
-    }
+    QLStatus status = QL_OK;
+    for (int c = 0; c < count && status == QL_OK; ++c)
+        status = NeedTable(static_cast<Channel>(c), made);
+    return status;
+}
+
+QLStatus CLutStage::NeedTable(Channel channel, bool* made) {
+    if (m_ownLut[channel])
+        return QL_OK;
+    m_ownLut[channel] = CQLLut::MakeFull();
+    m_lut[channel] = m_ownLut[channel].get();
+    if (!m_lut[channel])
+        return QL_ERR_NO_MEMORY;
+    if (made)
+        *made = true;
     return QL_OK;
 }
 
@@ -42,8 +48,8 @@ void CLutStage::Splice(int count, std::int32_t center, std::int32_t width) {
     for (int c = 0; c < count; ++c) {
         // The identity up to the window, then a line to what the table holds at its upper end. Each
         // table has its own value there, so channels part from one another only within the window.
-        m_lut[c]->DrawSegment(0, 0, low, low, true);
-        m_lut[c]->DrawSegment(low, low, high, m_lut[c]->At(high), true);
+        m_ownLut[c]->DrawSegment(0, 0, low, low, true);
+        m_ownLut[c]->DrawSegment(low, low, high, m_ownLut[c]->At(high), true);
     }
 }
 
@@ -65,7 +71,7 @@ QLStatus CLutStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
 }
 
 const CQLLut* CLutStage::PlaneLut(int plane) const {
-    return m_lut[m_lutMode == kModeSingle ? int{kGray} : plane].get();
+    return m_lut[m_lutMode == kModeSingle ? int{kGray} : plane];
 }
 
 QLStatus CLutStage::TransformColor(QLColorQuery* query) {

@@ -1,6 +1,7 @@
 // Base of the stages that carry tone corrections: one table read a sample, in place, on the
-// internal form. They differ in how their tables are built from attributes. Attribute changes only
-// mark tables stale; they are rebuilt at the next open, never on the line path.
+// internal form. They differ in where their tables come from: most build tables of their own from
+// attributes, others borrow those of an analyser. Attribute changes only mark tables stale; they
+// are rebuilt at the next open, never on the line path.
 #pragma once
 
 #include <memory>
@@ -29,13 +30,19 @@ class CLutStage : public CInPlaceStage {
 
     // Lines whose table is missing pass. QL_ERR_BAD_ARGUMENT for a mode that is none.
     QLStatus ProcessPixels(std::uint16_t* samples, std::size_t count) override;
-    // Makes the first `count` tables that are missing. `made` tells whether any was.
+    // Makes the first `count` tables of the stage's own that are missing, and lets m_lut point to
+    // them. `made` tells whether any was.
     QLStatus NeedTables(int count, bool* made = nullptr);
-    // Blends the first `count` tables from the identity below a window of input values into what
-    // they hold above it. Centre and width in 1/256 of the table.
+    QLStatus NeedTable(Channel channel, bool* made = nullptr);
+    // Blends the first `count` own tables from the identity below a window of input values into
+    // what they hold above it. Centre and width in 1/256 of the table.
     void Splice(int count, std::int32_t center, std::int32_t width);
 
-    std::unique_ptr<CQLLut> m_lut[kChannels];
+    // What lines and colours go through, of 65536 entries each; null for what passes. Borrowed:
+    // from m_ownLut, or from whoever builds the tables and lives as long as the stage.
+    const CQLLut* m_lut[kChannels] = {};
+    // The tables of stages that build them.
+    std::unique_ptr<CQLLut> m_ownLut[kChannels];
     std::uint16_t m_lutMode = kModeSingle;
 
   private:

@@ -61,12 +61,12 @@ void CToneLevelsStage::RebuildLevels() {
     const double gamma[kChannels] = {m_gamma[0], m_gamma[1], m_gamma[2], m_grayGamma};
     const double gain[kChannels] = {m_gain[0], m_gain[1], m_gain[2], m_grayGain};
     for (int c = 0; c < kChannels; ++c) {
-        m_lut[c]->SetIdentity();
+        m_ownLut[c]->SetIdentity();
         // Black is told on the 8-bit scale: 257 codes of the table for each step. Then gamma, then
         // gain; the curves of negatives put the gain first.
-        m_lut[c]->RemapValues(TruncToU16(black[c] * 65535.0 / 255.0), kSampleMax, 0, kSampleMax);
-        m_lut[c]->ApplyGamma(gamma[c]);
-        m_lut[c]->Scale(gain[c]);
+        m_ownLut[c]->RemapValues(TruncToU16(black[c] * 65535.0 / 255.0), kSampleMax, 0, kSampleMax);
+        m_ownLut[c]->ApplyGamma(gamma[c]);
+        m_ownLut[c]->Scale(gain[c]);
     }
     m_dirty = false;
     // Last, over all four: what it blends in is the finished curve.

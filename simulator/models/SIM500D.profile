@@ -20,6 +20,19 @@ ADF
 -0.03, 1.05, -0.02
 -0.01, -0.05, 1.06
 
+// Tone of negatives: offsets, slopes, gammas, density step
+NEGCOEFFS
+0.0, 0.0, 0.0
+1.0, 1.0, 1.0
+1.0, 1.0, 1.0
+0.069
+
+// Density matrix of negatives: takes back what the film's dyes take of each other's colours
+NEG6X3
+0.02, 0.02, 0.00, 0.00, 0, 0
+0.03, 0.03, 0.03, 0.03, 0, 0
+0.01, 0.01, 0.05, 0.05, 0, 0
+
 // Conversion to gray: weights, then offset, gain, gamma
 GRAY
 0.30, 0.59, 0.11

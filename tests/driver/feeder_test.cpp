@@ -17,6 +17,7 @@ class Feeder : public CScanTest {
         InstallAndOpen(ini + "[behaviour]\nrecord=1\n");
         Select(select);
     }
+    void SetPreview(LONG on) { Set({{WIA_DPS_PREVIEW, on}}, "Root"); }
     void Select(LONG select) {
         Set({{WIA_DPS_DOCUMENT_HANDLING_SELECT, select}}, "Root");
         Set({{WIA_IPS_XEXTENT, 64}});
@@ -97,6 +98,39 @@ TEST_F(Feeder, ThatFailsBetweenTwoPagesIsGivenBack) {
     EXPECT_TRUE(IsFree());
     Act("close-hatch");
     ExpectSheets({m_sides[2]});
+}
+
+// Also the last one, behind which the job would be over, and a back behind its front.
+TEST_F(Feeder, KeepsASheetOfWhichThereWasAPreview) {
+    Begin(2, FEEDER);
+    for (const int side : {0, 2}) {
+        SetPreview(1);
+        ExpectSheets({m_sides[side]}, 1);
+        ExpectSheets({m_sides[side]}, 1);
+        SetPreview(0);
+        EXPECT_FALSE(IsFree()) << "the sheet waits for its scan";
+        ExpectSheets({m_sides[side]}, 1);
+    }
+    ExpectSpent();
+    Act("load-1");
+    Select(DUPLEX);
+    SetPreview(1);
+    ExpectSheets({m_sides[0]}, 1);
+    SetPreview(0);
+    ExpectSheets({m_sides[0], m_sides[1]});
+    EXPECT_EQ(State().feeds, 3u);
+}
+
+TEST_F(Feeder, ThatKeepsNoSheetGivesNoPreview) {
+    InstallAndOpen("[feeder]\nsheets=1\n[adf2]\nmodeFlags=0\n[behaviour]\nrecord=1\n");
+    Select(FEEDER);
+    SetPreview(1);
+    CPages none;
+    EXPECT_EQ(static_cast<std::uint32_t>(Scan(none, 1).code), 0x80040016u);
+    EXPECT_EQ(Calls().find("StartScan"), std::string::npos);
+    SetPreview(0);
+    EXPECT_EQ(Failure(Scan(none, 1)), "");
+    EXPECT_NE(Calls().find("StartScan"), std::string::npos);
 }
 
 }  // namespace

@@ -21,6 +21,28 @@ TEST_F(Scans, AtTheDevicesResolutionHaveThePicturesPixels) {
     }
 }
 
+// The two films are two pictures: the one that the device takes is the one that was announced. On
+// the glass the choice of film means nothing.
+TEST_F(Scans, OfFilmSayWhichOneItIs) {
+    const Picture paper = RandomPicture(64, 60);
+    Lay(RandomPicture(40, 40, 2), 300, "slide.bmp");
+    Lay(RandomPicture(40, 40, 3), 300, "negative.bmp");
+    OpenWith(paper, 300,
+             "[slide]\npicture=slide.bmp\n[negative]\npicture=negative.bmp\n"
+             "[behaviour]\nrecord=1\n");
+    const auto expect = [this](LONG adapter, LONG film, const char* source) {
+        Set({{QL_PROP_TMA_SELECT, adapter}}, "Root");
+        Set({{QL_PROP_TMA_METHOD, film}});
+        const std::size_t before = Calls().size();
+        CPages pages;
+        EXPECT_EQ(Failure(Scan(pages)), "");
+        EXPECT_NE(Calls().find(source, before), std::string::npos) << adapter << ' ' << film;
+    };
+    expect(1, 0, "source 2,");
+    expect(1, 1, "source 3,");
+    expect(0, 1, "source 0,");
+}
+
 // A row is longer than the service's least buffer, and comes in parts.
 TEST_F(Scans, MayBeWiderThanTheClientsBuffer) {
     const Picture whole = RandomPicture(24000, 24);

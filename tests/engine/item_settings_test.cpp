@@ -42,7 +42,8 @@ class ItemSettings : public testing::Test {
 
 TEST_F(ItemSettings, ReachTheirAttributes) {
     // -999 x 128 / 1000 = -127.87, cut; 2.2 x 65536 = 144179.2; -0.33 x 65536 + 0.5 = -21626.38;
-    // 1.3 x 65536 = 85196.8, rounded. Levels count with another exposure method only.
+    // 1.3 x 65536 = 85196.8, rounded. Levels count with another exposure method only, and the
+    // midtone, which no slider moves, is 0 without it.
     // clang-format off
     ReadWith({{WIA_IPA_DATATYPE, 2}, {QL_PROP_HIGHLIGHT_LEVEL, 11}, {WIA_IPS_BRIGHTNESS, -999},
               {WIA_IPS_CONTRAST, 1000}, {QL_PROP_GAMMA, 2200}, {QL_PROP_HUE_X, -33},
@@ -55,7 +56,7 @@ TEST_F(ItemSettings, ReachTheirAttributes) {
     ReadWith({{QL_PROP_EXPOSURE_METHOD, 1}, {QL_PROP_SHADOW_LEVEL, -12}, {WIA_IPS_BRIGHTNESS, 500},
               {WIA_IPA_DATATYPE, 1}});
     for (const auto& [id, value] : {
-             std::pair{QL_ATTR_HIGHLIGHT, 11}, {QL_ATTR_SHADOW, -12}, {QL_ATTR_MIDTONE, kUntouched},
+             std::pair{QL_ATTR_HIGHLIGHT, 11}, {QL_ATTR_SHADOW, -12}, {QL_ATTR_MIDTONE, 0},
              {QL_ATTR_BRIGHTNESS, -127}, {QL_ATTR_OUTPUT_TYPE, 2}})
         EXPECT_EQ(Get(id), value) << id;
     // clang-format on
@@ -117,13 +118,13 @@ TEST_F(ItemSettings, TablesAreTakenOverAndAnnouncedOnce) {
     m_item.m_profile = &profile;
     profile.m_defaults.m_valid = 0;
     ReadWith({});
-    EXPECT_EQ(m_board.Heard(), Ids()) << "defaults that aren't valid take nothing over";
+    EXPECT_EQ(m_board.Heard(), Ids{QL_ATTR_MIDTONE}) << "defaults that aren't valid take nothing over";
     profile.m_defaults.m_valid = 1;
     for (const bool first : {true, false}) {
         profile.m_gray.m_matrix[1] = first ? 0.75 : 0.25;
         profile.m_defaults.m_lidColor = first ? 5 : 6;
         ReadWith({});
-        EXPECT_EQ(m_board.Heard().size(), first ? 45u : 0u);
+        EXPECT_EQ(m_board.Heard().size(), first ? 46u : 1u);
         EXPECT_EQ(Numbers(QL_ATTR_GRAY_WEIGHTS)[1], 0.75);
         EXPECT_EQ(Get(QL_ATTR_DEFAULT_WORD), first ? 5 : 6) << "the defaults are read each time";
     }

@@ -162,6 +162,16 @@ void Tone(Samples& samples, const Settings& s) {
     }
 }
 
+void Density(Samples& samples, const Settings& s) {
+    const CTestProfile& p = s.m_profile;
+    int k[27];
+    for (int i = 0; i < 27; ++i)
+        k[i] = static_cast<int>((i < 18 ? p.m_density[i] : p.m_post[i - 18]) * 1024.0 + 0.5);
+    const bool film = s.m_source == kNegative && samples.m_channels == 3;
+    for (std::size_t i = 0; film && i < samples.m_v.size(); i += 3)
+        CorrectPixel(samples.m_v.data() + i, k, DensityOf, LightOf);
+}
+
 void Color(Samples& samples, const Settings& s) {
     const CTestProfile& p = s.m_profile;
     const bool slideGray = s.m_source == kSlide && (s.m_type == kGray || s.m_type == kHalftone);
@@ -198,6 +208,7 @@ void TakeGreen(Samples& samples) {
 Samples Developed(const CTestPicture& picture, const Settings& s) {
     Samples samples = Decode(picture, s.m_encoded);
     Tone(samples, s);
+    Density(samples, s);
     Color(samples, s);
     if (!IsBits(s)) {
         const Table curve = s.m_gamma18 ? HeldGamma(1.8, 16.0) : Srgb();
@@ -285,6 +296,11 @@ CTestProfile StrongProfile() {
     const double slide[9] = {1.2, -0.1, -0.1, 0.2, 0.7, 0.1, -0.3, 0.1, 1.2};
     std::copy_n(flatbed, 9, p.m_flatbed);
     std::copy_n(slide, 9, p.m_slide);
+    const double density[18] = {0.3, -0.2, 0.15, 0.4,  -0.1, 0.05, 0.7, 0.6, 0.2,
+                                0.1, 0.5,  -0.3, -0.4, 1.1,  0.25, 0.9, 0.0, 0.35};
+    const double post[9] = {1.1, -0.07, -0.02, 0.04, 0.9, 0.05, -0.12, 0.2, 0.95};
+    std::copy_n(density, 18, p.m_density);
+    std::copy_n(post, 9, p.m_post);
     return p;
 }
 

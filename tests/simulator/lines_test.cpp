@@ -1,7 +1,9 @@
 // What lines a scan gives: pixels, windows, resolutions, channels, depths, tone maps.
 #include <algorithm>
+#include <cmath>
 #include <random>
 
+#include "frame/film_curve.h"
 #include "tests/simulator/sim_rig.h"
 
 namespace {
@@ -189,8 +191,8 @@ TEST(ColourMatrix, MixesTheColoursAndHoldsThem) {
     EXPECT_EQ(data, Pixels({{100, 255, 50}}));
 }
 
-std::vector<int> Light16(const CDeviceRig& rig) {
-    auto params = Window(0, 0, 3, 1);
+std::vector<int> Light16(const CDeviceRig& rig, DWORD pixels) {
+    auto params = Window(0, 0, pixels, 1);
     params.bitsPerSample = 16;
     const Bytes data = ScanOf(rig, params);
     std::vector<int> light;
@@ -200,12 +202,64 @@ std::vector<int> Light16(const CDeviceRig& rig) {
 }
 
 TEST(Encoding, SaysWhatLightAPicturesValuesStandFor) {
-    const Bytes rgb = Grays({0, 128, 255});
-    EXPECT_NEAR(Light16(CPictureRig(3, 1, 300, rgb, "encoding=srgb"))[3], 0.21586 * 65535, 327)
-        << "the display's curve";
-    // The film's base is orange; full light leaves a tenth of it.
-    EXPECT_EQ(Light16(CPictureRig(3, 1, 300, Grays({0, 0, 255}), "encoding=negative")),
-              (std::vector<int>{58982, 36044, 21627, 58982, 36044, 21627, 5898, 3604, 2163}));
+    const CPictureRig rig(3, 1, 300, Grays({0, 128, 255}), "encoding=srgb");
+    EXPECT_NEAR(Light16(rig, 3)[3], 0.21586 * 65535, 327) << "the display's curve";
+}
+
+// Densities of the negative of pixels, red, green, blue.
+std::vector<double> NegativeOf(const Bytes& rgb) {
+    const auto pixels = static_cast<int>(rgb.size() / 3);
+    const CPictureRig rig(pixels, 1, 300, rgb, "encoding=negative");
+    std::vector<double> densities;
+    for (const int light : Light16(rig, static_cast<DWORD>(pixels)))
+        densities.push_back(-std::log10(light / 65535.0));
+    return densities;
+}
+
+TEST(Negative, AnswersTheLightInDensityByACurveWithAToe) {
+    // Displayed values a stop apart: light of 1/64, 1/32 and so on to 1.
+    const auto densities = NegativeOf(Grays({0, 33, 49, 71, 99, 137, 188, 255}));
+    EXPECT_LT(densities[0], densities[2]) << "the mask lets through more red than blue";
+    for (std::size_t color = 0; color < 3; ++color) {
+        const auto rise = [&](std::size_t step) {
+            return densities[3 * step + 3 + color] - densities[3 * step + color];
+        };
+        for (std::size_t step = 0; step < 7; ++step)
+            EXPECT_GT(rise(step), 0.0) << "step " << step;
+        // A stop is 0.301: such film has a slope of a good half.
+        EXPECT_NEAR(rise(5) / 0.301, 0.58, 0.04);
+        EXPECT_LT(rise(1), rise(5) * 0.75) << "the toe";
+    }
+}
+
+TEST(Negative, DyesTakeALittleOfTheOtherColours) {
+    const auto densities = NegativeOf(Pixels({{0, 0, 0}, {255, 0, 0}, {0, 255, 0}, {0, 0, 255}}));
+    for (std::size_t layer = 0; layer < 3; ++layer) {
+        for (std::size_t color = 0; color < 3; ++color) {
+            const double dye = densities[3 * layer + 3 + color] - densities[color];
+            if (color == layer)
+                EXPECT_NEAR(dye, 1.0, 0.1);
+            else
+                EXPECT_TRUE(dye >= 0.0 && dye < 0.1) << layer << ' ' << color << ' ' << dye;
+        }
+    }
+}
+
+// What the driver makes of film with its settings at rest: densities out for densities in, apart
+// for each colour, between which it draws lines. Here for a gray of the middle, a light and a dark.
+TEST(Negative, IsTurnedBackIntoItsScene) {
+    const int kShown[] = {50, 120, 200};
+    const auto densities = NegativeOf(Grays({kShown[0], kShown[1], kShown[2]}));
+    for (std::size_t i = 0; i < densities.size(); ++i) {
+        constexpr double kShift[] = {0.38, 0.373971, 0.296029};
+        const double row = (densities[i] + kShift[i % 3]) / kFilmStepA;
+        const auto below = static_cast<std::size_t>(row);
+        const double part = row - static_cast<double>(below);
+        const double density =
+            FilmTableA()[below].nominal * (1 - part) + FilmTableA()[below + 1].nominal * part;
+        const double shown = 255 * (1.055 * std::pow(10.0, -density / 2.4) - 0.055);
+        EXPECT_NEAR(shown, kShown[i / 3], 12) << "colour " << i % 3;
+    }
 }
 
 TEST(Noise, IsTheSameForASeedAndStaysSmall) {

@@ -105,6 +105,7 @@ struct CTestProfile {
     double m_slide[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     double m_neutral[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     double m_density[18] = {};
+    double m_post[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     CoeffRecord m_flatbedCoeffs = kNeutralCoeffs, m_feederCoeffs = kNeutralCoeffs;
     CoeffRecord m_slideCoeffs = kNeutralCoeffs, m_slideCoeffsB = kNeutralCoeffs;
     CoeffRecord m_negCoeffs = kNeutralCoeffs;
@@ -115,7 +116,7 @@ struct CTestProfile {
         const std::map<DWORD, const void*> records = {
             {QL_PROP_DEFAULTS, &m_defaults}, {QL_PROP_FLATBED_MATRIX, m_flatbed},
             {QL_PROP_SLIDE_MATRIX, m_slide}, {QL_PROP_FEEDER_MATRIX, m_neutral},
-            {QL_PROP_POST_MATRIX, m_neutral}, {QL_PROP_DENSITY_MATRIX, m_density},
+            {QL_PROP_POST_MATRIX, m_post}, {QL_PROP_DENSITY_MATRIX, m_density},
             {QL_PROP_FLATBED_COEFFS, &m_flatbedCoeffs}, {QL_PROP_FEEDER_COEFFS, &m_feederCoeffs},
             {QL_PROP_SLIDE_COEFFS, &m_slideCoeffs}, {QL_PROP_SLIDE_COEFFS_B, &m_slideCoeffsB},
             {QL_PROP_NEG_COEFFS, &m_negCoeffs}, {QL_PROP_GRAY, &m_gray}};

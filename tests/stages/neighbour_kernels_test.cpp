@@ -1,0 +1,52 @@
+// Kernels over neighbouring pixels against plain forms, at awkward widths, on random and extreme
+// samples.
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "stages/smooth_kernels.h"
+#include "tests/support/stage_rig.h"
+
+namespace {
+
+// Around vector registers and around the runs that kernels work in.
+constexpr std::size_t kWidths[] = {1, 2, 3, 4, 5, 8, 9, 10, 17, 171, 172, 258, 513, 514, 515, 1027};
+
+std::mt19937 g_random(11);
+
+// A line of samples, by turns random, at the ends of the range, and between the two; two more
+// stand behind it as guards.
+Samples Line(std::size_t count) {
+    constexpr std::uint16_t kEdges[] = {0, 0xFFFF, 15, 16, 0x8000, 0x7FFF, 0xFFF0, 1};
+    const unsigned kind = g_random() % 3;
+    Samples line(count + 2);
+    for (std::uint16_t& v : line)
+        v = static_cast<std::uint16_t>(kind == 0 || (kind == 1 && g_random() % 2 != 0)
+                                           ? g_random()
+                                           : kEdges[g_random() % std::size(kEdges)]);
+    return line;
+}
+
+TEST(NeighbourKernels, SmoothLine) {
+    for (const std::size_t channels : {std::size_t{1}, std::size_t{3}}) {
+        for (const std::size_t width : kWidths) {
+            const std::size_t n = width * channels;
+            const Samples up = Line(n), centre = Line(n), down = Line(n);
+            Samples out = Line(n), expected = out;
+            for (std::size_t i = 0; i < n; ++i) {
+                const std::size_t l = i - channels, r = i + channels;
+                expected[i] = i < channels || r >= n
+                                  ? centre[i]
+                                  : static_cast<std::uint16_t>(
+                                        (up[l] + 2 * up[i] + up[r] + 2 * centre[l] + 4 * centre[i] +
+                                         2 * centre[r] + down[l] + 2 * down[i] + down[r]) >>
+                                        4);
+            }
+            SmoothLine(up.data(), centre.data(), down.data(), out.data(), width, channels);
+            ASSERT_EQ(out, expected) << width << " x " << channels;
+        }
+    }
+}
+
+}  // namespace

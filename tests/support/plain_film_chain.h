@@ -1,0 +1,352 @@
+// What becomes of film in the imaging engine, worked out pixel by pixel from the formulas alone:
+// the chains of slides and of negatives, without the engine's tables and stages. Samples have 16
+// bits, red first; doubles are added up and multiplied in the order in which they stand here.
+#pragma once
+
+#include <array>
+#include <functional>
+
+#include "frame/film_curve.h"
+#include "profile/attrib_records.h"
+#include "tests/support/tone_support.h"
+
+namespace plain_film {
+
+using Pixel = std::array<int, 3>;
+using Tables = std::array<Table, 3>;
+
+enum class Film { Slide, Negative };
+enum Type { kLineArt = 0, kHalftone = 1, kGray = 2, kColor = 3 };
+
+struct Scan {
+    Film m_film = Film::Slide;
+    int m_type = kColor;
+    // Of the analyser, behind what inversion makes of the levels; -100 to 100.
+    int m_highlight = 0;
+    int m_shadow = 0;
+    int m_midtone = 0;
+    double m_x = 0;  // colour point of the midtones, of length 1 at most
+    double m_y = 0;
+    bool m_exposes = false;  // the variant of slides with all levels in the tables
+    double m_exposureShift = 0;
+    double m_channelShift[3] = {};
+    double m_saturation = 1;
+    bool m_gamma18 = false;
+    bool m_inverts = false;
+    int m_threshold = 28160;
+    CoeffRecord m_coeffs = {};
+    double m_slideMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double m_density[18] = {};
+    double m_post[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+};
+
+// Linear between two points, held at the ends, rounded with 0.499.
+inline int Remap(double x, double x0, double x1, double y0, double y1) {
+    if (x1 == x0)
+        return static_cast<int>(y1);
+    const double at = std::clamp(x, std::min(x0, x1), std::max(x0, x1));
+    const double v = (at - x0) / (x1 - x0) * (y1 - y0) + y0;
+    return static_cast<int>(v >= 0 ? v + 0.499 : v - 0.499);
+}
+
+inline Table Behind(const Table& first, const Table& second) {
+    Table t;
+    for (const int v : first)
+        t.push_back(second[v]);
+    return t;
+}
+inline void Each(Table& t, const std::function<int(int)>& value) {
+    for (int& v : t)
+        v = value(v);
+}
+inline Table Scaled(Table t, double gain) {
+    Each(t, [gain](int v) { return Held(Round(gain * v)); });
+    return t;
+}
+// Zero, a line from black, full scale from white on.
+inline Table Ramp(int black, int white) {
+    Table t(kTop + 1, 0);
+    Line(t, black, 0, white, kTop);
+    for (int i = white; i <= kTop; ++i)
+        t[i] = kTop;
+    return t;
+}
+inline Pixel Through(const Tables& tables, const Pixel& p) {
+    return {tables[0][p[0]], tables[1][p[1]], tables[2][p[2]]};
+}
+
+// The three axes of the plane of colour points, at 120 degrees.
+inline std::array<double, 3> OnAxes(double x, double y) {
+    return {x, -0.5 * x - 0.866025 * y, -0.5 * x + 0.866025 * y};
+}
+
+// ---- What the profile brings
+
+inline Tables ProfileCurves(const Scan& s) {
+    Tables tables;
+    for (int c = 0; c < 3; ++c) {
+        const double black = s.m_coeffs.m_offset[c];
+        const double gain = s.m_coeffs.m_gain[c];
+        const double gamma = s.m_coeffs.m_gamma[c];
+        Table t = Identity();
+        if (s.m_film == Film::Negative) {
+            const int b = static_cast<int>(black);
+            Each(t, [b](int v) { return Remap(v, b, kTop, 0, kTop); });
+            t = Behind(Scaled(t, gain), Gamma(gamma, 2));
+        } else {
+            t = Scaled(Behind(Ramp(Round(black), kTop), Gamma(gamma, 256)), gain);
+            t[0] = 0;  // the splice, whose window nobody sets
+        }
+        tables[c] = t;
+    }
+    return tables;
+}
+
+// ---- Negatives: curves of film
+
+inline int CodeOf(double density) {
+    return static_cast<int>(std::clamp(std::pow(10.0, -density) * kTop, 0.0, double{kTop}));
+}
+inline double BentRow(int row, double high, double low) {
+    const QLFilmRow& f = FilmTableA()[static_cast<std::size_t>(row)];
+    if (row >= 15)
+        return high >= 0 ? f.low * high + f.nominal * (1 - high)
+                         : f.high * -high + f.nominal * (1 + high);
+    return low >= 0 ? f.high * low + f.nominal * (1 - low) : f.low * -low + f.nominal * (1 + low);
+}
+inline Table FilmCurve(double shift, double high, double low, double step) {
+    Table t(kTop + 1, 0);
+    const auto in = [&](int row) { return CodeOf(row * step - shift); };
+    for (int r = 0; r < 26; ++r) {
+        const int y0 = CodeOf(BentRow(r, high, low));
+        const int y1 = CodeOf(BentRow(r + 1, high, low));
+        // Rows go from the light to the dark end of the axis.
+        if (in(r) == in(r + 1))
+            t[in(r)] = y0;
+        else
+            Line(t, in(r + 1), y1, in(r), y0);
+    }
+    std::fill(t.begin(), t.begin() + in(26), t[in(26)]);
+    std::fill(t.begin() + in(0), t.end(), t[in(0)]);
+    return t;
+}
+inline Tables FilmCurves(const Scan& s) {
+    const double d = s.m_midtone / 100.0 + 0.35;
+    const auto hue = OnAxes(s.m_x + 0.1, s.m_y + -0.15);
+    const double step = s.m_coeffs.m_densityStep != 0 ? s.m_coeffs.m_densityStep : 0.069;
+    Tables tables;
+    for (int c = 0; c < 3; ++c) {
+        const double shift = s.m_channelShift[c] + d + s.m_exposureShift + hue[c] * 0.3;
+        tables[c] = FilmCurve(shift, s.m_highlight / 100.0, s.m_shadow / 100.0, step);
+    }
+    return tables;
+}
+
+// ---- Density: 4.0 of it on 65535 codes
+
+inline int ToDensity(int light) {
+    const double density = -std::log10(std::clamp(light, 1, kTop) / 65535.0);
+    return static_cast<int>(std::min(density, 4.0) * 65535.0 / 4.0);
+}
+inline int FromDensity(int density) {
+    return static_cast<int>(std::pow(10.0, -(Held(density) / 65535.0) * 4.0) * 65535.0);
+}
+
+inline int Thousandth(double m) {
+    return static_cast<int>(m * 1024.0 + 0.5);
+}
+inline Pixel MixedBy(const double* matrix, const Pixel& p) {
+    Pixel out;
+    for (int c = 0; c < 3; ++c, matrix += 3)
+        out[c] = Held((Thousandth(matrix[0]) * p[0] + Thousandth(matrix[1]) * p[1] +
+                       Thousandth(matrix[2]) * p[2]) >>
+                      10);
+    return out;
+}
+
+inline Pixel DensityCorrected(const Scan& s, const Pixel& p) {
+    const int d[3] = {ToDensity(p[0]), ToDensity(p[1]), ToDensity(p[2])};
+    Pixel light;
+    for (int c = 0; c < 3; ++c) {
+        const double* k = s.m_density + 6 * c;
+        const int y = d[c == 0 ? 1 : 0];
+        const int z = d[c == 2 ? 1 : 2];
+        int a = d[c];
+        const auto add = [&](int difference, double above, double below) {
+            if (difference > 0)
+                a += (difference * Thousandth(above)) >> 10;
+            else
+                a -= (-difference * Thousandth(below)) >> 10;
+        };
+        add(d[c] - y, k[0], k[1]);
+        add(d[c] - z, k[2], k[3]);
+        add(2 * d[c] - y - z, k[4], k[5]);
+        light[c] = FromDensity(std::max(a, 0));
+    }
+    return MixedBy(s.m_post, light);
+}
+
+// ---- Slides: levels in density, or in the tables
+
+// The codes behind the levels: white and black of the input, then of the output.
+struct Codes {
+    explicit Codes(const Scan& s)
+        : m_white(Remap(s.m_highlight, 0, 100, 0xffff, 0x4000)),
+          m_black(Remap(s.m_shadow, -100, 0, 0x10000 / 30, 0)),
+          m_outWhite(Remap(s.m_highlight, -100, 0, 0xc000, 0xffff)),
+          m_outBlack(Remap(s.m_shadow, 0, 100, 0, 0x20000 / 30)) {}
+    int m_white, m_black, m_outWhite, m_outBlack;
+};
+
+inline Table MidtoneInDensity(int midtone) {
+    Table t = Identity();
+    if (midtone < 0)
+        return Scaled(t, 1.0 / (midtone * 0.5 / 100.0 + 1.0));
+    const auto k = static_cast<std::int64_t>(1.0 / (midtone / 100.0 + 1.0) * 65536.0 + 0.5);
+    // No density falls by more than a factor of 6 in light does.
+    Each(t, [k](int i) {
+        const double share = FromDensity(i) / 65535.0;
+        const int floor = ToDensity(static_cast<int>(share * 6 * 65535.0 + 0.5));
+        return std::max(static_cast<int>((i * k) >> 16), floor);
+    });
+    return t;
+}
+// The lightest channel goes through the curve, and takes the others along.
+inline Pixel Balanced(const Table& curve, int white, const Pixel& p) {
+    const double full = -std::log10(std::max(white, 1) / 65535.0);
+    const int offset = static_cast<int>(full * 65535.0 / 4.0);
+    Pixel d;
+    for (int c = 0; c < 3; ++c)
+        d[c] = Held(ToDensity(p[c]) - offset);
+    const int lead = std::min({d[0], d[1], d[2]});
+    for (int& v : d)
+        v = FromDensity(v + curve[lead] - lead);
+    return d;
+}
+
+inline Tables SlideTables(const Scan& s) {
+    const Codes codes(s);
+    const auto axes = OnAxes(s.m_x * 0.5, s.m_y * 0.5);
+    Pixel mid;
+    for (int c = 0; c < 3; ++c)
+        mid[c] = static_cast<int>(32768 * (axes[c] + 1) + 0.5);
+    const bool tinted = mid != Pixel{0x8000, 0x8000, 0x8000};
+    Tables tables;
+    for (int c = 0; c < 3; ++c) {
+        Table t = s.m_exposes ? Ramp(codes.m_black, codes.m_white) : Identity();
+        if (tinted)
+            t = Behind(t, HeldGamma(mid[c] / 32768.0, 4.0));
+        if (s.m_exposes) {
+            if (codes.m_outBlack != 0 || codes.m_outWhite != kTop)
+                Each(t,
+                     [&](int v) { return Remap(v, 0, kTop, codes.m_outBlack, codes.m_outWhite); });
+            const double g = s.m_midtone < 0 ? s.m_midtone / 200.0 : s.m_midtone / 100.0;
+            if (g != 0)
+                t = Behind(t, HeldGamma(g + 1.0, 4.0));
+        } else {
+            if (codes.m_black != 0)
+                t = Behind(t, Ramp(codes.m_black, kTop));
+            if (codes.m_outBlack != 0) {
+                Table lifted = Identity();
+                Line(lifted, 0, codes.m_outBlack, kTop, kTop);
+                t = Behind(t, lifted);
+            }
+        }
+        tables[c] = t;
+    }
+    return tables;
+}
+
+// ---- Matrices
+
+inline void FillSaturation(double s, double* m) {
+    const double d = s < 1 ? 1 + (s - 1) * 2 / 3 : 1 + (s - 1) * 0.5;
+    const double o = s < 1 ? 0.3333333 - s / 3 : -(s - 1) * 0.25;
+    for (int i = 0; i < 9; ++i)
+        m[i] = i % 4 == 0 ? d : o;
+}
+inline void FillWeights(double* m) {
+    constexpr double kWeights[] = {0.3, 0.59, 0.11};
+    for (int i = 0; i < 9; ++i)
+        m[i] = kWeights[i % 3];
+}
+inline Pixel ColorMixed(const double* m, const Pixel& p) {
+    for (int i = 0; i < 9; ++i) {
+        if (std::abs(m[i] - (i % 4 == 0 ? 1 : 0)) >= 0.01)
+            return MixedBy(m, p);
+    }
+    return p;
+}
+inline void FillSlideMatrix(const Scan& s, double* m) {
+    if (s.m_type != kColor)
+        return FillWeights(m);
+    double saturation[9];
+    FillSaturation(s.m_saturation, saturation);
+    double largest = 0;
+    for (int i = 0; i < 9; ++i) {
+        const double* row = saturation + i / 3 * 3;
+        const double* column = s.m_slideMatrix + i % 3;
+        m[i] = row[0] * column[0] + row[1] * column[3] + row[2] * column[6];
+        largest = std::max(largest, std::abs(m[i]));
+    }
+    for (int i = 0; i < 9 && largest > 1.98; ++i)
+        m[i] = m[i] * (1.98 / largest);
+}
+
+// ---- The chains
+
+// Colour pixels, as they stand ahead of the threshold or of the inversion; gray is their green.
+class Chain {
+  public:
+    explicit Chain(const Scan& scan) : m_scan(scan), m_profile(ProfileCurves(scan)) {
+        m_encoding = scan.m_gamma18 ? HeldGamma(1.8, 16.0) : Srgb();
+        if (scan.m_film == Film::Slide) {
+            m_tone = SlideTables(scan);
+            m_midtone = MidtoneInDensity(scan.m_midtone);
+            FillSlideMatrix(scan, m_matrix);
+        } else {
+            m_tone = FilmCurves(scan);
+            // What sets the saturation sets the whole matrix, also where gray is wanted. Halftone
+            // is asked for behind it.
+            if (scan.m_type == kHalftone)
+                FillWeights(m_matrix);
+            else
+                FillSaturation(scan.m_saturation, m_matrix);
+        }
+    }
+
+    Pixel Color(Pixel p) const {
+        p = Through(m_profile, p);
+        return m_scan.m_film == Film::Slide ? Slide(p) : Negative(p);
+    }
+    // A line of one sample a pixel passes all that works on colours.
+    int Gray(int sample) const { return Encoded(sample); }
+
+  private:
+    bool IsLineArt() const { return m_scan.m_type == kLineArt; }
+    int Encoded(int sample) const { return IsLineArt() ? sample : m_encoding[sample]; }
+    Pixel Encoded(const Pixel& p) const { return {Encoded(p[0]), Encoded(p[1]), Encoded(p[2])}; }
+    Pixel Slide(Pixel p) const {
+        if (m_scan.m_type == kColor || IsLineArt())
+            p = ColorMixed(m_matrix, p);
+        if (IsLineArt())
+            return p;
+        const Codes codes(m_scan);
+        if (!m_scan.m_exposes)
+            p = Balanced(m_midtone, kTop + codes.m_white - codes.m_outWhite, p);
+        return Encoded(Through(m_tone, p));
+    }
+    Pixel Negative(Pixel p) const {
+        p = DensityCorrected(m_scan, Through(m_tone, p));
+        return Encoded(ColorMixed(m_matrix, p));
+    }
+
+    const Scan& m_scan;
+    Tables m_profile;
+    Tables m_tone;
+    Table m_midtone;
+    Table m_encoding;
+    double m_matrix[9];
+};
+
+}  // namespace plain_film

@@ -1,0 +1,57 @@
+#include "tools/plot/tone_counts.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "platform/bitmap_headers.h"
+
+std::uint64_t CToneCounts::Total(const Levels& levels) {
+    return std::accumulate(levels.begin(), levels.end(), std::uint64_t{0});
+}
+
+double CToneCounts::Mean(const Levels& levels) {
+    const std::uint64_t total = Total(levels);
+    double sum = 0;
+    for (std::size_t level = 0; level < levels.size(); ++level)
+        sum += static_cast<double>(level) * static_cast<double>(levels[level]);
+    return total == 0 ? 0 : sum / static_cast<double>(total);
+}
+
+CToneCounts::Levels FoldLevels(std::span<const std::uint32_t> bins) {
+    CToneCounts::Levels levels = {};
+    const std::size_t each = bins.size() / kToneLevels;
+    if (each == 0 || bins.size() % kToneLevels != 0)
+        return levels;
+    for (std::size_t i = 0; i < bins.size(); ++i)
+        levels[i / each] += bins[i];
+    return levels;
+}
+
+void CToneCounter::Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) {
+    m_bits = info.biBitCount;
+    m_width = static_cast<std::size_t>(std::max<LONG>(info.biWidth, 0));
+    m_stride = static_cast<std::size_t>(BitmapStride(info));
+    m_counts.m_channels.assign(m_bits == 24 ? 3 : 1, {});
+    for (std::size_t i = 0; i < kToneLevels; ++i)
+        m_levelOf[i] = i < palette.size() ? palette[i].rgbGreen : static_cast<std::uint8_t>(i);
+}
+
+void CToneCounter::AddRow(const std::uint8_t* row) {
+    CToneCounts::Levels* const channels = m_counts.m_channels.data();
+    if (m_bits == 24) {
+        for (std::size_t x = 0; x < m_width; ++x, row += 3) {
+            for (std::size_t c = 0; c < 3; ++c)
+                ++channels[2 - c][row[c]];  // blue comes first
+        }
+        return;
+    }
+    for (std::size_t x = 0; x < m_width; ++x) {
+        const std::size_t index = m_bits == 1 ? row[x / 8] >> (7 - x % 8) & 1 : row[x];
+        ++channels[0][m_levelOf[index]];
+    }
+}
+
+void CToneCounter::AddRows(const std::uint8_t* rows, std::size_t count) {
+    for (; count > 0; --count, rows += m_stride)
+        AddRow(rows);
+}
