@@ -17,6 +17,7 @@
 #include "stages/invert.h"
 #include "stages/mirror.h"
 #include "stages/output_format.h"
+#include "stages/rotate.h"
 #include "stages/smooth.h"
 #include "stages/source_control.h"
 #include "stages/threshold.h"
@@ -38,8 +39,8 @@ constexpr bool kNewFormat = true;
 
 template <typename Stage>
 constexpr S::Row Class(Slot slot, const char* name, QLLineShape shape, std::int32_t window,
-                       bool changesFormat, std::uint8_t variants) {
-    S::Row row{slot, name, nullptr, nullptr, shape, window, changesFormat, variants};
+                       bool changesFormat, std::uint8_t variants, std::int32_t leastSide = 1) {
+    S::Row row{slot, name, nullptr, nullptr, shape, window, changesFormat, leastSide, variants};
     row.m_make = [](QLAttribTree* tree) -> std::unique_ptr<CQLStage> {
         return TryNew<Stage>(tree);
     };
@@ -73,7 +74,7 @@ constexpr S::Row kTable[] = {
     Missing(&S::m_sharpenSwitch,  "CSharpenSwitchStage",  kAll),
     Missing(&S::m_lutSharpen,     "CLutSharpenStage",     kAll),
     Class<CMirrorStage>(&S::m_mirror,               "CMirrorStage",        QLLineShape::InPlace,  1, kSameFormat, kAll),
-    Missing(&S::m_rotate,         "CRotateStage",         kAll),
+    Class<CRotateStage>(&S::m_rotate,               "CRotateStage",        QLLineShape::NewLines, 1, kSameFormat, kAll, CRotateStage::kLeastSide),
     Class<COutputFormatStage>(&S::m_outputFormat,   "COutputFormatStage",  QLLineShape::NewLines, 1, kNewFormat,  kAll),
     Class<CDeviceMatrixStage>(&S::m_deviceMatrix,   "CDeviceMatrixStage",  QLLineShape::InPlace,  1, kSameFormat, kReflective),
     Class<CToneLevelsStage>(&S::m_toneLevels,       "CToneLevelsStage",    QLLineShape::InPlace,  1, kSameFormat, kAll),
