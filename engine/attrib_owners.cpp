@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "analysis/photo_analyser.h"
 #include "engine/chain.h"
 #include "engine/engine.h"
 #include "stages/file_source.h"
@@ -27,6 +28,8 @@ struct OwnerList {
             if (row.m_attribs && row.m_attribs != &CSaturationStage::Rows)
                 Add(row.m_className, row.m_attribs());
         }
+        // Of the stage for reflective originals.
+        Add("CPhotoToneAnalyser", CPhotoToneAnalyser::Rows());
         Add("CBandSinkStage", CBandSinkStage::Rows());
     }
     void Add(const char* className, std::span<const QLAttribRow> rows) {
