@@ -59,6 +59,6 @@ class CFilmCurveLut : public CQLLut {
     double m_lastHigh = kNoArgument;
     double m_lastLow = 0.0;
     double m_lastShift = 0.0;
-    std::unique_ptr<CQLLut> m_helper;  // the inverted gamma m_lastGamma
+    std::unique_ptr<CQLLut> m_helper;  // the inverted gamma of the last build that warped
     double m_lastGamma = 0.0;
 };
