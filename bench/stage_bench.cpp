@@ -11,6 +11,8 @@
 #include "stages/band_sink.h"
 #include "stages/channel_curve.h"
 #include "stages/dark_neutral.h"
+#include "stages/density_balance.h"
+#include "stages/density_color.h"
 #include "stages/device_matrix.h"
 #include "stages/encoded_input.h"
 #include "stages/encoding_curve.h"
@@ -80,6 +82,9 @@ class CBenchBoard final : public CQLAttribStore {
 
 constexpr double kMatrix[9] = {1.499, -0.144, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
 
+constexpr double kDensity[18] = {0.3, -0.2, 0.15, 0.4,  -0.1, 0.05, 0.7, 0.6, 0.2,
+                                 0.1, 0.5,  -0.3, -0.4, 1.1,  0.25, 0.9, 0.0, 0.35};
+
 void ProvideSettings(CBenchBoard& board, bool fading) {
     for (std::int32_t id = QL_ATTR_TONE_GAMMA_R; id <= QL_ATTR_TONE_GAMMA_B; ++id)
         board.Provide(id, ToFixed(1.1));
@@ -90,6 +95,8 @@ void ProvideSettings(CBenchBoard& board, bool fading) {
     board.Provide(QL_ATTR_DARK_PULL, 20);
     board.Provide(QL_ATTR_DEVICE_MATRIX, PointerWord(kMatrix));
     board.Provide(QL_ATTR_TMA_MATRIX, PointerWord(kMatrix));
+    board.Provide(QL_ATTR_DENSITY_MATRIX, PointerWord(kDensity));
+    board.Provide(QL_ATTR_POST_MATRIX, PointerWord(kMatrix));
     if (fading) {
         board.Provide(QL_ATTR_DEVICE_WINDOW_LOW, 40);
         board.Provide(QL_ATTR_DEVICE_WINDOW_HIGH, 40);
@@ -106,6 +113,27 @@ std::unique_ptr<CQLStage> MakeInvert(QLAttribTree* tree) {
     stage->SetAttrib(QL_ATTR_INVERT, 1);
     return stage;
 }
+
+// The density balance as a stage: a part of the slides' tone, which does other work beside.
+class CBalanceStage final : public CInPlaceStage {
+  public:
+    explicit CBalanceStage(QLAttribTree* tree) : CInPlaceStage(tree) {}
+    QLStatus OnAfterOpen() override {
+        m_active = m_balance.Ready();
+        m_balance.SetOffsets(60000, 58000, 50000);
+        m_curve.BuildGamma(1.2);
+        return QL_OK;
+    }
+
+  private:
+    QLStatus ProcessPixels(std::uint16_t* samples, std::size_t count) override {
+        m_balance.ApplyPixels(m_curve, samples, count);
+        return QL_OK;
+    }
+
+    CDensityBalance m_balance;
+    CQLLut m_curve{CQLLut::kFullSize, CQLLut::kPlain};
+};
 
 std::unique_ptr<CQLStage> MakeSaturation(QLAttribTree* tree) {
     auto stage = std::make_unique<CSaturationStage>(tree);
@@ -141,6 +169,8 @@ constexpr Row kRows[] = {
     {"DarkNeutral/Color16", Make<CDarkNeutralStage>, QL_PIXEL_RGB16},
     {"EncodingCurve/Color16", Make<CEncodingCurveStage>, QL_PIXEL_RGB16},
     {"EncodingCurve/Gray16", Make<CEncodingCurveStage>, QL_PIXEL_GRAY16},
+    {"DensityColor/Color16", Make<CDensityColorStage>, QL_PIXEL_RGB16},
+    {"DensityBalance/Color16", Make<CBalanceStage>, QL_PIXEL_RGB16},
     {"DeviceMatrix/Color16", Make<CDeviceMatrixStage>, QL_PIXEL_RGB16},
     {"DeviceMatrix/Color16Fading", Make<CDeviceMatrixStage>, QL_PIXEL_RGB16, QL_OUTPUT_COLOR, false,
      true},

@@ -7,6 +7,7 @@
 
 #include "engine/engine.h"
 #include "tests/support/engine_rig.h"
+#include "tests/support/plain_density.h"
 #include "tests/support/tone_support.h"
 
 namespace {
