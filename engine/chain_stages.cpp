@@ -42,7 +42,14 @@ constexpr S::Row Class(Slot slot, const char* name, QLLineShape shape, std::int3
                        bool changesFormat, std::uint8_t variants, std::int32_t leastSide = 1) {
     S::Row row{slot, name, nullptr, nullptr, shape, window, changesFormat, leastSide, variants};
     row.m_make = [](QLAttribTree* tree) -> std::unique_ptr<CQLStage> {
-        return TryNew<Stage>(tree);
+        auto stage = TryNew<Stage>(tree);
+        // One that lacks what it only takes when it is made would never be whole: the next build
+        // makes another.
+        if constexpr (requires { stage->IsComplete(); }) {
+            if (stage && !stage->IsComplete())
+                stage.reset();
+        }
+        return stage;
     };
     // Not every class has attributes of its own.
     if constexpr (requires { Stage::Rows(); })

@@ -82,22 +82,20 @@ void CFilmCurveLut::Draw(double shift, double high, double low, const CQLLut* wa
         const std::int32_t code = DensityToCode(density);
         return warp ? std::int32_t{warp->At(code)} : code;
     };
-    const auto output = [&](std::int32_t row) { return DensityToCode(RowDensity(row, high, low)); };
-    const std::int32_t thinEnd = input(-shift);
-    std::int32_t denseEnd = thinEnd;
-    std::int32_t from = output(0);
-    for (std::int32_t row = 1; row < m_rowCount; ++row) {
-        const std::int32_t next = input(row * m_step - shift);
-        const std::int32_t to = output(row);
-        DrawSegment(denseEnd, from, next, to, true);
-        denseEnd = next;
-        from = to;
+    for (std::int32_t row = 0; row + 1 < m_rowCount; ++row) {
+        DrawSegment(input(row * m_step - shift), DensityToCode(RowDensity(row, high, low)),
+                    input((row + 1) * m_step - shift),
+                    DensityToCode(RowDensity(row + 1, high, low)), true);
     }
     // Beyond its dense and its thin end the film's curve is flat.
+    const std::int32_t denseEnd = input((m_rowCount - 1) * m_step - shift);
     const std::uint16_t denseValue = At(denseEnd);
-    Fill(0, denseEnd, denseValue);
+    for (std::int32_t i = 0; i < denseEnd; ++i)
+        Set(i, denseValue);
+    const std::int32_t thinEnd = input(-shift);
     const std::uint16_t thinValue = At(thinEnd);
-    Fill(thinEnd, Size(), thinValue);
+    for (std::int32_t i = thinEnd; i < Size(); ++i)
+        Set(i, thinValue);
 }
 
 // The answer tells callers whether what they have made of the curve is stale. Arguments are
@@ -112,27 +110,35 @@ bool CFilmCurveLut::BuildCurve(double shift, double high, double low) {
     return true;
 }
 
-bool CFilmCurveLut::BuildCurveGamma(double shift, double high, double low, double gamma) {
-    if (high == m_lastHigh && low == m_lastLow && shift == m_lastShift && gamma == m_lastGamma)
-        return false;
-    // The inverse of the identity is the identity, which takes no table.
-    const bool warps = !IsNeutralGamma(gamma);
-    if (warps && !m_helper)
+// Inverting a gamma curve point by point costs more than the film curve itself; it is kept while
+// the gamma stays. False without memory; the next call tries again.
+bool CFilmCurveLut::NeedWarp(double gamma) {
+    if (!m_helper)
         m_helper = TryNew<CQLLut>(Size(), kPlain);
-    if (warps && (!m_helper || m_helper->Size() != Size()))
+    if (!m_helper || m_helper->Size() != Size())
         return false;
-    // Inverting a gamma curve point by point costs more than the film curve itself; it is kept
-    // while the gamma stays. Arguments are noted only when the build can't fail any more, so that
-    // the next call tries again.
-    if (warps && gamma != m_lastGamma) {
+    if (gamma != m_warpGamma) {
         m_helper->BuildGamma(gamma);
         if (!m_helper->Invert(*m_helper))
             return false;
+        m_warpGamma = gamma;
     }
-    m_lastGamma = gamma;
+    return true;
+}
+
+bool CFilmCurveLut::BuildCurveGamma(double shift, double high, double low, double gamma) {
+    if (high == m_lastHigh && low == m_lastLow && shift == m_lastShift && gamma == m_lastGamma)
+        return false;
+    // The inverse of a neutral gamma is the identity: no table is needed, and the build can't fail.
+    const bool warped = !IsNeutralGamma(gamma);
+    // Arguments are noted only when the build can't fail any more, so that the next call tries
+    // again.
+    if (warped && !NeedWarp(gamma))
+        return false;
     m_lastHigh = high;
     m_lastLow = low;
     m_lastShift = shift;
-    Draw(shift, high, low, warps ? m_helper.get() : nullptr);
+    m_lastGamma = gamma;
+    Draw(shift, high, low, warped ? m_helper.get() : nullptr);
     return true;
 }

@@ -9,6 +9,7 @@
 #include "tests/support/engine_rig.h"
 #include "tests/support/plain_density.h"
 #include "tests/support/tone_support.h"
+#include "tests/support/plain_film_chain.h"
 
 namespace {
 
@@ -33,27 +34,6 @@ Table Levels(double black, double gamma, double gain) {
     for (int& v : t)
         v = Held(Round(Fixed(gain) * v));
     t[0] = 0;
-    return t;
-}
-
-// A slide's curve: a ramp from black, gamma, gain.
-Table SlideCurve(double black, double gain, double gamma) {
-    Table t(65536, 0);
-    Line(t, Round(Fixed(black)), 0, kTop, kTop);
-    t[kTop] = kTop;
-    const Table behind = Gamma(Fixed(gamma), 256);
-    for (int& v : t)
-        v = Held(Round(Fixed(gain) * behind[v]));
-    t[0] = 0;
-    return t;
-}
-
-// A negative's curve: black, gain, gamma.
-Table NegativeCurve(double black, double gain, double gamma) {
-    Table t = Identity();
-    const Table behind = Gamma(Fixed(gamma), 2);
-    for (int& v : t)
-        v = behind[Held(Round(Fixed(gain) * BlackPoint(v, static_cast<int>(Fixed(black)))))];
     return t;
 }
 
@@ -142,58 +122,60 @@ bool IsBits(const Settings& s) {
 
 void Tone(Samples& samples, const Settings& s) {
     const CTestProfile& p = s.m_profile;
-    if (s.m_source <= kFeeder) {
-        const CoeffRecord& c = s.m_source == kFeeder ? p.m_feederCoeffs : p.m_flatbedCoeffs;
-        if (IsBits(s))
-            return;
-        const auto table = [&c](int i) { return Levels(c.m_offset[i], c.m_gamma[i], c.m_gain[i]); };
-        if (samples.m_channels == 3) {
-            samples.Map(table(0), table(1), table(2));
-        } else {
-            const Table gray = Levels(p.m_gray.m_offset, p.m_gray.m_gamma, p.m_gray.m_gain);
-            samples.Map(gray, gray, gray);
-        }
-    } else if (samples.m_channels == 3) {
-        const CoeffRecord& c = s.m_source == kSlide ? p.m_slideCoeffs : p.m_negCoeffs;
-        const auto table = [&](int i) {
-            return s.m_source == kSlide ? SlideCurve(c.m_offset[i], c.m_gain[i], c.m_gamma[i])
-                                        : NegativeCurve(c.m_offset[i], c.m_gain[i], c.m_gamma[i]);
-        };
+    const CoeffRecord& c = s.m_source == kFeeder ? p.m_feederCoeffs : p.m_flatbedCoeffs;
+    if (IsBits(s))
+        return;
+    const auto table = [&c](int i) { return Levels(c.m_offset[i], c.m_gamma[i], c.m_gain[i]); };
+    if (samples.m_channels == 3) {
         samples.Map(table(0), table(1), table(2));
+    } else {
+        const Table gray = Levels(p.m_gray.m_offset, p.m_gray.m_gamma, p.m_gray.m_gain);
+        samples.Map(gray, gray, gray);
     }
-}
-
-void Density(Samples& samples, const Settings& s) {
-    const CTestProfile& p = s.m_profile;
-    int k[27];
-    for (int i = 0; i < 27; ++i)
-        k[i] = static_cast<int>((i < 18 ? p.m_density[i] : p.m_post[i - 18]) * 1024.0 + 0.5);
-    const bool film = s.m_source == kNegative && samples.m_channels == 3;
-    for (std::size_t i = 0; film && i < samples.m_v.size(); i += 3)
-        CorrectPixel(samples.m_v.data() + i, k, DensityOf, LightOf);
 }
 
 void Color(Samples& samples, const Settings& s) {
     const CTestProfile& p = s.m_profile;
-    const bool slideGray = s.m_source == kSlide && (s.m_type == kGray || s.m_type == kHalftone);
-    if (samples.m_channels != 3 || slideGray)
+    if (samples.m_channels != 3)
         return;
-    const Matrix saturation = Matrix::Saturation(Fixed(s.m_saturation));
-    Matrix matrix = saturation;
-    if (s.m_source != kNegative && s.m_type == kColor) {
-        Matrix device;
-        std::copy_n(s.m_source == kSlide ? p.m_slide : p.m_flatbed, 9, device.m);
-        matrix = device.Then(saturation);
-    } else if (s.m_type != kColor && s.m_source <= kFeeder) {
-        matrix = Matrix::Rows(p.m_gray.m_matrix[0], p.m_gray.m_matrix[1], p.m_gray.m_matrix[2]);
-    } else if (s.m_type != kColor &&
-               (s.m_source == kSlide || !s.m_saturationWritten || s.m_type == kHalftone)) {
-        // The negative's stage takes a saturation that is written for its whole matrix. Halftone is
-        // asked for behind it.
-        matrix = Matrix::Rows(0.3, 0.59, 0.11);
+    Matrix matrix = Matrix::Rows(p.m_gray.m_matrix[0], p.m_gray.m_matrix[1], p.m_gray.m_matrix[2]);
+    if (s.m_type == kColor) {
+        std::copy_n(p.m_flatbed, 9, matrix.m);
+        matrix = matrix.Then(Matrix::Saturation(Fixed(s.m_saturation)));
     }
     for (std::size_t i = 0; i < samples.m_v.size(); i += 3)
         matrix.Mix(samples.m_v.data() + i);
+}
+
+// Film has formulas of its own.
+Samples FilmDeveloped(const CTestPicture& picture, const Settings& s) {
+    plain_film::Scan scan;
+    scan.m_film = s.m_source == kSlide ? plain_film::Film::Slide : plain_film::Film::Negative;
+    scan.m_type = s.m_type;
+    // A negative's stage takes a saturation that is written for its whole matrix, also where gray
+    // is wanted. Without one it mixes gray, as it does for halftone.
+    if (s.m_type != kColor && !s.m_saturationWritten)
+        scan.m_type = kHalftone;
+    scan.m_saturation = Fixed(s.m_saturation);
+    const CTestProfile& p = s.m_profile;
+    scan.m_coeffs = s.m_source == kSlide ? p.m_slideCoeffs : p.m_negCoeffs;
+    for (double* three : {scan.m_coeffs.m_offset, scan.m_coeffs.m_gain, scan.m_coeffs.m_gamma})
+        std::transform(three, three + 3, three, Fixed);
+    scan.m_coeffs.m_densityStep = Fixed(scan.m_coeffs.m_densityStep);
+    std::copy_n(p.m_slide, 9, scan.m_slideMatrix);
+    std::copy_n(p.m_density, 18, scan.m_density);
+    std::copy_n(p.m_post, 9, scan.m_post);
+    const plain_film::Chain chain(scan);
+    Samples samples = Decode(picture, s.m_encoded);
+    for (std::size_t i = 0; i < samples.m_v.size();
+         i += static_cast<std::size_t>(samples.m_channels)) {
+        int* v = samples.m_v.data() + i;
+        if (samples.m_channels == 1)
+            *v = chain.Gray(*v);
+        else
+            std::ranges::copy(chain.Color({v[0], v[1], v[2]}), v);
+    }
+    return samples;
 }
 
 void TakeGreen(Samples& samples) {
@@ -207,13 +189,18 @@ void TakeGreen(Samples& samples) {
 
 // Samples as they stand before the threshold or the inversion.
 Samples Developed(const CTestPicture& picture, const Settings& s) {
-    Samples samples = Decode(picture, s.m_encoded);
-    Tone(samples, s);
-    Density(samples, s);
-    Color(samples, s);
-    if (!IsBits(s)) {
-        const Table curve = s.m_gamma18 ? HeldGamma(1.8, 16.0) : Srgb();
-        samples.Map(curve, curve, curve);
+    Samples samples =
+        s.m_source >= kSlide ? FilmDeveloped(picture, s) : Decode(picture, s.m_encoded);
+    if (s.m_source <= kFeeder) {
+        Tone(samples, s);
+        Color(samples, s);
+        if (!IsBits(s)) {
+            // Brightness 0 takes 52264 for white: four fifths of full scale, in whole levels.
+            const Table ramp = plain_film::Ramp(0, 52264);
+            samples.Map(ramp, ramp, ramp);
+            const Table curve = s.m_gamma18 ? HeldGamma(1.8, 16.0) : Srgb();
+            samples.Map(curve, curve, curve);
+        }
     }
     if (s.m_type != kColor)
         TakeGreen(samples);
