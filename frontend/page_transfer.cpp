@@ -40,7 +40,9 @@ CPageTransfer::CPageTransfer(CNVScan& scan, CQLEngine& engine, CImageStream& str
       m_stream(stream),
       m_log(log),
       m_delivery(context, log),
-      m_debug(ReadDebugImageSettings()) {}
+      m_debug(ReadDebugImageSettings()) {
+    m_tap.QueryFrom(context.pIWiaMiniDrvCallBack, IID_IQLInputTap);
+}
 
 // ---- Sizes
 
@@ -145,6 +147,8 @@ HRESULT CPageTransfer::RunBandLoop() {
         if (rows.count > 0 || !m_lines.IsScaling()) {
             m_stream.AddLines(rows.count);
             WriteStream(rows.bytes, rows.count * m_lines.Stride());
+            if (m_tap && rows.count > 0 && !m_fillWhite)
+                m_tap->InputBytes(rows.bytes, rows.count * m_lines.Stride());
         }
         m_engine.FireFeed();
         m_linesRead += lines;
@@ -199,12 +203,18 @@ HRESULT CPageTransfer::BeginBitmap() {
 HRESULT CPageTransfer::SetupBitmapHeaders(const BITMAPINFOHEADER& header) {
     CFunctionTrace trace("CNVwiaMiniDrv::SetupBitmapHeaders");
     const BITMAPFILEHEADER file = MakeFileHeader(header, header.biSizeImage);
-    RGBQUAD palette[kMaxBitmapColors] = {};
-    FillGrayRamp({palette, header.biClrUsed});
+    struct {
+        BITMAPINFOHEADER header;
+        RGBQUAD palette[kMaxBitmapColors];
+    } info = {header, {}};
+    const auto paletteBytes = static_cast<DWORD>(header.biClrUsed * sizeof(RGBQUAD));
+    FillGrayRamp({info.palette, header.biClrUsed});
     WriteStream(&file, sizeof(file));
-    WriteStream(&header, sizeof(header));
-    if (header.biClrUsed != 0)
-        WriteStream(palette, header.biClrUsed * static_cast<DWORD>(sizeof(RGBQUAD)));
+    WriteStream(&info.header, sizeof(info.header));
+    if (paletteBytes != 0)
+        WriteStream(info.palette, paletteBytes);
+    if (m_tap)
+        m_tap->InputBytes(reinterpret_cast<const BYTE*>(&info), sizeof(info.header) + paletteBytes);
     return trace.GetResult();
 }
 
