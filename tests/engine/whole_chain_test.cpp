@@ -1,6 +1,5 @@
-// Complete bitmaps of reflective originals from the stream to the client, byte by byte, against
-// pictures that are worked out here from the formulas alone, without the engine's own tables and
-// stages. Film is compared in film_chain_test.cpp.
+// Complete bitmaps from the stream to the client, byte by byte, against pictures that are worked
+// out here from the formulas alone, without the engine's own tables and stages.
 
 #include <gtest/gtest.h>
 
@@ -12,11 +11,23 @@
 
 namespace {
 
+// What a value is behind its way as 16.16 fixed point.
+double Fixed(double x) {
+    return std::trunc(x * 65536.0 + 0.5) / 65536.0;
+}
+
+int BlackPoint(int x, int black) {
+    if (black == kTop)
+        return kTop;
+    const double v = (x - black) / static_cast<double>(kTop - black) * 65535.0;
+    return x < black ? 0 : static_cast<int>(v + 0.499);
+}
+
 // Levels of a reflective original: black, gamma over 256 pieces with a 12-bit fraction, gain.
 Table Levels(double black, double gamma, double gain) {
     Table t = Identity();
     for (int& v : t)
-        v = Remap(v, static_cast<int>(Fixed(black) * 65535.0 / 255.0), kTop, 0, kTop);
+        v = BlackPoint(v, static_cast<int>(Fixed(black) * 65535.0 / 255.0));
     t = WithGamma(t, Fixed(gamma));
     for (int& v : t)
         v = Held(Round(Fixed(gain) * v));
@@ -24,9 +35,69 @@ Table Levels(double black, double gamma, double gain) {
     return t;
 }
 
+// A slide's curve: a ramp from black, gamma, gain.
+Table SlideCurve(double black, double gain, double gamma) {
+    Table t(65536, 0);
+    Line(t, Round(Fixed(black)), 0, kTop, kTop);
+    t[kTop] = kTop;
+    const Table behind = Gamma(Fixed(gamma), 256);
+    for (int& v : t)
+        v = Held(Round(Fixed(gain) * behind[v]));
+    t[0] = 0;
+    return t;
+}
+
+// A negative's curve: black, gain, gamma.
+Table NegativeCurve(double black, double gain, double gamma) {
+    Table t = Identity();
+    const Table behind = Gamma(Fixed(gamma), 2);
+    for (int& v : t)
+        v = behind[Held(Round(Fixed(gain) * BlackPoint(v, static_cast<int>(Fixed(black)))))];
+    return t;
+}
+
+// ---- Matrices
+
+struct Matrix {
+    double m[9];
+
+    static Matrix Rows(double r, double g, double b) { return {{r, g, b, r, g, b, r, g, b}}; }
+    static Matrix Saturation(double s) {
+        const double d = s < 1 ? 1 + (s - 1) * 2 / 3 : 1 + (s - 1) * 0.5;
+        const double o = s < 1 ? 0.3333333 - s / 3 : -(s - 1) * 0.25;
+        return {{d, o, o, o, d, o, o, o, d}};
+    }
+    // This one first, then `next`; no element above 1.98.
+    Matrix Then(const Matrix& next) const {
+        Matrix t;
+        double largest = 0;
+        for (int i = 0; i < 9; ++i) {
+            const int r = i / 3 * 3;
+            const int c = i % 3;
+            t.m[i] = next.m[r] * m[c] + next.m[r + 1] * m[3 + c] + next.m[r + 2] * m[6 + c];
+            largest = std::max(largest, std::abs(t.m[i]));
+        }
+        for (double& v : t.m)
+            v *= largest > 1.98 ? 1.98 / largest : 1.0;
+        return t;
+    }
+    void Mix(int* pixel) const {
+        const int in[3] = {pixel[0], pixel[1], pixel[2]};
+        bool neutral = true;
+        for (int i = 0; i < 9; ++i)
+            neutral = neutral && std::abs(m[i] - (i % 4 == 0 ? 1 : 0)) < 0.01;
+        for (int r = 0; r < 3 && !neutral; ++r) {
+            std::int64_t sum = 0;
+            for (int c = 0; c < 3; ++c)
+                sum += static_cast<int>(m[3 * r + c] * 1024.0 + 0.5) * std::int64_t{in[c]};
+            pixel[r] = Held(sum >> 10);
+        }
+    }
+};
+
 // ---- Whole chains
 
-enum Source { kFlatbed, kFeeder };
+enum Source { kFlatbed, kFeeder, kSlide, kNegative };
 enum Type { kLineArt = 0, kHalftone = 1, kGray = 2, kColor = 3 };
 
 struct Settings {
@@ -36,6 +107,7 @@ struct Settings {
     bool m_invert = false;
     bool m_gamma18 = false;
     bool m_encoded = false;  // the samples of the source
+    bool m_saturationWritten = true;
     int m_threshold = 26111;
     CTestProfile m_profile = {};
 };
@@ -64,31 +136,63 @@ Samples Decode(const CTestPicture& picture, bool encoded) {
 }
 
 bool IsBits(const Settings& s) {
-    return s.m_type == kLineArt || s.m_type == kHalftone;
+    return s.m_type == kLineArt || (s.m_type == kHalftone && s.m_source <= kFeeder);
 }
 
 void Tone(Samples& samples, const Settings& s) {
     const CTestProfile& p = s.m_profile;
-    if (IsBits(s))
-        return;
-    if (samples.m_channels == 3) {
+    if (s.m_source <= kFeeder) {
         const CoeffRecord& c = s.m_source == kFeeder ? p.m_feederCoeffs : p.m_flatbedCoeffs;
+        if (IsBits(s))
+            return;
         const auto table = [&c](int i) { return Levels(c.m_offset[i], c.m_gamma[i], c.m_gain[i]); };
+        if (samples.m_channels == 3) {
+            samples.Map(table(0), table(1), table(2));
+        } else {
+            const Table gray = Levels(p.m_gray.m_offset, p.m_gray.m_gamma, p.m_gray.m_gain);
+            samples.Map(gray, gray, gray);
+        }
+    } else if (samples.m_channels == 3) {
+        const CoeffRecord& c = s.m_source == kSlide ? p.m_slideCoeffs : p.m_negCoeffs;
+        const auto table = [&](int i) {
+            return s.m_source == kSlide ? SlideCurve(c.m_offset[i], c.m_gain[i], c.m_gamma[i])
+                                        : NegativeCurve(c.m_offset[i], c.m_gain[i], c.m_gamma[i]);
+        };
         samples.Map(table(0), table(1), table(2));
-    } else {
-        const Table gray = Levels(p.m_gray.m_offset, p.m_gray.m_gamma, p.m_gray.m_gain);
-        samples.Map(gray, gray, gray);
     }
+}
+
+void Density(Samples& samples, const Settings& s) {
+    const CTestProfile& p = s.m_profile;
+    int k[27];
+    for (int i = 0; i < 27; ++i)
+        k[i] = static_cast<int>((i < 18 ? p.m_density[i] : p.m_post[i - 18]) * 1024.0 + 0.5);
+    const bool film = s.m_source == kNegative && samples.m_channels == 3;
+    for (std::size_t i = 0; film && i < samples.m_v.size(); i += 3)
+        CorrectPixel(samples.m_v.data() + i, k, DensityOf, LightOf);
 }
 
 void Color(Samples& samples, const Settings& s) {
     const CTestProfile& p = s.m_profile;
-    const double* gray = p.m_gray.m_matrix;
-    const Matrix matrix =
-        s.m_type == kColor ? Matrix::Of(p.m_flatbed).Then(Matrix::Saturation(Fixed(s.m_saturation)))
-                           : Matrix::Rows(gray[0], gray[1], gray[2]);
-    for (std::size_t i = 0; samples.m_channels == 3 && i < samples.m_v.size(); i += 3)
-        matrix.MixUnlessNeutral(samples.m_v.data() + i);
+    const bool slideGray = s.m_source == kSlide && (s.m_type == kGray || s.m_type == kHalftone);
+    if (samples.m_channels != 3 || slideGray)
+        return;
+    const Matrix saturation = Matrix::Saturation(Fixed(s.m_saturation));
+    Matrix matrix = saturation;
+    if (s.m_source != kNegative && s.m_type == kColor) {
+        Matrix device;
+        std::copy_n(s.m_source == kSlide ? p.m_slide : p.m_flatbed, 9, device.m);
+        matrix = device.Then(saturation);
+    } else if (s.m_type != kColor && s.m_source <= kFeeder) {
+        matrix = Matrix::Rows(p.m_gray.m_matrix[0], p.m_gray.m_matrix[1], p.m_gray.m_matrix[2]);
+    } else if (s.m_type != kColor &&
+               (s.m_source == kSlide || !s.m_saturationWritten || s.m_type == kHalftone)) {
+        // The negative's stage takes a saturation that is written for its whole matrix. Halftone is
+        // asked for behind it.
+        matrix = Matrix::Rows(0.3, 0.59, 0.11);
+    }
+    for (std::size_t i = 0; i < samples.m_v.size(); i += 3)
+        matrix.Mix(samples.m_v.data() + i);
 }
 
 void TakeGreen(Samples& samples) {
@@ -104,6 +208,7 @@ void TakeGreen(Samples& samples) {
 Samples Developed(const CTestPicture& picture, const Settings& s) {
     Samples samples = Decode(picture, s.m_encoded);
     Tone(samples, s);
+    Density(samples, s);
     Color(samples, s);
     if (!IsBits(s)) {
         const Table curve = s.m_gamma18 ? HeldGamma(1.8, 16.0) : Srgb();
@@ -154,9 +259,12 @@ void Apply(CQLEngine& engine, const Settings& s) {
     // clang-format off
     item.m_longs = {{WIA_IPA_DATATYPE, s.m_type}, {QL_PROP_EXPOSURE_METHOD, 0},
             {WIA_IPS_BRIGHTNESS, 0}, {WIA_IPS_THRESHOLD, (s.m_threshold + 1) / 512 - 1},
-            {QL_PROP_TMA_SELECT, 2}, {QL_PROP_SATURATION, Round(s.m_saturation * 1000)},
-            {WIA_DPS_DOCUMENT_HANDLING_SELECT, s.m_source == kFeeder ? FEEDER : FLATBED}};
+            {QL_PROP_TMA_SELECT, s.m_source >= kSlide ? 1 : 2},
+            {WIA_DPS_DOCUMENT_HANDLING_SELECT, s.m_source == kFeeder ? FEEDER : FLATBED},
+            {QL_PROP_TMA_METHOD, s.m_source == kNegative ? 1 : 0}};
     // clang-format on
+    if (s.m_saturationWritten)
+        item.m_longs[QL_PROP_SATURATION] = Round(s.m_saturation * 1000);
     engine.ReadItemSettings(&item);
     if (s.m_type == kHalftone)
         engine.SetValue(QL_ATTR_OUTPUT_TYPE, kHalftone);
@@ -181,9 +289,18 @@ CTestProfile StrongProfile() {
     CTestProfile p;
     p.m_flatbedCoeffs = {1, {}, {4.2, 0, 7.75}, {1.1, 0.95, 1.0}, {1.3, 0.8, 1.0}, 0};
     p.m_feederCoeffs = {1, {}, {0, 11.3, 2.1}, {1.0, 1.2, 0.9}, {1.0, 1.7, 1.1}, 0};
+    p.m_slideCoeffs = {1, {}, {1200.6, 0, 303.3}, {1.05, 0.9, 1.2}, {1.4, 1.0, 0.75}, 0};
+    p.m_negCoeffs = {1, {}, {900.7, 2000.2, 0}, {1.3, 1.0, 0.8}, {1.9, 0.6, 1.005}, 0.07};
     p.m_gray = {1, {}, {0.25, 0.6, 0.2}, 3.3, 1.08, 1.25};
     const double flatbed[9] = {2.4, -0.3, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
+    const double slide[9] = {1.2, -0.1, -0.1, 0.2, 0.7, 0.1, -0.3, 0.1, 1.2};
     std::copy_n(flatbed, 9, p.m_flatbed);
+    std::copy_n(slide, 9, p.m_slide);
+    const double density[18] = {0.3, -0.2, 0.15, 0.4,  -0.1, 0.05, 0.7, 0.6, 0.2,
+                                0.1, 0.5,  -0.3, -0.4, 1.1,  0.25, 0.9, 0.0, 0.35};
+    const double post[9] = {1.1, -0.07, -0.02, 0.04, 0.9, 0.05, -0.12, 0.2, 0.95};
+    std::copy_n(density, 18, p.m_density);
+    std::copy_n(post, 9, p.m_post);
     return p;
 }
 
@@ -196,7 +313,7 @@ std::vector<CTestPicture> AwkwardPictures(std::int32_t bits) {
 }
 
 TEST(WholeChain, GivesTheWorkedOutBitmapOfEverySourceAndType) {
-    for (int at = 0; at < 16; ++at) {
+    for (int at = 0; at < 32; ++at) {
         Settings s;
         s.m_source = static_cast<Source>(at / 8);
         s.m_type = at / 2 % 4;
@@ -235,15 +352,18 @@ TEST(WholeChain, AnyBandsAndTheBenchFileGiveTheSameBytes) {
 }
 
 TEST(WholeChain, OneEngineTakesAllSettingsInAnyOrder) {
-    // Source, type, saturation, inversion, gamma 1.8, encoded samples.
+    // Source, type, saturation, inversion, gamma 1.8, encoded samples, saturation written: a
+    // negative's gray follows what was written.
     // clang-format off
     Settings order[] = {
-        {kFlatbed, kGray, 0.6}, {kFeeder, kColor, 1.4}, {kFlatbed, kColor, 0.6},
-        {kFlatbed, kLineArt, 0.6}, {kFlatbed, kColor, 0.0}, {kFlatbed, kColor, 1.5, true},
-        {kFlatbed, kGray, 1.5, true}, {kFlatbed, kHalftone, 1.5, true},
-        {kFlatbed, kGray, 1.5, 0, true}, {kFlatbed, kColor, 1.5, 0, true},
-        {kFlatbed, kGray, 1.0, 0, 0, true}, {kFlatbed, kLineArt, 1.0, 0, 0, true},
-        {kFlatbed, kColor, 1.0, 0, 0, true}};
+        {kSlide, kColor, 1.4}, {kFlatbed, kGray, 0.6}, {kNegative, kColor, 1.4},
+        {kFeeder, kColor, 1.4}, {kFlatbed, kColor, 0.6}, {kNegative, kLineArt, 1.4},
+        {kSlide, kGray, 1.4}, {kNegative, kGray, 0.5}, {kSlide, kLineArt, 1.4},
+        {kNegative, kGray, 1.0, 0, 0, 0, false}, {kSlide, kColor, 1.4}, {kFlatbed, kLineArt, 0.6},
+        {kFlatbed, kColor, 0.0}, {kFlatbed, kColor, 1.5, true}, {kFlatbed, kGray, 1.5, true},
+        {kFlatbed, kHalftone, 1.5, true}, {kFlatbed, kGray, 1.5, 0, true},
+        {kFlatbed, kColor, 1.5, 0, true}, {kFlatbed, kGray, 1.0, 0, 0, true},
+        {kFlatbed, kLineArt, 1.0, 0, 0, true}, {kFlatbed, kColor, 1.0, 0, 0, true}};
     // clang-format on
     CEngineRig rig;
     for (Settings& s : order) {

@@ -16,18 +16,6 @@ inline int Round(double x) {
 inline int Held(std::int64_t x, int top = kTop) {
     return static_cast<int>(std::clamp<std::int64_t>(x, 0, top));
 }
-// What a value is behind its way as 16.16 fixed point.
-inline double Fixed(double x) {
-    return std::trunc(x * 65536.0 + 0.5) / 65536.0;
-}
-// Linear between two points, held at the ends, rounded with 0.499.
-inline int Remap(double x, double x0, double x1, double y0, double y1) {
-    if (x1 == x0)
-        return static_cast<int>(y1);
-    const double at = std::clamp(x, std::min(x0, x1), std::max(x0, x1));
-    const double v = (at - x0) / (x1 - x0) * (y1 - y0) + y0;
-    return static_cast<int>(v >= 0 ? v + 0.499 : v - 0.499);
-}
 inline Table Identity(int size = kTop + 1) {
     Table t(static_cast<std::size_t>(size));
     for (int i = 0; i < size; ++i)
@@ -134,49 +122,3 @@ void CorrectPixel(Sample* pixel, const int* k, const ToDensity& toDensity, const
         pixel[c] = static_cast<Sample>(Held(Wrapped(sum)));
     }
 }
-
-struct Matrix {
-    double m[9];
-
-    static Matrix Of(const double* values) {
-        Matrix t;
-        std::copy_n(values, 9, t.m);
-        return t;
-    }
-    static Matrix Rows(double r, double g, double b) { return {{r, g, b, r, g, b, r, g, b}}; }
-    static Matrix Saturation(double s) {
-        const double d = s < 1 ? 1 + (s - 1) * 2 / 3 : 1 + (s - 1) * 0.5;
-        const double o = s < 1 ? 0.3333333 - s / 3 : -(s - 1) * 0.25;
-        return {{d, o, o, o, d, o, o, o, d}};
-    }
-    // This one first, then `next`; no element above 1.98.
-    Matrix Then(const Matrix& next) const {
-        Matrix t;
-        double largest = 0;
-        for (int i = 0; i < 9; ++i) {
-            const int r = i / 3 * 3;
-            const int c = i % 3;
-            t.m[i] = next.m[r] * m[c] + next.m[r + 1] * m[3 + c] + next.m[r + 2] * m[6 + c];
-            largest = std::max(largest, std::abs(t.m[i]));
-        }
-        for (double& v : t.m)
-            v *= largest > 1.98 ? 1.98 / largest : 1.0;
-        return t;
-    }
-    // In 1/1024.
-    void Mix(int* pixel) const {
-        const int in[3] = {pixel[0], pixel[1], pixel[2]};
-        for (int r = 0; r < 3; ++r) {
-            std::int64_t sum = 0;
-            for (int c = 0; c < 3; ++c)
-                sum += static_cast<int>(m[3 * r + c] * 1024.0 + 0.5) * std::int64_t{in[c]};
-            pixel[r] = Held(sum >> 10);
-        }
-    }
-    void MixUnlessNeutral(int* pixel) const {
-        for (int i = 0; i < 9; ++i) {
-            if (std::abs(m[i] - (i % 4 == 0 ? 1 : 0)) >= 0.01)
-                return Mix(pixel);
-        }
-    }
-};
