@@ -13,13 +13,16 @@
 #include "stages/dark_neutral.h"
 #include "stages/density_balance.h"
 #include "stages/density_color.h"
+#include "stages/destreak.h"
 #include "stages/device_matrix.h"
 #include "stages/encoded_input.h"
 #include "stages/encoding_curve.h"
 #include "stages/input_convert.h"
 #include "stages/invert.h"
+#include "stages/line_sharpen.h"
 #include "stages/output_convert.h"
 #include "stages/output_format.h"
+#include "stages/smooth.h"
 #include "stages/threshold.h"
 #include "stages/tma_matrix.h"
 #include "stages/tone_levels.h"
@@ -141,6 +144,38 @@ std::unique_ptr<CQLStage> MakeSaturation(QLAttribTree* tree) {
     return stage;
 }
 
+std::unique_ptr<CQLStage> MakeSmooth(QLAttribTree* tree) {
+    auto stage = std::make_unique<CSmoothStage>(tree);
+    stage->SetAttrib(QL_ATTR_SMOOTH_ON, 1);
+    return stage;
+}
+
+// The stage hears of its settings, which the board has.
+class CDestreakSettings {
+  public:
+    explicit CDestreakSettings(QLAttribTree* tree, bool rebuilds) : m_board(tree) {
+        m_board.Provide(QL_ATTR_DESTREAK_B, 1);
+        m_board.Provide(QL_ATTR_DESTREAK_D, rebuilds ? 3 : 0);
+        m_board.Provide(QL_ATTR_DESTREAK_E, 1000);
+        m_board.Provide(QL_ATTR_DESTREAK_F, 40000);
+    }
+
+  private:
+    CBenchBoard m_board;
+};
+
+template <bool kRebuilds>
+std::unique_ptr<CQLStage> MakeDestreak(QLAttribTree* tree) {
+    const CDestreakSettings settings(tree, kRebuilds);
+    return std::make_unique<CDestreakStage>(tree);
+}
+
+std::unique_ptr<CQLStage> MakeLineSharpen(QLAttribTree* tree) {
+    auto stage = std::make_unique<CLineSharpenStage>(tree);
+    stage->SetAttrib(QL_ATTR_LINE_SHARPEN_ON, 2);
+    return stage;
+}
+
 std::unique_ptr<CQLStage> MakeOutputConvert(QLAttribTree* tree) {
     auto stage = std::make_unique<COutputConvertStage>(tree);
     stage->SetTargetLayout(QL_LAYOUT_BITMAP_ROWS);
@@ -163,6 +198,12 @@ constexpr Row kRows[] = {
     {"Input/Color8", Make<CEncodedInputStage>, QL_PIXEL_BGR8},
     {"Input/Color8Encoded", Make<CEncodedInputStage>, QL_PIXEL_BGR8_ENCODED, QL_OUTPUT_COLOR, true},
     {"Input/Gray8", Make<CEncodedInputStage>, QL_PIXEL_GRAY8},
+    {"LineSharpen/Color16", MakeLineSharpen, QL_PIXEL_RGB16},
+    {"Destreak/Color16", MakeDestreak<false>, QL_PIXEL_RGB16},
+    {"Destreak/Gray16", MakeDestreak<false>, QL_PIXEL_GRAY16},
+    {"Destreak/Color16Rebuilding", MakeDestreak<true>, QL_PIXEL_RGB16},
+    {"Smooth/Color16", MakeSmooth, QL_PIXEL_RGB16},
+    {"Smooth/Gray16", MakeSmooth, QL_PIXEL_GRAY16},
     {"ToneLevels/Color16", Make<CToneLevelsStage>, QL_PIXEL_RGB16},
     {"ToneLevels/Gray16", Make<CToneLevelsStage>, QL_PIXEL_GRAY16},
     {"ChannelCurve/Color16", Make<CChannelCurveStage>, QL_PIXEL_RGB16},

@@ -46,8 +46,6 @@ class CQLLut {
     void MarkEdited();
     void SetIdentity();
 
-    // A gamma so near to 1 that BuildGamma makes the identity.
-    static bool IsNeutralGamma(double gamma);
     // BuildGamma with the slope from black held at maxSlope.
     virtual void BuildGammaLimited(double gamma, double maxSlope);
     // y = x^(1/gamma) on the normalised range, as a chain of lines: 256 of them in a plain table.

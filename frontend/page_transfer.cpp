@@ -125,7 +125,9 @@ HRESULT CPageTransfer::Transfer(bool& lastSheet) {
     m_engine.Stop();
     lastSheet = m_scan.endScan() == S_FALSE;
     m_scanOpen = false;
-    hr = m_delivery.DeliverFile(m_linesRead < m_scanLines, m_lines.RowsMade());
+    // What of a page is there is cut to; a page of which there is nothing is white to its end.
+    const DWORD rows = m_lines.RowsMade();
+    hr = m_delivery.DeliverFile(rows > 0 && m_linesRead < m_scanLines, rows);
     return SUCCEEDED(hr) && m_delivery.IsCancelled() ? S_FALSE : hr;
 }
 
@@ -142,9 +144,7 @@ HRESULT CPageTransfer::RunBandLoop() {
                 return hr;
             begun = true;
         }
-        // The stream starts the engine with the first write behind the headers, even one of
-        // nothing.
-        if (rows.count > 0 || !m_lines.IsScaling()) {
+        if (rows.count > 0) {
             m_stream.AddLines(rows.count);
             WriteStream(rows.bytes, rows.count * m_lines.Stride());
             if (m_tap && rows.count > 0 && !m_fillWhite)
@@ -153,6 +153,10 @@ HRESULT CPageTransfer::RunBandLoop() {
         m_engine.FireFeed();
         m_linesRead += lines;
     }
+    // The stream starts the engine with the first write behind the headers, even one of nothing:
+    // a page without a row is white.
+    if (m_lines.RowsMade() == 0)
+        WriteStream(nullptr, 0);
     return S_OK;
 }
 
