@@ -8,6 +8,7 @@
 
 #include "frame/film_curve.h"
 #include "profile/attrib_records.h"
+#include "tests/support/plain_density.h"
 #include "tests/support/tone_support.h"
 
 namespace plain_film {
