@@ -176,8 +176,9 @@ void CLevelToneAnalyser::ComposeMidColor() {
 
 void CLevelToneAnalyser::FinishTone(std::span<CQLLut> luts) {
     if (m_outBlack != 0 || m_outWhite != kFullScale) {
-        for (CQLLut& lut : luts)
-            lut.RemapValues(0, kFullScale, m_outBlack, m_outWhite);
+        m_temporary.SetIdentity();
+        m_temporary.RemapValues(0, kFullScale, m_outBlack, m_outWhite);
+        ComposeAll(luts);
     }
     // Half the effect downwards: -100 is gamma 0.5, 100 gamma 2.
     const double level = Midtone() / 100.0;

@@ -28,7 +28,7 @@ struct OwnerList {
             if (row.m_attribs && row.m_attribs != &CSaturationStage::Rows)
                 Add(row.m_className, row.m_attribs());
         }
-        // The tone stage of paper owns it.
+        // The tone stage of reflective originals owns it.
         Add("CPhotoToneAnalyser", CPhotoToneAnalyser::Rows());
         Add("CBandSinkStage", CBandSinkStage::Rows());
     }

@@ -101,6 +101,10 @@ class CChainBase : protected CChainStages {
     // The same of a pass that has been opened with this status: without lines when that failed.
     QLStatus RunOpened(QLStatus opened, std::int32_t chunk);
     QLStatus OpenTail();
+    // Lines of the input that the chain, as it was opened, keeps back from its output.
+    std::int32_t HeldLines() const;
+    // The input is over, whatever height it announced: pulls what the chain kept back of it.
+    QLStatus PumpHeld();
     QLStatus CloseChain();
     // Takes the tail's format over and starts counting.
     void TakeTailFormat();
@@ -194,6 +198,8 @@ class CChainPump : public CChainBase {
     QLStatus OpenAnalysed();
     void Feed();
     void End();
+    // Lines to pull in a feed that finds so many in the stream; 0 and below: none.
+    std::int64_t WantedLines(std::int64_t lines, bool brought) const;
     // What begin and the analysed open have in common: a fresh sink, and the whole chain behind it.
     QLStatus BuildWithSink();
     void ConnectOutput(CQLStage* upstream);
@@ -206,6 +212,9 @@ class CChainPump : public CChainBase {
     CLog m_log;
     bool m_begun = false;  // a begin, successful or not, waits for its end
     bool m_firstFeed = true;
+    bool m_bandsOver = false;        // the feed before brought none: that was the last one's rest
+    std::int64_t m_linesBehind = 0;  // that stay behind in the stream while more may come
+    std::int64_t m_linesLeft = 0;    // in the stream, by the feed before
     // Lines up to this count are the rest of the image: no more input is to be expected.
     std::int64_t m_holdMark = 0;
     CQLAttribRows m_rows;

@@ -192,6 +192,8 @@ QLStatus CChainBase::RunOpened(QLStatus opened, std::int32_t chunk) {
         do {
             status = Pump(step, &delivered);
         } while (status == QL_OK && delivered > 0);
+        if (status == QL_OK)
+            status = PumpHeld();
     }
     const QLStatus closed = CloseChain();
     if (status == QL_OK)
@@ -199,6 +201,23 @@ QLStatus CChainBase::RunOpened(QLStatus opened, std::int32_t chunk) {
     if (status != QL_OK)
         m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
     return status;
+}
+
+std::int32_t CChainBase::HeldLines() const {
+    std::int32_t lines = 0;
+    for (const CQLStage* stage = m_tail; stage; stage = stage->Upstream())
+        lines += stage->HeldLines();
+    return lines;
+}
+
+QLStatus CChainBase::PumpHeld() {
+    const std::int32_t held = HeldLines();
+    if (held == 0 || m_linesDone >= m_linesTotal)
+        return QL_OK;
+    for (CQLStage* stage = m_tail; stage; stage = stage->Upstream())
+        stage->OnEndOfInput();
+    std::int32_t delivered = 0;
+    return Pump(held, &delivered);
 }
 
 QLStatus CChainBase::CloseChain() {

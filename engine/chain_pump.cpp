@@ -7,9 +7,9 @@
 
 namespace {
 
-// Lines that stay behind in the stream as long as more input is to be expected.
-constexpr std::int64_t kHeldLines = 5;
-// A single line waits for the next: it is not worth a pull.
+// Lines that stay behind in the stream at least as long as more input is to be expected.
+constexpr std::int32_t kFewestBehind = 5;
+// A single line waits for the next, if there is one: it is not worth a pull.
 constexpr std::int64_t kFewestFeedLines = 2;
 constexpr DWORD kInformation = 64;
 
@@ -99,6 +99,10 @@ QLStatus CChainPump::Begin() {
     status = m_tail->Open();
     TakeTailFormat();
     m_firstFeed = true;
+    m_bandsOver = false;
+    m_linesLeft = 0;
+    // One more than the stages keep back, so that the stream never runs dry between two bands.
+    m_linesBehind = std::max(HeldLines() + 1, kFewestBehind);
     LogChain();
     // What failed to open takes no lines. Closing it gives its memory back.
     if (status != QL_OK)
@@ -128,17 +132,22 @@ void CChainPump::Feed() {
     if (!m_passOpen || !stream)
         return;
     const std::int64_t lines = stream->m_nLines;
-    // The first feed sets the mark at what it will leave behind. Later feeds that find more leave
-    // five again; the one behind the last band finds no more than the mark, and takes all. With 20
-    // lines a band: 15 of 20, 20 of 25, ..., and 5 of 5.
+    const bool brought = m_firstFeed || lines > m_linesLeft;
+    m_bandsOver = !brought;
+    m_linesLeft = lines;
+    // The first feed sets the mark at what it will leave behind.
     if (m_firstFeed) {
-        m_holdMark = lines - kHeldLines;
+        m_holdMark = lines - m_linesBehind;
         m_firstFeed = false;
     }
-    // Both counters wrap: only whether they differ says something.
-    if (stream->m_cbWritten == stream->m_cbRead || lines < kFewestFeedLines)
+    // Both counters wrap: only whether they differ says something. Without bytes there are lines
+    // only when the stages hold the image's last ones.
+    const bool bytes = stream->m_cbWritten != stream->m_cbRead;
+    if (!bytes && (HeldLines() == 0 || m_linesDone + lines < m_linesTotal))
         return;
-    const std::int64_t wanted = lines > m_holdMark ? lines - kHeldLines : lines;
+    const std::int64_t wanted = WantedLines(lines, brought);
+    if (wanted < 1)
+        return;
     std::int32_t done = 0;
     const QLStatus status = Pump(
         static_cast<std::int32_t>(std::min<std::int64_t>(wanted, std::numeric_limits<int>::max())),
@@ -147,6 +156,18 @@ void CChainPump::Feed() {
         m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
     // A failed pump took none: the lines stay announced, and a later feed tries again.
     stream->m_nLines -= static_cast<std::uint32_t>(done);
+    m_linesLeft = stream->m_nLines;
+}
+
+// A feed that finds more than the mark leaves as many behind as the first one. One that finds no
+// more, and one that brought nothing, like that behind the last band, takes all. With 20 lines a
+// band, of which five stay: 15 of 20, 20 of 25, ..., and 5 of 5.
+std::int64_t CChainPump::WantedLines(std::int64_t lines, bool brought) const {
+    if (!brought)
+        return lines;
+    if (lines < kFewestFeedLines)
+        return 0;
+    return lines > m_holdMark ? lines - m_linesBehind : lines;
 }
 
 void CChainPump::End() {
@@ -155,6 +176,9 @@ void CChainPump::End() {
     m_begun = false;
     m_holdMark = 0;
     m_firstFeed = true;
+    // The image may have ended above its height. A pass that is given up is left without its rest.
+    if (m_passOpen && m_bandsOver)
+        PumpHeld();
     // Ahead of the close: lines that the engine adds still belong to this pass.
     m_port.Notify(QL_ATTR_END_OF_IMAGE);
     if (m_passOpen)

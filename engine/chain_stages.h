@@ -68,6 +68,7 @@ struct CChainStages {
         // Lines around the one being made that count, itself included.
         std::int32_t m_window = 1;
         bool m_changesFormat = false;  // the pixel type of its lines may be another than it got
+        std::int32_t m_leastSide = 1;  // pixels or lines; an open refuses images below
         // A bit for each variant in which the stage lives; entering another one drops it.
         std::uint8_t m_variants = 0;
 

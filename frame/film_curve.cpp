@@ -82,20 +82,22 @@ void CFilmCurveLut::Draw(double shift, double high, double low, const CQLLut* wa
         const std::int32_t code = DensityToCode(density);
         return warp ? std::int32_t{warp->At(code)} : code;
     };
-    for (std::int32_t row = 0; row + 1 < m_rowCount; ++row) {
-        DrawSegment(input(row * m_step - shift), DensityToCode(RowDensity(row, high, low)),
-                    input((row + 1) * m_step - shift),
-                    DensityToCode(RowDensity(row + 1, high, low)), true);
+    const auto output = [&](std::int32_t row) { return DensityToCode(RowDensity(row, high, low)); };
+    const std::int32_t thinEnd = input(-shift);
+    std::int32_t denseEnd = thinEnd;
+    std::int32_t from = output(0);
+    for (std::int32_t row = 1; row < m_rowCount; ++row) {
+        const std::int32_t next = input(row * m_step - shift);
+        const std::int32_t to = output(row);
+        DrawSegment(denseEnd, from, next, to, true);
+        denseEnd = next;
+        from = to;
     }
     // Beyond its dense and its thin end the film's curve is flat.
-    const std::int32_t denseEnd = input((m_rowCount - 1) * m_step - shift);
     const std::uint16_t denseValue = At(denseEnd);
-    for (std::int32_t i = 0; i < denseEnd; ++i)
-        Set(i, denseValue);
-    const std::int32_t thinEnd = input(-shift);
+    Fill(0, denseEnd, denseValue);
     const std::uint16_t thinValue = At(thinEnd);
-    for (std::int32_t i = thinEnd; i < Size(); ++i)
-        Set(i, thinValue);
+    Fill(thinEnd, Size(), thinValue);
 }
 
 // The answer tells callers whether what they have made of the curve is stale. Arguments are

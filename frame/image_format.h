@@ -87,6 +87,7 @@ struct QLImageFormat {
     std::int32_t m_height = 0;            // lines of the image
     std::int32_t m_xResolution = 0;       // dots per inch across
     std::int32_t m_yResolution = 0;       // dots per inch along
+    bool m_resolutionsTurned = false;     // a quarter turn has exchanged the two
     std::int32_t m_xScalePercent = 0;     // set to 100 by the source, carried along
     std::int32_t m_yScalePercent = 0;
     std::uint32_t m_bytesPerPixel = 0;   // derived: storage of one pixel, 1 for packed pixels

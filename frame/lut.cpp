@@ -68,6 +68,14 @@ void CQLLut::Set(std::int32_t index, std::uint16_t value) {
     m_monotonicStale = true;
 }
 
+void CQLLut::Fill(std::int32_t first, std::int32_t end, std::uint16_t value) {
+    first = std::max(first, 0);
+    end = std::min(end, m_size);
+    if (first < end)
+        std::fill(m_table.get() + first, m_table.get() + end, value);
+    MarkEdited();
+}
+
 void CQLLut::SetIdentity() {
     if (!m_table || m_identity)
         return;
@@ -106,12 +114,27 @@ void CQLLut::DrawSegment(std::int32_t x0, std::int32_t y0, std::int32_t x1, std:
     const std::int32_t top = clip ? max : kSampleMax;
     const std::int32_t first = std::max(x0, 0);
     const std::int32_t last = std::min(x1, max);
+    if (first == x0 && last == x1 && std::min(y0, y1) >= 0 && std::max(y0, y1) <= top) {
+        DrawInside(x0, y0, x1, static_cast<std::uint32_t>(slope));
+        MarkEdited();
+        return;
+    }
     std::int64_t accumulator = std::int64_t{y0} * 32768 + slope * (std::int64_t{first} - x0);
     for (std::int32_t x = first; x <= last; ++x) {
         m_table[x] = static_cast<std::uint16_t>(Clamp(accumulator >> 15, 0, top));
         accumulator += slope;
     }
     MarkEdited();
+}
+
+// Both ends lie in the table and on its scale: the sums stay between them, and 32 bits hold them.
+// Most tables are drawn of such lines, which the processor does several entries at a time.
+void CQLLut::DrawInside(std::int32_t x0, std::int32_t y0, std::int32_t x1, std::uint32_t slope) {
+    std::uint16_t* const entries = m_table.get() + x0;
+    const auto start = static_cast<std::uint32_t>(y0) << 15;
+    const auto count = static_cast<std::uint32_t>(x1 - x0 + 1);
+    for (std::uint32_t i = 0; i < count; ++i)
+        entries[i] = static_cast<std::uint16_t>((start + slope * i) >> 15);
 }
 
 void CQLLut::BuildGamma(double gamma) {
@@ -130,11 +153,15 @@ void CQLLut::BuildGamma(double gamma) {
     const auto curve = [&](std::int32_t i) {
         return std::min(RoundToI32(std::pow(i / max, inverse) * max), m_size - 1);
     };
-    // Lines of 256 entries each: some 512 powers in place of 65536, and a finite slope at black,
+    // Lines of 256 entries each: 257 powers in place of 65536, and a finite slope at black,
     // where the true curve rises without bound. The fine kind pays for the curve in steps of two.
     const std::int32_t step = m_kind == kFine ? 2 : std::max(m_size / 256, 1);
-    for (std::int32_t i = 0; i < m_size; i += step)
-        DrawSegment(i, curve(i), std::min(i + step, m_size - 1), curve(i + step), true);
+    std::int32_t from = curve(0);
+    for (std::int32_t i = 0; i < m_size; i += step) {
+        const std::int32_t to = curve(i + step);
+        DrawSegment(i, from, std::min(i + step, m_size - 1), to, true);
+        from = to;
+    }
     // The first line would flatten the steepest part; its entries are worked out one by one.
     if (m_kind == kFine) {
         for (std::int32_t i = 0; i < std::min(step, m_size); ++i)
@@ -275,8 +302,17 @@ void CQLLut::CopyFrom(const CQLLut& source) {
 void CQLLut::AssignFrom(const CQLLut& source) {
     if (!m_table || !source.m_table)
         return;
-    for (std::int32_t i = 0; i < m_size; ++i)
-        Set(i, ResampledEntry(source, i));
+    if (source.m_size != m_size) {
+        for (std::int32_t i = 0; i < m_size; ++i)
+            Set(i, ResampledEntry(source, i));
+    } else if (&source != this) {
+        bool same = true;
+        for (std::int32_t i = 0; i < m_size; ++i) {
+            m_table[i] = source.m_table[i];
+            same &= m_table[i] == i;
+        }
+        m_identity = m_identity && same;
+    }
     m_curveReady = false;
     m_monotonic = false;
     m_monotonicStale = true;

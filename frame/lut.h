@@ -46,8 +46,6 @@ class CQLLut {
     void MarkEdited();
     void SetIdentity();
 
-    // A gamma so near to 1 that BuildGamma makes the identity.
-    static bool IsNeutralGamma(double gamma);
     // BuildGamma with the slope from black held at maxSlope.
     virtual void BuildGammaLimited(double gamma, double maxSlope);
     // y = x^(1/gamma) on the normalised range, as a chain of lines: 256 of them in a plain table.
@@ -88,7 +86,15 @@ class CQLLut {
     static std::int32_t Remap(std::int32_t x, std::int32_t x0, std::int32_t x1, std::int32_t y0,
                               std::int32_t y1);
 
+    // True for a gamma so close to 1 that the identity is built for it.
+    static bool IsNeutralGamma(double gamma);
+
+  protected:
+    // The entries from `first` up to, but not including, `end` take one value.
+    void Fill(std::int32_t first, std::int32_t end, std::uint16_t value);
+
   private:
+    void DrawInside(std::int32_t x0, std::int32_t y0, std::int32_t x1, std::uint32_t slope);
     bool IsRising() const { return m_table[0] < m_table[m_size - 1]; }
     void CheckMonotonic() const;
     std::int32_t Bisect(std::int32_t value) const;

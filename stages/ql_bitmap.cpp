@@ -34,9 +34,12 @@ void CQLBitmap::Build(const QLImageFormat& format) {
     m_colorCount = ColorTableSize(format.m_pixelType);
     m_header = MakeInfoHeader(format.m_width, format.m_height,
                               static_cast<std::int32_t>(format.m_bitsPerPixel));
-    // 39.37 inches are a metre. Both directions take the resolution across.
+    // 39.37 inches are a metre. Both directions take the resolution across, unless a quarter turn
+    // has exchanged the two: a page that was turned keeps its size.
+    const std::int32_t along =
+        format.m_resolutionsTurned ? format.m_yResolution : format.m_xResolution;
     m_header.biXPelsPerMeter = RoundToI32(format.m_xResolution * kInchesPerMeter);
-    m_header.biYPelsPerMeter = m_header.biXPelsPerMeter;
+    m_header.biYPelsPerMeter = RoundToI32(along * kInchesPerMeter);
     // All of them: no viewer shall save colours.
     m_header.biClrImportant = m_header.biClrUsed;
     FillColors(format.m_palette);

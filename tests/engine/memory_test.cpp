@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "stages/density_color.h"
 #include "tests/support/engine_rig.h"
 #include "tests/support/failing_allocation.h"
 
@@ -65,6 +66,25 @@ TEST(EngineMemory, DoesNotGrowWithTheHeightOfTheImage) {
         }
         EXPECT_GT(bytes[1], 20u * 25 * 3) << "a band at least";
         EXPECT_EQ(bytes[2], bytes[1]) << "type " << type;
+    }
+}
+
+TEST(EngineMemory, DensityTablesAreMadeOnceAndGoWithTheirLastUser) {
+    constexpr std::size_t kPair = 2 * 65536 * sizeof(std::uint16_t);
+    for (const std::size_t which : {1, 2}) {  // the stage's core, then the pair
+        QLAttribTree tree;
+        CDensityColorStage stage(&tree);
+        {
+            const CFailingAllocation failing(which, false);
+            EXPECT_EQ(stage.Open(), QL_ERR_NO_MEMORY);
+        }
+        TakeAllocatedBytes();
+        EXPECT_EQ(stage.Open(), QL_OK);
+        EXPECT_GE(TakeAllocatedBytes(), kPair);
+        EXPECT_EQ(stage.Open(), QL_OK);
+        CDensityTables other;
+        EXPECT_TRUE(other.Ready());
+        EXPECT_EQ(TakeAllocatedBytes(), 0u);
     }
 }
 

@@ -7,6 +7,8 @@
 
 #include "engine/engine.h"
 #include "tests/support/engine_rig.h"
+#include "tests/support/plain_density.h"
+#include "tests/support/tone_support.h"
 #include "tests/support/plain_film_chain.h"
 
 namespace {

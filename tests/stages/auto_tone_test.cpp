@@ -8,6 +8,7 @@
 #include "stages/auto_tone.h"
 #include "stages/auto_tone_photo.h"
 #include "stages/auto_tone_tma.h"
+#include "tests/support/plain_density.h"
 #include "tests/support/stage_rig.h"
 
 namespace {

@@ -33,7 +33,9 @@ class CLineSource final : public CQLSourceStage {
         if (m_failAtLine >= 0 && m_nextLine >= m_failAtLine)
             return QL_ERR_SOURCE_READ;
         const std::int32_t stride = m_outFormat.m_bytesPerLine;
-        *lines = std::min({*lines, m_outFormat.m_height - m_nextLine, m_mostLines});
+        const std::int32_t end =
+            std::min(m_failAtLine >= 0 ? m_failAtLine : m_outFormat.m_height, m_linesThere);
+        *lines = std::min({*lines, end - m_nextLine, m_mostLines});
         if (*lines > 0) {
             std::memcpy(buffer->Data(), m_bytes.data() + m_nextLine * stride,
                         static_cast<std::size_t>(*lines * stride));
@@ -51,7 +53,8 @@ class CLineSource final : public CQLSourceStage {
     const ::Bytes& Bytes() const { return m_bytes; }
 
     std::int32_t m_failAtLine = -1;
-    std::int32_t m_mostLines = 1 << 20;  // at a time
+    std::int32_t m_mostLines = 1 << 20;   // at a time
+    std::int32_t m_linesThere = 1 << 20;  // the source ends behind them without a failure
 
   private:
     ::Bytes m_bytes;

@@ -15,6 +15,7 @@
 #include "tools/process/attribute_writes.h"
 #include "tools/process/model_item.h"
 #include "tools/process/run.h"
+#include "tools/tone_options.h"
 
 namespace {
 
@@ -104,6 +105,7 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     process->add_option("--band", job.m_bandLines, "Lines fed at a time")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
+    AddToneFiles(*process, job.m_plots);
     process->add_flag("--list-attributes", options.m_listAttributes,
                       "List all attributes with kind, value and what is allowed");
     process->add_flag("--list-properties", options.m_listProperties,

@@ -8,11 +8,13 @@
 #include "pictures/picture_reader.h"
 #include "pictures/picture_writer.h"
 #include "platform/module.h"
+#include "tools/plot/counting_writer.h"
 #include "tools/process/attribute_writes.h"
 #include "tools/process/band_feed.h"
 #include "tools/process/bench_source.h"
 #include "tools/process/model_item.h"
 #include "tools/process/picture_stream.h"
+#include "tools/process/tone_ramp.h"
 
 namespace {
 
@@ -35,6 +37,9 @@ class CPictureSink final : public IQLImageCallback {
         return m_failed ? S_FALSE : S_OK;
     }
 
+    // Bits a pixel of the picture that the engine gets.
+    void SetInputBits(int bits) { m_inputBits = bits; }
+    int InputBits() const { return m_inputBits; }
     bool HasHeader() const { return m_hasHeader; }
     bool IsCancelled() {
         m_cancelled = m_cancelled || (m_job.m_cancelled && m_job.m_cancelled());
@@ -54,6 +59,7 @@ class CPictureSink final : public IQLImageCallback {
 
     CPictureWriter& m_writer;
     const CProcessJob& m_job;
+    int m_inputBits = 24;
     bool m_hasHeader = false;
     bool m_cancelled = false;
     bool m_failed = false;
@@ -137,6 +143,7 @@ bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, st
     const std::unique_ptr<CPictureReader> reader = OpenPicture(job.m_input, error);
     if (!reader)
         return false;
+    sink.SetInputBits(reader->Info().m_bitsPerPixel);
     CPictureStream stream(*reader);
     bool fed = false;
     const bool guarded = RunGuarded(error, [&] {
@@ -178,14 +185,51 @@ CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineF
     return CProcessResult::Failed;
 }
 
+// ---- Plots
+
+// The engine has run: what it has counted is taken before the ramp runs. Chains that count nothing
+// have their result counted on its way to the file.
+CProcessResult DrawPlots(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink,
+                         const CToneCounts& delivered, std::string* error) {
+    const CToneFiles& plots = job.m_plots;
+    const auto stopped = [&sink] { return sink.IsStopped(); };
+    CToneCounts input;
+    if (!plots.m_histogram.empty()) {
+        if (!CountPicture(job.m_input, stopped, &input, error))
+            return CProcessResult::BadInput;
+        if (sink.IsCancelled())
+            return CProcessResult::Cancelled;
+        const CToneCounts published = PublishedCounts(engine);
+        if (!WriteHistograms(plots.m_histogram, job.m_encoded, input,
+                             published.IsEmpty() ? delivered : published, error))
+            return CProcessResult::Failed;
+    }
+    CToneCurves curves;
+    if (!plots.m_curves.empty()) {
+        engine.SetValue(QL_ATTR_HISTOGRAM_ON, 0);
+        if (!MeasureCurves(engine, sink.InputBits(), job.m_encoded, &curves)) {
+            *error = plots.m_curves + ": the engine could not process the ramp of grays";
+            return CProcessResult::Failed;
+        }
+        if (!WriteCurves(plots.m_curves, curves, error))
+            return CProcessResult::Failed;
+    }
+    return CProcessResult::Done;
+}
+
 }  // namespace
 
 CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
-    const std::unique_ptr<CPictureWriter> writer = CreatePictureWriter(job.m_output, error);
+    if (!job.m_plots.Check(error))
+        return CProcessResult::BadInput;
+    std::unique_ptr<CPictureWriter> writer = CreatePictureWriter(job.m_output, error);
     if (!writer) {
         *error = job.m_output + ": " + *error;
         return CProcessResult::BadInput;
     }
+    CToneCounter delivered;
+    if (!job.m_plots.m_histogram.empty())
+        writer = std::make_unique<CCountingWriter>(std::move(writer), delivered);
     CPictureSink sink(*writer, job);
     CQLEngine engine;
     if (FAILED(engine.Init())) {
@@ -194,16 +238,21 @@ CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
     }
     if (!ApplySettings(job, engine, error))
         return CProcessResult::BadInput;
+    if (!job.m_plots.m_histogram.empty())
+        engine.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
     std::uint32_t client = 0;
     engine.AddClient(&sink, &client);
     const CPassWatch watch(engine.Tree(), sink);
     const CMessageCatcher message;
     const bool read = (job.m_fromFile ? RunFile : RunStream)(job, engine, sink, error);
+    engine.RemoveClient(client);
     if (!read || !message.Text().empty()) {
         if (read)
             *error = message.Text();
         *error = job.m_input + ": " + *error;
         return CProcessResult::BadInput;
     }
-    return Conclude(job, sink, watch.HasFailed(), *writer, error);
+    const CProcessResult result = Conclude(job, sink, watch.HasFailed(), *writer, error);
+    return result == CProcessResult::Done ? DrawPlots(job, engine, sink, delivered.Counts(), error)
+                                          : result;
 }

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/process/tone_files.h"
+
 // What the command line asks for.
 struct CProcessJob {
     std::string m_input;
@@ -14,6 +16,7 @@ struct CProcessJob {
     bool m_analyse = false;   // an analysis pass first; only from a file
     bool m_encoded = false;   // the picture's samples are encoded for a screen, not linear
     std::int32_t m_bandLines = 20;
+    CToneFiles m_plots;
     std::vector<std::string> m_properties;  // NAME_OR_ID=VALUE
     std::vector<std::string> m_attributes;  // NAME=VALUE, in their order
     // Either may be empty.
