@@ -156,52 +156,43 @@ TEST(NegativeCurves, AreThoseOfTheFilmShiftedInDensity) {
 }
 
 struct PhotoOnBoard : testing::Test {
-    Three Levels() const { return {m_photo.Highlight(), m_photo.Shadow(), m_photo.Midtone()}; }
-
     QLAttribTree m_tree;
     CTestBoard m_board{&m_tree};
     CPhotoToneAnalyser m_photo{&m_tree};
 };
 
 // A level is a hundredth of the way from white code 65535 to 16384, or from black code 0 to 2184.
-TEST_F(PhotoOnBoard, BrightnessAndContrastAreLevels) {
+// Reference 980 of black is 65535 - 980 * 65.535, 1311; 1300 of white is 131070 * 0.35, 45875; 1500
+// is 32768, level 67, whose white code 32604 is at 54 and 60 when it is 1.2 and 1.1 times as high.
+TEST_F(PhotoOnBoard, SettingsAndReferencesAreLevels) {
     m_photo.BuildCurves();
     EXPECT_EQ(m_photo.Lut(0)->At(52263), 65532);  // 41088 / 32768 a step up to white code 52264
     EXPECT_EQ(m_photo.Lut(0)->At(52264), 65535);
-    // Written, highlight, shadow, read.
+    EXPECT_EQ(m_board.GetInteger(QL_ATTR_BRIGHTNESS), 1);
+    // Written, levels, and what brightness or contrast read. A reset is the stage's to do.
     // clang-format off
-    for (const auto& [id, value, highlight, shadow, read] : {
-             std::tuple{QL_ATTR_BRIGHTNESS, 0, 27, 0, 1}, {QL_ATTR_BRIGHTNESS, 999, 100, 0, 128},
-             {QL_ATTR_BRIGHTNESS, -25, 0, 0, -25}, {QL_ATTR_BRIGHTNESS, -26, -1, 0, -26},
-             {QL_ATTR_BRIGHTNESS, -999, -100, 0, -126}, {QL_ATTR_CONTRAST, 128, -100, -100, 128},
-             {QL_ATTR_CONTRAST, 64, -100, -50, 64}, {QL_ATTR_CONTRAST, -127, -100, 100, -126},
-             {QL_ATTR_CONTRAST, 0, -100, 0, 0}}) {
-        // clang-format on
-        m_board.SetValue(id, IntegerWord(value));
-        EXPECT_EQ(Levels(), (Three{highlight, shadow, 0})) << value;
-        EXPECT_EQ(m_board.GetInteger(id), read) << value;
-    }
-}
-
-TEST_F(PhotoOnBoard, ReferencesAndTheFeederMoveLevelsAtTheirUsualPlace) {
-    // 65535 - 980 * 65.535 is 1311 of 2184; 131070 * 0.35 is 45875, and 32768 is level 67. Its
-    // white code is 32604, 1.2 and 1.1 times of which are levels 54 and 60.
-    // clang-format off
-    for (const auto& [id, value, levels] : {
-             std::tuple{QL_ATTR_AUTO_BLACK_REF, 980, Three{27, 0, 0}}, {QL_ATTR_ADF, 1, {27, -60, 0}},
-             {QL_ATTR_AUTO_WHITE_REF, 1300, {40, -60, 0}}, {QL_ATTR_AUTO_WHITE_REF, 1500, {40, -60, 0}},
-             {QL_ATTR_RESET_TONE, 0, {67, -60, 0}}, {QL_ATTR_EXPOSURE_PRESET, 1, {54, -60, -67}},
-             {QL_ATTR_RESET_TONE, 0, {67, -60, 0}}, {QL_ATTR_EXPOSURE_PRESET, 2, {60, -60, -33}},
-             {QL_ATTR_EXPOSURE_PRESET, 3, {60, -60, -33}}, {QL_ATTR_EXPOSURE_PRESET, 5, {60, -60, 67}},
-             {QL_ATTR_ADF, 0, {60, 0, 67}}}) {
+    for (const auto& [id, value, levels, read] : {
+             std::tuple{QL_ATTR_BRIGHTNESS, 999, Three{100, 0, 0}, 128},
+             {QL_ATTR_BRIGHTNESS, -25, {0, 0, 0}, -25}, {QL_ATTR_BRIGHTNESS, -26, {-1, 0, 0}, -26},
+             {QL_ATTR_BRIGHTNESS, -999, {-100, 0, 0}, -126}, {QL_ATTR_BRIGHTNESS, 0, {27, 0, 0}, 1},
+             {QL_ATTR_CONTRAST, 128, {27, -100, 0}, 128}, {QL_ATTR_CONTRAST, 64, {27, -50, 0}, 64},
+             {QL_ATTR_CONTRAST, -127, {27, 100, 0}, -126}, {QL_ATTR_CONTRAST, 0, {27, 0, 0}, 0},
+             {QL_ATTR_AUTO_BLACK_REF, 980, {27, 0, 0}, 980}, {QL_ATTR_ADF, 1, {27, -60, 0}, 1},
+             {QL_ATTR_AUTO_WHITE_REF, 1300, {40, -60, 0}, 1300},
+             {QL_ATTR_AUTO_WHITE_REF, 1500, {40, -60, 0}, 1500},
+             {QL_ATTR_RESET_TONE, 0, {67, -60, 0}, 0}, {QL_ATTR_EXPOSURE_PRESET, 1, {54, -60, -67}, 0},
+             {QL_ATTR_RESET_TONE, 0, {67, -60, 0}, 0}, {QL_ATTR_EXPOSURE_PRESET, 2, {60, -60, -33}, 0},
+             {QL_ATTR_EXPOSURE_PRESET, 3, {60, -60, -33}, 0},
+             {QL_ATTR_EXPOSURE_PRESET, 5, {60, -60, 67}, 0}, {QL_ATTR_ADF, 0, {60, 0, 67}, 0}}) {
         // clang-format on
         if (id == QL_ATTR_RESET_TONE)
             m_photo.ResetTone();
-        else if (id == QL_ATTR_EXPOSURE_PRESET)
-            m_board.SetValue(id, IntegerWord(value));
-        else
+        else if (id == QL_ATTR_ADF || id == QL_ATTR_AUTO_WHITE_REF || id == QL_ATTR_AUTO_BLACK_REF)
             m_board.Put(id, IntegerWord(value));
-        EXPECT_EQ(Levels(), levels) << id << " " << value;
+        else
+            m_board.SetValue(id, IntegerWord(value));
+        EXPECT_EQ((Three{m_photo.Highlight(), m_photo.Shadow(), m_photo.Midtone()}), levels) << id;
+        EXPECT_EQ(m_board.GetInteger(id), read) << id << " " << value;
     }
 }
 

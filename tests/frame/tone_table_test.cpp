@@ -156,7 +156,7 @@ struct CFilmA final : CFilmCurveLut {
         : CFilmCurveLut(kFullSize, FilmTableA().data(), kFilmStepA, kFilmRows, kFilmPivotRow) {}
 };
 
-TEST(FilmCurve, TheTwoEndsBendBySeparateArguments) {
+TEST(FilmCurve, HasTheRowsOfTheFilms) {
     // The sums of the columns, in hundredths.
     const auto sums = [](std::span<const QLFilmRow> rows) {
         double low = 0, nominal = 0, high = 0;
@@ -168,17 +168,6 @@ TEST(FilmCurve, TheTwoEndsBendBySeparateArguments) {
     };
     EXPECT_EQ(sums(FilmTableA()), (std::tuple(4809, 3362, 2721)));
     EXPECT_EQ(sums(FilmTableB()), (std::tuple(5348, 2941, 2514)));
-    const CFilmA film;
-    // Row 16 (0.43, 0.54, 0.60) stands behind the pivot and follows `high`; row 14 (1.50, 0.87,
-    // 0.80) stands before it and follows `low`, with the columns exchanged.
-    // clang-format off
-    for (const auto& [bend, row16, row14] : {
-             std::tuple{0.0, 0.54, 0.87}, {1.0, 0.43, 0.80}, {0.5, 0.485, 0.835},
-             {-0.5, 0.57, 1.185}, {3.0, 0.43, 0.80}, {-3.0, 0.60, 1.50}}) {
-        // clang-format on
-        EXPECT_DOUBLE_EQ(film.RowDensity(16, bend, 0.7), row16);
-        EXPECT_DOUBLE_EQ(film.RowDensity(14, 0.7, bend), row14);
-    }
 }
 
 TEST(FilmCurve, IsTheWalkOverItsRowsAndFlatBeyondThem) {
