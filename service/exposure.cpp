@@ -208,6 +208,40 @@ bool HasTones(const CDeviceProperties& properties) {
     return type == WIA_DATA_GRAYSCALE || type == WIA_DATA_COLOR;
 }
 
+// With an engine of its own: what is found depends on nothing that was found before.
+ScanStatus AnalysePreview(const CDeviceProperties& settings, const CPreview& preview,
+                          const AutoWish& wish, std::optional<FoundExposure>& found) {
+    CQLEngine engine;
+    ScanStatus status = SetUpEngine(settings, engine);
+    LONG line = 0;
+    const RowSource rows = [&](BYTE* row) {
+        if (line >= preview.Info().biHeight)
+            return false;
+        std::memcpy(row, preview.Row(static_cast<std::size_t>(line++)), preview.Stride());
+        return true;
+    };
+    if (status.Ok())
+        found = AnalyseImage(engine, preview.Info(), rows, wish);
+    return status;
+}
+
+// The exposure variant goes by a scale and by points of its own, and the scan to come by the plain
+// ones. Of paper, a level of shadow spans a tenth of the scale there and a thirtieth here. Colour
+// is balanced there at both ends too, for which an item has no properties, and the point of the
+// midtones alone is a part of that whole: here the plain analysis's counts, which has no other.
+void MeetProperties(bool isPaper, const std::optional<FoundExposure>& plain,
+                    FoundExposure& exposed) {
+    constexpr LONG kShadowRatio = 30 / 10;
+    constexpr LONG kLowest = -100;
+    if (isPaper && exposed.shadow < 0)
+        exposed.shadow = std::max(exposed.shadow * kShadowRatio, kLowest);
+    exposed.hasColor = plain && plain->hasColor;
+    if (exposed.hasColor) {
+        exposed.hueX = plain->hueX;
+        exposed.hueY = plain->hueY;
+    }
+}
+
 // Light of one level all over says nothing: neither what is white nor what is black.
 bool IsUniform(const CPreview& preview) {
     const BITMAPINFOHEADER info = preview.Info();
@@ -287,17 +321,14 @@ ScanStatus FindExposure(CScanDevice& device, const AutoWish& wish, const std::at
     status = ScanPreview(device, before, cancel, preview);
     if (status.code != S_OK || preview.Info().biHeight < 1 || IsUniform(preview))
         return status;
-    CQLEngine engine;
-    status = SetUpEngine(before, engine);
-    LONG line = 0;
-    const RowSource rows = [&](BYTE* row) {
-        if (line >= preview.Info().biHeight)
-            return false;
-        std::memcpy(row, preview.Row(static_cast<std::size_t>(line++)), preview.Stride());
-        return true;
-    };
+    status = AnalysePreview(before, preview, wish, found);
+    if (!status.Ok() || !found || !wish.expose)
+        return status;
+    std::optional<FoundExposure> plain;
+    status = AnalysePreview(before, preview, {.color = true}, plain);
     if (status.Ok())
-        found = AnalyseImage(engine, preview.Info(), rows, wish);
+        MeetProperties(CDeviceProperties::Number(before.Root(), QL_PROP_TMA_SELECT) != 1, plain,
+                       *found);
     return status;
 }
 
