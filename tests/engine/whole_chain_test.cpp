@@ -8,73 +8,25 @@
 #include "engine/engine.h"
 #include "tests/support/engine_rig.h"
 #include "tests/support/plain_density.h"
-#include "tests/support/tone_support.h"
 #include "tests/support/plain_film_chain.h"
+#include "tests/support/tone_support.h"
 
 namespace {
 
-// What a value is behind its way as 16.16 fixed point.
-double Fixed(double x) {
-    return std::trunc(x * 65536.0 + 0.5) / 65536.0;
-}
-
-int BlackPoint(int x, int black) {
-    if (black == kTop)
-        return kTop;
-    const double v = (x - black) / static_cast<double>(kTop - black) * 65535.0;
-    return x < black ? 0 : static_cast<int>(v + 0.499);
-}
+using plain_film::Fixed;
+using plain_film::Matrix;
 
 // Levels of a reflective original: black, gamma over 256 pieces with a 12-bit fraction, gain.
 Table Levels(double black, double gamma, double gain) {
     Table t = Identity();
     for (int& v : t)
-        v = BlackPoint(v, static_cast<int>(Fixed(black) * 65535.0 / 255.0));
+        v = plain_film::Remap(v, static_cast<int>(Fixed(black) * 65535.0 / 255.0), kTop, 0, kTop);
     t = WithGamma(t, Fixed(gamma));
     for (int& v : t)
         v = Held(Round(Fixed(gain) * v));
     t[0] = 0;
     return t;
 }
-
-// ---- Matrices
-
-struct Matrix {
-    double m[9];
-
-    static Matrix Rows(double r, double g, double b) { return {{r, g, b, r, g, b, r, g, b}}; }
-    static Matrix Saturation(double s) {
-        const double d = s < 1 ? 1 + (s - 1) * 2 / 3 : 1 + (s - 1) * 0.5;
-        const double o = s < 1 ? 0.3333333 - s / 3 : -(s - 1) * 0.25;
-        return {{d, o, o, o, d, o, o, o, d}};
-    }
-    // This one first, then `next`; no element above 1.98.
-    Matrix Then(const Matrix& next) const {
-        Matrix t;
-        double largest = 0;
-        for (int i = 0; i < 9; ++i) {
-            const int r = i / 3 * 3;
-            const int c = i % 3;
-            t.m[i] = next.m[r] * m[c] + next.m[r + 1] * m[3 + c] + next.m[r + 2] * m[6 + c];
-            largest = std::max(largest, std::abs(t.m[i]));
-        }
-        for (double& v : t.m)
-            v *= largest > 1.98 ? 1.98 / largest : 1.0;
-        return t;
-    }
-    void Mix(int* pixel) const {
-        const int in[3] = {pixel[0], pixel[1], pixel[2]};
-        bool neutral = true;
-        for (int i = 0; i < 9; ++i)
-            neutral = neutral && std::abs(m[i] - (i % 4 == 0 ? 1 : 0)) < 0.01;
-        for (int r = 0; r < 3 && !neutral; ++r) {
-            std::int64_t sum = 0;
-            for (int c = 0; c < 3; ++c)
-                sum += static_cast<int>(m[3 * r + c] * 1024.0 + 0.5) * std::int64_t{in[c]};
-            pixel[r] = Held(sum >> 10);
-        }
-    }
-};
 
 // ---- Whole chains
 
@@ -144,7 +96,7 @@ void Color(Samples& samples, const Settings& s) {
         matrix = matrix.Then(Matrix::Saturation(Fixed(s.m_saturation)));
     }
     for (std::size_t i = 0; i < samples.m_v.size(); i += 3)
-        matrix.Mix(samples.m_v.data() + i);
+        matrix.MixUnlessNeutral(samples.m_v.data() + i);
 }
 
 // Film has formulas of its own.
