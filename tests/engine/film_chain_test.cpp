@@ -173,8 +173,9 @@ Bytes Expected(const CTestPicture& picture, const Scan& s, const Chain& chain) {
 void ExpectSame(CEngineRig& rig, const Case& c, const CTestProfile& profile, const char* how) {
     const Scan scan = ScanOf(c, profile);
     const Chain chain(scan);
-    for (const CTestPicture& picture : {NoisePicture(67, 23), NoisePicture(9, 3, 8)}) {
-        Apply(rig.m_engine, c, profile);
+    Apply(rig.m_engine, c, profile);
+    for (const CTestPicture& picture :
+         {NoisePicture(67, 23), NoisePicture(1, 1), NoisePicture(9, 3, 8)}) {
         EXPECT_TRUE(rig.RunStream(picture, {20}) == Expected(picture, scan, chain))
             << c.m_name << (c.m_film == S ? ", slide, type " : ", negative, type ") << c.m_type
             << ", " << picture.m_bits << " bits" << how;
