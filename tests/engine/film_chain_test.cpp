@@ -92,12 +92,11 @@ Scan ScanOf(const Case& c, const CTestProfile& profile) {
     Scan s;
     s.m_film = c.m_film;
     s.m_type = c.m_type;
-    const int white = c.m_levels[0];
     const int black = c.HasLevels() ? c.m_levels[1] : -(c.m_contrast / 10);
     const int middle = c.HasLevels() ? c.m_levels[2] : c.m_brightness / 10;
     // Levels keep their meaning in the inverted image.
-    s.m_highlight = c.m_inverts ? -black : white;
-    s.m_shadow = c.m_inverts ? -white : black;
+    s.m_highlight = c.m_inverts ? -black : c.m_levels[0];
+    s.m_shadow = c.m_inverts ? -c.m_levels[0] : black;
     s.m_midtone = c.m_inverts ? -middle : middle;
     SetPoint(c, &s);
     s.m_exposes = c.m_exposes;
