@@ -91,18 +91,24 @@ constexpr double kMatrix[9] = {1.499, -0.144, -0.146, -0.051, 1.328, -0.078, 0.0
 constexpr double kDensity[18] = {0.3, -0.2, 0.15, 0.4,  -0.1, 0.05, 0.7, 0.6, 0.2,
                                  0.1, 0.5,  -0.3, -0.4, 1.1,  0.25, 0.9, 0.0, 0.35};
 
-void ProvideSettings(CBenchBoard& board, bool fading) {
+void ProvideSettings(CBenchBoard& board, bool fading, bool neutral) {
     for (std::int32_t id = QL_ATTR_TONE_GAMMA_R; id <= QL_ATTR_TONE_GAMMA_B; ++id)
         board.Provide(id, ToFixed(1.1));
     for (std::int32_t id = QL_ATTR_TONE_GAIN_R; id <= QL_ATTR_TONE_GAIN_B; ++id)
         board.Provide(id, ToFixed(1.0));
     board.Provide(QL_ATTR_GRAY_TONE_GAIN, ToFixed(1.0));
     board.Provide(QL_ATTR_GRAY_TONE_GAMMA, ToFixed(1.1));
+    for (std::int32_t i = 3; i < 9; ++i) {  // gains, then gammas
+        board.Provide(QL_ATTR_NEG_CURVE_0 + i, ToFixed(1.1));
+        board.Provide(QL_ATTR_SLIDE_CURVE_0 + i, ToFixed(1.1));
+    }
     board.Provide(QL_ATTR_DARK_PULL, 20);
     board.Provide(QL_ATTR_DEVICE_MATRIX, PointerWord(kMatrix));
     board.Provide(QL_ATTR_TMA_MATRIX, PointerWord(kMatrix));
-    board.Provide(QL_ATTR_DENSITY_MATRIX, PointerWord(kDensity));
-    board.Provide(QL_ATTR_POST_MATRIX, PointerWord(kMatrix));
+    if (!neutral) {
+        board.Provide(QL_ATTR_DENSITY_MATRIX, PointerWord(kDensity));
+        board.Provide(QL_ATTR_POST_MATRIX, PointerWord(kMatrix));
+    }
     if (fading) {
         board.Provide(QL_ATTR_DEVICE_WINDOW_LOW, 40);
         board.Provide(QL_ATTR_DEVICE_WINDOW_HIGH, 40);
@@ -192,6 +198,7 @@ struct Row {
     std::int32_t outputType = QL_OUTPUT_COLOR;
     bool encoded = false;
     bool fading = false;
+    bool neutral = false;  // density without its matrices
 };
 
 constexpr Row kRows[] = {
@@ -218,6 +225,8 @@ constexpr Row kRows[] = {
     {"EncodingCurve/Color16", Make<CEncodingCurveStage>, QL_PIXEL_RGB16},
     {"EncodingCurve/Gray16", Make<CEncodingCurveStage>, QL_PIXEL_GRAY16},
     {"DensityColor/Color16", Make<CDensityColorStage>, QL_PIXEL_RGB16},
+    {"DensityColor/Color16Neutral", Make<CDensityColorStage>, QL_PIXEL_RGB16, QL_OUTPUT_COLOR,
+     false, false, true},
     {"DensityBalance/Color16", Make<CBalanceStage>, QL_PIXEL_RGB16},
     {"DeviceMatrix/Color16", Make<CDeviceMatrixStage>, QL_PIXEL_RGB16},
     {"DeviceMatrix/Color16Fading", Make<CDeviceMatrixStage>, QL_PIXEL_RGB16, QL_OUTPUT_COLOR, false,
@@ -236,7 +245,7 @@ void Stage(benchmark::State& state, const Row& row) {
     const std::int32_t height = kPageHeight * static_cast<std::int32_t>(state.range(0));
     QLAttribTree tree;
     CBenchBoard board(&tree);
-    ProvideSettings(board, row.fading);
+    ProvideSettings(board, row.fading, row.neutral);
     CBandSource source(&tree, row.pixelType, width);
     std::unique_ptr<CQLStage> stage;
     CQLStage* tail = &source;

@@ -185,6 +185,9 @@ class CChainPump : public CChainBase {
     static std::span<const QLAttribRow> Rows();
     void OnStop() override;
 
+    // No more lines come, whatever height was announced: those that stages keep back pass.
+    void EndInput();
+
   protected:
     explicit CChainPump(QLAttribTree* tree);
 
@@ -212,7 +215,6 @@ class CChainPump : public CChainBase {
     CLog m_log;
     bool m_begun = false;  // a begin, successful or not, waits for its end
     bool m_firstFeed = true;
-    bool m_bandsOver = false;        // the feed before brought none: that was the last one's rest
     std::int64_t m_linesBehind = 0;  // that stay behind in the stream while more may come
     std::int64_t m_linesLeft = 0;    // in the stream, by the feed before
     // Lines up to this count are the rest of the image: no more input is to be expected.

@@ -216,8 +216,11 @@ QLStatus CChainBase::PumpHeld() {
         return QL_OK;
     for (CQLStage* stage = m_tail; stage; stage = stage->Upstream())
         stage->OnEndOfInput();
-    std::int32_t delivered = 0;
-    return Pump(held, &delivered);
+    QLStatus status = QL_OK;
+    std::int32_t delivered = held;
+    while (status == QL_OK && delivered == held && m_linesDone < m_linesTotal)
+        status = Pump(held, &delivered);
+    return status;
 }
 
 QLStatus CChainBase::CloseChain() {

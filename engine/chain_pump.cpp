@@ -99,7 +99,6 @@ QLStatus CChainPump::Begin() {
     status = m_tail->Open();
     TakeTailFormat();
     m_firstFeed = true;
-    m_bandsOver = false;
     m_linesLeft = 0;
     // One more than the stages keep back, so that the stream never runs dry between two bands.
     m_linesBehind = std::max(HeldLines() + 1, kFewestBehind);
@@ -133,17 +132,15 @@ void CChainPump::Feed() {
         return;
     const std::int64_t lines = stream->m_nLines;
     const bool brought = m_firstFeed || lines > m_linesLeft;
-    m_bandsOver = !brought;
     m_linesLeft = lines;
     // The first feed sets the mark at what it will leave behind.
     if (m_firstFeed) {
         m_holdMark = lines - m_linesBehind;
         m_firstFeed = false;
     }
-    // Both counters wrap: only whether they differ says something. Without bytes there are lines
-    // only when the stages hold the image's last ones.
-    const bool bytes = stream->m_cbWritten != stream->m_cbRead;
-    if (!bytes && (HeldLines() == 0 || m_linesDone + lines < m_linesTotal))
+    // Both counters wrap: only whether they differ says something. Without bytes there are the
+    // lines that stages keep back.
+    if (stream->m_cbWritten == stream->m_cbRead && HeldLines() == 0)
         return;
     const std::int64_t wanted = WantedLines(lines, brought);
     if (wanted < 1)
@@ -170,15 +167,19 @@ std::int64_t CChainPump::WantedLines(std::int64_t lines, bool brought) const {
     return lines > m_holdMark ? lines - m_linesBehind : lines;
 }
 
+void CChainPump::EndInput() {
+    Run([this] {
+        if (m_passOpen)
+            PumpHeld();
+    });
+}
+
 void CChainPump::End() {
     if (!m_begun)
         return;
     m_begun = false;
     m_holdMark = 0;
     m_firstFeed = true;
-    // The image may have ended above its height. A pass that is given up is left without its rest.
-    if (m_passOpen && m_bandsOver)
-        PumpHeld();
     // Ahead of the close: lines that the engine adds still belong to this pass.
     m_port.Notify(QL_ATTR_END_OF_IMAGE);
     if (m_passOpen)

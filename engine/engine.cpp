@@ -123,6 +123,9 @@ HRESULT CQLEngine::FireFeed() {
 }
 
 HRESULT CQLEngine::FireEnd() {
+    // Who cancelled wants no lines.
+    if (m_chain && !m_cancelled)
+        m_chain->EndInput();
     return Fire(QL_ATTR_CMD_END);
 }
 
@@ -212,15 +215,10 @@ void CQLEngine::OnBand() {
         m_outputStream->Write(band->Data(), static_cast<ULONG>(length), &written);
         return;
     }
-    // Lines that the chain has pulled and keeps back are no band yet. The empty one at the end of
-    // an image is.
-    const std::int32_t percent = GetInteger(QL_ATTR_PERCENT_DONE);
-    if (length == 0 && percent < 100)
-        return;
     // Whole rows out of the pump's own buffer: nothing is copied.
     m_bandRect = rect;
-    CallClients(QL_IMAGE_CALLBACK_DIB_BUFFER, static_cast<std::uint32_t>(percent), length,
-                band->Data());
+    CallClients(QL_IMAGE_CALLBACK_DIB_BUFFER,
+                static_cast<std::uint32_t>(GetInteger(QL_ATTR_PERCENT_DONE)), length, band->Data());
 }
 
 void CQLEngine::OnEndOfImage() {

@@ -23,10 +23,6 @@ inline std::int32_t Down(std::uint32_t product) {
     return static_cast<std::int32_t>(product) >> 10;
 }
 
-inline std::int32_t Held(std::int32_t x) {
-    return std::min(std::max(x, 0), kSampleMax);
-}
-
 // What one difference does to a density, by the factor of its sign.
 inline std::int32_t Change(std::int32_t difference, std::int32_t above, std::int32_t below) {
     const std::int32_t size = difference < 0 ? -difference : difference;
@@ -41,19 +37,18 @@ inline std::int32_t Change(std::int32_t difference, std::int32_t above, std::int
 // bits fits.
 inline std::int32_t Corrected(std::int32_t x, std::int32_t first, std::int32_t second,
                               const std::int32_t* c) {
-    return Held(x + Change(first, c[0], c[1]) + Change(second, c[2], c[3]) +
-                Change(first + second, c[4], c[5]));
+    return ClampSample(x + Change(first, c[0], c[1]) + Change(second, c[2], c[3]) +
+                       Change(first + second, c[4], c[5]));
 }
 
 inline std::uint16_t Mixed(std::int32_t r, std::int32_t g, std::int32_t b, const std::int32_t* m) {
-    return static_cast<std::uint16_t>(
-        Held(Down(static_cast<std::uint32_t>(r) * static_cast<std::uint32_t>(m[0]) +
-                  static_cast<std::uint32_t>(g) * static_cast<std::uint32_t>(m[1]) +
-                  static_cast<std::uint32_t>(b) * static_cast<std::uint32_t>(m[2]))));
+    return ClampSample(Down(static_cast<std::uint32_t>(r) * static_cast<std::uint32_t>(m[0]) +
+                            static_cast<std::uint32_t>(g) * static_cast<std::uint32_t>(m[1]) +
+                            static_cast<std::uint32_t>(b) * static_cast<std::uint32_t>(m[2])));
 }
 
-// Table reads are no work for vectors: these two are compiled once, two pixels or four samples a
-// turn as in the table stages.
+// Table reads are no work for vectors: these two are compiled once, two pixels or samples a
+// turn, which then are under way at once.
 void ReadPlanes(const std::uint16_t* __restrict samples, std::size_t count,
                 const std::uint16_t* __restrict table, Planes* __restrict planes) {
     std::size_t i = 0;

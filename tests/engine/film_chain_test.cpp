@@ -92,12 +92,11 @@ Scan ScanOf(const Case& c, const CTestProfile& profile) {
     Scan s;
     s.m_film = c.m_film;
     s.m_type = c.m_type;
-    const int white = c.m_levels[0];
     const int black = c.HasLevels() ? c.m_levels[1] : -(c.m_contrast / 10);
     const int middle = c.HasLevels() ? c.m_levels[2] : c.m_brightness / 10;
     // Levels keep their meaning in the inverted image.
-    s.m_highlight = c.m_inverts ? -black : white;
-    s.m_shadow = c.m_inverts ? -white : black;
+    s.m_highlight = c.m_inverts ? -black : c.m_levels[0];
+    s.m_shadow = c.m_inverts ? -c.m_levels[0] : black;
     s.m_midtone = c.m_inverts ? -middle : middle;
     SetPoint(c, &s);
     s.m_exposes = c.m_exposes;
@@ -173,8 +172,9 @@ Bytes Expected(const CTestPicture& picture, const Scan& s, const Chain& chain) {
 void ExpectSame(CEngineRig& rig, const Case& c, const CTestProfile& profile, const char* how) {
     const Scan scan = ScanOf(c, profile);
     const Chain chain(scan);
-    for (const CTestPicture& picture : {NoisePicture(67, 23), NoisePicture(9, 3, 8)}) {
-        Apply(rig.m_engine, c, profile);
+    Apply(rig.m_engine, c, profile);
+    for (const CTestPicture& picture :
+         {NoisePicture(67, 23), NoisePicture(1, 1), NoisePicture(9, 3, 8)}) {
         EXPECT_TRUE(rig.RunStream(picture, {20}) == Expected(picture, scan, chain))
             << c.m_name << (c.m_film == S ? ", slide, type " : ", negative, type ") << c.m_type
             << ", " << picture.m_bits << " bits" << how;

@@ -23,17 +23,13 @@ struct Scan {
     Film m_film = Film::Slide;
     int m_type = kColor;
     // Of the analyser, behind what inversion makes of the levels; -100 to 100.
-    int m_highlight = 0;
-    int m_shadow = 0;
-    int m_midtone = 0;
-    double m_x = 0;  // colour point of the midtones, of length 1 at most
-    double m_y = 0;
-    bool m_exposes = false;  // the variant of slides with all levels in the tables
+    int m_highlight = 0, m_shadow = 0, m_midtone = 0;
+    double m_x = 0, m_y = 0;  // colour point of the midtones, of length 1 at most
+    bool m_exposes = false;   // the variant of slides with all levels in the tables
     double m_exposureShift = 0;
     double m_channelShift[3] = {};
     double m_saturation = 1;
-    bool m_gamma18 = false;
-    bool m_inverts = false;
+    bool m_gamma18 = false, m_inverts = false;
     int m_threshold = 28160;
     CoeffRecord m_coeffs = {};
     double m_slideMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
@@ -47,8 +43,6 @@ inline double Fixed(double x) {
 }
 // Linear between two points, held at the ends, rounded with 0.499.
 inline int Remap(double x, double x0, double x1, double y0, double y1) {
-    if (x1 == x0)
-        return static_cast<int>(y1);
     const double at = std::clamp(x, std::min(x0, x1), std::max(x0, x1));
     const double v = (at - x0) / (x1 - x0) * (y1 - y0) + y0;
     return static_cast<int>(v >= 0 ? v + 0.499 : v - 0.499);
@@ -90,16 +84,15 @@ inline std::array<double, 3> OnAxes(double x, double y) {
 inline Tables ProfileCurves(const Scan& s) {
     Tables tables;
     for (int c = 0; c < 3; ++c) {
-        const double black = s.m_coeffs.m_offset[c];
-        const double gain = s.m_coeffs.m_gain[c];
-        const double gamma = s.m_coeffs.m_gamma[c];
+        const CoeffRecord& k = s.m_coeffs;
         Table t = Identity();
         if (s.m_film == Film::Negative) {
-            const int b = static_cast<int>(black);
+            const int b = static_cast<int>(k.m_offset[c]);
             Each(t, [b](int v) { return Remap(v, b, kTop, 0, kTop); });
-            t = Behind(Scaled(t, gain), Gamma(gamma, 2));
+            t = Behind(Scaled(t, k.m_gain[c]), Gamma(k.m_gamma[c], 2));
         } else {
-            t = Scaled(Behind(Ramp(Round(black), kTop), Gamma(gamma, 256)), gain);
+            t = Behind(Ramp(Round(k.m_offset[c]), kTop), Gamma(k.m_gamma[c], 256));
+            t = Scaled(t, k.m_gain[c]);
             t[0] = 0;  // the splice, whose window nobody sets
         }
         tables[c] = t;

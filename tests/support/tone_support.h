@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <span>
 #include <vector>
+
+#include "frame/film_curve.h"
 
 using Table = std::vector<int>;  // 65536 entries
 constexpr int kTop = 65535;
@@ -66,6 +69,32 @@ inline Table WithGamma(const Table& from, double gamma) {
         for (int k = i; k < i + 256; ++k)
             t[k] = y0 + (((k - i) * slope) >> 12);
     }
+    return t;
+}
+// The curve of a film with its ends bent by `high` and `low` percent, and its input put through
+// another curve. Later rows are drawn over earlier ones; beyond its ends it is flat.
+inline Table FilmCurve(std::span<const QLFilmRow> rows, double step, double shift, int high,
+                       int low, const Table& warp = Identity()) {
+    const auto code = [](double density) {
+        return static_cast<int>(std::min(std::pow(10.0, -density) * 65535.0, 65535.0));
+    };
+    const auto output = [&](int r) {
+        const double bend = (r >= 15 ? high : low) / 100.0;
+        const double thin = r >= 15 ? rows[r].low : rows[r].high;
+        const double dense = r >= 15 ? rows[r].high : rows[r].low;
+        return code(bend >= 0.0 ? thin * bend + rows[r].nominal * (1.0 - bend)
+                                : dense * -bend + rows[r].nominal * (1.0 + bend));
+    };
+    const auto input = [&](int r) {
+        return warp[static_cast<std::size_t>(code(r * step - shift))];
+    };
+    Table t = Identity();
+    for (int r = 0; r < 26; ++r) {
+        const int end = input(r + 1) == input(r) ? r : r + 1;
+        Line(t, input(r + 1), output(end), input(r), output(r));
+    }
+    std::fill_n(t.begin(), input(26), t[input(26)]);
+    std::fill(t.begin() + input(0), t.end(), t[input(0)]);
     return t;
 }
 inline Table Srgb() {

@@ -9,6 +9,7 @@
 #include "pictures/picture_writer.h"
 #include "platform/module.h"
 #include "tools/plot/counting_writer.h"
+#include "tools/process/analysis.h"
 #include "tools/process/attribute_writes.h"
 #include "tools/process/band_feed.h"
 #include "tools/process/bench_source.h"
@@ -109,7 +110,8 @@ class CMessageCatcher {
 };
 
 // The engine with its settings, from the job. False when one of them is refused.
-bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error) {
+bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttributeWrite>* writes,
+                   std::string* error) {
     CModelItem item;
     if (job.m_encoded)
         item.SetEncodedSamples();
@@ -117,15 +119,14 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error
         if (!item.Assign(text, error))
             return false;
     }
-    std::vector<CAttributeWrite> writes;
     for (const std::string& text : job.m_attributes) {
         const auto write = CAttributeWrite::Parse(text, error);
         if (!write)
             return false;
-        writes.push_back(*write);
+        writes->push_back(*write);
     }
     engine.ReadItemSettings(&item);
-    for (const CAttributeWrite& write : writes)
+    for (const CAttributeWrite& write : *writes)
         write.Apply(engine);
     return true;
 }
@@ -173,6 +174,16 @@ bool RunFile(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std:
     return true;
 }
 
+bool Run(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
+    if (!job.m_plots.m_histogram.empty())
+        engine.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
+    std::uint32_t client = 0;
+    engine.AddClient(&sink, &client);
+    const bool read = (job.m_fromFile ? RunFile : RunStream)(job, engine, sink, error);
+    engine.RemoveClient(client);
+    return read;
+}
+
 // Puts the output in place, if all went well.
 CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineFailed,
                         CPictureWriter& writer, std::string* error) {
@@ -183,6 +194,43 @@ CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineF
     *error = writer.Error().empty() ? job.m_input + ": the engine could not process this picture"
                                     : job.m_output + ": " + writer.Error();
     return CProcessResult::Failed;
+}
+
+// What an automatic analysis settles, by the names that it has for the engine and for people.
+constexpr struct {
+    std::int32_t attribute;
+    PROPID property;
+} kExposure[] = {
+    {QL_ATTR_AUTO_WHITE, QL_PROP_HIGHLIGHT_LEVEL},
+    {QL_ATTR_HIGHLIGHT, QL_PROP_HIGHLIGHT_LEVEL},
+    {QL_ATTR_AUTO_MID, QL_PROP_MIDTONE_LEVEL},
+    {QL_ATTR_MIDTONE, QL_PROP_MIDTONE_LEVEL},
+    {QL_ATTR_AUTO_BLACK, QL_PROP_SHADOW_LEVEL},
+    {QL_ATTR_SHADOW, QL_PROP_SHADOW_LEVEL},
+    {QL_ATTR_HUE_X, QL_PROP_HUE_X},
+    {QL_ATTR_HUE_Y, QL_PROP_HUE_Y},
+};
+
+// What the command line sets itself goes ahead of what is found.
+bool Expose(const CProcessJob& job, const std::vector<CAttributeWrite>& writes, CQLEngine& engine,
+            std::string* error) {
+    std::optional<FoundExposure> found;
+    if (!job.m_auto.WantsTone() && !job.m_auto.WantsColor())
+        return true;
+    if (!AnalysePicture(job.m_input, engine, job.m_auto, &found, error))
+        return false;
+    std::vector<PROPID> kept;
+    for (const CAttributeWrite& write : writes) {
+        for (const auto& row : kExposure) {
+            if (row.attribute != write.Id())
+                continue;
+            write.Apply(engine);
+            kept.push_back(row.property);
+        }
+    }
+    if (job.m_notice)
+        job.m_notice(found ? ExposureText(*found, kept) : kNothingToAnalyse);
+    return true;
 }
 
 // ---- Plots
@@ -200,18 +248,13 @@ CProcessResult DrawPlots(const CProcessJob& job, CQLEngine& engine, CPictureSink
         if (sink.IsCancelled())
             return CProcessResult::Cancelled;
         const CToneCounts published = PublishedCounts(engine);
-        if (!WriteHistograms(plots.m_histogram, job.m_encoded, input,
-                             published.IsEmpty() ? delivered : published, error))
+        if (!DrawHistograms(plots.m_histogram, job.m_encoded, input,
+                            published.IsEmpty() ? delivered : published, error))
             return CProcessResult::Failed;
     }
-    CToneCurves curves;
     if (!plots.m_curves.empty()) {
         engine.SetValue(QL_ATTR_HISTOGRAM_ON, 0);
-        if (!MeasureCurves(engine, sink.InputBits(), job.m_encoded, &curves)) {
-            *error = plots.m_curves + ": the engine could not process the ramp of grays";
-            return CProcessResult::Failed;
-        }
-        if (!WriteCurves(plots.m_curves, curves, error))
+        if (!DrawCurves(engine, sink.InputBits(), job.m_encoded, plots.m_curves, error))
             return CProcessResult::Failed;
     }
     return CProcessResult::Done;
@@ -236,16 +279,12 @@ CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
         *error = "not enough memory for the imaging engine";
         return CProcessResult::Failed;
     }
-    if (!ApplySettings(job, engine, error))
+    std::vector<CAttributeWrite> writes;
+    if (!ApplySettings(job, engine, &writes, error))
         return CProcessResult::BadInput;
-    if (!job.m_plots.m_histogram.empty())
-        engine.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
-    std::uint32_t client = 0;
-    engine.AddClient(&sink, &client);
     const CPassWatch watch(engine.Tree(), sink);
     const CMessageCatcher message;
-    const bool read = (job.m_fromFile ? RunFile : RunStream)(job, engine, sink, error);
-    engine.RemoveClient(client);
+    const bool read = Expose(job, writes, engine, error) && Run(job, engine, sink, error);
     if (!read || !message.Text().empty()) {
         if (read)
             *error = message.Text();

@@ -5,6 +5,7 @@
 #include "pictures/picture_reader.h"
 #include "platform/bitmap_headers.h"
 #include "tools/plot/plot_file.h"
+#include "tools/plot/tone_plots.h"
 
 bool CToneFiles::Check(std::string* error) const {
     return (m_histogram.empty() || IsPlotFile(m_histogram, error)) &&
@@ -53,8 +54,8 @@ CToneCounts PublishedCounts(CQLEngine& engine) {
     return counts;
 }
 
-bool WriteHistograms(const std::string& path, bool isEncoded, const CToneCounts& input,
-                     const CToneCounts& result, std::string* error) {
+bool DrawHistograms(const std::string& path, bool isEncoded, const CToneCounts& input,
+                    const CToneCounts& result, std::string* error) {
     const CPlotPanel panels[] = {
         HistogramPanel("Input",
                        isEncoded ? "level, 0 to 255 (encoded for screens)"
@@ -62,10 +63,5 @@ bool WriteHistograms(const std::string& path, bool isEncoded, const CToneCounts&
                        input),
         HistogramPanel("Result", "level, 0 to 255 (encoded for screens)", result),
     };
-    return WritePlot(path, panels, error);
-}
-
-bool WriteCurves(const std::string& path, const CToneCurves& curves, std::string* error) {
-    const CPlotPanel panels[] = {CurvePanel("Tone curves", curves)};
     return WritePlot(path, panels, error);
 }

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "tools/plot/tone_counts.h"
-#include "tools/plot/tone_plots.h"
 
 class CQLEngine;
 
@@ -27,7 +26,6 @@ bool CountPicture(const std::string& path, const std::function<bool()>& stopped,
 // of sharpening, one channel for gray results. Empty when its chain counts none.
 CToneCounts PublishedCounts(CQLEngine& engine);
 
-// The plots, once their numbers are known. False with one line in `error`.
-bool WriteHistograms(const std::string& path, bool isEncoded, const CToneCounts& input,
-                     const CToneCounts& result, std::string* error);
-bool WriteCurves(const std::string& path, const CToneCurves& curves, std::string* error);
+// Draws them both. False with one line in `error`.
+bool DrawHistograms(const std::string& path, bool isEncoded, const CToneCounts& input,
+                    const CToneCounts& result, std::string* error);

@@ -5,6 +5,8 @@
 
 #include "engine/engine.h"
 #include "platform/bitmap_headers.h"
+#include "tools/plot/plot_file.h"
+#include "tools/plot/tone_plots.h"
 #include "tools/process/band_feed.h"
 #include "tools/process/picture_stream.h"
 
@@ -86,7 +88,8 @@ class CRampSink final : public IQLImageCallback {
 
 }  // namespace
 
-bool MeasureCurves(CQLEngine& engine, int bits, bool isEncoded, CToneCurves* curves) {
+bool DrawCurves(CQLEngine& engine, int bits, bool isEncoded, const std::string& path,
+                std::string* error) {
     CRampReader reader(bits);
     CPictureStream stream(reader);
     CRampSink sink;
@@ -99,7 +102,11 @@ bool MeasureCurves(CQLEngine& engine, int bits, bool isEncoded, CToneCurves* cur
     engine.Stop();
     engine.SetValue(QL_ATTR_MIRROR, mirror);
     engine.RemoveClient(client);
-    curves->m_channels = sink.Curves();
-    curves->m_isEncoded = isEncoded;
-    return !curves->m_channels.empty();
+    const CToneCurves curves{sink.Curves(), isEncoded};
+    if (curves.m_channels.empty()) {
+        *error = path + ": the engine could not process a ramp of grays";
+        return false;
+    }
+    const CPlotPanel panels[] = {CurvePanel("Tone curves", curves)};
+    return WritePlot(path, panels, error);
 }
