@@ -1,9 +1,11 @@
 #include "tools/process/run.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "engine/engine.h"
 #include "frame/attrib_port.h"
+#include "frame/image_format.h"
 #include "pictures/file_failure.h"
 #include "pictures/picture_reader.h"
 #include "pictures/picture_writer.h"
@@ -102,6 +104,10 @@ class CMessageCatcher {
     MessageBoxHook m_former;
 };
 
+bool Turns(CQLEngine& engine) {
+    return engine.GetInteger(QL_ATTR_ROTATE_ANGLE) % 360 != 0;
+}
+
 // The engine with its settings, from the job. False when one of them is refused.
 bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error) {
     CModelItem item;
@@ -111,6 +117,11 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error
         if (!item.Assign(text, error))
             return false;
     }
+    // Options go before properties; both are those of the driver's item.
+    if (job.m_mirror)
+        item.WriteLong(QL_PROP_MIRROR, 1);
+    if (job.m_rotate != 0)
+        item.WriteLong(QL_PROP_ROTATION, job.m_rotate);
     std::vector<CAttributeWrite> writes;
     for (const std::string& text : job.m_attributes) {
         const auto write = CAttributeWrite::Parse(text, error);
@@ -121,7 +132,17 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error
     engine.ReadItemSettings(&item);
     for (const CAttributeWrite& write : writes)
         write.Apply(engine);
+    // Whoever writes the angle itself means it.
+    engine.PutRotationOnPath(Turns(engine));
     return true;
+}
+
+bool CanBeTurned(const CPictureInfo& picture, std::string* error) {
+    if (std::min(picture.m_width, picture.m_height) >= QL_LEAST_TURNED_SIDE)
+        return true;
+    *error = "only a picture of at least " + std::to_string(QL_LEAST_TURNED_SIDE) +
+             " pixels and lines can be turned";
+    return false;
 }
 
 // The two roads from a picture to the engine:
@@ -135,7 +156,7 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error
 // The engine is fed, as by the driver's band loop.
 bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
     const std::unique_ptr<CPictureReader> reader = OpenPicture(job.m_input, error);
-    if (!reader)
+    if (!reader || (Turns(engine) && !CanBeTurned(reader->Info(), error)))
         return false;
     CPictureStream stream(*reader);
     bool fed = false;
@@ -151,6 +172,11 @@ bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, st
 
 // The engine reads by itself; an analysis pass goes over the whole file first.
 bool RunFile(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
+    if (Turns(engine)) {
+        const std::unique_ptr<CPictureReader> reader = OpenPicture(job.m_input, error);
+        if (!reader || !CanBeTurned(reader->Info(), error))
+            return false;
+    }
     CBenchSource source;
     if (!source.Select(
             job.m_input, [&sink] { return sink.IsStopped(); }, error))
@@ -167,7 +193,7 @@ bool RunFile(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std:
 }
 
 // Puts the output in place, if all went well.
-CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineFailed,
+CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineFailed, bool turns,
                         CPictureWriter& writer, std::string* error) {
     if (sink.IsCancelled())
         return CProcessResult::Cancelled;
@@ -175,6 +201,8 @@ CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineF
         return CProcessResult::Done;
     *error = writer.Error().empty() ? job.m_input + ": the engine could not process this picture"
                                     : job.m_output + ": " + writer.Error();
+    if (turns && !sink.HasHeader())
+        *error += " (to turn it takes room in the temporary folder, 6 bytes a pixel in colour)";
     return CProcessResult::Failed;
 }
 
@@ -205,5 +233,5 @@ CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
         *error = job.m_input + ": " + *error;
         return CProcessResult::BadInput;
     }
-    return Conclude(job, sink, watch.HasFailed(), *writer, error);
+    return Conclude(job, sink, watch.HasFailed(), Turns(engine), *writer, error);
 }
