@@ -1,9 +1,8 @@
 #include "analysis/level_analyser.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 
+#include "analysis/neighbour_search.h"
 #include "frame/fixed_point.h"
 
 namespace {
@@ -361,29 +360,16 @@ void CLevelToneAnalyser::SearchColor(QLColorPoint* point, double step) {
     SearchColorWithin(point, step, 1000);
 }
 
-// Goes to the best of four neighbours while one is better, then closes in. Costs fall with every
-// move, and there are finitely many tables: it ends without a count of passes, too.
 void CLevelToneAnalyser::SearchColorWithin(QLColorPoint* point, double step, std::int64_t passes) {
     constexpr double kFinestStep = 0.01;
-    double best = ColorCost(*point);
-    for (std::int64_t pass = 0; pass < passes && step >= kFinestStep; ++pass) {
-        const QLColorPoint trials[] = {{point->x + step, point->y},
-                                       {point->x - step, point->y},
-                                       {point->x, point->y + step},
-                                       {point->x, point->y - step}};
-        const QLColorPoint* winner = nullptr;
-        for (const QLColorPoint& trial : trials) {
-            const double cost = ColorCost(trial);
-            if (cost < best) {
-                best = cost;
-                winner = &trial;
-            }
-        }
-        if (winner)
-            *point = *winner;
-        else
-            step /= 3.0;
-    }
+    std::array<double, 2> at{point->x, point->y};
+    SearchNeighbours(
+        &at, step,
+        [passes](std::int64_t pass, double now) { return pass < passes && now >= kFinestStep; },
+        [this](const std::array<double, 2>& trial) {
+            return ColorCost({trial[0], trial[1]});
+        });
+    *point = {at[0], at[1]};
     ColorCost(*point);
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "analysis/neighbour_search.h"
 #include "frame/fixed_point.h"
 
 namespace {
@@ -302,29 +303,11 @@ double CNegativeToneAnalyser::ColorCost(const Densities& offsets) {
     return Spread(density);
 }
 
-// Goes to the best of six neighbours while one is better, then closes in.
 void CNegativeToneAnalyser::SearchColor(Densities* offsets, double step) {
     constexpr double kFinestStep = 0.02;
-    double best = ColorCost(*offsets);
-    while (step > kFinestStep) {
-        Densities winner = *offsets;
-        bool found = false;
-        for (std::int32_t c = 0; c < kChannels; ++c) {
-            for (const double move : {step, -step}) {
-                Densities trial = *offsets;
-                trial[c] += move;
-                const double cost = ColorCost(trial);
-                if (cost < best) {
-                    best = cost;
-                    winner = trial;
-                    found = true;
-                }
-            }
-        }
-        *offsets = winner;
-        if (!found)
-            step /= 3.0;
-    }
+    SearchNeighbours(
+        offsets, step, [](std::int64_t, double now) { return now > kFinestStep; },
+        [this](const Densities& trial) { return ColorCost(trial); });
     FindBrightDensity();
     PullToBrightest(offsets);
     ColorCost(*offsets);

@@ -105,6 +105,7 @@ struct Setting {
     std::int32_t inputBits;
     bool matrix;  // of the device's profile, in place of the neutral one
     bool levels;  // tone levels of the device's profile, in place of neutral ones
+    bool negative = false;
 };
 
 class CLevels final : public CQLAttribStore {
@@ -128,6 +129,10 @@ void Chain(benchmark::State& state, const Setting& setting) {
     CCountingClient client;
     std::uint32_t id = 0;
     engine.AddClient(&client, &id);
+    if (setting.negative) {
+        engine.SetValue(QL_ATTR_TMA, 1);
+        engine.SetValue(QL_ATTR_NEGATIVE, 1);
+    }
     engine.SetValue(QL_ATTR_OUTPUT_TYPE, IntegerWord(setting.outputType));
     const double matrix[9] = {1.499, -0.144, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
     if (setting.matrix) {
@@ -164,6 +169,7 @@ const bool g_registered = [] {
     Register("Chain/ReflectiveGray", {QL_OUTPUT_GRAY, 8, false, false});
     Register("Chain/ReflectiveLineArtFromColor", {QL_OUTPUT_LINE_ART, 24, false, false});
     Register("Chain/ReflectiveLineArt", {QL_OUTPUT_LINE_ART, 8, false, false});
+    Register("Chain/NegativeColor", {QL_OUTPUT_COLOR, 24, false, false, true});
     return true;
 }();
 

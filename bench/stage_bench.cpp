@@ -11,13 +11,18 @@
 #include "stages/band_sink.h"
 #include "stages/channel_curve.h"
 #include "stages/dark_neutral.h"
+#include "stages/density_balance.h"
+#include "stages/density_color.h"
+#include "stages/destreak.h"
 #include "stages/device_matrix.h"
 #include "stages/encoded_input.h"
 #include "stages/encoding_curve.h"
 #include "stages/input_convert.h"
 #include "stages/invert.h"
+#include "stages/line_sharpen.h"
 #include "stages/output_convert.h"
 #include "stages/output_format.h"
+#include "stages/smooth.h"
 #include "stages/threshold.h"
 #include "stages/tma_matrix.h"
 #include "stages/tone_levels.h"
@@ -80,16 +85,27 @@ class CBenchBoard final : public CQLAttribStore {
 
 constexpr double kMatrix[9] = {1.499, -0.144, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
 
-void ProvideSettings(CBenchBoard& board, bool fading) {
+constexpr double kDensity[18] = {0.3, -0.2, 0.15, 0.4,  -0.1, 0.05, 0.7, 0.6, 0.2,
+                                 0.1, 0.5,  -0.3, -0.4, 1.1,  0.25, 0.9, 0.0, 0.35};
+
+void ProvideSettings(CBenchBoard& board, bool fading, bool neutral) {
     for (std::int32_t id = QL_ATTR_TONE_GAMMA_R; id <= QL_ATTR_TONE_GAMMA_B; ++id)
         board.Provide(id, ToFixed(1.1));
     for (std::int32_t id = QL_ATTR_TONE_GAIN_R; id <= QL_ATTR_TONE_GAIN_B; ++id)
         board.Provide(id, ToFixed(1.0));
     board.Provide(QL_ATTR_GRAY_TONE_GAIN, ToFixed(1.0));
     board.Provide(QL_ATTR_GRAY_TONE_GAMMA, ToFixed(1.1));
+    for (std::int32_t i = 3; i < 9; ++i) {  // gains, then gammas
+        board.Provide(QL_ATTR_NEG_CURVE_0 + i, ToFixed(1.1));
+        board.Provide(QL_ATTR_SLIDE_CURVE_0 + i, ToFixed(1.1));
+    }
     board.Provide(QL_ATTR_DARK_PULL, 20);
     board.Provide(QL_ATTR_DEVICE_MATRIX, PointerWord(kMatrix));
     board.Provide(QL_ATTR_TMA_MATRIX, PointerWord(kMatrix));
+    if (!neutral) {
+        board.Provide(QL_ATTR_DENSITY_MATRIX, PointerWord(kDensity));
+        board.Provide(QL_ATTR_POST_MATRIX, PointerWord(kMatrix));
+    }
     if (fading) {
         board.Provide(QL_ATTR_DEVICE_WINDOW_LOW, 40);
         board.Provide(QL_ATTR_DEVICE_WINDOW_HIGH, 40);
@@ -107,9 +123,62 @@ std::unique_ptr<CQLStage> MakeInvert(QLAttribTree* tree) {
     return stage;
 }
 
+// The density balance as a stage: a part of the slides' tone, which does other work beside.
+class CBalanceStage final : public CInPlaceStage {
+  public:
+    explicit CBalanceStage(QLAttribTree* tree) : CInPlaceStage(tree) {}
+    QLStatus OnAfterOpen() override {
+        m_active = m_balance.Ready();
+        m_balance.SetOffsets(60000, 58000, 50000);
+        m_curve.BuildGamma(1.2);
+        return QL_OK;
+    }
+
+  private:
+    QLStatus ProcessPixels(std::uint16_t* samples, std::size_t count) override {
+        m_balance.ApplyPixels(m_curve, samples, count);
+        return QL_OK;
+    }
+
+    CDensityBalance m_balance;
+    CQLLut m_curve{CQLLut::kFullSize, CQLLut::kPlain};
+};
+
 std::unique_ptr<CQLStage> MakeSaturation(QLAttribTree* tree) {
     auto stage = std::make_unique<CSaturationStage>(tree);
     stage->SetAttrib(QL_ATTR_SATURATION, ToFixed(1.3));
+    return stage;
+}
+
+std::unique_ptr<CQLStage> MakeSmooth(QLAttribTree* tree) {
+    auto stage = std::make_unique<CSmoothStage>(tree);
+    stage->SetAttrib(QL_ATTR_SMOOTH_ON, 1);
+    return stage;
+}
+
+// The stage hears of its settings, which the board has.
+class CDestreakSettings {
+  public:
+    explicit CDestreakSettings(QLAttribTree* tree, bool rebuilds) : m_board(tree) {
+        m_board.Provide(QL_ATTR_DESTREAK_B, 1);
+        m_board.Provide(QL_ATTR_DESTREAK_D, rebuilds ? 3 : 0);
+        m_board.Provide(QL_ATTR_DESTREAK_E, 1000);
+        m_board.Provide(QL_ATTR_DESTREAK_F, 40000);
+    }
+
+  private:
+    CBenchBoard m_board;
+};
+
+template <bool kRebuilds>
+std::unique_ptr<CQLStage> MakeDestreak(QLAttribTree* tree) {
+    const CDestreakSettings settings(tree, kRebuilds);
+    return std::make_unique<CDestreakStage>(tree);
+}
+
+std::unique_ptr<CQLStage> MakeLineSharpen(QLAttribTree* tree) {
+    auto stage = std::make_unique<CLineSharpenStage>(tree);
+    stage->SetAttrib(QL_ATTR_LINE_SHARPEN_ON, 2);
     return stage;
 }
 
@@ -126,6 +195,7 @@ struct Row {
     std::int32_t outputType = QL_OUTPUT_COLOR;
     bool encoded = false;
     bool fading = false;
+    bool neutral = false;  // density without its matrices
 };
 
 constexpr Row kRows[] = {
@@ -135,12 +205,22 @@ constexpr Row kRows[] = {
     {"Input/Color8", Make<CEncodedInputStage>, QL_PIXEL_BGR8},
     {"Input/Color8Encoded", Make<CEncodedInputStage>, QL_PIXEL_BGR8_ENCODED, QL_OUTPUT_COLOR, true},
     {"Input/Gray8", Make<CEncodedInputStage>, QL_PIXEL_GRAY8},
+    {"LineSharpen/Color16", MakeLineSharpen, QL_PIXEL_RGB16},
+    {"Destreak/Color16", MakeDestreak<false>, QL_PIXEL_RGB16},
+    {"Destreak/Gray16", MakeDestreak<false>, QL_PIXEL_GRAY16},
+    {"Destreak/Color16Rebuilding", MakeDestreak<true>, QL_PIXEL_RGB16},
+    {"Smooth/Color16", MakeSmooth, QL_PIXEL_RGB16},
+    {"Smooth/Gray16", MakeSmooth, QL_PIXEL_GRAY16},
     {"ToneLevels/Color16", Make<CToneLevelsStage>, QL_PIXEL_RGB16},
     {"ToneLevels/Gray16", Make<CToneLevelsStage>, QL_PIXEL_GRAY16},
     {"ChannelCurve/Color16", Make<CChannelCurveStage>, QL_PIXEL_RGB16},
     {"DarkNeutral/Color16", Make<CDarkNeutralStage>, QL_PIXEL_RGB16},
     {"EncodingCurve/Color16", Make<CEncodingCurveStage>, QL_PIXEL_RGB16},
     {"EncodingCurve/Gray16", Make<CEncodingCurveStage>, QL_PIXEL_GRAY16},
+    {"DensityColor/Color16", Make<CDensityColorStage>, QL_PIXEL_RGB16},
+    {"DensityColor/Color16Neutral", Make<CDensityColorStage>, QL_PIXEL_RGB16, QL_OUTPUT_COLOR,
+     false, false, true},
+    {"DensityBalance/Color16", Make<CBalanceStage>, QL_PIXEL_RGB16},
     {"DeviceMatrix/Color16", Make<CDeviceMatrixStage>, QL_PIXEL_RGB16},
     {"DeviceMatrix/Color16Fading", Make<CDeviceMatrixStage>, QL_PIXEL_RGB16, QL_OUTPUT_COLOR, false,
      true},
@@ -158,7 +238,7 @@ void Stage(benchmark::State& state, const Row& row) {
     const std::int32_t height = kPageHeight * static_cast<std::int32_t>(state.range(0));
     QLAttribTree tree;
     CBenchBoard board(&tree);
-    ProvideSettings(board, row.fading);
+    ProvideSettings(board, row.fading, row.neutral);
     CBandSource source(&tree, row.pixelType, width);
     std::unique_ptr<CQLStage> stage;
     CQLStage* tail = &source;

@@ -13,8 +13,8 @@ struct QLAttribOwner {
 };
 
 // The engine, the parts of the chain, every class of stages that exists, and the analyser that sits
-// on the board beside its stage. A class that derives
-// from another one stands behind it, with its own rows only.
+// on the board beside its stage. A class that derives from another one stands behind it, with its
+// own rows only.
 std::span<const QLAttribOwner> AttribOwners();
 
 // Who answers for an id. Both are null where no class provides it.

@@ -109,6 +109,13 @@ class CChainBase : protected CChainStages {
     // The same of a pass that has been opened with this status: without lines when that failed.
     QLStatus RunOpened(QLStatus opened, std::int32_t chunk);
     QLStatus OpenTail();
+    // Lines of the input that the chain, as it was opened, keeps back from its output.
+    std::int32_t HeldLines() const;
+    // The input is over, whatever height it announced: pulls what the chain kept back of it.
+    QLStatus PumpHeld();
+    // The same while lines are taken in: what stages ahead of the rotation kept back comes in, what
+    // is missing then is white. False, and nothing to turn, when no line has come at all.
+    bool EndLoading();
     QLStatus CloseChain();
     // Takes the tail's format over and starts counting.
     void TakeTailFormat();
@@ -193,7 +200,8 @@ class CChainPump : public CChainBase {
 
     // Lines of a turned image wait: each feed delivers some. False inside a command.
     bool HasRest() const { return m_restWaits && !m_busy; }
-    // No more lines come: an image that is to be turned is turned as far as it came.
+    // No more lines come, whatever height was announced: those that stages keep back pass, and an
+    // image that is to be turned is turned as far as it came.
     void EndInput();
 
   protected:
@@ -210,6 +218,8 @@ class CChainPump : public CChainBase {
     void Feed();
     void DeliverTurned();
     void End();
+    // Lines to pull in a feed that finds so many in the stream; 0 and below: none.
+    std::int64_t WantedLines(std::int64_t lines, bool brought) const;
     // What begin and the analysed open have in common: a fresh sink, and the whole chain behind it.
     QLStatus BuildWithSink();
     void ConnectOutput(CQLStage* upstream);
@@ -223,6 +233,8 @@ class CChainPump : public CChainBase {
     bool m_begun = false;  // a begin, successful or not, waits for its end
     bool m_firstFeed = true;
     bool m_restWaits = false;
+    std::int64_t m_linesBehind = 0;  // that stay behind in the stream while more may come
+    std::int64_t m_linesLeft = 0;    // in the stream, by the feed before
     // Lines up to this count are the rest of the image: no more input is to be expected.
     std::int64_t m_holdMark = 0;
     CQLAttribRows m_rows;

@@ -205,17 +205,53 @@ QLStatus CChainBase::RunOpened(QLStatus opened, std::int32_t chunk) {
         do {
             status = Pump(step, &moved);
             // An image that ends early is turned as far as it came.
-            if (status == QL_OK && moved == 0 && IsLoading()) {
-                m_turner->EndLoading();
+            if (status == QL_OK && moved == 0 && IsLoading() && EndLoading())
                 status = Pump(step, &moved);
-            }
         } while (status == QL_OK && moved > 0);
+        if (status == QL_OK)
+            status = PumpHeld();
     }
     const QLStatus closed = CloseChain();
     if (status == QL_OK)
         status = closed;
     if (status != QL_OK)
         m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
+    return status;
+}
+
+std::int32_t CChainBase::HeldLines() const {
+    std::int32_t lines = 0;
+    for (const CQLStage* stage = m_tail; stage; stage = stage->Upstream())
+        lines += stage->HeldLines();
+    return lines;
+}
+
+bool CChainBase::EndLoading() {
+    std::int32_t held = 0;
+    for (CQLStage* stage = m_turner->Upstream(); stage; stage = stage->Upstream()) {
+        held += stage->HeldLines();
+        stage->OnEndOfInput();
+    }
+    QLStatus status = QL_OK;
+    std::int32_t taken = held;
+    while (status == QL_OK && taken > 0 && taken == held && IsLoading())
+        status = m_turner->Load(&taken);
+    if (m_turner->LinesLoaded() == 0)
+        return false;
+    m_turner->EndLoading();
+    return true;
+}
+
+QLStatus CChainBase::PumpHeld() {
+    const std::int32_t held = HeldLines();
+    if (held == 0 || m_linesDone >= m_linesTotal)
+        return QL_OK;
+    for (CQLStage* stage = m_tail; stage; stage = stage->Upstream())
+        stage->OnEndOfInput();
+    QLStatus status = QL_OK;
+    std::int32_t delivered = held;
+    while (status == QL_OK && delivered == held && m_linesDone < m_linesTotal)
+        status = Pump(held, &delivered);
     return status;
 }
 

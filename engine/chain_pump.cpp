@@ -7,9 +7,9 @@
 
 namespace {
 
-// Lines that stay behind in the stream as long as more input is to be expected.
-constexpr std::int64_t kHeldLines = 5;
-// A single line waits for the next: it is not worth a pull.
+// Lines that stay behind in the stream at least as long as more input is to be expected.
+constexpr std::int32_t kFewestBehind = 5;
+// A single line waits for the next, if there is one: it is not worth a pull.
 constexpr std::int64_t kFewestFeedLines = 2;
 // Lines of a turned image that go out at a time: pixels that lie below one another in its file come
 // from the same cache lines, and 32 of 6 bytes are three whole ones.
@@ -104,6 +104,9 @@ QLStatus CChainPump::Begin() {
     status = m_tail->Open();
     TakeTailFormat();
     m_firstFeed = true;
+    m_linesLeft = 0;
+    // One more than the stages keep back, so that the stream never runs dry between two bands.
+    m_linesBehind = std::max(HeldLines() + 1, kFewestBehind);
     LogChain();
     // What failed to open takes no lines. Closing it gives its memory back.
     if (status != QL_OK)
@@ -138,17 +141,20 @@ void CChainPump::Feed() {
     }
     const bool loading = IsLoading();
     const std::int64_t lines = stream->m_nLines;
-    // The first feed sets the mark at what it will leave behind. Later feeds that find more leave
-    // five again; the one behind the last band finds no more than the mark, and takes all. With 20
-    // lines a band: 15 of 20, 20 of 25, ..., and 5 of 5.
+    const bool brought = m_firstFeed || lines > m_linesLeft;
+    m_linesLeft = lines;
+    // The first feed sets the mark at what it will leave behind.
     if (m_firstFeed) {
-        m_holdMark = lines - kHeldLines;
+        m_holdMark = lines - m_linesBehind;
         m_firstFeed = false;
     }
-    // Both counters wrap: only whether they differ says something.
-    if (stream->m_cbWritten == stream->m_cbRead || lines < kFewestFeedLines)
+    // Both counters wrap: only whether they differ says something. Without bytes there are the
+    // lines that stages keep back.
+    if (stream->m_cbWritten == stream->m_cbRead && HeldLines() == 0)
         return;
-    const std::int64_t wanted = lines > m_holdMark ? lines - kHeldLines : lines;
+    const std::int64_t wanted = WantedLines(lines, brought);
+    if (wanted < 1)
+        return;
     std::int32_t done = 0;
     const QLStatus status = Pump(
         static_cast<std::int32_t>(std::min<std::int64_t>(wanted, std::numeric_limits<int>::max())),
@@ -157,6 +163,7 @@ void CChainPump::Feed() {
         m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
     // A failed pump took none: the lines stay announced, and a later feed tries again.
     stream->m_nLines -= static_cast<std::uint32_t>(done);
+    m_linesLeft = stream->m_nLines;
     m_restWaits = loading && !IsLoading();
 }
 
@@ -168,12 +175,24 @@ void CChainPump::DeliverTurned() {
     m_restWaits = status == QL_OK && done > 0 && m_linesDone < m_linesTotal;
 }
 
-// Of an image of which nothing came there is nothing to turn.
+// A feed that finds more than the mark leaves as many behind as the first one. One that finds no
+// more, and one that brought nothing, like that behind the last band, takes all. With 20 lines a
+// band, of which five stay: 15 of 20, 20 of 25, ..., and 5 of 5.
+std::int64_t CChainPump::WantedLines(std::int64_t lines, bool brought) const {
+    if (!brought)
+        return lines;
+    if (lines < kFewestFeedLines)
+        return 0;
+    return lines > m_holdMark ? lines - m_linesBehind : lines;
+}
+
 void CChainPump::EndInput() {
-    if (m_busy || !IsLoading() || m_turner->LinesLoaded() == 0)
-        return;
-    m_turner->EndLoading();
-    m_restWaits = true;
+    Run([this] {
+        if (IsLoading())
+            m_restWaits = EndLoading();
+        else if (m_passOpen)
+            PumpHeld();
+    });
 }
 
 void CChainPump::End() {

@@ -10,11 +10,13 @@
 #include "stages/channel_curve.h"
 #include "stages/dark_neutral.h"
 #include "stages/density_color.h"
+#include "stages/destreak.h"
 #include "stages/device_matrix.h"
 #include "stages/encoded_input.h"
 #include "stages/encoding_curve.h"
 #include "stages/histogram_stage.h"
 #include "stages/invert.h"
+#include "stages/line_sharpen.h"
 #include "stages/mirror.h"
 #include "stages/output_format.h"
 #include "stages/rotate.h"
@@ -42,7 +44,14 @@ constexpr S::Row Class(Slot slot, const char* name, QLLineShape shape, std::int3
                        bool changesFormat, std::uint8_t variants, std::int32_t leastSide = 1) {
     S::Row row{slot, name, nullptr, nullptr, shape, window, changesFormat, leastSide, variants};
     row.m_make = [](QLAttribTree* tree) -> std::unique_ptr<CQLStage> {
-        return TryNew<Stage>(tree);
+        auto stage = TryNew<Stage>(tree);
+        // One that lacks what it only takes when it is made would never be whole: the next build
+        // makes another.
+        if constexpr (requires { stage->IsComplete(); }) {
+            if (stage && !stage->IsComplete())
+                stage.reset();
+        }
+        return stage;
     };
     // Not every class has attributes of its own.
     if constexpr (requires { Stage::Rows(); })
@@ -66,9 +75,9 @@ constexpr S::Row Missing(Slot slot, const char* name, std::uint8_t variants) {
 // in the order of this table.
 constexpr S::Row kTable[] = {
     Class<CEncodedInputStage>(&S::m_encodedInput,   "CEncodedInputStage",  QLLineShape::NewLines, 1, kNewFormat,  kAll),
-    Missing(&S::m_lineSharpen,    "CLineSharpenStage",    kAll),
+    Class<CLineSharpenStage>(&S::m_lineSharpen,     "CLineSharpenStage",   QLLineShape::NewLines, 1, kSameFormat, kAll),
     Missing(&S::m_noiseSmooth,    "CNoiseSmoothStage",    kAll),
-    Missing(&S::m_destreak,       "CDestreakStage",       kAll),
+    Class<CDestreakStage>(&S::m_destreak,           "CDestreakStage",      QLLineShape::InPlace,  5, kSameFormat, kAll),
     Class<CSmoothStage>(&S::m_smooth,               "CSmoothStage",        QLLineShape::InPlace,  3, kSameFormat, kAll),
     Missing(&S::m_channelSharpen, "CChannelSharpenStage", kAll),
     Missing(&S::m_sharpenSwitch,  "CSharpenSwitchStage",  kAll),

@@ -131,6 +131,7 @@ void CQLEngine::DeliverRest() {
 }
 
 HRESULT CQLEngine::FireEnd() {
+    // Who cancelled wants no lines.
     if (m_chain && !m_cancelled) {
         m_chain->EndInput();
         DeliverRest();

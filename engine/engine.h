@@ -14,8 +14,9 @@
 //                                              behind the last
 //   FireEnd, Stop
 //
-// A pump that fails takes no lines and the feed goes on; lines still missing at the end are
-// delivered white. Without an input stream, Start looks for the bench file of the registry, and
+// A feed leaves as many lines in the stream as the stages keep back; one that finds no new lines
+// takes all. A pump that fails takes no lines and the feed goes on; lines still missing at the end
+// are delivered white. Without an input stream, Start looks for the bench file of the registry, and
 // FireOpenAnalysed delivers it whole.
 //
 // A client that is being called doesn't command the engine: what it fires from inside a callback

@@ -112,27 +112,35 @@ bool CFilmCurveLut::BuildCurve(double shift, double high, double low) {
     return true;
 }
 
-bool CFilmCurveLut::BuildCurveGamma(double shift, double high, double low, double gamma) {
-    if (high == m_lastHigh && low == m_lastLow && shift == m_lastShift && gamma == m_lastGamma)
-        return false;
-    // The inverse of the identity is the identity, which takes no table.
-    const bool warps = !IsNeutralGamma(gamma);
-    if (warps && !m_helper)
+// Inverting a gamma curve point by point costs more than the film curve itself; it is kept while
+// the gamma stays. False without memory; the next call tries again.
+bool CFilmCurveLut::NeedWarp(double gamma) {
+    if (!m_helper)
         m_helper = TryNew<CQLLut>(Size(), kPlain);
-    if (warps && (!m_helper || m_helper->Size() != Size()))
+    if (!m_helper || m_helper->Size() != Size())
         return false;
-    // Inverting a gamma curve point by point costs more than the film curve itself; it is kept
-    // while the gamma stays. Arguments are noted only when the build can't fail any more, so that
-    // the next call tries again.
-    if (warps && gamma != m_lastGamma) {
+    if (gamma != m_warpGamma) {
         m_helper->BuildGamma(gamma);
         if (!m_helper->Invert(*m_helper))
             return false;
+        m_warpGamma = gamma;
     }
-    m_lastGamma = gamma;
+    return true;
+}
+
+bool CFilmCurveLut::BuildCurveGamma(double shift, double high, double low, double gamma) {
+    if (high == m_lastHigh && low == m_lastLow && shift == m_lastShift && gamma == m_lastGamma)
+        return false;
+    // The inverse of a neutral gamma is the identity: no table is needed, and the build can't fail.
+    const bool warped = !IsNeutralGamma(gamma);
+    // Arguments are noted only when the build can't fail any more, so that the next call tries
+    // again.
+    if (warped && !NeedWarp(gamma))
+        return false;
     m_lastHigh = high;
     m_lastLow = low;
     m_lastShift = shift;
-    Draw(shift, high, low, warps ? m_helper.get() : nullptr);
+    m_lastGamma = gamma;
+    Draw(shift, high, low, warped ? m_helper.get() : nullptr);
     return true;
 }

@@ -47,6 +47,7 @@ class CFilmCurveLut : public CQLLut {
     double RowDensity(std::int32_t row, double high, double low) const;
 
   private:
+    bool NeedWarp(double gamma);
     void Draw(double shift, double high, double low, const CQLLut* warp);
 
     const QLFilmRow* m_rows;
@@ -59,6 +60,7 @@ class CFilmCurveLut : public CQLLut {
     double m_lastHigh = kNoArgument;
     double m_lastLow = 0.0;
     double m_lastShift = 0.0;
-    std::unique_ptr<CQLLut> m_helper;  // the inverted gamma of the last build that warped
     double m_lastGamma = 0.0;
+    std::unique_ptr<CQLLut> m_helper;  // the inverted gamma m_warpGamma
+    double m_warpGamma = 0.0;
 };

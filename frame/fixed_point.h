@@ -35,7 +35,9 @@ constexpr std::int32_t Clamp(std::int64_t x, std::int32_t low, std::int32_t high
 
 inline constexpr std::int32_t kSampleMax = 65535;
 
-// A sample of the internal 16-bit form.
+// A sample of the internal 16-bit form. In two steps, of which the compiler makes a maximum and a
+// minimum of vectors.
 constexpr std::uint16_t ClampSample(std::int32_t x) {
-    return static_cast<std::uint16_t>(x < 0 ? 0 : (x > kSampleMax ? kSampleMax : x));
+    const std::int32_t raised = x < 0 ? 0 : x;
+    return static_cast<std::uint16_t>(raised > kSampleMax ? kSampleMax : raised);
 }

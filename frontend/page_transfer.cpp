@@ -42,7 +42,9 @@ CPageTransfer::CPageTransfer(CNVScan& scan, CQLEngine& engine, CImageStream& str
       m_stream(stream),
       m_log(log),
       m_delivery(context, log),
-      m_debug(ReadDebugImageSettings()) {}
+      m_debug(ReadDebugImageSettings()) {
+    m_tap.QueryFrom(context.pIWiaMiniDrvCallBack, IID_IQLInputTap);
+}
 
 // ---- Sizes
 
@@ -138,7 +140,9 @@ HRESULT CPageTransfer::Transfer(bool& lastSheet) {
     m_engine.Stop();
     lastSheet = m_scan.endScan() == S_FALSE;
     m_scanOpen = false;
-    hr = m_delivery.DeliverFile(m_linesRead < m_scanLines, m_lines.RowsMade());
+    // What of a page is there is cut to; a page of which there is nothing is white to its end.
+    const DWORD rows = m_lines.RowsMade();
+    hr = m_delivery.DeliverFile(rows > 0 && m_linesRead < m_scanLines, rows);
     return SUCCEEDED(hr) && m_delivery.IsCancelled() ? S_FALSE : hr;
 }
 
@@ -155,9 +159,7 @@ HRESULT CPageTransfer::RunBandLoop() {
                 return hr;
             begun = true;
         }
-        // The stream starts the engine with the first write behind the headers, even one of
-        // nothing.
-        if (rows.count > 0 || !m_lines.IsScaling()) {
+        if (rows.count > 0) {
             m_stream.AddLines(rows.count);
             WriteStream(rows.bytes, rows.count * m_lines.Stride());
             // Without memory, or without room for the file of a page that is turned.
@@ -165,10 +167,16 @@ HRESULT CPageTransfer::RunBandLoop() {
                 m_log.Write(kLogInformation, "ScanItem: the engine can't begin the image");
                 return E_FAIL;
             }
+            if (m_tap && rows.count > 0 && !m_fillWhite)
+                m_tap->InputBytes(rows.bytes, rows.count * m_lines.Stride());
         }
         m_engine.FireFeed();
         m_linesRead += lines;
     }
+    // The stream starts the engine with the first write behind the headers, even one of nothing:
+    // a page without a row is white.
+    if (m_lines.RowsMade() == 0)
+        WriteStream(nullptr, 0);
     return S_OK;
 }
 
@@ -225,12 +233,18 @@ HRESULT CPageTransfer::BeginBitmap() {
 HRESULT CPageTransfer::SetupBitmapHeaders(const BITMAPINFOHEADER& header) {
     CFunctionTrace trace("CNVwiaMiniDrv::SetupBitmapHeaders");
     const BITMAPFILEHEADER file = MakeFileHeader(header, header.biSizeImage);
-    RGBQUAD palette[kMaxBitmapColors] = {};
-    FillGrayRamp({palette, header.biClrUsed});
+    struct {
+        BITMAPINFOHEADER header;
+        RGBQUAD palette[kMaxBitmapColors];
+    } info = {header, {}};
+    const auto paletteBytes = static_cast<DWORD>(header.biClrUsed * sizeof(RGBQUAD));
+    FillGrayRamp({info.palette, header.biClrUsed});
     WriteStream(&file, sizeof(file));
-    WriteStream(&header, sizeof(header));
-    if (header.biClrUsed != 0)
-        WriteStream(palette, header.biClrUsed * static_cast<DWORD>(sizeof(RGBQUAD)));
+    WriteStream(&info.header, sizeof(info.header));
+    if (paletteBytes != 0)
+        WriteStream(info.palette, paletteBytes);
+    if (m_tap)
+        m_tap->InputBytes(reinterpret_cast<const BYTE*>(&info), sizeof(info.header) + paletteBytes);
     return trace.GetResult();
 }
 

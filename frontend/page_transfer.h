@@ -12,8 +12,10 @@
 #pragma once
 
 #include "diag/debug_dump.h"
+#include "engine/input_tap.h"
 #include "frontend/band_lines.h"
 #include "frontend/page_delivery.h"
+#include "platform/com_ptr.h"
 
 class CImageStream;
 class CNVScan;
@@ -60,6 +62,7 @@ class CPageTransfer {
     CPageDelivery m_delivery;
     const DebugImageSettings m_debug;
     CRawFile m_raw;
+    ComPtr<IQLInputTap> m_tap;  // the client's, if it has one
 
     LONG m_xRes = 0;  // dots per inch
     LONG m_yRes = 0;

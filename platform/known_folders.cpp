@@ -21,6 +21,7 @@ struct KnownFolder {
 };
 constexpr KnownFolder kFolders[] = {
     {CSIDL_PERSONAL, "XDG_DOCUMENTS_DIR", "/Documents"},
+    {CSIDL_APPDATA, "XDG_CONFIG_HOME", "/.config"},
     {CSIDL_LOCAL_APPDATA, "XDG_DATA_HOME", "/.local/share"},
 };
 

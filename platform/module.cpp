@@ -14,6 +14,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "platform/handle.h"
@@ -24,6 +25,8 @@ using platform::Contained;
 using platform::Fail;
 
 namespace {
+
+constexpr std::string_view kSuffix = ".so";
 
 // Loaded files by the address at which they lie, which is what stands for a module elsewhere too.
 class LoadedModules {
@@ -85,8 +88,27 @@ std::string ProgramFile() {
 }
 
 // The loader knows the program only by what it was called with.
-bool IsProgram(HMODULE module) {
-    return module == ModuleFromAddress(reinterpret_cast<const void*>(getauxval(AT_PHDR)));
+HMODULE Program() {
+    return ModuleFromAddress(reinterpret_cast<const void*>(getauxval(AT_PHDR)));
+}
+
+// What dl_iterate_phdr looks for, and what it has found.
+struct NamedModule {
+    std::string_view name;
+    HMODULE module;
+};
+
+int FindNamed(dl_phdr_info* info, std::size_t, void* context) {
+    auto& wanted = *static_cast<NamedModule*>(context);
+    std::string_view file = info->dlpi_name ? info->dlpi_name : "";
+    file.remove_prefix(file.rfind('/') + 1);
+    if (file.size() == wanted.name.size() + kSuffix.size() && file.ends_with(kSuffix))
+        file.remove_suffix(kSuffix.size());
+    if (file.empty() || file != wanted.name)
+        return 0;
+    // Headers lie in the module's first part, by whose start it is known.
+    wanted.module = ModuleFromAddress(info->dlpi_phdr);
+    return 1;
 }
 
 }  // namespace
@@ -98,7 +120,7 @@ HMODULE ModuleFromAddress(const void* address) {
 
 // Only the loader's lists are searched; nothing is read through the handle.
 std::string ModuleFileName(HMODULE module) {
-    if (!module || IsProgram(module))
+    if (!module || module == Program())
         return ProgramFile();
     // The handle must be the start of what the loader has there: any other address is no module.
     Dl_info info = {};
@@ -108,6 +130,16 @@ std::string ModuleFileName(HMODULE module) {
     const std::unique_ptr<char, decltype(&std::free)> whole(realpath(info.dli_fname, nullptr),
                                                             &std::free);
     return whole ? whole.get() : info.dli_fname;
+}
+
+HMODULE GetModuleHandleA(LPCSTR name) {
+    if (!name)
+        return Program();
+    NamedModule wanted = {name, nullptr};
+    dl_iterate_phdr(&FindNamed, &wanted);
+    if (!wanted.module)
+        Fail(ERROR_MOD_NOT_FOUND);
+    return wanted.module;
 }
 
 DWORD GetModuleFileNameA(HMODULE module, LPSTR name, DWORD size) {

@@ -13,6 +13,10 @@ using HWND = void*;
 // The module that holds the code or data at an address; null if none does.
 HMODULE ModuleFromAddress(const void* address);
 
+// A loaded module by the name of its file, without folder and with or without ".so"; null with
+// ERROR_MOD_NOT_FOUND when none is called so. The program's own with `name` null.
+HMODULE GetModuleHandleA(LPCSTR name);
+
 // The file of a module, or of the program if `module` is null. Returns the characters stored
 // without the terminating zero. A name that doesn't fit is cut: then it returns `size`, with
 // ERROR_INSUFFICIENT_BUFFER. 0 on failure.

@@ -55,8 +55,7 @@ class CDeviceSession {
     ScanStatus Validate(const CItemContext& item, const Writes& writes);
     ScanStatus Apply(const std::string& item, const Writes& writes,
                      std::vector<ScanProperty>* made);
-    ScanStatus ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
-                        IScanSink& sink);
+    ScanStatus ScanPage(CItemContext& item, int page, const ScanOptions& options, IScanSink& sink);
 
     // The operations of the gate's holder.
     // One operation of the imaging face, under the driver's own lock. `what` stands before the

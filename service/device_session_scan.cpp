@@ -16,10 +16,10 @@ std::optional<LONG> NumberOf(const CPropertyStore& store, PROPID id) {
 
 // The settings go to the driver ahead of each page: its own state may be another client's since the
 // last one. Whatever happens, the sink is out of the driver's reach behind this.
-ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const std::atomic<bool>* cancel,
+ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const ScanOptions& options,
                                     IScanSink& sink) {
     ComPtr<CTransfer> transfer;
-    transfer.Attach(new CTransfer(sink, page, cancel));
+    transfer.Attach(new CTransfer(sink, page, options.cancel, options.input));
     ScanStatus status = transfer->Prepare(item.Handle());
     if (status.Ok()) {
         const ScanStatus driver = Call(item, {}, [&](BYTE* context, LONG* deviceError) {
@@ -55,7 +55,7 @@ ScanStatus CDeviceSession::Scan(const std::string& name, const ScanOptions& opti
     for (int page = 1; wanted == 0 || page <= wanted; ++page) {
         if (options.cancel && *options.cancel)
             return CancelledScan();
-        ScanStatus status = ScanPage(*item, page, options.cancel, sink);
+        ScanStatus status = ScanPage(*item, page, options, sink);
         if (status.code == WIA_ERROR_PAPER_EMPTY && page > 1)
             break;
         if (status.code != S_OK)

@@ -63,6 +63,10 @@ struct ScanOptions {
     // Set from any thread or a signal's handler to cancel; it must live as long as the scan. The
     // driver hears of it at its next message.
     const std::atomic<bool>* cancel = nullptr;
+    // Also gets the pages, in the same order of calls, as the device delivered them: 8 or 24 bits
+    // of linear light a pixel in most devices, before anything was made of them. Lines behind the
+    // end of the media are missing. It must live as long as the scan.
+    IScanSink* input = nullptr;
     // Other operations on the device answer WIA_ERROR_BUSY while the scan runs, instead of waiting
     // for its end: for a sink that waits for somebody who may come with one.
     bool refusesOthers = false;

@@ -54,8 +54,12 @@ ComPtr<CTransfer> FindTransfer(const MINIDRV_TRANSFER_CONTEXT* context) {
     return CActiveTransfers::Instance().Find(context);
 }
 
-CTransfer::CTransfer(IScanSink& sink, int page, const std::atomic<bool>* cancel)
-    : m_sink(&sink), m_cancel(cancel), m_rows(sink, page) {}
+CTransfer::CTransfer(IScanSink& sink, int page, const std::atomic<bool>* cancel, IScanSink* input)
+    : m_sink(&sink),
+      m_cancel(cancel),
+      m_rows(sink, page),
+      m_inputSink(input),
+      m_input(input ? *input : sink, page) {}
 
 // On the file medium the driver brings its own memory, and there is nothing to deliver into.
 ScanStatus CTransfer::Prepare(BYTE* context) {
@@ -112,7 +116,10 @@ ScanStatus CTransfer::Finish(const ScanStatus& driverResult) {
         return CancelledScan();
     if (!driverResult.Ok())
         return driverResult;
-    bool goOn = false;
+    bool goOn =
+        !m_inputBegun || Asked([&] { return m_inputSink->EndPage(m_input.Page()); }, m_fault);
+    if (!goOn)
+        return m_fault.empty() ? CancelledScan() : ScanStatus{E_FAIL, m_fault};
     if (IsFileMedium()) {
         if (!m_fileSaved)
             return {WIA_ERROR_INVALID_DRIVER_RESPONSE, "the driver delivered no picture"};
@@ -144,16 +151,12 @@ HRESULT CTransfer::Reject(const char* why) {
 }
 
 // Every way out is a result: nothing is thrown into the driver.
-HRESULT CTransfer::MiniDrvCallback(LONG reason, LONG, LONG percent, LONG offset, LONG length,
-                                   MINIDRV_TRANSFER_CONTEXT* transfer, LONG) {
-    if (!m_sink || IsCancelled())
-        return S_FALSE;
-    if (transfer ? transfer != &m_context : reason == IT_MSG_DATA)
-        return E_INVALIDARG;
+template <class Body>
+HRESULT CTransfer::Take(Body body) {
     HRESULT hr = S_OK;
     const bool goOn = Asked(
         [&] {
-            hr = TakeMessage(reason, percent, offset, length);
+            hr = body();
             return true;
         },
         m_fault);
@@ -162,6 +165,40 @@ HRESULT CTransfer::MiniDrvCallback(LONG reason, LONG, LONG percent, LONG offset,
     if (!goOn || hr == S_FALSE)
         m_stopped = true;
     return goOn ? hr : S_FALSE;
+}
+
+HRESULT CTransfer::MiniDrvCallback(LONG reason, LONG, LONG percent, LONG offset, LONG length,
+                                   MINIDRV_TRANSFER_CONTEXT* transfer, LONG) {
+    if (!m_sink || IsCancelled())
+        return S_FALSE;
+    if (transfer ? transfer != &m_context : reason == IT_MSG_DATA)
+        return E_INVALIDARG;
+    return Take([&] { return TakeMessage(reason, percent, offset, length); });
+}
+
+HRESULT CTransfer::QueryInterface(REFIID asked, void** object) {
+    if (!object || asked != IID_IQLInputTap || !m_inputSink)
+        return Counted::QueryInterface(asked, object);
+    *object = static_cast<IQLInputTap*>(this);
+    AddRef();
+    return S_OK;
+}
+
+// The driver hears of a stop with its next message: here it doesn't ask.
+HRESULT CTransfer::InputBytes(const BYTE* bytes, DWORD count) {
+    if (!m_sink || !m_inputSink || IsCancelled())
+        return S_FALSE;
+    if (!bytes)
+        return E_POINTER;
+    return Take([&] { return TakeInput(bytes, count); });
+}
+
+HRESULT CTransfer::TakeInput(const BYTE* bytes, DWORD count) {
+    const CPageRows::Result result = m_input.Take({bytes, count});
+    if (result == CPageRows::Result::Nonsense)
+        return Reject("the driver sent lines of the scanner that make no sense");
+    m_inputBegun = true;
+    return result == CPageRows::Result::Stop ? S_FALSE : S_OK;
 }
 
 // On the file medium the bytes go by the file, and messages tell progress alone.

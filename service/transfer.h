@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "engine/input_tap.h"
 #include "platform/com_ptr.h"
 #include "platform/wia.h"
 #include "service/counted.h"
@@ -11,14 +12,18 @@
 
 // Owns the transfer context and, on the callback medium, the buffer; it is the driver's callback. A
 // driver that keeps it beyond the transfer gets no answer but stop.
-class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCallBack> {
+class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCallBack>,
+                        public IQLInputTap {
+    using Counted = CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCallBack>;
+
   public:
     // Bytes of the buffer on the callback medium: as the item's property asks, within these.
     static constexpr LONG kLeastBuffer = 65536;
     static constexpr LONG kMostBuffer = 256 * 1024 * 1024;
 
-    // The sink lives as long as the transfer's owner says, up to Close. `cancel` may be null.
-    CTransfer(IScanSink& sink, int page, const std::atomic<bool>* cancel);
+    // The sinks live as long as the transfer's owner says, up to Close. `cancel` and `input`, which
+    // gets the page as the device delivers it, may be null.
+    CTransfer(IScanSink& sink, int page, const std::atomic<bool>* cancel, IScanSink* input);
 
     // Sizes and medium from the item behind `context`, and the buffer or the file's name.
     ScanStatus Prepare(BYTE* context);
@@ -28,6 +33,12 @@ class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCall
     // Nothing reaches the sink from here on.
     void Close();
 
+    // It is a tap where somebody wants the input.
+    HRESULT QueryInterface(REFIID asked, void** object) override;
+    ULONG AddRef() override { return Counted::AddRef(); }
+    ULONG Release() override { return Counted::Release(); }
+    HRESULT InputBytes(const BYTE* bytes, DWORD count) override;
+
     HRESULT MiniDrvCallback(LONG reason, LONG status, LONG percent, LONG offset, LONG length,
                             MINIDRV_TRANSFER_CONTEXT* transfer, LONG reserved) override;
 
@@ -36,6 +47,10 @@ class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCall
 
   private:
     ~CTransfer() override = default;
+    // Runs what a driver's call asks for; S_FALSE when it must stop, for whatever reason.
+    template <class Body>
+    HRESULT Take(Body body);
+    HRESULT TakeInput(const BYTE* bytes, DWORD count);
     // Known behind Prepare.
     bool IsFileMedium() const { return m_context.tymed == TYMED_FILE; }
     bool IsCancelled() const;
@@ -48,6 +63,9 @@ class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCall
     std::atomic<IScanSink*> m_sink;  // null behind Close
     const std::atomic<bool>* const m_cancel;
     CPageRows m_rows;
+    IScanSink* const m_inputSink;
+    CPageRows m_input;  // into m_inputSink
+    bool m_inputBegun = false;
     MINIDRV_TRANSFER_CONTEXT m_context = {};
     std::vector<BYTE> m_buffer;
     std::string m_file;

@@ -39,7 +39,7 @@ QLStatus CAutoToneBase::OnBeforeOpen() {
     Analyser().StartCollect();
     SettleAnalyser();
     RefreshLuts();
-    return Analyser().IsComplete() ? QL_OK : QL_ERR_NO_MEMORY;
+    return IsComplete() ? QL_OK : QL_ERR_NO_MEMORY;
 }
 
 QLStatus CAutoToneBase::OnAfterOpen() {

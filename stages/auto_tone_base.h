@@ -18,6 +18,8 @@ class CAutoToneBase : public CLutStage {
   public:
     explicit CAutoToneBase(QLAttribTree* tree);
 
+    // False when there was no memory for the analyser.
+    bool IsComplete() { return Analyser().IsComplete(); }
     // The image is treated as gray.
     bool GrayInput() const { return m_grayInput; }
     void SetGrayInput(bool gray) { m_grayInput = gray; }

@@ -159,6 +159,7 @@ bool CBmpFileReader::ReadRows(std::uint8_t* buffer, std::int32_t firstLine, std:
     if (!ReadExactly(block, bytes))
         return false;
     DeliverBlock(buffer, block, count);
+    m_rowsRead = count;
     return true;
 }
 
@@ -188,6 +189,8 @@ bool CBmpStreamReader::ReadRows(std::uint8_t* buffer, std::int32_t, std::int32_t
         return false;
     ULONG got = 0;
     m_stream->Read(block, bytes, &got);
-    DeliverBlock(buffer, block, count);
+    const std::int64_t rows = (std::min(got, bytes) + Stride() - 1) / Stride();
+    m_rowsRead = static_cast<std::int32_t>(rows);
+    DeliverBlock(buffer, block, m_rowsRead);
     return true;
 }

@@ -21,6 +21,8 @@ class CBmpReader {
     virtual ~CBmpReader() = default;
     // `count` lines from `firstLine` on, in image order. False when they can't be had.
     virtual bool ReadRows(std::uint8_t* buffer, std::int32_t firstLine, std::int32_t count) = 0;
+    // Of the lines that were last asked for, those that came: a stream may not have them all yet.
+    std::int32_t RowsRead() const { return m_rowsRead; }
 
     // Bytes of a row in the file: padded to 4.
     std::int64_t Stride() const;
@@ -47,6 +49,7 @@ class CBmpReader {
     // Brings a block that was read into the order and the place that ReadRows promises.
     void DeliverBlock(std::uint8_t* buffer, const std::uint8_t* block, std::int32_t count) const;
 
+    std::int32_t m_rowsRead = 0;
     BITMAPFILEHEADER m_file = {};
     BITMAPINFOHEADER m_info = {};
 
@@ -78,7 +81,8 @@ class CBmpFileReader final : public CBmpReader {
 };
 
 // A stream of bitmap file bytes, which is borrowed. Rows are read where the stream stands; a stream
-// that holds fewer bytes than asked leaves the rest of the rows as they were.
+// that holds fewer bytes than asked leaves the rest of the rows as they were. A row of which it
+// held a part counts as read.
 class CBmpStreamReader final : public CBmpReader {
   public:
     explicit CBmpStreamReader(IStream* stream);

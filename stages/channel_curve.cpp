@@ -52,6 +52,7 @@ QLStatus CChannelCurveStage::RebuildCurves() {
         gamma->BuildGamma(m_gamma[c]);
         m_ownLut[c]->ComposeWith(*gamma);
     }
+    m_neutral = AreNeutral(kGray);
     m_dirty = false;
     return QL_OK;
 }

@@ -69,6 +69,7 @@ QLStatus CDarkNeutralStage::RebuildDark() {
     // Below the window a table is the identity: a steep curve would amplify the noise of dark
     // pixels.
     Splice(kGray, m_spliceCenter, m_spliceWidth);
+    m_neutral = AreNeutral(kGray);
     m_dirty = false;
     return QL_OK;
 }

@@ -1,6 +1,10 @@
 #include "stages/density_core.h"
 
+#include <algorithm>
+
 #include "frame/fixed_point.h"
+#include "frame/try_new.h"
+#include "stages/lut_kernels.h"
 
 namespace {
 
@@ -21,6 +25,22 @@ CDensityColorCore::CDensityColorCore(CQLAttribStore& attribs) {
     ToFactors(post, m_factors.m_post);
 }
 
+bool CDensityColorCore::IsNeutral() const {
+    return std::ranges::equal(m_factors.m_density, kNeutral.m_density) &&
+           std::ranges::equal(m_factors.m_post, kNeutral.m_post);
+}
+
+bool CDensityColorCore::Ready() {
+    if (!m_tables.Ready())
+        return false;
+    if (!IsNeutral() || m_roundTrip)
+        return true;
+    m_roundTrip = TryNewRaw<std::uint16_t>(CDensityTables::kEntries);
+    for (std::int32_t i = 0; m_roundTrip && i < CDensityTables::kEntries; ++i)
+        m_roundTrip[i] = m_tables.FromDensity(m_tables.ToDensity(i));
+    return m_roundTrip != nullptr;
+}
+
 void CDensityColorCore::Apply(std::uint16_t* r, std::uint16_t* g, std::uint16_t* b) const {
     std::uint16_t pixel[] = {*r, *g, *b};
     ApplyPixels(pixel, 1);
@@ -30,5 +50,7 @@ void CDensityColorCore::Apply(std::uint16_t* r, std::uint16_t* g, std::uint16_t*
 }
 
 void CDensityColorCore::ApplyPixels(std::uint16_t* samples, std::size_t pixels) const {
+    if (m_roundTrip)
+        return MapSamples(samples, 3 * pixels, m_roundTrip.get());
     CorrectDensity(samples, pixels, m_tables.Forward(), m_tables.Inverse(), m_factors);
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "frame/attrib_store.h"
 #include "stages/density_kernels.h"
@@ -16,13 +17,20 @@ class CDensityColorCore {
     explicit CDensityColorCore(CQLAttribStore& attribs);
 
     // False when there is no memory for the density tables. True before any of those below.
-    bool Ready() { return m_tables.Ready(); }
+    bool Ready();
     // One pixel, in place.
     void Apply(std::uint16_t* r, std::uint16_t* g, std::uint16_t* b) const;
     // Pixels of three samples, red first, in place.
     void ApplyPixels(std::uint16_t* samples, std::size_t pixels) const;
 
   private:
+    static constexpr QLDensityFactors kNeutral = {{}, {1024, 0, 0, 0, 1024, 0, 0, 0, 1024}};
+
+    bool IsNeutral() const;
+
     CDensityTables m_tables;
-    QLDensityFactors m_factors = {{}, {1024, 0, 0, 0, 1024, 0, 0, 0, 1024}};
+    QLDensityFactors m_factors = kNeutral;
+    // The way through both density tables, which is all that neutral factors leave; null for
+    // others.
+    std::unique_ptr<std::uint16_t[]> m_roundTrip;
 };

@@ -117,6 +117,8 @@ QLStatus CFileSourceStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
         return QL_ERR_BAD_ARGUMENT;
     if (!m_reader->ReadRows(buffer->Data(), static_cast<std::int32_t>(m_linesRead), *lines))
         return QL_ERR_SOURCE_READ;
+    // A stream that ran dry delivers what it had. The lines behind may still come.
+    *lines = m_reader->RowsRead();
     m_linesRead += static_cast<std::uint32_t>(*lines);
     return QL_OK;
 }

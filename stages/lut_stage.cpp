@@ -36,6 +36,16 @@ QLStatus CLutStage::NeedTable(Channel channel, bool* made) {
     return QL_OK;
 }
 
+bool CLutStage::AreNeutral(int count) const {
+    for (int c = 0; c < count; ++c) {
+        for (std::int32_t i = 0; i < kFull; ++i) {
+            if (m_ownLut[c]->At(i) != i)
+                return false;
+        }
+    }
+    return true;
+}
+
 void CLutStage::Splice(int count, std::int32_t center, std::int32_t width) {
     // 1/256 of a table of 65536 entries is 256 entries.
     const std::int64_t middle = std::int64_t{center} * 256;
@@ -56,6 +66,8 @@ void CLutStage::Splice(int count, std::int32_t center, std::int32_t width) {
 QLStatus CLutStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
     if (m_lutMode != kModeSingle && m_lutMode != kModePerChannel)
         return QL_ERR_BAD_ARGUMENT;
+    if (m_neutral)
+        return QL_OK;
     // Table pointers are fetched once a block and read without a check: all tables hold 65536
     // entries.
     if (m_lutMode == kModePerChannel && m_outFormat.IsInternalColor()) {

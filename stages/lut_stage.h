@@ -34,6 +34,8 @@ class CLutStage : public CInPlaceStage {
     // them. `made` tells whether any was.
     QLStatus NeedTables(int count, bool* made = nullptr);
     QLStatus NeedTable(Channel channel, bool* made = nullptr);
+    // True when the first `count` own tables change nothing. Worked out when they are built.
+    bool AreNeutral(int count) const;
     // Blends the first `count` own tables from the identity below a window of input values into
     // what they hold above it. Centre and width in 1/256 of the table.
     void Splice(int count, std::int32_t center, std::int32_t width);
@@ -44,6 +46,7 @@ class CLutStage : public CInPlaceStage {
     // The tables of stages that build them.
     std::unique_ptr<CQLLut> m_ownLut[kChannels];
     std::uint16_t m_lutMode = kModeSingle;
+    bool m_neutral = false;  // the tables change nothing: lines pass
 
   private:
     // The table that a plane of a colour table goes through; null when there is none.

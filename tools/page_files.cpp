@@ -8,6 +8,7 @@
 
 #include "pictures/bitmap_layout.h"
 #include "tools/bitmap_feed.h"
+#include "tools/plot/counting_writer.h"
 
 namespace fs = std::filesystem;
 
@@ -82,6 +83,8 @@ bool CPageFiles::Open(int page) {
     m_writer = CreatePictureWriter(m_path, &error);
     if (!m_writer)
         m_error = m_path + ": " + error;
+    else if (m_counter && page == 1)
+        m_writer = std::make_unique<CCountingWriter>(std::move(m_writer), *m_counter);
     return m_writer != nullptr;
 }
 

@@ -7,6 +7,7 @@
 
 #include "pictures/picture_writer.h"
 #include "service/scan_sink.h"
+#include "tools/plot/tone_counts.h"
 #include "tools/scan_progress.h"
 
 // "page-%03d.png" stands for page-001.png and so on: one '%d', with a width if wanted; "%%" is a
@@ -34,8 +35,9 @@ class CPageName {
 // pages at the end of the job.
 class CPageFiles final : public IScanSink {
   public:
-    CPageFiles(CPageName name, CScanProgress& progress)
-        : m_name(std::move(name)), m_progress(progress) {}
+    // `counter`, which may be null, counts the first page.
+    CPageFiles(CPageName name, CScanProgress& progress, CToneCounter* counter)
+        : m_name(std::move(name)), m_progress(progress), m_counter(counter) {}
     ~CPageFiles() override;
 
     bool BeginPage(const ScanPage& page) override;
@@ -59,6 +61,7 @@ class CPageFiles final : public IScanSink {
 
     const CPageName m_name;
     CScanProgress& m_progress;
+    CToneCounter* const m_counter;
     std::string m_path;         // of the present file
     std::string m_passingFile;  // of the file medium
     std::unique_ptr<CPictureWriter> m_writer;

@@ -17,7 +17,10 @@
 #include "tools/command.h"
 #include "tools/console.h"
 #include "tools/page_files.h"
+#include "tools/process/analysis.h"
+#include "tools/scan_tones.h"
 #include "tools/text_writes.h"
+#include "tools/tone_options.h"
 
 namespace {
 
@@ -29,6 +32,8 @@ struct ScanCommand {
     std::vector<std::string> m_sets;  // NAME=VALUE
     ScanSettings m_settings;
     std::optional<int> m_pages;
+    AutoWish m_auto;
+    CToneFiles m_plots;
     bool m_isQuiet = false;
 };
 
@@ -61,7 +66,7 @@ int PagesAsked(const ScanCommand& command) {
 }
 
 // What the command line says by itself is checked before anything else happens.
-bool CheckOutput(const ScanCommand& command, std::string* error) {
+bool CheckLine(const ScanCommand& command, std::string* error) {
     const CPageName name(command.m_output);
     if (name.IsFaulty()) {
         *error = "-o " + command.m_output +
@@ -72,7 +77,14 @@ bool CheckOutput(const ScanCommand& command, std::string* error) {
         *error = "-o " + command.m_output + ": " + *error;
         return false;
     }
-    return true;
+    if (command.m_auto.WantsTone() &&
+        (command.m_settings.brightness || command.m_settings.contrast)) {
+        *error =
+            "--auto tone and expose find levels in place of --brightness and --contrast: "
+            "only one of them can be had";
+        return false;
+    }
+    return command.m_plots.Check(error);
 }
 
 // A file that holds one page is enough for a scan of one.
@@ -96,6 +108,35 @@ int Conclude(const ScanStatus& status, CPageFiles& files, const std::string& out
     return code;
 }
 
+// Those that the user sets on the item with the image.
+std::vector<PROPID> SetByUser(const ScanSettings& settings, const ItemState& image) {
+    std::vector<PROPID> ids;
+    for (const ItemWrite& write : settings.others) {
+        if (write.item != image.item.fullName)
+            continue;
+        for (const PropertyWrite& value : write.writes)
+            ids.push_back(value.id);
+    }
+    return ids;
+}
+
+// The quick look ahead of the scan. S_FALSE when it was cancelled.
+ScanStatus Expose(CScanDevice& device, const ScanCommand& command,
+                  const CDeviceProperties& properties) {
+    if (!command.m_auto.WantsTone() && !command.m_auto.WantsColor())
+        return {};
+    std::optional<FoundExposure> found;
+    ScanStatus status = FindExposure(device, command.m_auto, InterruptFlag(), found);
+    const std::vector<PROPID> kept = SetByUser(command.m_settings, properties.Image());
+    if (status.code == S_OK && found)
+        status = ApplyExposure(device, *found, kept);
+    if (!status.Ok())
+        status.text = "--auto: " + status.text;
+    else if (status.code == S_OK && !command.m_isQuiet)
+        std::cout << (found ? ExposureText(*found, kept) : kNothingToAnalyse) << '\n';
+    return status;
+}
+
 // Told before anything is scanned: a name that would lose pages.
 int Scan(CScanDevice& device, const ScanCommand& command, const CDeviceProperties& properties) {
     ScanOptions options;
@@ -106,11 +147,23 @@ int Scan(CScanDevice& device, const ScanCommand& command, const CDevicePropertie
                             ": holds one page; name a file with %d for the page, a .tif or .pdf "
                             "file, or scan --pages 1",
                         kExitUsage);
+    const bool isPlotted =
+        !command.m_plots.m_histogram.empty() || !command.m_plots.m_curves.empty();
+    CInputCounter input;
+    CToneCounter result;
+    options.input = isPlotted ? &input : nullptr;
+    ScanStatus status = Expose(device, command, properties);
     CScanProgress progress(command.m_isQuiet);
-    CPageFiles files(CPageName(command.m_output), progress);
-    const ScanStatus status = device.Scan(properties.Image().item.fullName, options, files);
+    CPageFiles files(CPageName(command.m_output), progress, isPlotted ? &result : nullptr);
+    if (status.code == S_OK)
+        status = device.Scan(properties.Image().item.fullName, options, files);
     progress.Wipe();
-    return Conclude(status, files, command.m_output);
+    const int code = Conclude(status, files, command.m_output);
+    std::string error;
+    if (code == kExitDone && isPlotted &&
+        !DrawScan(command.m_plots, device, input, result.Counts(), &error))
+        return Complain(error, kExitFailed);
+    return code;
 }
 
 bool CanBeTurned(const ItemState& image) {
@@ -124,7 +177,7 @@ bool CanBeTurned(const ItemState& image) {
 // the device has its say.
 int Run(ScanCommand& command) {
     std::string error;
-    if (!CheckOutput(command, &error))
+    if (!CheckLine(command, &error))
         return Complain(error, kExitUsage);
     if (!command.m_area.empty()) {
         command.m_settings.area = ParseArea(command.m_area, &error);
@@ -175,6 +228,11 @@ void AddSettings(CLI::App& sub, ScanCommand& command) {
                    "NAME=VALUE: any other property, by its shown name or id")
         ->take_all()
         ->allow_extra_args(false);
+    AddAutoWish(
+        sub, command.m_auto,
+        "tone, color or expose, or several with commas: a quick preview first settles levels, "
+        "the colour point, or both as a whole exposure; --set of any of them wins");
+    AddToneFiles(sub, command.m_plots);
     TakesWordOf(
         sub.add_option("--medium", settings.medium,
                        "callback: rows come as they are scanned; file: the driver writes a file"),

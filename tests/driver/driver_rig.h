@@ -118,9 +118,11 @@ class CDriverTest : public testing::Test {
         EXPECT_TRUE(number) << status.text;
         return number ? *number : -1;
     }
-    ScanStatus Scan(CPages& pages, int wanted = -1, int* scanned = nullptr) {
+    ScanStatus Scan(CPages& pages, int wanted = -1, int* scanned = nullptr,
+                    IScanSink* input = nullptr) {
         ScanOptions options;
         options.pages = wanted;
+        options.input = input;
         return m_device.Scan("Top", options, pages, scanned);
     }
 

@@ -43,6 +43,36 @@ TEST_F(Scans, OfFilmSayWhichOneItIs) {
     expect(0, 1, "source 0,");
 }
 
+// Whatever becomes of them: blue ahead of red, on both media. A band that the driver fills up is
+// missing.
+TEST_F(Scans, GiveTheLinesOfTheDeviceToo) {
+    const Picture whole = RandomPicture(64, 60);
+    OpenWith(whole, 300, "[behaviour]\nendAtLine=45\n");
+    SetWindow(300, 300, 3, 5, 50, 50);
+    for (const LONG medium : {TYMED_CALLBACK, TYMED_FILE}) {
+        UseMedium(medium);
+        for (const int bits : {24, 1}) {
+            SetMode(bits);
+            CPages result, input;
+            ASSERT_EQ(Failure(Scan(result, -1, nullptr, &input)), "");
+            const Bytes& rows = input.m_pages.at(0).rows;
+            EXPECT_EQ(input.m_pages[0].page.info.biBitCount, 24);
+            EXPECT_TRUE(input.m_pages[0].ended);
+            EXPECT_EQ(rows.size(), (medium == TYMED_FILE ? 45u : 40u) * 152) << "whole bands";
+            for (std::size_t i = 0; i < 40 * 50 * 3; ++i) {
+                const int x = static_cast<int>(i / 3 % 50), y = static_cast<int>(i / 150);
+                ASSERT_EQ(rows[i / 150 * 152 + i % 150],
+                          whole.At(3 + x, 5 + y, 2 - static_cast<int>(i % 3)));
+            }
+            std::filesystem::remove(result.PageFile(1));
+        }
+    }
+    CPages result, stopping;
+    stopping.m_stopAt = 2;
+    EXPECT_EQ(Scan(result, -1, nullptr, &stopping).code, S_FALSE);
+    EXPECT_TRUE(IsFree());
+}
+
 // A row is longer than the service's least buffer, and comes in parts.
 TEST_F(Scans, MayBeWiderThanTheClientsBuffer) {
     const Picture whole = RandomPicture(24000, 24);
@@ -110,19 +140,43 @@ TEST_F(Scans, OfShortMediaAreWhiteToTheEndOrCut) {
     }
 }
 
-// Fewer lines than the engine holds back at its first feed come out white, in whole rows.
-TEST_F(Scans, OfVeryFewLinesAreWhite) {
-    OpenWith(RandomPicture(61, 47));
-    const Picture white{5, Bytes(5 * 4 * 3, 0xFF)};
-    SetWindow(300, 300, 0, 0, 5, 4);
-    ExpectBoth(white, 24, 4);
-    SetWindow(300, 300, 0, 0, 5, 40);
-    SetIni("[behaviour]\nendAtLine=4\n");
-    ExpectInFile(white, 24, 4);
-    // A read that fails ends the media as well.
-    SetIni("[faults]\nReadScan=1+:12\n");
-    ExpectOnCallback({5, Bytes(5 * 40 * 3, 0xFF)}, 24, 40);
-    ExpectInFile({5, {}}, 24, 0);
+// Fewer lines than the engine leaves behind at its first feed, and bands that bring as few.
+TEST_F(Scans, OfFewLinesComeWhole) {
+    const Picture whole = RandomPicture(61, 60);
+    const std::string coarse = "[flatbed]\npicture=picture.bmp\n";
+    OpenWith(whole);
+    Lay(whole, 600, "fine.bmp");
+    for (int lines = 1; lines <= 12; ++lines) {
+        SCOPED_TRACE(testing::Message() << lines << " lines");
+        SetIni(coarse);
+        SetWindow(300, 300, 0, 0, 6, lines);
+        ExpectBoth(Cut(whole, 0, 0, 6, lines), 24, lines);
+        SetWindow(300, 300, 0, 0, 6, 40);
+        SetIni(coarse + "[behaviour]\nendAtLine=" + std::to_string(lines) + '\n');
+        ExpectInFile(Cut(whole, 0, 0, 6, lines), 24, lines);
+        // Five lines a band.
+        SetIni("[flatbed]\npicture=fine.bmp\n");
+        SetWindow(600, 150, 0, 0, 6, lines);
+        std::vector<std::size_t> bands(static_cast<std::size_t>(lines / 5), 5);
+        if (lines % 5 != 0)
+            bands.push_back(static_cast<std::size_t>(lines % 5));
+        ExpectBoth(ScaledTo(Cut(whole, 0, 0, 6, 4 * lines), 6, bands), 24, lines, 600);
+    }
+}
+
+// A read that fails, and media that end within the first line: white pages, also scaled ones.
+TEST_F(Scans, WithoutALineAreWhite) {
+    OpenWith(RandomPicture(61, 60), 600);
+    const Picture white{6, Bytes(6 * 12 * 3, 0xFF)};
+    for (const int yRes : {600, 150}) {
+        SCOPED_TRACE(yRes);
+        SetIni("");
+        SetWindow(600, yRes, 0, 0, 6, 12);
+        SetIni("[faults]\nReadScan=1+:12\n");
+        ExpectBoth(white, 24, 12, 600);
+    }
+    SetIni("[behaviour]\nendAtLine=3\n");  // of the four that make a row
+    ExpectInFile(white, 24, 12, 600);
 }
 
 // ---- Pages that don't come through

@@ -95,18 +95,21 @@ TEST_F(Engine, FiveLinesStayBehindWhileMoreAreExpected) {
 }
 
 TEST_F(Engine, AFeedTakesWhatThereIsUnlessTheOutputIsHeld) {
-    CTestStream stream(Page(20));
+    CTestStream stream(Page(60));
     m_rig.Begin(stream);
     m_board.Put(QL_ATTR_HOLD_OUTPUT, 1);
     m_rig.Feed(stream, 20);
     EXPECT_EQ(stream.m_nLines, 20u);
     m_board.Put(QL_ATTR_HOLD_OUTPUT, 0);
+    m_rig.Feed(stream, 20);
+    EXPECT_EQ(stream.m_nLines, 5u) << "as many as the first feed would have left";
     m_engine.FireFeed();
-    EXPECT_EQ(stream.m_nLines, 5u) << "the mark is that of the first feed";
+    EXPECT_EQ(stream.m_nLines, 0u) << "nothing new came: all";
+    stream.AddLines(20);
     stream.m_nLines = 0x80000000u;
     m_engine.FireFeed();
-    EXPECT_EQ(m_client.Rows().size(), 20 * kRow);
-    EXPECT_EQ(stream.m_nLines, 0x80000000u - 5);
+    EXPECT_EQ(m_client.Rows().size(), 60 * kRow);
+    EXPECT_EQ(stream.m_nLines, 0x80000000u - 20);
 }
 
 // ---- The end of an image

@@ -107,9 +107,11 @@ TEST(KnownFolders, LieWhereTheUserHasThem) {
         {"/dev/null/below", CSIDL_LOCAL_APPDATA | CSIDL_FLAG_CREATE, E_FAIL, ""},
         {'/' + std::string(MAX_PATH, 'x'), CSIDL_LOCAL_APPDATA, E_FAIL, ""},
         {"", 17, E_INVALIDARG, ""},
+        {"", CSIDL_APPDATA, S_OK, home + "/.."},
     };
     for (const auto& c : kCases) {
         setenv("XDG_DATA_HOME", c.data.c_str(), 1);
+        setenv("XDG_CONFIG_HOME", (home + "/..").c_str(), 1);
         char path[MAX_PATH] = "dirt";
         EXPECT_EQ(SHGetFolderPathA(nullptr, c.folder, nullptr, 0, path), c.result) << c.data;
         EXPECT_EQ(path, c.path);

@@ -9,12 +9,14 @@
 
 #include "stages/convert_kernels.h"
 #include "stages/histogram_kernels.h"
+#include "stages/density_kernels.h"
 #include "stages/invert_kernels.h"
 #include "stages/lut_kernels.h"
 #include "stages/matrix_kernels.h"
 #include "stages/output_format_kernels.h"
 #include "stages/threshold_kernels.h"
 #include "stages/turn_kernels.h"
+#include "tests/support/plain_density.h"
 #include "tests/support/stage_rig.h"
 
 namespace {
@@ -131,6 +133,40 @@ TEST(Kernels, MatricesMixAndFade) {
         }
     }
     // clang-format on
+}
+
+TEST(Kernels, ColourIsCorrectedAndBalancedInDensity) {
+    constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+    constexpr std::int32_t kExtremes[] = {-kMost - 1, -kMost, kMost, 0, -1, 1, 1 << 30, 65537};
+    const Samples t[3] = {Line(65536), Line(65536), Line(65536)};
+    const auto at = [](const Samples& table) {
+        return [&table](int i) { return int{table[static_cast<std::size_t>(std::min(i, 65535))]}; };
+    };
+    for (int round = 0; round < 12; ++round) {
+        int k[27];
+        for (int& factor : k)
+            factor = round < 4   ? Pick(-2000, 2000)
+                     : round < 8 ? kExtremes[round < 6 ? round - 4 : Pick(0, 7)]
+                                 : Pick(-kMost - 1, kMost);
+        QLDensityFactors factors;
+        std::copy_n(k, 18, factors.m_density);
+        std::copy_n(k + 18, 9, factors.m_post);
+        ExpectInPlace(3, 65535, [&](auto* line, std::size_t n) {
+                CorrectDensity(line, n, t[0].data(), t[1].data(), factors); },
+            [&](std::uint16_t* p) { CorrectPixel(p, k, at(t[0]), at(t[1])); });
+        const int offsets[] = {Pick(-73978, 78911), round % 2 ? 0 : 78911, round % 3 ? 0 : -73978};
+        ExpectInPlace(3, 65535, [&](auto* line, std::size_t n) {
+                BalanceDensity(line, n, t[0].data(), t[1].data(), t[2].data(), offsets); },
+            [&](std::uint16_t* p) {
+                int d[3];
+                for (int c = 0; c < 3; ++c)
+                    d[c] = Held(t[0][p[c]] - offsets[c]);
+                const int* lead = d[0] <= d[1] && d[0] <= d[2] ? d : d[1] <= d[2] ? d + 1 : d + 2;
+                const int delta = t[2][*lead] - *lead;
+                for (int c = 0; c < 3; ++c)
+                    p[c] = t[1][Held(d[c] + delta)];
+            });
+    }
 }
 
 TEST(Kernels, SamplesChangeDepthAndOrder) {

@@ -3,8 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <random>
 
+#include "stages/destreak_kernels.h"
+#include "stages/line_sharpen_kernels.h"
 #include "stages/smooth_kernels.h"
 #include "tests/support/stage_rig.h"
 
@@ -45,6 +48,78 @@ TEST(NeighbourKernels, SmoothLine) {
             }
             SmoothLine(up.data(), centre.data(), down.data(), out.data(), width, channels);
             ASSERT_EQ(out, expected) << width << " x " << channels;
+        }
+    }
+}
+
+TEST(NeighbourKernels, SharpenLine) {
+    for (const std::size_t channels : {std::size_t{1}, std::size_t{3}}) {
+        for (const std::size_t width : kWidths) {
+            const std::size_t n = width * channels;
+            const Samples line = Line(n);
+            const auto p = [&](std::size_t i, int away) {
+                return static_cast<int>(
+                    line[i + static_cast<std::size_t>(away + 4) * channels - 4 * channels]);
+            };
+            for (const std::size_t reach : {2u, 4u}) {
+                Samples out = Line(n), expected = out;
+                for (std::size_t i = 0; i < n; ++i) {
+                    int v = line[i];
+                    if (i >= reach * channels && i + reach * channels < n) {
+                        const int two = p(i, -2) + p(i, 2), one = p(i, -1) + p(i, 1) + 4 * v;
+                        v = reach == 2 ? (one - two) >> 2
+                                       : (one + two + p(i, -3) + p(i, 3) - p(i, -4) - p(i, 4)) >> 3;
+                    }
+                    expected[i] = static_cast<std::uint16_t>(std::clamp(v, 0, 65535));
+                }
+                (reach == 2 ? SharpenLineByFive : SharpenLineByNine)(line.data(), out.data(), width,
+                                                                     channels);
+                ASSERT_EQ(out, expected) << width << " x " << channels << ", " << reach;
+            }
+        }
+    }
+}
+
+TEST(NeighbourKernels, RootsOfAllSamples) {
+    Samples all(65536), roots(65536), squares(65536);
+    std::iota(all.begin(), all.end(), std::uint16_t{0});
+    RootLine(all.data(), roots.data(), all.size(), 1);
+    SquareLine(all.data(), squares.data(), all.size(), 1, 0, all.size());
+    for (std::uint64_t x = 0; x < 65536; ++x) {
+        const std::uint64_t root = roots[x];
+        ASSERT_TRUE(root * root <= x << 16 && (root + 1) * (root + 1) > x << 16) << x;
+        ASSERT_EQ(squares[x], x * x / 65536);
+    }
+}
+
+// In whole numbers without an end: with weights 3000 / n, the term is the quotient of two sums of
+// products. What lies within a millionth of a whole number may be rounded to either.
+TEST(NeighbourKernels, SharpenTerms) {
+    using Wide = __int128;
+    for (const int strength : {125, 333, 4000}) {
+        for (const std::size_t spacing : {1u, 2u, 3u}) {
+            constexpr std::size_t kWidth = 1027;
+            const Samples plane = Line(kWidth);
+            std::vector<std::int32_t> smooth(kWidth), terms(kWidth);
+            SmoothRoots(plane.data(), smooth.data(), kWidth, spacing);
+            SharpenTerms(plane.data(), smooth.data(), terms.data(), kWidth, spacing,
+                         strength / 1000.0);
+            for (std::size_t x = 2 * spacing; x < kWidth - 2 * spacing; ++x) {
+                Wide e[3], n[3], m = 1 << 30;
+                for (std::size_t i = 0; i < 3; ++i) {
+                    const std::size_t at = x + i * spacing - spacing;
+                    e[i] = 1000 * plane[at] - smooth[at];
+                    n[i] = std::abs(1000 * plane[x] - smooth[at]);
+                    m = std::min(m, n[i]);
+                }
+                for (Wide& d : n)
+                    d = std::max<Wide>(3000, d - m + 1000);
+                const Wide above = e[0] * n[1] * n[2] + e[1] * n[0] * n[2] + e[2] * n[0] * n[1];
+                const Wide sum = (n[1] * n[2] + n[0] * n[2] + n[0] * n[1]) * 1000000;
+                const auto micros = static_cast<std::int64_t>(above * strength * 1000000 / sum);
+                const std::int64_t low = (micros - 1) - terms[x] * std::int64_t{1000000};
+                ASSERT_TRUE(low >= -3 && low < 1000002) << x << ": " << terms[x] << ' ' << micros;
+            }
         }
     }
 }

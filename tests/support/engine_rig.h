@@ -220,20 +220,13 @@ struct CEngineRig {
         m_engine.FireEnd();
         m_engine.Stop();
     }
-    // A whole image in bands of the given sizes, the last of which repeats. A first feed that
-    // announces ten lines and brings none sets the measure of what stays behind to five, so that
-    // any first band will do.
+    // A whole image in bands of the given sizes, the last of which repeats.
     Bytes RunStream(const CTestPicture& picture, const std::vector<std::int32_t>& bands) {
         m_client.m_messages.clear();
         CTestStream stream(picture);
         Begin(stream);
-        stream.m_nLines = 10;
-        m_engine.FireFeed();
-        stream.m_nLines = 0;
         for (std::size_t i = 0; stream.LinesLeft() > 0; ++i)
             Feed(stream, bands[std::min(i, bands.size() - 1)]);
-        // A feed that finds a single line takes none; the source knows how many there are.
-        stream.m_nLines = std::max(stream.m_nLines, 2u);
         m_engine.FireFeed();
         Finish();
         return m_client.Rows();

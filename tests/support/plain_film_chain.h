@@ -8,6 +8,7 @@
 
 #include "frame/film_curve.h"
 #include "profile/attrib_records.h"
+#include "tests/support/plain_density.h"
 #include "tests/support/tone_support.h"
 
 namespace plain_film {
@@ -22,17 +23,13 @@ struct Scan {
     Film m_film = Film::Slide;
     int m_type = kColor;
     // Of the analyser, behind what inversion makes of the levels; -100 to 100.
-    int m_highlight = 0;
-    int m_shadow = 0;
-    int m_midtone = 0;
-    double m_x = 0;  // colour point of the midtones, of length 1 at most
-    double m_y = 0;
-    bool m_exposes = false;  // the variant of slides with all levels in the tables
+    int m_highlight = 0, m_shadow = 0, m_midtone = 0;
+    double m_x = 0, m_y = 0;  // colour point of the midtones, of length 1 at most
+    bool m_exposes = false;   // the variant of slides with all levels in the tables
     double m_exposureShift = 0;
     double m_channelShift[3] = {};
     double m_saturation = 1;
-    bool m_gamma18 = false;
-    bool m_inverts = false;
+    bool m_gamma18 = false, m_inverts = false;
     int m_threshold = 28160;
     CoeffRecord m_coeffs = {};
     double m_slideMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
@@ -40,10 +37,12 @@ struct Scan {
     double m_post[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 };
 
+// What a value is behind its way as 16.16 fixed point.
+inline double Fixed(double x) {
+    return std::trunc(x * 65536.0 + 0.5) / 65536.0;
+}
 // Linear between two points, held at the ends, rounded with 0.499.
 inline int Remap(double x, double x0, double x1, double y0, double y1) {
-    if (x1 == x0)
-        return static_cast<int>(y1);
     const double at = std::clamp(x, std::min(x0, x1), std::max(x0, x1));
     const double v = (at - x0) / (x1 - x0) * (y1 - y0) + y0;
     return static_cast<int>(v >= 0 ? v + 0.499 : v - 0.499);
@@ -85,16 +84,15 @@ inline std::array<double, 3> OnAxes(double x, double y) {
 inline Tables ProfileCurves(const Scan& s) {
     Tables tables;
     for (int c = 0; c < 3; ++c) {
-        const double black = s.m_coeffs.m_offset[c];
-        const double gain = s.m_coeffs.m_gain[c];
-        const double gamma = s.m_coeffs.m_gamma[c];
+        const CoeffRecord& k = s.m_coeffs;
         Table t = Identity();
         if (s.m_film == Film::Negative) {
-            const int b = static_cast<int>(black);
+            const int b = static_cast<int>(k.m_offset[c]);
             Each(t, [b](int v) { return Remap(v, b, kTop, 0, kTop); });
-            t = Behind(Scaled(t, gain), Gamma(gamma, 2));
+            t = Behind(Scaled(t, k.m_gain[c]), Gamma(k.m_gamma[c], 2));
         } else {
-            t = Scaled(Behind(Ramp(Round(black), kTop), Gamma(gamma, 256)), gain);
+            t = Behind(Ramp(Round(k.m_offset[c]), kTop), Gamma(k.m_gamma[c], 256));
+            t = Scaled(t, k.m_gain[c]);
             t[0] = 0;  // the splice, whose window nobody sets
         }
         tables[c] = t;
@@ -142,50 +140,6 @@ inline Tables FilmCurves(const Scan& s) {
     return tables;
 }
 
-// ---- Density: 4.0 of it on 65535 codes
-
-inline int ToDensity(int light) {
-    const double density = -std::log10(std::clamp(light, 1, kTop) / 65535.0);
-    return static_cast<int>(std::min(density, 4.0) * 65535.0 / 4.0);
-}
-inline int FromDensity(int density) {
-    return static_cast<int>(std::pow(10.0, -(Held(density) / 65535.0) * 4.0) * 65535.0);
-}
-
-inline int Thousandth(double m) {
-    return static_cast<int>(m * 1024.0 + 0.5);
-}
-inline Pixel MixedBy(const double* matrix, const Pixel& p) {
-    Pixel out;
-    for (int c = 0; c < 3; ++c, matrix += 3)
-        out[c] = Held((Thousandth(matrix[0]) * p[0] + Thousandth(matrix[1]) * p[1] +
-                       Thousandth(matrix[2]) * p[2]) >>
-                      10);
-    return out;
-}
-
-inline Pixel DensityCorrected(const Scan& s, const Pixel& p) {
-    const int d[3] = {ToDensity(p[0]), ToDensity(p[1]), ToDensity(p[2])};
-    Pixel light;
-    for (int c = 0; c < 3; ++c) {
-        const double* k = s.m_density + 6 * c;
-        const int y = d[c == 0 ? 1 : 0];
-        const int z = d[c == 2 ? 1 : 2];
-        int a = d[c];
-        const auto add = [&](int difference, double above, double below) {
-            if (difference > 0)
-                a += (difference * Thousandth(above)) >> 10;
-            else
-                a -= (-difference * Thousandth(below)) >> 10;
-        };
-        add(d[c] - y, k[0], k[1]);
-        add(d[c] - z, k[2], k[3]);
-        add(2 * d[c] - y - z, k[4], k[5]);
-        light[c] = FromDensity(std::max(a, 0));
-    }
-    return MixedBy(s.m_post, light);
-}
-
 // ---- Slides: levels in density, or in the tables
 
 // The codes behind the levels: white and black of the input, then of the output.
@@ -205,8 +159,8 @@ inline Table MidtoneInDensity(int midtone) {
     const auto k = static_cast<std::int64_t>(1.0 / (midtone / 100.0 + 1.0) * 65536.0 + 0.5);
     // No density falls by more than a factor of 6 in light does.
     Each(t, [k](int i) {
-        const double share = FromDensity(i) / 65535.0;
-        const int floor = ToDensity(static_cast<int>(share * 6 * 65535.0 + 0.5));
+        const double share = LightOf(i) / 65535.0;
+        const int floor = DensityOf(Held(Round(share * 6 * 65535.0)));
         return std::max(static_cast<int>((i * k) >> 16), floor);
     });
     return t;
@@ -217,10 +171,10 @@ inline Pixel Balanced(const Table& curve, int white, const Pixel& p) {
     const int offset = static_cast<int>(full * 65535.0 / 4.0);
     Pixel d;
     for (int c = 0; c < 3; ++c)
-        d[c] = Held(ToDensity(p[c]) - offset);
+        d[c] = Held(DensityOf(p[c]) - offset);
     const int lead = std::min({d[0], d[1], d[2]});
     for (int& v : d)
-        v = FromDensity(v + curve[lead] - lead);
+        v = LightOf(v + curve[lead] - lead);
     return d;
 }
 
@@ -259,94 +213,107 @@ inline Tables SlideTables(const Scan& s) {
 
 // ---- Matrices
 
-inline void FillSaturation(double s, double* m) {
-    const double d = s < 1 ? 1 + (s - 1) * 2 / 3 : 1 + (s - 1) * 0.5;
-    const double o = s < 1 ? 0.3333333 - s / 3 : -(s - 1) * 0.25;
-    for (int i = 0; i < 9; ++i)
-        m[i] = i % 4 == 0 ? d : o;
-}
-inline void FillWeights(double* m) {
-    constexpr double kWeights[] = {0.3, 0.59, 0.11};
-    for (int i = 0; i < 9; ++i)
-        m[i] = kWeights[i % 3];
-}
-inline Pixel ColorMixed(const double* m, const Pixel& p) {
-    for (int i = 0; i < 9; ++i) {
-        if (std::abs(m[i] - (i % 4 == 0 ? 1 : 0)) >= 0.01)
-            return MixedBy(m, p);
+struct Matrix {
+    double m[9];
+
+    static Matrix Of(const double* values) {
+        Matrix t;
+        std::copy_n(values, 9, t.m);
+        return t;
     }
-    return p;
-}
-inline void FillSlideMatrix(const Scan& s, double* m) {
-    if (s.m_type != kColor)
-        return FillWeights(m);
-    double saturation[9];
-    FillSaturation(s.m_saturation, saturation);
-    double largest = 0;
-    for (int i = 0; i < 9; ++i) {
-        const double* row = saturation + i / 3 * 3;
-        const double* column = s.m_slideMatrix + i % 3;
-        m[i] = row[0] * column[0] + row[1] * column[3] + row[2] * column[6];
-        largest = std::max(largest, std::abs(m[i]));
+    static Matrix Rows(double r, double g, double b) { return {{r, g, b, r, g, b, r, g, b}}; }
+    static Matrix Saturation(double s) {
+        const double d = s < 1 ? 1 + (s - 1) * 2 / 3 : 1 + (s - 1) * 0.5;
+        const double o = s < 1 ? 0.3333333 - s / 3 : -(s - 1) * 0.25;
+        return {{d, o, o, o, d, o, o, o, d}};
     }
-    for (int i = 0; i < 9 && largest > 1.98; ++i)
-        m[i] = m[i] * (1.98 / largest);
-}
+    // This one first, then `next`; no element above 1.98.
+    Matrix Then(const Matrix& next) const {
+        Matrix t;
+        double largest = 0;
+        for (int i = 0; i < 9; ++i) {
+            const int r = i / 3 * 3;
+            const int c = i % 3;
+            t.m[i] = next.m[r] * m[c] + next.m[r + 1] * m[3 + c] + next.m[r + 2] * m[6 + c];
+            largest = std::max(largest, std::abs(t.m[i]));
+        }
+        for (double& v : t.m)
+            v *= largest > 1.98 ? 1.98 / largest : 1.0;
+        return t;
+    }
+    // In 1/1024.
+    void Mix(int* pixel) const {
+        const int in[3] = {pixel[0], pixel[1], pixel[2]};
+        for (int r = 0; r < 3; ++r) {
+            std::int64_t sum = 0;
+            for (int c = 0; c < 3; ++c)
+                sum += static_cast<int>(m[3 * r + c] * 1024.0 + 0.5) * std::int64_t{in[c]};
+            pixel[r] = Held(sum >> 10);
+        }
+    }
+    void MixUnlessNeutral(int* pixel) const {
+        for (int i = 0; i < 9; ++i) {
+            if (std::abs(m[i] - (i % 4 == 0 ? 1 : 0)) >= 0.01)
+                return Mix(pixel);
+        }
+    }
+};
 
 // ---- The chains
 
-// Colour pixels, as they stand ahead of the threshold or of the inversion; gray is their green.
+// Pixels as they stand ahead of the threshold or of the inversion; gray is their green.
 class Chain {
   public:
     explicit Chain(const Scan& scan) : m_scan(scan), m_profile(ProfileCurves(scan)) {
         m_encoding = scan.m_gamma18 ? HeldGamma(1.8, 16.0) : Srgb();
+        for (int i = 0; i < 27; ++i) {
+            const double factor = i < 18 ? scan.m_density[i] : scan.m_post[i - 18];
+            m_factors[i] = static_cast<int>(factor * 1024.0 + 0.5);
+        }
+        m_matrix = Matrix::Saturation(scan.m_saturation);
         if (scan.m_film == Film::Slide) {
+            const Codes codes(scan);
+            m_white = kTop + codes.m_white - codes.m_outWhite;
             m_tone = SlideTables(scan);
             m_midtone = MidtoneInDensity(scan.m_midtone);
-            FillSlideMatrix(scan, m_matrix);
+            m_matrix = Matrix::Of(scan.m_slideMatrix).Then(m_matrix);
         } else {
             m_tone = FilmCurves(scan);
-            // What sets the saturation sets the whole matrix, also where gray is wanted. Halftone
-            // is asked for behind it.
-            if (scan.m_type == kHalftone)
-                FillWeights(m_matrix);
-            else
-                FillSaturation(scan.m_saturation, m_matrix);
         }
+        // A negative's saturation takes the whole matrix, also where gray is wanted; halftone is
+        // asked for behind it.
+        if (scan.m_type == kHalftone || (scan.m_type != kColor && scan.m_film == Film::Slide))
+            m_matrix = Matrix::Rows(0.3, 0.59, 0.11);
     }
 
     Pixel Color(Pixel p) const {
         p = Through(m_profile, p);
-        return m_scan.m_film == Film::Slide ? Slide(p) : Negative(p);
+        if (m_scan.m_film == Film::Negative) {
+            p = Through(m_tone, p);
+            CorrectPixel(p.data(), m_factors, DensityOf, LightOf);
+            m_matrix.MixUnlessNeutral(p.data());
+        } else {
+            if (m_scan.m_type == kColor || m_scan.m_type == kLineArt)
+                m_matrix.MixUnlessNeutral(p.data());
+            if (m_scan.m_type != kLineArt && !m_scan.m_exposes)
+                p = Balanced(m_midtone, m_white, p);
+            if (m_scan.m_type != kLineArt)
+                p = Through(m_tone, p);
+        }
+        return {Gray(p[0]), Gray(p[1]), Gray(p[2])};
     }
     // A line of one sample a pixel passes all that works on colours.
-    int Gray(int sample) const { return Encoded(sample); }
+    int Gray(int sample) const { return m_scan.m_type == kLineArt ? sample : m_encoding[sample]; }
 
   private:
-    bool IsLineArt() const { return m_scan.m_type == kLineArt; }
-    int Encoded(int sample) const { return IsLineArt() ? sample : m_encoding[sample]; }
-    Pixel Encoded(const Pixel& p) const { return {Encoded(p[0]), Encoded(p[1]), Encoded(p[2])}; }
-    Pixel Slide(Pixel p) const {
-        if (m_scan.m_type == kColor || IsLineArt())
-            p = ColorMixed(m_matrix, p);
-        if (IsLineArt())
-            return p;
-        const Codes codes(m_scan);
-        if (!m_scan.m_exposes)
-            p = Balanced(m_midtone, kTop + codes.m_white - codes.m_outWhite, p);
-        return Encoded(Through(m_tone, p));
-    }
-    Pixel Negative(Pixel p) const {
-        p = DensityCorrected(m_scan, Through(m_tone, p));
-        return Encoded(ColorMixed(m_matrix, p));
-    }
-
-    const Scan& m_scan;
+    const Scan m_scan;
     Tables m_profile;
     Tables m_tone;
     Table m_midtone;
     Table m_encoding;
-    double m_matrix[9];
+    int m_white = kTop;
+    int m_factors[27];
+    Matrix m_matrix;
 };
 
 }  // namespace plain_film

@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <span>
 #include <vector>
+
+#include "frame/film_curve.h"
 
 using Table = std::vector<int>;  // 65536 entries
 constexpr int kTop = 65535;
@@ -68,6 +71,32 @@ inline Table WithGamma(const Table& from, double gamma) {
     }
     return t;
 }
+// The curve of a film with its ends bent by `high` and `low` percent, and its input put through
+// another curve. Later rows are drawn over earlier ones; beyond its ends it is flat.
+inline Table FilmCurve(std::span<const QLFilmRow> rows, double step, double shift, int high,
+                       int low, const Table& warp = Identity()) {
+    const auto code = [](double density) {
+        return static_cast<int>(std::min(std::pow(10.0, -density) * 65535.0, 65535.0));
+    };
+    const auto output = [&](int r) {
+        const double bend = (r >= 15 ? high : low) / 100.0;
+        const double thin = r >= 15 ? rows[r].low : rows[r].high;
+        const double dense = r >= 15 ? rows[r].high : rows[r].low;
+        return code(bend >= 0.0 ? thin * bend + rows[r].nominal * (1.0 - bend)
+                                : dense * -bend + rows[r].nominal * (1.0 + bend));
+    };
+    const auto input = [&](int r) {
+        return warp[static_cast<std::size_t>(code(r * step - shift))];
+    };
+    Table t = Identity();
+    for (int r = 0; r < 26; ++r) {
+        const int end = input(r + 1) == input(r) ? r : r + 1;
+        Line(t, input(r + 1), output(end), input(r), output(r));
+    }
+    std::fill_n(t.begin(), input(26), t[input(26)]);
+    std::fill(t.begin() + input(0), t.end(), t[input(0)]);
+    return t;
+}
 inline Table Srgb() {
     Table t;
     for (int i = 0; i <= kTop; ++i) {
@@ -83,42 +112,4 @@ inline int Inverse(const Table& t, int value) {
     for (int step = 32768; step != 0 && t[i] != value; step /= 2)
         i = std::clamp(t[i] < value ? i + step : i - step, 0, kTop);
     return t[i] < value && i < kTop - 1 ? i + 1 : i;
-}
-
-// Density codes (4.0 of density on 65535) of light, and back; truncated.
-inline int DensityOf(int x) {
-    const double density = -std::log10(std::max(x, 1) / 65535.0);
-    return static_cast<int>(std::min(density, 4.0) * 65535.0 / 4.0);
-}
-inline int LightOf(int density) {
-    return static_cast<int>(std::pow(10.0, -(Held(density) / 65535.0) * 4.0) * 65535.0);
-}
-// What 32 bits hold of a sum of products, in 1/1024.
-inline int Wrapped(std::int64_t sum) {
-    return static_cast<std::int32_t>(sum) >> 10;
-}
-// A pixel corrected in density: six factors of each channel's differences and nine of the matrix
-// behind, in 1/1024.
-template <typename Sample, typename ToDensity, typename ToLight>
-void CorrectPixel(Sample* pixel, const int* k, const ToDensity& toDensity, const ToLight& toLight) {
-    constexpr int kOthers[3][2] = {{1, 2}, {0, 2}, {0, 1}};
-    int light[3];
-    for (int c = 0; c < 3; ++c) {
-        const int x = toDensity(pixel[c]);
-        const int y = toDensity(pixel[kOthers[c][0]]);
-        const int z = toDensity(pixel[kOthers[c][1]]);
-        int density = x;
-        for (const int difference : {x - y, x - z, 2 * x - y - z}) {
-            density += difference > 0 ? Wrapped(std::int64_t{difference} * k[0])
-                                      : -Wrapped(-std::int64_t{difference} * k[1]);
-            k += 2;
-        }
-        light[c] = toLight(std::max(density, 0));
-    }
-    for (int c = 0; c < 3; ++c, k += 3) {
-        std::int64_t sum = 0;
-        for (int i = 0; i < 3; ++i)
-            sum += std::int64_t{light[i]} * k[i];
-        pixel[c] = static_cast<Sample>(Held(Wrapped(sum)));
-    }
 }

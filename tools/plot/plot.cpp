@@ -113,14 +113,21 @@ void DrawPeaks(cairo_t* context, const CPlotPanel& panel, const CPlotSeries& ser
     }
 }
 
+// Text that was written before has left a point behind.
 void TracePath(cairo_t* context, const CPlotPanel& panel, const CPlotSeries& series) {
+    cairo_new_path(context);
     for (std::size_t i = 0; i < series.m_values.size(); ++i)
         cairo_line_to(context, XOf(panel, PlaceOf(panel, series, i)),
                       YOf(panel, series.m_values[i]));
 }
 
-void DrawSeries(cairo_t* context, const CPlotPanel& panel, const CPlotSeries& series) {
+// `behind`: how many series are drawn later. Lines that lie on each other are seen all the same, as
+// each is thinner than the one before it.
+void DrawSeries(cairo_t* context, const CPlotPanel& panel, const CPlotSeries& series,
+                std::size_t behind) {
     using Look = CPlotSeries::Look;
+    constexpr double kThinLine = 1.2;
+    constexpr double kThicker = 1.5;
     if (series.m_values.empty())
         return;
     if (series.m_look == Look::Area) {
@@ -137,7 +144,9 @@ void DrawSeries(cairo_t* context, const CPlotPanel& panel, const CPlotSeries& se
     constexpr double kDash = 5;
     if (series.m_look == Look::Dashes)
         cairo_set_dash(context, &kDash, 1, 0);
-    cairo_set_line_width(context, series.m_look == Look::Area ? 1.2 : 2);
+    cairo_set_line_width(context, series.m_look == Look::Line
+                                      ? kThinLine + kThicker * static_cast<double>(behind)
+                                      : kThinLine);
     cairo_set_line_join(context, CAIRO_LINE_JOIN_ROUND);
     TracePath(context, panel, series);
     cairo_stroke(context);
@@ -171,8 +180,8 @@ void DrawPanel(cairo_t* context, const CPlotPanel& panel) {
     Write(context, panel.m_title, kFrameLeft, kFrameTop - 2 * kTextSize - kGap);
     DrawLegend(context, panel);
     DrawAxes(context, panel);
-    for (const CPlotSeries& series : panel.m_series)
-        DrawSeries(context, panel, series);
+    for (std::size_t i = 0; i < panel.m_series.size(); ++i)
+        DrawSeries(context, panel, panel.m_series[i], panel.m_series.size() - 1 - i);
     DrawFrame(context);
 }
 

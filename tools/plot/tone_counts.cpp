@@ -51,7 +51,7 @@ void CToneCounter::AddRow(const std::uint8_t* row) {
     }
 }
 
-void CToneCounter::AddRows(const std::uint8_t* rows, std::size_t count) {
-    for (; count > 0; --count, rows += m_stride)
-        AddRow(rows);
+void CToneCounter::Add(std::span<const std::uint8_t> rows) {
+    for (; m_stride > 0 && rows.size() >= m_stride; rows = rows.subspan(m_stride))
+        AddRow(rows.data());
 }

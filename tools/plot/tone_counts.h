@@ -34,7 +34,7 @@ class CToneCounter {
     // itself.
     void Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette);
     // Whole rows, each padded to 4 bytes.
-    void AddRows(const std::uint8_t* rows, std::size_t count);
+    void Add(std::span<const std::uint8_t> rows);
 
     const CToneCounts& Counts() const { return m_counts; }
 

@@ -57,7 +57,7 @@ double Encoded(double light) {
 }
 
 CPlotSeries ScreenCurve(bool isEncoded) {
-    CPlotSeries series{"display curve alone", {0.6, 0.6, 0.6}, {}, CPlotSeries::Look::Dashes};
+    CPlotSeries series{"without corrections", {0.1, 0.1, 0.1}, {}, CPlotSeries::Look::Dashes};
     for (std::size_t i = 0; i < kToneLevels; ++i) {
         const double input = static_cast<double>(i) / kWhite;
         series.m_values.push_back(kWhite * (isEncoded ? input : Encoded(input)));
@@ -91,7 +91,7 @@ CPlotPanel CurvePanel(std::string title, const CToneCurves& curves) {
                             : "light of the original, % of full scale",
          curves.m_isEncoded ? kWhite : kPercent, curves.m_isEncoded ? kLevelStep : kPercent / 10},
         {"level of the result, 0 to 255", kWhite, kLevelStep},
-        {ScreenCurve(curves.m_isEncoded)}};
+        {}};
     for (std::size_t c = 0; c < curves.m_channels.size(); ++c) {
         const CChannelLook& look = LookOf(c, curves.m_channels.size());
         panel.m_series.push_back({look.m_name,
@@ -99,5 +99,6 @@ CPlotPanel CurvePanel(std::string title, const CToneCurves& curves) {
                                   {curves.m_channels[c].begin(), curves.m_channels[c].end()},
                                   CPlotSeries::Look::Line});
     }
+    panel.m_series.push_back(ScreenCurve(curves.m_isEncoded));
     return panel;
 }

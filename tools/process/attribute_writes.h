@@ -20,6 +20,7 @@ class CAttributeWrite {
     // `error` names them and what is allowed.
     static std::optional<CAttributeWrite> Parse(std::string_view text, std::string* error);
 
+    std::int32_t Id() const { return m_attrib->m_id; }
     // Writes to the board that `board` is attached to.
     void Apply(CQLAttribStore& board) const;
 

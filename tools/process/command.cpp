@@ -15,6 +15,7 @@
 #include "tools/process/attribute_writes.h"
 #include "tools/process/model_item.h"
 #include "tools/process/run.h"
+#include "tools/tone_options.h"
 
 namespace {
 
@@ -55,6 +56,7 @@ int Process(ProcessOptions& options) {
         CProgressLine progress(job.m_input);
         job.m_progress = [&progress](unsigned percent) { progress.Show(percent); };
         job.m_cancelled = WasInterrupted;
+        job.m_notice = [](const std::string& line) { std::cerr << "nvqscan: " << line << '\n'; };
         result = RunProcess(job, &error);
     }
     CLogConfig::Release();
@@ -110,6 +112,11 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     process->add_option("--band", job.m_bandLines, "Lines fed at a time")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
+    AddAutoWish(
+        *process, job.m_auto,
+        "tone, color or expose, or several with commas: settle levels, the colour point, or "
+        "both as a whole exposure by an analysis of the picture");
+    AddToneFiles(*process, job.m_plots);
     process->add_flag("--list-attributes", options.m_listAttributes,
                       "List all attributes with kind, value and what is allowed");
     process->add_flag("--list-properties", options.m_listProperties,

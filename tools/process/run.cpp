@@ -10,11 +10,14 @@
 #include "pictures/picture_reader.h"
 #include "pictures/picture_writer.h"
 #include "platform/module.h"
+#include "tools/plot/counting_writer.h"
+#include "tools/process/analysis.h"
 #include "tools/process/attribute_writes.h"
 #include "tools/process/band_feed.h"
 #include "tools/process/bench_source.h"
 #include "tools/process/model_item.h"
 #include "tools/process/picture_stream.h"
+#include "tools/process/tone_ramp.h"
 
 namespace {
 
@@ -37,6 +40,9 @@ class CPictureSink final : public IQLImageCallback {
         return m_failed ? S_FALSE : S_OK;
     }
 
+    // Bits a pixel of the picture that the engine gets.
+    void SetInputBits(int bits) { m_inputBits = bits; }
+    int InputBits() const { return m_inputBits; }
     bool HasHeader() const { return m_hasHeader; }
     bool IsCancelled() {
         m_cancelled = m_cancelled || (m_job.m_cancelled && m_job.m_cancelled());
@@ -56,6 +62,7 @@ class CPictureSink final : public IQLImageCallback {
 
     CPictureWriter& m_writer;
     const CProcessJob& m_job;
+    int m_inputBits = 24;
     bool m_hasHeader = false;
     bool m_cancelled = false;
     bool m_failed = false;
@@ -109,7 +116,8 @@ bool Turns(CQLEngine& engine) {
 }
 
 // The engine with its settings, from the job. False when one of them is refused.
-bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error) {
+bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttributeWrite>* writes,
+                   std::string* error) {
     CModelItem item;
     if (job.m_encoded)
         item.SetEncodedSamples();
@@ -122,15 +130,14 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::string* error
         item.WriteLong(QL_PROP_MIRROR, 1);
     if (job.m_rotate != 0)
         item.WriteLong(QL_PROP_ROTATION, job.m_rotate);
-    std::vector<CAttributeWrite> writes;
     for (const std::string& text : job.m_attributes) {
         const auto write = CAttributeWrite::Parse(text, error);
         if (!write)
             return false;
-        writes.push_back(*write);
+        writes->push_back(*write);
     }
     engine.ReadItemSettings(&item);
-    for (const CAttributeWrite& write : writes)
+    for (const CAttributeWrite& write : *writes)
         write.Apply(engine);
     // Whoever writes the angle itself means it.
     engine.PutRotationOnPath(Turns(engine));
@@ -158,6 +165,7 @@ bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, st
     const std::unique_ptr<CPictureReader> reader = OpenPicture(job.m_input, error);
     if (!reader || (Turns(engine) && !CanBeTurned(reader->Info(), error)))
         return false;
+    sink.SetInputBits(reader->Info().m_bitsPerPixel);
     CPictureStream stream(*reader);
     bool fed = false;
     const bool guarded = RunGuarded(error, [&] {
@@ -192,6 +200,16 @@ bool RunFile(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std:
     return true;
 }
 
+bool Run(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
+    if (!job.m_plots.m_histogram.empty())
+        engine.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
+    std::uint32_t client = 0;
+    engine.AddClient(&sink, &client);
+    const bool read = (job.m_fromFile ? RunFile : RunStream)(job, engine, sink, error);
+    engine.RemoveClient(client);
+    return read;
+}
+
 // Puts the output in place, if all went well.
 CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineFailed, bool turns,
                         CPictureWriter& writer, std::string* error) {
@@ -206,32 +224,103 @@ CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineF
     return CProcessResult::Failed;
 }
 
+// What an automatic analysis settles, by the names that it has for the engine and for people.
+constexpr struct {
+    std::int32_t attribute;
+    PROPID property;
+} kExposure[] = {
+    {QL_ATTR_AUTO_WHITE, QL_PROP_HIGHLIGHT_LEVEL},
+    {QL_ATTR_HIGHLIGHT, QL_PROP_HIGHLIGHT_LEVEL},
+    {QL_ATTR_AUTO_MID, QL_PROP_MIDTONE_LEVEL},
+    {QL_ATTR_MIDTONE, QL_PROP_MIDTONE_LEVEL},
+    {QL_ATTR_AUTO_BLACK, QL_PROP_SHADOW_LEVEL},
+    {QL_ATTR_SHADOW, QL_PROP_SHADOW_LEVEL},
+    {QL_ATTR_HUE_X, QL_PROP_HUE_X},
+    {QL_ATTR_HUE_Y, QL_PROP_HUE_Y},
+};
+
+// What the command line sets itself goes ahead of what is found.
+bool Expose(const CProcessJob& job, const std::vector<CAttributeWrite>& writes, CQLEngine& engine,
+            std::string* error) {
+    std::optional<FoundExposure> found;
+    if (!job.m_auto.WantsTone() && !job.m_auto.WantsColor())
+        return true;
+    if (!AnalysePicture(job.m_input, engine, job.m_auto, &found, error))
+        return false;
+    std::vector<PROPID> kept;
+    for (const CAttributeWrite& write : writes) {
+        for (const auto& row : kExposure) {
+            if (row.attribute != write.Id())
+                continue;
+            write.Apply(engine);
+            kept.push_back(row.property);
+        }
+    }
+    if (job.m_notice)
+        job.m_notice(found ? ExposureText(*found, kept) : kNothingToAnalyse);
+    return true;
+}
+
+// ---- Plots
+
+// The engine has run: what it has counted is taken before the ramp runs. Chains that count nothing
+// have their result counted on its way to the file.
+CProcessResult DrawPlots(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink,
+                         const CToneCounts& delivered, std::string* error) {
+    const CToneFiles& plots = job.m_plots;
+    const auto stopped = [&sink] { return sink.IsStopped(); };
+    CToneCounts input;
+    if (!plots.m_histogram.empty()) {
+        if (!CountPicture(job.m_input, stopped, &input, error))
+            return CProcessResult::BadInput;
+        if (sink.IsCancelled())
+            return CProcessResult::Cancelled;
+        const CToneCounts published = PublishedCounts(engine);
+        if (!DrawHistograms(plots.m_histogram, job.m_encoded, input,
+                            published.IsEmpty() ? delivered : published, error))
+            return CProcessResult::Failed;
+    }
+    if (!plots.m_curves.empty()) {
+        engine.SetValue(QL_ATTR_HISTOGRAM_ON, 0);
+        if (!DrawCurves(engine, sink.InputBits(), job.m_encoded, plots.m_curves, error))
+            return CProcessResult::Failed;
+    }
+    return CProcessResult::Done;
+}
+
 }  // namespace
 
 CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
-    const std::unique_ptr<CPictureWriter> writer = CreatePictureWriter(job.m_output, error);
+    if (!job.m_plots.Check(error))
+        return CProcessResult::BadInput;
+    std::unique_ptr<CPictureWriter> writer = CreatePictureWriter(job.m_output, error);
     if (!writer) {
         *error = job.m_output + ": " + *error;
         return CProcessResult::BadInput;
     }
+    CToneCounter delivered;
+    if (!job.m_plots.m_histogram.empty())
+        writer = std::make_unique<CCountingWriter>(std::move(writer), delivered);
     CPictureSink sink(*writer, job);
     CQLEngine engine;
     if (FAILED(engine.Init())) {
         *error = "not enough memory for the imaging engine";
         return CProcessResult::Failed;
     }
-    if (!ApplySettings(job, engine, error))
+    std::vector<CAttributeWrite> writes;
+    if (!ApplySettings(job, engine, &writes, error))
         return CProcessResult::BadInput;
-    std::uint32_t client = 0;
-    engine.AddClient(&sink, &client);
     const CPassWatch watch(engine.Tree(), sink);
     const CMessageCatcher message;
-    const bool read = (job.m_fromFile ? RunFile : RunStream)(job, engine, sink, error);
+    const bool read = Expose(job, writes, engine, error) && Run(job, engine, sink, error);
     if (!read || !message.Text().empty()) {
         if (read)
             *error = message.Text();
         *error = job.m_input + ": " + *error;
         return CProcessResult::BadInput;
     }
-    return Conclude(job, sink, watch.HasFailed(), Turns(engine), *writer, error);
+    const CProcessResult result =
+        Conclude(job, sink, watch.HasFailed(), Turns(engine), *writer, error);
+    return result == CProcessResult::Done ? DrawPlots(job, engine, sink, delivered.Counts(), error)
+                                          : result;
 }

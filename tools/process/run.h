@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "service/exposure.h"
+#include "tools/process/tone_files.h"
+
 // What the command line asks for.
 struct CProcessJob {
     std::string m_input;
@@ -16,9 +19,12 @@ struct CProcessJob {
     int m_rotate = 0;        // degrees clockwise, 0, 90, 180 or 270, behind the mirror
     bool m_encoded = false;  // the picture's samples are encoded for a screen, not linear
     std::int32_t m_bandLines = 20;
+    CToneFiles m_plots;
+    AutoWish m_auto;  // what an analysis pass of its own settles first, on both roads
     std::vector<std::string> m_properties;  // NAME_OR_ID=VALUE
     std::vector<std::string> m_attributes;  // NAME=VALUE, in their order
-    // Either may be empty.
+    // Each may be empty. What --auto has found, or that it found nothing: one line.
+    std::function<void(const std::string& line)> m_notice;
     std::function<void(unsigned percent)> m_progress;
     std::function<bool()> m_cancelled;
 };

@@ -1,0 +1,111 @@
+// Automatic exposure: a preview through the driver, and the scan with what it found.
+#include "service/exposure.h"
+#include "tests/driver/scan_rig.h"
+
+namespace {
+
+class Exposure : public CScanTest {
+  protected:
+    // Grays up to an eighth of full scale, with less blue.
+    static Picture DarkPicture() {
+        Picture picture = RandomPicture(600, 300);
+        for (std::size_t i = 0; i < picture.samples.size(); ++i)
+            picture.samples[i] = static_cast<BYTE>(i / 3 * 13 % 32 * (i % 3 == 2 ? 3 : 4) / 4);
+        return picture;
+    }
+    CDeviceProperties Properties() {
+        CDeviceProperties properties;
+        EXPECT_EQ(Failure(CDeviceProperties::Read(m_device, properties)), "");
+        return properties;
+    }
+    // Whatever it finds, the settings are those of before.
+    std::optional<FoundExposure> Find(const AutoWish& wish, HRESULT code = S_OK) {
+        const CDeviceProperties before = Properties();
+        std::optional<FoundExposure> found;
+        const ScanStatus status = FindExposure(m_device, wish, &m_cancel, found);
+        EXPECT_EQ(status.code, code) << status.text;
+        for (const PropertyChange& change : Properties().ChangesSince(before))
+            ADD_FAILURE() << change.after.name << " has changed";
+        return found;
+    }
+    double Brightness() {
+        CPages pages;
+        EXPECT_EQ(Failure(Scan(pages)), "");
+        const Bytes& rows = pages.m_pages.at(0).rows;
+        double sum = 0;
+        for (const BYTE sample : rows)
+            sum += sample;
+        return sum / static_cast<double>(rows.size());
+    }
+
+    std::atomic<bool> m_cancel = false;
+};
+
+// 18 % of the light is 118 when encoded, and so much is aimed at; the mean of encoded values lies
+// below that, and blue behind. Without it the mean is that of half an eighth of the light, a
+// quarter brighter by the usual white: 78 at most.
+TEST_F(Exposure, OfADarkPictureMakesItBright) {
+    OpenWith(DarkPicture(), 300, "[behaviour]\nrecord=1\n");
+    SetWindow(600, 300, 33, 17, 1000, 255);
+    const double plain = Brightness();
+    EXPECT_LT(plain, 78);
+    for (const LONG medium : {TYMED_FILE, TYMED_CALLBACK}) {
+        UseMedium(medium);
+        const auto found = Find({.expose = true});
+        ASSERT_TRUE(found && found->hasTone && found->hasColor);
+        EXPECT_EQ(found->highlight, 100);
+        // From yellow, (1, 1, 0.75), the correction leads towards blue.
+        EXPECT_GT(-0.5 * found->hueX + 0.87 * found->hueY, 1);
+        const PROPID kept[] = {QL_PROP_MIDTONE_LEVEL};
+        Set({{QL_PROP_MIDTONE_LEVEL, -7}});
+        EXPECT_EQ(Failure(ApplyExposure(m_device, *found, kept)), "");
+        EXPECT_EQ(Number(QL_PROP_HIGHLIGHT_LEVEL), 100);
+        EXPECT_EQ(Number(QL_PROP_MIDTONE_LEVEL), -7);
+        EXPECT_EQ(Number(QL_PROP_EXPOSURE_METHOD), 1);
+        EXPECT_EQ(Failure(ApplyExposure(m_device, *found, {})), "");
+    }
+    EXPECT_NEAR(Brightness(), 105, 15);
+    // 1000 pixels of 600 dpi are 125 of 75, for which this device scans twice as many.
+    EXPECT_NE(Calls().find("source 0, 250 x 12"), std::string::npos) << "a quick look";
+    Find({.tone = true, .color = true});
+    m_cancel = true;
+    EXPECT_FALSE(Find({.tone = true}, S_FALSE));
+    EXPECT_TRUE(IsFree());
+}
+
+TEST_F(Exposure, KeepsTheSheetOfTheFeederOrIsRefused) {
+    Lay(DarkPicture(), 300, "sheet.bmp");
+    const std::string ini = "[feeder]\nsheets=1\npage1=sheet.bmp\n[behaviour]\nrecord=1\n";
+    InstallAndOpen(ini);
+    Set({{WIA_DPS_DOCUMENT_HANDLING_SELECT, FEEDER}}, "Root");
+    Set({{WIA_IPS_XEXTENT, 600}});
+    EXPECT_TRUE(Find({.tone = true}));
+    CPages pages;
+    EXPECT_EQ(Failure(Scan(pages, 0)), "");
+    EXPECT_EQ(pages.m_pages.size(), 1u);
+    EXPECT_EQ(State().feeds, 1u);
+    m_device.Close();
+    SetIni(ini + "[adf2]\nmodeFlags=0\n");
+    Act("load-1");
+    Open();
+    Set({{WIA_DPS_DOCUMENT_HANDLING_SELECT, FEEDER}}, "Root");
+    Set({{WIA_IPS_XEXTENT, 600}});
+    EXPECT_FALSE(Find({.tone = true}, MakeResult(0x80040016)));
+    EXPECT_EQ(Failure(Scan(pages, 0)), "");
+}
+
+TEST_F(Exposure, FindsNothingWhereThereIsNothing) {
+    Picture even = RandomPicture(64, 64);
+    std::fill(even.samples.begin(), even.samples.end(), BYTE{90});
+    OpenWith(even, 300, "[behaviour]\nrecord=1\n");
+    SetWindow(300, 300, 0, 0, 60, 60);
+    EXPECT_FALSE(Find({.tone = true, .color = true}));
+    const std::size_t calls = Calls().size();
+    SetMode(1);
+    EXPECT_FALSE(Find({.tone = true, .color = true}));
+    EXPECT_EQ(Calls().find("StartScan", calls), std::string::npos) << "line art has no tones";
+    SetMode(8);
+    EXPECT_FALSE(Find({.color = true}));
+}
+
+}  // namespace

@@ -1,0 +1,159 @@
+// Density: the tables, the colour correction of negatives, and the balance of slides. The numbers
+// are worked out from the formulas in forty digits.
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "frame/lut.h"
+#include "stages/density_balance.h"
+#include "stages/density_color.h"
+#include "tests/support/stage_rig.h"
+#include "tests/support/tone_support.h"
+
+namespace {
+
+// One code is 4 / 65535 of density: full scale has none, and what lies beyond 4 counts as 4.
+TEST(DensityTables, GoFromLightToDensityAndBack) {
+    CDensityTables tables;
+    ASSERT_TRUE(tables.Ready());
+    constexpr int kForward[][2] = {{-1, 65535},   {0, 65535},    {1, 65535},   {6, 65535},
+                                   {7, 65066},    {8, 64115},    {655, 32771}, {6553, 16384},
+                                   {6554, 16383}, {32768, 4931}, {65534, 0},   {65535, 0},
+                                   {1 << 30, 0}};
+    for (const auto& [light, density] : kForward)
+        EXPECT_EQ(tables.ToDensity(light), density) << light;
+    constexpr int kInverse[][2] = {{-131070, 65535}, {0, 65535},   {1, 65525}, {2, 65516},
+                                   {16384, 6553},    {32768, 655}, {65533, 6}, {65535, 6},
+                                   {65536, 6},       {1 << 30, 6}};
+    for (const auto& [density, light] : kInverse)
+        EXPECT_EQ(tables.FromDensity(density), light) << density;
+}
+
+TEST(DensityTables, SeveralThreadsMakeThemAtOnce) {
+    const auto use = [] {
+        for (int round = 0; round < 10; ++round) {
+            CDensityTables one, other;
+            EXPECT_TRUE(one.Ready() && other.Ready());
+            EXPECT_EQ(one.Forward(), other.Forward()) << "one pair for all";
+            EXPECT_EQ(one.ToDensity(7), 65066);
+            EXPECT_EQ(one.FromDensity(65535), 6);
+        }
+    };
+    std::thread threads[] = {std::thread(use), std::thread(use), std::thread(use)};
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+// Three pixels of one light each time, 52000, 20000 and 3000, in densities 1646, 8444 and 21943.
+// What comes back through the tables alone: 52000, 20002, 3000.
+const Samples kBright{52000, 20000, 3000}, kDark{3000, 20000, 52000},
+    kGreenDark{20000, 3000, 52000};
+
+class DensityColor : public StageTest<CDensityColorStage> {
+  protected:
+    void Provide() {
+        m_board.Put(QL_ATTR_DENSITY_MATRIX, PointerWord(m_density));
+        m_board.Put(QL_ATTR_POST_MATRIX, PointerWord(m_post));
+    }
+
+    double m_density[18] = {};
+    double m_post[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+};
+
+TEST_F(DensityColor, EachFactorActsOnOneSideOfOneDifference) {
+    // A quarter of the difference, floored, is added or taken off: 1646 - 8444 / 4 is below 0.
+    const struct {
+        const Samples& m_pixel;
+        std::uint16_t m_light;
+    } kRows[] = {{kDark, 1867},   {kBright, 65535}, {kDark, 1470},     {kBright, 65535},
+                 {kDark, 915},    {kBright, 65535}, {kBright, 15753},  {kDark, 32138},
+                 {kDark, 15753},  {kBright, 32138}, {kGreenDark, 915}, {kBright, 25311},
+                 {kBright, 1470}, {kDark, 65535},   {kBright, 1867},   {kDark, 65535},
+                 {kBright, 915},  {kDark, 65535}};
+    for (std::size_t i = 0; i < 18; ++i) {
+        std::fill(m_density, m_density + 18, 0.0);
+        m_density[i] = 0.25;
+        Provide();
+        Samples expected = kRows[i].m_pixel;
+        std::replace(expected.begin(), expected.end(), 20000, 20002);
+        expected[i / 6] = kRows[i].m_light;
+        EXPECT_EQ(RunColor(m_stage, kRows[i].m_pixel), expected) << i;
+        EXPECT_EQ(AskColor(m_stage, kRows[i].m_pixel), expected) << i;
+    }
+}
+
+TEST_F(DensityColor, NeutralPassesButForTheMatrixBehind) {
+    std::fill(m_density, m_density + 18, -7.3);
+    Provide();
+    EXPECT_EQ(RunColor(m_stage, {20000, 20000, 20000, 0, 0, 0, 65535, 65535, 65535}),
+              (Samples{20002, 20002, 20002, 6, 6, 6, 65535, 65535, 65535}));
+    const double post[9] = {0.5, 0, 0, -0.0004, 0, 0, 0.6, 0.6, 0.6};
+    std::copy_n(post, 9, m_post);
+    Provide();
+    // -0.0004 * 1024 + 0.5 is cut to 0. 0.6 is 614 / 1024.
+    EXPECT_EQ(RunColor(m_stage, {20000, 20000, 20000, 65535, 65535, 65535}),
+              (Samples{10001, 0, 35980, 32767, 0, 65535}));
+}
+
+TEST_F(DensityColor, TakesItsMatricesAtOpenAndOnlyAsAPair) {
+    const Samples plain{52000, 20002, 3000}, changed{52000, 15753, 3000};
+    EXPECT_EQ(RunGray(m_stage, kBright), kBright);
+    EXPECT_FALSE(m_stage.IsActive());
+    EXPECT_EQ(RunColor(m_stage, kBright), plain) << "nobody provides them";
+    m_density[6] = 0.25;
+    m_board.Put(QL_ATTR_DENSITY_MATRIX, PointerWord(m_density));
+    EXPECT_EQ(RunColor(m_stage, kBright), plain) << "one alone";
+    m_board.Put(QL_ATTR_POST_MATRIX, 0);
+    EXPECT_EQ(RunColor(m_stage, kBright), plain) << "the other without a value";
+    m_board.Put(QL_ATTR_POST_MATRIX, PointerWord(m_post));
+    EXPECT_EQ(AskColor(m_stage, kBright), plain) << "not before the next open";
+    EXPECT_EQ(RunColor(m_stage, kBright), changed);
+    m_density[6] = 0.0;
+    EXPECT_EQ(RunColor(m_stage, kBright), changed) << "nobody was told";
+    m_stage.OnAttribNotify(QL_ATTR_POST_MATRIX);
+    EXPECT_EQ(RunColor(m_stage, kBright), plain);
+}
+
+// Through the balance by a curve that is made of `at`.
+template <typename At>
+Samples Balanced(const CDensityBalance& balance, const At& at, const Samples& pixel) {
+    CQLLut curve(CQLLut::kFullSize, CQLLut::kPlain);
+    for (int i = 0; i <= kTop; ++i)
+        curve.Set(i, static_cast<std::uint16_t>(Held(at(i))));
+    Samples out = pixel;
+    balance.Apply(curve, &out[0], &out[1], &out[2]);
+    return out;
+}
+
+TEST(DensityBalance, TheLowestDensityLeadsAndTheOthersFollow) {
+    CDensityBalance balance;
+    ASSERT_TRUE(balance.Ready());
+    const auto same = [](int v) { return v; };
+    EXPECT_EQ(Balanced(balance, [](int v) { return v + 16384; }, {9, 9999, 65535}),
+              (Samples{6553, 6553, 6553}))
+        << "at the start all light counts as white";
+    balance.SetOffsets(65535, 65535, 65535);
+    // 1646 / 2 + 100 = 923: all go down by 723.
+    EXPECT_EQ(Balanced(
+                  balance, [](int v) { return v / 2 + 100; }, kBright),
+              (Samples{57562, 22141, 3321}));
+    EXPECT_EQ(Balanced(
+                  balance, [](int v) { return v / 2 + 100; }, kDark),
+              (Samples{3321, 22141, 57562}));
+    // 627, 1925 and 3512 off first, then up by 10000, which holds nothing.
+    balance.SetOffsets(60000, 50000, 40000);
+    EXPECT_EQ(Balanced(
+                  balance, [](int v) { return v + 10000; }, kBright),
+              (Samples{13928, 6430, 1205}));
+    // Blue is below its offset and held at 0.
+    EXPECT_EQ(Balanced(balance, [](int v) { return v + 1000; }, {30000, 30000, 60000}),
+              (Samples{28471, 34168, 56942}));
+    // A white of 0 or less is 1, far beyond density 4; one above full scale adds density, 468 to
+    // 627.
+    balance.SetOffsets(0, -5, 70000);
+    EXPECT_EQ(Balanced(balance, same, {1, 1, 60000}), (Samples{65535, 65535, 56187}));
+    EXPECT_EQ(Balanced(balance, same, {1, 1, 1}), (Samples{65535, 65535, 6}));
+}
+
+}  // namespace

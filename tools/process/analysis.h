@@ -1,0 +1,17 @@
+// Automatic tone and colour of a picture, ahead of its run.
+#pragma once
+
+#include <string>
+
+#include "service/exposure.h"
+
+// Reads the picture once through the engine's analysis pass; what it finds stands in the engine.
+// False with one line in `error`, to stand behind the file's name, when it can't be read.
+bool AnalysePicture(const std::string& path, CQLEngine& engine, const AutoWish& wish,
+                    std::optional<FoundExposure>* found, std::string* error);
+
+// "Highlight Level 31, Midtone Level 0, Shadow Level -4", by the names of the properties; of those
+// that were `kept` nothing.
+std::string ExposureText(const FoundExposure& found, std::span<const PROPID> kept);
+inline constexpr char kNothingToAnalyse[] =
+    "--auto finds nothing to analyse; the settings stay as they are";
