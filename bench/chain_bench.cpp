@@ -106,7 +106,8 @@ void RunPage(CQLEngine& engine, CPageStream& stream, std::int32_t withheld = 0) 
 struct Setting {
     std::int32_t outputType = QL_OUTPUT_COLOR;
     std::int32_t inputBits = 24;
-    bool matrix = false;  // of the device's profile, in place of the neutral one
+    bool matrix =
+        false;  // of the device's profile, in place of the neutral one; of a negative both
     bool levels = false;  // tone levels of the device's profile, in place of neutral ones
     bool film = false;
     bool negative = false;
@@ -146,7 +147,12 @@ void Chain(benchmark::State& state, const Setting& setting) {
     engine.SetValue(QL_ATTR_NEGATIVE, setting.negative);
     engine.SetValue(QL_ATTR_OUTPUT_TYPE, IntegerWord(setting.outputType));
     const double matrix[9] = {1.499, -0.144, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
-    if (setting.matrix) {
+    const double density[18] = {0.3, -0.2, 0.15, 0.4,  -0.1, 0.05, 0.7, 0.6, 0.2,
+                                0.1, 0.5,  -0.3, -0.4, 1.1,  0.25, 0.9, 0.0, 0.35};
+    if (setting.matrix && setting.negative) {
+        engine.SetValue(QL_ATTR_DENSITY_MATRIX, PointerWord(density));
+        engine.SetValue(QL_ATTR_POST_MATRIX, PointerWord(matrix));
+    } else if (setting.matrix) {
         engine.SetValue(QL_ATTR_DEVICE_MATRIX, PointerWord(matrix));
         engine.Notify(QL_ATTR_DEVICE_MATRIX);
     }
@@ -186,6 +192,7 @@ const bool g_registered = [] {
     Register("Chain/ReflectiveLineArt", {QL_OUTPUT_LINE_ART, 8, false, false});
     Register("Chain/SlideColor", {QL_OUTPUT_COLOR, 24, false, false, true});
     Register("Chain/NegativeColor", {QL_OUTPUT_COLOR, 24, false, false, true, true});
+    Register("Chain/NegativeColorMatrix", {QL_OUTPUT_COLOR, 24, true, false, true, true});
     Register("Chain/ReflectiveColorSampling", Sampling(false, false));
     Register("Chain/SlideColorSampling", Sampling(true, false));
     Register("Chain/NegativeColorSampling", Sampling(true, true));

@@ -20,11 +20,14 @@
 #include "stages/device_matrix.h"
 #include "stages/encoded_input.h"
 #include "stages/encoding_curve.h"
+#include "stages/histogram_stage.h"
 #include "stages/input_convert.h"
 #include "stages/invert.h"
 #include "stages/line_sharpen.h"
+#include "stages/mirror.h"
 #include "stages/output_convert.h"
 #include "stages/output_format.h"
+#include "stages/rotate.h"
 #include "stages/smooth.h"
 #include "stages/threshold.h"
 #include "stages/tma_matrix.h"
@@ -54,6 +57,7 @@ class CBandSource final : public CQLSourceStage {
         for (std::size_t i = 0; i < bandBytes; ++i)
             m_bytes[i] = page[(first + (wide ? i / 2 : i)) % page.size()];
     }
+    void SetHeight(std::int32_t height) { m_outFormat.SetHeight(height); }
     QLStatus Read(std::int32_t* lines, CQLLineBuffer* buffer) override {
         std::memcpy(buffer->Data(), m_bytes.data(),
                     static_cast<std::size_t>(*lines) *
@@ -191,6 +195,12 @@ std::unique_ptr<CQLStage> MakeOutputConvert(QLAttribTree* tree) {
     return stage;
 }
 
+std::unique_ptr<CQLStage> MakeMirror(QLAttribTree* tree) {
+    auto stage = std::make_unique<CMirrorStage>(tree);
+    stage->SetAttrib(QL_ATTR_MIRROR, 1);
+    return stage;
+}
+
 struct Row {
     const char* name;
     std::unique_ptr<CQLStage> (*make)(QLAttribTree* tree);  // null: the source by itself
@@ -214,6 +224,10 @@ constexpr Row kRows[] = {
     {"Destreak/Color16Rebuilding", MakeDestreak<true>, QL_PIXEL_RGB16},
     {"Smooth/Color16", MakeSmooth, QL_PIXEL_RGB16},
     {"Smooth/Gray16", MakeSmooth, QL_PIXEL_GRAY16},
+    {"Mirror/Color16", MakeMirror, QL_PIXEL_RGB16},
+    {"Mirror/Gray16", MakeMirror, QL_PIXEL_GRAY16},
+    {"Histogram/Color16", Make<CHistogramStage>, QL_PIXEL_RGB16},
+    {"Histogram/Gray16", Make<CHistogramStage>, QL_PIXEL_GRAY16},
     {"ToneLevels/Color16", Make<CToneLevelsStage>, QL_PIXEL_RGB16},
     {"ToneLevels/Gray16", Make<CToneLevelsStage>, QL_PIXEL_GRAY16},
     {"ChannelCurve/Color16", Make<CChannelCurveStage>, QL_PIXEL_RGB16},
@@ -298,8 +312,41 @@ void Rebuild(benchmark::State& state) {
 BENCHMARK(Rebuild<CAutoTonePhotoStage>)->Unit(benchmark::kMillisecond);
 BENCHMARK(Rebuild<CAutoToneTmaStage>)->Unit(benchmark::kMillisecond);
 BENCHMARK(Rebuild<CAutoToneStage>)->Unit(benchmark::kMillisecond);
+// Whole images: the file is made, filled and read, 32 lines at a time as the chain does.
+void Rotate(benchmark::State& state, std::uint32_t pixelType) {
+    constexpr std::int32_t kTurnedLines = 32;
+    QLAttribTree tree;
+    CBandSource source(&tree, pixelType, kPageWidth);
+    source.SetHeight(kPageHeight);
+    CRotateStage stage(&tree);
+    stage.SetAttrib(QL_ATTR_ROTATE_ANGLE, IntegerWord(static_cast<std::int32_t>(state.range(0))));
+    stage.SetUpstream(&source);
+    CQLLineBuffer buffer(stage.GetOutputFormat());
+    for (auto _ : state) {
+        std::int32_t lines = stage.Open() == QL_OK && buffer.Resize(kTurnedLines) ? 1 : 0;
+        while (stage.IsLoading()) {
+            std::int32_t taken = kBandLines;
+            stage.Load(&taken);
+        }
+        while (lines > 0) {
+            lines = kTurnedLines;
+            stage.Read(&lines, &buffer);
+        }
+        stage.Close();
+    }
+    state.counters["MPixel/s"] = benchmark::Counter(
+        double{kPageWidth} * kPageHeight / 1e6 * static_cast<double>(state.iterations()),
+        benchmark::Counter::kIsRate);
+}
 
 const bool g_registered = [] {
+    for (const auto& [name, type] :
+         {std::pair{"Rotate/Color16", QL_PIXEL_RGB16}, std::pair{"Rotate/Gray16", QL_PIXEL_GRAY16}})
+        benchmark::RegisterBenchmark(name, [type](benchmark::State& s) { Rotate(s, type); })
+            ->Arg(90)
+            ->Arg(180)
+            ->Arg(270)
+            ->Unit(benchmark::kMillisecond);
     for (const Row& row : kRows) {
         benchmark::RegisterBenchmark(row.name,
                                      [&row](benchmark::State& state) { Stage(state, row); })

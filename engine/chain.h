@@ -20,6 +20,10 @@
 // kind: it builds the stages of the new variant at once, so that settings written next reach them.
 // While a pass is open that waits for the end of the pass. A feed or an end with no begin open does
 // nothing, and so does a command that a client fires while it is being called; its stop waits.
+//
+// With rotation on the data path (CChainFull::PutRotationOnPath) a pass has two parts: pulls take
+// lines into the stage's file until the image is whole, and clients hear of each by an empty band;
+// then lines go out. Who feeds lines has to fire feeds for the rest that then waits (HasRest).
 #pragma once
 
 #include <cstdint>
@@ -33,6 +37,7 @@
 #include "frame/stage.h"
 #include "stages/band_sink.h"
 #include "stages/output_convert.h"
+#include "stages/rotate.h"
 
 class CAutoToneBase;
 
@@ -94,8 +99,11 @@ class CChainBase : protected CChainStages {
     void Build();
     // Front and variant. Null without memory for one of their stages.
     CQLStage* BuildBody();
-    // Pulls up to `lines` lines; `delivered` tells how many came. Counts them as done.
-    QLStatus Pump(std::int32_t lines, std::int32_t* delivered);
+    // Pulls up to `lines` lines; `moved` tells how many came: delivered, and counted as done, or
+    // taken into an image that is to be turned.
+    QLStatus Pump(std::int32_t lines, std::int32_t* moved);
+    // Lines of the image that is open go into the rotation's file; none has come out yet.
+    bool IsLoading() const { return m_passOpen && m_turner && m_turner->IsLoading(); }
     // A whole pass with nobody waiting for the lines, `chunk` bytes a step; 0 for the usual size.
     QLStatus RunPass(std::int32_t chunk);
     // The same of a pass that has been opened with this status: without lines when that failed.
@@ -105,6 +113,9 @@ class CChainBase : protected CChainStages {
     std::int32_t HeldLines() const;
     // The input is over, whatever height it announced: pulls what the chain kept back of it.
     QLStatus PumpHeld();
+    // The same while lines are taken in: what stages ahead of the rotation kept back comes in, what
+    // is missing then is white. False, and nothing to turn, when no line has come at all.
+    bool EndLoading();
     QLStatus CloseChain();
     // Takes the tail's format over and starts counting.
     void TakeTailFormat();
@@ -112,7 +123,9 @@ class CChainBase : protected CChainStages {
     void SetMatrixMode();
 
     QLAttribTree* const m_store;
+    bool m_busy = false;                       // a command runs
     CQLStage* m_tail = nullptr;                // the stage that the pump reads; borrowed
+    CRotateStage* m_turner = nullptr;          // rotation, while it is on the data path; borrowed
     bool m_passOpen = false;                   // m_tail has been opened and not yet closed
     std::unique_ptr<CQLSourceStage> m_source;  // made for each run
     std::int32_t m_linesDone = 0;              // delivered in this pass
@@ -121,6 +134,7 @@ class CChainBase : protected CChainStages {
     CQLLineBuffer m_lines;      // the buffer of the pump, on m_outFormat
 
   private:
+    QLStatus TakeIn(std::int32_t lines, std::int32_t* taken);
     void DoWhatWaited();
     void Analyse();
     // What single rows call, read and write.
@@ -148,7 +162,6 @@ class CChainBase : protected CChainStages {
     void PendDeskew() { m_pendDeskew = true; }
 
     bool m_sourceDue = false;   // the next start is that of a run
-    bool m_busy = false;        // a command runs
     bool m_stopWaits = false;   // a stop came from inside it
     bool m_buildWaits = false;  // a change of kind came while a pass was open
     bool m_analysed = false;    // by the last command to analyse
@@ -185,7 +198,10 @@ class CChainPump : public CChainBase {
     static std::span<const QLAttribRow> Rows();
     void OnStop() override;
 
-    // No more lines come, whatever height was announced: those that stages keep back pass.
+    // Lines of a turned image wait: each feed delivers some. False inside a command.
+    bool HasRest() const { return m_restWaits && !m_busy; }
+    // No more lines come, whatever height was announced: those that stages keep back pass, and an
+    // image that is to be turned is turned as far as it came.
     void EndInput();
 
   protected:
@@ -200,6 +216,7 @@ class CChainPump : public CChainBase {
     QLStatus Begin();
     QLStatus OpenAnalysed();
     void Feed();
+    void DeliverTurned();
     void End();
     // Lines to pull in a feed that finds so many in the stream; 0 and below: none.
     std::int64_t WantedLines(std::int64_t lines, bool brought) const;
@@ -215,6 +232,7 @@ class CChainPump : public CChainBase {
     CLog m_log;
     bool m_begun = false;  // a begin, successful or not, waits for its end
     bool m_firstFeed = true;
+    bool m_restWaits = false;
     std::int64_t m_linesBehind = 0;  // that stay behind in the stream while more may come
     std::int64_t m_linesLeft = 0;    // in the stream, by the feed before
     // Lines up to this count are the rest of the image: no more input is to be expected.
@@ -236,6 +254,9 @@ class CChainFull final : public CChainPump {
     CQLStage* BuildVariant(CQLStage* upstream) override;
     QLStatus ProbeColor(QLColorQuery* record) override;
 
+    // Off at first: rotation hangs beside the data path and turns nothing. From the next build on.
+    void PutRotationOnPath(bool on) { m_rotateOnPath = on; }
+
   private:
     CQLStage* BuildHead(CQLStage* upstream);
     void TellExposure();
@@ -243,6 +264,7 @@ class CChainFull final : public CChainPump {
     std::uint64_t GetOwnAttrib(std::int32_t id) { return m_rows.Get(id); }
     void SetOwnAttrib(std::int32_t id, std::uint64_t value) { m_rows.Set(m_port, id, value); }
 
+    bool m_rotateOnPath = false;
     bool m_collectHistogram = false;
     bool m_collectThreshold = false;
     bool m_savedClipHigh = false;

@@ -138,10 +138,23 @@ void CChainBase::TakeTailFormat() {
     m_linesDone = 0;
 }
 
-QLStatus CChainBase::Pump(std::int32_t lines, std::int32_t* delivered) {
-    *delivered = 0;
+// An empty band tells clients of the progress, and asks them whether to go on.
+QLStatus CChainBase::TakeIn(std::int32_t lines, std::int32_t* taken) {
+    std::int32_t count = lines;
+    const QLStatus status = m_turner->Load(&count);
+    if (status != QL_OK)
+        return status;
+    *taken = count;
+    std::int32_t none = 0;
+    return m_tail->Read(&none, &m_lines);
+}
+
+QLStatus CChainBase::Pump(std::int32_t lines, std::int32_t* moved) {
+    *moved = 0;
     if (!m_tail)
         return QL_ERR_NO_SOURCE;
+    if (IsLoading())
+        return m_port.GetValue(QL_ATTR_HOLD_OUTPUT) != 0 ? QL_HELD : TakeIn(lines, moved);
     // Never more than the image still has, whatever a stream announces. The bytes of a band have to
     // fit 31 bits.
     const std::int32_t left = std::max(m_linesTotal - m_linesDone, 1);
@@ -162,7 +175,7 @@ QLStatus CChainBase::Pump(std::int32_t lines, std::int32_t* delivered) {
         return status;
     // Behind the read: the percentage that clients get with a band is that of the lines before it.
     m_linesDone += count;
-    *delivered = count;
+    *moved = count;
     return QL_OK;
 }
 
@@ -188,10 +201,13 @@ QLStatus CChainBase::RunOpened(QLStatus opened, std::int32_t chunk) {
         std::int32_t step = std::max(bytes / m_outFormat.m_bytesPerLine, kFewestStepLines);
         // An image of fewer lines than steps still moves by one.
         step = std::max(std::min(step, m_outFormat.m_height / kStepsAPass), 1);
-        std::int32_t delivered = 0;
+        std::int32_t moved = 0;
         do {
-            status = Pump(step, &delivered);
-        } while (status == QL_OK && delivered > 0);
+            status = Pump(step, &moved);
+            // An image that ends early is turned as far as it came.
+            if (status == QL_OK && moved == 0 && IsLoading() && EndLoading())
+                status = Pump(step, &moved);
+        } while (status == QL_OK && moved > 0);
         if (status == QL_OK)
             status = PumpHeld();
     }
@@ -208,6 +224,22 @@ std::int32_t CChainBase::HeldLines() const {
     for (const CQLStage* stage = m_tail; stage; stage = stage->Upstream())
         lines += stage->HeldLines();
     return lines;
+}
+
+bool CChainBase::EndLoading() {
+    std::int32_t held = 0;
+    for (CQLStage* stage = m_turner->Upstream(); stage; stage = stage->Upstream()) {
+        held += stage->HeldLines();
+        stage->OnEndOfInput();
+    }
+    QLStatus status = QL_OK;
+    std::int32_t taken = held;
+    while (status == QL_OK && taken > 0 && taken == held && IsLoading())
+        status = m_turner->Load(&taken);
+    if (m_turner->LinesLoaded() == 0)
+        return false;
+    m_turner->EndLoading();
+    return true;
 }
 
 QLStatus CChainBase::PumpHeld() {

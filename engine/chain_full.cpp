@@ -96,10 +96,11 @@ CQLStage* CChainFull::BuildHead(CQLStage* upstream) {
             last = Connect(&CChainStages::m_lutSharpen, last);
     }
     last = Connect(&CChainStages::m_mirror, last);
-    // Rotation hangs on the chain and stands beside the data path: the next stage takes the same
-    // upstream neighbour.
-    Connect(&CChainStages::m_rotate, last);
-    return last;
+    // Beside the data path rotation hangs on the chain, and the next stage takes the same upstream
+    // neighbour.
+    CQLStage* turned = Connect(&CChainStages::m_rotate, last);
+    m_turner = m_rotateOnPath ? static_cast<CRotateStage*>(m_rotate.get()) : nullptr;
+    return m_turner ? turned : last;
 }
 
 CQLStage* CChainFull::BuildVariant(CQLStage* upstream) {

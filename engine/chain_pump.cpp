@@ -11,6 +11,9 @@ namespace {
 constexpr std::int32_t kFewestBehind = 5;
 // A single line waits for the next, if there is one: it is not worth a pull.
 constexpr std::int64_t kFewestFeedLines = 2;
+// Lines of a turned image that go out at a time: pixels that lie below one another in its file come
+// from the same cache lines, and 32 of 6 bytes are three whole ones.
+constexpr std::int32_t kTurnedBand = 32;
 constexpr DWORD kInformation = 64;
 
 }  // namespace
@@ -54,6 +57,7 @@ void CChainPump::OnStop() {
     CChainBase::OnStop();
     m_begun = false;
     m_holdMark = 0;
+    m_restWaits = false;
 }
 
 void CChainPump::ConnectOutput(CQLStage* upstream) {
@@ -69,6 +73,7 @@ QLStatus CChainPump::BuildWithSink() {
     if (m_passOpen)
         CloseChain();
     m_begun = true;
+    m_restWaits = false;
     m_tail = nullptr;
     m_sink.reset();
     // No way leads to a sink that is gone, also when there is no memory for another.
@@ -130,6 +135,11 @@ void CChainPump::Feed() {
         static_cast<CQLInputStream*>(WordPointer<IStream>(m_port.GetValue(QL_ATTR_INPUT_STREAM)));
     if (!m_passOpen || !stream)
         return;
+    if (m_restWaits) {
+        DeliverTurned();
+        return;
+    }
+    const bool loading = IsLoading();
     const std::int64_t lines = stream->m_nLines;
     const bool brought = m_firstFeed || lines > m_linesLeft;
     m_linesLeft = lines;
@@ -154,6 +164,15 @@ void CChainPump::Feed() {
     // A failed pump took none: the lines stay announced, and a later feed tries again.
     stream->m_nLines -= static_cast<std::uint32_t>(done);
     m_linesLeft = stream->m_nLines;
+    m_restWaits = loading && !IsLoading();
+}
+
+void CChainPump::DeliverTurned() {
+    std::int32_t done = 0;
+    const QLStatus status = Pump(kTurnedBand, &done);
+    if (status != QL_OK)
+        m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
+    m_restWaits = status == QL_OK && done > 0 && m_linesDone < m_linesTotal;
 }
 
 // A feed that finds more than the mark leaves as many behind as the first one. One that finds no
@@ -169,7 +188,9 @@ std::int64_t CChainPump::WantedLines(std::int64_t lines, bool brought) const {
 
 void CChainPump::EndInput() {
     Run([this] {
-        if (m_passOpen)
+        if (IsLoading())
+            m_restWaits = EndLoading();
+        else if (m_passOpen)
             PumpHeld();
     });
 }
@@ -180,6 +201,7 @@ void CChainPump::End() {
     m_begun = false;
     m_holdMark = 0;
     m_firstFeed = true;
+    m_restWaits = false;
     // Ahead of the close: lines that the engine adds still belong to this pass.
     m_port.Notify(QL_ATTR_END_OF_IMAGE);
     if (m_passOpen)

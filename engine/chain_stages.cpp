@@ -83,7 +83,7 @@ constexpr S::Row kTable[] = {
     Missing(&S::m_sharpenSwitch,  "CSharpenSwitchStage",  kAll),
     Missing(&S::m_lutSharpen,     "CLutSharpenStage",     kAll),
     Class<CMirrorStage>(&S::m_mirror,               "CMirrorStage",        QLLineShape::InPlace,  1, kSameFormat, kAll),
-    Class<CRotateStage>(&S::m_rotate,               "CRotateStage",        QLLineShape::NewLines, 1, kSameFormat, kAll, CRotateStage::kLeastSide),
+    Class<CRotateStage>(&S::m_rotate,               "CRotateStage",        QLLineShape::NewLines, 1, kSameFormat, kAll, QL_LEAST_TURNED_SIDE),
     Class<COutputFormatStage>(&S::m_outputFormat,   "COutputFormatStage",  QLLineShape::NewLines, 1, kNewFormat,  kAll),
     Class<CDeviceMatrixStage>(&S::m_deviceMatrix,   "CDeviceMatrixStage",  QLLineShape::InPlace,  1, kSameFormat, kReflective),
     Class<CToneLevelsStage>(&S::m_toneLevels,       "CToneLevelsStage",    QLLineShape::InPlace,  1, kSameFormat, kAll),

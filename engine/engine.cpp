@@ -119,14 +119,29 @@ HRESULT CQLEngine::FireBegin() {
 }
 
 HRESULT CQLEngine::FireFeed() {
-    return Fire(QL_ATTR_CMD_FEED);
+    const HRESULT hr = Fire(QL_ATTR_CMD_FEED);
+    DeliverRest();
+    return hr;
+}
+
+// Band by band, so that a client's answer is heard.
+void CQLEngine::DeliverRest() {
+    while (m_chain && m_chain->HasRest() && !m_cancelled)
+        Notify(QL_ATTR_CMD_FEED);
 }
 
 HRESULT CQLEngine::FireEnd() {
     // Who cancelled wants no lines.
-    if (m_chain && !m_cancelled)
+    if (m_chain && !m_cancelled) {
         m_chain->EndInput();
+        DeliverRest();
+    }
     return Fire(QL_ATTR_CMD_END);
+}
+
+void CQLEngine::PutRotationOnPath(bool on) {
+    if (m_chain)
+        m_chain->PutRotationOnPath(on);
 }
 
 HRESULT CQLEngine::FireAnalyse() {

@@ -91,6 +91,7 @@ class CQLEngine : public CQLAttribStore {
     // Once, after the constructor. E_FAIL when the chain can't be made.
     HRESULT Init();
     HRESULT FireBegin();
+    // Also delivers what has become ready by it, as long as clients take it.
     HRESULT FireFeed();
     HRESULT FireEnd();
     // Two passes over a source that can be read twice: an analysis pass, and one that delivers.
@@ -99,6 +100,12 @@ class CQLEngine : public CQLAttribStore {
     HRESULT FireAnalyse();
     HRESULT FireOpenAnalysed();
 
+    // Puts rotation on the data path, where QL_ATTR_ROTATE_ANGLE turns the image; off at first. An
+    // image that is turned is delivered when its last line has come, and until then clients hear of
+    // it by bands of no lines. Below 3 pixels or lines none opens then. Holds from the next image
+    // on.
+    void PutRotationOnPath(bool on);
+
     // Turns the properties of an item into attributes. The per-model tables are taken over once.
     HRESULT ReadItemSettings(IQLItemProperties* properties);
     // Writes the settings that the engine starts with to the item's properties.
@@ -106,6 +113,7 @@ class CQLEngine : public CQLAttribStore {
 
   private:
     HRESULT Fire(std::int32_t id);
+    void DeliverRest();
     // What single rows answer and take; `index` counts within the row's run of ids.
     const IStream* InputStream() const { return m_inputStream; }
     std::int32_t SourceBits() const;
@@ -129,6 +137,7 @@ class CQLEngine : public CQLAttribStore {
     void ReadLevels(IQLItemProperties* properties);
     void ReadSliders(IQLItemProperties* properties);
     void ReadThreshold(IQLItemProperties* properties);
+    void ReadTurn(IQLItemProperties* properties);
     // True when the road of the image or the feeder flag changed.
     bool ReadSource(IQLItemProperties* properties);
     void TakeProfile(IQLItemProperties* properties);

@@ -125,6 +125,7 @@ HRESULT CQLEngine::ReadItemSettings(IQLItemProperties* properties) {
     // A change of the source replaces stages, and what was written above went to the old ones.
     if (ReadSource(properties))
         ReadTone(properties, method != 0);
+    ReadTurn(properties);
     ReadRecord(properties, QL_PROP_DEFAULTS, &m_defaults);
     // Once in the engine's life: the tables belong to the device, not to a setting.
     if (!m_profileLoaded && m_defaults.m_valid == 1)
@@ -195,6 +196,17 @@ void CQLEngine::ReadThreshold(IQLItemProperties* properties) {
         threshold = (std::int64_t{value} + 1) * 512 - 1;
     }
     SetValue(QL_ATTR_THRESHOLD, IntegerWord(Clamp(threshold, 0, kSampleMax)));
+}
+
+// The mirror first: its change exchanges two of the angles.
+void CQLEngine::ReadTurn(IQLItemProperties* properties) {
+    LONG value = 0;
+    if (ReadNumber(properties, QL_PROP_MIRROR, &value))
+        SetValue(QL_ATTR_MIRROR, value == 1);
+    if (ReadNumber(properties, QL_PROP_ROTATION, &value)) {
+        SetValue(QL_ATTR_ROTATE_ANGLE, IntegerWord(value));
+        PutRotationOnPath(value != 0);
+    }
 }
 
 // The adapter goes before the kind of film: each change builds stages at once, and without the

@@ -10,6 +10,8 @@ enum QLPrivateProperty : std::uint32_t {
     QL_PROP_TMA_METHOD = 71684,       // 0 slides, 1 negatives
     QL_PROP_SCANNER_CHANNEL = 71685,  // 0 all three colours, 1 gray, 2 to 4 one sensor
     QL_PROP_EXPOSURE_METHOD = 71686,  // 0 brightness and contrast, 1 the three levels
+    QL_PROP_ROTATION = 71687,         // degrees clockwise, 0, 90, 180 or 270
+    QL_PROP_MIRROR = 71688,           // 1: each line from right to left
     // -100 to 100.
     QL_PROP_HIGHLIGHT_LEVEL = 71689,
     QL_PROP_SHADOW_LEVEL = 71690,

@@ -54,6 +54,9 @@ inline constexpr std::uint32_t QL_LAYOUT_DEEP = 8;  // 16-bit samples, red first
 inline constexpr std::uint32_t QL_LAYOUT_UNPACKED = 9;
 inline constexpr std::uint32_t QL_LAYOUT_DEEP_BLUE_FIRST = 10;  // 16-bit samples, blue first
 
+// The shortest side of an image that can be turned: pixels or lines.
+inline constexpr std::int32_t QL_LEAST_TURNED_SIDE = 3;
+
 struct QLImageFormat {
     QLImageFormat() { RecomputeLayout(); }
 

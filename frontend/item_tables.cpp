@@ -96,6 +96,7 @@ constexpr LONG kDefaultSharpen = 2;
 constexpr LONG kMaxSharpen = 5;
 constexpr LONG kFullSaturation = 1000;  // thousandths
 constexpr LONG kMaxSaturation = 1500;
+constexpr LONG kTurns[] = {0, 90, 180, 270};
 
 constexpr LPCOLESTR kPrivateName = u"Private Property";
 
@@ -166,6 +167,8 @@ constexpr PropertyRow kUserRows[] = {
     RangeRow(QL_PROP_HUE_Y, u"Hue Y", 0, -kFullLevel, kFullLevel),
     RangeRow(QL_PROP_SHARPEN_LEVEL, u"Sharpen Level", kDefaultSharpen, 0, kMaxSharpen),
     RangeRow(QL_PROP_SATURATION, u"Saturation", kFullSaturation, 0, kMaxSaturation),
+    ListRow(QL_PROP_ROTATION, u"Rotation", kReadWriteList, 0, kTurns),
+    ListRow(QL_PROP_MIRROR, u"Mirror", kReadWriteList, 0, kOffOn),
 };
 
 // What setGeomControl says of the scan to come; nobody in the driver reads it.

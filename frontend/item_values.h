@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "controller/geometry.h"
+#include "engine/private_properties.h"
 #include "frame/fixed_point.h"
 #include "platform/wia.h"
 
@@ -58,4 +59,13 @@ constexpr LONG KeptChannel(DWORD asked, DWORD fitted) {
 
 inline HRESULT ReadItemLong(BYTE* item, PROPID id, LONG* value) {
     return wiasReadPropLong(item, id, value, nullptr, TRUE);
+}
+
+// Degrees clockwise by which an item's picture is turned on its way.
+inline LONG RotationOf(BYTE* item) {
+    LONG degrees = 0;
+    return ReadItemLong(item, QL_PROP_ROTATION, &degrees) == S_OK ? degrees : 0;
+}
+constexpr bool IsQuarterTurn(LONG degrees) {
+    return degrees == 90 || degrees == 270;
 }

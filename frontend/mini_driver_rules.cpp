@@ -97,6 +97,12 @@ constexpr Axis kAxes[ValidationCall::kAxes] = {
 
 constexpr LONG kRangeStep = 1;
 
+// Which property counts an axis of the window: a client is told the sides of the picture that it
+// gets, and a page that is turned by a quarter lies on its side.
+PROPID CountOf(BYTE* item, std::size_t axis) {
+    return kAxes[IsQuarterTurn(RotationOf(item)) ? ValidationCall::kAxes - 1 - axis : axis].count;
+}
+
 // From 0; the nominal value is 0 as well, where the item as it is built names the whole bed.
 HRESULT SetRange(BYTE* item, PROPID id, LONG maximum) {
     return wiasSetValidRangeLong(item, id, 0, 0, maximum, kRangeStep);
@@ -312,7 +318,7 @@ HRESULT CNVwiaMiniDrv::ValidateResolution(BYTE* item, ValidationCall& call) {
         call.shortened[i] = false;
         trace.SetResult(SetRange(item, axis.extent, maximum));
         trace.SetResult(SetRange(item, axis.position, maximum));
-        trace.SetResult(WriteChanged(item, call, axis.count, extent));
+        trace.SetResult(WriteChanged(item, call, CountOf(item, i), extent));
         trace.SetResult(WriteChanged(item, call, axis.position, position));
         trace.SetResult(WriteChanged(item, call, axis.extent, extent));
     }
@@ -348,7 +354,7 @@ HRESULT CNVwiaMiniDrv::ValidateExtents(BYTE* item, ValidationCall& call) {
     }
     for (std::size_t i = 0; i < ValidationCall::kAxes; ++i) {
         trace.SetResult(WriteChanged(item, call, kAxes[i].extent, extents[i]));
-        trace.SetResult(WriteChanged(item, call, kAxes[i].count, extents[i]));
+        trace.SetResult(WriteChanged(item, call, CountOf(item, i), extents[i]));
     }
     return trace.GetResult();
 }
@@ -371,15 +377,16 @@ HRESULT CNVwiaMiniDrv::ValidateImageSize(BYTE* item, ValidationCall& call) {
         geometry.xRes == geometry.scanXRes ? static_cast<LONG>(scanPixelWidth) : geometry.xExtent2;
     const LONG lines =
         geometry.yRes == geometry.scanYRes ? static_cast<LONG>(scanLines) : geometry.yExtent2;
-    trace.SetResult(wiasWritePropLong(item, WIA_IPA_PIXELS_PER_LINE, pixels));
+    trace.SetResult(wiasWritePropLong(item, CountOf(item, 0), pixels));
     trace.SetResult(wiasWritePropLong(item, WIA_IPS_XEXTENT, pixels));
     LONG depth = 0;
     trace.SetResult(ReadItemLong(item, WIA_IPA_DEPTH, &depth));
-    const std::int64_t stride = BitmapStride(std::max(pixels, LONG{0}), std::max(depth, LONG{0}));
+    const LONG width = IsQuarterTurn(RotationOf(item)) ? lines : pixels;
+    const std::int64_t stride = BitmapStride(std::max(width, LONG{0}), std::max(depth, LONG{0}));
     trace.SetResult(wiasWritePropLong(
         item, WIA_IPA_BYTES_PER_LINE,
         static_cast<LONG>(std::min<std::int64_t>(stride, std::numeric_limits<LONG>::max()))));
-    trace.SetResult(wiasWritePropLong(item, WIA_IPA_NUMBER_OF_LINES, lines));
+    trace.SetResult(wiasWritePropLong(item, CountOf(item, 1), lines));
     trace.SetResult(wiasWritePropLong(item, WIA_IPS_YEXTENT, lines));
     return trace.GetResult();
 }

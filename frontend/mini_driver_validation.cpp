@@ -172,6 +172,7 @@ void CNVwiaMiniDrv::RunRules(CFunctionTrace& trace, BYTE* item, PROPID id, Valid
         {WIA_IPA_PIXELS_PER_LINE, {&Driver::ValidateImageSize}, NVQ_FAILED("ValidateImageSize")},
         {WIA_IPA_BYTES_PER_LINE, {&Driver::ValidateImageSize}, NVQ_FAILED("ValidateImageSize")},
         {WIA_IPA_NUMBER_OF_LINES, {&Driver::ValidateImageSize}, NVQ_FAILED("ValidateImageSize")},
+        {QL_PROP_ROTATION, {&Driver::ValidateImageSize}, NVQ_FAILED("ValidateImageSize")},
         {WIA_DPS_DOCUMENT_HANDLING_SELECT, {&Driver::ValidateSelect, &Driver::RebuildForSelect}, nullptr},
         {QL_PROP_TMA_SELECT, {&Driver::ValidateTMA, &Driver::RebuildForAdapter}, nullptr},
         {WIA_IPA_ICM_PROFILE_NAME, {&Driver::ValidateProfileName}, nullptr},

@@ -38,6 +38,7 @@ HRESULT CPageDelivery::TakeHeader(DWORD percent, DWORD length, BYTE* buffer) {
     if (length < sizeof(info))
         return E_INVALIDARG;
     std::memcpy(&info, buffer, sizeof(info));
+    m_hasImage = true;
     DumpBitmapHeader(m_log, info);
     if (IsToFile()) {
         m_log.Write(kLogInformation, "TYMED_FILE");

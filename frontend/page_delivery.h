@@ -19,6 +19,9 @@ class CPageDelivery {
     bool IsToFile() const;
     // The client has one, of a size. It may take it away or exchange it in any call.
     bool HasBuffer() const { return m_context.pTransferBuffer && m_context.lBufferSize > 0; }
+    // The engine has opened on the image and told its header; before that the client can't have
+    // cancelled.
+    bool HasImage() const { return m_hasImage; }
     // The client has answered S_FALSE.
     bool IsCancelled() const { return m_bCancelled; }
 
@@ -43,6 +46,7 @@ class CPageDelivery {
     MINIDRV_TRANSFER_CONTEXT& m_context;
     CLog& m_log;
     CPageFile m_file;
+    bool m_hasImage = false;
     bool m_bCancelled = false;
     DWORD m_dwRowBytes = 0;  // of the image; 0 until its header has gone
 };

@@ -4,11 +4,13 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 #include "controller/nv_scan.h"
 #include "diag/function_trace.h"
 #include "engine/engine.h"
 #include "engine/item_properties.h"
+#include "frame/image_format.h"
 #include "frontend/image_stream.h"
 #include "frontend/item_values.h"
 #include "platform/bitmap_headers.h"
@@ -57,14 +59,25 @@ HRESULT CPageTransfer::ReadRequest(BYTE* item) {
                  {WIA_IPA_NUMBER_OF_LINES, m_numberOfLines}};
     for (const auto& part : parts)
         ReadItemLong(item, part.id, &part.value);
+    // The item tells the sides of the picture that is delivered.
+    const LONG width = m_bmpWidth;
+    const LONG lines = m_numberOfLines;
+    const LONG rotation = RotationOf(item);
+    m_turned = rotation != 0;
+    if (IsQuarterTurn(rotation))
+        std::swap(m_bmpWidth, m_numberOfLines);
     if (m_bmpWidth > kMaxWidth || std::any_of(std::begin(parts), std::end(parts),
                                               [](auto& part) { return part.value < 1; })) {
         m_log.Format(kLogInformation, "ScanItem: %d x %d pixels at %d x %d can't be scanned",
                      m_bmpWidth, m_numberOfLines, m_xRes, m_yRes);
         return E_INVALIDARG;
     }
+    if (m_turned && std::min(width, lines) < QL_LEAST_TURNED_SIDE) {
+        m_log.Format(kLogInformation, "ScanItem: %d x %d pixels can't be turned", width, lines);
+        return E_INVALIDARG;
+    }
     if (m_delivery.IsToFile()) {
-        const std::int64_t bytes = FileBytes(item, m_bmpWidth, m_numberOfLines);
+        const std::int64_t bytes = FileBytes(item, width, lines);
         return bytes > std::numeric_limits<LONG>::max() ? kFileTooLarge : S_OK;
     }
     if (!m_delivery.HasBuffer()) {
@@ -116,8 +129,10 @@ HRESULT CPageTransfer::Transfer(bool& lastSheet) {
     HRESULT hr = m_lines.Allocate(m_sizes);
     if (SUCCEEDED(hr))
         hr = RunBandLoop();
-    if (FAILED(hr))
+    if (FAILED(hr)) {
+        m_engine.Stop();
         return hr;
+    }
     // What the stream still holds.
     if (!m_delivery.IsCancelled())
         m_engine.FireFeed();
@@ -147,6 +162,11 @@ HRESULT CPageTransfer::RunBandLoop() {
         if (rows.count > 0) {
             m_stream.AddLines(rows.count);
             WriteStream(rows.bytes, rows.count * m_lines.Stride());
+            // Without memory, or without room for the file of a page that is turned.
+            if (!m_delivery.HasImage()) {
+                m_log.Write(kLogInformation, "ScanItem: the engine can't begin the image");
+                return E_FAIL;
+            }
             if (m_tap && rows.count > 0 && !m_fillWhite)
                 m_tap->InputBytes(rows.bytes, rows.count * m_lines.Stride());
         }
@@ -158,6 +178,12 @@ HRESULT CPageTransfer::RunBandLoop() {
     if (m_lines.RowsMade() == 0)
         WriteStream(nullptr, 0);
     return S_OK;
+}
+
+// The client was promised a whole page; or lines of the page lie across the picture, where none can
+// be left out.
+bool CPageTransfer::KeepsHeight() const {
+    return !m_delivery.IsToFile() || m_turned;
 }
 
 // Lines of the next band, as the device gives them; white ones behind the end of the media when the
@@ -176,8 +202,8 @@ DWORD CPageTransfer::ReadBand() {
             m_log.Format(kLogInformation, "readScanData failed hr %d: line %d, %d of %d bytes", hr,
                          m_linesRead, got, wanted);
         got = std::min(got, wanted);
-        m_fillWhite = got != wanted && !m_delivery.IsToFile();
-        m_stopAfterBand = got != wanted && m_delivery.IsToFile();
+        m_fillWhite = got != wanted && KeepsHeight();
+        m_stopAfterBand = got != wanted && !KeepsHeight();
     }
     const auto lines = static_cast<DWORD>(got / lineBytes);
     if (!m_fillWhite)

@@ -48,6 +48,7 @@ class CPageTransfer {
   private:
     HRESULT Transfer(bool& lastSheet);
     HRESULT RunBandLoop();
+    bool KeepsHeight() const;
     DWORD ReadBand();
     HRESULT BeginBitmap();
     // Headers of the bitmap and its palette, into the stream.
@@ -70,6 +71,7 @@ class CPageTransfer {
 
     BandSizes m_sizes;
     CBandLines m_lines;
+    bool m_turned = false;  // the engine has the page as a whole before it delivers
     DWORD m_scanLines = 0;  // that the device promised
     DWORD m_linesRead = 0;
     DWORD m_bandLines = kBandLines;  // of the next read

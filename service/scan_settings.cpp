@@ -203,6 +203,10 @@ ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
     if (settings.area)
         writer.Area(*settings.area);
     writer.Image("brightness, contrast or threshold", ToneWrites(settings));
+    if (settings.mirror)
+        writer.Image("the mirror", {{QL_PROP_MIRROR, 1}});
+    if (settings.rotation)
+        writer.Image("the rotation", {{QL_PROP_ROTATION, *settings.rotation}});
     writer.Others(settings.others, false);
     if (settings.medium == ScanMedium::File)
         writer.Image("the medium", {{WIA_IPA_TYMED, TYMED_FILE}});

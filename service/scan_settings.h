@@ -40,6 +40,8 @@ struct ScanSettings {
     std::optional<LONG> brightness;  // -1000 to 1000
     std::optional<LONG> contrast;    // -1000 to 1000
     std::optional<LONG> threshold;   // of line art
+    bool mirror = false;             // each line from right to left
+    std::optional<LONG> rotation;    // degrees clockwise, 90, 180 or 270, behind the mirror
     // Others: those of the root are written behind the source, those of other items at the end.
     std::vector<ItemWrite> others;
     ScanMedium medium = ScanMedium::Callback;

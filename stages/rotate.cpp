@@ -15,7 +15,7 @@ constexpr std::int32_t kPullBytes = 0x40000;
 constexpr std::uint8_t kWhite = 0xFF;
 
 bool IsTooSmall(const QLImageFormat& format) {
-    return std::min(format.m_width, format.m_height) < CRotateStage::kLeastSide;
+    return std::min(format.m_width, format.m_height) < QL_LEAST_TURNED_SIDE;
 }
 
 // From 0 to 359; what is no whole number of quarters turns nothing.

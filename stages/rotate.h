@@ -13,13 +13,10 @@
 // attributes, and no line comes by.
 class CRotateStage final : public CQLFilterStage {
   public:
-    // The shortest side of an image that can be turned: pixels or lines.
-    static constexpr std::int32_t kLeastSide = 3;
-
     explicit CRotateStage(QLAttribTree* tree);
     static std::span<const QLAttribRow> Rows();
 
-    // QL_ERR_BAD_ARGUMENT below kLeastSide; QL_ERR_TEMP_FILE, QL_ERR_NO_MEMORY: see
+    // QL_ERR_BAD_ARGUMENT below QL_LEAST_TURNED_SIDE; QL_ERR_TEMP_FILE, QL_ERR_NO_MEMORY: see
     // CMappedTempFile.
     QLStatus OnBeforeOpen() override;
     QLStatus OnAfterOpen() override;

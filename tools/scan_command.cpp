@@ -11,6 +11,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "engine/private_properties.h"
+#include "frame/image_format.h"
 #include "tools/choice_option.h"
 #include "tools/command.h"
 #include "tools/console.h"
@@ -164,6 +166,13 @@ int Scan(CScanDevice& device, const ScanCommand& command, const CDevicePropertie
     return code;
 }
 
+bool CanBeTurned(const ItemState& image) {
+    return CDeviceProperties::Number(image, QL_PROP_ROTATION) == 0 ||
+           std::min(CDeviceProperties::Number(image, WIA_IPA_PIXELS_PER_LINE),
+                    CDeviceProperties::Number(image, WIA_IPA_NUMBER_OF_LINES)) >=
+               QL_LEAST_TURNED_SIDE;
+}
+
 // The command line is checked as far as it can be without a scanner, then properties by name, then
 // the device has its say.
 int Run(ScanCommand& command) {
@@ -190,6 +199,11 @@ int Run(ScanCommand& command) {
     if (const ScanStatus status = ApplySettings(device, command.m_settings, properties);
         !status.Ok())
         return Complain(status);
+    if (!CanBeTurned(properties.Image()))
+        return Complain("the window is too small: only a page of at least " +
+                            std::to_string(QL_LEAST_TURNED_SIDE) +
+                            " pixels and lines can be turned",
+                        kExitUsage);
     return Scan(device, command, properties);
 }
 
@@ -205,6 +219,11 @@ void AddSettings(CLI::App& sub, ScanCommand& command) {
     sub.add_option("--brightness", settings.brightness, "-1000 to 1000");
     sub.add_option("--contrast", settings.contrast, "-1000 to 1000");
     sub.add_option("--threshold", settings.threshold, "Of line art");
+    sub.add_flag("--mirror", settings.mirror, "Each line from right to left");
+    sub.add_option("--rotate", settings.rotation,
+                   "Degrees clockwise: 90, 180 or 270, of the mirrored page if it is. Rows come "
+                   "when the page's last line has been scanned, on either medium")
+        ->check(CLI::IsMember({90, 180, 270}));
     sub.add_option("--set", command.m_sets,
                    "NAME=VALUE: any other property, by its shown name or id")
         ->take_all()

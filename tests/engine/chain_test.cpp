@@ -89,6 +89,44 @@ TEST(ChainPass, AnAnalysisCollectsAndDeliversNothing) {
     EXPECT_EQ(rig.m_client.Rows().size(), 60u * 20) << "the file is read again from its first line";
 }
 
+// Eight pixels by 32 lines, so that no row has padding either way.
+TEST(ChainPass, ATurnedImageIsTakenInFirstAndThenDelivered) {
+    const CTestPicture page = NoisePicture(8, 32);
+    CEngineRig rig;
+    rig.m_engine.SetValue(QL_ATTR_ROTATE_ANGLE, 90);
+    const Bytes rows = rig.RunStream(page, {20});
+    EXPECT_EQ(rig.m_client.BandSizes()[0], 24u * 15) << "off at first";
+    rig.m_engine.PutRotationOnPath(true);
+    const auto turned = [&](const Bytes& from) {
+        Bytes to;
+        for (std::size_t i = 0; i < from.size(); ++i)
+            to.push_back(from[(31 - i / 3 % 32) * 24 + i / 96 * 3 + i % 3]);
+        return to;
+    };
+    for (const auto& bands : {std::vector{20}, {3}, {1, 40}}) {
+        EXPECT_EQ(rig.RunStream(page, bands), turned(rows)) << bands[0];
+        std::uint32_t percent = 0;
+        for (const auto* band : rig.m_client.OfType(QL_IMAGE_CALLBACK_DIB_BUFFER)) {
+            EXPECT_TRUE(band->m_percent >= percent && (percent = band->m_percent) <= 90);
+            EXPECT_EQ(band->m_bytes.empty(), band != &rig.m_client.m_messages.back());
+        }
+    }
+    EXPECT_EQ(rig.RunFile(page), turned(rows));
+    // A stream that ends early leaves white, and a client that stops gets no lines.
+    for (const bool stops : {false, true}) {
+        CTestStream stream(page);
+        rig.m_client.m_messages.clear();
+        rig.m_client.m_act = [&](const auto&) { return stops ? S_FALSE : S_OK; };
+        rig.Begin(stream);
+        rig.Feed(stream, 20);
+        rig.m_engine.FireFeed();
+        rig.Finish();
+        Bytes cut(rows.begin(), rows.begin() + 20 * 24);
+        cut.resize(rows.size(), 0xFF);
+        EXPECT_EQ(rig.m_client.Rows(), stops ? Bytes() : turned(cut));
+    }
+}
+
 // ---- Bookkeeping. A chain without an engine: what it asks for is fired before it finds no source.
 
 class ChainBookkeeping : public testing::Test {

@@ -8,7 +8,6 @@
 #include <random>
 
 #include "stages/convert_kernels.h"
-#include "stages/histogram_kernels.h"
 #include "stages/density_kernels.h"
 #include "stages/invert_kernels.h"
 #include "stages/lut_kernels.h"
@@ -257,21 +256,6 @@ TEST(Kernels, PixelsAreTurned) {
                 EXPECT_EQ(to, expected) << w << " x " << h;
             }
         }
-    }
-}
-
-TEST(Kernels, SamplesAreCountedBySixteens) {
-    for (const std::size_t n : kSizes) {
-        const Samples line = Line(3 * n);
-        std::vector<std::uint32_t> bins(3 * 4096, 3), expected = bins, gray(4096), one(4096);
-        for (std::size_t i = 0; i < 3 * n; ++i) {
-            ++expected[i % 3 * 4096 + line[i] / 16];
-            ++one[line[i] / 16];
-        }
-        CountPixels(line.data(), n, &bins[0], &bins[4096], &bins[8192]);
-        CountGray(line.data(), 3 * n, gray.data());
-        EXPECT_EQ(bins, expected);
-        EXPECT_EQ(gray, one);
     }
 }
 

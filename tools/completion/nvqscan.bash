@@ -27,6 +27,7 @@ _nvqscan() {
         --source) _nvqscan_words 'flatbed feeder duplex slide negative' && return ;;
         --mode) _nvqscan_words 'color gray lineart' && return ;;
         --medium) _nvqscan_words 'callback file' && return ;;
+        --rotate) _nvqscan_words '90 180 270' && return ;;
         --resolution) _nvqscan_words '75 100 150 200 300 400 600 1200 2400 4800' && return ;;
         --level) _nvqscan_words 'errors information calls dumps other' && return ;;
         --to) _nvqscan_words 'file debugger sink' && return ;;
@@ -49,7 +50,7 @@ _nvqscan() {
     case $command in
         scan)
             options+=' --output --source --mode --resolution --area --brightness --contrast'
-            options+=' --threshold --set --medium --pages --quiet'
+            options+=' --threshold --mirror --rotate --set --medium --pages --quiet'
             ;;
         devices) options+=' --json --names' ;;
         install)
@@ -60,7 +61,7 @@ _nvqscan() {
         buttons) options+=' --exec --count' ;;
         log) options+=' --level --file --to' ;;
         process)
-            options+=' --output --property --set --from-file --analyse --encoded --band'
+            options+=' --output --mirror --rotate --property --set --from-file --analyse --encoded --band'
             options+=' --list-attributes --list-properties'
             ;;
         sample) options+=' --output --width --height --dpi --gray --encoded' ;;

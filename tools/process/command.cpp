@@ -85,6 +85,12 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     CLI::App* process = app.add_subcommand("process", "Run a picture through the imaging engine");
     process->add_option("IN", job.m_input, "Picture: bitmap, PNG, TIFF, JPEG or PNM file");
     process->add_option("-o,--output", job.m_output, "Result: .bmp, .png or .tif file");
+    process->add_flag("--mirror", job.m_mirror, "Each line from right to left");
+    process
+        ->add_option("--rotate", job.m_rotate,
+                     "Degrees clockwise: 90, 180 or 270, of the mirrored picture if it is. Lines "
+                     "are written when the whole picture has been read")
+        ->check(CLI::IsMember({90, 180, 270}));
     process
         ->add_option("--property", job.m_properties,
                      "NAME_OR_ID=VALUE: a property of the scan item, by its shown name or id")

@@ -39,6 +39,8 @@ constexpr PROPID kEngineReads[] = {
     QL_PROP_HUE_Y,
     QL_PROP_SHARPEN_LEVEL,
     QL_PROP_SATURATION,
+    QL_PROP_ROTATION,
+    QL_PROP_MIRROR,
 };
 
 // ---- Numbers

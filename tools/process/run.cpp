@@ -1,9 +1,11 @@
 #include "tools/process/run.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "engine/engine.h"
 #include "frame/attrib_port.h"
+#include "frame/image_format.h"
 #include "pictures/file_failure.h"
 #include "pictures/picture_reader.h"
 #include "pictures/picture_writer.h"
@@ -109,6 +111,10 @@ class CMessageCatcher {
     MessageBoxHook m_former;
 };
 
+bool Turns(CQLEngine& engine) {
+    return engine.GetInteger(QL_ATTR_ROTATE_ANGLE) % 360 != 0;
+}
+
 // The engine with its settings, from the job. False when one of them is refused.
 bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttributeWrite>* writes,
                    std::string* error) {
@@ -119,6 +125,11 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttri
         if (!item.Assign(text, error))
             return false;
     }
+    // Options go before properties; both are those of the driver's item.
+    if (job.m_mirror)
+        item.WriteLong(QL_PROP_MIRROR, 1);
+    if (job.m_rotate != 0)
+        item.WriteLong(QL_PROP_ROTATION, job.m_rotate);
     for (const std::string& text : job.m_attributes) {
         const auto write = CAttributeWrite::Parse(text, error);
         if (!write)
@@ -128,7 +139,17 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttri
     engine.ReadItemSettings(&item);
     for (const CAttributeWrite& write : *writes)
         write.Apply(engine);
+    // Whoever writes the angle itself means it.
+    engine.PutRotationOnPath(Turns(engine));
     return true;
+}
+
+bool CanBeTurned(const CPictureInfo& picture, std::string* error) {
+    if (std::min(picture.m_width, picture.m_height) >= QL_LEAST_TURNED_SIDE)
+        return true;
+    *error = "only a picture of at least " + std::to_string(QL_LEAST_TURNED_SIDE) +
+             " pixels and lines can be turned";
+    return false;
 }
 
 // The two roads from a picture to the engine:
@@ -142,7 +163,7 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttri
 // The engine is fed, as by the driver's band loop.
 bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
     const std::unique_ptr<CPictureReader> reader = OpenPicture(job.m_input, error);
-    if (!reader)
+    if (!reader || (Turns(engine) && !CanBeTurned(reader->Info(), error)))
         return false;
     sink.SetInputBits(reader->Info().m_bitsPerPixel);
     CPictureStream stream(*reader);
@@ -159,6 +180,11 @@ bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, st
 
 // The engine reads by itself; an analysis pass goes over the whole file first.
 bool RunFile(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
+    if (Turns(engine)) {
+        const std::unique_ptr<CPictureReader> reader = OpenPicture(job.m_input, error);
+        if (!reader || !CanBeTurned(reader->Info(), error))
+            return false;
+    }
     CBenchSource source;
     if (!source.Select(
             job.m_input, [&sink] { return sink.IsStopped(); }, error))
@@ -185,7 +211,7 @@ bool Run(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::str
 }
 
 // Puts the output in place, if all went well.
-CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineFailed,
+CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineFailed, bool turns,
                         CPictureWriter& writer, std::string* error) {
     if (sink.IsCancelled())
         return CProcessResult::Cancelled;
@@ -193,6 +219,8 @@ CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineF
         return CProcessResult::Done;
     *error = writer.Error().empty() ? job.m_input + ": the engine could not process this picture"
                                     : job.m_output + ": " + writer.Error();
+    if (turns && !sink.HasHeader())
+        *error += " (to turn it takes room in the temporary folder, 6 bytes a pixel in colour)";
     return CProcessResult::Failed;
 }
 
@@ -291,7 +319,8 @@ CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
         *error = job.m_input + ": " + *error;
         return CProcessResult::BadInput;
     }
-    const CProcessResult result = Conclude(job, sink, watch.HasFailed(), *writer, error);
+    const CProcessResult result =
+        Conclude(job, sink, watch.HasFailed(), Turns(engine), *writer, error);
     return result == CProcessResult::Done ? DrawPlots(job, engine, sink, delivered.Counts(), error)
                                           : result;
 }

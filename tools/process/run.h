@@ -15,7 +15,9 @@ struct CProcessJob {
     std::string m_output;
     bool m_fromFile = false;  // through the engine's own file reader instead of the input stream
     bool m_analyse = false;   // an analysis pass first; only from a file
-    bool m_encoded = false;   // the picture's samples are encoded for a screen, not linear
+    bool m_mirror = false;
+    int m_rotate = 0;        // degrees clockwise, 0, 90, 180 or 270, behind the mirror
+    bool m_encoded = false;  // the picture's samples are encoded for a screen, not linear
     std::int32_t m_bandLines = 20;
     CToneFiles m_plots;
     AutoWish m_auto;  // what an analysis pass of its own settles first, on both roads
