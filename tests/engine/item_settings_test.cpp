@@ -118,7 +118,8 @@ TEST_F(ItemSettings, TablesAreTakenOverAndAnnouncedOnce) {
     m_item.m_profile = &profile;
     profile.m_defaults.m_valid = 0;
     ReadWith({});
-    EXPECT_EQ(m_board.Heard(), Ids{QL_ATTR_MIDTONE}) << "defaults that aren't valid take nothing over";
+    EXPECT_EQ(m_board.Heard(), Ids{QL_ATTR_MIDTONE})
+        << "defaults that aren't valid take nothing over";
     profile.m_defaults.m_valid = 1;
     for (const bool first : {true, false}) {
         profile.m_gray.m_matrix[1] = first ? 0.75 : 0.25;
