@@ -104,14 +104,22 @@ void RunPage(CQLEngine& engine, CPageStream& stream, std::int32_t withheld = 0) 
 
 // What a page is made into, and by which settings of the device.
 struct Setting {
-    std::int32_t outputType;
-    std::int32_t inputBits;
-    bool matrix;  // of the device's profile, in place of the neutral one; of a negative both
-    bool levels;  // tone levels of the device's profile, in place of neutral ones
+    std::int32_t outputType = QL_OUTPUT_COLOR;
+    std::int32_t inputBits = 24;
+    bool matrix = false;  // of the device's profile, in place of the neutral one; of a negative both
+    bool levels = false;  // tone levels of the device's profile, in place of neutral ones
     bool film = false;
     bool negative = false;
     bool sampling = false;  // as in an analysis pass, without the analysis
 };
+
+Setting Sampling(bool film, bool negative) {
+    Setting setting;
+    setting.film = film;
+    setting.negative = negative;
+    setting.sampling = true;
+    return setting;
+}
 
 class CLevels final : public CQLAttribStore {
   public:
@@ -184,15 +192,9 @@ const bool g_registered = [] {
     Register("Chain/SlideColor", {QL_OUTPUT_COLOR, 24, false, false, true});
     Register("Chain/NegativeColor", {QL_OUTPUT_COLOR, 24, false, false, true, true});
     Register("Chain/NegativeColorMatrix", {QL_OUTPUT_COLOR, 24, true, false, true, true});
-    Register("Chain/ReflectiveColorSampling",
-             {.outputType = QL_OUTPUT_COLOR, .inputBits = 24, .sampling = true});
-    Register("Chain/SlideColorSampling",
-             {.outputType = QL_OUTPUT_COLOR, .inputBits = 24, .film = true, .sampling = true});
-    Register("Chain/NegativeColorSampling", {.outputType = QL_OUTPUT_COLOR,
-                                             .inputBits = 24,
-                                             .film = true,
-                                             .negative = true,
-                                             .sampling = true});
+    Register("Chain/ReflectiveColorSampling", Sampling(false, false));
+    Register("Chain/SlideColorSampling", Sampling(true, false));
+    Register("Chain/NegativeColorSampling", Sampling(true, true));
     return true;
 }();
 

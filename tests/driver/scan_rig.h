@@ -62,6 +62,13 @@ inline BYTE Encoded(int sample16) {
     return static_cast<BYTE>(static_cast<int>(y * 65535.0 + 0.5) >> 8);
 }
 
+// Brightness 0 takes 52264 for white: a line from black in parts of 2^15.
+inline int OnPaper(int linear) {
+    constexpr int kWhite = 52264;
+    constexpr int kSlope = 65535 * 32768 / kWhite;
+    return linear < kWhite ? static_cast<int>(std::int64_t{linear} * kSlope >> 15) : 65535;
+}
+
 // A bitmap's rows of 24, 8 or 1 bits a pixel, the top one first. What the picture doesn't fill is
 // white, and what follows a row's pixels up to 4 bytes; bits behind the last pixel are 0.
 inline Bytes RowsOf(const Picture& picture, int bits, int lines) {
@@ -79,9 +86,9 @@ inline Bytes RowsOf(const Picture& picture, int bits, int lines) {
                                            256 >>
                                        10;
             for (int c = 0; bits == 24 && c < 3; ++c)
-                row[3 * x + 2 - c] = Encoded(picture.At(x, y, c) << 8);
+                row[3 * x + 2 - c] = Encoded(OnPaper(picture.At(x, y, c) << 8));
             if (bits == 8)
-                row[x] = Encoded(gray);
+                row[x] = Encoded(OnPaper(gray));
             else if (bits == 1 && gray <= kThreshold)
                 row[x / 8] = static_cast<BYTE>(row[x / 8] & ~(0x80 >> x % 8));
         }

@@ -46,6 +46,7 @@ TEST_F(Process, AnEncodedPictureComesOutAsItWentIn) {
     Lay(picture);
     CProcessJob job = Job("out.bmp");
     job.m_encoded = true;
+    job.m_attributes = {"HIGHLIGHT=0"};  // full scale is white
     picture.m_info.biSizeImage = static_cast<DWORD>(picture.m_rows.size());
     EXPECT_EQ(Run(job), picture.All());
 }
@@ -91,6 +92,7 @@ TEST_F(Process, BothRoadsAndEveryBandGiveTheSameBytes) {
     Lay(TestBitmap(33, 31, 8));
     CProcessJob gray = Job("out.bmp");
     gray.m_encoded = true;
+    gray.m_attributes = {"HIGHLIGHT=0"};
     const Bytes bytes = Run(gray);
     EXPECT_EQ(bytes[1078], TestSample(0, 30, 0)) << "the last line comes first";
     gray.m_bandLines = 7;
