@@ -44,6 +44,8 @@ class CPageStream final : public CQLInputStream {
         return count;
     }
 
+    std::int32_t LinesLeft() const { return m_height - m_announced; }
+
     HRESULT QueryInterface(REFIID, void** object) override {
         *object = nullptr;
         return E_NOINTERFACE;
@@ -88,11 +90,12 @@ class CCountingClient final : public IQLImageCallback {
     std::int64_t m_bytes = 0;
 };
 
-void RunPage(CQLEngine& engine, CPageStream& stream) {
+void RunPage(CQLEngine& engine, CPageStream& stream, std::int32_t withheld = 0) {
     engine.SetInputStream(&stream);
     engine.Start();
     engine.FireBegin();
-    while (stream.Announce(kBandLines) > 0)
+    // A page that lacks lines at its end is sampled and never analysed.
+    while (stream.Announce(std::min(kBandLines, stream.LinesLeft() - withheld)) > 0)
         engine.FireFeed();
     engine.FireFeed();
     engine.FireEnd();
@@ -103,9 +106,11 @@ void RunPage(CQLEngine& engine, CPageStream& stream) {
 struct Setting {
     std::int32_t outputType;
     std::int32_t inputBits;
-    bool matrix;  // of the device's profile, in place of the neutral one
+    bool matrix;  // of the device's profile, in place of the neutral one; of a negative both
     bool levels;  // tone levels of the device's profile, in place of neutral ones
+    bool film = false;
     bool negative = false;
+    bool sampling = false;  // as in an analysis pass, without the analysis
 };
 
 class CLevels final : public CQLAttribStore {
@@ -129,22 +134,29 @@ void Chain(benchmark::State& state, const Setting& setting) {
     CCountingClient client;
     std::uint32_t id = 0;
     engine.AddClient(&client, &id);
-    if (setting.negative) {
-        engine.SetValue(QL_ATTR_TMA, 1);
-        engine.SetValue(QL_ATTR_NEGATIVE, 1);
-    }
+    engine.SetValue(QL_ATTR_TMA, setting.film);
+    engine.SetValue(QL_ATTR_NEGATIVE, setting.negative);
     engine.SetValue(QL_ATTR_OUTPUT_TYPE, IntegerWord(setting.outputType));
     const double matrix[9] = {1.499, -0.144, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
-    if (setting.matrix) {
+    const double density[18] = {0.3, -0.2, 0.15, 0.4,  -0.1, 0.05, 0.7, 0.6, 0.2,
+                                0.1, 0.5,  -0.3, -0.4, 1.1,  0.25, 0.9, 0.0, 0.35};
+    if (setting.matrix && setting.negative) {
+        engine.SetValue(QL_ATTR_DENSITY_MATRIX, PointerWord(density));
+        engine.SetValue(QL_ATTR_POST_MATRIX, PointerWord(matrix));
+    } else if (setting.matrix) {
         engine.SetValue(QL_ATTR_DEVICE_MATRIX, PointerWord(matrix));
         engine.Notify(QL_ATTR_DEVICE_MATRIX);
     }
     std::unique_ptr<CLevels> levels;
     if (setting.levels)
         levels = std::make_unique<CLevels>(engine.Tree());
+    if (setting.sampling) {
+        engine.Notify(QL_ATTR_AUTO_TONE);
+        engine.Notify(QL_ATTR_AUTO_COLOR);
+    }
     for (auto _ : state) {
         CPageStream stream(width, height, setting.inputBits);
-        RunPage(engine, stream);
+        RunPage(engine, stream, setting.sampling ? kBandLines : 0);
     }
     if (client.m_bytes == 0)
         state.SkipWithError("no lines came out");
@@ -169,7 +181,18 @@ const bool g_registered = [] {
     Register("Chain/ReflectiveGray", {QL_OUTPUT_GRAY, 8, false, false});
     Register("Chain/ReflectiveLineArtFromColor", {QL_OUTPUT_LINE_ART, 24, false, false});
     Register("Chain/ReflectiveLineArt", {QL_OUTPUT_LINE_ART, 8, false, false});
-    Register("Chain/NegativeColor", {QL_OUTPUT_COLOR, 24, false, false, true});
+    Register("Chain/SlideColor", {QL_OUTPUT_COLOR, 24, false, false, true});
+    Register("Chain/NegativeColor", {QL_OUTPUT_COLOR, 24, false, false, true, true});
+    Register("Chain/NegativeColorMatrix", {QL_OUTPUT_COLOR, 24, true, false, true, true});
+    Register("Chain/ReflectiveColorSampling",
+             {.outputType = QL_OUTPUT_COLOR, .inputBits = 24, .sampling = true});
+    Register("Chain/SlideColorSampling",
+             {.outputType = QL_OUTPUT_COLOR, .inputBits = 24, .film = true, .sampling = true});
+    Register("Chain/NegativeColorSampling", {.outputType = QL_OUTPUT_COLOR,
+                                             .inputBits = 24,
+                                             .film = true,
+                                             .negative = true,
+                                             .sampling = true});
     return true;
 }();
 

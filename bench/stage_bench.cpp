@@ -8,6 +8,9 @@
 #include <vector>
 
 #include "bench/bench_page.h"
+#include "stages/auto_tone.h"
+#include "stages/auto_tone_photo.h"
+#include "stages/auto_tone_tma.h"
 #include "stages/band_sink.h"
 #include "stages/channel_curve.h"
 #include "stages/dark_neutral.h"
@@ -229,6 +232,10 @@ constexpr Row kRows[] = {
     {"ToneLevels/Gray16", Make<CToneLevelsStage>, QL_PIXEL_GRAY16},
     {"ChannelCurve/Color16", Make<CChannelCurveStage>, QL_PIXEL_RGB16},
     {"DarkNeutral/Color16", Make<CDarkNeutralStage>, QL_PIXEL_RGB16},
+    {"AutoTonePhoto/Color16", Make<CAutoTonePhotoStage>, QL_PIXEL_RGB16},
+    {"AutoTonePhoto/Gray16", Make<CAutoTonePhotoStage>, QL_PIXEL_GRAY16},
+    {"AutoToneSlide/Color16", Make<CAutoToneTmaStage>, QL_PIXEL_RGB16},
+    {"AutoToneNegative/Color16", Make<CAutoToneStage>, QL_PIXEL_RGB16},
     {"EncodingCurve/Color16", Make<CEncodingCurveStage>, QL_PIXEL_RGB16},
     {"EncodingCurve/Gray16", Make<CEncodingCurveStage>, QL_PIXEL_GRAY16},
     {"DensityColor/Color16", Make<CDensityColorStage>, QL_PIXEL_RGB16},
@@ -286,6 +293,25 @@ void Stage(benchmark::State& state, const Row& row) {
         width * lines / 1e6 * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 
+// Opens with another midtone each time, so that all tables are built.
+template <typename Tone>
+void Rebuild(benchmark::State& state) {
+    QLAttribTree tree;
+    CBandSource source(&tree, QL_PIXEL_RGB16, kPageWidth);
+    Tone stage(&tree);
+    stage.SetUpstream(&source);
+    std::int32_t level = 0;
+    for (auto _ : state) {
+        level = level == 30 ? -30 : 30;
+        stage.SetAttrib(QL_ATTR_AUTO_MID, IntegerWord(level));
+        stage.SetAttrib(QL_ATTR_HUE_X, ToFixed(level / 100.0));
+        stage.Open();
+        stage.Close();
+    }
+}
+BENCHMARK(Rebuild<CAutoTonePhotoStage>)->Unit(benchmark::kMillisecond);
+BENCHMARK(Rebuild<CAutoToneTmaStage>)->Unit(benchmark::kMillisecond);
+BENCHMARK(Rebuild<CAutoToneStage>)->Unit(benchmark::kMillisecond);
 // Whole images: the file is made, filled and read, 32 lines at a time as the chain does.
 void Rotate(benchmark::State& state, std::uint32_t pixelType) {
     constexpr std::int32_t kTurnedLines = 32;

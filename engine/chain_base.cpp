@@ -338,6 +338,9 @@ void CChainBase::SetMatrixMode() {
         default:
             return;
     }
+    // By way of colour: a saturation that was written since lies over the matrix of a mode that
+    // stands already, and would stay.
+    m_port.SetValue(QL_ATTR_MATRIX_MODE, QL_MATRIX_COLOR);
     m_port.SetValue(QL_ATTR_MATRIX_MODE, mode);
 }
 

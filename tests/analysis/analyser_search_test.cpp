@@ -226,19 +226,12 @@ void ExpectMidtones(const Pixels& pixels, int highest) {
     });
     SetPoint(a, at[0], at[1]);
     EXPECT_NEAR(std::hypot(point.x - a.Point(1).x, point.y - a.Point(1).y), 0.0, 1e-3);
-    int level = 0;
-    double best = Squares(Means(a), 11796.48);
-    const auto improves = [&](int trial) {
-        a.SetMidtone(trial);
-        const double cost = Squares(Means(a), 11796.48);
-        level = cost < best ? trial : level;
-        return cost < std::exchange(best, std::min(best, cost));
+    const auto off = [&](int midtone) {
+        a.SetMidtone(midtone);
+        return Squares(Means(a), 11796.48);
     };
-    while (level < highest && improves(level + 20)) {
-    }
-    while (level > -60 && improves(level - 20)) {
-    }
-    EXPECT_EQ(found, level);
+    for (int midtone = -60; midtone <= highest; midtone += 20)
+        EXPECT_GE(off(midtone), off(found)) << found;
 }
 
 TEST(LevelSearch, FindsWhatItsWalkFinds) {

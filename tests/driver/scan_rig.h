@@ -51,10 +51,13 @@ inline Picture ScaledTo(const Picture& scan, int width, const std::vector<std::s
             scan.channels};
 }
 
-// By the settings of a new item: a linear sample, in 16 bits without rounding up, by the curve of
-// screens, the high byte.
+// By the settings of a new item: a linear sample, in 16 bits without rounding up, brought to a
+// white of 65535 - 27 x 491.51 = 52264 in steps of a 15-bit fraction, by the curve of screens, the
+// high byte.
 inline BYTE Encoded(int sample16) {
-    const double x = sample16 / 65535.0;
+    constexpr std::int64_t kSlope = (std::int64_t{65535} << 15) / 52264;
+    const double x =
+        static_cast<double>(std::min(sample16 * kSlope >> 15, std::int64_t{65535})) / 65535;
     const double y = x <= 0.00304 ? 12.92 * x : 1.055 * std::pow(x, 1 / 2.4) - 0.055;
     return static_cast<BYTE>(static_cast<int>(y * 65535.0 + 0.5) >> 8);
 }

@@ -105,19 +105,21 @@ inline Tables ProfileCurves(const Scan& s) {
 inline int CodeOf(double density) {
     return static_cast<int>(std::clamp(std::pow(10.0, -density) * kTop, 0.0, double{kTop}));
 }
-inline double BentRow(int row, double high, double low) {
-    const QLFilmRow& f = FilmTableA()[static_cast<std::size_t>(row)];
+using FilmRows = std::span<const QLFilmRow, kFilmRows>;
+inline double BentRow(FilmRows rows, int row, double high, double low) {
+    const QLFilmRow& f = rows[static_cast<std::size_t>(row)];
     if (row >= 15)
         return high >= 0 ? f.low * high + f.nominal * (1 - high)
                          : f.high * -high + f.nominal * (1 + high);
     return low >= 0 ? f.high * low + f.nominal * (1 - low) : f.low * -low + f.nominal * (1 + low);
 }
-inline Table FilmCurve(double shift, double high, double low, double step) {
+inline Table FilmCurve(double shift, double high, double low, double step,
+                       FilmRows rows = FilmTableA()) {
     Table t(kTop + 1, 0);
     const auto in = [&](int row) { return CodeOf(row * step - shift); };
     for (int r = 0; r < 26; ++r) {
-        const int y0 = CodeOf(BentRow(r, high, low));
-        const int y1 = CodeOf(BentRow(r + 1, high, low));
+        const int y0 = CodeOf(BentRow(rows, r, high, low));
+        const int y1 = CodeOf(BentRow(rows, r + 1, high, low));
         // Rows go from the light to the dark end of the axis.
         if (in(r) == in(r + 1))
             t[in(r)] = y0;
