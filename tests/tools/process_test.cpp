@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstring>
+#include <set>
 
 #include "tests/pictures/picture_files.h"
 
@@ -76,6 +77,26 @@ TEST_F(Process, ThePropertiesAreReadBeforeTheAttributesAreWritten) {
     EXPECT_NE(Run(job), gray);
     job.m_attributes = {"OUTPUT_TYPE=3", "OUTPUT_TYPE=2"};
     EXPECT_EQ(Run(job), gray) << "the last write holds";
+}
+
+TEST_F(Process, FiltersAreTheAttributesOfTheirStages) {
+    Lay(TestBitmap(40, 12, 24));
+    const struct {
+        ScanFilters filters;
+        Names attributes;
+    } cases[] = {{{2, {}, {}}, {"SMOOTH_ON=true"}},
+                 {{{}, 2, {}}, {"DESTREAK_B=2"}},
+                 {{{}, 1, 1}, {"DESTREAK_B=1", "DESTREAK_C=1", "DESTREAK_D=1"}},
+                 {{{}, 1, 3}, {"DESTREAK_B=1", "DESTREAK_D=3"}}};
+    std::set<Bytes> results = {Run(Job("plain.bmp"))};
+    for (const auto& c : cases) {
+        CProcessJob filtered = Job("a.bmp"), written = Job("b.bmp");
+        filtered.m_filters = c.filters;
+        written.m_attributes = c.attributes;
+        EXPECT_EQ(Run(filtered), Run(written)) << c.attributes.back();
+        results.insert(Run(filtered));
+    }
+    EXPECT_EQ(results.size(), 1 + std::size(cases));
 }
 
 TEST_F(Process, BothRoadsAndEveryBandGiveTheSameBytes) {
