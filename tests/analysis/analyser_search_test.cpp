@@ -9,6 +9,7 @@
 #include <random>
 
 #include "analysis/negative_analyser.h"
+#include "analysis/neighbour_search.h"
 #include "analysis/photo_analyser.h"
 #include "analysis/slide_analyser.h"
 
@@ -25,7 +26,8 @@ Pixels Scene(double density, double cast, double spread) {
     for (Three& pixel : pixels) {
         const double bell = (random() % 1000 + random() % 1000 + random() % 1000) / 1000.0 - 1.5;
         for (int c = 0; c < 3; ++c) {
-            const double light = std::pow(10.0, -density - c * cast - spread * bell);
+            const double own = cast * (c == 1 ? 1.5 : c);
+            const double light = std::pow(10.0, -density - own - spread * bell);
             pixel[c] = static_cast<int>(65535.0 * std::min(light, 1.0));
         }
     }
@@ -209,12 +211,12 @@ TEST(NegativeSearch, DetectsTheFilmOnce) {
     }
 }
 
-// Walked with the analyser itself: what it found of white and black stood before it searched.
+// What it found of white and black stood before it searched for the midtones.
 template <typename Analyser>
-void ExpectMidtones(const Pixels& pixels, int highest) {
+void ExpectMidtones(const Pixels& pixels, bool expose, int highest) {
     QLAttribTree tree;
     Analyser a(&tree);
-    a.SetExposeFlag(true);
+    a.SetExposeFlag(expose);
     EXPECT_TRUE(Analyse(a, pixels, QL_ANALYSE_TONE_AND_COLOR));
     const int found = a.Midtone();
     const QLColorPoint point = a.Point(1);
@@ -224,21 +226,58 @@ void ExpectMidtones(const Pixels& pixels, int highest) {
         SetPoint(a, p[0], p[1]);
         return Squares(Means(a), Mean(Means(a)));
     });
-    SetPoint(a, at[0], at[1]);
+    SetPoint(a, expose ? at[0] : at[0] / 3.0, expose ? at[1] : at[1] / 3.0);
     EXPECT_NEAR(std::hypot(point.x - a.Point(1).x, point.y - a.Point(1).y), 0.0, 1e-3);
     const auto off = [&](int midtone) {
         a.SetMidtone(midtone);
         return Squares(Means(a), 11796.48);
     };
-    for (int midtone = -60; midtone <= highest; midtone += 20)
+    for (int midtone = -60; expose && midtone <= highest; midtone += 20)
         EXPECT_GE(off(midtone), off(found)) << found;
 }
 
-TEST(LevelSearch, FindsWhatItsWalkFinds) {
-    for (const double density : {0.3, 0.7, 1.2}) {
-        ExpectMidtones<CPhotoToneAnalyser>(Scene(density, 0.05, density / 3.0), 80);
-        ExpectMidtones<CSlideToneAnalyser>(Scene(density, -0.03, density / 3.0), 20);
+TEST(LevelSearch, FindsTheBestMidtones) {
+    for (const double density : {0.3, 0.7, 1.2, 1.8}) {
+        const Pixels pixels = Scene(density, 0.05, density / 3.0);
+        ExpectMidtones<CPhotoToneAnalyser>(pixels, true, 80);
+        ExpectMidtones<CSlideToneAnalyser>(pixels, true, 20);
+        ExpectMidtones<CSlideToneAnalyser>(pixels, false, 0);
     }
+}
+
+// The white of 2 percent is (1.2, 1.0, 0.8) times its mean, and level 35.7; the black of 0.1
+// percent is (63935, 63935, 64735) below full scale, and half of 1600 is level -36.6.
+TEST(LevelSearch, TakesWhiteAndBlackOfAnExposureFromTheEnds) {
+    Pixels pixels(1000, {16000, 16000, 16000});
+    std::fill_n(pixels.begin(), 30, Three{48000, 40000, 32000});
+    std::fill_n(pixels.rbegin(), 10, Three{1600, 1600, 800});
+    std::fill_n(pixels.begin(), 6, Three{64000, 64000, 64000});
+    const auto expect = [&](auto&& analyser, double gain) {
+        analyser.SetExposeFlag(true);
+        EXPECT_TRUE(Analyse(analyser, pixels, QL_ANALYSE_TONE_AND_COLOR));
+        EXPECT_EQ(analyser.Highlight() * 1000 + analyser.Shadow(), 36000 - 37);
+        const double points[] = {-0.2 / gain, 0.11547 / gain, -0.04155, 0.07197};
+        EXPECT_NEAR(analyser.Point(0).x, points[0], 2e-3);
+        EXPECT_NEAR(analyser.Point(0).y, points[1], 2e-3);
+        EXPECT_NEAR(analyser.Point(2).x, points[2], 2e-3);
+        EXPECT_NEAR(analyser.Point(2).y, points[3], 2e-3);
+    };
+    QLAttribTree tree;
+    expect(CPhotoToneAnalyser(&tree), 0.5);
+    expect(CSlideToneAnalyser(&tree), 1.3);
+}
+
+TEST(NeighbourSearch, TakesTheFirstOfEqualsAndClosesIn) {
+    std::array<double, 2> at{};
+    int asked = 0;
+    SearchNeighbours(
+        &at, 0.9, [](std::int64_t, double step) { return step > 0.2; },
+        [&](const std::array<double, 2>& p) {
+            ++asked;
+            return -std::min(std::abs(p[0]) + std::abs(p[1]), 0.5);
+        });
+    EXPECT_EQ(at, (std::array{0.9, 0.0}));
+    EXPECT_EQ(asked, 1 + 3 * 4) << "at 0.9 twice, at 0.3 once";
 }
 
 // Of 1000 pixels 10 are at the top; those up to 500 bins below are near it.
