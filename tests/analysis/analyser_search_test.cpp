@@ -72,22 +72,8 @@ double Squares(const Weights& v, double off) {
     return (v[0] - off) * (v[0] - off) + (v[1] - off) * (v[1] - off) + (v[2] - off) * (v[2] - off);
 }
 
-// To the best neighbour along the axes, the first of equals, or on to a third of the step.
-template <std::size_t N>
-void Climb(std::array<double, N>& at, double step, double finest,
-           const std::function<double(const std::array<double, N>&)>& cost) {
-    for (double best = cost(at); step > finest;) {
-        const std::array<double, N> from = at;
-        for (std::size_t i = 0; i < 2 * N; ++i) {
-            std::array<double, N> trial = from;
-            trial[i / 2] += i % 2 == 0 ? step : -step;
-            if (const double c = cost(trial); c < best) {
-                best = c;
-                at = trial;
-            }
-        }
-        step /= at == from ? 3.0 : 1.0;
-    }
+auto DownTo(double finest) {
+    return [finest](std::int64_t, double step) { return step > finest; };
 }
 
 struct NegativeWalk {
@@ -149,7 +135,7 @@ struct NegativeWalk {
     }
     void SearchColor(double step) {
         Weights &w = m_offsets, bright, e, off;
-        Climb<3>(w, step, 0.02, [this](const Weights& at) { return Cost(at); });
+        SearchNeighbours(&w, step, DownTo(0.02), [this](const Weights& at) { return Cost(at); });
         m_twin.BrightestList().Average(&bright[0], &bright[1], &bright[2]);
         const bool dark = std::ranges::min(bright) <= 8191.0;
         for (double& b : bright)
@@ -222,7 +208,7 @@ void ExpectMidtones(const Pixels& pixels, bool expose, int highest) {
     const QLColorPoint point = a.Point(1);
     a.SetMidtone(0);
     std::array<double, 2> at{};
-    Climb<2>(at, 0.1, 0.01, [&](const std::array<double, 2>& p) {
+    SearchNeighbours(&at, 0.1, DownTo(0.01), [&](const std::array<double, 2>& p) {
         SetPoint(a, p[0], p[1]);
         return Squares(Means(a), Mean(Means(a)));
     });
@@ -270,12 +256,10 @@ TEST(LevelSearch, TakesWhiteAndBlackOfAnExposureFromTheEnds) {
 TEST(NeighbourSearch, TakesTheFirstOfEqualsAndClosesIn) {
     std::array<double, 2> at{};
     int asked = 0;
-    SearchNeighbours(
-        &at, 0.9, [](std::int64_t, double step) { return step > 0.2; },
-        [&](const std::array<double, 2>& p) {
-            ++asked;
-            return -std::min(std::abs(p[0]) + std::abs(p[1]), 0.5);
-        });
+    SearchNeighbours(&at, 0.9, DownTo(0.2), [&](const std::array<double, 2>& p) {
+        ++asked;
+        return -std::min(std::abs(p[0]) + std::abs(p[1]), 0.5);
+    });
     EXPECT_EQ(at, (std::array{0.9, 0.0}));
     EXPECT_EQ(asked, 1 + 3 * 4) << "at 0.9 twice, at 0.3 once";
 }
