@@ -11,6 +11,7 @@
 #include "frame/histogram.h"
 #include "frame/pixel_list.h"
 #include "frame/rect.h"
+#include "stages/tone_sampling_kernels.h"
 
 // Pixels of a line, `stride` samples from one to the next. Gray ones stand for three equal samples.
 struct QLPixelRun {
@@ -21,6 +22,17 @@ struct QLPixelRun {
 
     std::size_t Green() const { return m_color ? 1 : 0; }
     std::size_t Blue() const { return m_color ? 2 : 0; }
+    // Of neighbouring pixels.
+    QLSampleRange Range() const { return FindRange(m_samples, m_count * m_stride); }
+    template <typename List>
+    void OfferEach(List& list) const {
+        const std::uint16_t* p = m_samples;
+        for (std::size_t i = 0; i < m_count; ++i, p += m_stride)
+            list.Offer(p[0], p[Green()], p[Blue()]);
+    }
+    QLPixelRun Block(std::size_t first, std::size_t count) const {
+        return From(first, std::min(count, m_count - first));
+    }
     // The columns `first` to `last`, both included, as far as the line has them.
     QLPixelRun Columns(std::int64_t first, std::int64_t last) const {
         const auto count = static_cast<std::int64_t>(m_count);
@@ -49,24 +61,33 @@ constexpr bool HoldsLine(const QLRect& rect, std::int32_t y) {
 }
 
 // Counts sample >> 4 in the histograms of red, green and blue, of 4096 bins each.
-void CountPixels(const QLPixelRun& run, std::uint32_t* red, std::uint32_t* green,
-                 std::uint32_t* blue);
-
-// Offers all pixels in their order. Nearly all are refused by their sum, here.
-template <typename List>
-void OfferBright(const QLPixelRun& run, List& list) {
+template <typename Analyser>
+void CountPixels(const QLPixelRun& run, Analyser& analyser) {
+    std::uint32_t* const red = analyser.Histogram(0).Bins();
+    std::uint32_t* const green = analyser.Histogram(1).Bins();
+    std::uint32_t* const blue = analyser.Histogram(2).Bins();
     const std::uint16_t* p = run.m_samples;
-    const std::size_t green = run.Green();
-    const std::size_t blue = run.Blue();
-    std::int32_t threshold = list.Threshold();
     for (std::size_t i = 0; i < run.m_count; ++i, p += run.m_stride) {
-        if (std::int32_t{p[0]} + p[green] + p[blue] > threshold) {
-            list.Offer(p[0], p[green], p[blue]);
-            threshold = list.Threshold();
-        }
+        ++red[p[0] >> CQLHistogram::kToneShift];
+        ++green[p[run.Green()] >> CQLHistogram::kToneShift];
+        ++blue[p[run.Blue()] >> CQLHistogram::kToneShift];
     }
 }
-void OfferDark(const QLPixelRun& run, CDarkestPixelList& list);
+
+// Offers all pixels in their order, block by block: nearly all blocks are refused by their
+// extremes.
+template <typename Brightest>
+void OfferPixels(const QLPixelRun& run, Brightest* bright, CDarkestPixelList* dark) {
+    constexpr std::size_t kBlock = 64;
+    for (std::size_t first = 0; first < run.m_count; first += kBlock) {
+        const QLPixelRun block = run.Block(first, kBlock);
+        const QLSampleRange range = block.Range();
+        if (bright && 3 * range.m_most > bright->Threshold())
+            block.OfferEach(*bright);
+        if (dark && 3 * range.m_least < dark->Threshold())
+            block.OfferEach(*dark);
+    }
+}
 
 // Histograms and both lists.
 template <typename Analyser>
@@ -74,10 +95,8 @@ void FeedFully(const QLPixelRun& run, Analyser& analyser) {
     // Without memory for a histogram there is nothing to count into, and nothing to analyse.
     if (!analyser.IsComplete())
         return;
-    CountPixels(run, analyser.Histogram(0).Bins(), analyser.Histogram(1).Bins(),
-                analyser.Histogram(2).Bins());
-    OfferBright(run, analyser.BrightestList());
-    OfferDark(run, analyser.DarkestList());
+    CountPixels(run, analyser);
+    OfferPixels(run, &analyser.BrightestList(), &analyser.DarkestList());
 }
 
 // Around the window that counts, all pixels are offered to the brightest list, and each fifth is
@@ -87,11 +106,10 @@ void FeedRing(const QLPixelRun& run, Analyser& analyser, std::size_t* counter) {
     constexpr std::size_t kRing = 5;
     if (!analyser.IsComplete())
         return;
-    OfferBright(run, analyser.BrightestList());
+    OfferPixels(run, &analyser.BrightestList(), nullptr);
     const QLPixelRun fifths = run.Every(kRing, kRing - 1 - *counter);
-    CountPixels(fifths, analyser.Histogram(0).Bins(), analyser.Histogram(1).Bins(),
-                analyser.Histogram(2).Bins());
-    OfferDark(fifths, analyser.DarkestList());
+    CountPixels(fifths, analyser);
+    fifths.OfferEach(analyser.DarkestList());
     *counter = (*counter + run.m_count) % kRing;
 }
 
