@@ -106,8 +106,7 @@ void RunPage(CQLEngine& engine, CPageStream& stream, std::int32_t withheld = 0) 
 struct Setting {
     std::int32_t outputType = QL_OUTPUT_COLOR;
     std::int32_t inputBits = 24;
-    bool matrix =
-        false;  // of the device's profile, in place of the neutral one; of a negative both
+    bool matrix = false;  // of the profile, in place of the neutral one; of a negative both
     bool levels = false;  // tone levels of the device's profile, in place of neutral ones
     bool film = false;
     bool negative = false;

@@ -6,6 +6,7 @@
 #include "analysis/photo_analyser.h"
 #include "engine/chain.h"
 #include "engine/engine.h"
+#include "engine/streak_provider.h"
 #include "stages/file_source.h"
 #include "stages/saturation.h"
 
@@ -31,6 +32,8 @@ struct OwnerList {
         // The tone stage of reflective originals owns it.
         Add("CPhotoToneAnalyser", CPhotoToneAnalyser::Rows());
         Add("CBandSinkStage", CBandSinkStage::Rows());
+        // The client's, whom the engine makes on request.
+        Add("CStreakProvider", CStreakProvider::Rows());
     }
     void Add(const char* className, std::span<const QLAttribRow> rows) {
         m_owners.push_back({className, rows});

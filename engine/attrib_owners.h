@@ -12,9 +12,9 @@ struct QLAttribOwner {
     std::span<const QLAttribRow> m_rows;
 };
 
-// The engine, the parts of the chain, every class of stages that exists, and the analyser that sits
-// on the board beside its stage. A class that derives from another one stands behind it, with its
-// own rows only.
+// The engine, the parts of the chain, every class of stages that exists, the analyser that sits on
+// the board beside its stage, and what clients bring. A class that derives from another one stands
+// behind it, with its own rows only.
 std::span<const QLAttribOwner> AttribOwners();
 
 // Who answers for an id. Both are null where no class provides it.

@@ -188,10 +188,13 @@ std::int64_t CChainPump::WantedLines(std::int64_t lines, bool brought) const {
 
 void CChainPump::EndInput() {
     Run([this] {
+        QLStatus status = QL_OK;
         if (IsLoading())
             m_restWaits = EndLoading();
         else if (m_passOpen)
-            PumpHeld();
+            status = PumpHeld();
+        if (status != QL_OK)
+            m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
     });
 }
 

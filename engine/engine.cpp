@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/chain.h"
+#include "engine/streak_provider.h"
 #include "frame/try_new.h"
 #include "platform/bitmap_headers.h"
 
@@ -28,6 +29,7 @@ CQLEngine::CQLEngine() = default;
 CQLEngine::~CQLEngine() {
     // The stages leave the board before it goes.
     m_chain.reset();
+    m_streaks.reset();
     AttachTree(nullptr);
 }
 
@@ -47,6 +49,11 @@ HRESULT CQLEngine::Init() {
     // Also without a chain: commands then fall on a board where nobody listens.
     m_ready = true;
     return m_chain ? S_OK : E_FAIL;
+}
+
+void CQLEngine::ProvideStreaks() {
+    if (!m_streaks && m_treeRoot)
+        m_streaks = TryNew<CStreakProvider>(m_treeRoot.get());
 }
 
 void CQLEngine::SetStartValues() {

@@ -35,6 +35,7 @@
 #include "profile/attrib_records.h"
 
 class CChainFull;
+class CStreakProvider;
 class CQLBitmap;
 class CQLLineBuffer;
 
@@ -106,6 +107,10 @@ class CQLEngine : public CQLAttribStore {
     // on.
     void PutRotationOnPath(bool on);
 
+    // Has the attributes of the removal of streaks provided, which nobody does at first. Without
+    // memory nobody does then.
+    void ProvideStreaks();
+
     // Turns the properties of an item into attributes. The per-model tables are taken over once.
     HRESULT ReadItemSettings(IQLItemProperties* properties);
     // Writes the settings that the engine starts with to the item's properties.
@@ -138,6 +143,7 @@ class CQLEngine : public CQLAttribStore {
     void ReadSliders(IQLItemProperties* properties);
     void ReadThreshold(IQLItemProperties* properties);
     void ReadTurn(IQLItemProperties* properties);
+    void ReadFilters(IQLItemProperties* properties);
     // True when the road of the image or the feeder flag changed.
     bool ReadSource(IQLItemProperties* properties);
     void TakeProfile(IQLItemProperties* properties);
@@ -177,6 +183,7 @@ class CQLEngine : public CQLAttribStore {
     std::int32_t m_imageBits = 0;
     bool m_profileLoaded = false;
     std::unique_ptr<QLAttribTree> m_treeRoot;
+    std::unique_ptr<CStreakProvider> m_streaks;
     std::unique_ptr<CChainFull> m_chain;
     CQLInputStream* m_inputStream = nullptr;
     IStream* m_outputStream = nullptr;

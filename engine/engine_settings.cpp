@@ -5,6 +5,7 @@
 
 #include "engine/engine.h"
 #include "engine/private_properties.h"
+#include "engine/streak_provider.h"
 #include "frame/fixed_point.h"
 #include "frame/output_type.h"
 #include "platform/wia.h"
@@ -126,11 +127,30 @@ HRESULT CQLEngine::ReadItemSettings(IQLItemProperties* properties) {
     if (ReadSource(properties))
         ReadTone(properties, method != 0);
     ReadTurn(properties);
+    ReadFilters(properties);
     ReadRecord(properties, QL_PROP_DEFAULTS, &m_defaults);
     // Once in the engine's life: the tables belong to the device, not to a setting.
     if (!m_profileLoaded && m_defaults.m_valid == 1)
         TakeProfile(properties);
     return S_OK;
+}
+
+void CQLEngine::ReadFilters(IQLItemProperties* properties) {
+    LONG value = 0;
+    if (ReadNumber(properties, QL_PROP_SMOOTHING, &value)) {
+        SetValue(QL_ATTR_NOISE_SMOOTH_ON, value >= 1);
+        SetValue(QL_ATTR_SMOOTH_ON, value >= 2);
+    }
+    LONG mode = 0;
+    LONG detail = 0;
+    if (!ReadNumber(properties, QL_PROP_STREAKS, &mode))
+        return;
+    ReadNumber(properties, QL_PROP_STREAK_DETAIL, &detail);
+    // An item that asks for nothing leaves the attributes without a provider.
+    if (mode != 0)
+        ProvideStreaks();
+    if (m_streaks)
+        m_streaks->Choose(mode, detail);
 }
 
 void CQLEngine::ReadTone(IQLItemProperties* properties, bool levels) {

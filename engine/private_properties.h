@@ -35,4 +35,7 @@ enum QLPrivateProperty : std::uint32_t {
     QL_PROP_GRAY = 71707,            // GrayRecord
     QL_PROP_DENSITY_MATRIX = 71708,  // of negatives, 18 doubles: three rows of six
     QL_PROP_POST_MATRIX = 71709,     // nine doubles by rows
+    QL_PROP_SMOOTHING = 71722,       // 0 off, 1 of noise, 2 of all detail besides
+    QL_PROP_STREAKS = 71723,         // removal of streaks, 0 off, 1 or 2
+    QL_PROP_STREAK_DETAIL = 71724,   // the channel that others are rebuilt from, 1 to 3, or 0
 };

@@ -169,6 +169,9 @@ constexpr PropertyRow kUserRows[] = {
     RangeRow(QL_PROP_SATURATION, u"Saturation", kFullSaturation, 0, kMaxSaturation),
     ListRow(QL_PROP_ROTATION, u"Rotation", kReadWriteList, 0, kTurns),
     ListRow(QL_PROP_MIRROR, u"Mirror", kReadWriteList, 0, kOffOn),
+    RangeRow(QL_PROP_SMOOTHING, u"Smoothing", 1, 0, 2),
+    RangeRow(QL_PROP_STREAKS, u"Streak Removal", 0, 0, 2),
+    RangeRow(QL_PROP_STREAK_DETAIL, u"Streak Detail Channel", 0, 0, 3),
 };
 
 // What setGeomControl says of the scan to come; nobody in the driver reads it.

@@ -180,6 +180,17 @@ std::vector<PropertyWrite> ToneWrites(const ScanSettings& settings) {
 
 }  // namespace
 
+std::vector<PropertyWrite> FilterWrites(const ScanFilters& filters) {
+    std::vector<PropertyWrite> writes;
+    if (filters.smoothing)
+        writes.push_back({QL_PROP_SMOOTHING, *filters.smoothing});
+    if (filters.streaks)
+        writes.push_back({QL_PROP_STREAKS, *filters.streaks});
+    if (filters.streakDetail)
+        writes.push_back({QL_PROP_STREAK_DETAIL, *filters.streakDetail});
+    return writes;
+}
+
 // Inches and millimetres by the resolution; pixels are taken as they are.
 LONG ScanArea::Pixels(double length, LONG dpi) const {
     const double pixels = unit == Unit::Pixels   ? length
@@ -207,6 +218,7 @@ ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
         writer.Image("the mirror", {{QL_PROP_MIRROR, 1}});
     if (settings.rotation)
         writer.Image("the rotation", {{QL_PROP_ROTATION, *settings.rotation}});
+    writer.Image("smoothing or removal of streaks", FilterWrites(settings.filters));
     writer.Others(settings.others, false);
     if (settings.medium == ScanMedium::File)
         writer.Image("the medium", {{WIA_IPA_TYMED, TYMED_FILE}});

@@ -32,6 +32,14 @@ struct ScanArea {
     LONG Pixels(double length, LONG dpi) const;
 };
 
+// What is filtered out of an image; nothing is as the device's properties have it.
+struct ScanFilters {
+    std::optional<LONG> smoothing;     // 0 off, 1 of noise, 2 of all detail besides
+    std::optional<LONG> streaks;       // 0 off, 1 or 2
+    std::optional<LONG> streakDetail;  // rebuilds two channels from red, green or blue: 1 to 3
+};
+std::vector<PropertyWrite> FilterWrites(const ScanFilters& filters);
+
 struct ScanSettings {
     ScanSource source = ScanSource::Unchanged;
     ScanMode mode = ScanMode::Unchanged;
@@ -42,6 +50,7 @@ struct ScanSettings {
     std::optional<LONG> threshold;   // of line art
     bool mirror = false;             // each line from right to left
     std::optional<LONG> rotation;    // degrees clockwise, 90, 180 or 270, behind the mirror
+    ScanFilters filters;
     // Others: those of the root are written behind the source, those of other items at the end.
     std::vector<ItemWrite> others;
     ScanMedium medium = ScanMedium::Callback;

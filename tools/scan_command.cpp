@@ -16,6 +16,7 @@
 #include "tools/choice_option.h"
 #include "tools/command.h"
 #include "tools/console.h"
+#include "tools/filter_options.h"
 #include "tools/page_files.h"
 #include "tools/process/analysis.h"
 #include "tools/scan_tones.h"
@@ -224,6 +225,7 @@ void AddSettings(CLI::App& sub, ScanCommand& command) {
                    "Degrees clockwise: 90, 180 or 270, of the mirrored page if it is. Rows come "
                    "when the page's last line has been scanned, on either medium")
         ->check(CLI::IsMember({90, 180, 270}));
+    AddFilterOptions(sub, settings.filters);
     sub.add_option("--set", command.m_sets,
                    "NAME=VALUE: any other property, by its shown name or id")
         ->take_all()

@@ -21,6 +21,7 @@ struct Settings {
     QLColorPoint points[3];  // of length 1 at most
 };
 const Settings kSettings[] = {{{0, 0, 0}, {}},
+                              {{10, 20, -30}, {{-0.5, 0.0005}}},  // two channels almost alike
                               {{37, -40, 25}, {{0.4, 0.3}, {0.1, -0.2}, {0.5, -0.5}}},
                               {{-60, 70, -80}, {{-0.6, 0.8}, {}, {-1.0, 0.0}}},
                               {{100, -100, 100}, {{}, {-0.7, 0.7}, {0.0, 1.0}}},
@@ -133,10 +134,10 @@ TEST(NegativeCurves, AreThoseOfTheFilmShiftedInDensity) {
     }
     analyser.SetExposureShift(0.1);
     analyser.SetChannelShift(1, -0.05);
-    expect(kSettings[1], true, 0.0);
+    expect(kSettings[2], true, 0.0);
     analyser.SetFilmStep(0.25);  // beyond the dark end of the table
-    expect(kSettings[1], true, 0.25);
-    expect(kSettings[1], false, 0.25);
+    expect(kSettings[2], true, 0.25);
+    expect(kSettings[2], false, 0.25);
 }
 
 struct PhotoOnBoard : testing::Test {

@@ -9,6 +9,7 @@
 #include <random>
 
 #include "analysis/negative_analyser.h"
+#include "analysis/neighbour_search.h"
 #include "analysis/photo_analyser.h"
 #include "analysis/slide_analyser.h"
 
@@ -25,7 +26,8 @@ Pixels Scene(double density, double cast, double spread) {
     for (Three& pixel : pixels) {
         const double bell = (random() % 1000 + random() % 1000 + random() % 1000) / 1000.0 - 1.5;
         for (int c = 0; c < 3; ++c) {
-            const double light = std::pow(10.0, -density - c * cast - spread * bell);
+            const double own = cast * (c == 1 ? 1.5 : c);
+            const double light = std::pow(10.0, -density - own - spread * bell);
             pixel[c] = static_cast<int>(65535.0 * std::min(light, 1.0));
         }
     }
@@ -70,22 +72,8 @@ double Squares(const Weights& v, double off) {
     return (v[0] - off) * (v[0] - off) + (v[1] - off) * (v[1] - off) + (v[2] - off) * (v[2] - off);
 }
 
-// To the best neighbour along the axes, the first of equals, or on to a third of the step.
-template <std::size_t N>
-void Climb(std::array<double, N>& at, double step, double finest,
-           const std::function<double(const std::array<double, N>&)>& cost) {
-    for (double best = cost(at); step > finest;) {
-        const std::array<double, N> from = at;
-        for (std::size_t i = 0; i < 2 * N; ++i) {
-            std::array<double, N> trial = from;
-            trial[i / 2] += i % 2 == 0 ? step : -step;
-            if (const double c = cost(trial); c < best) {
-                best = c;
-                at = trial;
-            }
-        }
-        step /= at == from ? 3.0 : 1.0;
-    }
+auto DownTo(double finest) {
+    return [finest](std::int64_t, double step) { return step > finest; };
 }
 
 struct NegativeWalk {
@@ -147,7 +135,7 @@ struct NegativeWalk {
     }
     void SearchColor(double step) {
         Weights &w = m_offsets, bright, e, off;
-        Climb<3>(w, step, 0.02, [this](const Weights& at) { return Cost(at); });
+        SearchNeighbours(&w, step, DownTo(0.02), [this](const Weights& at) { return Cost(at); });
         m_twin.BrightestList().Average(&bright[0], &bright[1], &bright[2]);
         const bool dark = std::ranges::min(bright) <= 8191.0;
         for (double& b : bright)
@@ -209,36 +197,71 @@ TEST(NegativeSearch, DetectsTheFilmOnce) {
     }
 }
 
-// Walked with the analyser itself: what it found of white and black stood before it searched.
+// What it found of white and black stood before it searched for the midtones.
 template <typename Analyser>
-void ExpectMidtones(const Pixels& pixels, int highest) {
+void ExpectMidtones(const Pixels& pixels, bool expose, int highest) {
     QLAttribTree tree;
     Analyser a(&tree);
-    a.SetExposeFlag(true);
+    a.SetExposeFlag(expose);
     EXPECT_TRUE(Analyse(a, pixels, QL_ANALYSE_TONE_AND_COLOR));
     const int found = a.Midtone();
     const QLColorPoint point = a.Point(1);
     a.SetMidtone(0);
     std::array<double, 2> at{};
-    Climb<2>(at, 0.1, 0.01, [&](const std::array<double, 2>& p) {
+    SearchNeighbours(&at, 0.1, DownTo(0.01), [&](const std::array<double, 2>& p) {
         SetPoint(a, p[0], p[1]);
         return Squares(Means(a), Mean(Means(a)));
     });
-    SetPoint(a, at[0], at[1]);
+    SetPoint(a, expose ? at[0] : at[0] / 3.0, expose ? at[1] : at[1] / 3.0);
     EXPECT_NEAR(std::hypot(point.x - a.Point(1).x, point.y - a.Point(1).y), 0.0, 1e-3);
     const auto off = [&](int midtone) {
         a.SetMidtone(midtone);
         return Squares(Means(a), 11796.48);
     };
-    for (int midtone = -60; midtone <= highest; midtone += 20)
+    for (int midtone = -60; expose && midtone <= highest; midtone += 20)
         EXPECT_GE(off(midtone), off(found)) << found;
 }
 
-TEST(LevelSearch, FindsWhatItsWalkFinds) {
-    for (const double density : {0.3, 0.7, 1.2}) {
-        ExpectMidtones<CPhotoToneAnalyser>(Scene(density, 0.05, density / 3.0), 80);
-        ExpectMidtones<CSlideToneAnalyser>(Scene(density, -0.03, density / 3.0), 20);
+TEST(LevelSearch, FindsTheBestMidtones) {
+    for (const double density : {0.3, 0.7, 1.2, 1.8}) {
+        const Pixels pixels = Scene(density, 0.05, density / 3.0);
+        ExpectMidtones<CPhotoToneAnalyser>(pixels, true, 80);
+        ExpectMidtones<CSlideToneAnalyser>(pixels, true, 20);
+        ExpectMidtones<CSlideToneAnalyser>(pixels, false, 0);
     }
+}
+
+// The white of 2 percent is (1.2, 1.0, 0.8) times its mean, and level 35.7; the black of 0.1
+// percent is (63935, 63935, 64735) below full scale, and half of 1600 is level -36.6.
+TEST(LevelSearch, TakesWhiteAndBlackOfAnExposureFromTheEnds) {
+    Pixels pixels(1000, {16000, 16000, 16000});
+    std::fill_n(pixels.begin(), 30, Three{48000, 40000, 32000});
+    std::fill_n(pixels.rbegin(), 10, Three{1600, 1600, 800});
+    std::fill_n(pixels.begin(), 6, Three{64000, 64000, 64000});
+    const auto expect = [&](auto&& analyser, double gain) {
+        analyser.SetExposeFlag(true);
+        EXPECT_TRUE(Analyse(analyser, pixels, QL_ANALYSE_TONE_AND_COLOR));
+        EXPECT_EQ(analyser.Highlight() * 1000 + analyser.Shadow(), 36000 - 37);
+        const double points[] = {-0.2 / gain, 0.11547 / gain, -0.04155, 0.07197};
+        EXPECT_NEAR(analyser.Point(0).x, points[0], 2e-3);
+        EXPECT_NEAR(analyser.Point(0).y, points[1], 2e-3);
+        EXPECT_NEAR(analyser.Point(2).x, points[2], 2e-3);
+        EXPECT_NEAR(analyser.Point(2).y, points[3], 2e-3);
+    };
+    QLAttribTree tree;
+    expect(CPhotoToneAnalyser(&tree), 0.5);
+    expect(CSlideToneAnalyser(&tree), 1.3);
+}
+
+TEST(NeighbourSearch, TakesTheFirstOfEqualsAndClosesIn) {
+    std::array<double, 2> at{};
+    int asked = 0;
+    SearchNeighbours(&at, 0.9, DownTo(0.2), [&](const std::array<double, 2>& p) {
+        ++asked;
+        return -std::min(std::abs(p[0]) + std::abs(p[1]), 0.5);
+    });
+    EXPECT_EQ(at, (std::array{0.9, 0.0}));
+    EXPECT_EQ(asked, 1 + 3 * 4) << "at 0.9 twice, at 0.3 once";
 }
 
 // Of 1000 pixels 10 are at the top; those up to 500 bins below are near it.

@@ -179,6 +179,30 @@ TEST_F(Scans, WithoutALineAreWhite) {
     ExpectInFile(white, 24, 12, 600);
 }
 
+// A dark dot stays by itself, gets darker where detail is sharpened, and spreads where it is
+// smoothed.
+TEST_F(Scans, AreFilteredAsTheItemSays) {
+    Picture dot{40, Bytes(40 * 30 * 3, 200)};
+    std::fill_n(dot.samples.begin() + (12 * 40 + 20) * 3, 3, BYTE{100});
+    OpenWith(dot);
+    SetWindow(300, 300, 0, 0, 40, 30);
+    Set({{QL_PROP_SMOOTHING, 0}});
+    ExpectBoth(dot, 24, 30);
+    UseMedium(TYMED_CALLBACK);
+    const auto scan = [this](LONG smoothing, LONG streaks) {
+        Set({{QL_PROP_SMOOTHING, smoothing}, {QL_PROP_STREAKS, streaks}});
+        CPages pages;
+        EXPECT_EQ(Failure(Scan(pages)), "");
+        return pages.m_pages.at(0).rows;
+    };
+    const std::size_t at = (12 * 40 + 20) * 3;
+    const Bytes plain = scan(0, 0), sharp = scan(0, 1), smooth = scan(2, 0);
+    EXPECT_LT(sharp.at(at), plain.at(at));
+    EXPECT_GT(smooth.at(at), plain.at(at));
+    EXPECT_LT(smooth.at(at + 120), plain.at(at + 120)) << "in the line below";
+    EXPECT_EQ(scan(0, 0), plain);
+}
+
 // ---- Pages that don't come through
 
 TEST_F(Scans, CanBeCancelledAtEveryMoment) {

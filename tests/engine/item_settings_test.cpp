@@ -71,6 +71,24 @@ TEST_F(ItemSettings, ReachTheirAttributes) {
     EXPECT_EQ(m_engine.ReadItemSettings(nullptr), E_INVALIDARG);
 }
 
+TEST_F(ItemSettings, FiltersAreChosenAndStreaksAreProvidedForOnRequest) {
+    const auto read = [this](LONG smoothing, LONG streaks, LONG detail) {
+        ReadWith({{QL_PROP_SMOOTHING, smoothing},
+                  {QL_PROP_STREAKS, streaks},
+                  {QL_PROP_STREAK_DETAIL, detail}});
+        std::vector<std::int32_t> values;
+        for (const std::int32_t id : {QL_ATTR_SMOOTH_ON, QL_ATTR_DESTREAK_A, QL_ATTR_DESTREAK_B,
+                                      QL_ATTR_DESTREAK_C, QL_ATTR_DESTREAK_D, QL_ATTR_DESTREAK_E})
+            values.push_back(Get(id));
+        return values;
+    };
+    using Values = std::vector<std::int32_t>;
+    EXPECT_EQ(read(2, 0, 1), (Values{1, 0, 0, 0, 0, 0})) << "nobody answers";
+    EXPECT_EQ(read(1, 2, 1), (Values{0, 2, 2, 1, 1, 3000}));
+    EXPECT_EQ(read(0, 1, 3), (Values{0, 1, 1, 2, 3, 3000}));
+    EXPECT_EQ(read(0, 0, 0), (Values{0, 0, 0, 2, 0, 3000}));
+}
+
 TEST_F(ItemSettings, BrightnessMovesTheThresholdOfLineArt) {
     constexpr LONG kLeast = -2147483647 - 1;
     // Brightness, threshold, the engine's threshold.

@@ -106,8 +106,8 @@ TEST(PixelLists, HoldWhatAStableSortPutsFirst) {
         std::ranges::copy_if(pixels, std::back_inserter(sorted), taken);
         std::ranges::stable_sort(sorted, {}, [&](const Pixel& p) { return sign * sum(p); });
         std::array<double, 3> mean{}, held{1, 1, 1};
-        for (int i = 0; i < 30; ++i)
-            mean[i % 3] += sorted[i / 3][i % 3] / 10.0;
+        for (int i = 0; i < 90; ++i)
+            mean[i % 3] += sorted[i / 3][i % 3] / 30.0;
         list.Average(&held[0], &held[1], &held[2]);
         EXPECT_EQ(held[0] + held[1] + held[2] + list.Count(), 0) << "nothing is 0";
         for (const Pixel& p : pixels)
@@ -115,14 +115,14 @@ TEST(PixelLists, HoldWhatAStableSortPutsFirst) {
         list.Average(&held[0], &held[1], &held[2]);
         for (int c = 0; c < 3; ++c)
             EXPECT_NEAR(held[c], mean[c], 1e-9);
-        EXPECT_EQ(list.Threshold(), sum(sorted[9]));
+        EXPECT_EQ(list.Threshold(), sum(sorted[29]));
         list.Clear();
         EXPECT_EQ(list.Count(), 0);
     };
-    expect(CBrightestPixelList(10), -1, [](const auto&) { return true; });
-    expect(CBoundedBrightestList(10, 7), -1,
+    expect(CBrightestPixelList(30), -1, [](const auto&) { return true; });
+    expect(CBoundedBrightestList(30, 7), -1,
            [](const auto& p) { return std::ranges::max(p) <= 7; });
-    expect(CDarkestPixelList(10, 2), 1, [&](const auto& p) { return sum(p) < 9; });
+    expect(CDarkestPixelList(30, 2), 1, [&](const auto& p) { return sum(p) < 9; });
     CBrightestPixelList bright(2);
     bright.Offer(0, 0, 0);
     EXPECT_EQ(bright.Count(), 0) << "black is as dark as an empty place";

@@ -141,6 +141,7 @@ TEST(Kernels, ColourIsCorrectedAndBalancedInDensity) {
     const auto at = [](const Samples& table) {
         return [&table](int i) { return int{table[static_cast<std::size_t>(std::min(i, 65535))]}; };
     };
+    // clang-format off
     for (int round = 0; round < 12; ++round) {
         int k[27];
         for (int& factor : k)
@@ -166,6 +167,7 @@ TEST(Kernels, ColourIsCorrectedAndBalancedInDensity) {
                     p[c] = t[1][Held(d[c] + delta)];
             });
     }
+    // clang-format on
 }
 
 TEST(Kernels, SamplesChangeDepthAndOrder) {

@@ -39,6 +39,8 @@ TEST_F(CommandLine, ExitCodesAndMessagesTellWhatIsWrong) {
          "nvqscan: Gamma cannot be '-1' (allowed: 0 to 4000)\n"},
         {{"process", m_input, "-o", m_folder / "no/x.bmp"}, 1, "nvqscan: " + m_folder / "no/x.bm"},
         {{"process", m_input, "-o", m_output, "--band", "0"}, 2, "--band: "},
+        {{"process", m_input, "-o", m_output, "--streak-detail", "red"}, 2, "--streak-detail req"},
+        {{"process", m_input, "-o", m_output, "--smooth", "soft"}, 2, "--smooth: 'soft' is none"},
         {{"process", m_input, "-o", m_output, "--analyse"}, 2, "--analyse requires --from-file"},
         {{}, 2, "A subcommand is required"},
         {{"sample", "-o", m_folder / "x.gif"}, 2, "nvqscan: " + m_folder / "x.gif" + ": ends in"},

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
+#include <set>
 
 #include "tests/pictures/picture_files.h"
 
@@ -77,6 +79,26 @@ TEST_F(Process, ThePropertiesAreReadBeforeTheAttributesAreWritten) {
     EXPECT_EQ(Run(job), gray) << "the last write holds";
 }
 
+TEST_F(Process, FiltersAreTheAttributesOfTheirStages) {
+    Lay(TestBitmap(40, 12, 24));
+    const struct {
+        ScanFilters filters;
+        Names attributes;
+    } cases[] = {{{2, {}, {}}, {"SMOOTH_ON=true"}},
+                 {{{}, 2, {}}, {"DESTREAK_B=2"}},
+                 {{{}, 1, 1}, {"DESTREAK_B=1", "DESTREAK_C=1", "DESTREAK_D=1"}},
+                 {{{}, 1, 3}, {"DESTREAK_B=1", "DESTREAK_D=3"}}};
+    std::set<Bytes> results = {Run(Job("plain.bmp"))};
+    for (const auto& c : cases) {
+        CProcessJob filtered = Job("a.bmp"), written = Job("b.bmp");
+        filtered.m_filters = c.filters;
+        written.m_attributes = c.attributes;
+        EXPECT_EQ(Run(filtered), Run(written)) << c.attributes.back();
+        results.insert(Run(filtered));
+    }
+    EXPECT_EQ(results.size(), 1 + std::size(cases));
+}
+
 TEST_F(Process, BothRoadsAndEveryBandGiveTheSameBytes) {
     for (const std::int32_t height : {1, 27}) {
         for (const char* property : {"Data Type=3", "Data Type=0"}) {
@@ -97,6 +119,35 @@ TEST_F(Process, BothRoadsAndEveryBandGiveTheSameBytes) {
     EXPECT_EQ(bytes[1078], TestSample(0, 30, 0)) << "the last line comes first";
     gray.m_bandLines = 7;
     EXPECT_EQ(Run(gray), bytes) << "gray pictures are told line by line";
+}
+
+// Mirrored and turned half round, lines change places and pixels don't.
+TEST_F(Process, APictureIsMirroredAndTurned) {
+    CBitmapFile picture = TestBitmap(16, 20, 24);
+    picture.m_info.biXPelsPerMeter = 11811;
+    picture.m_info.biYPelsPerMeter = 5906;
+    Lay(picture);
+    const Bytes plain = Run(Job("out.bmp"));
+    for (CProcessJob job : {Job("turned.bmp"), FileJob("turned.bmp")}) {
+        job.m_mirror = true;
+        job.m_rotate = 180;
+        Bytes expected = plain;
+        for (std::ptrdiff_t line = 0; line < 20; ++line)
+            std::copy_n(plain.begin() + 54 + 48 * line, 48, expected.end() - 48 * (line + 1));
+        EXPECT_EQ(Run(job), expected);
+        job.m_rotate = 90;
+        BITMAPINFOHEADER info = {};
+        std::memcpy(&info, Run(job).data() + sizeof(BITMAPFILEHEADER), sizeof(info));
+        EXPECT_EQ(
+            (std::array{info.biWidth, info.biHeight, info.biXPelsPerMeter, info.biYPelsPerMeter}),
+            (std::array<LONG, 4>{20, 16, 5906, 11811}));
+    }
+    Lay(TestBitmap(9, 2, 24));
+    CProcessJob job = Job("small.bmp");
+    job.m_rotate = 90;
+    std::string error;
+    EXPECT_EQ(RunProcess(job, &error), CProcessResult::BadInput);
+    EXPECT_EQ(error, m_input + ": only a picture of at least 3 pixels and lines can be turned");
 }
 
 TEST_F(Process, EveryPictureFormatTakesBothRoads) {

@@ -26,6 +26,9 @@ _nvqscan() {
     case $prev in
         --source) _nvqscan_words 'flatbed feeder duplex slide negative' && return ;;
         --mode) _nvqscan_words 'color gray lineart' && return ;;
+        --smooth) _nvqscan_words 'off light strong' && return ;;
+        --streaks) _nvqscan_words 'off 1 2' && return ;;
+        --streak-detail) _nvqscan_words 'red green blue' && return ;;
         --medium) _nvqscan_words 'callback file' && return ;;
         --rotate) _nvqscan_words '90 180 270' && return ;;
         --resolution) _nvqscan_words '75 100 150 200 300 400 600 1200 2400 4800' && return ;;
@@ -50,7 +53,8 @@ _nvqscan() {
     case $command in
         scan)
             options+=' --output --source --mode --resolution --area --brightness --contrast'
-            options+=' --threshold --mirror --rotate --set --medium --pages --quiet'
+            options+=' --threshold --mirror --rotate --smooth --streaks --streak-detail --set --medium'
+            options+=' --pages --quiet'
             ;;
         devices) options+=' --json --names' ;;
         install)
@@ -62,7 +66,7 @@ _nvqscan() {
         log) options+=' --level --file --to' ;;
         process)
             options+=' --output --mirror --rotate --property --set --from-file --analyse --encoded --band'
-            options+=' --list-attributes --list-properties'
+            options+=' --smooth --streaks --streak-detail --list-attributes --list-properties'
             ;;
         sample) options+=' --output --width --height --dpi --gray --encoded' ;;
         profile) options+=' --output --builtin' ;;

@@ -12,6 +12,7 @@
 #include "service/install.h"
 #include "tools/command.h"
 #include "tools/console.h"
+#include "tools/filter_options.h"
 #include "tools/process/attribute_writes.h"
 #include "tools/process/model_item.h"
 #include "tools/process/run.h"
@@ -34,6 +35,7 @@ int ListTables(const ProcessOptions& options) {
     if (options.m_listAttributes) {
         CQLEngine engine;
         engine.Init();
+        engine.ProvideStreaks();
         engine.ReadItemSettings(&item);
         ListAttributes(engine, std::cout);
     }
@@ -102,6 +104,7 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
                      "the properties were read")
         ->take_all()
         ->allow_extra_args(false);
+    AddFilterOptions(*process, job.m_filters);
     CLI::Option* fromFile = process->add_flag(
         "--from-file", job.m_fromFile, "Let the engine read the file itself instead of feeding it");
     process->add_flag("--analyse", job.m_analyse, "Run an analysis pass first")->needs(fromFile);

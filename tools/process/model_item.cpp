@@ -41,6 +41,9 @@ constexpr PROPID kEngineReads[] = {
     QL_PROP_SATURATION,
     QL_PROP_ROTATION,
     QL_PROP_MIRROR,
+    QL_PROP_SMOOTHING,
+    QL_PROP_STREAKS,
+    QL_PROP_STREAK_DETAIL,
 };
 
 // ---- Numbers

@@ -121,6 +121,8 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttri
     CModelItem item;
     if (job.m_encoded)
         item.SetEncodedSamples();
+    for (const PropertyWrite& write : FilterWrites(job.m_filters))
+        item.WriteLong(write.id, std::get<LONG>(write.value));
     for (const std::string& text : job.m_properties) {
         if (!item.Assign(text, error))
             return false;
@@ -136,6 +138,8 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttri
             return false;
         writes->push_back(*write);
     }
+    // For those who write them by name.
+    engine.ProvideStreaks();
     engine.ReadItemSettings(&item);
     for (const CAttributeWrite& write : *writes)
         write.Apply(engine);

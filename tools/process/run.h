@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "service/exposure.h"
+#include "service/scan_settings.h"
 #include "tools/process/tone_files.h"
 
 // What the command line asks for.
@@ -21,6 +22,7 @@ struct CProcessJob {
     std::int32_t m_bandLines = 20;
     CToneFiles m_plots;
     AutoWish m_auto;  // what an analysis pass of its own settles first, on both roads
+    ScanFilters m_filters;
     std::vector<std::string> m_properties;  // NAME_OR_ID=VALUE
     std::vector<std::string> m_attributes;  // NAME=VALUE, in their order
     // Each may be empty. What --auto has found, or that it found nothing: one line.

@@ -1,0 +1,18 @@
+#include "tools/filter_options.h"
+
+#include "tools/choice_option.h"
+
+void AddFilterOptions(CLI::App& sub, ScanFilters& filters) {
+    TakesWordOf<LONG>(sub.add_option("--smooth", filters.smoothing,
+                                     "off, light: noise only, or strong: fine detail too (light)"),
+                      {{"off", 0}, {"light", 1}, {"strong", 2}});
+    CLI::Option* streaks =
+        sub.add_option("--streaks", filters.streaks,
+                       "off, 1 or 2: sharpen along the line, 2 by coarser detail or more (off)");
+    TakesWordOf<LONG>(streaks, {{"off", 0}, {"1", 1}, {"2", 2}});
+    TakesWordOf<LONG>(sub.add_option("--streak-detail", filters.streakDetail,
+                                     "red, green or blue: with --streaks, rebuild the other two "
+                                     "channels from this one, without their streaks"),
+                      {{"red", 1}, {"green", 2}, {"blue", 3}})
+        ->needs(streaks);
+}
