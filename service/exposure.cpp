@@ -186,7 +186,10 @@ ScanStatus SetForPreview(CScanDevice& device, const CDeviceProperties& before, b
 ScanStatus ScanPreview(CScanDevice& device, const CDeviceProperties& before,
                        const std::atomic<bool>* cancel, CPreview& preview) {
     ScanStatus status = SetForPreview(device, before, true);
-    if (status.Ok()) {
+    if (!status.Ok()) {
+        // Nobody has asked for these values: why they can't be had is enough.
+        status.text = ResultText(status.code);
+    } else {
         CNowhere nowhere;
         ScanOptions options;
         options.pages = 1;

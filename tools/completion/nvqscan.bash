@@ -26,6 +26,7 @@ _nvqscan() {
     case $prev in
         --source) _nvqscan_words 'flatbed feeder duplex slide negative' && return ;;
         --mode) _nvqscan_words 'color gray lineart' && return ;;
+        --auto) _nvqscan_words 'tone color expose' && return ;;
         --medium) _nvqscan_words 'callback file' && return ;;
         --rotate) _nvqscan_words '90 180 270' && return ;;
         --resolution) _nvqscan_words '75 100 150 200 300 400 600 1200 2400 4800' && return ;;
@@ -35,7 +36,7 @@ _nvqscan() {
         --events) _nvqscan_words 'pipe poll none' && return ;;
         --sub-type) _nvqscan_words 'index signal mask value' && return ;;
         --model) _nvqscan_words 'SIM300A SIM100F SIM200S SIM500D' && return ;;
-        -o | --output | --file | --port | --driver | --toolkit)
+        -o | --output | --histogram | --curves | --file | --port | --driver | --toolkit)
             _nvqscan_files
             return
             ;;
@@ -50,7 +51,11 @@ _nvqscan() {
     case $command in
         scan)
             options+=' --output --source --mode --resolution --area --brightness --contrast'
+<<<<<<< HEAD
             options+=' --threshold --mirror --rotate --set --medium --pages --quiet'
+=======
+            options+=' --threshold --set --auto --histogram --curves --medium --pages --quiet'
+>>>>>>> d4f99c3 (Document automatic exposure and plots, and cut their tests)
             ;;
         devices) options+=' --json --names' ;;
         install)
@@ -61,7 +66,12 @@ _nvqscan() {
         buttons) options+=' --exec --count' ;;
         log) options+=' --level --file --to' ;;
         process)
+<<<<<<< HEAD
             options+=' --output --mirror --rotate --property --set --from-file --analyse --encoded --band'
+=======
+            options+=' --output --property --set --from-file --analyse --encoded --band'
+            options+=' --auto --histogram --curves'
+>>>>>>> d4f99c3 (Document automatic exposure and plots, and cut their tests)
             options+=' --list-attributes --list-properties'
             ;;
         sample) options+=' --output --width --height --dpi --gray --encoded' ;;
