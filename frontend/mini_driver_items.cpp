@@ -150,8 +150,8 @@ HRESULT CNVwiaMiniDrv::BuildRootItemProperties(BYTE* item) {
 }
 
 // Asks for the plainest source that the device takes: the flatbed, or the feeder where there is
-// nothing else. It is no preview: the property that would say so is only being made. A failure shows
-// in the answers that follow.
+// nothing else. It is no preview: the property that would say so is only being made. A failure
+// shows in the answers that follow.
 HRESULT CNVwiaMiniDrv::AskForSources(std::span<LONG> numbers) {
     DWORD only = kHasFlatbed;
     bool chosen = false;

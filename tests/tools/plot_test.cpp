@@ -28,9 +28,8 @@ class CPlotPixels {
     char At(double x, double y, int panel = 0) const {
         const double across = kFrameLeft + x * (kFrameRight - kFrameLeft);
         const double down = panel * kPanelHeight + kFrameBottom - y * (kFrameBottom - kFrameTop);
-        const std::uint8_t* bgr =
-            m_rows.data() + static_cast<std::size_t>(std::lround(down * m_scale)) * m_lineBytes +
-            3 * static_cast<std::size_t>(std::lround(across * m_scale));
+        const std::uint8_t* bgr = m_rows.data() + std::lround(down * m_scale) * m_lineBytes +
+                                  3 * std::lround(across * m_scale);
         const auto [low, high] = std::minmax({bgr[0], bgr[1], bgr[2]});
         if (high - low < 25)
             return low > 250 ? 'w' : '.';
@@ -52,19 +51,13 @@ class CPlotPixels {
 };
 
 TEST(Plot, AxesEndAtWholeSteps) {
-    const struct {
-        double most, end, step;
-    } table[] = {{0, 1, 1},      {-3, 1, 1},       {7, 7, 1},      {12, 12, 2},   {55, 60, 10},
-                 {0.95, 1, 0.1}, {1.61, 1.8, 0.2}, {100, 100, 10}, {20.1, 25, 5}, {NAN, 1, 1}};
-    for (const auto& row : table) {
-        const CPlotAxis axis = AxisUpTo(row.most, "%");
-        EXPECT_NEAR(axis.m_most, row.end, 1e-9) << row.most;
-        EXPECT_NEAR(axis.m_step, row.step, 1e-9) << row.most;
-    }
+    for (const auto& [most, end] :
+         {std::pair{0.0, 1.0}, {NAN, 1}, {55, 60}, {1.61, 1.8}, {20.1, 25}})
+        EXPECT_NEAR(AxisUpTo(most, "%").m_most, end, 1e-9) << most;
 }
 
-// Three tenths of red at level 64, seven tenths at 191; blue everywhere at 230, which goes beyond
-// no top, as so few levels occur. All is at most 100 %, so a tenth of y is 10 %.
+// Three tenths of red at level 64, seven tenths at 191, blue all at 230. So few levels leave none
+// out: the axis goes to 100 %.
 TEST(Plot, AHistogramShowsTheSharesOfItsLevels) {
     const CTempFolder folder;
     CToneCounts counts;
@@ -73,71 +66,48 @@ TEST(Plot, AHistogramShowsTheSharesOfItsLevels) {
     counts.m_channels[0][191] = 700;
     counts.m_channels[2][230] = 1000;
     const CPlotPanel panel = HistogramPanel("Tones", "level", counts);
-    EXPECT_EQ(panel.m_y.m_most, 100);
     EXPECT_EQ(panel.m_series[0].m_name, "red, mean 153");  // (3 x 64 + 7 x 191) / 10 = 152.9
-    EXPECT_EQ(panel.m_note, "");
     std::string error;
-    const std::string path = folder / "plot.png";
-    ASSERT_TRUE(WritePlot(path, {&panel, 1}, &error)) << error;
-    const CPlotPixels plot(path);
-    const struct {
-        char color;
-        int level;
-        double share;
-    } peaks[] = {{'r', 64, 0.3}, {'r', 191, 0.7}, {'b', 230, 1}};
-    for (const auto& peak : peaks) {
-        EXPECT_TRUE(plot.Finds(peak.color, peak.level / 255.0, peak.share - 0.04, peak.share));
-        EXPECT_FALSE(plot.Finds(peak.color, peak.level / 255.0, peak.share + 0.01, 0.99));
-        EXPECT_EQ(plot.At((peak.level + 5) / 255.0, peak.share / 2), 'w');
+    ASSERT_TRUE(WritePlot(folder / "plot.png", {&panel, 1}, &error)) << error;
+    const CPlotPixels plot(folder / "plot.png");
+    for (const auto& [color, level, share] :
+         {std::tuple{'r', 64, 0.3}, {'r', 191, 0.7}, {'b', 230, 1.0}}) {
+        EXPECT_TRUE(plot.Finds(color, level / 255.0, share - 0.04, share));
+        EXPECT_FALSE(plot.Finds(color, level / 255.0, share + 0.01, 0.99));
+        EXPECT_EQ(plot.At((level + 5) / 255.0, share / 2), 'w');
     }
     EXPECT_EQ(plot.At(0.2, 0.5), '.') << "the grid";
-    // Many levels, and one that would flatten them.
-    for (auto& count : counts.m_channels[1])
-        count = 10;
+    counts.m_channels[1].fill(10);
     counts.m_channels[1][128] = 2450;
-    const CPlotPanel cut = HistogramPanel("Tones", "level", counts);
-    EXPECT_LT(cut.m_y.m_most, 100);
-    EXPECT_EQ(HistogramPanel("Nothing", "level", {}).m_y.m_most, 100);
+    EXPECT_LT(HistogramPanel("Tones", "level", counts).m_y.m_most, 100) << "one is left out";
 }
 
 TEST(Plot, TheEndingChoosesTheFormat) {
     const CTempFolder folder;
     const CPlotPanel panel{"Title", "note", {"x", 1, 1}, {"y", 1, 1}, {{"one", kPlotRed, {0, 1}}}};
-    for (const auto& [ending, begin] :
-         {std::pair{".png", "\x89PNG"}, {".PDF", "%PDF-1"}, {".svg", "<?xml"}}) {
-        std::string error;
-        const std::string path = folder / (std::string("plot") + ending);
-        ASSERT_TRUE(WritePlot(path, {&panel, 1}, &error)) << error;
-        EXPECT_EQ(ReadText(path).find(begin), 0u) << ending;
-    }
-    const std::size_t files = folder.Names().size();
     std::string error;
-    EXPECT_FALSE(IsPlotFile("a/b.jpg", &error));
+    for (const auto& [name, begin] :
+         {std::pair{"a.png", "\x89PNG"}, {"b.PDF", "%PDF-1"}, {"c.svg", "<?xml"}}) {
+        ASSERT_TRUE(WritePlot(folder / name, {&panel, 1}, &error)) << error;
+        EXPECT_EQ(ReadText(folder / name).find(begin), 0u) << name;
+    }
+    EXPECT_FALSE(WritePlot("a/b.jpg", {&panel, 1}, &error));
     EXPECT_EQ(error, "a/b.jpg: a plot is a .png, .pdf or .svg file");
     EXPECT_FALSE(WritePlot(folder / "none/plot.svg", {&panel, 1}, &error));
     EXPECT_EQ(error.find(folder / "none/plot.svg: can't be created"), 0u) << error;
-    EXPECT_EQ(folder.Names().size(), files) << "nothing half done is left";
 }
 
 TEST(Plot, CountsAreThoseOfThePixels) {
     CToneCounter counter;
-    const Bytes color = {1, 2, 3, 1, 9, 3, 0, 0, 7, 2, 3, 1, 9, 3, 0, 0};
     counter.Begin(MakeInfoHeader(2, 2, 24), {});
-    counter.Add(color);
+    counter.Add(Bytes{1, 2, 3, 1, 9, 3, 0, 0, 7, 2, 3, 1, 9, 3, 0, 0});
     EXPECT_EQ(counter.Counts().m_channels[0][3], 4u) << "red";
-    EXPECT_EQ(counter.Counts().m_channels[1][9], 2u);
     EXPECT_EQ(counter.Counts().m_channels[2][1], 3u);
     const RGBQUAD palette[] = {{10, 10, 10, 0}, {200, 200, 200, 0}};
-    const Bytes bits = {0xA0, 0xFF, 0xFF, 0xFF};
     counter.Begin(MakeInfoHeader(3, 1, 1), palette);
-    counter.Add(bits);
+    counter.Add(Bytes{0xA0, 0xFF, 0xFF, 0xFF});
     EXPECT_EQ(counter.Counts().m_channels[0][200], 2u);
     EXPECT_EQ(counter.Counts().m_channels[0][10], 1u);
-    std::vector<std::uint32_t> bins(4096);
-    bins[15] = bins[16] = bins[4095] = 5;
-    EXPECT_EQ(FoldLevels(bins)[0], 5u);
-    EXPECT_EQ(FoldLevels(bins)[1], 5u);
-    EXPECT_EQ(FoldLevels(bins)[255], 5u);
 }
 
 // ---- Of pictures
@@ -176,50 +146,33 @@ class ProcessPlots : public testing::Test {
 };
 
 // Without corrections an encoded picture stays as it is: the curves are the diagonal, and with the
-// inversion the other one. Mirroring turns pictures, not curves.
-TEST_F(ProcessPlots, CurvesAreThoseOfTheRun) {
+// inversion the other one, and then dark grays lie at the other end. Mirroring turns pictures, not
+// curves. Line art has a histogram too.
+TEST_F(ProcessPlots, AreThoseOfTheRun) {
     LayDarkGrays();
     m_job.m_encoded = true;
-    m_job.m_properties = {"Exposure Method=1"};
-    m_job.m_plots.m_curves = m_folder / "curves.png";
+    m_job.m_plots = {m_folder / "histogram.png", m_folder / "curves.png"};
     for (const bool inverts : {false, true}) {
+        m_job.m_properties = {"Exposure Method=1"};
         m_job.m_attributes = {"QL_ATTR_MIRROR=true",
                               inverts ? "QL_ATTR_INVERT=true" : "QL_ATTR_INVERT=false"};
         Run();
-        const CPlotPixels plot(m_job.m_plots.m_curves);
+        const CPlotPixels curves(m_job.m_plots.m_curves), tones(m_job.m_plots.m_histogram);
         for (const double x : {0.15, 0.55, 0.85}) {
             const double y = inverts ? 1 - x : x;
-            EXPECT_TRUE(plot.Finds('b', x, y - 0.01, y + 0.01)) << x;
-            EXPECT_FALSE(plot.Finds('b', x, 1 - y - 0.02, 1 - y + 0.02)) << x;
+            EXPECT_TRUE(curves.Finds('b', x, y - 0.01, y + 0.01)) << x;
+            EXPECT_FALSE(curves.Finds('b', x, 1 - y - 0.02, 1 - y + 0.02)) << x;
         }
-    }
-}
-
-// Half black and half white, inverted in the result alone; of colour as of line art.
-TEST_F(ProcessPlots, HistogramsAreThoseOfInputAndResult) {
-    CBitmapFile picture = CBitmapFile::Make(40, 24, 24);
-    for (std::int32_t line = 0; line < 6; ++line)
-        std::fill_n(picture.Line(line), 120, std::uint8_t{255});
-    WriteBytes(m_job.m_input, picture.All());
-    m_job.m_plots.m_histogram = m_folder / "histogram.png";
-    m_job.m_attributes = {"QL_ATTR_INVERT=true"};
-    for (const char* type : {"Data Type=3", "Data Type=0"}) {
-        m_job.m_properties = {type};
+        for (const int panel : {0, 1}) {
+            const bool isBright = panel == 1 && inverts;
+            EXPECT_EQ(tones.At(0.07, 0.55, panel) == 'w', isBright) << panel;
+            EXPECT_EQ(tones.At(0.93, 0.55, panel) == 'w', !isBright) << panel;
+        }
+        m_job.m_properties = {"Data Type=0"};
         Run();
-        const CPlotPixels plot(m_job.m_plots.m_histogram);
-        // A quarter is white: 25 of 90 %, and 75. A level off the ends, where the frame is.
-        const auto rises = [&](double x, double share, int panel) {
-            return plot.At(x, share / 90 * 0.6, panel) != 'w' &&
-                   plot.At(x, share / 90 * 1.1, panel) == 'w';
-        };
-        EXPECT_TRUE(rises(0.0025, 75, 0)) << type;
-        EXPECT_TRUE(rises(0.9975, 25, 0)) << type;
-        EXPECT_TRUE(rises(0.0025, 25, 1)) << type;
-        EXPECT_TRUE(rises(0.9975, 75, 1)) << type;
+        EXPECT_EQ(CPlotPixels(m_job.m_plots.m_histogram).At(inverts ? 0.9975 : 0.0025, 0.5, 1),
+                  '.');
     }
-    m_job.m_plots.m_curves = m_folder / "curves.gif";
-    std::string error;
-    EXPECT_EQ(RunProcess(m_job, &error), CProcessResult::BadInput);
 }
 
 // Grays up to an eighth of full scale: as they are, an encoded mean of 64 or less. Exposure aims at
@@ -231,27 +184,16 @@ TEST_F(ProcessPlots, AnAutomaticExposureBrightensADarkPicture) {
     m_job.m_notice = [&notice](const std::string& line) { notice = line; };
     const double plain = Brightness();
     EXPECT_LT(plain, 75);
-    EXPECT_EQ(notice, "");
-    for (const bool fromFile : {false, true}) {
-        m_job.m_fromFile = fromFile;
-        m_job.m_auto = {.tone = true};
-        const double tone = Brightness();
-        EXPECT_GT(tone, plain + 2);
-        EXPECT_EQ(notice.find("Highlight Level 40, Midtone Level 0"), 0u) << notice;
-        m_job.m_auto = {.color = true};
-        EXPECT_NEAR(Brightness(), plain, 1);
-        EXPECT_EQ(notice, "Hue X 0, Hue Y 0");
-        m_job.m_auto = {.expose = true};
-        EXPECT_NEAR(Brightness(), 110, 15);
-        m_job.m_attributes = {"QL_ATTR_HIGHLIGHT=0", "QL_ATTR_MIDTONE=0"};
-        EXPECT_LT(Brightness(), plain) << "what the command line says wins";
-        EXPECT_EQ(notice.find("Highlight"), std::string::npos) << notice;
-        m_job.m_attributes.clear();
-    }
-    m_job.m_fromFile = false;
-    m_job.m_properties = {"Data Type=0"};
-    Run();
-    EXPECT_EQ(notice, "--auto finds nothing to analyse; the settings stay as they are");
+    m_job.m_auto = {.color = true};
+    EXPECT_NEAR(Brightness(), plain, 1) << "the levels stay";
+    EXPECT_EQ(notice, "Hue X 0, Hue Y 0");
+    m_job.m_auto = {.expose = true};
+    EXPECT_NEAR(Brightness(), 110, 15);
+    m_job.m_fromFile = true;
+    EXPECT_NEAR(Brightness(), 110, 15);
+    m_job.m_attributes = {"QL_ATTR_HIGHLIGHT=0", "QL_ATTR_MIDTONE=0"};
+    EXPECT_LT(Brightness(), plain) << "what the command line says wins";
+    EXPECT_EQ(notice.find("Exposure Method 1, Shadow Level"), 0u) << notice;
 }
 
 }  // namespace

@@ -38,6 +38,7 @@ class Process : public testing::Test {
 };
 
 // Decoding takes the lowest linear sample that encodes to a value, so that encoding gives it back.
+// The levels are those that correct nothing.
 TEST_F(Process, AnEncodedPictureComesOutAsItWentIn) {
     CBitmapFile picture = CBitmapFile::Make(256, 3, 24);
     picture.m_info.biXPelsPerMeter = picture.m_info.biYPelsPerMeter = 11811;

@@ -29,6 +29,7 @@ _nvqscan() {
         --smooth) _nvqscan_words 'off light strong' && return ;;
         --streaks) _nvqscan_words 'off 1 2' && return ;;
         --streak-detail) _nvqscan_words 'red green blue' && return ;;
+        --auto) _nvqscan_words 'tone color expose' && return ;;
         --medium) _nvqscan_words 'callback file' && return ;;
         --rotate) _nvqscan_words '90 180 270' && return ;;
         --resolution) _nvqscan_words '75 100 150 200 300 400 600 1200 2400 4800' && return ;;
@@ -38,7 +39,7 @@ _nvqscan() {
         --events) _nvqscan_words 'pipe poll none' && return ;;
         --sub-type) _nvqscan_words 'index signal mask value' && return ;;
         --model) _nvqscan_words 'SIM300A SIM100F SIM200S SIM500D' && return ;;
-        -o | --output | --file | --port | --driver | --toolkit)
+        -o | --output | --histogram | --curves | --file | --port | --driver | --toolkit)
             _nvqscan_files
             return
             ;;
@@ -53,8 +54,8 @@ _nvqscan() {
     case $command in
         scan)
             options+=' --output --source --mode --resolution --area --brightness --contrast'
-            options+=' --threshold --mirror --rotate --smooth --streaks --streak-detail --set --medium'
-            options+=' --pages --quiet'
+            options+=' --threshold --mirror --rotate --smooth --streaks --streak-detail --auto'
+            options+=' --histogram --curves --set --medium --pages --quiet'
             ;;
         devices) options+=' --json --names' ;;
         install)
@@ -66,7 +67,8 @@ _nvqscan() {
         log) options+=' --level --file --to' ;;
         process)
             options+=' --output --mirror --rotate --property --set --from-file --analyse --encoded --band'
-            options+=' --smooth --streaks --streak-detail --list-attributes --list-properties'
+            options+=' --smooth --streaks --streak-detail --auto --histogram --curves'
+            options+=' --list-attributes --list-properties'
             ;;
         sample) options+=' --output --width --height --dpi --gray --encoded' ;;
         profile) options+=' --output --builtin' ;;

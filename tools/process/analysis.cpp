@@ -26,8 +26,7 @@ std::string ExposureText(const FoundExposure& found, std::span<const PROPID> kep
     std::string text;
     for (const PropertyWrite& write : found.Writes()) {
         const auto row = std::ranges::find(UserRows(), write.id, &PropertyRow::id);
-        if (row == UserRows().end() || write.id == QL_PROP_EXPOSURE_METHOD ||
-            std::ranges::find(kept, write.id) != kept.end())
+        if (row == UserRows().end() || std::ranges::find(kept, write.id) != kept.end())
             continue;
         text += (text.empty() ? "" : ", ") + TextFromWide(row->name) + ' ' +
                 std::to_string(std::get<LONG>(write.value));

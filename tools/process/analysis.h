@@ -10,8 +10,8 @@
 bool AnalysePicture(const std::string& path, CQLEngine& engine, const AutoWish& wish,
                     std::optional<FoundExposure>* found, std::string* error);
 
-// "Highlight Level 31, Midtone Level 0, Shadow Level -4", by the names of the properties; of those
-// that were `kept` nothing.
+// "Exposure Method 1, Highlight Level 31, ...", as --set takes them; of those that were `kept`
+// nothing.
 std::string ExposureText(const FoundExposure& found, std::span<const PROPID> kept);
 inline constexpr char kNothingToAnalyse[] =
     "--auto finds nothing to analyse; the settings stay as they are";

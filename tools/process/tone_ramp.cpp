@@ -96,11 +96,10 @@ bool DrawCurves(CQLEngine& engine, int bits, bool isEncoded, const std::string& 
     std::uint32_t client = 0;
     engine.AddClient(&sink, &client);
     // The ramp stands as it was drawn, whichever way pictures are turned.
-    const std::uint64_t mirror = engine.GetValue(QL_ATTR_MIRROR);
     engine.SetValue(QL_ATTR_MIRROR, 0);
+    engine.PutRotationOnPath(false);
     FeedBands(engine, stream, kBandLines, [] { return false; });
     engine.Stop();
-    engine.SetValue(QL_ATTR_MIRROR, mirror);
     engine.RemoveClient(client);
     const CToneCurves curves{sink.Curves(), isEncoded};
     if (curves.m_channels.empty()) {
