@@ -145,34 +145,10 @@ void PaintJpeg(cairo_t* context, PIX* pix, CPageParts* parts) {
 
 }  // namespace
 
-// Called by cairo, through which nothing may be thrown: the failure is kept for Check.
-cairo_status_t CPdfFileWriter::Append(void* self, const unsigned char* bytes, unsigned int length) {
-    auto& writer = *static_cast<CPdfFileWriter*>(self);
-    if (writer.m_isDropped || writer.m_failure)
-        return CAIRO_STATUS_WRITE_ERROR;
-    try {
-        writer.m_file.WriteAt(bytes, length, writer.m_written);
-    } catch (...) {
-        writer.m_failure = std::current_exception();
-        return CAIRO_STATUS_WRITE_ERROR;
-    }
-    writer.m_written += length;
-    return CAIRO_STATUS_SUCCESS;
-}
-
-// The file's own failure says more than cairo, which only knows that writing failed.
-void CPdfFileWriter::Check(cairo_status_t status) const {
-    if (m_failure)
-        std::rethrow_exception(m_failure);
-    if (status == CAIRO_STATUS_NO_MEMORY)
-        throw std::bad_alloc();
-    if (status != CAIRO_STATUS_SUCCESS)
-        Fail(std::string("can't be written: ") + cairo_status_to_string(status));
-}
-
 void CPdfFileWriter::SetPageSize(double width, double height) {
     if (!m_document) {
-        m_document.reset(cairo_pdf_surface_create_for_stream(Append, this, width, height));
+        m_document.reset(
+            cairo_pdf_surface_create_for_stream(CCairoOutput::Append, &m_output, width, height));
         // Old enough for every viewer, and it has all that pages need here.
         cairo_pdf_surface_restrict_to_version(m_document.get(), CAIRO_PDF_VERSION_1_4);
     } else if (width != m_width || height != m_height) {
@@ -199,12 +175,12 @@ void CPdfFileWriter::StorePage(PIX* pix) {
         PaintJpeg(context.get(), pix, &parts);
     // Here the parts are read and the page is written.
     cairo_show_page(context.get());
-    Check(cairo_status(context.get()));
-    Check(cairo_surface_status(m_document.get()));
+    m_output.Check(cairo_status(context.get()));
+    m_output.Check(cairo_surface_status(m_document.get()));
 }
 
 // The table of objects stands at the end of a PDF file.
 void CPdfFileWriter::CompletePages() {
     cairo_surface_finish(m_document.get());
-    Check(cairo_surface_status(m_document.get()));
+    m_output.Check(cairo_surface_status(m_document.get()));
 }

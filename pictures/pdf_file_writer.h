@@ -2,16 +2,13 @@
 // compressed as JPEG, bits and palettes without loss. A page goes to the file when it is whole.
 #pragma once
 
-#include <exception>
-#include <memory>
-
-#include "pictures/cairo_ptr.h"
+#include "pictures/cairo_output.h"
 #include "pictures/pix_file_writer.h"
 
 class CPdfFileWriter final : public CPixFileWriter {
   public:
     explicit CPdfFileWriter(const std::string& path) : CPixFileWriter(path) {}
-    ~CPdfFileWriter() override { m_isDropped = true; }
+    ~CPdfFileWriter() override { m_output.Drop(); }
 
   private:
     void StorePage(PIX* pix) override;
@@ -21,14 +18,9 @@ class CPdfFileWriter final : public CPixFileWriter {
     // Of the next page, in points. A page that isn't of the size of the one before may become up to
     // a point larger than its picture, at the right and at the bottom.
     void SetPageSize(double width, double height);
-    // Nothing is thrown through the library: the first failure is kept for Check.
-    static cairo_status_t Append(void* self, const unsigned char* bytes, unsigned int length);
-    void Check(cairo_status_t status) const;
 
-    std::int64_t m_written = 0;
-    std::exception_ptr m_failure;
-    bool m_isDropped = false;  // the file is going: nothing more is written
-    double m_width = 0;        // of the last page
+    CCairoOutput m_output{m_file};
+    double m_width = 0;  // of the last page
     double m_height = 0;
     CCairoSurfacePtr m_document;
 };

@@ -252,8 +252,8 @@ void MeetProperties(bool isPaper, const std::optional<FoundExposure>& plain,
 // Light of one level all over says nothing: neither what is white nor what is black.
 bool IsUniform(const CPreview& preview) {
     const BITMAPINFOHEADER info = preview.Info();
-    const auto lineBytes = static_cast<std::size_t>(info.biWidth) * info.biBitCount / 8;
     const std::size_t sampleBytes = info.biBitCount / 8;
+    const std::size_t lineBytes = static_cast<std::size_t>(info.biWidth) * sampleBytes;
     for (LONG y = 0; y < info.biHeight; ++y) {
         const BYTE* row = preview.Row(static_cast<std::size_t>(y));
         for (std::size_t i = 0; i < lineBytes; ++i) {
@@ -289,7 +289,8 @@ std::optional<FoundExposure> AnalyseImage(CQLEngine& engine, const BITMAPINFOHEA
     FoundExposure found;
     found.hasTone = wish.WantsTone() && (isColor || type == QL_OUTPUT_GRAY);
     found.hasColor = wish.WantsColor() && isColor;
-    if (!found.hasTone && !found.hasColor)
+    const bool isKnown = info.biBitCount == 8 || info.biBitCount == 24;
+    if (!isKnown || (!found.hasTone && !found.hasColor))
         return {};
     std::array<std::uint64_t, std::size(kLevels)> before;
     std::ranges::transform(kLevels, before.begin(), [&](auto id) { return engine.GetValue(id); });

@@ -301,13 +301,15 @@ TEST_F(DeviceCommands, AScanExposesItselfAndDrawsItsTones) {
     Install();
     const std::string scan = "scan --area 0,0,30,30px -o @a.png --auto ";
     const Result plain = Run(scan + "expose,color --histogram @h.svg --curves @c.pdf");
-    EXPECT_EQ(plain.out.find("Exposure Method 1, Highlight Level 100, Midtone Level"), 0u) << plain.out;
+    EXPECT_EQ(plain.out.find("Exposure Method 1, Highlight Level 100, Midtone Level"), 0u)
+        << plain.out;
     EXPECT_TRUE(Has(plain.out, "Hue Y") && Has(plain.out, "a.png: page 1")) << plain.out;
     EXPECT_EQ(Pages(), (Names{"a.png", "c.pdf", "h.svg"}));
     const Result set = Run(scan + "tone --set 71689=3");  // the highlight
     EXPECT_EQ(set.out.find("Exposure Method 1, Midtone Level"), 0u) << set.out;
     EXPECT_TRUE(Has(Run(scan + "tone --mode lineart").out, "--auto finds nothing to analyse"));
-    EXPECT_TRUE(Has(Run(scan + "tone --source feeder --pages 1").error, "--auto: the document feeder can't"));
+    EXPECT_TRUE(Has(Run(scan + "tone --source feeder --pages 1").error,
+                    "--auto: the document feeder can't"));
     for (const char* wrong : {"tone --brightness 3", "more", "tone --curves @c.gif"})
         EXPECT_EQ(Run(scan + wrong).code, 2) << wrong;
 }

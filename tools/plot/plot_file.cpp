@@ -5,45 +5,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <exception>
 #include <filesystem>
 
-#include "pictures/cairo_ptr.h"
+#include "pictures/cairo_output.h"
 #include "pictures/file_failure.h"
-#include "pictures/pending_file.h"
 #include "tools/text_values.h"
 
 namespace {
 
 constexpr double kPixelsPerUnit = 1.5;
-
-// What cairo writes. Nothing is thrown through the library: the first failure is kept.
-struct CPlotBytes {
-    CPendingFile m_file;
-    std::int64_t m_written = 0;
-    std::exception_ptr m_failure;
-
-    static cairo_status_t Append(void* self, const unsigned char* bytes, unsigned int length) {
-        auto& plot = *static_cast<CPlotBytes*>(self);
-        try {
-            plot.m_file.WriteAt(bytes, length, plot.m_written);
-        } catch (...) {
-            plot.m_failure = std::current_exception();
-            return CAIRO_STATUS_WRITE_ERROR;
-        }
-        plot.m_written += length;
-        return CAIRO_STATUS_SUCCESS;
-    }
-    // Behind everything that may have written.
-    void Check(cairo_status_t status) const {
-        if (m_failure)
-            std::rethrow_exception(m_failure);
-        if (status == CAIRO_STATUS_NO_MEMORY)
-            throw std::bad_alloc();
-        if (status != CAIRO_STATUS_SUCCESS)
-            Fail(std::string("can't be written: ") + cairo_status_to_string(status));
-    }
-};
 
 struct CFormat {
     const char* m_ending;
@@ -63,14 +33,14 @@ const CFormat* FormatOf(const std::string& path) {
     return format == std::end(kFormats) ? nullptr : format;
 }
 
-void Draw(const CFormat& format, std::span<const CPlotPanel> panels, CPlotBytes& out) {
+void Draw(const CFormat& format, std::span<const CPlotPanel> panels, CCairoOutput& out) {
     const double height = kPanelHeight * static_cast<double>(panels.size());
     const auto pixels = [](double units) {
         return static_cast<int>(std::lround(units * kPixelsPerUnit));
     };
     const CCairoSurfacePtr surface(
         format.m_create
-            ? format.m_create(CPlotBytes::Append, &out, kPlotWidth, height)
+            ? format.m_create(CCairoOutput::Append, &out, kPlotWidth, height)
             : cairo_image_surface_create(CAIRO_FORMAT_RGB24, pixels(kPlotWidth), pixels(height)));
     const CCairoContextPtr context(cairo_create(surface.get()));
     if (!format.m_create)
@@ -78,7 +48,7 @@ void Draw(const CFormat& format, std::span<const CPlotPanel> panels, CPlotBytes&
     DrawPanels(context.get(), panels);
     out.Check(cairo_status(context.get()));
     if (!format.m_create)
-        out.Check(cairo_surface_write_to_png_stream(surface.get(), CPlotBytes::Append, &out));
+        out.Check(cairo_surface_write_to_png_stream(surface.get(), CCairoOutput::Append, &out));
     cairo_surface_finish(surface.get());
     out.Check(cairo_surface_status(surface.get()));
 }
@@ -97,10 +67,11 @@ bool WritePlot(const std::string& path, std::span<const CPlotPanel> panels, std:
     if (!format)
         return IsPlotFile(path, error);
     const bool written = RunGuarded(error, [&] {
-        CPlotBytes out{CPendingFile(path), 0, {}};
-        out.m_file.Create();
+        CPendingFile file(path);
+        file.Create();
+        CCairoOutput out(file);
         Draw(*format, panels, out);
-        out.m_file.Publish();
+        file.Publish();
     });
     if (!written)
         *error = path + ": " + *error;

@@ -30,7 +30,8 @@ CToneCounts::Levels FoldLevels(std::span<const std::uint32_t> bins) {
 void CToneCounter::Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) {
     m_bits = info.biBitCount;
     m_width = static_cast<std::size_t>(std::max<LONG>(info.biWidth, 0));
-    m_stride = static_cast<std::size_t>(BitmapStride(info));
+    const bool isKnown = m_bits == 1 || m_bits == 8 || m_bits == 24;
+    m_stride = isKnown ? static_cast<std::size_t>(BitmapStride(info)) : 0;
     m_counts.m_channels.assign(m_bits == 24 ? 3 : 1, {});
     for (std::size_t i = 0; i < kToneLevels; ++i)
         m_levelOf[i] = i < palette.size() ? palette[i].rgbGreen : static_cast<std::uint8_t>(i);

@@ -27,7 +27,7 @@ struct CToneCounts {
 // another size.
 CToneCounts::Levels FoldLevels(std::span<const std::uint32_t> bins);
 
-// Counts the rows of a bitmap of 1, 8 or 24 bits as they come.
+// Counts the rows of a bitmap of 1, 8 or 24 bits as they come; those of another one not at all.
 class CToneCounter {
   public:
     // Forgets what was counted. A palette tells the level of an index; without one it is the index
