@@ -156,6 +156,7 @@ struct Destreak : testing::Test {
                            BytesOf(samples), QL_LAYOUT_INTERNAL);
         source.Format().m_xResolution = dpi;
         stage.SetUpstream(&source);
+        RunPass(stage, 2);  // of which nothing is left
         return SamplesOf(RunPass(stage, 3).m_bytes);
     }
     // Values that rounding of real numbers may bring to either side of a whole one count as both.
@@ -232,8 +233,16 @@ TEST_F(Destreak, PassesWhatItIsNotMeantFor) {
     for (const int width : {9, 12})
         EXPECT_EQ(Run(on, 1300, width, 1, line), line) << "no more than four times the spacing";
     // Without detail, up to the two roundings: 40000 has the root 51200 exactly.
-    const Samples flat(36 * 3, 40000);
+    const Samples flat(36 * 3 * 3, 40000);
     EXPECT_EQ(Run(on, 1300, 36, 3, flat), flat);
+    // Gray is no weaker in blue: it is rebuilt where it lies below the level, shown in white.
+    Configure("[Streak]\nUse Restrictions=5\n");
+    EXPECT_EQ(Run({0, 1, 2, 3, 1, 51200}, 300, 36, 3, flat), flat);
+    EXPECT_EQ(Run({0, 1, 2, 3, 0, 51201}, 300, 36, 3, flat), flat);
+    Samples white = flat;
+    for (std::size_t i = 0; i < white.size(); ++i)
+        white[i] = i % 108 < 6 || i % 108 >= 102 ? 40000 : 65534;
+    EXPECT_EQ(Run({0, 1, 2, 3, 1, 51201}, 300, 36, 3, flat), white);
 }
 
 TEST_F(Destreak, SettingsComeFromThreePlacesAndFallBack) {
