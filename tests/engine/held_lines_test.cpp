@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+
 #include "tests/support/engine_rig.h"
 #include "tests/support/stage_rig.h"
 
@@ -61,6 +63,21 @@ TEST_P(Rings, ImagesOfFewLinesComeWholeHoweverTheyAreFed) {
             EXPECT_EQ(RunPart(picture, height, {band}), whole) << height << " lines by " << band;
         EXPECT_EQ(RunPart(picture, height, {0, 3, 0, 0, 2, 1}), whole);
     }
+}
+
+TEST_P(Rings, AsManyLinesStayBehindAsTheyKeep) {
+    CTestStream stream(NoisePicture(kWidth, 60));
+    m_rig.Begin(stream);
+    for (const int feed : {20, 20, 0}) {
+        m_rig.Feed(stream, feed);
+        const auto kept = static_cast<std::uint32_t>(2 * std::popcount(GetParam()));
+        EXPECT_EQ(stream.m_nLines, feed != 0 ? std::max(kept + 1, 5u) : kept);
+    }
+    m_rig.Feed(stream, 20);
+    m_rig.m_engine.FireFeed();
+    EXPECT_EQ(stream.m_nLines, 0u);
+    EXPECT_EQ(m_rig.m_client.Rows().size(), 60 * kRow) << "ahead of the end";
+    m_rig.Finish();
 }
 
 TEST_P(Rings, ImagesThatEndEarlyComeToTheirLastLine) {

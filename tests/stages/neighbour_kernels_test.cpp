@@ -92,36 +92,4 @@ TEST(NeighbourKernels, RootsOfAllSamples) {
     }
 }
 
-// In whole numbers without an end: with weights 3000 / n, the term is the quotient of two sums of
-// products. What lies within a millionth of a whole number may be rounded to either.
-TEST(NeighbourKernels, SharpenTerms) {
-    using Wide = __int128;
-    for (const int strength : {125, 333, 4000}) {
-        for (const std::size_t spacing : {1u, 2u, 3u}) {
-            constexpr std::size_t kWidth = 1027;
-            const Samples plane = Line(kWidth);
-            std::vector<std::int32_t> smooth(kWidth), terms(kWidth);
-            SmoothRoots(plane.data(), smooth.data(), kWidth, spacing);
-            SharpenTerms(plane.data(), smooth.data(), terms.data(), kWidth, spacing,
-                         strength / 1000.0);
-            for (std::size_t x = 2 * spacing; x < kWidth - 2 * spacing; ++x) {
-                Wide e[3], n[3], m = 1 << 30;
-                for (std::size_t i = 0; i < 3; ++i) {
-                    const std::size_t at = x + i * spacing - spacing;
-                    e[i] = 1000 * plane[at] - smooth[at];
-                    n[i] = std::abs(1000 * plane[x] - smooth[at]);
-                    m = std::min(m, n[i]);
-                }
-                for (Wide& d : n)
-                    d = std::max<Wide>(3000, d - m + 1000);
-                const Wide above = e[0] * n[1] * n[2] + e[1] * n[0] * n[2] + e[2] * n[0] * n[1];
-                const Wide sum = (n[1] * n[2] + n[0] * n[2] + n[0] * n[1]) * 1000000;
-                const auto micros = static_cast<std::int64_t>(above * strength * 1000000 / sum);
-                const std::int64_t low = (micros - 1) - terms[x] * std::int64_t{1000000};
-                ASSERT_TRUE(low >= -3 && low < 1000002) << x << ": " << terms[x] << ' ' << micros;
-            }
-        }
-    }
-}
-
 }  // namespace
