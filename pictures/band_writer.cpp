@@ -103,6 +103,7 @@ void CBandWriter::TakeHeader(const BITMAPINFOHEADER& info, std::span<const RGBQU
     m_palette.fill({0xFF, 0xFF, 0xFF, 0});
     if (colors != 0)
         std::ranges::copy(palette, m_palette.begin());
+    m_whiteByte = WhiteByte(info.biBitCount, palette);
     m_info = info;
     m_info.biClrUsed = colors;
     const std::int64_t stride = BitmapStride(info);
@@ -114,7 +115,7 @@ void CBandWriter::TakeHeader(const BITMAPINFOHEADER& info, std::span<const RGBQU
     m_line = 0;
 }
 
-// Takes `length` bytes into the band, which are 0xFF when `bytes` is null, and stores every band
+// Takes `length` bytes into the band, which are white when `bytes` is null, and stores every band
 // that becomes full. The last one is short: it ends with the image.
 void CBandWriter::Feed(const std::uint8_t* bytes, std::int64_t length) {
     while (length > 0) {
@@ -124,7 +125,7 @@ void CBandWriter::Feed(const std::uint8_t* bytes, std::int64_t length) {
             std::memcpy(m_band.data() + m_filled, bytes, part);
             bytes += part;
         } else {
-            std::memset(m_band.data() + m_filled, 0xFF, part);
+            std::memset(m_band.data() + m_filled, m_whiteByte, part);
         }
         m_filled += part;
         length -= static_cast<std::int64_t>(part);

@@ -13,10 +13,10 @@
 
 #include "engine/private_properties.h"
 #include "frame/image_format.h"
-#include "tools/choice_option.h"
 #include "tools/command.h"
 #include "tools/console.h"
 #include "tools/filter_options.h"
+#include "tools/mode_option.h"
 #include "tools/page_files.h"
 #include "tools/process/analysis.h"
 #include "tools/scan_tones.h"
@@ -31,6 +31,7 @@ struct ScanCommand {
     std::string m_output;
     std::string m_area;
     std::vector<std::string> m_sets;  // NAME=VALUE
+    CModeOptions m_mode;
     ScanSettings m_settings;
     std::optional<int> m_pages;
     AutoWish m_auto;
@@ -38,17 +39,11 @@ struct ScanCommand {
     bool m_isQuiet = false;
 };
 
-// Both spellings of colour and gray are taken.
 const std::map<std::string, ScanSource> kSourceNames = {{"flatbed", ScanSource::Flatbed},
                                                         {"feeder", ScanSource::Feeder},
                                                         {"duplex", ScanSource::Duplex},
                                                         {"slide", ScanSource::Slide},
                                                         {"negative", ScanSource::Negative}};
-const std::map<std::string, ScanMode> kModeNames = {{"color", ScanMode::Color},
-                                                    {"colour", ScanMode::Color},
-                                                    {"gray", ScanMode::Gray},
-                                                    {"grey", ScanMode::Gray},
-                                                    {"lineart", ScanMode::LineArt}};
 const std::map<std::string, ScanMedium> kMediumNames = {{"callback", ScanMedium::Callback},
                                                         {"file", ScanMedium::File}};
 
@@ -174,11 +169,29 @@ bool CanBeTurned(const ItemState& image) {
                QL_LEAST_TURNED_SIDE;
 }
 
+// A palette that isn't one of the driver's goes to it as colours.
+bool TakeMode(ScanCommand& command, std::string* error) {
+    std::optional<CPaletteChoice> palette;
+    if (!TakePalette(command.m_mode, &palette, error))
+        return false;
+    command.m_settings.mode = command.m_mode.m_mode;
+    if (!palette)
+        return true;
+    if (palette->m_kind == QL_PALETTE_ADAPTIVE) {
+        *error = "--palette adaptive: goes with `process` only";
+        return false;
+    }
+    command.m_settings.palette = ToScanPalette(*palette);
+    return true;
+}
+
 // The command line is checked as far as it can be without a scanner, then properties by name, then
 // the device has its say.
 int Run(ScanCommand& command) {
     std::string error;
     if (!CheckLine(command, &error))
+        return Complain(error, kExitUsage);
+    if (!TakeMode(command, &error))
         return Complain(error, kExitUsage);
     if (!command.m_area.empty()) {
         command.m_settings.area = ParseArea(command.m_area, &error);
@@ -213,7 +226,7 @@ void AddSettings(CLI::App& sub, ScanCommand& command) {
     TakesWordOf(
         sub.add_option("--source", settings.source, "flatbed, feeder, duplex, slide or negative"),
         kSourceNames);
-    TakesWordOf(sub.add_option("--mode", settings.mode, "color, gray or lineart"), kModeNames);
+    AddModeOptions(sub, command.m_mode);
     sub.add_option("--resolution", settings.resolution, "Dots per inch");
     sub.add_option("--area", command.m_area,
                    "X,Y,W,H and mm, in or px: the window, such as 10,10,100,50mm");
