@@ -6,6 +6,7 @@
 #include "engine/streak_provider.h"
 #include "frame/try_new.h"
 #include "platform/bitmap_headers.h"
+#include "platform/bitmap_white.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 
 #include "frontend/scan_lines.h"
 #include "platform/bitmap_headers.h"
+#include "platform/bitmap_white.h"
 #include "platform/known_folders.h"
 
 namespace {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "pictures/file_failure.h"
+#include "platform/bitmap_white.h"
 
 // Runs one step of the file if it is its turn. A step that fails takes the file with it.
 template <typename TAction>

@@ -186,18 +186,4 @@ struct RGBQUAD {
 };
 static_assert(sizeof(RGBQUAD) == 4);
 
-struct PALETTEENTRY {
-    BYTE peRed;
-    BYTE peGreen;
-    BYTE peBlue;
-    BYTE peFlags;
-};
-// The first of palNumEntries entries; the others lie behind the record.
-struct LOGPALETTE {
-    WORD palVersion;
-    WORD palNumEntries;
-    PALETTEENTRY palPalEntry[1];
-};
-static_assert(sizeof(LOGPALETTE) == 8);
-
 inline constexpr WORD BITMAP_FILE_TYPE = 19778;

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "platform/bitmap_headers.h"
+#include "platform/bitmap_white.h"
 
 namespace {
 

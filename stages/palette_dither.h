@@ -16,6 +16,7 @@
 #include "frame/palette_table.h"
 #include "frame/stage_bases.h"
 #include "platform/com.h"
+#include "platform/log_palette.h"
 #include "stages/palette_dither_kernels.h"
 
 // As the attribute hands it out: 16-bit words 0 and 4096, and as many cells.
