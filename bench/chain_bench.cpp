@@ -106,7 +106,8 @@ void RunPage(CQLEngine& engine, CPageStream& stream, std::int32_t withheld = 0) 
 struct Setting {
     std::int32_t outputType = QL_OUTPUT_COLOR;
     std::int32_t inputBits = 24;
-    bool matrix = false;  // of the device's profile, in place of the neutral one; of a negative both
+    bool matrix =
+        false;  // of the device's profile, in place of the neutral one; of a negative both
     bool levels = false;  // tone levels of the device's profile, in place of neutral ones
     bool film = false;
     bool negative = false;
@@ -190,6 +191,8 @@ const bool g_registered = [] {
     Register("Chain/ReflectiveLineArtFromColor", {QL_OUTPUT_LINE_ART, 24, false, false});
     Register("Chain/ReflectiveLineArt", {QL_OUTPUT_LINE_ART, 8, false, false});
     Register("Chain/SlideColor", {QL_OUTPUT_COLOR, 24, false, false, true});
+    Register("Chain/ReflectiveIndexed", {QL_OUTPUT_INDEXED, 24, false, false});
+    Register("Chain/ReflectiveDithered", {QL_OUTPUT_HALFTONE, 24, false, false});
     Register("Chain/NegativeColor", {QL_OUTPUT_COLOR, 24, false, false, true, true});
     Register("Chain/NegativeColorMatrix", {QL_OUTPUT_COLOR, 24, true, false, true, true});
     Register("Chain/ReflectiveColorSampling", Sampling(false, false));

@@ -315,7 +315,8 @@ void CChainBase::Analyse() {
         m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
     AfterAnalysisClose();
     m_analysed = !TakeBackRequests() && status == QL_OK;
-    if (m_pendPalette && status == QL_OK)
+    // Only a file can be read a second time.
+    if (m_pendPalette && status == QL_OK && m_port.GetValue(QL_ATTR_INPUT_STREAM) == 0)
         CollectPalette();
     ReleaseClip();
 }

@@ -115,14 +115,10 @@ void CSettingsWriter::Mode(ScanMode mode, const ScanPalette& palette) {
     const ScanProperty* property = CDeviceProperties::Find(m_properties.Image(), QL_PROP_PALETTE);
     if (indexed && !Takes(property, palette.kind))
         return Refuse("the scanner's driver has no indexed colour");
-    std::vector<PropertyWrite> writes = {{WIA_IPA_DATATYPE, DataTypeOf(mode)}};
+    std::vector<PropertyWrite> writes;
     if (property)
-        writes.push_back({QL_PROP_PALETTE, indexed ? palette.kind : 0});
-    if (indexed && palette.kind == kGivenPalette) {
-        const auto* bytes = reinterpret_cast<const BYTE*>(&palette.colors);
-        writes.push_back(
-            {QL_PROP_PALETTE_COLORS, std::vector<BYTE>(bytes, bytes + sizeof(palette.colors))});
-    }
+        writes = PaletteWrites(indexed ? palette.kind : 0, palette.colors);
+    writes.push_back({WIA_IPA_DATATYPE, DataTypeOf(mode)});
     Image("the mode", writes);
 }
 
@@ -201,6 +197,17 @@ std::vector<PropertyWrite> FilterWrites(const ScanFilters& filters) {
         writes.push_back({QL_PROP_STREAKS, *filters.streaks});
     if (filters.streakDetail)
         writes.push_back({QL_PROP_STREAK_DETAIL, *filters.streakDetail});
+    return writes;
+}
+
+std::vector<PropertyWrite> PaletteWrites(LONG kind, const PaletteRecord& colors) {
+    std::vector<PropertyWrite> writes;
+    if (kind == kGivenPalette) {
+        const auto* bytes = reinterpret_cast<const BYTE*>(&colors);
+        writes.push_back(
+            {QL_PROP_PALETTE_COLORS, std::vector<BYTE>(bytes, bytes + sizeof(colors))});
+    }
+    writes.push_back({QL_PROP_PALETTE, kind});
     return writes;
 }
 

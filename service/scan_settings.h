@@ -64,6 +64,10 @@ struct ScanSettings {
     ScanMedium medium = ScanMedium::Callback;
 };
 
+// A palette as properties of the item: its number, and the colours of the one that has that of
+// ScanPalette.
+std::vector<PropertyWrite> PaletteWrites(LONG kind, const PaletteRecord& colors);
+
 // The data type of an item. Line art is what the scanner sees as gray, made black and white by the
 // threshold; indexed images are colour ones, with a palette.
 LONG DataTypeOf(ScanMode mode);

@@ -36,6 +36,7 @@ struct ScanCommand {
     std::optional<int> m_pages;
     AutoWish m_auto;
     CToneFiles m_plots;
+    bool m_isAdaptive = false;  // the palette is made from a preview
     bool m_isQuiet = false;
 };
 
@@ -133,6 +134,18 @@ ScanStatus Expose(CScanDevice& device, const ScanCommand& command,
     return status;
 }
 
+// A palette of the original's own colours, by a quick look as well. S_FALSE when it was cancelled.
+ScanStatus ChooseColors(CScanDevice& device, const CDeviceProperties& properties) {
+    std::optional<PaletteRecord> found;
+    ScanStatus status = FindPalette(device, InterruptFlag(), found);
+    if (status.code == S_OK && found)
+        status =
+            device.Write(properties.Image().item.fullName, PaletteWrites(QL_PALETTE_USER, *found));
+    if (!status.Ok())
+        status.text = "--palette adaptive: " + status.text;
+    return status;
+}
+
 // Told before anything is scanned: a name that would lose pages.
 int Scan(CScanDevice& device, const ScanCommand& command, const CDeviceProperties& properties) {
     ScanOptions options;
@@ -149,6 +162,8 @@ int Scan(CScanDevice& device, const ScanCommand& command, const CDevicePropertie
     CToneCounter result;
     options.input = isPlotted ? &input : nullptr;
     ScanStatus status = Expose(device, command, properties);
+    if (status.code == S_OK && command.m_isAdaptive)
+        status = ChooseColors(device, properties);
     CScanProgress progress(command.m_isQuiet);
     CPageFiles files(CPageName(command.m_output), progress, isPlotted ? &result : nullptr);
     if (status.code == S_OK)
@@ -177,11 +192,10 @@ bool TakeMode(ScanCommand& command, std::string* error) {
     command.m_settings.mode = command.m_mode.m_mode;
     if (!palette)
         return true;
-    if (palette->m_kind == QL_PALETTE_ADAPTIVE) {
-        *error = "--palette adaptive: goes with `process` only";
-        return false;
-    }
-    command.m_settings.palette = ToScanPalette(*palette);
+    // Its colours follow the preview.
+    command.m_isAdaptive = palette->m_kind == QL_PALETTE_ADAPTIVE;
+    if (!command.m_isAdaptive)
+        command.m_settings.palette = ToScanPalette(*palette);
     return true;
 }
 
