@@ -190,6 +190,8 @@ const bool g_registered = [] {
     Register("Chain/ReflectiveLineArtFromColor", {QL_OUTPUT_LINE_ART, 24, false, false});
     Register("Chain/ReflectiveLineArt", {QL_OUTPUT_LINE_ART, 8, false, false});
     Register("Chain/SlideColor", {QL_OUTPUT_COLOR, 24, false, false, true});
+    Register("Chain/ReflectiveIndexed", {QL_OUTPUT_INDEXED, 24, false, false});
+    Register("Chain/ReflectiveDithered", {QL_OUTPUT_HALFTONE, 24, false, false});
     Register("Chain/NegativeColor", {QL_OUTPUT_COLOR, 24, false, false, true, true});
     Register("Chain/NegativeColorMatrix", {QL_OUTPUT_COLOR, 24, true, false, true, true});
     Register("Chain/ReflectiveColorSampling", Sampling(false, false));

@@ -27,6 +27,7 @@
 #include "stages/mirror.h"
 #include "stages/output_convert.h"
 #include "stages/output_format.h"
+#include "stages/palette.h"
 #include "stages/rotate.h"
 #include "stages/smooth.h"
 #include "stages/threshold.h"
@@ -250,6 +251,8 @@ constexpr Row kRows[] = {
     {"OutputFormat/ToGray", Make<COutputFormatStage>, QL_PIXEL_RGB16, QL_OUTPUT_GRAY},
     {"Invert/Color16", MakeInvert, QL_PIXEL_RGB16},
     {"Threshold/Gray16", Make<CThresholdStage>, QL_PIXEL_GRAY16, QL_OUTPUT_LINE_ART},
+    {"Palette/Color16", Make<CPaletteStage>, QL_PIXEL_RGB16, QL_OUTPUT_INDEXED},
+    {"Palette/Gray16Dots", Make<CPaletteStage>, QL_PIXEL_GRAY16, QL_OUTPUT_HALFTONE},
     {"Output/Color16", MakeOutputConvert, QL_PIXEL_RGB16},
     {"Output/Gray16", MakeOutputConvert, QL_PIXEL_GRAY16},
 };

@@ -8,6 +8,7 @@
 #include "engine/engine.h"
 #include "engine/streak_provider.h"
 #include "stages/file_source.h"
+#include "stages/palette_dither.h"
 #include "stages/saturation.h"
 
 namespace {
@@ -25,6 +26,8 @@ struct OwnerList {
         Add("CFileSourceStage", CFileSourceStage::Rows());
         // Base of two other stages: it stands ahead of them, and once.
         Add("CSaturationStage", CSaturationStage::Rows());
+        // Base of the stage that stands in the chain.
+        Add("CPaletteDitherStage", CPaletteDitherStage::Rows());
         for (const CChainStages::Row& row : CChainStages::Table()) {
             if (row.m_attribs && row.m_attribs != &CSaturationStage::Rows)
                 Add(row.m_className, row.m_attribs());

@@ -137,10 +137,13 @@ class CChainBase : protected CChainStages {
     QLStatus TakeIn(std::int32_t lines, std::int32_t* taken);
     void DoWhatWaited();
     void Analyse();
+    void CollectPalette();
     // What single rows call, read and write.
     void OnAnalyseCommand();
     void OnStopCommand();
     void OnOutputTypeChanged();
+    void OnPaletteKind();
+    void TakePaletteKind();
     void OnStatus();
     void TouchAll();
     void TouchPalette();
@@ -261,12 +264,16 @@ class CChainFull final : public CChainPump {
     CQLStage* BuildHead(CQLStage* upstream);
     void TellExposure();
     CAutoToneBase* ToneStage(Slot slot);
+    void SetClipRect(const QLRect* rect);
+    // One of its switches or its rectangle is set.
+    bool WantsRangeClip();
     std::uint64_t GetOwnAttrib(std::int32_t id) { return m_rows.Get(id); }
     void SetOwnAttrib(std::int32_t id, std::uint64_t value) { m_rows.Set(m_port, id, value); }
 
     bool m_rotateOnPath = false;
     bool m_collectHistogram = false;
     bool m_collectThreshold = false;
+    QLRect m_clipRect;  // of the range clip; its ends lie behind the last line and column
     bool m_savedClipHigh = false;
     bool m_savedClipLow = false;
     bool m_chainFlag117 = true;

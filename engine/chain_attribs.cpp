@@ -4,13 +4,13 @@
 #include <cstdint>
 
 #include "engine/chain.h"
+#include "frame/palette_table.h"
 
 namespace {
 
 // Dots per inch. What is written beyond is held at these.
 constexpr std::int32_t kMinResolution = 12;
 constexpr std::int32_t kMaxResolution = 999999;
-constexpr std::int32_t kUserPalette = 3;  // QL_ATTR_PALETTE_KIND of a palette made from the image
 
 }  // namespace
 
@@ -22,6 +22,7 @@ std::span<const QLAttribRow> CChainBase::HeardRows() {
         R::Listens(QL_ATTR_CMD_STOP).Calls<&C::OnStopCommand>(),
         R::Listens(QL_ATTR_ANALYSIS_OVERRIDE).Calls<&C::TouchAll>(),
         R::Listens(QL_ATTR_OUTPUT_TYPE).Calls<&C::OnOutputTypeChanged>(),
+        R::Listens(QL_ATTR_PALETTE_KIND).Calls<&C::OnPaletteKind>(),
         // Nothing happens for rows without an act: the ids get their nodes here, so that a write to
         // them isn't one to an id that nobody knows.
         R::Listens(QL_ATTR_HISTOGRAM_RUN),
@@ -133,10 +134,19 @@ void CChainBase::ClearPending() {
 
 void CChainBase::OnOutputTypeChanged() {
     OnOutputType();
-    // Only a palette that is made from the image needs the image to be looked at first.
-    m_autoPalette = m_outputType == QL_OUTPUT_INDEXED &&
-                    WordInteger(m_port.GetValue(QL_ATTR_PALETTE_KIND)) == kUserPalette;
+    TakePaletteKind();
     TouchAll();
+}
+
+// Only a palette that is made from the image needs the image to be looked at first.
+void CChainBase::TakePaletteKind() {
+    m_autoPalette = m_outputType == QL_OUTPUT_INDEXED &&
+                    WordInteger(m_port.GetValue(QL_ATTR_PALETTE_KIND)) == QL_PALETTE_ADAPTIVE;
+}
+
+void CChainBase::OnPaletteKind() {
+    TakePaletteKind();
+    TouchPalette();
 }
 
 void CChainBase::SetAutoExpose(bool on) {

@@ -305,6 +305,8 @@ void CChainBase::Analyse() {
     m_pendTone = true;
     m_pendThreshold = m_autoThreshold;
     m_pendPalette = m_autoPalette;
+    // Marks at the ends of the range are no tones of the image.
+    HoldClip();
     // Opened once: what failed is closed, and its status told, without a second try.
     QLStatus status = OpenForAnalysis();
     if (m_passOpen)
@@ -313,6 +315,16 @@ void CChainBase::Analyse() {
         m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
     AfterAnalysisClose();
     m_analysed = !TakeBackRequests() && status == QL_OK;
+    // Only a file can be read a second time.
+    if (m_pendPalette && status == QL_OK && m_port.GetValue(QL_ATTR_INPUT_STREAM) == 0)
+        CollectPalette();
+    ReleaseClip();
+}
+
+// A pass of its own: the colours are counted as the analysis before it has made them.
+void CChainBase::CollectPalette() {
+    const QLStatus opened = OpenForPalette();
+    m_pendPalette = !m_passOpen || RunOpened(opened, 0) != QL_OK;
 }
 
 // ---- The type of output

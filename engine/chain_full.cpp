@@ -18,6 +18,7 @@ std::span<const QLAttribRow> CChainFull::Rows() {
         R::Provides(QL_ATTR_CHAIN_FLAG_116).Keeps<&C::m_collectHistogram>(),
         R::Provides(QL_ATTR_CHAIN_FLAG_345).Keeps<&C::m_collectThreshold>(),
         R::Provides(QL_ATTR_CHAIN_FLAG_117).Reads<&C::m_chainFlag117>(),
+        R::Provides(QL_ATTR_CLIP_RECT).Points<&C::m_clipRect>().Writes<&C::SetClipRect>(),
     };
     return rows;
 }
@@ -83,6 +84,15 @@ QLStatus CChainFull::ReleaseClip() {
     return QL_OK;
 }
 
+void CChainFull::SetClipRect(const QLRect* rect) {
+    m_clipRect = rect ? *rect : QLRect{};
+}
+
+bool CChainFull::WantsRangeClip() {
+    return m_port.GetValue(QL_ATTR_CLIP_HIGH) != 0 || m_port.GetValue(QL_ATTR_CLIP_LOW) != 0 ||
+           (m_clipRect.top < m_clipRect.bottom && m_clipRect.left < m_clipRect.right);
+}
+
 QLStatus CChainFull::ProbeColor(QLColorQuery* record) {
     // From the last stage that changes colours, and so through all of them.
     return m_invert ? m_invert->TransformColor(record) : QL_OK;
@@ -117,10 +127,12 @@ CQLStage* CChainFull::BuildVariant(CQLStage* upstream) {
     // Sharpening has one stage and three places: early in the head, late in the body, or none.
     const bool sharpenHere =
         m_port.GetValue(QL_ATTR_EARLY_SHARPEN) == 0 && m_port.GetValue(QL_ATTR_SKIP_SHARPEN) == 0;
+    const bool clipHere = WantsRangeClip();
     const std::int32_t type = WordInteger(m_port.GetValue(QL_ATTR_OUTPUT_TYPE));
     CQLStage* last = BuildHead(upstream);
     for (const Slot slot : Body(variant, type)) {
-        if (slot != &CChainStages::m_lutSharpen || sharpenHere)
+        if ((slot != &CChainStages::m_lutSharpen || sharpenHere) &&
+            (slot != &CChainStages::m_rangeClip || clipHere))
             last = Connect(slot, last);
     }
     if (type == QL_OUTPUT_COLOR || type == QL_OUTPUT_INDEXED)

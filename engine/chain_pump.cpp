@@ -86,9 +86,6 @@ QLStatus CChainPump::BuildWithSink() {
     m_sink->SetOn(true);
     if (!m_source)
         return QL_ERR_NO_SOURCE;
-    const QLStatus status = HoldClip();
-    if (status != QL_OK)
-        return status;
     CQLStage* body = BuildBody();
     if (!body)
         return QL_ERR_NO_MEMORY;
@@ -123,9 +120,7 @@ QLStatus CChainPump::OpenAnalysed() {
         m_firstFeed = true;
         m_holdMark = 0;
     }
-    // Whatever became of the pass. The first failure is the one that is told.
-    const QLStatus released = ReleaseClip();
-    return status == QL_OK ? released : status;
+    return status;
 }
 
 void CChainPump::Feed() {

@@ -19,6 +19,8 @@
 #include "stages/line_sharpen.h"
 #include "stages/mirror.h"
 #include "stages/output_format.h"
+#include "stages/palette.h"
+#include "stages/range_clip.h"
 #include "stages/rotate.h"
 #include "stages/smooth.h"
 #include "stages/source_control.h"
@@ -98,9 +100,9 @@ constexpr S::Row kTable[] = {
     Class<CEncodingCurveStage>(&S::m_encodingCurve, "CEncodingCurveStage", QLLineShape::InPlace,  1, kSameFormat, kAll),
     Class<CHistogramStage>(&S::m_histogram,         "CHistogramStage",     QLLineShape::PassesOn, 1, kSameFormat, kAll),
     Class<CSourceControlStage>(&S::m_sourceControl, "CSourceControlStage", QLLineShape::PassesOn, 1, kSameFormat, kAll),
-    Missing(&S::m_rangeClip,      "CRangeClipStage",      kAll),
+    Class<CRangeClipStage>(&S::m_rangeClip,         "CRangeClipStage",     QLLineShape::InPlace,  1, kSameFormat, kAll),
     Class<CThresholdStage>(&S::m_threshold,         "CThresholdStage",     QLLineShape::NewLines, 1, kNewFormat,  kAll),
-    Missing(&S::m_palette,        "CPaletteStage",        kAll),
+    Class<CPaletteStage>(&S::m_palette,             "CPaletteStage",       QLLineShape::NewLines, 1, kNewFormat,  kAll),
     Class<CInvertStage>(&S::m_invert,               "CInvertStage",        QLLineShape::InPlace,  1, kSameFormat, kAll),
 };
 
@@ -126,55 +128,72 @@ constexpr Slot kFront[] = {
 };
 
 // Bodies, behind the head, in data order. m_lutSharpen stands in them all and is passed over when
-// sharpening is done early or not at all.
+// sharpening is done early or not at all, m_rangeClip behind the encoding curve, and is passed over
+// unless somebody has asked for it.
 constexpr Slot kReflectiveLineArt[] = {
     &S::m_deviceMatrix, &S::m_outputFormat, &S::m_lutSharpen, &S::m_threshold, &S::m_invert,
 };
+constexpr Slot kReflectiveDithered[] = {
+    &S::m_toneLevels, &S::m_deviceMatrix, &S::m_autoTonePhoto, &S::m_sourceControl,
+    &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen,
+    &S::m_palette, &S::m_invert,
+};
 constexpr Slot kReflectiveColor[] = {
     &S::m_toneLevels, &S::m_deviceMatrix, &S::m_autoTonePhoto, &S::m_sourceControl,
-    &S::m_encodingCurve, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen, &S::m_palette,
-    &S::m_invert,
+    &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen,
+    &S::m_palette, &S::m_invert,
 };
 constexpr Slot kReflectiveGray[] = {
     &S::m_toneLevels, &S::m_deviceMatrix, &S::m_autoTonePhoto, &S::m_sourceControl,
-    &S::m_encodingCurve, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen, &S::m_invert,
+    &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen,
+    &S::m_invert,
 };
 constexpr Slot kSlideLineArt[] = {
     &S::m_darkNeutral, &S::m_tmaMatrix, &S::m_outputFormat, &S::m_lutSharpen, &S::m_threshold,
     &S::m_invert,
 };
+constexpr Slot kSlideDithered[] = {
+    &S::m_darkNeutral, &S::m_autoToneSlide, &S::m_sourceControl, &S::m_encodingCurve,
+    &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen, &S::m_palette,
+    &S::m_invert,
+};
 constexpr Slot kSlideColor[] = {
     &S::m_darkNeutral, &S::m_tmaMatrix, &S::m_autoToneSlide, &S::m_sourceControl,
-    &S::m_encodingCurve, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen, &S::m_palette,
-    &S::m_invert,
+    &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen,
+    &S::m_palette, &S::m_invert,
 };
 constexpr Slot kSlideGray[] = {
     &S::m_darkNeutral, &S::m_autoToneSlide, &S::m_sourceControl, &S::m_encodingCurve,
-    &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen, &S::m_invert,
+    &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen, &S::m_invert,
 };
 constexpr Slot kNegativeLineArt[] = {
     &S::m_channelCurve, &S::m_autoToneNeg, &S::m_sourceControl, &S::m_densityColor,
     &S::m_saturation, &S::m_outputFormat, &S::m_lutSharpen, &S::m_threshold, &S::m_invert,
 };
+constexpr Slot kNegativeDithered[] = {
+    &S::m_channelCurve, &S::m_autoToneNeg, &S::m_densityColor, &S::m_saturation,
+    &S::m_sourceControl, &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat,
+    &S::m_lutSharpen, &S::m_palette, &S::m_invert,
+};
 constexpr Slot kNegativeColor[] = {
     &S::m_channelCurve, &S::m_autoToneNeg, &S::m_densityColor, &S::m_saturation,
-    &S::m_sourceControl, &S::m_encodingCurve, &S::m_histogram, &S::m_outputFormat,
+    &S::m_sourceControl, &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat,
     &S::m_lutSharpen, &S::m_palette, &S::m_invert,
 };
 constexpr Slot kNegativeGray[] = {
     &S::m_channelCurve, &S::m_autoToneNeg, &S::m_densityColor, &S::m_saturation,
-    &S::m_sourceControl, &S::m_encodingCurve, &S::m_histogram, &S::m_outputFormat,
+    &S::m_sourceControl, &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat,
     &S::m_lutSharpen, &S::m_invert,
 };
 
 // Bodies by variant, in the order of its enumerators, and output type; the last is that of any other
-// type. Halftone goes the way of
-// line art in the reflective variant only, elsewhere that of gray.
+// type. Halftone goes the way of gray: its dots have the mean of the gray picture.
 constexpr std::span<const Slot> kBodies[][kOutputTypes + 1] = {
-    {kReflectiveLineArt, kReflectiveLineArt, kReflectiveGray, kReflectiveColor, kReflectiveColor,
+    {kReflectiveLineArt, kReflectiveDithered, kReflectiveGray, kReflectiveColor, kReflectiveColor,
      kReflectiveGray},
-    {kSlideLineArt, kSlideGray, kSlideGray, kSlideColor, kSlideColor, kSlideGray},
-    {kNegativeLineArt, kNegativeGray, kNegativeGray, kNegativeColor, kNegativeColor, kNegativeGray},
+    {kSlideLineArt, kSlideDithered, kSlideGray, kSlideColor, kSlideColor, kSlideGray},
+    {kNegativeLineArt, kNegativeDithered, kNegativeGray, kNegativeColor, kNegativeColor,
+     kNegativeGray},
 };
 
 // clang-format on

@@ -51,7 +51,7 @@ struct CChainStages {
     std::unique_ptr<CQLStage> m_encodingCurve;
     std::unique_ptr<CQLStage> m_histogram;
     std::unique_ptr<CQLStage> m_sourceControl;
-    std::unique_ptr<CQLStage> m_rangeClip;  // stands in no chain
+    std::unique_ptr<CQLStage> m_rangeClip;  // on the way only when asked for
     std::unique_ptr<CQLStage> m_autoTonePhoto;
     std::unique_ptr<CQLStage> m_threshold;
     std::unique_ptr<CQLStage> m_palette;

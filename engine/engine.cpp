@@ -6,6 +6,7 @@
 #include "engine/streak_provider.h"
 #include "frame/try_new.h"
 #include "platform/bitmap_headers.h"
+#include "platform/bitmap_white.h"
 
 namespace {
 
@@ -199,6 +200,7 @@ void CQLEngine::OnHeader() {
     m_imageHeight = header.biHeight;
     m_imageWidth = header.biWidth;
     m_imageBits = header.biBitCount;
+    m_whiteByte = WhiteByte(header.biBitCount, table);
     CallClients(QL_IMAGE_CALLBACK_DIB_HEADER, 0,
                 static_cast<std::int32_t>(sizeof(header) + colors * sizeof(RGBQUAD)),
                 reinterpret_cast<std::uint8_t*>(&block));
@@ -267,13 +269,12 @@ void CQLEngine::ForgetImage() {
 void CQLEngine::FillWhite() {
     // Never the end: 100 % belongs to images that came whole.
     constexpr std::uint32_t kFillPercent = 99;
-    // One line serves for all that are missing. 0xFF is white in gray, in colour, and in bits whose
-    // second colour is white.
+    // One line serves for all that are missing.
     const std::int64_t bytes = std::int64_t{m_imageWidth} * m_imageBits / 8;
     const auto white = TryNewRaw<std::uint8_t>(static_cast<std::size_t>(bytes));
     if (!white)
         return;
-    std::fill_n(white.get(), bytes, std::uint8_t{0xFF});
+    std::fill_n(white.get(), bytes, m_whiteByte);
     for (std::int32_t line = m_bandRect.bottom; line < m_imageHeight && !m_cancelled; ++line) {
         CallClients(QL_IMAGE_CALLBACK_DIB_BUFFER, kFillPercent, static_cast<std::int32_t>(bytes),
                     white.get());

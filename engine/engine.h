@@ -138,6 +138,8 @@ class CQLEngine : public CQLAttribStore {
     void SetDeviceMatrix(const double* nine);
     void SetStartValues();
 
+    void ReadOutputType(IQLItemProperties* properties);
+    void ReadPaletteColors(IQLItemProperties* properties);
     void ReadTone(IQLItemProperties* properties, bool levels);
     void ReadLevels(IQLItemProperties* properties);
     void ReadSliders(IQLItemProperties* properties);
@@ -181,6 +183,7 @@ class CQLEngine : public CQLAttribStore {
     std::int32_t m_imageHeight = 0;
     std::int32_t m_imageWidth = 0;
     std::int32_t m_imageBits = 0;
+    std::uint8_t m_whiteByte = 0xFF;  // of its rows
     bool m_profileLoaded = false;
     std::unique_ptr<QLAttribTree> m_treeRoot;
     std::unique_ptr<CStreakProvider> m_streaks;

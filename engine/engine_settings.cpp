@@ -1,5 +1,6 @@
 // How the engine's settings and tables come from an item's properties, and go back there.
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -8,6 +9,8 @@
 #include "engine/streak_provider.h"
 #include "frame/fixed_point.h"
 #include "frame/output_type.h"
+#include "frame/palette_table.h"
+#include "frame/try_new.h"
 #include "platform/wia.h"
 
 namespace {
@@ -112,11 +115,7 @@ void ReadRecord(IQLItemProperties* properties, DWORD id, Record* target) {
 HRESULT CQLEngine::ReadItemSettings(IQLItemProperties* properties) {
     if (!properties)
         return E_INVALIDARG;
-    LONG value = 0;
-    if (ReadNumber(properties, WIA_IPA_DATATYPE, &value) &&
-        (value == WIA_DATA_THRESHOLD || value == WIA_DATA_GRAYSCALE || value == WIA_DATA_COLOR))
-        // Items and engine use the same numbers for these three.
-        SetValue(QL_ATTR_OUTPUT_TYPE, IntegerWord(value));
+    ReadOutputType(properties);
     LONG method = 0;
     const HRESULT hr = properties->ReadLong(QL_PROP_EXPOSURE_METHOD, &method);
     // An item without this property is none of an image: its other settings mean nothing here.
@@ -151,6 +150,41 @@ void CQLEngine::ReadFilters(IQLItemProperties* properties) {
         ProvideStreaks();
     if (m_streaks)
         m_streaks->Choose(mode, detail);
+}
+
+// Items and engine use the same numbers for the types of data. Colour with a palette is a type of
+// the engine's alone.
+void CQLEngine::ReadOutputType(IQLItemProperties* properties) {
+    LONG type = 0;
+    if (!ReadNumber(properties, WIA_IPA_DATATYPE, &type) || type < WIA_DATA_THRESHOLD ||
+        type > WIA_DATA_COLOR)
+        return;
+    LONG palette = 0;
+    if (type != WIA_DATA_COLOR || !ReadNumber(properties, QL_PROP_PALETTE, &palette) ||
+        palette == 0) {
+        SetValue(QL_ATTR_OUTPUT_TYPE, IntegerWord(type));
+        return;
+    }
+    if (palette == QL_PALETTE_USER)
+        ReadPaletteColors(properties);
+    SetValue(QL_ATTR_OUTPUT_TYPE, QL_OUTPUT_INDEXED);
+    SetValue(QL_ATTR_PALETTE_KIND, IntegerWord(palette));
+}
+
+// Colours that can't be had leave those that stand.
+void CQLEngine::ReadPaletteColors(IQLItemProperties* properties) {
+    PaletteRecord record = {};
+    ReadRecord(properties, QL_PROP_PALETTE_COLORS, &record);
+    const auto table = TryNew<QLPaletteTable>();
+    if (!table || record.m_count == 0)
+        return;
+    InitIdentity(table.get());
+    const std::uint32_t count = std::min<std::uint32_t>(record.m_count, std::size(record.m_colors));
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::uint8_t* rgb = record.m_colors[i];
+        AddColor(table.get(), rgb[0], rgb[1], rgb[2]);
+    }
+    SetValue(QL_ATTR_PALETTE_USER, PointerWord(table.get()));
 }
 
 void CQLEngine::ReadTone(IQLItemProperties* properties, bool levels) {
@@ -198,15 +232,17 @@ void CQLEngine::ReadSliders(IQLItemProperties* properties) {
     }
 }
 
-// Brightness moves the threshold of line art; without it the threshold property holds.
+// Brightness moves the threshold of line art; without it the threshold property holds. Dithered
+// images have their brightness already, and the threshold only divides black from white.
 void CQLEngine::ReadThreshold(IQLItemProperties* properties) {
-    if (GetInteger(QL_ATTR_OUTPUT_TYPE) != QL_OUTPUT_LINE_ART)
+    const std::int32_t type = GetInteger(QL_ATTR_OUTPUT_TYPE);
+    if (type != QL_OUTPUT_LINE_ART && type != QL_OUTPUT_HALFTONE)
         return;
     LONG value = 0;
     if (!ReadNumber(properties, WIA_IPS_BRIGHTNESS, &value))
         return;
     std::int64_t threshold = 0;
-    if (value != 0) {
+    if (value != 0 && type == QL_OUTPUT_LINE_ART) {
         // Brightness -1000 to 1000 becomes 65536 to 0: the brighter, the less is black.
         threshold = (kPropertyFull - value) * 65536 / 2000;
     } else {

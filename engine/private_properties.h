@@ -38,4 +38,14 @@ enum QLPrivateProperty : std::uint32_t {
     QL_PROP_SMOOTHING = 71722,       // 0 off, 1 of noise, 2 of all detail besides
     QL_PROP_STREAKS = 71723,         // removal of streaks, 0 off, 1 or 2
     QL_PROP_STREAK_DETAIL = 71724,   // the channel that others are rebuilt from, 1 to 3, or 0
+    // Of colour images: 0 none, else a palette by its number, 4 for the colours below.
+    QL_PROP_PALETTE = 71720,
+    QL_PROP_PALETTE_COLORS = 71721,  // PaletteRecord
 };
+
+// The palette that a client gives: red, green, blue of as many entries as it says.
+struct PaletteRecord {
+    std::uint32_t m_count;  // 1 to 256
+    std::uint8_t m_colors[256][3];
+};
+static_assert(sizeof(PaletteRecord) == 772);

@@ -125,7 +125,7 @@ enum class QLAttribKind : std::uint8_t {
     X(20165, QL_ATTR_INVERT, Bool) \
     X(20166, QL_ATTR_INVERT_B, Bool) \
     X(20172, QL_ATTR_PALETTE_USER, Pointer) \
-    X(20173, QL_ATTR_PALETTE_KIND_A, Integer) \
+    X(20173, QL_ATTR_PALETTE_KIND_A, Pointer) \
     X(20174, QL_ATTR_PALETTE_KIND, Integer) \
     X(20175, QL_ATTR_PALETTE_RECT, Rect) \
     X(20176, QL_ATTR_PALETTE_REBUILD, Event) \

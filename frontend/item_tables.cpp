@@ -98,6 +98,10 @@ constexpr LONG kFullSaturation = 1000;  // thousandths
 constexpr LONG kMaxSaturation = 1500;
 constexpr LONG kTurns[] = {0, 90, 180, 270};
 
+// None, the two fixed ones, and the client's own; one made from the image takes a pass of its own,
+// for which a scanner's lines don't come twice.
+constexpr LONG kPalettes[] = {0, 1, 2, 4};
+
 constexpr LPCOLESTR kPrivateName = u"Private Property";
 
 // ---- The items
@@ -172,6 +176,7 @@ constexpr PropertyRow kUserRows[] = {
     RangeRow(QL_PROP_SMOOTHING, u"Smoothing", 1, 0, 2),
     RangeRow(QL_PROP_STREAKS, u"Streak Removal", 0, 0, 2),
     RangeRow(QL_PROP_STREAK_DETAIL, u"Streak Detail Channel", 0, 0, 3),
+    ListRow(QL_PROP_PALETTE, u"Palette", kReadWriteList, 0, kPalettes),
 };
 
 // What setGeomControl says of the scan to come; nobody in the driver reads it.

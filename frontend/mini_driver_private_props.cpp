@@ -9,6 +9,10 @@
 HRESULT CNVwiaMiniDrv::InitializePrivateProperties(BYTE* item) {
     CFunctionTrace trace("CNVwiaMiniDrv::InitializePrivateProperties");
     AddRows(m_topProps, UserRows());
+    const PaletteRecord noColors = {};
+    m_topProps.AddBlob(QL_PROP_PALETTE_COLORS, u"Palette Colors",
+                       WIA_PROP_READ | WIA_PROP_WRITE | WIA_PROP_NONE, sizeof(noColors),
+                       reinterpret_cast<const BYTE*>(&noColors));
     trace.SetResult(SetScannerSPFParameters());
     CItemProperties properties;
     if (SUCCEEDED(properties.Attach(item)))

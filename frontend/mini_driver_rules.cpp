@@ -78,6 +78,14 @@ const DataTypeRow* FindMeantType(const MeantTypeRow (&rows)[count], LONG key) {
     return row ? FindRow(kDataTypes, row->dataType) : nullptr;
 }
 
+// Samples of a pixel. Of colour with a palette it is one, which is the number of a colour.
+LONG ChannelsOf(BYTE* item, const DataTypeRow& row) {
+    LONG palette = 0;
+    if (row.key == WIA_DATA_COLOR)
+        ReadItemLong(item, QL_PROP_PALETTE, &palette);
+    return palette != 0 ? 1 : row.channels;
+}
+
 struct NewValue {
     PROPID id;
     LONG value;
@@ -136,10 +144,11 @@ HRESULT CNVwiaMiniDrv::ValidateIntent(BYTE* item, ValidationCall& call) {
     const DataTypeRow* row = FindMeantType(kIntentTypes, type);
     if (!row)
         return trace.SetResult(E_INVALIDARG).GetResult();
+    const LONG channels = ChannelsOf(item, *row);
     for (const NewValue& made : {NewValue{WIA_IPA_DATATYPE, row->key},
-                                 {WIA_IPA_DEPTH, row->channels * row->bits},
+                                 {WIA_IPA_DEPTH, channels * row->bits},
                                  {WIA_IPA_BITS_PER_CHANNEL, row->bits},
-                                 {WIA_IPA_CHANNELS_PER_PIXEL, row->channels}})
+                                 {WIA_IPA_CHANNELS_PER_PIXEL, channels}})
         trace.SetResult(wiasWritePropLong(item, made.id, made.value));
     // A channel that was selected before would leave two thirds of the colours out.
     if (!row->selectsChannel)
@@ -193,7 +202,7 @@ HRESULT CNVwiaMiniDrv::ValidateDataType(BYTE* item, ValidationCall& call) {
     return trace.GetResult();
 }
 
-// A selected channel means something else to each data type.
+// A selected channel means something else to each data type, and so does a palette.
 HRESULT CNVwiaMiniDrv::ValidateChannel(BYTE* item, ValidationCall& call) {
     CFunctionTrace trace("CNVwiaMiniDrv::ValidateChannel");
     LONG type = 0;
@@ -213,7 +222,8 @@ HRESULT CNVwiaMiniDrv::ApplyDataType(BYTE* item, ValidationCall& call, LONG type
     LONG channel = 0;
     trace.SetResult(ReadItemLong(item, WIA_IPA_BITS_PER_CHANNEL, &bits));
     trace.SetResult(ReadItemLong(item, QL_PROP_SCANNER_CHANNEL, &channel));
-    if (row->bits == 1 || bits != 16)
+    const LONG channels = ChannelsOf(item, *row);
+    if (row->bits == 1 || bits != 16 || channels != row->channels)
         bits = row->bits;
     DataFormat format = {kChannelColor, static_cast<DWORD>(bits), 0};
     if (row->selectsChannel)
@@ -228,8 +238,8 @@ HRESULT CNVwiaMiniDrv::ApplyDataType(BYTE* item, ValidationCall& call, LONG type
     trace.SetResult(
         wiasWritePropLong(item, QL_PROP_SCANNER_CHANNEL, KeptChannel(asked, format.channel)));
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_BITS_PER_CHANNEL, bits));
-    trace.SetResult(wiasWritePropLong(item, WIA_IPA_CHANNELS_PER_PIXEL, row->channels));
-    trace.SetResult(WriteChanged(item, call, WIA_IPA_DEPTH, row->channels * bits));
+    trace.SetResult(wiasWritePropLong(item, WIA_IPA_CHANNELS_PER_PIXEL, channels));
+    trace.SetResult(WriteChanged(item, call, WIA_IPA_DEPTH, channels * bits));
     return trace.GetResult();
 }
 
@@ -275,8 +285,9 @@ HRESULT CNVwiaMiniDrv::ValidateBPC(BYTE* item, ValidationCall& call) {
     trace.SetResult(wiasWritePropLong(item, WIA_IPA_DATATYPE, row->key));
     trace.SetResult(
         wiasWritePropLong(item, QL_PROP_SCANNER_CHANNEL, static_cast<LONG>(format.channel)));
-    trace.SetResult(wiasWritePropLong(item, WIA_IPA_CHANNELS_PER_PIXEL, row->channels));
-    trace.SetResult(WriteChanged(item, call, WIA_IPA_DEPTH, row->channels * value));
+    const LONG channels = ChannelsOf(item, *row);
+    trace.SetResult(wiasWritePropLong(item, WIA_IPA_CHANNELS_PER_PIXEL, channels));
+    trace.SetResult(WriteChanged(item, call, WIA_IPA_DEPTH, channels * value));
     return trace.GetResult();
 }
 

@@ -162,6 +162,7 @@ void CNVwiaMiniDrv::RunRules(CFunctionTrace& trace, BYTE* item, PROPID id, Valid
         {WIA_IPA_DEPTH, {&Driver::ValidateDepth, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
         {WIA_IPA_CHANNELS_PER_PIXEL, {&Driver::ValidateDataType, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
         {QL_PROP_SCANNER_CHANNEL, {&Driver::ValidateChannel, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
+        {QL_PROP_PALETTE, {&Driver::ValidateChannel, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
         {WIA_IPA_BITS_PER_CHANNEL, {&Driver::ValidateBPC, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateBPC")},
         {WIA_IPS_XRES, {&Driver::ValidateResolution, &Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateResolution")},
         {WIA_IPS_YRES, {&Driver::ValidateResolution, &Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateResolution")},

@@ -7,6 +7,7 @@
 
 #include "frontend/scan_lines.h"
 #include "platform/bitmap_headers.h"
+#include "platform/bitmap_white.h"
 #include "platform/known_folders.h"
 
 namespace {
@@ -102,11 +103,19 @@ HRESULT CPageFile::Write(const void* bytes, DWORD count) {
 
 // What the engine has written: its output may have another depth and palette than the stream into
 // it, so the stream's header is no help here.
-bool CPageFile::ReadInfo(BITMAPINFOHEADER& info) {
+bool CPageFile::ReadInfo(BITMAPINFOHEADER& info, BYTE& white) {
     DWORD read = 0;
-    return FileSeek(m_hTempFile, sizeof(BITMAPFILEHEADER)) == 0 &&
-           ReadFile(m_hTempFile, &info, sizeof(info), &read, nullptr) && read == sizeof(info) &&
-           HasSoundSides(info);
+    if (FileSeek(m_hTempFile, sizeof(BITMAPFILEHEADER)) != 0 ||
+        !ReadFile(m_hTempFile, &info, sizeof(info), &read, nullptr) || read != sizeof(info) ||
+        !HasSoundSides(info))
+        return false;
+    RGBQUAD colors[kMaxBitmapColors] = {};
+    const DWORD count = std::min<DWORD>(info.biClrUsed, kMaxBitmapColors);
+    const DWORD bytes = count * sizeof(RGBQUAD);
+    if (!ReadFile(m_hTempFile, colors, bytes, &read, nullptr) || read != bytes)
+        return false;
+    white = WhiteByte(info.biBitCount, {colors, count});
+    return true;
 }
 
 // The palette stays as the engine wrote it.
@@ -135,17 +144,17 @@ DWORD CPageFile::TruncateFile(LONG lines, BITMAPINFOHEADER header) {
 }
 
 // White lines that the engine puts at the end of an image may be shorter than rows.
-bool CPageFile::ExtendFile(std::uint64_t bytes) {
+bool CPageFile::ExtendFile(std::uint64_t bytes, BYTE white) {
     std::uint64_t size = SizeOf(m_hTempFile);
     if (size >= bytes)
         return size != kNoSize;
     if (FileSeek(m_hTempFile, static_cast<std::int64_t>(size)) != 0)
         return false;
-    BYTE white[4096];
-    std::fill(std::begin(white), std::end(white), BYTE{0xFF});
+    BYTE fill[4096];
+    std::fill(std::begin(fill), std::end(fill), white);
     for (DWORD written = 0; size < bytes; size += written) {
-        const auto count = static_cast<DWORD>(std::min<std::uint64_t>(bytes - size, sizeof(white)));
-        if (!WriteFile(m_hTempFile, white, count, &written, nullptr))
+        const auto count = static_cast<DWORD>(std::min<std::uint64_t>(bytes - size, sizeof(fill)));
+        if (!WriteFile(m_hTempFile, fill, count, &written, nullptr))
             return false;
     }
     return true;
@@ -155,11 +164,12 @@ bool CPageFile::ExtendFile(std::uint64_t bytes) {
 // had too few to fill its windows, then they are white.
 HRESULT CPageFile::Deliver(MINIDRV_TRANSFER_CONTEXT& context, bool cut, DWORD lines) {
     BITMAPINFOHEADER info = {};
-    if (m_bWriteFailed || !ReadInfo(info))
+    BYTE white = 0xFF;
+    if (m_bWriteFailed || !ReadInfo(info, white))
         return E_FAIL;
     if (cut)
         info.biHeight = static_cast<LONG>(std::min<std::int64_t>(lines, BitmapLines(info)));
-    if (!ExtendFile(static_cast<std::uint64_t>(RowsOffset(info) + BitmapImageBytes(info))))
+    if (!ExtendFile(static_cast<std::uint64_t>(RowsOffset(info) + BitmapImageBytes(info)), white))
         return E_FAIL;
     if (cut)
         TruncateFile(info.biHeight, info);

@@ -34,12 +34,13 @@ class CPageFile {
     HRESULT Deliver(MINIDRV_TRANSFER_CONTEXT& context, bool cut, DWORD lines);
 
   private:
-    bool ReadInfo(BITMAPINFOHEADER& info);
+    // `white` is what fills its rows with white.
+    bool ReadInfo(BITMAPINFOHEADER& info, BYTE& white);
     // Rewrites the bitmap for a shorter height. `header` is the one that stands in the file. 0, or
     // a system error.
     DWORD TruncateFile(LONG lines, BITMAPINFOHEADER header);
-    // Appends bytes of 255 up to a size; false when that fails.
-    bool ExtendFile(std::uint64_t bytes);
+    // Appends bytes of one value up to a size; false when that fails.
+    bool ExtendFile(std::uint64_t bytes, BYTE white);
     HRESULT MapAndDeliver(MINIDRV_TRANSFER_CONTEXT& context);
 
     // Null: none is wanted. One that couldn't be made is INVALID_HANDLE_VALUE.

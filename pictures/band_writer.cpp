@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "pictures/file_failure.h"
+#include "platform/bitmap_white.h"
 
 // Runs one step of the file if it is its turn. A step that fails takes the file with it.
 template <typename TAction>
@@ -103,6 +104,7 @@ void CBandWriter::TakeHeader(const BITMAPINFOHEADER& info, std::span<const RGBQU
     m_palette.fill({0xFF, 0xFF, 0xFF, 0});
     if (colors != 0)
         std::ranges::copy(palette, m_palette.begin());
+    m_whiteByte = WhiteByte(info.biBitCount, palette);
     m_info = info;
     m_info.biClrUsed = colors;
     const std::int64_t stride = BitmapStride(info);
@@ -114,7 +116,7 @@ void CBandWriter::TakeHeader(const BITMAPINFOHEADER& info, std::span<const RGBQU
     m_line = 0;
 }
 
-// Takes `length` bytes into the band, which are 0xFF when `bytes` is null, and stores every band
+// Takes `length` bytes into the band, which are white when `bytes` is null, and stores every band
 // that becomes full. The last one is short: it ends with the image.
 void CBandWriter::Feed(const std::uint8_t* bytes, std::int64_t length) {
     while (length > 0) {
@@ -124,7 +126,7 @@ void CBandWriter::Feed(const std::uint8_t* bytes, std::int64_t length) {
             std::memcpy(m_band.data() + m_filled, bytes, part);
             bytes += part;
         } else {
-            std::memset(m_band.data() + m_filled, 0xFF, part);
+            std::memset(m_band.data() + m_filled, m_whiteByte, part);
         }
         m_filled += part;
         length -= static_cast<std::int64_t>(part);

@@ -54,6 +54,7 @@ class CBandWriter : public CPictureWriter {
 
     EState m_state = EState::Fresh;
     std::array<RGBQUAD, kMaxBitmapColors> m_palette = {};
+    std::uint8_t m_whiteByte = 0xFF;  // of rows
     std::size_t m_stride = 0;
     // Whole rows, the last of which may still be under way.
     std::vector<std::uint8_t> m_band;

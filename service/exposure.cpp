@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "engine/engine.h"
-#include "engine/private_properties.h"
 #include "frame/output_type.h"
+#include "frame/palette_table.h"
 #include "platform/bitmap_headers.h"
 #include "service/item_engine.h"
 
@@ -100,8 +100,16 @@ class CPreview final : public IScanSink {
         info.biHeight = m_stride == 0 ? 0 : static_cast<LONG>(m_rows.size() / m_stride);
         return info;
     }
+    // From the first row on, as often as it is asked for.
+    RowSource Source() const {
+        return [this, line = std::size_t{0}](BYTE* row) mutable {
+            if ((line + 1) * m_stride > m_rows.size())
+                return false;
+            std::memcpy(row, Row(line++), m_stride);
+            return true;
+        };
+    }
     const BYTE* Row(std::size_t index) const { return m_rows.data() + index * m_stride; }
-    std::size_t Stride() const { return m_stride; }
 
   private:
     BITMAPINFOHEADER m_info = {};
@@ -220,16 +228,28 @@ ScanStatus AnalysePreview(const CDeviceProperties& settings, const CPreview& pre
                           const AutoWish& wish, std::optional<FoundExposure>& found) {
     CQLEngine engine;
     ScanStatus status = SetUpEngine(settings, engine);
-    LONG line = 0;
-    const RowSource rows = [&](BYTE* row) {
-        if (line >= preview.Info().biHeight)
-            return false;
-        std::memcpy(row, preview.Row(static_cast<std::size_t>(line++)), preview.Stride());
-        return true;
-    };
     if (status.Ok())
-        found = AnalyseImage(engine, preview.Info(), rows, wish);
+        found = AnalyseImage(engine, preview.Info(), preview.Source(), wish);
     return status;
+}
+
+// The pass counts colours besides, if that was asked for. False when a row couldn't be had.
+bool RunAnalysis(CQLEngine& engine, const BITMAPINFOHEADER& info, const RowSource& rows) {
+    CRowStream stream(info, rows);
+    engine.SetInputStream(&stream);
+    engine.Start();
+    const bool analysed = engine.FireAnalyse() == S_OK;
+    engine.Stop();
+    return analysed && !stream.HasFailed();
+}
+
+PaletteRecord RecordOf(const QLPaletteTable& table) {
+    PaletteRecord record = {};
+    record.m_count = table.m_count;
+    for (std::size_t i = 0; i < table.m_count; ++i)
+        std::ranges::transform(table.m_entries[i].m_colors, record.m_colors[i],
+                               [](std::uint16_t color) { return static_cast<BYTE>(color); });
+    return record;
 }
 
 // The exposure variant goes by a scale and by points of its own, and the scan to come by the plain
@@ -299,16 +319,12 @@ std::optional<FoundExposure> AnalyseImage(CQLEngine& engine, const BITMAPINFOHEA
     // A write of 0 would also undo what was set before.
     if (wish.expose)
         engine.SetValue(QL_ATTR_AUTO_EXPOSE_COLOR, 1);
-    CRowStream stream(info, rows);
-    engine.SetInputStream(&stream);
-    engine.Start();
-    const bool analysed = engine.FireAnalyse() == S_OK;
-    engine.Stop();
+    const bool analysed = RunAnalysis(engine, info, rows);
     if (!found.hasTone) {
         for (std::size_t i = 0; i < before.size(); ++i)
             engine.SetValue(kLevels[i], before[i]);
     }
-    if (!analysed || stream.HasFailed())
+    if (!analysed)
         return {};
     found.highlight = engine.GetInteger(QL_ATTR_AUTO_WHITE);
     found.midtone = engine.GetInteger(QL_ATTR_AUTO_MID);
@@ -337,6 +353,30 @@ ScanStatus FindExposure(CScanDevice& device, const AutoWish& wish, const std::at
     if (status.Ok())
         MeetProperties(CDeviceProperties::Number(before.Root(), QL_PROP_TMA_SELECT) != 1, plain,
                        *found);
+    return status;
+}
+
+ScanStatus FindPalette(CScanDevice& device, const std::atomic<bool>* cancel,
+                       std::optional<PaletteRecord>& found) {
+    found.reset();
+    CDeviceProperties before;
+    ScanStatus status = CDeviceProperties::Read(device, before);
+    if (!status.Ok())
+        return status;
+    CPreview preview;
+    status = ScanPreview(device, before, cancel, preview);
+    if (status.code != S_OK || preview.Info().biHeight < 1)
+        return status;
+    CQLEngine engine;
+    status = SetUpEngine(before, engine);
+    if (!status.Ok())
+        return status;
+    engine.SetValue(QL_ATTR_OUTPUT_TYPE, QL_OUTPUT_INDEXED);
+    engine.Notify(QL_ATTR_PALETTE_COLLECT);
+    const bool counted = RunAnalysis(engine, preview.Info(), preview.Source());
+    const auto* table = WordPointer<const QLPaletteTable>(engine.GetValue(QL_ATTR_PALETTE_KIND_A));
+    if (counted && table && table->m_count > 0)
+        found = RecordOf(*table);
     return status;
 }
 

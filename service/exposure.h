@@ -14,6 +14,7 @@
 #include <functional>
 #include <span>
 
+#include "engine/private_properties.h"
 #include "service/device_properties.h"
 
 class CQLEngine;
@@ -57,6 +58,10 @@ std::optional<FoundExposure> AnalyseImage(CQLEngine& engine, const BITMAPINFOHEA
 // properties are again as they were.
 ScanStatus FindExposure(CScanDevice& device, const AutoWish& wish, const std::atomic<bool>* cancel,
                         std::optional<FoundExposure>& found);
+
+// Likewise, the palette of the colours that the original has: 1 to 256 of them.
+ScanStatus FindPalette(CScanDevice& device, const std::atomic<bool>* cancel,
+                       std::optional<PaletteRecord>& found);
 
 // Writes what was found to the item that holds images, but for the properties `kept`.
 ScanStatus ApplyExposure(CScanDevice& device, const FoundExposure& found,

@@ -6,13 +6,13 @@
 #include <iterator>
 
 #include "platform/bitmap_headers.h"
+#include "platform/bitmap_white.h"
 
 namespace {
 
 // Pixels; with the deepest of the depths a row stays within 32 bits of bytes.
 constexpr LONG kMaxWidth = 1 << 24;
 constexpr WORD kDepths[] = {1, 4, 8, 16, 24, 32, 48};
-constexpr BYTE kWhite = 0xFF;
 
 // A header that can be followed: bytes of the palette stand with it, and nothing else does.
 bool IsSound(const BITMAPINFOHEADER& info, std::size_t bytes) {
@@ -89,8 +89,9 @@ CPageRows::Result CPageRows::Finish() {
     const auto height = static_cast<ULONGLONG>(m_page.info.biHeight);
     if (!m_begun || m_received < RowBits(m_page.info) / 8 * height)
         return Result::Nonsense;
+    const BYTE white = WhiteByte(m_page.info.biBitCount, m_page.palette);
     while (m_delivered < m_page.info.biHeight) {
-        m_partRow.resize(m_page.stride, kWhite);
+        m_partRow.resize(m_page.stride, white);
         if (const Result result = Deliver(m_partRow.data(), 1); result != Result::GoOn)
             return result;
         m_partRow.clear();

@@ -4,12 +4,12 @@
 #include <cmath>
 #include <limits>
 
-#include "engine/private_properties.h"
 #include "service/page_count.h"
 
 namespace {
 
 constexpr double kMillimetersPerInch = 25.4;
+constexpr LONG kGivenPalette = 4;  // the one of QL_PROP_PALETTE_COLORS
 
 struct SourceRow {
     ScanSource source;
@@ -25,13 +25,6 @@ constexpr SourceRow kSources[] = {
     {ScanSource::Slide, "the scanner has no transparency adapter", FLATBED, 1, 0},
     {ScanSource::Negative, "the scanner has no transparency adapter", FLATBED, 1, 1},
 };
-
-// Line art is what the scanner sees as gray, made black and white by the threshold.
-constexpr LONG DataTypeOf(ScanMode mode) {
-    return mode == ScanMode::LineArt ? WIA_DATA_THRESHOLD
-           : mode == ScanMode::Gray  ? WIA_DATA_GRAYSCALE
-                                     : WIA_DATA_COLOR;
-}
 
 // Whether the property has the value among its valid ones; a range is left to the write to judge.
 bool Takes(const ScanProperty* property, LONG value) {
@@ -53,6 +46,7 @@ class CSettingsWriter {
     const ScanStatus& Status() const { return m_status; }
 
     void Source(ScanSource source);
+    void Mode(ScanMode mode, const ScanPalette& palette);
     void Resolution(LONG dpi);
     void Area(const ScanArea& area);
     // To the item that holds images.
@@ -111,6 +105,21 @@ void CSettingsWriter::Source(ScanSource source) {
     if (CDeviceProperties::Number(m_properties.Root(), QL_PROP_TMA_SELECT) != 1)
         return Refuse("the transparency adapter isn't connected");
     Image("the source", {{QL_PROP_TMA_METHOD, row->method}});
+}
+
+// The palette goes with the type, so that none is left of another scan's.
+void CSettingsWriter::Mode(ScanMode mode, const ScanPalette& palette) {
+    if (!m_status.Ok())
+        return;
+    const bool indexed = mode == ScanMode::Indexed;
+    const ScanProperty* property = CDeviceProperties::Find(m_properties.Image(), QL_PROP_PALETTE);
+    if (indexed && !Takes(property, palette.kind))
+        return Refuse("the scanner's driver has no indexed colour");
+    std::vector<PropertyWrite> writes;
+    if (property)
+        writes = PaletteWrites(indexed ? palette.kind : 0, palette.colors);
+    writes.push_back({WIA_IPA_DATATYPE, DataTypeOf(mode)});
+    Image("the mode", writes);
 }
 
 // Asked first, for words that tell what the source can do.
@@ -191,6 +200,30 @@ std::vector<PropertyWrite> FilterWrites(const ScanFilters& filters) {
     return writes;
 }
 
+std::vector<PropertyWrite> PaletteWrites(LONG kind, const PaletteRecord& colors) {
+    std::vector<PropertyWrite> writes;
+    if (kind == kGivenPalette) {
+        const auto* bytes = reinterpret_cast<const BYTE*>(&colors);
+        writes.push_back(
+            {QL_PROP_PALETTE_COLORS, std::vector<BYTE>(bytes, bytes + sizeof(colors))});
+    }
+    writes.push_back({QL_PROP_PALETTE, kind});
+    return writes;
+}
+
+LONG DataTypeOf(ScanMode mode) {
+    switch (mode) {
+        case ScanMode::LineArt:
+            return WIA_DATA_THRESHOLD;
+        case ScanMode::Dithered:
+            return WIA_DATA_DITHER;
+        case ScanMode::Gray:
+            return WIA_DATA_GRAYSCALE;
+        default:
+            return WIA_DATA_COLOR;
+    }
+}
+
 // Inches and millimetres by the resolution; pixels are taken as they are.
 LONG ScanArea::Pixels(double length, LONG dpi) const {
     const double pixels = unit == Unit::Pixels   ? length
@@ -210,7 +243,7 @@ ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
     if (settings.resolution)
         writer.Resolution(*settings.resolution);
     if (settings.mode != ScanMode::Unchanged)
-        writer.Image("the mode", {{WIA_IPA_DATATYPE, DataTypeOf(settings.mode)}});
+        writer.Mode(settings.mode, settings.palette);
     if (settings.area)
         writer.Area(*settings.area);
     writer.Image("brightness, contrast or threshold", ToneWrites(settings));

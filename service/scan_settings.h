@@ -11,11 +11,12 @@
 #include <optional>
 #include <vector>
 
+#include "engine/private_properties.h"
 #include "service/device_properties.h"
 
 // Unchanged: as the device's properties have it.
 enum class ScanSource { Unchanged, Flatbed, Feeder, Duplex, Slide, Negative };
-enum class ScanMode { Unchanged, Color, Gray, LineArt };
+enum class ScanMode { Unchanged, Color, Gray, LineArt, Dithered, Indexed };
 enum class ScanMedium { Callback, File };
 
 // A window on the glass or in the frame, from the upper left corner.
@@ -40,9 +41,16 @@ struct ScanFilters {
 };
 std::vector<PropertyWrite> FilterWrites(const ScanFilters& filters);
 
+// The colours of ScanMode::Indexed.
+struct ScanPalette {
+    LONG kind = 1;  // of the property: 1 system, 2 cube, 4 those that follow
+    PaletteRecord colors = {};
+};
+
 struct ScanSettings {
     ScanSource source = ScanSource::Unchanged;
     ScanMode mode = ScanMode::Unchanged;
+    ScanPalette palette;
     std::optional<LONG> resolution;  // dots per inch, both ways
     std::optional<ScanArea> area;
     std::optional<LONG> brightness;  // -1000 to 1000
@@ -55,6 +63,14 @@ struct ScanSettings {
     std::vector<ItemWrite> others;
     ScanMedium medium = ScanMedium::Callback;
 };
+
+// A palette as properties of the item: its number, and the colours of the one that has that of
+// ScanPalette.
+std::vector<PropertyWrite> PaletteWrites(LONG kind, const PaletteRecord& colors);
+
+// The data type of an item. Line art is what the scanner sees as gray, made black and white by the
+// threshold; indexed images are colour ones, with a palette.
+LONG DataTypeOf(ScanMode mode);
 
 // Writes the settings in the order in which each finds the valid values that it needs: the source,
 // resolution and mode, the window, and the rest. Stops at the first that the device doesn't have or

@@ -13,10 +13,10 @@
 
 #include "engine/private_properties.h"
 #include "frame/image_format.h"
-#include "tools/choice_option.h"
 #include "tools/command.h"
 #include "tools/console.h"
 #include "tools/filter_options.h"
+#include "tools/mode_option.h"
 #include "tools/page_files.h"
 #include "tools/process/analysis.h"
 #include "tools/scan_tones.h"
@@ -31,24 +31,20 @@ struct ScanCommand {
     std::string m_output;
     std::string m_area;
     std::vector<std::string> m_sets;  // NAME=VALUE
+    CModeOptions m_mode;
     ScanSettings m_settings;
     std::optional<int> m_pages;
     AutoWish m_auto;
     CToneFiles m_plots;
+    bool m_isAdaptive = false;  // the palette is made from a preview
     bool m_isQuiet = false;
 };
 
-// Both spellings of colour and gray are taken.
 const std::map<std::string, ScanSource> kSourceNames = {{"flatbed", ScanSource::Flatbed},
                                                         {"feeder", ScanSource::Feeder},
                                                         {"duplex", ScanSource::Duplex},
                                                         {"slide", ScanSource::Slide},
                                                         {"negative", ScanSource::Negative}};
-const std::map<std::string, ScanMode> kModeNames = {{"color", ScanMode::Color},
-                                                    {"colour", ScanMode::Color},
-                                                    {"gray", ScanMode::Gray},
-                                                    {"grey", ScanMode::Gray},
-                                                    {"lineart", ScanMode::LineArt}};
 const std::map<std::string, ScanMedium> kMediumNames = {{"callback", ScanMedium::Callback},
                                                         {"file", ScanMedium::File}};
 
@@ -138,6 +134,18 @@ ScanStatus Expose(CScanDevice& device, const ScanCommand& command,
     return status;
 }
 
+// A palette of the original's own colours, by a quick look as well. S_FALSE when it was cancelled.
+ScanStatus ChooseColors(CScanDevice& device, const CDeviceProperties& properties) {
+    std::optional<PaletteRecord> found;
+    ScanStatus status = FindPalette(device, InterruptFlag(), found);
+    if (status.code == S_OK && found)
+        status =
+            device.Write(properties.Image().item.fullName, PaletteWrites(QL_PALETTE_USER, *found));
+    if (!status.Ok())
+        status.text = "--palette adaptive: " + status.text;
+    return status;
+}
+
 // Told before anything is scanned: a name that would lose pages.
 int Scan(CScanDevice& device, const ScanCommand& command, const CDeviceProperties& properties) {
     ScanOptions options;
@@ -154,6 +162,8 @@ int Scan(CScanDevice& device, const ScanCommand& command, const CDevicePropertie
     CToneCounter result;
     options.input = isPlotted ? &input : nullptr;
     ScanStatus status = Expose(device, command, properties);
+    if (status.code == S_OK && command.m_isAdaptive)
+        status = ChooseColors(device, properties);
     CScanProgress progress(command.m_isQuiet);
     CPageFiles files(CPageName(command.m_output), progress, isPlotted ? &result : nullptr);
     if (status.code == S_OK)
@@ -174,11 +184,28 @@ bool CanBeTurned(const ItemState& image) {
                QL_LEAST_TURNED_SIDE;
 }
 
+// A palette that isn't one of the driver's goes to it as colours.
+bool TakeMode(ScanCommand& command, std::string* error) {
+    std::optional<CPaletteChoice> palette;
+    if (!TakePalette(command.m_mode, &palette, error))
+        return false;
+    command.m_settings.mode = command.m_mode.m_mode;
+    if (!palette)
+        return true;
+    // Its colours follow the preview.
+    command.m_isAdaptive = palette->m_kind == QL_PALETTE_ADAPTIVE;
+    if (!command.m_isAdaptive)
+        command.m_settings.palette = ToScanPalette(*palette);
+    return true;
+}
+
 // The command line is checked as far as it can be without a scanner, then properties by name, then
 // the device has its say.
 int Run(ScanCommand& command) {
     std::string error;
     if (!CheckLine(command, &error))
+        return Complain(error, kExitUsage);
+    if (!TakeMode(command, &error))
         return Complain(error, kExitUsage);
     if (!command.m_area.empty()) {
         command.m_settings.area = ParseArea(command.m_area, &error);
@@ -213,7 +240,7 @@ void AddSettings(CLI::App& sub, ScanCommand& command) {
     TakesWordOf(
         sub.add_option("--source", settings.source, "flatbed, feeder, duplex, slide or negative"),
         kSourceNames);
-    TakesWordOf(sub.add_option("--mode", settings.mode, "color, gray or lineart"), kModeNames);
+    AddModeOptions(sub, command.m_mode);
     sub.add_option("--resolution", settings.resolution, "Dots per inch");
     sub.add_option("--area", command.m_area,
                    "X,Y,W,H and mm, in or px: the window, such as 10,10,100,50mm");

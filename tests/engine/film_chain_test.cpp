@@ -38,7 +38,6 @@ constexpr Film N = Film::Negative;
 const Case kCases[] = {
     {"at rest", S}, {"at rest", N}, {"gray", S, kGray}, {"gray", N, kGray},
     {"line art", S, kLineArt}, {"line art", N, kLineArt},
-    {"halftone", S, kHalftone}, {"halftone", N, kHalftone},
     {"brighter", S, kColor, 640, 375}, {"darker", S, kColor, -719, -1000},
     {"brighter", N, kColor, 640, 375}, {"darker", N, kColor, -719, -1000},
     {"darker lines", N, kLineArt, 300, -999}, {"darker lines", S, kLineArt, -1000, 999},
@@ -133,8 +132,6 @@ void Apply(CQLEngine& engine, const Case& c, const CTestProfile& profile) {
     engine.SetValue(QL_ATTR_INVERT, c.m_inverts);
     engine.SetValue(QL_ATTR_AUTO_EXPOSE_COLOR, c.m_exposes);
     engine.ReadItemSettings(&item);
-    if (c.m_type == kHalftone)
-        engine.SetValue(QL_ATTR_OUTPUT_TYPE, kHalftone);
     engine.SetValue(QL_ATTR_CURVE_SELECT, c.m_gamma18);
     engine.SetFixed(QL_ATTR_EXPOSURE_SHIFT, c.m_shift);
     for (int i = 0; i < 3; ++i)

@@ -57,7 +57,7 @@ TEST_F(ItemSettings, ReachTheirAttributes) {
               {WIA_IPA_DATATYPE, 1}});
     for (const auto& [id, value] : {
              std::pair{QL_ATTR_HIGHLIGHT, 11}, {QL_ATTR_SHADOW, -12}, {QL_ATTR_MIDTONE, 0},
-             {QL_ATTR_BRIGHTNESS, -127}, {QL_ATTR_OUTPUT_TYPE, 2}})
+             {QL_ATTR_BRIGHTNESS, -127}, {QL_ATTR_OUTPUT_TYPE, 1}})
         EXPECT_EQ(Get(id), value) << id;
     // clang-format on
     m_item.m_longs = {{WIA_IPA_DATATYPE, 3}, {QL_PROP_GAMMA, 1000}, {QL_PROP_TMA_SELECT, 1}};

@@ -7,8 +7,10 @@
 #include <cmath>
 
 #include "engine/engine.h"
+#include "stages/palette_dither.h"
 #include "tests/support/engine_rig.h"
 #include "tests/support/plain_density.h"
+#include "tests/support/plain_dither.h"
 #include "tests/support/plain_film_chain.h"
 #include "tests/support/tone_support.h"
 
@@ -75,7 +77,7 @@ bool IsBits(const Settings& s) {
 void Tone(Samples& samples, const Settings& s) {
     const CTestProfile& p = s.m_profile;
     const CoeffRecord& c = s.m_source == kFeeder ? p.m_feederCoeffs : p.m_flatbedCoeffs;
-    if (IsBits(s))
+    if (s.m_type == kLineArt)
         return;
     const auto table = [&c](int i) { return Levels(c.m_offset[i], c.m_gamma[i], c.m_gain[i]); };
     if (samples.m_channels == 3) {
@@ -113,7 +115,7 @@ Samples Developed(const CTestPicture& picture, const Settings& s) {
     Samples samples = Decode(picture, s.m_encoded);
     Tone(samples, s);
     Color(samples, s);
-    if (!IsBits(s)) {
+    if (s.m_type != kLineArt) {
         // Brightness 0 takes 52264 for white: four fifths of full scale, in whole levels.
         const Table ramp = plain_film::Ramp(0, 52264);
         samples.Map(ramp, ramp, ramp);
@@ -125,12 +127,22 @@ Samples Developed(const CTestPicture& picture, const Settings& s) {
     return samples;
 }
 
+// Black and white dots of dithered output; the threshold is read as people see it.
+Bytes Dots(const Samples& samples, std::size_t width, const Settings& s) {
+    const int divide = (s.m_invert ? kTop - s.m_threshold : s.m_threshold) >> 8;
+    CPlainDither plain;
+    plain.m_choose = [divide](const CPlainDither::Values& held) { return held[0] >= divide; };
+    plain.m_color = [](int index) { return CPlainDither::Values{index * 255}; };
+    return s.m_type == kHalftone ? plain.Run(samples.m_v, width, 1) : Bytes();
+}
+
 // Bitmap rows, top line first. Bytes that fill a row up hold what fresh lines hold, 0xFF.
 Bytes Rows(const Samples& samples, std::size_t width, const Settings& s) {
     const bool bits = IsBits(s);
     const auto channels = static_cast<std::size_t>(samples.m_channels);
     const std::size_t rowBytes = bits ? (width + 7) / 8 : width * channels;
     const std::size_t stride = (rowBytes + 3) / 4 * 4;
+    const Bytes dots = Dots(samples, width, s);
     Bytes rows;
     for (std::size_t start = 0; start < samples.m_v.size(); start += width * channels) {
         Bytes row(stride, 0xFF);
@@ -139,7 +151,8 @@ Bytes Rows(const Samples& samples, std::size_t width, const Settings& s) {
             const int v = samples.m_v[start + i];
             const int shown = s.m_invert ? kTop - v : v;
             if (bits)
-                row[i / 8] |= v > s.m_threshold ? 0x80 >> i % 8 : 0;
+                row[i / 8] |=
+                    (dots.empty() ? v > s.m_threshold : dots[start + i] != 0) ? 0x80 >> i % 8 : 0;
             else
                 row[channels == 3 ? i / 3 * 3 + 2 - i % 3 : i] =
                     static_cast<std::uint8_t>(shown >> 8);
@@ -171,8 +184,6 @@ void Apply(CQLEngine& engine, const Settings& s) {
             {QL_PROP_SATURATION, Round(s.m_saturation * 1000)}};
     // clang-format on
     engine.ReadItemSettings(&item);
-    if (s.m_type == kHalftone)
-        engine.SetValue(QL_ATTR_OUTPUT_TYPE, kHalftone);
     engine.SetValue(QL_ATTR_INVERT, s.m_invert);
     // Written while inverted, a threshold counts from the other end.
     if (s.m_type == kHalftone)
@@ -272,10 +283,86 @@ TEST(WholeChain, OneEngineTakesAllSettingsInAnyOrder) {
                 ExpectSame(rig, NoisePicture(37, 12, bits), s);
         }
     }
-    const Bytes color = rig.m_client.Rows();
+}
+
+// The colour picture, diffused over the entries that the engine's own look-up names.
+Bytes ExpectedIndexed(CEngineRig& rig, const CTestPicture& picture, const Settings& s) {
+    const auto* cells =
+        WordPointer<const QLDitherLookup>(rig.m_engine.GetValue(QL_ATTR_PALETTE_TABLE_C));
+    const auto* table =
+        WordPointer<const QLPaletteTable>(rig.m_engine.GetValue(QL_ATTR_PALETTE_TABLE_B));
+    CPlainDither plain;
+    plain.m_choose = [=](const CPlainDither::Values& t) {
+        return int{cells->m_cells[t[0] / 16 * 256 + t[1] / 16 * 16 + t[2] / 16]};
+    };
+    plain.m_color = [=](int index) {
+        const auto& c = table->m_entries[index].m_colors;
+        return CPlainDither::Values{c[0], c[1], c[2]};
+    };
+    const auto width = static_cast<std::size_t>(picture.m_width);
+    const Bytes indices = plain.Run(Developed(picture, s).m_v, width, 3);
+    Bytes rows;
+    for (std::size_t start = 0; start < indices.size(); start += width) {
+        rows.insert(rows.end(), &indices[start], &indices[start] + width);
+        rows.resize((rows.size() + 3) / 4 * 4, 0xFF);
+    }
+    return rows;
+}
+
+TEST(WholeChain, IndexedColourIsTheColourPictureDiffused) {
+    for (const Source source : {kFlatbed, kFeeder}) {
+        Settings s;
+        s.m_source = source;
+        s.m_profile = StrongProfile();
+        CEngineRig rig;
+        Apply(rig.m_engine, s);
+        for (const int kind : {1, 2}) {
+            rig.m_engine.SetValue(QL_ATTR_PALETTE_KIND, IntegerWord(kind));
+            for (const CTestPicture& picture : AwkwardPictures(24)) {
+                const Bytes rows = rig.RunStream(picture, {7});
+                EXPECT_TRUE(rows == ExpectedIndexed(rig, picture, s)) << source << kind;
+            }
+        }
+    }
+}
+
+// Asked for while the output is indexed already, and again when a tone has changed since.
+TEST(WholeChain, AnAnalysisMakesTheImagesOwnPalette) {
+    CTestPicture page{30, 10, 24, {}};
+    for (int i = 0; i < 300; ++i)
+        page.m_pixels.insert(page.m_pixels.end(),
+                             {0, 0, static_cast<std::uint8_t>(i < 200 ? 255 : 0)});
+    CEngineRig rig;
+    Apply(rig.m_engine, {});
     rig.m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, 4);
-    EXPECT_TRUE(rig.RunStream(NoisePicture(37, 12), {20}) == color)
-        << "indexed colour goes the way of colour as long as nobody makes the palette";
+    const auto first = [&](bool analysed) {
+        rig.RunFile(page, false, analysed);
+        const auto* table =
+            WordPointer<const QLPaletteTable>(rig.m_engine.GetValue(QL_ATTR_PALETTE_TABLE_A));
+        return std::pair<int, int>(table->m_entries[0].m_colors[0],
+                                   table->m_entries[0].m_colors[1]);
+    };
+    EXPECT_EQ(first(true), std::pair(255, 255)) << "of the system";
+    rig.m_engine.SetValue(QL_ATTR_PALETTE_KIND, 3);
+    EXPECT_EQ(first(false), std::pair(255, 255)) << "nobody has looked yet";
+    EXPECT_EQ(first(true), std::pair(255, 0));
+    EXPECT_EQ(rig.m_client.Rows()[0], 0);
+}
+
+TEST(WholeChain, RangeClipMarksTheFinishedTones) {
+    CTestPicture page{6, 3, 8, Bytes(18, 255)};
+    Settings s;
+    s.m_type = kGray;
+    CEngineRig rig;
+    Apply(rig.m_engine, s);
+    const QLRect rect = {1, 2, 2, 4};
+    rig.m_engine.SetValue(QL_ATTR_CLIP_RECT, PointerWord(&rect));
+    EXPECT_TRUE(rig.RunStream(page, {3}) == Expected(page, s)) << "both switches are off";
+    rig.m_engine.SetValue(QL_ATTR_CLIP_HIGH, 1);
+    for (int run = 0; run < 2; ++run) {
+        const Bytes rows = rig.RunStream(page, {3});
+        EXPECT_EQ(Bytes(rows.begin() + 8, rows.begin() + 14), (Bytes{255, 255, 0, 0, 255, 255}));
+    }
 }
 
 TEST(WholeChain, TheAutomaticThresholdComesFromTheFirstPass) {

@@ -221,6 +221,10 @@ TEST_F(DeviceCommands, EverySourceAndModeIsScannedAtItsSize) {
         {"", 1275, 1755, 24},
         {"--mode lineart --threshold 128", 1275, 1755, 8},  // as it is read back
         {"--medium file --mode lineart", 1275, 1755, 8},
+        {"--mode dither", 1275, 1755, 8},
+        {"--mode indexed", 1275, 1755, 24},
+        {"--medium file --palette adaptive", 1275, 1755, 24},
+        {"--source slide --palette gray", 212, 141, 8},
         {"--area 10,20,50,30mm", 295, 177, 24},
         {"--area 1,1,2,0.5in --mode gray", 300, 75, 8},
         {"--area 1,1,2,0.5in --smooth strong --streaks 2 --streak-detail blue", 300, 75, 24},

@@ -69,6 +69,34 @@ TEST_F(Process, TheHeaderIsTheEnginesOwn) {
     }
 }
 
+// Four colours make a palette of their own, in which nothing is left to diffuse.
+TEST_F(Process, AnAdaptivePaletteComesFromAPassOfItsOwn) {
+    CBitmapFile picture = CBitmapFile::Make(40, 12, 24);
+    for (std::int32_t line = 0; line < 12; ++line) {
+        for (std::int32_t i = 0; i < 40 * 3; ++i)
+            picture.Line(line)[i] = static_cast<std::uint8_t>((i / 30 + 1) * (i % 3 + 2) * 15);
+    }
+    Lay(picture);
+    const Bytes plain = [&] {
+        CProcessJob job = Job("plain.bmp");
+        job.m_encoded = true;
+        return Run(job);
+    }();
+    for (const auto& [fromFile, analyse] : {std::pair{false, false}, {true, false}, {true, true}}) {
+        CProcessJob job = Job("out.bmp");
+        job.m_encoded = true;
+        job.m_fromFile = fromFile;
+        job.m_analyse = analyse;
+        job.m_palette.emplace().m_kind = QL_PALETTE_ADAPTIVE;
+        const Bytes bytes = Run(job);
+        ASSERT_EQ(bytes.size(), 54u + 1024 + 40 * 12);
+        for (std::size_t x = 0; x < 40; ++x) {
+            const std::uint8_t* color = &bytes[54 + std::size_t{4} * bytes[54 + 1024 + x]];
+            EXPECT_TRUE(std::equal(color, color + 3, &plain[54 + 3 * x])) << x << fromFile;
+        }
+    }
+}
+
 TEST_F(Process, ThePropertiesAreReadBeforeTheAttributesAreWritten) {
     Lay(TestBitmap(8, 8, 24));
     CProcessJob job = Job("out.bmp");

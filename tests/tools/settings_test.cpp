@@ -6,6 +6,8 @@
 
 #include "engine/engine.h"
 #include "platform/wia.h"
+#include "tests/pictures/picture_files.h"
+#include "tools/palette_choice.h"
 #include "tools/process/attribute_writes.h"
 #include "tools/process/model_item.h"
 
@@ -80,6 +82,38 @@ std::uint64_t WordOf(const std::string& text, std::int32_t id) {
     if (write)
         write->Apply(engine);
     return engine.GetValue(id);
+}
+
+TEST(Palettes, AreGimpsOfOneToSoManyColours) {
+    const CTempFolder folder;
+    const std::string file = folder / "p.gpl";
+    const std::string head = "GIMP Palette\r\nName: x\nColumns: 16\n# note\n\n";
+    std::string many = head;
+    for (int i = 0; i < 256; ++i)
+        many += "  1 2\t3  like all others\n";
+    // What the file says, its colours, and the words with which it is refused.
+    const std::tuple<std::string, int, const char*> kCases[] = {
+        {head, -1, "has no colours"},
+        {head + "0 128 255", 1, ""},
+        {head + "0 0 0\r\n255 255 255\tWhite\r\n", 2, ""},
+        {many, 256, ""},
+        {many.substr(0, many.rfind("  1")), 255, ""},
+        {many + "4 5 6\n", -1, "line 262: a palette has at most 256 colours"},
+        {"JASC-PAL\n", -1, "line 1: 'JASC-PAL' is not the 'GIMP Palette'"},
+        {head + "1 2\n", -1, "line 6: '1 2' is no colour"},
+        {head + "1 2 256\n", -1, "line 6: '1 2 256' is no colour"},
+        {head + "1 2 3x\n", -1, "line 6: "},
+        {head + "1 2 99999999999\n", -1, "line 6: "},
+        {head + std::string(5000, '#'), -1, "line 6: '#####"},
+        {head + "\x1b[31m\n", -1, "line 6: '?[31m' is no colour"}};
+    for (const auto& [text, colors, message] : kCases) {
+        WriteBytes(file, Bytes(text.begin(), text.end()));
+        std::string error;
+        const auto palette = ParsePalette(file, &error);
+        EXPECT_EQ(palette ? palette->m_colors.m_count : -1, colors) << error;
+        EXPECT_EQ(error.empty(), *message == 0) << error;
+        EXPECT_NE(error.find(message), std::string::npos) << error;
+    }
 }
 
 TEST(AttributeWrites, ReadsValuesByTheKindOfTheAttribute) {

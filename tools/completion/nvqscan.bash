@@ -25,7 +25,12 @@ _nvqscan() {
 
     case $prev in
         --source) _nvqscan_words 'flatbed feeder duplex slide negative' && return ;;
-        --mode) _nvqscan_words 'color gray lineart' && return ;;
+        --mode) _nvqscan_words 'color gray lineart dither indexed' && return ;;
+        --palette)
+            _nvqscan_words 'system cube gray adaptive'
+            _nvqscan_files
+            return
+            ;;
         --smooth) _nvqscan_words 'off light strong' && return ;;
         --streaks) _nvqscan_words 'off 1 2' && return ;;
         --streak-detail) _nvqscan_words 'red green blue' && return ;;
@@ -53,7 +58,7 @@ _nvqscan() {
     local options='--help'
     case $command in
         scan)
-            options+=' --output --source --mode --resolution --area --brightness --contrast'
+            options+=' --output --source --mode --palette --resolution --area --brightness --contrast'
             options+=' --threshold --mirror --rotate --smooth --streaks --streak-detail --auto'
             options+=' --histogram --curves --set --medium --pages --quiet'
             ;;

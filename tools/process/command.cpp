@@ -13,6 +13,7 @@
 #include "tools/command.h"
 #include "tools/console.h"
 #include "tools/filter_options.h"
+#include "tools/mode_option.h"
 #include "tools/process/attribute_writes.h"
 #include "tools/process/model_item.h"
 #include "tools/process/run.h"
@@ -23,6 +24,7 @@ namespace {
 // The command line of `process`.
 struct ProcessOptions {
     CProcessJob m_job;
+    CModeOptions m_mode;
     bool m_listAttributes = false;
     bool m_listProperties = false;
 };
@@ -50,9 +52,12 @@ int Process(ProcessOptions& options) {
     if (job.m_input.empty() || job.m_output.empty())
         return Complain("process needs a picture and -o FILE (see nvqscan process --help)",
                         kExitUsage);
+    std::string error;
+    if (!TakePalette(options.m_mode, &job.m_palette, &error))
+        return Complain(error, kExitUsage);
+    job.m_mode = options.m_mode.m_mode;
     CatchInterrupts();
     CLogConfig::Acquire(kDriverClass);
-    std::string error;
     CProcessResult result;
     {
         CProgressLine progress(job.m_input);
@@ -93,6 +98,7 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
                      "Degrees clockwise: 90, 180 or 270, of the mirrored picture if it is. Lines "
                      "are written when the whole picture has been read")
         ->check(CLI::IsMember({90, 180, 270}));
+    AddModeOptions(*process, options.m_mode);
     process
         ->add_option("--property", job.m_properties,
                      "NAME_OR_ID=VALUE: a property of the scan item, by its shown name or id")

@@ -44,6 +44,7 @@ constexpr PROPID kEngineReads[] = {
     QL_PROP_SMOOTHING,
     QL_PROP_STREAKS,
     QL_PROP_STREAK_DETAIL,
+    QL_PROP_PALETTE,
 };
 
 // ---- Numbers

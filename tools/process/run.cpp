@@ -10,6 +10,7 @@
 #include "pictures/picture_reader.h"
 #include "pictures/picture_writer.h"
 #include "platform/module.h"
+#include "platform/wia.h"
 #include "tools/plot/counting_writer.h"
 #include "tools/process/analysis.h"
 #include "tools/process/attribute_writes.h"
@@ -123,6 +124,8 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttri
         item.SetEncodedSamples();
     for (const PropertyWrite& write : FilterWrites(job.m_filters))
         item.WriteLong(write.id, std::get<LONG>(write.value));
+    if (job.m_mode != ScanMode::Unchanged)
+        item.WriteLong(WIA_IPA_DATATYPE, DataTypeOf(job.m_mode));
     for (const std::string& text : job.m_properties) {
         if (!item.Assign(text, error))
             return false;
@@ -141,6 +144,10 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttri
     // For those who write them by name.
     engine.ProvideStreaks();
     engine.ReadItemSettings(&item);
+    if (job.m_palette) {
+        engine.SetValue(QL_ATTR_PALETTE_USER, PointerWord(&job.m_palette->m_colors));
+        engine.SetValue(QL_ATTR_PALETTE_KIND, IntegerWord(job.m_palette->m_kind));
+    }
     for (const CAttributeWrite& write : *writes)
         write.Apply(engine);
     // Whoever writes the angle itself means it.
@@ -204,12 +211,24 @@ bool RunFile(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std:
     return true;
 }
 
+// A palette that is made from the picture takes a pass of its own, in which nobody gets the lines.
+// An analysis pass over a file makes it by itself.
+bool NeedsPalettePass(const CProcessJob& job) {
+    return job.m_palette && job.m_palette->m_kind == QL_PALETTE_ADAPTIVE && !job.m_analyse;
+}
+
 bool Run(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
+    const auto pass = job.m_fromFile ? RunFile : RunStream;
+    bool read = true;
+    if (NeedsPalettePass(job)) {
+        engine.Notify(QL_ATTR_PALETTE_COLLECT);
+        read = pass(job, engine, sink, error);
+    }
     if (!job.m_plots.m_histogram.empty())
         engine.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
     std::uint32_t client = 0;
     engine.AddClient(&sink, &client);
-    const bool read = (job.m_fromFile ? RunFile : RunStream)(job, engine, sink, error);
+    read = read && pass(job, engine, sink, error);
     engine.RemoveClient(client);
     return read;
 }

@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "service/exposure.h"
 #include "service/scan_settings.h"
+#include "tools/palette_choice.h"
 #include "tools/process/tone_files.h"
 
 // What the command line asks for.
@@ -19,6 +21,8 @@ struct CProcessJob {
     bool m_mirror = false;
     int m_rotate = 0;        // degrees clockwise, 0, 90, 180 or 270, behind the mirror
     bool m_encoded = false;  // the picture's samples are encoded for a screen, not linear
+    ScanMode m_mode = ScanMode::Unchanged;  // what the picture is to be made of
+    std::optional<CPaletteChoice> m_palette;
     std::int32_t m_bandLines = 20;
     CToneFiles m_plots;
     AutoWish m_auto;  // what an analysis pass of its own settles first, on both roads

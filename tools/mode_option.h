@@ -1,0 +1,47 @@
+// What a picture is to be made of: options that scans and `process` have alike.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "service/scan_settings.h"
+#include "tools/choice_option.h"
+#include "tools/palette_choice.h"
+
+// As they stand on the command line.
+struct CModeOptions {
+    ScanMode m_mode = ScanMode::Unchanged;
+    std::string m_palette;
+};
+
+inline void AddModeOptions(CLI::App& app, CModeOptions& options) {
+    // Both spellings of colour and gray are taken.
+    static const std::map<std::string, ScanMode> kNames = {
+        {"color", ScanMode::Color},     {"colour", ScanMode::Color},
+        {"gray", ScanMode::Gray},       {"grey", ScanMode::Gray},
+        {"dither", ScanMode::Dithered}, {"lineart", ScanMode::LineArt},
+        {"indexed", ScanMode::Indexed}};
+    TakesWordOf(app.add_option("--mode", options.m_mode,
+                               "color, gray, lineart, dither (black and white dots) or indexed "
+                               "(colours of a palette)"),
+                kNames);
+    app.add_option("--palette", options.m_palette,
+                   "Of --mode indexed: system, cube, gray, adaptive (made from the picture) or a "
+                   "GIMP palette file (system)");
+}
+
+// The palette, or nothing where the mode has none. False with one line in `error` when it can't be
+// had, or is asked for beside another mode. By itself it asks for the mode.
+inline bool TakePalette(CModeOptions& options, std::optional<CPaletteChoice>* palette,
+                        std::string* error) {
+    if (options.m_mode == ScanMode::Unchanged && !options.m_palette.empty())
+        options.m_mode = ScanMode::Indexed;
+    if (options.m_mode != ScanMode::Indexed) {
+        if (options.m_palette.empty())
+            return true;
+        *error = "--palette goes with --mode indexed";
+        return false;
+    }
+    *palette = ParsePalette(options.m_palette.empty() ? "system" : options.m_palette, error);
+    return palette->has_value();
+}
