@@ -8,6 +8,7 @@
 #include "stages/auto_tone_photo.h"
 #include "stages/auto_tone_tma.h"
 #include "stages/channel_curve.h"
+#include "stages/channel_sharpen.h"
 #include "stages/dark_neutral.h"
 #include "stages/density_color.h"
 #include "stages/destreak.h"
@@ -17,11 +18,14 @@
 #include "stages/histogram_stage.h"
 #include "stages/invert.h"
 #include "stages/line_sharpen.h"
+#include "stages/lut_sharpen.h"
 #include "stages/mirror.h"
+#include "stages/noise_smooth.h"
 #include "stages/output_format.h"
 #include "stages/palette.h"
 #include "stages/range_clip.h"
 #include "stages/rotate.h"
+#include "stages/sharpen_switch.h"
 #include "stages/smooth.h"
 #include "stages/source_control.h"
 #include "stages/threshold.h"
@@ -78,12 +82,12 @@ constexpr S::Row Missing(Slot slot, const char* name, std::uint8_t variants) {
 constexpr S::Row kTable[] = {
     Class<CEncodedInputStage>(&S::m_encodedInput,   "CEncodedInputStage",  QLLineShape::NewLines, 1, kNewFormat,  kAll),
     Class<CLineSharpenStage>(&S::m_lineSharpen,     "CLineSharpenStage",   QLLineShape::NewLines, 1, kSameFormat, kAll),
-    Missing(&S::m_noiseSmooth,    "CNoiseSmoothStage",    kAll),
+    Class<CNoiseSmoothStage>(&S::m_noiseSmooth,     "CNoiseSmoothStage",   QLLineShape::InPlace,  3, kSameFormat, kAll),
     Class<CDestreakStage>(&S::m_destreak,           "CDestreakStage",      QLLineShape::InPlace,  5, kSameFormat, kAll),
     Class<CSmoothStage>(&S::m_smooth,               "CSmoothStage",        QLLineShape::InPlace,  3, kSameFormat, kAll),
-    Missing(&S::m_channelSharpen, "CChannelSharpenStage", kAll),
-    Missing(&S::m_sharpenSwitch,  "CSharpenSwitchStage",  kAll),
-    Missing(&S::m_lutSharpen,     "CLutSharpenStage",     kAll),
+    Class<CChannelSharpenStage>(&S::m_channelSharpen, "CChannelSharpenStage", QLLineShape::InPlace, 3, kSameFormat, kAll),
+    Class<CSharpenSwitchStage>(&S::m_sharpenSwitch, "CSharpenSwitchStage", QLLineShape::PassesOn, 1, kSameFormat, kAll),
+    Class<CLutSharpenStage>(&S::m_lutSharpen,       "CLutSharpenStage",    QLLineShape::InPlace,  3, kSameFormat, kAll),
     Class<CMirrorStage>(&S::m_mirror,               "CMirrorStage",        QLLineShape::InPlace,  1, kSameFormat, kAll),
     Class<CRotateStage>(&S::m_rotate,               "CRotateStage",        QLLineShape::NewLines, 1, kSameFormat, kAll, QL_LEAST_TURNED_SIDE),
     Class<COutputFormatStage>(&S::m_outputFormat,   "COutputFormatStage",  QLLineShape::NewLines, 1, kNewFormat,  kAll),

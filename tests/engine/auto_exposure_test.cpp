@@ -88,6 +88,7 @@ void Hand(CQLEngine& engine, Original original, const std::map<DWORD, LONG>& set
 // variant.
 Bytes Developed(Original original, const Exposure& exposure) {
     CEngineRig rig;
+    rig.FilterNothing();
     Hand(rig.m_engine, original);
     rig.m_engine.SetValue(QL_ATTR_AUTO_COLOR_ON, 1);
     rig.m_engine.SetValue(QL_ATTR_AUTO_EXPOSE_COLOR, original != kNegative);

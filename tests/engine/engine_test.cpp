@@ -27,6 +27,7 @@ constexpr Command kCommands[] = {&CQLEngine::FireFeed,  &CQLEngine::FireEnd,
 class Engine : public testing::Test {
   protected:
     Engine() {
+        m_rig.FilterNothing();
         m_before = SetMessageBoxHook([this](HWND, LPCSTR text, LPCSTR, UINT) {
             m_shown.push_back(text);
             return IDOK;

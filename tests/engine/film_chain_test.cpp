@@ -8,6 +8,7 @@
 #include "engine/engine.h"
 #include "tests/support/engine_rig.h"
 #include "tests/support/plain_film_chain.h"
+#include "tests/support/plain_neighbours.h"
 
 namespace {
 
@@ -138,26 +139,39 @@ void Apply(CQLEngine& engine, const Case& c, const CTestProfile& profile) {
         engine.SetFixed(QL_ATTR_CHANNEL_SHIFT_R + i, c.m_channelShift[static_cast<std::size_t>(i)]);
 }
 
+// Samples as they stand ahead of the threshold or of the inversion, red first.
+std::vector<int> Developed(const CTestPicture& picture, const Scan& s, const Chain& chain) {
+    const int channels = picture.m_bits / 8;
+    const bool color = channels == 3 && s.m_type == kColor;
+    std::vector<int> samples;
+    for (std::size_t i = 0; i < picture.m_pixels.size(); ++i)
+        samples.push_back(picture.m_pixels[channels == 3 ? i / 3 * 3 + 2 - i % 3 : i] << 8);
+    samples = plain::SmoothedNoise(samples, picture.m_width, channels);
+    std::vector<int> developed;
+    for (auto v = samples.begin(); v != samples.end(); v += channels) {
+        const Pixel p =
+            channels == 3 ? chain.Color({v[0], v[1], v[2]}) : Pixel{0, chain.Gray(v[0]), 0};
+        developed.insert(developed.end(), p.begin() + (color ? 0 : 1), p.end() - (color ? 0 : 1));
+    }
+    return plain::Sharpened(developed, picture.m_width, color ? 3 : 1);
+}
+
 // Bitmap rows, top line first. Bytes that fill a row up hold what fresh lines hold, 0xFF.
 Bytes Expected(const CTestPicture& picture, const Scan& s, const Chain& chain) {
     const bool bits = s.m_type == kLineArt;
     const std::size_t channels = picture.m_bits == 24 && s.m_type == kColor ? 3 : 1;
     const auto width = static_cast<std::size_t>(picture.m_width);
     const std::size_t rowBytes = bits ? (width + 7) / 8 : width * channels;
+    const std::vector<int> developed = Developed(picture, s, chain);
     Bytes packed(rowBytes * static_cast<std::size_t>(picture.m_height));
-    const std::uint8_t* from = picture.m_pixels.data();
+    const int* v = developed.data();
     for (std::size_t start = 0; start < packed.size(); start += rowBytes) {
-        for (std::size_t x = 0; x < width; ++x, from += picture.m_bits / 8) {
-            const Pixel p = picture.m_bits == 24
-                                ? chain.Color({from[2] << 8, from[1] << 8, from[0] << 8})
-                                : Pixel{0, chain.Gray(from[0] << 8), 0};
-            for (std::size_t c = 0; c < channels && !bits; ++c) {
-                const int v = p[channels == 3 ? 2 - c : 1];
-                packed[start + x * channels + c] =
-                    static_cast<std::uint8_t>((s.m_inverts ? kTop - v : v) >> 8);
-            }
-            if (bits && (p[1] > s.m_threshold) != s.m_inverts)
-                packed[start + x / 8] |= static_cast<std::uint8_t>(0x80 >> x % 8);
+        for (std::size_t i = 0; i < width * channels; ++i, ++v) {
+            const std::size_t at = channels == 3 ? i / 3 * 3 + 2 - i % 3 : i;
+            if (!bits)
+                packed[start + at] = static_cast<std::uint8_t>((s.m_inverts ? kTop - *v : *v) >> 8);
+            else if ((*v > s.m_threshold) != s.m_inverts)
+                packed[start + i / 8] |= static_cast<std::uint8_t>(0x80 >> i % 8);
         }
         // The bits behind a line's last pixel are inverted with it.
         if (bits && s.m_inverts && width % 8 != 0)

@@ -35,6 +35,11 @@ class CRecipe final : public CQLAttribStore {
             if (row.m_attribs)
                 Provide(row.m_attribs());
         }
+        // What sharpening reads when it opens.
+        const std::uint64_t strength = IntegerWord(TruncToI32(Real(-100.0, 101.0)));
+        for (int level = 0; level < 5; ++level)
+            ProvideWord(QL_ATTR_SHARPEN_TABLE_0 + level, strength);
+        ProvideWord(QL_ATTR_SHARPEN_ON, 1);
     }
     std::uint64_t GetAttrib(std::int32_t id) override { return m_words[id]; }
 
@@ -54,12 +59,14 @@ class CRecipe final : public CQLAttribStore {
     void Provide(std::span<const QLAttribRow> rows) {
         for (const QLAttribRow& row : rows) {
             for (std::int32_t id = row.m_first; id <= row.m_last; ++id) {
-                if (row.m_role != QLAttribRole::Provides && !m_words.contains(id)) {
-                    m_words[id] = Word(row, id);
-                    RegisterProvider(id);
-                }
+                if (row.m_role != QLAttribRole::Provides && !m_words.contains(id))
+                    ProvideWord(id, Word(row, id));
             }
         }
+    }
+    void ProvideWord(std::int32_t id, std::uint64_t word) {
+        m_words[id] = word;
+        RegisterProvider(id);
     }
     double Real(double low, double high) {
         return std::uniform_real_distribution(low, high)(m_random);

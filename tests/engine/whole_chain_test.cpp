@@ -12,6 +12,7 @@
 #include "tests/support/plain_density.h"
 #include "tests/support/plain_dither.h"
 #include "tests/support/plain_film_chain.h"
+#include "tests/support/plain_neighbours.h"
 #include "tests/support/tone_support.h"
 
 namespace {
@@ -113,6 +114,7 @@ void TakeGreen(Samples& samples) {
 // Samples as they stand before the threshold or the inversion.
 Samples Developed(const CTestPicture& picture, const Settings& s) {
     Samples samples = Decode(picture, s.m_encoded);
+    samples.m_v = plain::SmoothedNoise(samples.m_v, picture.m_width, samples.m_channels);
     Tone(samples, s);
     Color(samples, s);
     if (s.m_type != kLineArt) {
@@ -124,6 +126,7 @@ Samples Developed(const CTestPicture& picture, const Settings& s) {
     }
     if (s.m_type != kColor)
         TakeGreen(samples);
+    samples.m_v = plain::Sharpened(samples.m_v, picture.m_width, samples.m_channels);
     return samples;
 }
 

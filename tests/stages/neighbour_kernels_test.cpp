@@ -8,7 +8,10 @@
 
 #include "stages/destreak_kernels.h"
 #include "stages/line_sharpen_kernels.h"
+#include "stages/noise_smooth_kernels.h"
+#include "stages/sharpen_kernels.h"
 #include "stages/smooth_kernels.h"
+#include "tests/support/plain_neighbours.h"
 #include "tests/support/stage_rig.h"
 
 namespace {
@@ -77,6 +80,66 @@ TEST(NeighbourKernels, SharpenLine) {
                 ASSERT_EQ(out, expected) << width << " x " << channels << ", " << reach;
             }
         }
+    }
+}
+
+// Calls `test` for widths of 1 to 20 and those around the runs, with three lines, their middle as
+// it stands before, guards and all, and what a plain filter makes of that.
+template <typename Rule, typename Kernel>
+void ExpectAsPlain(std::size_t channels, int border, const Rule& rule, const Kernel& kernel) {
+    std::vector<std::size_t> widths(20);
+    std::iota(widths.begin(), widths.end(), std::size_t{1});
+    widths.insert(widths.end(), {33, 51, 162, 163, 165, 171, 515, 1027});
+    for (const std::size_t width : widths) {
+        const std::size_t n = width * channels;
+        const Samples up = Line(n), centre = Line(n), down = Line(n);
+        Samples out = Line(n), expected = out, image;
+        for (const Samples* line : {&up, &centre, &down})
+            image.insert(image.end(), line->begin(), line->end() - 2);
+        image = plain::Filtered(image, static_cast<int>(width), static_cast<int>(channels), border,
+                                rule);
+        std::copy_n(image.begin() + static_cast<std::ptrdiff_t>(n), n, expected.begin());
+        kernel(up.data(), centre.data(), down.data(), out.data(), width);
+        ASSERT_EQ(out, expected) << width << " x " << channels;
+    }
+}
+
+TEST(NeighbourKernels, SharpenByFactorAndByTable) {
+    using Line = const std::uint16_t*;
+    for (const std::int64_t factor : {0x40000000LL, 0x12345679LL, -0x69FFFFFFLL, 0xFFFFFFFFLL}) {
+        const double slope = static_cast<double>(factor) / 4294967296.0;
+        std::vector<std::int32_t> table;
+        for (int d = -65536; d < 65536; ++d)
+            table.push_back(plain::Response(slope, d));
+        const std::int32_t* const response = table.data() + 65536;
+        const std::int32_t* const responses[] = {response, response, response};
+        QLSharpenFactors factors;
+        std::fill_n(factors.high, kSharpenRun, static_cast<std::uint16_t>(std::abs(factor) >> 16));
+        std::fill_n(factors.low, kSharpenRun, static_cast<std::uint16_t>(std::abs(factor)));
+        std::fill_n(factors.flip, kSharpenRun, slope < 0 ? std::uint16_t{0xFFFF} : std::uint16_t{});
+        for (const std::size_t channels : {std::size_t{1}, std::size_t{3}}) {
+            const auto rule = plain::SharpenRule(slope);
+            ExpectAsPlain(channels, 1, rule, [&](Line u, Line c, Line d, auto* out, auto width) {
+                SharpenByFactor(u, c, d, out, width, channels, factors);
+            });
+            ExpectAsPlain(channels, 1, rule, [&](Line u, Line c, Line d, auto* out, auto width) {
+                SharpenByTable(u, c, d, out, width, channels, responses);
+            });
+        }
+    }
+}
+
+TEST(NeighbourKernels, SmoothNoise) {
+    for (const int limit : {1, 4, 31, 32, 700, 4095}) {
+        ExpectAsPlain(3, 2, plain::NoiseRule(3, limit),
+                      [&](auto u, auto c, auto d, auto* out, auto width) {
+                          const int most = std::min(limit * 524280 / 4095, kMostColorDifference);
+                          SmoothNoiseColor(u, c, d, out, width, static_cast<std::uint16_t>(most));
+                      });
+        ExpectAsPlain(1, 2, plain::NoiseRule(1, limit),
+                      [&](auto u, auto c, auto d, auto* out, auto width) {
+                          SmoothNoiseGray(u, c, d, out, width, limit * 65535 / 4095);
+                      });
     }
 }
 

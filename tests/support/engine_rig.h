@@ -207,6 +207,11 @@ struct CEngineRig {
         m_engine.AddClient(&m_client, &m_clientId);
     }
 
+    // Without the filters that are on by default and wait for the lines below: each line by itself.
+    void FilterNothing() {
+        m_engine.SetValue(QL_ATTR_NOISE_SMOOTH_ON, 0);
+        m_engine.SetValue(QL_ATTR_SHARPEN_LEVEL, 5);
+    }
     void Begin(CByteStream& stream) {
         m_engine.SetInputStream(&stream);
         m_engine.Start();

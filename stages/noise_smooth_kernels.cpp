@@ -1,0 +1,86 @@
+#include "stages/noise_smooth_kernels.h"
+
+#include <algorithm>
+
+#include "frame/fixed_point.h"
+#include "platform/target_clones.h"
+
+using std::int16_t;
+using std::int32_t;
+using std::size_t;
+using std::uint16_t;
+
+namespace {
+
+#define NVQ_INLINE inline __attribute__((always_inline))
+
+constexpr size_t kEnd = 2;  // pixels at each end that are copied
+constexpr size_t kColor = 3;
+// Samples of a run: its sums stay in the processor's first cache.
+constexpr size_t kRun = 480;
+
+// In 16 bits, as many lanes as vectors have. The difference e has 21: h, that of the samples
+// without their low four bits over 16, keeps to 16, and e is within 120 of 16h. Up to |h| = 2040, e
+// is what it is modulo 65536, signed; beyond, it is more than counts.
+constexpr int16_t kMostKnown = 2040;
+
+NVQ_INLINE void SmoothRun(const uint16_t* __restrict up, const uint16_t* __restrict centre,
+                          const uint16_t* __restrict down, uint16_t* __restrict out, size_t count,
+                          uint16_t limit) {
+    // Of the three lines, column by column, from the pixel to the left of the run on.
+    uint16_t sum[kRun + 2 * kColor];
+    uint16_t high[kRun + 2 * kColor];
+    for (size_t i = 0; i < count + 2 * kColor; ++i) {
+        const uint16_t u = (up - kColor)[i], c = (centre - kColor)[i], d = (down - kColor)[i];
+        sum[i] = static_cast<uint16_t>(u + c + d);
+        high[i] = static_cast<uint16_t>((u >> 4) + (c >> 4) + (d >> 4));
+    }
+    for (size_t i = 0; i < count; ++i) {
+        const uint16_t c = centre[i];
+        const auto e = static_cast<int16_t>(sum[i] + sum[i + kColor] + sum[i + 2 * kColor] - 9 * c);
+        const auto h =
+            static_cast<int16_t>(high[i] + high[i + kColor] + high[i + 2 * kColor] - 9 * (c >> 4));
+        const auto lifted = static_cast<int16_t>(h > kMostKnown ? kMostColorDifference : e);
+        const auto held = static_cast<int16_t>(h < -kMostKnown ? -kMostColorDifference : lifted);
+        const auto falls = static_cast<uint16_t>(held >> 15);  // all ones below 0
+        const auto size = static_cast<uint16_t>((held ^ falls) - falls);
+        const uint16_t most = std::min(size, limit);
+        const auto way = static_cast<uint16_t>(static_cast<uint16_t>(most * 3) >> 5);
+        // Up or down, as far as there is room.
+        const auto room = static_cast<uint16_t>(c ^ ~falls);
+        const uint16_t step = std::min(way, room);
+        out[i] = static_cast<uint16_t>(c + (step ^ falls) - falls);
+    }
+}
+
+}  // namespace
+
+NVQ_KERNEL void SmoothNoiseColor(const uint16_t* __restrict up, const uint16_t* __restrict centre,
+                                 const uint16_t* __restrict down, uint16_t* __restrict out,
+                                 size_t pixels, uint16_t limit) {
+    const size_t samples = pixels * kColor;
+    const size_t first = std::min(kEnd * kColor, samples);
+    const size_t last = std::max(first, samples - first);
+    std::copy_n(centre, first, out);
+    size_t i = first;
+    for (; i + kRun <= last; i += kRun)
+        SmoothRun(up + i, centre + i, down + i, out + i, kRun, limit);
+    if (i < last)
+        SmoothRun(up + i, centre + i, down + i, out + i, last - i, limit);
+    std::copy(centre + last, centre + samples, out + last);
+}
+
+NVQ_KERNEL void SmoothNoiseGray(const uint16_t* __restrict up, const uint16_t* __restrict centre,
+                                const uint16_t* __restrict down, uint16_t* __restrict out,
+                                size_t pixels, int32_t limit) {
+    const size_t first = std::min(kEnd, pixels);
+    const size_t last = std::max(first, pixels - first);
+    std::copy_n(centre, first, out);
+    for (size_t i = first; i < last; ++i) {
+        const int32_t around = up[i - 1] + up[i] + up[i + 1] + centre[i - 1] + centre[i + 1] +
+                               down[i - 1] + down[i] + down[i + 1];
+        const int32_t way = (around - 8 * centre[i]) >> 3;
+        out[i] = ClampSample(centre[i] + std::min(std::max(way, -limit), limit));
+    }
+    std::copy(centre + last, centre + pixels, out + last);
+}
