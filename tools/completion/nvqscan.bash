@@ -26,6 +26,7 @@ _nvqscan() {
     case $prev in
         --source) _nvqscan_words 'flatbed feeder duplex slide negative' && return ;;
         --mode) _nvqscan_words 'color gray lineart' && return ;;
+        --sharpen) _nvqscan_words '0 1 2 3 4 5' && return ;;
         --smooth) _nvqscan_words 'off light strong' && return ;;
         --streaks) _nvqscan_words 'off 1 2' && return ;;
         --streak-detail) _nvqscan_words 'red green blue' && return ;;
@@ -54,7 +55,7 @@ _nvqscan() {
     case $command in
         scan)
             options+=' --output --source --mode --resolution --area --brightness --contrast'
-            options+=' --threshold --mirror --rotate --smooth --streaks --streak-detail --auto'
+            options+=' --threshold --mirror --rotate --sharpen --smooth --streaks --streak-detail --auto'
             options+=' --histogram --curves --set --medium --pages --quiet'
             ;;
         devices) options+=' --json --names' ;;
@@ -67,7 +68,7 @@ _nvqscan() {
         log) options+=' --level --file --to' ;;
         process)
             options+=' --output --mirror --rotate --property --set --from-file --analyse --encoded --band'
-            options+=' --smooth --streaks --streak-detail --auto --histogram --curves'
+            options+=' --sharpen --smooth --streaks --streak-detail --auto --histogram --curves'
             options+=' --list-attributes --list-properties'
             ;;
         sample) options+=' --output --width --height --dpi --gray --encoded' ;;
