@@ -24,7 +24,9 @@
 #include "stages/input_convert.h"
 #include "stages/invert.h"
 #include "stages/line_sharpen.h"
+#include "stages/lut_sharpen.h"
 #include "stages/mirror.h"
+#include "stages/noise_smooth.h"
 #include "stages/output_convert.h"
 #include "stages/output_format.h"
 #include "stages/palette.h"
@@ -108,6 +110,9 @@ void ProvideSettings(CBenchBoard& board, bool fading, bool neutral) {
         board.Provide(QL_ATTR_SLIDE_CURVE_0 + i, ToFixed(1.1));
     }
     board.Provide(QL_ATTR_DARK_PULL, 20);
+    board.Provide(QL_ATTR_SHARPEN_ON, 1);
+    board.Provide(QL_ATTR_SHARPEN_TABLE_0, 40);  // the usual strength
+    board.Provide(QL_ATTR_SHARPEN_TABLE_1, 49);  // one that needs its table
     board.Provide(QL_ATTR_DEVICE_MATRIX, PointerWord(kMatrix));
     board.Provide(QL_ATTR_TMA_MATRIX, PointerWord(kMatrix));
     if (!neutral) {
@@ -184,6 +189,12 @@ std::unique_ptr<CQLStage> MakeDestreak(QLAttribTree* tree) {
     return std::make_unique<CDestreakStage>(tree);
 }
 
+std::unique_ptr<CQLStage> MakeTableSharpen(QLAttribTree* tree) {
+    auto stage = std::make_unique<CLutSharpenStage>(tree);
+    stage->SetAttrib(QL_ATTR_SHARPEN_LEVEL, 1);
+    return stage;
+}
+
 std::unique_ptr<CQLStage> MakeLineSharpen(QLAttribTree* tree) {
     auto stage = std::make_unique<CLineSharpenStage>(tree);
     stage->SetAttrib(QL_ATTR_LINE_SHARPEN_ON, 2);
@@ -220,6 +231,11 @@ constexpr Row kRows[] = {
     {"Input/Color8Encoded", Make<CEncodedInputStage>, QL_PIXEL_BGR8_ENCODED, QL_OUTPUT_COLOR, true},
     {"Input/Gray8", Make<CEncodedInputStage>, QL_PIXEL_GRAY8},
     {"LineSharpen/Color16", MakeLineSharpen, QL_PIXEL_RGB16},
+    {"NoiseSmooth/Color16", Make<CNoiseSmoothStage>, QL_PIXEL_RGB16},
+    {"NoiseSmooth/Gray16", Make<CNoiseSmoothStage>, QL_PIXEL_GRAY16},
+    {"LutSharpen/Color16", Make<CLutSharpenStage>, QL_PIXEL_RGB16},
+    {"LutSharpen/Color16ByTable", MakeTableSharpen, QL_PIXEL_RGB16},
+    {"LutSharpen/Gray16", Make<CLutSharpenStage>, QL_PIXEL_GRAY16},
     {"Destreak/Color16", MakeDestreak<false>, QL_PIXEL_RGB16},
     {"Destreak/Gray16", MakeDestreak<false>, QL_PIXEL_GRAY16},
     {"Destreak/Color16Rebuilding", MakeDestreak<true>, QL_PIXEL_RGB16},

@@ -191,6 +191,8 @@ std::vector<PropertyWrite> ToneWrites(const ScanSettings& settings) {
 
 std::vector<PropertyWrite> FilterWrites(const ScanFilters& filters) {
     std::vector<PropertyWrite> writes;
+    if (filters.sharpening)
+        writes.push_back({QL_PROP_SHARPEN_LEVEL, *filters.sharpening});
     if (filters.smoothing)
         writes.push_back({QL_PROP_SMOOTHING, *filters.smoothing});
     if (filters.streaks)
@@ -251,7 +253,7 @@ ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
         writer.Image("the mirror", {{QL_PROP_MIRROR, 1}});
     if (settings.rotation)
         writer.Image("the rotation", {{QL_PROP_ROTATION, *settings.rotation}});
-    writer.Image("smoothing or removal of streaks", FilterWrites(settings.filters));
+    writer.Image("sharpening, smoothing or removal of streaks", FilterWrites(settings.filters));
     writer.Others(settings.others, false);
     if (settings.medium == ScanMedium::File)
         writer.Image("the medium", {{WIA_IPA_TYMED, TYMED_FILE}});

@@ -3,6 +3,9 @@
 #include "tools/choice_option.h"
 
 void AddFilterOptions(CLI::App& sub, ScanFilters& filters) {
+    sub.add_option("--sharpen", filters.sharpening,
+                   "0 to 4: the higher, the sharper; 5 has no strength and switches it off (2)")
+        ->check(CLI::Range(0, 5));
     TakesWordOf<LONG>(sub.add_option("--smooth", filters.smoothing,
                                      "off, light: noise only, or strong: fine detail too (light)"),
                       {{"off", 0}, {"light", 1}, {"strong", 2}});

@@ -1,4 +1,4 @@
-// Options that choose what is filtered out of an image, alike for all commands that make one.
+// Options that choose how an image is sharpened and what is filtered out of it, alike for all commands that make one.
 #pragma once
 
 #include <CLI/CLI.hpp>

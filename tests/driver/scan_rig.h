@@ -3,19 +3,24 @@
 #pragma once
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
+#include <optional>
 #include <random>
 
 #include "platform/bitmap_headers.h"
 #include "tests/driver/driver_rig.h"
+#include "tests/support/plain_neighbours.h"
 #include "tests/support/plain_scaler.h"
+#include "tests/support/tone_support.h"
 
 // Light as the scanner measures it, in 8 bits: lines of packed samples, the first on top.
 struct Picture {
     int width = 0;
     Bytes samples;
     int channels = 3;  // red, green, blue; or one
+    // Lines that the scan was to have, when its medium ended before: images of fewer than 5 lines
+    // are not smoothed and sharpened. 0: nor is this one, by its settings.
+    std::optional<int> announced = {};
 
     int Height() const { return static_cast<int>(samples.size()) / (width * channels); }
     int At(int x, int y, int c = 0) const {
@@ -51,22 +56,45 @@ inline Picture ScaledTo(const Picture& scan, int width, const std::vector<std::s
             scan.channels};
 }
 
-// By the settings of a new item: a linear sample, in 16 bits without rounding up, brought to a
-// white of 65535 - 27 x 491.51 = 52264 in steps of a 15-bit fraction, by the curve of screens, the
-// high byte.
-inline BYTE Encoded(int sample16) {
-    constexpr std::int64_t kSlope = (std::int64_t{65535} << 15) / 52264;
-    const double x =
-        static_cast<double>(std::min(sample16 * kSlope >> 15, std::int64_t{65535})) / 65535;
-    const double y = x <= 0.00304 ? 12.92 * x : 1.055 * std::pow(x, 1 / 2.4) - 0.055;
-    return static_cast<BYTE>(static_cast<int>(y * 65535.0 + 0.5) >> 8);
+// What a new item makes of linear samples of 16 bits: a line to a white of 65535 - 27 x 491.51 =
+// 52264, then the curve of screens.
+inline const Table& ToneOfPaper() {
+    static const Table table = [] {
+        const Table curve = Srgb();
+        Table tone(kTop + 1, kTop);
+        Line(tone, 0, 0, 52264, kTop);
+        for (int& v : tone)
+            v = curve[static_cast<std::size_t>(v)];
+        return tone;
+    }();
+    return table;
 }
 
-// Brightness 0 takes 52264 for white: a line from black in parts of 2^15.
-inline int OnPaper(int linear) {
-    constexpr int kWhite = 52264;
-    constexpr int kSlope = 65535 * 32768 / kWhite;
-    return linear < kWhite ? static_cast<int>(std::int64_t{linear} * kSlope >> 15) : 65535;
+// Samples of 16 bits as the engine makes them from the picture, red first, or of one channel for
+// gray and for lines.
+inline std::vector<int> Developed(const Picture& picture, int bits) {
+    const bool filtered = picture.announced.value_or(picture.Height()) >= 5 && picture.width >= 5;
+    std::vector<int> light;
+    for (const BYTE sample : picture.samples)
+        light.push_back(sample << 8);
+    if (filtered)
+        light = plain::Filtered(light, picture.width, picture.channels, 2,
+                                plain::NoiseRule(picture.channels, 4));
+    const int channels = bits == 24 ? 3 : 1;
+    std::vector<int> developed;
+    for (auto v = light.begin(); v != light.end(); v += picture.channels) {
+        // Gray by 0.3, 0.59 and 0.11 in parts of 1024.
+        const int gray =
+            picture.channels == 1 ? v[0] : (307 * v[0] + 604 * v[1] + 113 * v[2]) >> 10;
+        for (int c = 0; c < channels; ++c) {
+            const int sample = channels == 3 ? v[c] : gray;
+            developed.push_back(bits == 1 ? sample
+                                          : ToneOfPaper()[static_cast<std::size_t>(sample)]);
+        }
+    }
+    return filtered ? plain::Filtered(developed, picture.width, channels, 1,
+                                      plain::SharpenRule(plain::SlopeOf(40)))
+                    : developed;
 }
 
 // A bitmap's rows of 24, 8 or 1 bits a pixel, the top one first. What the picture doesn't fill is
@@ -75,22 +103,15 @@ inline Bytes RowsOf(const Picture& picture, int bits, int lines) {
     const auto stride = static_cast<std::size_t>((picture.width * bits + 31) / 32 * 4);
     Bytes rows(stride * static_cast<std::size_t>(lines), 0xFF);
     constexpr int kThreshold = 56 * 512 - 1;  // what 55 stands for, in 16 bits
+    const std::vector<int> developed = Developed(picture, bits);
+    const int* v = developed.data();
     for (int y = 0; y < std::min(picture.Height(), lines); ++y) {
         BYTE* row = rows.data() + stride * static_cast<std::size_t>(y);
-        for (int x = 0; x < picture.width; ++x) {
-            // Gray by 0.3, 0.59 and 0.11 in parts of 1024.
-            const int gray = picture.channels == 1
-                                 ? picture.At(x, y) << 8
-                                 : (307 * picture.At(x, y, 0) + 604 * picture.At(x, y, 1) +
-                                    113 * picture.At(x, y, 2)) *
-                                           256 >>
-                                       10;
-            for (int c = 0; bits == 24 && c < 3; ++c)
-                row[3 * x + 2 - c] = Encoded(OnPaper(picture.At(x, y, c) << 8));
-            if (bits == 8)
-                row[x] = Encoded(OnPaper(gray));
-            else if (bits == 1 && gray <= kThreshold)
-                row[x / 8] = static_cast<BYTE>(row[x / 8] & ~(0x80 >> x % 8));
+        for (int i = 0; i < picture.width * (bits == 24 ? 3 : 1); ++i, ++v) {
+            if (bits == 1 && *v <= kThreshold)
+                row[i / 8] = static_cast<BYTE>(row[i / 8] & ~(0x80 >> i % 8));
+            else if (bits != 1)
+                row[bits == 24 ? i / 3 * 3 + 2 - i % 3 : i] = static_cast<BYTE>(*v >> 8);
         }
         if (bits == 1 && picture.width % 8 != 0)
             row[picture.width / 8] =

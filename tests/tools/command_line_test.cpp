@@ -40,6 +40,7 @@ TEST_F(CommandLine, ExitCodesAndMessagesTellWhatIsWrong) {
         {{"process", m_input, "-o", m_folder / "no/x.bmp"}, 1, "nvqscan: " + m_folder / "no/x.bm"},
         {{"process", m_input, "-o", m_output, "--band", "0"}, 2, "--band: "},
         {{"process", m_input, "-o", m_output, "--streak-detail", "red"}, 2, "--streak-detail req"},
+        {{"process", m_input, "-o", m_output, "--sharpen", "6"}, 2, "--sharpen: "},
         {{"process", m_input, "-o", m_output, "--smooth", "soft"}, 2, "--smooth: 'soft' is none"},
         {{"process", m_input, "-o", m_output, "--analyse"}, 2, "--analyse requires --from-file"},
         {{}, 2, "A subcommand is required"},

@@ -113,10 +113,14 @@ TEST_F(Process, FiltersAreTheAttributesOfTheirStages) {
     const struct {
         ScanFilters filters;
         Names attributes;
-    } cases[] = {{{2, {}, {}}, {"SMOOTH_ON=true"}},
-                 {{{}, 2, {}}, {"DESTREAK_B=2"}},
-                 {{{}, 1, 1}, {"DESTREAK_B=1", "DESTREAK_C=1", "DESTREAK_D=1"}},
-                 {{{}, 1, 3}, {"DESTREAK_B=1", "DESTREAK_D=3"}}};
+    } cases[] = {
+        {{.sharpening = 4}, {"SHARPEN_LEVEL=4"}},
+        {{.sharpening = 5}, {"SHARPEN_LEVEL=5"}},
+        {{.smoothing = 0}, {"NOISE_SMOOTH_ON=false"}},
+        {{.smoothing = 2}, {"SMOOTH_ON=true"}},
+        {{.streaks = 2}, {"DESTREAK_B=2"}},
+        {{.streaks = 1, .streakDetail = 1}, {"DESTREAK_B=1", "DESTREAK_C=1", "DESTREAK_D=1"}},
+        {{.streaks = 1, .streakDetail = 3}, {"DESTREAK_B=1", "DESTREAK_D=3"}}};
     std::set<Bytes> results = {Run(Job("plain.bmp"))};
     for (const auto& c : cases) {
         CProcessJob filtered = Job("a.bmp"), written = Job("b.bmp");

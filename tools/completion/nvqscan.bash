@@ -59,7 +59,7 @@ _nvqscan() {
     case $command in
         scan)
             options+=' --output --source --mode --palette --resolution --area --brightness --contrast'
-            options+=' --threshold --mirror --rotate --smooth --streaks --streak-detail --auto'
+            options+=' --threshold --mirror --rotate --sharpen --smooth --streaks --streak-detail --auto'
             options+=' --histogram --curves --set --medium --pages --quiet'
             ;;
         devices) options+=' --json --names' ;;
@@ -72,7 +72,7 @@ _nvqscan() {
         log) options+=' --level --file --to' ;;
         process)
             options+=' --output --mirror --rotate --property --set --from-file --analyse --encoded --band'
-            options+=' --smooth --streaks --streak-detail --auto --histogram --curves'
+            options+=' --sharpen --smooth --streaks --streak-detail --auto --histogram --curves'
             options+=' --list-attributes --list-properties'
             ;;
         sample) options+=' --output --width --height --dpi --gray --encoded' ;;
