@@ -31,6 +31,7 @@ _nvqscan() {
             _nvqscan_files
             return
             ;;
+        --sharpen) _nvqscan_words '0 1 2 3 4 5' && return ;;
         --smooth) _nvqscan_words 'off light strong' && return ;;
         --streaks) _nvqscan_words 'off 1 2' && return ;;
         --streak-detail) _nvqscan_words 'red green blue' && return ;;
