@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr std::int32_t kFullScale = 0xffff;
 constexpr std::int32_t kMidCode = 0x8000;  // of neutral midtones
 constexpr std::int32_t kRange = CQLHistogram::kSampleRange;
 // No build of a tone curve lifts the darkest tones by more than this.
@@ -25,8 +24,8 @@ CLevelToneAnalyser::CLevelToneAnalyser(QLAttribTree* tree)
       m_lut{CQLLut(CQLLut::kFullSize, CQLLut::kPlain), CQLLut(CQLLut::kFullSize, CQLLut::kPlain),
             CQLLut(CQLLut::kFullSize, CQLLut::kPlain)},
       m_brightest(100, 52428),
-      m_darkest(30, kFullScale) {
-    m_rgb[QL_POINT_WHITE].fill(kFullScale);
+      m_darkest(30, kSampleMax) {
+    m_rgb[QL_POINT_WHITE].fill(kSampleMax);
     m_rgb[QL_POINT_MID].fill(kMidCode);
     m_rgb[QL_POINT_BLACK].fill(0);
 }
@@ -51,23 +50,23 @@ void CLevelToneAnalyser::SetSourceMode(std::int32_t mode) {
     m_blackDivisor = divisor;
 }
 
-// A density balance takes logarithms of these and works with 16 bits.
+// A density balance takes logarithms of these.
 CLevelToneAnalyser::Codes CLevelToneAnalyser::WhitePoint() const {
     Codes white = m_rgb[QL_POINT_WHITE];
     const std::int32_t average = (white[0] + white[1] + white[2]) / 3;
     for (std::int32_t& code : white)
-        code = std::max(code + kFullScale + m_whiteCode - m_outWhite - average, 1);
+        code = std::max(code + kSampleMax + m_whiteCode - m_outWhite - average, 1);
     return white;
 }
 
 // ---- Levels and codes
 
 std::int32_t CLevelToneAnalyser::WhiteToLevel(std::int32_t code) {
-    return CQLLut::Remap(code, kLowestWhite, kFullScale, kMostLevel, 0);
+    return CQLLut::Remap(code, kLowestWhite, kSampleMax, kMostLevel, 0);
 }
 
 std::int32_t CLevelToneAnalyser::OutWhiteToLevel(std::int32_t code) {
-    return CQLLut::Remap(code, kFullScale, kLowestOutWhite, 0, -kMostLevel);
+    return CQLLut::Remap(code, kSampleMax, kLowestOutWhite, 0, -kMostLevel);
 }
 
 std::int32_t CLevelToneAnalyser::BlackToLevel(std::int32_t code) const {
@@ -79,13 +78,13 @@ std::int32_t CLevelToneAnalyser::OutBlackToLevel(std::int32_t code) const {
 }
 
 void CLevelToneAnalyser::WhiteFromHighlight() {
-    m_whiteCode = kFullScale;
-    m_outWhite = kFullScale;
+    m_whiteCode = kSampleMax;
+    m_outWhite = kSampleMax;
     if (Highlight() < 0)
         m_outWhite =
-            ClampSample(CQLLut::Remap(Highlight(), -kMostLevel, 0, kLowestOutWhite, kFullScale));
+            ClampSample(CQLLut::Remap(Highlight(), -kMostLevel, 0, kLowestOutWhite, kSampleMax));
     else
-        m_whiteCode = CQLLut::Remap(Highlight(), 0, kMostLevel, kFullScale, kLowestWhite);
+        m_whiteCode = CQLLut::Remap(Highlight(), 0, kMostLevel, kSampleMax, kLowestWhite);
 }
 
 void CLevelToneAnalyser::BlackFromShadow() {
@@ -119,10 +118,10 @@ void CLevelToneAnalyser::PointToRgb(std::int32_t index, QLColorPoint vector) {
         value += 1.0;
     // Their sum is 3, so that the largest is 1 or more.
     const double largest = index == QL_POINT_MID ? 1.0 : std::ranges::max(values);
-    const double scale = (index == QL_POINT_MID ? kMidCode : kFullScale) / largest;
+    const double scale = (index == QL_POINT_MID ? kMidCode : kSampleMax) / largest;
     for (std::int32_t c = 0; c < kChannels; ++c) {
         const std::int32_t code = RoundToI32(scale * std::max(values[c], 0.0));
-        m_rgb[index][c] = index == QL_POINT_BLACK ? kFullScale - code : code;
+        m_rgb[index][c] = index == QL_POINT_BLACK ? kSampleMax - code : code;
     }
 }
 
@@ -135,7 +134,7 @@ QLColorPoint CLevelToneAnalyser::RgbToPoint(std::int32_t index) const {
     Codes values = m_rgb[index];
     if (index == QL_POINT_BLACK) {
         for (std::int32_t& value : values)
-            value = kFullScale - value;
+            value = kSampleMax - value;
     }
     const std::int32_t sum = values[0] + values[1] + values[2];
     if (sum == 0)
@@ -174,9 +173,9 @@ void CLevelToneAnalyser::ComposeMidColor() {
 }
 
 void CLevelToneAnalyser::FinishTone(std::span<CQLLut> luts) {
-    if (m_outBlack != 0 || m_outWhite != kFullScale) {
+    if (m_outBlack != 0 || m_outWhite != kSampleMax) {
         m_temporary.SetIdentity();
-        m_temporary.RemapValues(0, kFullScale, m_outBlack, m_outWhite);
+        m_temporary.RemapValues(0, kSampleMax, m_outBlack, m_outWhite);
         ComposeAll(luts);
     }
     // Half the effect downwards: -100 is gamma 0.5, 100 gamma 2.
@@ -197,7 +196,7 @@ void CLevelToneAnalyser::BuildCurves() {
     const std::int32_t leastWhite = std::ranges::min(white);
     const std::int32_t mostBlack = std::ranges::max(black);
     for (std::int32_t c = 0; c < kChannels; ++c) {
-        const std::int64_t above = std::int64_t{white[c] - leastWhite} * m_whiteCode / kFullScale;
+        const std::int64_t above = std::int64_t{white[c] - leastWhite} * m_whiteCode / kSampleMax;
         m_lut[c].BuildClipRamp(black[c] - mostBlack + m_blackCode,
                                static_cast<std::int32_t>(above) + m_whiteCode);
     }
@@ -218,16 +217,16 @@ void CLevelToneAnalyser::RunAnalysis(QLAnalysisKind what) {
 // The white code: the brightest channel's, lowered where many pixels crowd below the peak or in the
 // upper part of the scale, as they do on paper that is not quite white.
 std::int32_t CLevelToneAnalyser::FindWhite(const Codes& whiteRgb) const {
-    // Shares in percent of all pixels; the white code goes down by `strong` or by `weak`.
+    // Shares in percent of all pixels; the white code goes down by kStrong or by `weak`.
     struct Crowd {
         std::uint64_t manyNear;
-        std::uint64_t someNear;
-        std::uint64_t manyInBand;
-        std::int32_t strong;
         std::int32_t weak;
     };
-    static constexpr Crowd kColorCrowd{36, 19, 18, 0x1e00, 0xf00};
-    static constexpr Crowd kGrayCrowd{56, 19, 18, 0x1e00, 0x500};
+    static constexpr Crowd kColorCrowd{36, 0xf00};
+    static constexpr Crowd kGrayCrowd{56, 0x500};
+    constexpr std::uint64_t kSomeNear = 19;
+    constexpr std::uint64_t kManyInBand = 18;
+    constexpr std::int32_t kStrong = 0x1e00;
     constexpr std::int32_t kLastBin = CQLHistogram::kToneBins - 1;
 
     const std::int32_t white = std::ranges::max(whiteRgb);
@@ -254,10 +253,10 @@ std::int32_t CLevelToneAnalyser::FindWhite(const Codes& whiteRgb) const {
         const std::uint64_t near = percent(green.Sum(peak - width, peak - 1), m_hist[0].Total());
         const std::uint64_t band = percent(green.Sum(3100, 3599), green.Total());
         if (near >= crowd.manyNear)
-            return std::min(white, peakCode) - crowd.strong;
-        if (near >= crowd.someNear)
+            return std::min(white, peakCode) - kStrong;
+        if (near >= kSomeNear)
             return std::min(white, peakCode) - crowd.weak;
-        if (band > crowd.manyInBand && peak > 0xe10)
+        if (band > kManyInBand && peak > 0xe10)
             return white - crowd.weak;
     }
     constexpr std::int32_t kDarkestWhite = 0xb332;  // 70 percent of full scale
@@ -278,7 +277,7 @@ void CLevelToneAnalyser::AnalyseLevels(QLAnalysisKind what) {
     for (std::int32_t i = 0; i < static_cast<std::int32_t>(m_points.size()); ++i)
         PointToRgb(i, {});
     m_outBlack = 0;
-    m_outWhite = kFullScale;
+    m_outWhite = kSampleMax;
     HighlightFromWhite();
     ShadowFromBlack();
     if (what != QL_ANALYSE_TONE) {

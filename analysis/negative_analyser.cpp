@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 #include "analysis/neighbour_search.h"
 #include "frame/fixed_point.h"

@@ -6,7 +6,6 @@
 
 namespace {
 
-constexpr std::int32_t kFullScale = 0xffff;
 constexpr std::int32_t kUsualWhite = 0xcccc;  // 80 percent of full scale
 constexpr std::int32_t kLeast = -127;
 constexpr std::int32_t kMost = 128;
@@ -20,10 +19,10 @@ constexpr double kReferenceRange = 2000.0;     // of the written references of w
 double Lin(double x, double x0, double x1, double y0, double y1) {
     if (x0 == x1)
         return y1;
-    const double share = std::clamp((x - x0) / (x1 - x0), 0.0, 1.0);
-    if (share == 0.0 || share == 1.0)
-        return share == 0.0 ? y0 : y1;
-    return (x - x0) / (x1 - x0) * (y1 - y0) + y0;
+    const double share = (x - x0) / (x1 - x0);
+    if (share <= 0.0)
+        return y0;
+    return share >= 1.0 ? y1 : share * (y1 - y0) + y0;
 }
 
 std::uint16_t LowWord(std::int32_t x) {
@@ -87,15 +86,15 @@ std::int32_t CPhotoToneAnalyser::NeutralShadow() const {
 
 void CPhotoToneAnalyser::SetBrightness(std::int32_t value) {
     const double v = std::clamp(value, kLeast, kMost);
-    m_whiteCode = kFullScale;
-    m_outWhite = kFullScale;
+    m_whiteCode = kSampleMax;
+    m_outWhite = kSampleMax;
     if (v <= kBrightnessBend) {
         m_outWhite =
-            LowWord(RoundToI32(Lin(v, kBrightnessBend, kLeast, kFullScale, kDarkestOutWhite)));
+            LowWord(RoundToI32(Lin(v, kBrightnessBend, kLeast, kSampleMax, kDarkestOutWhite)));
         SetHighlight(OutWhiteToLevel(m_outWhite));
         return;
     }
-    m_whiteCode = RoundToI32(v <= 0.0 ? Lin(v, 0.0, kBrightnessBend, m_whiteRef, kFullScale)
+    m_whiteCode = RoundToI32(v <= 0.0 ? Lin(v, 0.0, kBrightnessBend, m_whiteRef, kSampleMax)
                                       : Lin(v, 0.0, kMost, m_whiteRef, kBrightestWhite));
     SetHighlight(WhiteToLevel(m_whiteCode));
 }
@@ -116,11 +115,11 @@ void CPhotoToneAnalyser::SetContrast(std::int32_t value) {
 // What the levels amount to; whole levels and whole numbers don't always come back as written.
 std::int32_t CPhotoToneAnalyser::Brightness() {
     WhiteFromHighlight();
-    if (m_whiteCode == kFullScale)
-        return TruncToI32(Lin(m_outWhite, kFullScale, kDarkestOutWhite, kBrightnessBend, kLeast));
+    if (m_whiteCode == kSampleMax)
+        return TruncToI32(Lin(m_outWhite, kSampleMax, kDarkestOutWhite, kBrightnessBend, kLeast));
     if (m_whiteCode < m_whiteRef)
         return RoundToI32(Lin(m_whiteCode, m_whiteRef, kBrightestWhite, 0.0, kMost));
-    return TruncToI32(Lin(m_whiteCode, m_whiteRef, kFullScale, 0.0, kBrightnessBend));
+    return TruncToI32(Lin(m_whiteCode, m_whiteRef, kSampleMax, 0.0, kBrightnessBend));
 }
 
 std::int32_t CPhotoToneAnalyser::Contrast() {

@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "frame/fixed_point.h"
+
 CSlideToneAnalyser::CSlideToneAnalyser(QLAttribTree* tree) : CLevelToneAnalyser(tree) {
     m_gain[QL_POINT_WHITE] = 0.22;
 }
@@ -16,14 +18,12 @@ void CSlideToneAnalyser::BuildCurves() {
         lut.SetIdentity();
     ComposeMidColor();
     // Either the input's black or the output's is raised, never both.
-    constexpr std::int32_t kFullScale = 0xffff;
     if (m_blackCode != 0) {
-        m_temporary.BuildClipRamp(m_blackCode, kFullScale);
+        m_temporary.BuildClipRamp(m_blackCode, kSampleMax);
         ComposeAll(m_lut);
     }
     if (m_outBlack != 0) {
-        m_temporary.SetIdentity();
-        m_temporary.DrawSegment(0, m_outBlack, kFullScale, kFullScale, true);
+        m_temporary.DrawSegment(0, m_outBlack, kSampleMax, kSampleMax, true);
         ComposeAll(m_lut);
     }
     m_dirty = false;

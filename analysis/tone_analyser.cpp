@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "frame/fixed_point.h"
-
 namespace {
 
 std::array<CQLHistogram, CToneAnalyser::kChannels> ToneHistograms() {

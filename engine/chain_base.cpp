@@ -52,11 +52,11 @@ CChainBase::~CChainBase() = default;
 // ---- Building
 
 CQLStage* CChainBase::Connect(Slot slot, CQLStage* upstream) {
-    // A slot whose class doesn't exist is passed over, as planned. One that should be filled and
-    // isn't would give a picture without its work, so the build counts as failed.
+    // Without one of its stages the chain would give a picture without that stage's work: the build
+    // counts as failed.
     CQLStage* stage = (this->*slot).get();
     if (!stage) {
-        m_incomplete = m_incomplete || HasClass(slot);
+        m_incomplete = true;
         return upstream;
     }
     stage->SetUpstream(upstream);

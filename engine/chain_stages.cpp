@@ -65,15 +65,6 @@ constexpr S::Row Class(Slot slot, const char* name, QLLineShape shape, std::int3
     return row;
 }
 
-// The class does not exist yet.
-constexpr S::Row Missing(Slot slot, const char* name, std::uint8_t variants) {
-    S::Row row;
-    row.m_slot = slot;
-    row.m_className = name;
-    row.m_variants = variants;
-    return row;
-}
-
 // clang-format off
 
 // Every slot: its class, what it does to lines, the lines around that count, whether it changes the
@@ -216,9 +207,10 @@ std::span<const CChainStages::Row> CChainStages::Table() {
 }
 
 bool CChainStages::Make(Slot slot, QLAttribTree* tree) {
-    if (this->*slot || !HasClass(slot))
+    const Row* row = RowOf(slot);
+    if (this->*slot || !row)
         return false;
-    this->*slot = RowOf(slot)->m_make(tree);
+    this->*slot = row->m_make(tree);
     return this->*slot != nullptr;
 }
 
@@ -235,11 +227,6 @@ bool CChainStages::EnterVariant(QLChainVariant variant, QLAttribTree* tree) {
             made = Make(row.m_slot, tree) || made;
     }
     return made;
-}
-
-bool CChainStages::HasClass(Slot slot) {
-    const Row* row = RowOf(slot);
-    return row && row->m_make;
 }
 
 const char* CChainStages::ClassNameOf(const CQLStage* stage) const {

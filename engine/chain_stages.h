@@ -2,8 +2,7 @@
 //
 // Data runs: source, front, head, the body for variant and output type, output conversion, sink.
 // The tables of chain_stages.cpp give the class of each slot, what it does to lines, in which
-// variants it lives, and the order in each build. A slot whose class does not exist yet stays
-// empty, and the data path leads past it.
+// variants it lives, and the order in each build. A slot is empty while its stage is not wanted.
 #pragma once
 
 #include <cstdint>
@@ -61,7 +60,6 @@ struct CChainStages {
     struct Row {
         Slot m_slot = nullptr;
         const char* m_className = "";
-        // Null where the class does not exist yet: the slot stays empty.
         std::unique_ptr<CQLStage> (*m_make)(QLAttribTree* tree) = nullptr;
         std::span<const QLAttribRow> (*m_attribs)() = nullptr;  // null: none of its own
         QLLineShape m_shape = QLLineShape::PassesOn;
@@ -78,14 +76,11 @@ struct CChainStages {
     };
     static std::span<const Row> Table();
 
-    // Fills the slot when it is empty and its class exists. True when a stage was made.
+    // Fills the slot when it is empty. True when a stage was made.
     bool Make(Slot slot, QLAttribTree* tree);
     // Drops the stages that only other variants want, and makes those that this one wants and that
     // are missing. True when any was made.
     bool EnterVariant(QLChainVariant variant, QLAttribTree* tree);
-
-    // True when the class that belongs in the slot exists.
-    static bool HasClass(Slot slot);
 
     // The class of one of these stages; null for any other.
     const char* ClassNameOf(const CQLStage* stage) const;

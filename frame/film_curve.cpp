@@ -120,6 +120,7 @@ bool CFilmCurveLut::NeedWarp(double gamma) {
     if (!m_helper || m_helper->Size() != Size())
         return false;
     if (gamma != m_warpGamma) {
+        m_warpGamma = 0.0;  // what a failure leaves behind is no warp
         m_helper->BuildGamma(gamma);
         if (!m_helper->Invert(*m_helper))
             return false;

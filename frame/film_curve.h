@@ -16,7 +16,7 @@ struct QLFilmRow {
     double high;
 };
 
-// The two films that the negative analyser knows: A for the colour channels, B for the luminance.
+// The two films that the negative analyser knows: A of colour, B of black and white.
 inline constexpr std::int32_t kFilmRows = 27;
 inline constexpr std::int32_t kFilmPivotRow = 15;
 inline constexpr double kFilmStepA = 0.069;

@@ -1,6 +1,7 @@
 #include "frame/pixel_list.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "frame/fixed_point.h"
 #include "frame/try_new.h"

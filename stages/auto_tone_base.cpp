@@ -136,7 +136,7 @@ void CAutoToneBase::ResetTone() {
 }
 
 void CAutoToneBase::ResetColor() {
-    RestoreOnRequest();
+    RestoreOnReset();
     AnnounceHue();
 }
 

@@ -6,6 +6,7 @@
 // and something to look at. What was found reaches the image with the next open.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <span>
 
@@ -50,7 +51,7 @@ class CAutoToneBase : public CLutStage {
     // Where an analysis of colour starts from: what the last one found, unless the exposure variant
     // came between.
     virtual void RestoreBeforeColor();
-    virtual void RestoreOnRequest() { Analyser().RestoreColor(m_keepOnReset); }
+    virtual void RestoreOnReset() { Analyser().RestoreColor(m_keepOnReset); }
     // The ids under which levels are announced, in this order.
     virtual std::span<const std::int32_t> LevelIds() const;
 
@@ -87,7 +88,7 @@ class CAutoToneBase : public CLutStage {
     void TakeToneRequest(bool on) { m_wantTone = TakesOver(m_wantTone) ? on : m_wantTone; }
     void TakeColorRequest(bool on) { m_wantColor = TakesOver(m_wantColor) ? on : m_wantColor; }
     // Whether an announcement may replace a request that stands so.
-    virtual bool TakesOver(bool) const { return true; }
+    virtual bool TakesOver([[maybe_unused]] bool stands) const { return true; }
     void TakeInvert(bool on);
     void ResetTone();
     void ResetColor();

@@ -19,7 +19,7 @@ class CAutoTonePhotoStage final : public CAutoToneBase {
     void SampleLine(const QLPixelRun& line, std::int32_t y) override {
         FeedWindow(line, y, m_innerRect, m_analyser);
     }
-    void RestoreOnRequest() override { m_analyser.ResetColor(); }
+    void RestoreOnReset() override { m_analyser.ResetColor(); }
     std::span<const std::int32_t> LevelIds() const override;
     // A request that stands is served before another announcement counts.
     bool TakesOver(bool stands) const override { return !stands; }

@@ -17,6 +17,8 @@ CDensityColorStage::CDensityColorStage(QLAttribTree* tree) : CInPlaceStage(tree)
 }
 
 QLStatus CDensityColorStage::OnBeforeOpen() {
+    // Settled behind this: an open that fails here leaves a stage that does nothing.
+    m_active = false;
     if (m_stale)
         m_core = TryNew<CDensityColorCore>(*this);
     // Without memory the next open tries again.

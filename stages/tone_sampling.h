@@ -62,7 +62,7 @@ constexpr bool HoldsLine(const QLRect& rect, std::int32_t y) {
 
 // Counts sample >> 4 in the histograms of red, green and blue, of 4096 bins each.
 template <typename Analyser>
-void CountPixels(const QLPixelRun& run, Analyser& analyser) {
+void CountRun(const QLPixelRun& run, Analyser& analyser) {
     std::uint32_t* const red = analyser.Histogram(0).Bins();
     std::uint32_t* const green = analyser.Histogram(1).Bins();
     std::uint32_t* const blue = analyser.Histogram(2).Bins();
@@ -95,7 +95,7 @@ void FeedFully(const QLPixelRun& run, Analyser& analyser) {
     // Without memory for a histogram there is nothing to count into, and nothing to analyse.
     if (!analyser.IsComplete())
         return;
-    CountPixels(run, analyser);
+    CountRun(run, analyser);
     OfferPixels(run, &analyser.BrightestList(), &analyser.DarkestList());
 }
 
@@ -108,7 +108,7 @@ void FeedRing(const QLPixelRun& run, Analyser& analyser, std::size_t* counter) {
         return;
     OfferPixels(run, &analyser.BrightestList(), nullptr);
     const QLPixelRun fifths = run.Every(kRing, kRing - 1 - *counter);
-    CountPixels(fifths, analyser);
+    CountRun(fifths, analyser);
     fifths.OfferEach(analyser.DarkestList());
     *counter = (*counter + run.m_count) % kRing;
 }
