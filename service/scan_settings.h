@@ -32,12 +32,13 @@ struct ScanArea {
     LONG Pixels(double length, LONG dpi) const;
 };
 
-// What is brought out of an image, or filtered out of it; nothing is as the device's properties have it.
+// What is brought out of an image, or filtered out of it; nothing is as the device's properties
+// have it.
 struct ScanFilters {
-    std::optional<LONG> sharpening;    // 0 to 4, the higher the more; 5 off
-    std::optional<LONG> smoothing;     // 0 off, 1 of noise, 2 of all detail besides
-    std::optional<LONG> streaks;       // 0 off, 1 or 2
-    std::optional<LONG> streakDetail;  // rebuilds two channels from red, green or blue: 1 to 3
+    std::optional<LONG> sharpening = {};    // 0 to 4, the higher the more; 5 off
+    std::optional<LONG> smoothing = {};     // 0 off, 1 of noise, 2 of all detail besides
+    std::optional<LONG> streaks = {};       // 0 off, 1 or 2
+    std::optional<LONG> streakDetail = {};  // rebuilds two channels from red, green or blue: 1 to 3
 };
 std::vector<PropertyWrite> FilterWrites(const ScanFilters& filters);
 
