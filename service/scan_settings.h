@@ -33,7 +33,8 @@ struct ScanArea {
     LONG Pixels(double length, LONG dpi) const;
 };
 
-// What is brought out of an image, or filtered out of it; nothing is as the device's properties have it.
+// What is brought out of an image, or filtered out of it; nothing is as the device's properties
+// have it.
 struct ScanFilters {
     std::optional<LONG> sharpening = {};    // 0 to 4, the higher the more; 5 off
     std::optional<LONG> smoothing = {};     // 0 off, 1 of noise, 2 of all detail besides
