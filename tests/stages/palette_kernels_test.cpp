@@ -3,8 +3,6 @@
 #include <random>
 
 #include "stages/palette_dither_kernels.h"
-#include "stages/palette_kernels.h"
-#include "stages/range_clip_kernels.h"
 #include "tests/support/plain_dither.h"
 #include "tests/support/stage_rig.h"
 
@@ -81,46 +79,6 @@ TEST(DitherKernels, DiffuseAsTheFormulasHaveIt) {
                 }
             }
         }
-    }
-}
-
-TEST(DitherKernels, PackTheLowBitsOfIndices) {
-    const std::uint8_t indices[] = {1, 0, 3, 2, 1, 0, 0, 1, 255, 4};
-    std::uint8_t bits[] = {0, 0, 0xA5};
-    PackIndexBits(indices, 10, bits);
-    EXPECT_EQ(bits[0], 0xA9);
-    EXPECT_EQ(bits[1], 0x80);
-    EXPECT_EQ(bits[2], 0xA5);
-}
-
-TEST(PaletteKernels, CountColorsByTheHighBitsOfTheirChannels) {
-    const std::uint16_t pixels[] = {0x1234, 0xFFFF, 0x20FF, 0x1FFF, 0xF000, 0x2000, 0, 0, 0};
-    std::vector<std::uint64_t> cells(4096 * 4);
-    CountColors(pixels, 3, cells.data());
-    const std::uint64_t* cell = &cells[4 * 0x2F1];  // blue, green, red
-    EXPECT_EQ(std::vector(cell, cell + 4), (std::vector<std::uint64_t>{2, 0x31, 0x1EF, 0x40}));
-    EXPECT_EQ(cells[0], 1u);
-}
-
-// By hand: both ends, the sample next to each, and a colour with both in it.
-TEST(RangeClipKernels, MarkSamplesAtTheEnds) {
-    const Samples gray = {65279, 65280, 65535, 255, 256, 0};
-    const Samples color = {65280, 10, 10, 255, 300, 65279, 256, 256, 65279};
-    // clang-format off
-    const struct { bool high, low; Samples gray, color; } kCases[] = {
-        {true, false, {65279, 0, 0, 255, 256, 0}, {0, 0, 0, 255, 300, 65279, 256, 256, 65279}},
-        {false, true, {65279, 65280, 65535, 65535, 256, 65535},
-            {65535, 65535, 65535, 65535, 65535, 65535, 256, 256, 65279}},
-        {true, true, {65279, 0, 0, 65535, 256, 65535},
-            {0, 0, 0, 65535, 65535, 65535, 256, 256, 65279}}};
-    // clang-format on
-    for (const auto& c : kCases) {
-        Samples g = gray;
-        Samples rgb = color;
-        MarkGrayEnds(g.data(), 6, c.high, c.low);
-        MarkColorEnds(rgb.data(), 3, c.high, c.low);
-        EXPECT_EQ(g, c.gray) << c.high << c.low;
-        EXPECT_EQ(rgb, c.color) << c.high << c.low;
     }
 }
 
