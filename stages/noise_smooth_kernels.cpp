@@ -20,9 +20,10 @@ constexpr size_t kColor = 3;
 constexpr size_t kRun = 480;
 
 // In 16 bits, as many lanes as vectors have. The difference e has 21: h, that of the samples
-// without their low four bits over 16, keeps to 16, and e is within 120 of 16h. Up to |h| = 2040, e
-// is what it is modulo 65536, signed; beyond, it is more than counts.
-constexpr int16_t kMostKnown = 2040;
+// without their low four bits over 16, keeps to 16, and e is within 120 of 16h, so that e modulo
+// 65536 tells it. With h held within -2040 to 2040, e keeps to 16 bits too; where that changes it,
+// it stays beyond all that counts.
+constexpr int16_t kMostHigh = 2040;
 
 NVQ_INLINE void SmoothRun(const uint16_t* __restrict up, const uint16_t* __restrict centre,
                           const uint16_t* __restrict down, uint16_t* __restrict out, size_t count,
@@ -40,8 +41,8 @@ NVQ_INLINE void SmoothRun(const uint16_t* __restrict up, const uint16_t* __restr
         const auto e = static_cast<int16_t>(sum[i] + sum[i + kColor] + sum[i + 2 * kColor] - 9 * c);
         const auto h =
             static_cast<int16_t>(high[i] + high[i + kColor] + high[i + 2 * kColor] - 9 * (c >> 4));
-        const auto lifted = static_cast<int16_t>(h > kMostKnown ? kMostColorDifference : e);
-        const auto held = static_cast<int16_t>(h < -kMostKnown ? -kMostColorDifference : lifted);
+        const int16_t near = std::min(std::max(h, static_cast<int16_t>(-kMostHigh)), kMostHigh);
+        const auto held = static_cast<int16_t>(e + 16 * (near - h));
         const auto falls = static_cast<uint16_t>(held >> 15);  // all ones below 0
         const auto size = static_cast<uint16_t>((held ^ falls) - falls);
         const uint16_t most = std::min(size, limit);

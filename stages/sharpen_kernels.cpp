@@ -50,15 +50,15 @@ NVQ_INLINE void SharpenRun(const uint16_t* __restrict up, const uint16_t* __rest
         const auto sign = static_cast<uint16_t>(q >> 15);
         const auto eighth = static_cast<uint16_t>(q ^ sign);
         const auto held = static_cast<uint16_t>(eighth > 8191 ? 0xFFFF : e ^ sign);
-        const auto most = static_cast<uint16_t>(0xFFFF + sign);
+        const auto most = static_cast<uint16_t>(0xFFFF - (sign >> 15));
         const uint16_t size = std::min(held, most);
-        // size * factor / 2^32 in halves: the upper product, and the carry into it.
-        const uint32_t upper = static_cast<uint32_t>(size) * factors.high[i];
-        const auto below = static_cast<uint16_t>(upper);
-        const auto under =
-            static_cast<uint16_t>((static_cast<uint32_t>(size) * factors.low[i]) >> 16);
+        // size * factor / 2^32 in halves: the upper product, and the carry into it. The lower half
+        // in a type of its own, or the compiler takes both out of a whole product.
+        const uint16_t high = factors.high[i];
+        const auto below = static_cast<uint16_t>(std::uint64_t{size} * high);
+        const auto under = static_cast<uint16_t>((uint32_t{size} * factors.low[i]) >> 16);
         const auto carry = static_cast<uint16_t>(static_cast<uint16_t>(below + under) < below);
-        const auto product = static_cast<uint16_t>(static_cast<uint16_t>(upper >> 16) + carry);
+        const auto product = static_cast<uint16_t>(((uint32_t{size} * high) >> 16) + carry);
         const uint16_t response = std::min(product, kMostResponse);
         // Up or down, as far as there is room.
         const auto falls = static_cast<uint16_t>(sign ^ factors.flip[i]);
