@@ -273,6 +273,8 @@ class CChainFull final : public CChainPump {
     bool m_rotateOnPath = false;
     bool m_collectHistogram = false;
     bool m_collectThreshold = false;
+    std::uint64_t m_savedHistogram = 0;  // as they were ahead of an analysis
+    std::uint64_t m_savedThreshold = 0;
     QLRect m_clipRect;  // of the range clip; its ends lie behind the last line and column
     bool m_savedClipHigh = false;
     bool m_savedClipLow = false;

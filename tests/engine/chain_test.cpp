@@ -87,6 +87,9 @@ TEST(ChainPass, AnAnalysisCollectsAndDeliversNothing) {
     EXPECT_TRUE(rig.m_client.m_messages.empty());
     rig.m_engine.FireOpenAnalysed();
     EXPECT_EQ(rig.m_client.Rows().size(), 60u * 20) << "the file is read again from its first line";
+    rig.m_engine.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
+    rig.m_engine.FireAnalyse();
+    EXPECT_EQ(rig.m_engine.GetValue(QL_ATTR_HISTOGRAM_ON), 1u) << "a user's choice stays";
 }
 
 // Eight pixels by 32 lines, so that no row has padding either way.
