@@ -128,6 +128,22 @@ TEST(ChainPass, ATurnedImageIsTakenInFirstAndThenDelivered) {
         cut.resize(rows.size(), 0xFF);
         EXPECT_EQ(rig.m_client.Rows(), stops ? Bytes() : turned(cut));
     }
+    // An output that is held when the image is whole is only late; so many are taken in by then.
+    CTestBoard board(rig.m_engine.Tree());
+    CTestStream stream(page);
+    rig.m_client.m_messages.clear();
+    rig.m_client.m_act = [&](const auto& message) {
+        if (message.m_percent == 90)
+            board.Put(QL_ATTR_HOLD_OUTPUT, 1);
+        return S_OK;
+    };
+    rig.Begin(stream);
+    rig.Feed(stream, 32);
+    rig.m_engine.FireFeed();
+    EXPECT_EQ(rig.m_client.Rows(), Bytes()) << "held";
+    board.Put(QL_ATTR_HOLD_OUTPUT, 0);
+    rig.Finish();
+    EXPECT_EQ(rig.m_client.Rows(), turned(rows));
 }
 
 // ---- Bookkeeping. A chain without an engine: what it asks for is fired before it finds no source.
