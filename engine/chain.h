@@ -201,8 +201,10 @@ class CChainPump : public CChainBase {
     static std::span<const QLAttribRow> Rows();
     void OnStop() override;
 
-    // Lines of a turned image wait: each feed delivers some. False inside a command.
-    bool HasRest() const { return m_restWaits && !m_busy; }
+    // Lines of a turned image wait: each feed delivers some, unless it fails or is held. False
+    // inside a command.
+    bool HasRest() const { return m_restWaits && m_passOpen && !m_busy; }
+    std::int32_t LinesDelivered() const { return m_linesDone; }
     // No more lines come, whatever height was announced: those that stages keep back pass, and an
     // image that is to be turned is turned as far as it came.
     void EndInput();
@@ -273,6 +275,8 @@ class CChainFull final : public CChainPump {
     bool m_rotateOnPath = false;
     bool m_collectHistogram = false;
     bool m_collectThreshold = false;
+    std::uint64_t m_savedHistogram = 0;  // as they were ahead of an analysis
+    std::uint64_t m_savedThreshold = 0;
     QLRect m_clipRect;  // of the range clip; its ends lie behind the last line and column
     bool m_savedClipHigh = false;
     bool m_savedClipLow = false;

@@ -209,7 +209,10 @@ std::int32_t CChainBase::PercentDone() const {
     const bool turns = m_passOpen && m_turner && m_turner->IsActive();
     const std::int64_t share = turns ? 100 - kTakenShare : 100;
     std::int64_t percent = m_linesTotal == 0 ? 0 : m_linesDone * share / m_linesTotal;
-    if (turns && m_turner->LinesToLoad() > 0)
+    // One that ended early has been taken in as well.
+    if (turns && !m_turner->IsLoading())
+        percent += kTakenShare;
+    else if (turns && m_turner->LinesToLoad() > 0)
         percent += m_turner->LinesLoaded() * kTakenShare / m_turner->LinesToLoad();
     return static_cast<std::int32_t>(percent);
 }

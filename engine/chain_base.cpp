@@ -279,10 +279,9 @@ QLStatus CChainBase::OpenForAnalysis() {
     if ((color || type == QL_OUTPUT_GRAY) && m_pendTone)
         m_port.Notify(QL_ATTR_AUTO_TONE);
     Build();
-    if (!m_tail)
-        return QL_ERR_NO_SOURCE;
+    // In any case: the same holds for what follows the close.
     BeforeAnalysisOpen();
-    return OpenTail();
+    return m_tail ? OpenTail() : QL_ERR_NO_SOURCE;
 }
 
 QLStatus CChainBase::OpenForPalette() {

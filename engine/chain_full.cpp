@@ -32,8 +32,11 @@ CChainFull::CChainFull(QLAttribTree* tree)
     m_rows.Attach(m_port, this, Rows());
 }
 
-// Only a pass of analysis pays for the counting of its samples.
+// Only a pass of analysis pays for the counting of its samples; what a user has switched on counts
+// in every pass.
 QLStatus CChainFull::BeforeAnalysisOpen() {
+    m_savedHistogram = m_port.GetValue(QL_ATTR_HISTOGRAM_ON);
+    m_savedThreshold = m_port.GetValue(QL_ATTR_THRESHOLD_COLLECT);
     if (m_collectHistogram)
         m_port.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
     if (m_collectThreshold)
@@ -42,8 +45,8 @@ QLStatus CChainFull::BeforeAnalysisOpen() {
 }
 
 QLStatus CChainFull::AfterAnalysisClose() {
-    m_port.SetValue(QL_ATTR_HISTOGRAM_ON, 0);
-    m_port.SetValue(QL_ATTR_THRESHOLD_COLLECT, 0);
+    m_port.SetValue(QL_ATTR_HISTOGRAM_ON, m_savedHistogram);
+    m_port.SetValue(QL_ATTR_THRESHOLD_COLLECT, m_savedThreshold);
     return QL_OK;
 }
 

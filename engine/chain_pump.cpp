@@ -167,7 +167,8 @@ void CChainPump::DeliverTurned() {
     const QLStatus status = Pump(kTurnedBand, &done);
     if (status != QL_OK)
         m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
-    m_restWaits = status == QL_OK && done > 0 && m_linesDone < m_linesTotal;
+    // Behind a pump that failed or was held, a later feed tries again.
+    m_restWaits = m_linesDone < m_linesTotal;
 }
 
 // A feed that finds more than the mark leaves as many behind as the first one. One that finds no
@@ -186,7 +187,7 @@ void CChainPump::EndInput() {
         QLStatus status = QL_OK;
         if (IsLoading())
             m_restWaits = EndLoading();
-        else if (m_passOpen)
+        else if (m_passOpen && !m_restWaits)
             status = PumpHeld();
         if (status != QL_OK)
             m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));

@@ -132,10 +132,14 @@ HRESULT CQLEngine::FireFeed() {
     return hr;
 }
 
-// Band by band, so that a client's answer is heard.
+// Band by band, so that a client's answer is heard. A feed that moves nothing ends it.
 void CQLEngine::DeliverRest() {
-    while (m_chain && m_chain->HasRest() && !m_cancelled)
+    std::int32_t delivered = -1;
+    while (m_chain && m_chain->HasRest() && !m_cancelled &&
+           m_chain->LinesDelivered() != delivered) {
+        delivered = m_chain->LinesDelivered();
         Notify(QL_ATTR_CMD_FEED);
+    }
 }
 
 HRESULT CQLEngine::FireEnd() {

@@ -160,24 +160,30 @@ HRESULT CPageTransfer::RunBandLoop() {
             begun = true;
         }
         if (rows.count > 0) {
-            m_stream.AddLines(rows.count);
-            WriteStream(rows.bytes, rows.count * m_lines.Stride());
-            // Without memory, or without room for the file of a page that is turned.
-            if (!m_delivery.HasImage()) {
-                m_log.Write(kLogInformation, "ScanItem: the engine can't begin the image");
-                return E_FAIL;
-            }
-            if (m_tap && rows.count > 0 && !m_fillWhite)
-                m_tap->InputBytes(rows.bytes, rows.count * m_lines.Stride());
+            const HRESULT hr = FeedRows(rows);
+            if (FAILED(hr))
+                return hr;
+            // Scaled rows take their share of the band.
+            const DWORD real = rows.count * m_realLines / lines;
+            if (m_tap && real > 0)
+                m_tap->InputBytes(rows.bytes, real * m_lines.Stride());
         }
         m_engine.FireFeed();
         m_linesRead += lines;
     }
-    // The stream starts the engine with the first write behind the headers, even one of nothing:
-    // a page without a row is white.
-    if (m_lines.RowsMade() == 0)
-        WriteStream(nullptr, 0);
-    return S_OK;
+    // A page without a row is white.
+    return m_lines.RowsMade() == 0 ? FeedRows({nullptr, 0}) : S_OK;
+}
+
+// The stream starts the engine with the first write behind the headers, even one of nothing. It
+// can't begin without memory, or without room for the file of a page that is turned.
+HRESULT CPageTransfer::FeedRows(const BandRows& rows) {
+    m_stream.AddLines(rows.count);
+    WriteStream(rows.bytes, rows.count * m_lines.Stride());
+    if (m_delivery.HasImage())
+        return S_OK;
+    m_log.Write(kLogInformation, "ScanItem: the engine can't begin the image");
+    return E_FAIL;
 }
 
 // The client was promised a whole page; or lines of the page lie across the picture, where none can
@@ -205,10 +211,11 @@ DWORD CPageTransfer::ReadBand() {
         m_fillWhite = got != wanted && KeepsHeight();
         m_stopAfterBand = got != wanted && !KeepsHeight();
     }
-    const auto lines = static_cast<DWORD>(got / lineBytes);
+    m_realLines = static_cast<DWORD>(got / lineBytes);
     if (!m_fillWhite)
-        return lines;
-    std::memset(m_lines.Buffer() + lines * lineBytes, kWhite, (m_bandLines - lines) * lineBytes);
+        return m_realLines;
+    std::memset(m_lines.Buffer() + m_realLines * lineBytes, kWhite,
+                (m_bandLines - m_realLines) * lineBytes);
     return m_bandLines;
 }
 

@@ -50,6 +50,8 @@ class CPageTransfer {
     HRESULT RunBandLoop();
     bool KeepsHeight() const;
     DWORD ReadBand();
+    // E_FAIL when the engine hasn't begun the image by then.
+    HRESULT FeedRows(const BandRows& rows);
     HRESULT BeginBitmap();
     // Headers of the bitmap and its palette, into the stream.
     HRESULT SetupBitmapHeaders(const BITMAPINFOHEADER& header);
@@ -75,6 +77,7 @@ class CPageTransfer {
     DWORD m_scanLines = 0;  // that the device promised
     DWORD m_linesRead = 0;
     DWORD m_bandLines = kBandLines;  // of the next read
+    DWORD m_realLines = 0;           // of the last one, by the device
     bool m_fillWhite = false;        // the media ended, and the page keeps its height
     bool m_stopAfterBand = false;    // the media ended, and the page ends with it
     bool m_scanOpen = false;         // the start was tried, and the scan has not been ended

@@ -50,8 +50,9 @@ ScanStatus CDeviceSession::Scan(const std::string& name, const ScanOptions& opti
     if ((item->Flags() & WiaItemTypeFolder) != 0)
         return {E_INVALIDARG, ShownItemName(item->Name()) + ": holds no image"};
     const CPropertyStore& root = m_use.items->Root()->Store();
-    const int wanted = PagesOfScan(NumberOf(root, WIA_DPS_DOCUMENT_HANDLING_SELECT),
-                                   NumberOf(root, WIA_DPS_PAGES), options.pages);
+    const int wanted =
+        PagesOfScan(NumberOf(root, WIA_DPS_DOCUMENT_HANDLING_SELECT),
+                    NumberOf(root, WIA_DPS_PREVIEW), NumberOf(root, WIA_DPS_PAGES), options.pages);
     for (int page = 1; wanted == 0 || page <= wanted; ++page) {
         if (options.cancel && *options.cancel)
             return CancelledScan();

@@ -263,5 +263,6 @@ ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
 int PagesOfScan(const CDeviceProperties& properties, int asked) {
     const ItemState& root = properties.Root();
     return PagesOfScan(CDeviceProperties::Number(root, WIA_DPS_DOCUMENT_HANDLING_SELECT),
+                       CDeviceProperties::Number(root, WIA_DPS_PREVIEW),
                        CDeviceProperties::Number(root, WIA_DPS_PAGES), asked);
 }

@@ -105,7 +105,7 @@ TEST_F(Feeder, KeepsASheetOfWhichThereWasAPreview) {
     Begin(2, FEEDER);
     for (const int side : {0, 2}) {
         SetPreview(1);
-        ExpectSheets({m_sides[side]}, 1);
+        ExpectSheets({m_sides[side]});
         ExpectSheets({m_sides[side]}, 1);
         SetPreview(0);
         EXPECT_FALSE(IsFree()) << "the sheet waits for its scan";

@@ -128,6 +128,13 @@ TEST_F(Scans, OfShortMediaAreWhiteToTheEndOrCut) {
             ExpectOnCallback(c.bands.empty() ? page : ScaledTo(page, 70, c.bands), bits, c.lines);
             const Picture cut = c.cut.empty() ? media : ScaledTo(media, 70, c.cut);
             ExpectInFile(cut, bits, cut.Height());
+            UseMedium(TYMED_CALLBACK);
+            CPages pages;
+            CPages input;
+            EXPECT_EQ(Failure(Scan(pages, -1, nullptr, &input)), "");
+            EXPECT_EQ(input.m_pages.at(0).rows.size(),
+                      input.m_pages[0].page.stride * static_cast<std::size_t>(cut.Height()))
+                << "white that the driver adds is no input";
         }
     }
 }

@@ -87,12 +87,17 @@ TEST(ChainPass, AnAnalysisCollectsAndDeliversNothing) {
     EXPECT_TRUE(rig.m_client.m_messages.empty());
     rig.m_engine.FireOpenAnalysed();
     EXPECT_EQ(rig.m_client.Rows().size(), 60u * 20) << "the file is read again from its first line";
+    rig.m_engine.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
+    rig.m_engine.FireAnalyse();
+    EXPECT_EQ(rig.m_engine.GetValue(QL_ATTR_HISTOGRAM_ON), 1u) << "a user's choice stays";
 }
 
 // Eight pixels by 32 lines, so that no row has padding either way.
 TEST(ChainPass, ATurnedImageIsTakenInFirstAndThenDelivered) {
     const CTestPicture page = NoisePicture(8, 32);
     CEngineRig rig;
+    // Filters would tell a turned image's neighbours from those of the image.
+    rig.FilterNothing();
     rig.m_engine.SetValue(QL_ATTR_ROTATE_ANGLE, 90);
     const Bytes rows = rig.RunStream(page, {20});
     EXPECT_EQ(rig.m_client.BandSizes()[0], 24u * 15) << "off at first";
@@ -125,6 +130,22 @@ TEST(ChainPass, ATurnedImageIsTakenInFirstAndThenDelivered) {
         cut.resize(rows.size(), 0xFF);
         EXPECT_EQ(rig.m_client.Rows(), stops ? Bytes() : turned(cut));
     }
+    // An output that is held when the image is whole is only late; so many are taken in by then.
+    CTestBoard board(rig.m_engine.Tree());
+    CTestStream stream(page);
+    rig.m_client.m_messages.clear();
+    rig.m_client.m_act = [&](const auto& message) {
+        if (message.m_percent == 90)
+            board.Put(QL_ATTR_HOLD_OUTPUT, 1);
+        return S_OK;
+    };
+    rig.Begin(stream);
+    rig.Feed(stream, 32);
+    rig.m_engine.FireFeed();
+    EXPECT_EQ(rig.m_client.Rows(), Bytes()) << "held";
+    board.Put(QL_ATTR_HOLD_OUTPUT, 0);
+    rig.Finish();
+    EXPECT_EQ(rig.m_client.Rows(), turned(rows));
 }
 
 // ---- Bookkeeping. A chain without an engine: what it asks for is fired before it finds no source.

@@ -261,8 +261,11 @@ TEST_F(DeviceCommands, PagesOfAJobAreNumberedOrStandInOneFile) {
     EXPECT_EQ(numbered.code, 0);
     EXPECT_EQ(numbered.out + numbered.error, "") << "quiet";
     EXPECT_EQ(Pages(), (Names{"page-01.png", "page-02.png", "page-03.png"}));
-    const std::pair<const char*, int> files[] = {
-        {"", 3}, {" --pages 2", 2}, {" --set Pages=1", 1}, {" --medium file", 3}};
+    const std::pair<const char*, int> files[] = {{"", 3},
+                                                 {" --pages 2", 2},
+                                                 {" --set Pages=1", 1},
+                                                 {" --medium file", 3},
+                                                 {" --set Preview=1", 1}};
     for (const auto& [options, pages] : files) {
         EXPECT_EQ(scan(std::string("a.tif") + options).code, 0) << options;
         EXPECT_EQ(CountTiffPages(Page("a.tif")), pages) << options;
