@@ -17,6 +17,12 @@ double CToneCounts::Mean(const Levels& levels) {
     return total == 0 ? 0 : sum / static_cast<double>(total);
 }
 
+bool IsGray(std::span<const RGBQUAD> palette) {
+    return std::ranges::all_of(palette, [](const RGBQUAD& color) {
+        return color.rgbRed == color.rgbGreen && color.rgbGreen == color.rgbBlue;
+    });
+}
+
 CToneCounts::Levels FoldLevels(std::span<const std::uint32_t> bins) {
     CToneCounts::Levels levels = {};
     const std::size_t each = bins.size() / kToneLevels;
@@ -32,9 +38,14 @@ void CToneCounter::Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> 
     m_width = static_cast<std::size_t>(std::max<LONG>(info.biWidth, 0));
     const bool isKnown = m_bits == 1 || m_bits == 8 || m_bits == 24;
     m_stride = isKnown ? static_cast<std::size_t>(BitmapStride(info)) : 0;
-    m_counts.m_channels.assign(m_bits == 24 ? 3 : 1, {});
-    for (std::size_t i = 0; i < kToneLevels; ++i)
-        m_levelOf[i] = i < palette.size() ? palette[i].rgbGreen : static_cast<std::uint8_t>(i);
+    m_counts.m_channels.assign(m_bits == 24 || !IsGray(palette) ? 3 : 1, {});
+    for (std::size_t i = 0; i < kToneLevels; ++i) {
+        const auto level = static_cast<std::uint8_t>(i);
+        const RGBQUAD color = i < palette.size() ? palette[i] : RGBQUAD{level, level, level, 0};
+        m_levelOf[0][i] = color.rgbRed;
+        m_levelOf[1][i] = color.rgbGreen;
+        m_levelOf[2][i] = color.rgbBlue;
+    }
 }
 
 void CToneCounter::AddRow(const std::uint8_t* row) {
@@ -48,7 +59,8 @@ void CToneCounter::AddRow(const std::uint8_t* row) {
     }
     for (std::size_t x = 0; x < m_width; ++x) {
         const std::size_t index = m_bits == 1 ? row[x / 8] >> (7 - x % 8) & 1 : row[x];
-        ++channels[0][m_levelOf[index]];
+        for (std::size_t c = 0; c < m_counts.m_channels.size(); ++c)
+            ++channels[c][m_levelOf[c][index]];
     }
 }
 

@@ -23,6 +23,9 @@ struct CToneCounts {
     static double Mean(const Levels& levels);
 };
 
+// Of gray alone, as the palettes of gray pictures and of line art are.
+bool IsGray(std::span<const RGBQUAD> palette);
+
 // Counts of a finer scale, a number of whole bins for each level, into those of levels. Empty for
 // another size.
 CToneCounts::Levels FoldLevels(std::span<const std::uint32_t> bins);
@@ -45,5 +48,5 @@ class CToneCounter {
     std::size_t m_width = 0;
     std::size_t m_stride = 0;
     int m_bits = 0;
-    std::array<std::uint8_t, kToneLevels> m_levelOf = {};
+    std::array<std::array<std::uint8_t, kToneLevels>, 3> m_levelOf = {};  // of an index, by channel
 };

@@ -40,7 +40,7 @@ CToneCounts PublishedCounts(CQLEngine& engine) {
     constexpr std::size_t kBins = 4096;
     CToneCounts counts;
     const std::int32_t type = engine.GetInteger(QL_ATTR_OUTPUT_TYPE);
-    if (type == QL_OUTPUT_LINE_ART || type == QL_OUTPUT_HALFTONE)
+    if (type != QL_OUTPUT_GRAY && type != QL_OUTPUT_COLOR)
         return counts;
     for (const std::int32_t id : kTables) {
         const auto* bins = WordPointer<const std::uint32_t>(engine.GetValue(id));

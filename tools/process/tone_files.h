@@ -23,7 +23,8 @@ bool CountPicture(const std::string& path, const std::function<bool()>& stopped,
                   CToneCounts* counts, std::string* error);
 
 // What the engine has published of the last whole pass with QL_ATTR_HISTOGRAM_ON: the tones ahead
-// of sharpening, one channel for gray results. Empty when its chain counts none.
+// of sharpening, one channel for gray results. Empty when its chain counts none, or makes something
+// else of what was counted: single bits, or indices of a palette.
 CToneCounts PublishedCounts(CQLEngine& engine);
 
 // Draws them both. False with one line in `error`.

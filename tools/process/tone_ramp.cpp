@@ -55,15 +55,16 @@ class CRampSink final : public IQLImageCallback {
 
     // Empty without a row, or with one of another width.
     std::vector<CToneCurves::Curve> Curves() const {
-        const bool isColor = m_info.biBitCount == 24;
+        const bool isIndexed = m_info.biBitCount != 24;
         std::vector<CToneCurves::Curve> curves;
         if (m_row.empty() || m_info.biWidth != kPatchWidth * static_cast<LONG>(kToneLevels))
             return curves;
-        curves.resize(isColor ? 3 : 1);
+        curves.resize(isIndexed && IsGray(m_palette) ? 1 : 3);
         for (std::size_t level = 0; level < kToneLevels; ++level) {
             const std::size_t x = level * kPatchWidth + kMiddle;
+            const std::uint8_t* bgr = isIndexed ? &m_palette[Index(x)].rgbBlue : &m_row[3 * x];
             for (std::size_t c = 0; c < curves.size(); ++c)
-                curves[c][level] = isColor ? m_row[3 * x + 2 - c] : m_palette[Index(x)].rgbGreen;
+                curves[c][level] = bgr[2 - c];
         }
         return curves;
     }
