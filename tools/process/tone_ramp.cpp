@@ -17,7 +17,13 @@ namespace {
 constexpr std::int32_t kPatchWidth = 32;
 constexpr std::int32_t kRampLines = 40;
 constexpr std::int32_t kBandLines = 20;
-constexpr std::size_t kMiddle = kPatchWidth / 2;
+// The middle of a patch, of which the mean counts: dots of black and white or of a palette's
+// colours make levels only together.
+constexpr std::int32_t kFirstLine = 12;
+constexpr std::int32_t kEndLine = 28;
+constexpr std::size_t kFirstPixel = 8;
+constexpr std::size_t kEndPixel = 24;
+constexpr std::uint32_t kPixels = (kEndLine - kFirstLine) * (kEndPixel - kFirstPixel);
 
 class CRampReader final : public CPictureReader {
   public:
@@ -36,7 +42,7 @@ class CRampReader final : public CPictureReader {
     }
 };
 
-// Keeps the row in the middle of the patches.
+// Adds up the middle of each patch.
 class CRampSink final : public IQLImageCallback {
   public:
     HRESULT ImageCallback(std::uint32_t type, std::uint32_t, std::uint32_t, std::int32_t length,
@@ -53,37 +59,48 @@ class CRampSink final : public IQLImageCallback {
         return S_OK;
     }
 
-    // Empty without a row, or with one of another width.
+    // Empty without all of the lines, or with lines of another width.
     std::vector<CToneCurves::Curve> Curves() const {
-        const bool isIndexed = m_info.biBitCount != 24;
         std::vector<CToneCurves::Curve> curves;
-        if (m_row.empty() || m_info.biWidth != kPatchWidth * static_cast<LONG>(kToneLevels))
+        if (m_line < kEndLine || !IsRamp())
             return curves;
-        curves.resize(isIndexed && IsGray(m_palette) ? 1 : 3);
-        for (std::size_t level = 0; level < kToneLevels; ++level) {
-            const std::size_t x = level * kPatchWidth + kMiddle;
-            const std::uint8_t* bgr = isIndexed ? &m_palette[Index(x)].rgbBlue : &m_row[3 * x];
-            for (std::size_t c = 0; c < curves.size(); ++c)
-                curves[c][level] = bgr[2 - c];
-        }
+        curves.resize(IsIndexed() && IsGray(m_palette) ? 1 : 3);
+        for (std::size_t c = 0; c < curves.size(); ++c)
+            std::ranges::transform(m_sums[c], curves[c].begin(), [](std::uint32_t sum) {
+                return static_cast<std::uint8_t>((sum + kPixels / 2) / kPixels);
+            });
         return curves;
     }
 
   private:
-    std::size_t Index(std::size_t x) const {
-        return m_info.biBitCount == 1 ? m_row[x / 8] >> (7 - x % 8) & 1 : m_row[x];
-    }
+    bool IsIndexed() const { return m_info.biBitCount != 24; }
+    bool IsRamp() const { return m_info.biWidth == kPatchWidth * static_cast<LONG>(kToneLevels); }
     void TakeRows(std::span<const std::uint8_t> rows) {
         const auto stride = static_cast<std::size_t>(BitmapStride(m_info));
-        for (; rows.size() >= stride; rows = rows.subspan(stride)) {
-            if (m_line++ == kRampLines / 2)
-                m_row.assign(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(stride));
+        for (; IsRamp() && rows.size() >= stride; rows = rows.subspan(stride), ++m_line) {
+            if (m_line >= kFirstLine && m_line < kEndLine)
+                AddRow(rows.data());
         }
+    }
+    void AddRow(const std::uint8_t* row) {
+        for (std::size_t level = 0; level < kToneLevels; ++level) {
+            for (std::size_t i = kFirstPixel; i < kEndPixel; ++i) {
+                const RGBQUAD color = ColorAt(row, level * kPatchWidth + i);
+                m_sums[0][level] += color.rgbRed;
+                m_sums[1][level] += color.rgbGreen;
+                m_sums[2][level] += color.rgbBlue;
+            }
+        }
+    }
+    RGBQUAD ColorAt(const std::uint8_t* row, std::size_t x) const {
+        if (!IsIndexed())
+            return {row[3 * x], row[3 * x + 1], row[3 * x + 2], 0};
+        return m_palette[m_info.biBitCount == 1 ? row[x / 8] >> (7 - x % 8) & 1 : row[x]];
     }
 
     BITMAPINFOHEADER m_info = {};
     RGBQUAD m_palette[kToneLevels] = {};
-    std::vector<std::uint8_t> m_row;
+    std::array<std::uint32_t, kToneLevels> m_sums[3] = {};
     std::int32_t m_line = 0;
 };
 
