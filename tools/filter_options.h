@@ -1,4 +1,5 @@
-// Options that choose how an image is sharpened and what is filtered out of it, alike for all commands that make one.
+// Options that choose how an image is sharpened and what is filtered out of it, alike for all
+// commands that make one.
 #pragma once
 
 #include <CLI/CLI.hpp>
