@@ -43,8 +43,8 @@ TEST_F(Scans, OfFilmSayWhichOneItIs) {
     expect(0, 1, "source 0,");
 }
 
-// Whatever becomes of them: blue ahead of red, on both media. A band that the driver fills up is
-// missing.
+// Whatever becomes of them: blue ahead of red, on both media. Lines that the driver fills up with
+// are missing.
 TEST_F(Scans, GiveTheLinesOfTheDeviceToo) {
     const Picture whole = RandomPicture(64, 60);
     OpenWith(whole, 300, "[behaviour]\nendAtLine=45\n");
@@ -56,8 +56,8 @@ TEST_F(Scans, GiveTheLinesOfTheDeviceToo) {
         ASSERT_EQ(Failure(Scan(result, -1, nullptr, &input)), "");
         const Bytes& rows = input.m_pages.at(0).rows;
         EXPECT_TRUE(input.m_pages[0].ended);
-        ASSERT_EQ(rows.size(), (medium == TYMED_FILE ? 45u : 40u) * 152);
-        for (std::size_t i = 0; i < 40 * 150; ++i) {
+        ASSERT_EQ(rows.size(), 45u * 152);
+        for (std::size_t i = 0; i < 45 * 150; ++i) {
             const int x = static_cast<int>(i / 3 % 50), y = static_cast<int>(i / 150);
             ASSERT_EQ(rows[i / 150 * 152 + i % 150], whole.At(3 + x, 5 + y, 2 - i % 3));
         }

@@ -227,7 +227,8 @@ TEST_F(DeviceCommands, EverySourceAndModeIsScannedAtItsSize) {
         {"--source slide --palette gray", 212, 141, 8},
         {"--area 10,20,50,30mm", 295, 177, 24},
         {"--area 1,1,2,0.5in --mode gray", 300, 75, 8},
-        {"--area 1,1,2,0.5in --sharpen 0 --smooth strong --streaks 2 --streak-detail blue", 300, 75, 24},
+        {"--area 1,1,2,0.5in --sharpen 0 --smooth strong --streaks 2 --streak-detail blue", 300, 75,
+         24},
         // The adapter's frame of 425 x 283, by way of whole thousandths of an inch.
         {"--source slide", 212, 141, 24},
         {"--source negative", 212, 141, 24},
@@ -317,7 +318,8 @@ TEST_F(DeviceCommands, AScanExposesItselfAndDrawsItsTones) {
     EXPECT_TRUE(Has(Run(scan + "tone --mode lineart").out, "--auto finds nothing to analyse"));
     EXPECT_TRUE(Has(Run(scan + "tone --source feeder --pages 1").error,
                     "--auto: the document feeder can't"));
-    for (const char* wrong : {"tone --brightness 3", "more", "tone --curves @c.gif"})
+    for (const char* wrong : {"tone --brightness 3", "more", "tone --curves @c.gif",
+                              "expose --set Contrast=3", "tone --set 71686=0"})  // the method
         EXPECT_EQ(Run(scan + wrong).code, 2) << wrong;
 }
 
