@@ -151,6 +151,11 @@ HRESULT CQLEngine::FireEnd() {
     return Fire(QL_ATTR_CMD_END);
 }
 
+void CQLEngine::DropRequests() {
+    if (m_chain)
+        m_chain->TakeBackRequests();
+}
+
 void CQLEngine::PutRotationOnPath(bool on) {
     if (m_chain)
         m_chain->PutRotationOnPath(on);

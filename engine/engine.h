@@ -101,6 +101,10 @@ class CQLEngine : public CQLAttribStore {
     HRESULT FireAnalyse();
     HRESULT FireOpenAnalysed();
 
+    // Takes back analyses that were asked for and that no pass has served. The end of a pass that
+    // delivers serves them too, for the images behind it.
+    void DropRequests();
+
     // Puts rotation on the data path, where QL_ATTR_ROTATE_ANGLE turns the image; off at first. An
     // image that is turned is delivered when its last line has come, and until then clients hear of
     // it by bands of no lines. Below 3 pixels or lines none opens then. Holds from the next image

@@ -43,6 +43,11 @@ enum QLPrivateProperty : std::uint32_t {
     QL_PROP_PALETTE_COLORS = 71721,  // PaletteRecord
 };
 
+// Turns that an image can take, clockwise; the first is none.
+inline constexpr std::int32_t QL_TURNS[] = {0, 90, 180, 270};
+inline constexpr std::int32_t QL_MOST_STREAK_REMOVAL = 2;
+inline constexpr std::int32_t QL_STREAK_CHANNELS = 3;
+
 // The palette that a client gives: red, green, blue of as many entries as it says.
 struct PaletteRecord {
     std::uint32_t m_count;  // 1 to 256

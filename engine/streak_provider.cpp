@@ -1,11 +1,11 @@
 #include "engine/streak_provider.h"
 
+#include "engine/private_properties.h"
+
 namespace {
 
 constexpr std::int32_t kRed = 1;
 constexpr std::int32_t kGreen = 2;  // the channel that shows a picture's detail best
-constexpr std::int32_t kChannels = 3;
-constexpr std::int32_t kMostMode = 2;
 // Limits of what is rebuilt, on the root scale up to 65535: a pixel that stands out of its
 // surroundings by less than a twentieth may be part of a streak, what stands out by more is an edge
 // of the picture. In light areas as in dark ones.
@@ -18,10 +18,10 @@ std::span<const QLAttribRow> CStreakProvider::Rows() {
     using P = CStreakProvider;
     using R = QLRowsOf<P>;
     static constexpr QLAttribRow rows[] = {
-        R::Provides(QL_ATTR_DESTREAK_A).Keeps<&P::m_tmaMode>().Clamps(0, kMostMode),
-        R::Provides(QL_ATTR_DESTREAK_B).Keeps<&P::m_otherMode>().Clamps(0, kMostMode),
-        R::Provides(QL_ATTR_DESTREAK_C).Keeps<&P::m_sharpenChannel>().Clamps(0, kChannels),
-        R::Provides(QL_ATTR_DESTREAK_D).Keeps<&P::m_detailChannel>().Clamps(0, kChannels),
+        R::Provides(QL_ATTR_DESTREAK_A).Keeps<&P::m_tmaMode>().Clamps(0, QL_MOST_STREAK_REMOVAL),
+        R::Provides(QL_ATTR_DESTREAK_B).Keeps<&P::m_otherMode>().Clamps(0, QL_MOST_STREAK_REMOVAL),
+        R::Provides(QL_ATTR_DESTREAK_C).Keeps<&P::m_sharpenChannel>().Clamps(0, QL_STREAK_CHANNELS),
+        R::Provides(QL_ATTR_DESTREAK_D).Keeps<&P::m_detailChannel>().Clamps(0, QL_STREAK_CHANNELS),
         R::Provides(QL_ATTR_DESTREAK_E).Keeps<&P::m_diffLimit>().Clamps(0, 65535),
         R::Provides(QL_ATTR_DESTREAK_F).Keeps<&P::m_levelLimit>().Clamps(0, 65535),
     };

@@ -96,7 +96,6 @@ constexpr LONG kDefaultSharpen = 2;
 constexpr LONG kMaxSharpen = 5;
 constexpr LONG kFullSaturation = 1000;  // thousandths
 constexpr LONG kMaxSaturation = 1500;
-constexpr LONG kTurns[] = {0, 90, 180, 270};
 
 // None, the two fixed ones, and the client's own; one made from the image takes a pass of its own,
 // for which a scanner's lines don't come twice.
@@ -171,11 +170,11 @@ constexpr PropertyRow kUserRows[] = {
     RangeRow(QL_PROP_HUE_Y, u"Hue Y", 0, -kFullLevel, kFullLevel),
     RangeRow(QL_PROP_SHARPEN_LEVEL, u"Sharpen Level", kDefaultSharpen, 0, kMaxSharpen),
     RangeRow(QL_PROP_SATURATION, u"Saturation", kFullSaturation, 0, kMaxSaturation),
-    ListRow(QL_PROP_ROTATION, u"Rotation", kReadWriteList, 0, kTurns),
+    ListRow(QL_PROP_ROTATION, u"Rotation", kReadWriteList, 0, QL_TURNS),
     ListRow(QL_PROP_MIRROR, u"Mirror", kReadWriteList, 0, kOffOn),
     RangeRow(QL_PROP_SMOOTHING, u"Smoothing", 1, 0, 2),
-    RangeRow(QL_PROP_STREAKS, u"Streak Removal", 0, 0, 2),
-    RangeRow(QL_PROP_STREAK_DETAIL, u"Streak Detail Channel", 0, 0, 3),
+    RangeRow(QL_PROP_STREAKS, u"Streak Removal", 0, 0, QL_MOST_STREAK_REMOVAL),
+    RangeRow(QL_PROP_STREAK_DETAIL, u"Streak Detail Channel", 0, 0, QL_STREAK_CHANNELS),
     ListRow(QL_PROP_PALETTE, u"Palette", kReadWriteList, 0, kPalettes),
 };
 

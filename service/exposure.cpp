@@ -127,13 +127,23 @@ class CNowhere final : public IScanSink {
 
 // ---- The settings of the preview
 
-// The least of the valid values; the present one where there is no list.
+// The least of the valid values; of a range that begins lower, the first that shows a picture. The
+// present one where there is neither list nor range.
 LONG LowestOf(const ItemState& item, PROPID id) {
+    constexpr std::int64_t kCoarsest = 75;  // dots per inch
     const ScanProperty* property = CDeviceProperties::Find(item, id);
     LONG lowest = CDeviceProperties::Number(item, id).value_or(0);
-    if (property && property->valid.kind == ValidKind::List) {
-        for (const PropertyValue& value : property->valid.list)
+    if (!property)
+        return lowest;
+    const ValidValues& valid = property->valid;
+    if (valid.kind == ValidKind::List) {
+        for (const PropertyValue& value : valid.list)
             lowest = std::min(lowest, std::get<LONG>(value));
+    } else if (valid.kind == ValidKind::Range) {
+        const std::int64_t step = std::max<LONG>(valid.step, 1);
+        const std::int64_t steps =
+            std::max<std::int64_t>(kCoarsest - valid.min + step - 1, 0) / step;
+        lowest = static_cast<LONG>(std::min<std::int64_t>(lowest, valid.min + steps * step));
     }
     return lowest;
 }
@@ -179,17 +189,26 @@ PreviewSettings SettingsOf(const ItemState& item, bool isPreview) {
     return settings;
 }
 
+// Whoever restores goes on behind a failure. The first one is told.
 ScanStatus SetForPreview(CScanDevice& device, const CDeviceProperties& before, bool isPreview) {
-    const ItemState& root = before.Root();
-    const ItemState& image = before.Image();
-    const std::optional<LONG> preview = CDeviceProperties::Number(root, WIA_DPS_PREVIEW);
-    ScanStatus status;
+    const std::string& image = before.Image().item.fullName;
+    const std::optional<LONG> preview = CDeviceProperties::Number(before.Root(), WIA_DPS_PREVIEW);
+    std::vector<PropertyWrite> kind;
     if (preview)
-        status = device.Write(root.item.fullName, {{WIA_DPS_PREVIEW, isPreview ? 1 : *preview}});
-    const PreviewSettings settings = SettingsOf(image, isPreview);
-    for (const auto* writes : {&settings.delivery, &settings.resolution, &settings.window}) {
-        if (status.Ok() && !writes->empty())
-            status = device.Write(image.item.fullName, *writes);
+        kind.push_back({WIA_DPS_PREVIEW, isPreview ? 1 : *preview});
+    const PreviewSettings settings = SettingsOf(before.Image(), isPreview);
+    const std::pair<const std::string&, const std::vector<PropertyWrite>&> groups[] = {
+        {before.Root().item.fullName, kind},
+        {image, settings.delivery},
+        {image, settings.resolution},
+        {image, settings.window}};
+    ScanStatus status;
+    for (const auto& [item, writes] : groups) {
+        if (writes.empty() || (isPreview && !status.Ok()))
+            continue;
+        const ScanStatus written = device.Write(item, writes);
+        if (status.Ok())
+            status = written;
     }
     return status;
 }
@@ -210,7 +229,7 @@ ScanStatus ScanPreview(CScanDevice& device, const CDeviceProperties& before,
         status = device.Scan(before.Image().item.fullName, options, nowhere);
     }
     const ScanStatus restored = SetForPreview(device, before, false);
-    return status.code == S_OK ? restored : status;
+    return status.Ok() && !restored.Ok() ? restored : status;
 }
 
 // ---- The analysis
@@ -233,9 +252,11 @@ ScanStatus AnalysePreview(const CDeviceProperties& settings, const CPreview& pre
     return status;
 }
 
-// The pass counts colours besides, if that was asked for. False when a row couldn't be had.
+// The pass counts colours besides, if that was asked for. Which way up the image is says nothing of
+// its tones. False when a row couldn't be had.
 bool RunAnalysis(CQLEngine& engine, const BITMAPINFOHEADER& info, const RowSource& rows) {
     CRowStream stream(info, rows);
+    engine.PutRotationOnPath(false);
     engine.SetInputStream(&stream);
     engine.Start();
     const bool analysed = engine.FireAnalyse() == S_OK;
@@ -365,7 +386,7 @@ ScanStatus FindPalette(CScanDevice& device, const std::atomic<bool>* cancel,
         return status;
     CPreview preview;
     status = ScanPreview(device, before, cancel, preview);
-    if (status.code != S_OK || preview.Info().biHeight < 1)
+    if (status.code != S_OK)
         return status;
     CQLEngine engine;
     status = SetUpEngine(before, engine);
@@ -373,10 +394,12 @@ ScanStatus FindPalette(CScanDevice& device, const std::atomic<bool>* cancel,
         return status;
     engine.SetValue(QL_ATTR_OUTPUT_TYPE, QL_OUTPUT_INDEXED);
     engine.Notify(QL_ATTR_PALETTE_COLLECT);
-    const bool counted = RunAnalysis(engine, preview.Info(), preview.Source());
+    const bool counted =
+        preview.Info().biHeight > 0 && RunAnalysis(engine, preview.Info(), preview.Source());
     const auto* table = WordPointer<const QLPaletteTable>(engine.GetValue(QL_ATTR_PALETTE_KIND_A));
-    if (counted && table && table->m_count > 0)
-        found = RecordOf(*table);
+    if (!counted || !table || table->m_count == 0)
+        return {E_FAIL, "the colours of the preview can't be counted"};
+    found = RecordOf(*table);
     return status;
 }
 

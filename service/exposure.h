@@ -48,18 +48,20 @@ struct FoundExposure {
 using RowSource = std::function<bool(BYTE* row)>;
 
 // Runs a bitmap of 8 or 24 bits through the engine's analysis pass, as far as the engine's type of
-// output has tones. What was found stands in the engine too; what wasn't wanted is there as it was.
-// Nothing when there is nothing to analyse, or a row couldn't be had.
+// output has tones. What was found stands in the engine too; what wasn't wanted is there as it was,
+// but rotation, which is off the data path then. Nothing when there is nothing to analyse, or a row
+// couldn't be had.
 std::optional<FoundExposure> AnalyseImage(CQLEngine& engine, const BITMAPINFOHEADER& info,
                                           const RowSource& rows, const AutoWish& wish);
 
 // Nothing in `found` with success: there is nothing to analyse. S_FALSE: cancelled, by the flag,
 // which may be null. The feeder keeps the sheet for the scan; 0x80040016 where it can't. All
-// properties are again as they were.
+// properties are again as they were; a failure to restore one is told where nothing failed before.
 ScanStatus FindExposure(CScanDevice& device, const AutoWish& wish, const std::atomic<bool>* cancel,
                         std::optional<FoundExposure>& found);
 
-// Likewise, the palette of the colours that the original has: 1 to 256 of them.
+// Likewise, the palette of the colours that the original has: 1 to 256 of them. Success that isn't
+// a cancel has found one.
 ScanStatus FindPalette(CScanDevice& device, const std::atomic<bool>* cancel,
                        std::optional<PaletteRecord>& found);
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <memory>
 
+#include "frame/histogram.h"
 #include "frame/stage.h"
 
 // Lines stay as they are. A pass that was whole publishes at its end and announces
@@ -15,7 +16,7 @@
 class CHistogramStage final : public CQLFilterStage {
   public:
     // Sixteen codes of a 16-bit sample each.
-    static constexpr std::int32_t kBins = 4096;
+    static constexpr std::int32_t kBins = CQLHistogram::kToneBins;
 
     explicit CHistogramStage(QLAttribTree* tree);
     static std::span<const QLAttribRow> Rows();

@@ -19,3 +19,11 @@ void AddFilterOptions(CLI::App& sub, ScanFilters& filters) {
                       {{"red", 1}, {"green", 2}, {"blue", 3}})
         ->needs(streaks);
 }
+
+bool CheckFilters(const ScanFilters& filters, std::string* error) {
+    const bool isIdle = filters.streakDetail && filters.streaks == 0;
+    if (isIdle)
+        *error =
+            "--streak-detail belongs to the removal of streaks, which --streaks off leaves out";
+    return !isIdle;
+}

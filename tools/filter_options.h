@@ -3,7 +3,10 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
 
 #include "service/scan_settings.h"
 
 void AddFilterOptions(CLI::App& sub, ScanFilters& filters);
+// False with one line in `error` for an option that would count for nothing.
+bool CheckFilters(const ScanFilters& filters, std::string* error);

@@ -18,8 +18,7 @@ class CPageName {
 
     // One file a page.
     bool IsNumbered() const { return m_isNumbered; }
-    // A '%' that means nothing.
-    // Such a name can't be used at all.
+    // Has a '%' that means nothing: such a name can't be used at all.
     bool IsFaulty() const { return m_isFaulty; }
     std::string ForPage(int page) const;
 

@@ -22,6 +22,7 @@
 #include "tools/scan_tones.h"
 #include "tools/text_writes.h"
 #include "tools/tone_options.h"
+#include "tools/turn_options.h"
 
 namespace {
 
@@ -62,6 +63,18 @@ int PagesAsked(const ScanCommand& command) {
     return IsPagesSet(command.m_settings) ? -1 : 0;
 }
 
+// Options and properties by name alike.
+bool CheckExposure(const ScanCommand& command, std::string* error) {
+    std::vector<PropertyWrite> writes;
+    if (command.m_settings.brightness)
+        writes.emplace_back(WIA_IPS_BRIGHTNESS, *command.m_settings.brightness);
+    if (command.m_settings.contrast)
+        writes.emplace_back(WIA_IPS_CONTRAST, *command.m_settings.contrast);
+    for (const ItemWrite& item : command.m_settings.others)
+        writes.insert(writes.end(), item.writes.begin(), item.writes.end());
+    return !command.m_auto.WantsTone() || LeaveRoomForLevels(writes, error);
+}
+
 // What the command line says by itself is checked before anything else happens.
 bool CheckLine(const ScanCommand& command, std::string* error) {
     const CPageName name(command.m_output);
@@ -74,14 +87,8 @@ bool CheckLine(const ScanCommand& command, std::string* error) {
         *error = "-o " + command.m_output + ": " + *error;
         return false;
     }
-    if (command.m_auto.WantsTone() &&
-        (command.m_settings.brightness || command.m_settings.contrast)) {
-        *error =
-            "--auto tone and expose find levels in place of --brightness and --contrast: "
-            "only one of them can be had";
-        return false;
-    }
-    return command.m_plots.Check(error);
+    return CheckExposure(command, error) && CheckFilters(command.m_settings.filters, error) &&
+           command.m_plots.Check(error);
 }
 
 // A file that holds one page is enough for a scan of one.
@@ -129,8 +136,9 @@ ScanStatus Expose(CScanDevice& device, const ScanCommand& command,
         status = ApplyExposure(device, *found, kept);
     if (!status.Ok())
         status.text = "--auto: " + status.text;
-    else if (status.code == S_OK && !command.m_isQuiet)
-        std::cout << (found ? ExposureText(*found, kept) : kNothingToAnalyse) << '\n';
+    const std::string text = found ? ExposureText(*found, kept) : kNothingToAnalyse;
+    if (status.code == S_OK && !command.m_isQuiet && !text.empty())
+        std::cout << text << '\n';
     return status;
 }
 
@@ -138,7 +146,7 @@ ScanStatus Expose(CScanDevice& device, const ScanCommand& command,
 ScanStatus ChooseColors(CScanDevice& device, const CDeviceProperties& properties) {
     std::optional<PaletteRecord> found;
     ScanStatus status = FindPalette(device, InterruptFlag(), found);
-    if (status.code == S_OK && found)
+    if (status.code == S_OK)
         status =
             device.Write(properties.Image().item.fullName, PaletteWrites(QL_PALETTE_USER, *found));
     if (!status.Ok())
@@ -224,6 +232,8 @@ int Run(ScanCommand& command) {
     if (!sets)
         return Complain(error, kExitUsage);
     command.m_settings.others = GroupByItem(*sets, properties);
+    if (!CheckExposure(command, &error))
+        return Complain(error, kExitUsage);
     if (const ScanStatus status = ApplySettings(device, command.m_settings, properties);
         !status.Ok())
         return Complain(status);
@@ -247,11 +257,8 @@ void AddSettings(CLI::App& sub, ScanCommand& command) {
     sub.add_option("--brightness", settings.brightness, "-1000 to 1000");
     sub.add_option("--contrast", settings.contrast, "-1000 to 1000");
     sub.add_option("--threshold", settings.threshold, "Of line art");
-    sub.add_flag("--mirror", settings.mirror, "Each line from right to left");
-    sub.add_option("--rotate", settings.rotation,
-                   "Degrees clockwise: 90, 180 or 270, of the mirrored page if it is. Rows come "
-                   "when the page's last line has been scanned, on either medium")
-        ->check(CLI::IsMember({90, 180, 270}));
+    AddTurnOptions(sub, settings.mirror, settings.rotation, "page",
+                   "Rows come when the page's last line has been scanned, on either medium");
     AddFilterOptions(sub, settings.filters);
     sub.add_option("--set", command.m_sets,
                    "NAME=VALUE: any other property, by its shown name or id")

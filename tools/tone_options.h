@@ -15,7 +15,7 @@ inline void AddToneFiles(CLI::App& sub, CToneFiles& files) {
                    "Draw what becomes of each level of light, by channel: .png, .pdf or .svg file");
 }
 
-inline void AddAutoWish(CLI::App& sub, AutoWish& wish, const std::string& text) {
+inline CLI::Option* AddAutoWish(CLI::App& sub, AutoWish& wish, const std::string& text) {
     const std::map<std::string, bool AutoWish::*> words = {{"tone", &AutoWish::tone},
                                                            {"color", &AutoWish::color},
                                                            {"colour", &AutoWish::color},
@@ -29,7 +29,7 @@ inline void AddAutoWish(CLI::App& sub, AutoWish& wish, const std::string& text) 
             wish.*found->second = true;
         }
     };
-    sub.add_option_function<std::vector<std::string>>("--auto", take, text)
+    return sub.add_option_function<std::vector<std::string>>("--auto", take, text)
         ->type_name("WORD")
         ->delimiter(',')
         ->allow_extra_args(false);

@@ -43,8 +43,8 @@ TEST_F(Scans, OfFilmSayWhichOneItIs) {
     expect(0, 1, "source 0,");
 }
 
-// Whatever becomes of them: blue ahead of red, on both media. What the driver fills up is
-// missing.
+// Whatever becomes of them: blue ahead of red, on both media. Lines that the driver fills up with
+// are missing.
 TEST_F(Scans, GiveTheLinesOfTheDeviceToo) {
     const Picture whole = RandomPicture(64, 60);
     OpenWith(whole, 300, "[behaviour]\nendAtLine=45\n");

@@ -318,7 +318,8 @@ TEST_F(DeviceCommands, AScanExposesItselfAndDrawsItsTones) {
     EXPECT_TRUE(Has(Run(scan + "tone --mode lineart").out, "--auto finds nothing to analyse"));
     EXPECT_TRUE(Has(Run(scan + "tone --source feeder --pages 1").error,
                     "--auto: the document feeder can't"));
-    for (const char* wrong : {"tone --brightness 3", "more", "tone --curves @c.gif"})
+    for (const char* wrong : {"tone --brightness 3", "more", "tone --curves @c.gif",
+                              "expose --set Contrast=3", "tone --set 71686=0"})  // the method
         EXPECT_EQ(Run(scan + wrong).code, 2) << wrong;
 }
 

@@ -196,4 +196,35 @@ TEST_F(ProcessPlots, AnAutomaticExposureBrightensADarkPicture) {
     EXPECT_EQ(notice.find("Exposure Method 1, Shadow Level"), 0u) << notice;
 }
 
+TEST_F(ProcessPlots, AnAutomaticExposureLeavesAssignedPropertiesAlone) {
+    LayDarkGrays();
+    std::string notice;
+    m_job.m_notice = [&notice](const std::string& line) { notice = line; };
+    m_job.m_rotate = 90;
+    m_job.m_properties = {"Exposure Method=1", "Highlight Level=20", "Midtone Level=5",
+                          "Shadow Level=-7"};
+    Run();
+    const Bytes assigned = ReadBytes(m_job.m_output);
+    m_job.m_auto = {.tone = true};
+    Run();
+    EXPECT_EQ(ReadBytes(m_job.m_output), assigned);
+    EXPECT_EQ(notice, "") << "nothing is to be told";
+    for (const char* refused : {"Brightness=3", "Contrast=0", "Exposure Method=0"}) {
+        m_job.m_properties = {refused};
+        std::string error;
+        EXPECT_EQ(RunProcess(m_job, &error), CProcessResult::BadInput) << refused;
+    }
+}
+
+// An exposure that was asked for without a pass of its own holds for the next picture alone.
+TEST_F(ProcessPlots, CurvesAreThoseThatThePictureGot) {
+    LayDarkGrays();
+    m_job.m_plots.m_curves = m_folder / "curves.png";
+    Run();
+    const Bytes plain = ReadBytes(m_job.m_plots.m_curves);
+    m_job.m_attributes = {"QL_ATTR_AUTO_EXPOSE_COLOR=true"};
+    Run();
+    EXPECT_EQ(ReadBytes(m_job.m_plots.m_curves), plain);
+}
+
 }  // namespace

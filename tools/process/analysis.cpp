@@ -22,6 +22,18 @@ bool AnalysePicture(const std::string& path, CQLEngine& engine, const AutoWish& 
     return error->empty();
 }
 
+bool LeaveRoomForLevels(std::span<const PropertyWrite> writes, std::string* error) {
+    const bool leave = std::ranges::none_of(writes, [](const PropertyWrite& write) {
+        return write.id == WIA_IPS_BRIGHTNESS || write.id == WIA_IPS_CONTRAST ||
+               (write.id == QL_PROP_EXPOSURE_METHOD && write.value == PropertyValue{LONG{0}});
+    });
+    if (!leave)
+        *error =
+            "--auto tone and expose find levels in place of brightness and contrast, by exposure "
+            "method 1: only one of them can be had";
+    return leave;
+}
+
 std::string ExposureText(const FoundExposure& found, std::span<const PROPID> kept) {
     std::string text;
     for (const PropertyWrite& write : found.Writes()) {

@@ -10,6 +10,10 @@
 bool AnalysePicture(const std::string& path, CQLEngine& engine, const AutoWish& wish,
                     std::optional<FoundExposure>* found, std::string* error);
 
+// The levels that an analysis finds count by the exposure method of levels: false with one line in
+// `error` for writes that this would drop silently, or that choose the other method.
+bool LeaveRoomForLevels(std::span<const PropertyWrite> writes, std::string* error);
+
 // "Exposure Method 1, Highlight Level 31, ...", as --set takes them; of those that were `kept`
 // nothing.
 std::string ExposureText(const FoundExposure& found, std::span<const PROPID> kept);

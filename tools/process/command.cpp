@@ -18,6 +18,7 @@
 #include "tools/process/model_item.h"
 #include "tools/process/run.h"
 #include "tools/tone_options.h"
+#include "tools/turn_options.h"
 
 namespace {
 
@@ -53,7 +54,8 @@ int Process(ProcessOptions& options) {
         return Complain("process needs a picture and -o FILE (see nvqscan process --help)",
                         kExitUsage);
     std::string error;
-    if (!TakePalette(options.m_mode, &job.m_palette, &error))
+    if (!CheckFilters(job.m_filters, &error) ||
+        !TakePalette(options.m_mode, &job.m_palette, &error))
         return Complain(error, kExitUsage);
     job.m_mode = options.m_mode.m_mode;
     CatchInterrupts();
@@ -92,12 +94,8 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     CLI::App* process = app.add_subcommand("process", "Run a picture through the imaging engine");
     process->add_option("IN", job.m_input, "Picture: bitmap, PNG, TIFF, JPEG or PNM file");
     process->add_option("-o,--output", job.m_output, "Result: .bmp, .png or .tif file");
-    process->add_flag("--mirror", job.m_mirror, "Each line from right to left");
-    process
-        ->add_option("--rotate", job.m_rotate,
-                     "Degrees clockwise: 90, 180 or 270, of the mirrored picture if it is. Lines "
-                     "are written when the whole picture has been read")
-        ->check(CLI::IsMember({90, 180, 270}));
+    AddTurnOptions(*process, job.m_mirror, job.m_rotate, "picture",
+                   "Lines are written when the whole picture has been read");
     AddModeOptions(*process, options.m_mode);
     process
         ->add_option("--property", job.m_properties,
@@ -113,7 +111,9 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     AddFilterOptions(*process, job.m_filters);
     CLI::Option* fromFile = process->add_flag(
         "--from-file", job.m_fromFile, "Let the engine read the file itself instead of feeding it");
-    process->add_flag("--analyse", job.m_analyse, "Run an analysis pass first")->needs(fromFile);
+    CLI::Option* analyse =
+        process->add_flag("--analyse", job.m_analyse, "Run an analysis pass first")
+            ->needs(fromFile);
     process->add_flag(
         "--encoded", job.m_encoded,
         "The picture is encoded for screens, as photographs are; a scanner's samples are "
@@ -124,7 +124,8 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     AddAutoWish(
         *process, job.m_auto,
         "tone, color or expose, or several with commas: settle levels, the colour point, or "
-        "both as a whole exposure by an analysis of the picture");
+        "both as a whole exposure by an analysis of the picture")
+        ->excludes(analyse);
     AddToneFiles(*process, job.m_plots);
     process->add_flag("--list-attributes", options.m_listAttributes,
                       "List all attributes with kind, value and what is allowed");

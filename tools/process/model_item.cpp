@@ -192,6 +192,7 @@ bool CModelItem::Assign(std::string_view text, std::string* error) {
             return false;
         }
         m_longs[row->id] = static_cast<LONG>(*number);
+        m_assigned.emplace_back(row->id, m_longs[row->id]);
         return true;
     }
     const RecordRow* row = FindRecord(name, error);
@@ -204,6 +205,13 @@ bool CModelItem::Assign(std::string_view text, std::string* error) {
     }
     PutNumbers(row->table, numbers->data(), m_records[row->id].data());
     return true;
+}
+
+void CModelItem::KeepOnly(std::span<const PROPID> ids) {
+    std::erase_if(m_longs, [ids](const auto& number) {
+        return std::ranges::find(ids, number.first) == ids.end();
+    });
+    m_records.clear();
 }
 
 void CModelItem::SetEncodedSamples() {

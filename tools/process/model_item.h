@@ -5,11 +5,13 @@
 
 #include <iosfwd>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "engine/item_properties.h"
+#include "service/scan_property.h"
 
 class CModelItem final : public IQLItemProperties {
   public:
@@ -20,6 +22,11 @@ class CModelItem final : public IQLItemProperties {
     // as most of them are shown under one name, also go by what they hold ("flatbed matrix").
     // False with an `error` that names property, value and what is allowed.
     bool Assign(std::string_view text, std::string* error);
+
+    // What was assigned of numbers, in that order.
+    const std::vector<PropertyWrite>& Assigned() const { return m_assigned; }
+    // From here on the item has these properties alone.
+    void KeepOnly(std::span<const PROPID> ids);
 
     // The device tells that its samples are encoded for a screen (sRGB) already, not linear.
     void SetEncodedSamples();
@@ -36,6 +43,7 @@ class CModelItem final : public IQLItemProperties {
     HRESULT WriteGuid(DWORD, const GUID&) override { return E_INVALIDARG; }
 
   private:
+    std::vector<PropertyWrite> m_assigned;
     std::map<DWORD, LONG> m_longs;
     std::map<DWORD, std::vector<BYTE>> m_records;  // as the engine reads them
 };

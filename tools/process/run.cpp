@@ -116,10 +116,16 @@ bool Turns(CQLEngine& engine) {
     return engine.GetInteger(QL_ATTR_ROTATE_ANGLE) % 360 != 0;
 }
 
+// What the command line sets.
+struct CSettings {
+    CModelItem m_item;
+    std::vector<CAttributeWrite> m_writes;
+};
+
 // The engine with its settings, from the job. False when one of them is refused.
-bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttributeWrite>* writes,
+bool ApplySettings(const CProcessJob& job, CQLEngine& engine, CSettings* settings,
                    std::string* error) {
-    CModelItem item;
+    CModelItem& item = settings->m_item;
     if (job.m_encoded)
         item.SetEncodedSamples();
     for (const PropertyWrite& write : FilterWrites(job.m_filters))
@@ -130,6 +136,8 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttri
         if (!item.Assign(text, error))
             return false;
     }
+    if (job.m_auto.WantsTone() && !LeaveRoomForLevels(item.Assigned(), error))
+        return false;
     // Options go before properties; both are those of the driver's item.
     if (job.m_mirror)
         item.WriteLong(QL_PROP_MIRROR, 1);
@@ -139,7 +147,7 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttri
         const auto write = CAttributeWrite::Parse(text, error);
         if (!write)
             return false;
-        writes->push_back(*write);
+        settings->m_writes.push_back(*write);
     }
     // For those who write them by name.
     engine.ProvideStreaks();
@@ -148,10 +156,8 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, std::vector<CAttri
         engine.SetValue(QL_ATTR_PALETTE_USER, PointerWord(&job.m_palette->m_colors));
         engine.SetValue(QL_ATTR_PALETTE_KIND, IntegerWord(job.m_palette->m_kind));
     }
-    for (const CAttributeWrite& write : *writes)
+    for (const CAttributeWrite& write : settings->m_writes)
         write.Apply(engine);
-    // Whoever writes the angle itself means it.
-    engine.PutRotationOnPath(Turns(engine));
     return true;
 }
 
@@ -165,9 +171,9 @@ bool CanBeTurned(const CPictureInfo& picture, std::string* error) {
 
 // The two roads from a picture to the engine:
 //
-//     any picture -> CPictureReader -> CPictureStream -> Start, Begin, Feed ... End     (a scan's
-//     road) bitmap file (others through a temporary one) -> the engine's own reader ->
-//     OpenAnalysed, End
+// - a scan's: any picture, CPictureReader, CPictureStream; Start, Begin, Feed ... End
+// - a file's: a bitmap (of other pictures a temporary one), the engine's own reader; Start,
+//   OpenAnalysed, End
 //
 // False when the picture can't be had, with a line to stand behind its name.
 
@@ -220,12 +226,17 @@ bool NeedsPalettePass(const CProcessJob& job) {
 bool Run(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
     const auto pass = job.m_fromFile ? RunFile : RunStream;
     bool read = true;
+    // Whoever writes the angle itself means it.
+    engine.PutRotationOnPath(Turns(engine));
     if (NeedsPalettePass(job)) {
         engine.Notify(QL_ATTR_PALETTE_COLLECT);
         read = pass(job, engine, sink, error);
     }
     if (!job.m_plots.m_histogram.empty())
         engine.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
+    // Served at the end of this pass, a request would change the curves that the picture got.
+    if (!job.m_plots.m_curves.empty() && !job.m_analyse)
+        engine.DropRequests();
     std::uint32_t client = 0;
     engine.AddClient(&sink, &client);
     read = read && pass(job, engine, sink, error);
@@ -262,16 +273,24 @@ constexpr struct {
     {QL_ATTR_HUE_Y, QL_PROP_HUE_Y},
 };
 
-// What the command line sets itself goes ahead of what is found.
-bool Expose(const CProcessJob& job, const std::vector<CAttributeWrite>& writes, CQLEngine& engine,
-            std::string* error) {
-    std::optional<FoundExposure> found;
-    if (!job.m_auto.WantsTone() && !job.m_auto.WantsColor())
-        return true;
-    if (!AnalysePicture(job.m_input, engine, job.m_auto, &found, error))
-        return false;
+// What the command line sets itself goes ahead of what is found: of the properties that the item
+// was assigned, with the method by which the levels count, and of the attributes. Gives what was
+// set so.
+std::vector<PROPID> SetAgain(const CSettings& settings, const FoundExposure& found,
+                             CQLEngine& engine) {
+    const std::vector<PropertyWrite> writes = found.Writes();
     std::vector<PROPID> kept;
-    for (const CAttributeWrite& write : writes) {
+    for (const PropertyWrite& assigned : settings.m_item.Assigned()) {
+        if (std::ranges::find(writes, assigned.id, &PropertyWrite::id) != writes.end())
+            kept.push_back(assigned.id);
+    }
+    CModelItem item = settings.m_item;
+    item.WriteLong(QL_PROP_EXPOSURE_METHOD, 1);
+    std::vector<PROPID> read = kept;
+    read.push_back(QL_PROP_EXPOSURE_METHOD);
+    item.KeepOnly(read);
+    engine.ReadItemSettings(&item);
+    for (const CAttributeWrite& write : settings.m_writes) {
         for (const auto& row : kExposure) {
             if (row.attribute != write.Id())
                 continue;
@@ -279,8 +298,21 @@ bool Expose(const CProcessJob& job, const std::vector<CAttributeWrite>& writes, 
             kept.push_back(row.property);
         }
     }
-    if (job.m_notice)
-        job.m_notice(found ? ExposureText(*found, kept) : kNothingToAnalyse);
+    return kept;
+}
+
+bool Expose(const CProcessJob& job, const CSettings& settings, CQLEngine& engine,
+            CPictureSink& sink, std::string* error) {
+    std::optional<FoundExposure> found;
+    if (!job.m_auto.WantsTone() && !job.m_auto.WantsColor())
+        return true;
+    if (!AnalysePicture(job.m_input, engine, job.m_auto, &found, error))
+        return false;
+    const FoundExposure exposure = found.value_or(FoundExposure{});
+    const std::vector<PROPID> kept = SetAgain(settings, exposure, engine);
+    const std::string text = found ? ExposureText(exposure, kept) : kNothingToAnalyse;
+    if (job.m_notice && !text.empty() && !sink.IsStopped())
+        job.m_notice(text);
     return true;
 }
 
@@ -330,12 +362,12 @@ CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
         *error = "not enough memory for the imaging engine";
         return CProcessResult::Failed;
     }
-    std::vector<CAttributeWrite> writes;
-    if (!ApplySettings(job, engine, &writes, error))
+    CSettings settings;
+    if (!ApplySettings(job, engine, &settings, error))
         return CProcessResult::BadInput;
     const CPassWatch watch(engine.Tree(), sink);
     const CMessageCatcher message;
-    const bool read = Expose(job, writes, engine, error) && Run(job, engine, sink, error);
+    const bool read = Expose(job, settings, engine, sink, error) && Run(job, engine, sink, error);
     if (!read || !message.Text().empty()) {
         if (read)
             *error = message.Text();

@@ -1,6 +1,7 @@
 #include "tools/process/tone_files.h"
 
 #include "engine/engine.h"
+#include "frame/histogram.h"
 #include "frame/output_type.h"
 #include "pictures/picture_reader.h"
 #include "platform/bitmap_headers.h"
@@ -37,7 +38,6 @@ bool CountPicture(const std::string& path, const std::function<bool()>& stopped,
 CToneCounts PublishedCounts(CQLEngine& engine) {
     constexpr std::int32_t kTables[] = {QL_ATTR_HISTOGRAM_R, QL_ATTR_HISTOGRAM_G,
                                         QL_ATTR_HISTOGRAM_B};
-    constexpr std::size_t kBins = 4096;
     CToneCounts counts;
     const std::int32_t type = engine.GetInteger(QL_ATTR_OUTPUT_TYPE);
     if (type != QL_OUTPUT_GRAY && type != QL_OUTPUT_COLOR)
@@ -46,7 +46,7 @@ CToneCounts PublishedCounts(CQLEngine& engine) {
         const auto* bins = WordPointer<const std::uint32_t>(engine.GetValue(id));
         if (!bins)
             return {};
-        counts.m_channels.push_back(FoldLevels({bins, kBins}));
+        counts.m_channels.push_back(FoldLevels({bins, CQLHistogram::kToneBins}));
         // The three tables of a gray picture are the same.
         if (type == QL_OUTPUT_GRAY)
             break;
