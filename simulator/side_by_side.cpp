@@ -13,6 +13,7 @@
 #include "pictures/picture_writer.h"
 #include "platform/bitmap_headers.h"
 #include "simulator/drawn_medium.h"
+#include "simulator/stroke_font.h"
 
 namespace {
 
@@ -55,6 +56,14 @@ CTitled ReadTitled(const char* title, const char* path) {
     return picture;
 }
 
+int TitleWidth(const std::string& title) {
+    CStrokeFont font(kCapHeight);
+    int width = 0;
+    for (const char letter : title)
+        width += font.Measure(letter).m_advance;
+    return width;
+}
+
 void WriteSheet(CDrawnMedium& sheet, const std::string& path) {
     std::string error;
     const auto writer = CreatePictureWriter(path, &error);
@@ -80,7 +89,7 @@ void Run(const std::vector<const char*>& arguments) {
     int width = 0;
     int height = 0;
     for (const CTitled& picture : pictures) {
-        width = std::max(width, picture.m_width);
+        width = std::max({width, picture.m_width, TitleWidth(picture.m_title)});
         height = std::max(height, picture.m_height);
     }
     const int rows = (static_cast<int>(pictures.size()) + kColumns - 1) / kColumns;
