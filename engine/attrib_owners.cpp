@@ -63,6 +63,21 @@ QLAttribHolder FindHolder(std::int32_t id) {
     return {};
 }
 
+const QLAttribRow* FindTakerOfClients(std::int32_t id) {
+    const QLAttribRow* taker = nullptr;
+    for (const QLAttribOwner& owner : AttribOwners()) {
+        for (const QLAttribRow& row : owner.m_rows) {
+            if (!row.Holds(id))
+                continue;
+            if (row.m_role == QLAttribRole::Provides)
+                return nullptr;
+            if (row.m_put && !taker)
+                taker = &row;
+        }
+    }
+    return taker;
+}
+
 bool IsActedUpon(std::int32_t id) {
     return std::ranges::any_of(AttribOwners(), [id](const QLAttribOwner& owner) {
         return std::ranges::any_of(owner.m_rows, [id](const QLAttribRow& row) {

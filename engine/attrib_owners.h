@@ -27,5 +27,9 @@ struct QLAttribHolder {
 };
 QLAttribHolder FindHolder(std::int32_t id);
 
+// The row of somebody who takes over the value of an id that no class provides: a client may bring
+// it. Null for all others.
+const QLAttribRow* FindTakerOfClients(std::int32_t id);
+
 // True when somebody does something when the id is fired.
 bool IsActedUpon(std::int32_t id);

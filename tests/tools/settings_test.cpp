@@ -131,6 +131,13 @@ TEST(AttributeWrites, ReadsValuesByTheKindOfTheAttribute) {
     EXPECT_EQ(rect.bottom, 30);
     CAttributeWrite::Parse("DEVICE_MATRIX=1,2,3,4,5,6,7,8,9.5", &error)->Apply(engine);
     EXPECT_EQ(WordPointer<const double>(engine.GetValue(QL_ATTR_DEVICE_MATRIX))[8], 9.5);
+    CClientAttributes client(engine.Tree());
+    for (const char* text : {"CHANNEL_SHARPEN_1=60", "CHANNEL_SHARPEN_1=-7"}) {
+        const auto write = CAttributeWrite::Parse(text, &error);
+        ASSERT_TRUE(write->IsClients()) << "nobody in the engine provides it";
+        client.Give(*write);
+    }
+    EXPECT_EQ(engine.GetInteger(QL_ATTR_CHANNEL_SHARPEN_1), -7);
 }
 
 TEST(AttributeWrites, RefusesWithTheNameAndWhatIsAllowed) {

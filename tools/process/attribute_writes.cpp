@@ -19,8 +19,14 @@ struct Range {
 constexpr Range kIntegers = {-2147483648.0, 2147483647.0};
 constexpr Range kFixedNumbers = {-32768.0, 32767.99999};
 
+// Who takes what is written: the provider, or one who hears of what a client brings.
+const QLAttribRow* TakerOf(const QLAttribInfo& attrib) {
+    const QLAttribRow* holder = FindHolder(attrib.m_id).m_row;
+    return holder ? holder : FindTakerOfClients(attrib.m_id);
+}
+
 Range RangeOf(const QLAttribInfo& attrib) {
-    const QLAttribRow* row = FindHolder(attrib.m_id).m_row;
+    const QLAttribRow* row = TakerOf(attrib);
     if (row && row->HasRange())
         return {row->m_low, row->m_high};
     return attrib.m_kind == QLAttribKind::Fixed ? kFixedNumbers : kIntegers;
@@ -28,7 +34,7 @@ Range RangeOf(const QLAttribInfo& attrib) {
 
 // 0 for a pointer that can't be written.
 std::size_t MatrixElements(const QLAttribInfo& attrib) {
-    const QLAttribRow* row = FindHolder(attrib.m_id).m_row;
+    const QLAttribRow* row = TakerOf(attrib);
     return row ? static_cast<std::size_t>(row->m_elements) : 0;
 }
 
@@ -36,7 +42,8 @@ std::size_t MatrixElements(const QLAttribInfo& attrib) {
 bool IsTaken(const QLAttribInfo& attrib) {
     if (attrib.m_kind == QLAttribKind::Event)
         return IsActedUpon(attrib.m_id);
-    return FindHolder(attrib.m_id).TakesWrites() &&
+    const QLAttribRow* row = TakerOf(attrib);
+    return row && row->m_put &&
            (attrib.m_kind != QLAttribKind::Pointer || MatrixElements(attrib) > 0);
 }
 
@@ -163,22 +170,38 @@ bool CAttributeWrite::TakeRect(const std::string& value) {
     return true;
 }
 
-void CAttributeWrite::Apply(CQLAttribStore& board) const {
+std::uint64_t CAttributeWrite::Word() const {
     switch (m_attrib->m_kind) {
-        case QLAttribKind::Event:
-            board.Notify(m_attrib->m_id);
-            break;
-        // Providers copy what such a word points to.
         case QLAttribKind::Pointer:
-            board.SetValue(m_attrib->m_id, PointerWord(m_matrix.data()));
-            break;
+            return PointerWord(m_matrix.data());
         case QLAttribKind::Rect:
-            board.SetValue(m_attrib->m_id, PointerWord(&m_rect));
-            break;
+            return PointerWord(&m_rect);
         default:
-            board.SetValue(m_attrib->m_id, m_word);
-            break;
+            return m_word;
     }
+}
+
+void CAttributeWrite::Apply(CQLAttribStore& board) const {
+    // Providers copy what a word points to.
+    if (m_attrib->m_kind == QLAttribKind::Event)
+        board.Notify(Id());
+    else
+        board.SetValue(Id(), Word());
+}
+
+bool CAttributeWrite::IsClients() const {
+    return m_attrib->m_kind != QLAttribKind::Event && !FindHolder(Id()).m_row;
+}
+
+void CClientAttributes::Give(const CAttributeWrite& write) {
+    m_given.insert_or_assign(write.Id(), write);
+    // Who hears of it is told, at the first time and at each later one.
+    RegisterProvider(write.Id());
+}
+
+std::uint64_t CClientAttributes::GetAttrib(std::int32_t id) {
+    const auto given = m_given.find(id);
+    return given == m_given.end() ? 0 : given->second.Word();
 }
 
 void ListAttributes(CQLAttribStore& board, std::ostream& out) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,8 +22,12 @@ class CAttributeWrite {
     static std::optional<CAttributeWrite> Parse(std::string_view text, std::string* error);
 
     std::int32_t Id() const { return m_attrib->m_id; }
-    // Writes to the board that `board` is attached to.
+    // What the board carries for it; a pointer into this object for matrices and rectangles.
+    std::uint64_t Word() const;
+    // Writes to the board that `board` is attached to. Without effect for what a client has to
+    // bring.
     void Apply(CQLAttribStore& board) const;
+    bool IsClients() const;
 
   private:
     bool TakeValue(const std::string& value);
@@ -34,7 +39,21 @@ class CAttributeWrite {
     QLRect m_rect;
 };
 
+// Brings the attributes that stages hear of and nobody in an engine provides.
+class CClientAttributes final : public CQLAttribStore {
+  public:
+    // `tree` outlives this object.
+    explicit CClientAttributes(QLAttribTree* tree) : CQLAttribStore(tree) {}
+
+    void Give(const CAttributeWrite& write);
+    std::uint64_t GetAttrib(std::int32_t id) override;
+
+  private:
+    std::map<std::int32_t, CAttributeWrite> m_given;
+};
+
 // A table of all attributes with kind, the class that holds each, the value that it has on `board`
 // and what may be written: "-" where nothing holds it, and nothing allowed where no write would
-// have an effect. Holders and ranges are those of the rows of the engine and its stages.
+// have an effect. Without holder and allowed is what clients bring. Holders and ranges are those of
+// the rows of the engine and its stages.
 void ListAttributes(CQLAttribStore& board, std::ostream& out);

@@ -123,8 +123,8 @@ struct CSettings {
 };
 
 // The engine with its settings, from the job. False when one of them is refused.
-bool ApplySettings(const CProcessJob& job, CQLEngine& engine, CSettings* settings,
-                   std::string* error) {
+bool ApplySettings(const CProcessJob& job, CQLEngine& engine, CClientAttributes& client,
+                   CSettings* settings, std::string* error) {
     CModelItem& item = settings->m_item;
     if (job.m_encoded)
         item.SetEncodedSamples();
@@ -156,8 +156,12 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, CSettings* setting
         engine.SetValue(QL_ATTR_PALETTE_USER, PointerWord(&job.m_palette->m_colors));
         engine.SetValue(QL_ATTR_PALETTE_KIND, IntegerWord(job.m_palette->m_kind));
     }
-    for (const CAttributeWrite& write : settings->m_writes)
-        write.Apply(engine);
+    for (const CAttributeWrite& write : settings->m_writes) {
+        if (write.IsClients())
+            client.Give(write);
+        else
+            write.Apply(engine);
+    }
     return true;
 }
 
@@ -362,8 +366,9 @@ CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
         *error = "not enough memory for the imaging engine";
         return CProcessResult::Failed;
     }
+    CClientAttributes client(engine.Tree());
     CSettings settings;
-    if (!ApplySettings(job, engine, &settings, error))
+    if (!ApplySettings(job, engine, client, &settings, error))
         return CProcessResult::BadInput;
     const CPassWatch watch(engine.Tree(), sink);
     const CMessageCatcher message;
