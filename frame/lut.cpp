@@ -55,6 +55,7 @@ void CQLLut::MarkEdited() {
     m_curveReady = false;
     m_monotonic = false;
     m_monotonicStale = true;
+    ++m_edits;
 }
 
 // An entry can only cost the table its identity; what else the flags say is for the builder that
@@ -66,6 +67,7 @@ void CQLLut::Set(std::int32_t index, std::uint16_t value) {
     if (value != index)
         m_identity = false;
     m_monotonicStale = true;
+    ++m_edits;
 }
 
 void CQLLut::Fill(std::int32_t first, std::int32_t end, std::uint16_t value) {
@@ -85,6 +87,7 @@ void CQLLut::SetIdentity() {
     m_monotonicStale = false;
     m_identity = true;
     m_curveReady = false;
+    ++m_edits;
 }
 
 void CQLLut::DrawSegment(std::int32_t x0, std::int32_t y0, std::int32_t x1, std::int32_t y1,
@@ -173,6 +176,7 @@ void CQLLut::BuildGamma(double gamma) {
     m_monotonicStale = false;
     m_identity = false;
     m_curveReady = true;
+    ++m_edits;
 }
 
 void CQLLut::BuildGammaLimited(double gamma, double maxSlope) {
@@ -247,6 +251,7 @@ void CQLLut::BuildSrgb() {
     m_identity = false;
     m_monotonicStale = false;
     m_gamma = 2.2;
+    ++m_edits;
 }
 
 void CQLLut::BuildClipRamp(std::int32_t low, std::int32_t high) {
@@ -316,6 +321,7 @@ void CQLLut::AssignFrom(const CQLLut& source) {
     m_curveReady = false;
     m_monotonic = false;
     m_monotonicStale = true;
+    ++m_edits;
 }
 
 bool CQLLut::ComposeWith(const CQLLut& other) {

@@ -40,6 +40,9 @@ class CQLLut {
     std::uint16_t At(std::int32_t index) const { return m_table[index]; }
     bool IsIdentity() const { return m_identity; }
     double Gamma() const { return m_gamma; }
+    // Another number than before whenever an entry may have changed: what was worked out from the
+    // table is stale.
+    std::uint32_t Edits() const { return m_edits; }
 
     void Set(std::int32_t index, std::uint16_t value);
     // Nothing is known of what the table holds any more: the next builder builds.
@@ -106,6 +109,7 @@ class CQLLut {
     bool m_curveReady = false;  // the table holds exactly the gamma curve m_gamma
     bool m_identity = false;
     double m_gamma = 1.0;  // the gamma last built
+    std::uint32_t m_edits = 0;
     // Worked out when an inverse look-up first needs it.
     mutable bool m_monotonic = false;
     mutable bool m_monotonicStale = true;

@@ -81,6 +81,7 @@ class CAutoToneBase : public CLutStage {
 
   private:
     QLStatus ProcessPixels(std::uint16_t* samples, std::size_t count) final;
+    bool EndsWithTables() const final { return true; }
     void Sample(const std::uint16_t* samples, std::size_t count);
     void AnnounceLevels();
     void AnnounceHue();

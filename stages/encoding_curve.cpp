@@ -28,6 +28,12 @@ CEncodingCurveStage::CEncodingCurveStage(QLAttribTree* tree) : CLutStage(tree) {
     AttachRows(this);
 }
 
+// Behind an automatic tone, as in most chains.
+QLStatus CEncodingCurveStage::OnAfterOpen() {
+    JoinTables();
+    return CLutStage::OnAfterOpen();
+}
+
 // A table that is missing leaves lines as they are: this stage has no status to tell of it.
 void CEncodingCurveStage::BuildCurve() {
     if (!m_ownLut[kGray])

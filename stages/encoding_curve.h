@@ -8,6 +8,8 @@ class CEncodingCurveStage final : public CLutStage {
     explicit CEncodingCurveStage(QLAttribTree* tree);
     static std::span<const QLAttribRow> Rows();
 
+    QLStatus OnAfterOpen() override;
+
   private:
     const CQLLut* Curve() const { return m_lut[kGray]; }
     void BuildCurve();

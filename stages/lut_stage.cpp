@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "frame/fixed_point.h"
+#include "frame/try_new.h"
 #include "stages/lut_kernels.h"
 
 namespace {
@@ -66,7 +67,11 @@ void CLutStage::Splice(int count, std::int32_t center, std::int32_t width) {
 QLStatus CLutStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
     if (m_lutMode != kModeSingle && m_lutMode != kModePerChannel)
         return QL_ERR_BAD_ARGUMENT;
-    if (m_neutral)
+    if (m_joined) {
+        MapJoint(samples, count);
+        return QL_OK;
+    }
+    if (m_neutral || m_lent)
         return QL_OK;
     // Table pointers are fetched once a block and read without a check: all tables hold 65536
     // entries.
@@ -80,6 +85,90 @@ QLStatus CLutStage::ProcessPixels(std::uint16_t* samples, std::size_t count) {
         MapSamples(samples, BlockBytes(count) / sizeof(std::uint16_t), m_lut[kGray]->Table());
     }
     return QL_OK;
+}
+
+// ---- Tables of two stages in one read
+
+// All stages of the chain open and hear of a format: one that has lent its tables does so, too.
+void CLutStage::PartTables() {
+    m_lent = false;
+    m_joined = nullptr;
+    m_joint.reset();
+}
+
+QLStatus CLutStage::Open() {
+    PartTables();
+    return CInPlaceStage::Open();
+}
+
+QLStatus CLutStage::OnFormatChanged() {
+    PartTables();
+    return CInPlaceStage::OnFormatChanged();
+}
+
+QLStatus CLutStage::OnAfterClose() {
+    PartTables();
+    return QL_OK;
+}
+
+const CQLLut* CLutStage::LineLut(std::size_t plane) const {
+    const bool perChannel = m_lutMode == kModePerChannel && m_outFormat.IsInternalColor();
+    return m_lut[perChannel ? plane : std::size_t{kGray}];
+}
+
+bool CLutStage::HasLineLuts() const {
+    bool all = m_outFormat.IsInternal() && !m_neutral && IsActive();
+    for (std::size_t plane = 0; plane < LinePlanes(); ++plane)
+        all = all && LineLut(plane);
+    return all;
+}
+
+void CLutStage::JoinTables() {
+    CQLStage* stage = m_upstream;
+    while (stage && !stage->IsActive())
+        stage = stage->Upstream();
+    auto* other = dynamic_cast<CLutStage*>(stage);
+    if (!other || !other->EndsWithTables() || !other->HasLineLuts() || !HasLineLuts())
+        return;
+    m_joint = TryNewRaw<std::uint16_t>(LinePlanes() * kFull);
+    if (!m_joint)
+        return;
+    m_joined = other;
+    other->m_lent = true;
+    m_jointOrigin = {};
+}
+
+CLutStage::Origin CLutStage::JointOrigin() const {
+    Origin origin = {};
+    for (std::size_t plane = 0; plane < LinePlanes(); ++plane) {
+        const CQLLut* first = m_joined->LineLut(plane);
+        const CQLLut* second = LineLut(plane);
+        origin[plane] = {first, first->Edits()};
+        origin[kMostPlanes + plane] = {second, second->Edits()};
+    }
+    return origin;
+}
+
+void CLutStage::BuildJoint() {
+    for (std::size_t plane = 0; plane < LinePlanes(); ++plane) {
+        std::uint16_t* joint = m_joint.get() + plane * kFull;
+        std::copy_n(m_joined->LineLut(plane)->Table(), kFull, joint);
+        MapSamples(joint, kFull, LineLut(plane)->Table());
+    }
+}
+
+// Settings may change a table between two bands: the rest of the image has it.
+void CLutStage::MapJoint(std::uint16_t* samples, std::size_t count) {
+    const Origin origin = JointOrigin();
+    if (origin != m_jointOrigin) {
+        m_jointOrigin = origin;
+        BuildJoint();
+    }
+    const std::uint16_t* joint = m_joint.get();
+    if (m_outFormat.IsInternalColor())
+        MapPixels(samples, count, joint, joint + kFull, joint + 2 * kFull);
+    else
+        MapSamples(samples, count, joint);
 }
 
 const CQLLut* CLutStage::PlaneLut(int plane) const {

@@ -8,6 +8,7 @@
 #include "stages/auto_tone.h"
 #include "stages/auto_tone_photo.h"
 #include "stages/auto_tone_tma.h"
+#include "stages/encoding_curve.h"
 #include "tests/support/plain_density.h"
 #include "tests/support/stage_rig.h"
 
@@ -268,6 +269,49 @@ TEST_F(PhotoTone, ARequestStandsUntilServedAndExposureAsksForBoth) {
     EXPECT_EQ(Pass().size(), 6u) << "tone alone";
     m_board.SetValue(QL_ATTR_AUTO_EXPOSE_COLOR, 1);
     EXPECT_EQ(Pass().size(), 8u);
+}
+
+// The curve takes both tables with one read: lines are what the two make of them apart, also where
+// a table changes between two bands.
+TEST_F(PhotoTone, JoinsTheEncodingCurveWithoutAChangeToLines) {
+    Samples line(24);
+    for (std::size_t i = 0; i < line.size(); ++i)
+        line[i] = static_cast<std::uint16_t>(i * 2849);
+    for (const std::uint32_t type : {QL_PIXEL_RGB16, QL_PIXEL_GRAY16}) {
+        m_stage.SetAttrib(QL_ATTR_AUTO_MID, IntegerWord(60));
+        Ask(QL_ATTR_CURVE_SELECT, 0);
+        CEncodingCurveStage curve(&m_tree);
+        const auto apart = [&] { return RunGray(curve, RunGray(m_stage, line, type), type); };
+        std::vector<Samples> expected = {apart()}, joint;
+        Samples lines;
+        for (int i = 0; i < 3; ++i)
+            lines.insert(lines.end(), line.begin(), line.end());
+        CLineSource source(&m_tree, type, type == QL_PIXEL_RGB16 ? 8 : 24, BytesOf(lines),
+                           QL_LAYOUT_INTERNAL);
+        m_stage.SetUpstream(&source);
+        curve.SetUpstream(&m_stage);
+        ASSERT_EQ(curve.Open(), QL_OK);
+        const auto read = [&] {
+            Samples out(line.size());
+            CQLLineBuffer buffer(curve.GetOutputFormat(),
+                                 reinterpret_cast<std::uint8_t*>(out.data()), 1);
+            std::int32_t count = 1;
+            EXPECT_EQ(curve.Read(&count, &buffer), QL_OK);
+            return out;
+        };
+        joint.push_back(read());
+        Ask(QL_ATTR_CURVE_SELECT, 1);
+        joint.push_back(read());
+        m_stage.OnAttribNotify(QL_ATTR_RESET_TONE);
+        joint.push_back(read());
+        curve.Close();
+        expected.push_back({});
+        expected.push_back(apart());
+        m_stage.SetAttrib(QL_ATTR_AUTO_MID, IntegerWord(60));
+        expected[1] = apart();
+        EXPECT_EQ(joint, expected);
+        EXPECT_TRUE(joint[0] != joint[1] && joint[1] != joint[2]);
+    }
 }
 
 }  // namespace
