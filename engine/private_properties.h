@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "stages/streak_settings.h"
+
 // Settings are 32-bit integers, tables are bytes of the records in profile/attrib_records.h. TMA
 // stands for the transparency adapter.
 enum QLPrivateProperty : std::uint32_t {
@@ -45,8 +47,6 @@ enum QLPrivateProperty : std::uint32_t {
 
 // Turns that an image can take, clockwise; the first is none.
 inline constexpr std::int32_t QL_TURNS[] = {0, 90, 180, 270};
-inline constexpr std::int32_t QL_MOST_STREAK_REMOVAL = 2;
-inline constexpr std::int32_t QL_STREAK_CHANNELS = 3;
 
 // The palette that a client gives: red, green, blue of as many entries as it says.
 struct PaletteRecord {

@@ -1,6 +1,6 @@
 #include "engine/streak_provider.h"
 
-#include "engine/private_properties.h"
+#include "stages/streak_settings.h"
 
 namespace {
 
@@ -10,7 +10,7 @@ constexpr std::int32_t kGreen = 2;  // the channel that shows a picture's detail
 // surroundings by less than a twentieth may be part of a streak, what stands out by more is an edge
 // of the picture. In light areas as in dark ones.
 constexpr std::int32_t kDiffLimit = 3000;
-constexpr std::int32_t kLevelLimit = 65535;
+constexpr std::int32_t kLevelLimit = QL_MOST_STREAK_LIMIT;
 
 }  // namespace
 
@@ -18,12 +18,12 @@ std::span<const QLAttribRow> CStreakProvider::Rows() {
     using P = CStreakProvider;
     using R = QLRowsOf<P>;
     static constexpr QLAttribRow rows[] = {
-        R::Provides(QL_ATTR_DESTREAK_A).Keeps<&P::m_tmaMode>().Clamps(0, QL_MOST_STREAK_REMOVAL),
-        R::Provides(QL_ATTR_DESTREAK_B).Keeps<&P::m_otherMode>().Clamps(0, QL_MOST_STREAK_REMOVAL),
-        R::Provides(QL_ATTR_DESTREAK_C).Keeps<&P::m_sharpenChannel>().Clamps(0, QL_STREAK_CHANNELS),
-        R::Provides(QL_ATTR_DESTREAK_D).Keeps<&P::m_detailChannel>().Clamps(0, QL_STREAK_CHANNELS),
-        R::Provides(QL_ATTR_DESTREAK_E).Keeps<&P::m_diffLimit>().Clamps(0, 65535),
-        R::Provides(QL_ATTR_DESTREAK_F).Keeps<&P::m_levelLimit>().Clamps(0, 65535),
+        R::Provides(QL_ATTR_DESTREAK_A).Keeps<&P::m_tmaMode>().Range(0, QL_MOST_STREAK_REMOVAL),
+        R::Provides(QL_ATTR_DESTREAK_B).Keeps<&P::m_otherMode>().Range(0, QL_MOST_STREAK_REMOVAL),
+        R::Provides(QL_ATTR_DESTREAK_C).Keeps<&P::m_sharpenChannel>().Range(0, QL_STREAK_CHANNELS),
+        R::Provides(QL_ATTR_DESTREAK_D).Keeps<&P::m_detailChannel>().Range(0, QL_STREAK_CHANNELS),
+        R::Provides(QL_ATTR_DESTREAK_E).Keeps<&P::m_diffLimit>().Range(0, QL_MOST_STREAK_LIMIT),
+        R::Provides(QL_ATTR_DESTREAK_F).Keeps<&P::m_levelLimit>().Range(0, QL_MOST_STREAK_LIMIT),
     };
     return rows;
 }

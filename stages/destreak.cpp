@@ -7,8 +7,6 @@
 namespace {
 
 constexpr std::int32_t kFewestPixels = 9;
-constexpr std::int32_t kMostMode = 2;
-constexpr std::int32_t kChannels = 3;
 constexpr std::size_t kRingLines = 5;
 constexpr std::size_t kMiddle = 2;
 
@@ -28,7 +26,7 @@ constexpr struct {
 constexpr ModeRow kLeast[] = {{0.125, 1}, {0.25, 1}};
 
 std::int32_t HeldMode(std::int32_t mode) {
-    return mode >= 0 && mode <= kMostMode ? mode : 0;
+    return mode >= 0 && mode <= QL_MOST_STREAK_REMOVAL ? mode : 0;
 }
 
 }  // namespace
@@ -37,12 +35,12 @@ std::span<const QLAttribRow> CDestreakStage::Rows() {
     using S = CDestreakStage;
     using R = QLRowsOf<S>;
     static constexpr QLAttribRow rows[] = {
-        R::Follows(QL_ATTR_DESTREAK_A).Writes<&S::SetTmaMode>().Range(0, kMostMode),
-        R::Follows(QL_ATTR_DESTREAK_B).Writes<&S::SetOtherMode>().Range(0, kMostMode),
-        R::Follows(QL_ATTR_DESTREAK_C).Writes<&S::SetSharpenChannel>().Range(0, kChannels),
-        R::Follows(QL_ATTR_DESTREAK_D).Writes<&S::SetDetailChannel>().Range(0, kChannels),
-        R::Follows(QL_ATTR_DESTREAK_E).Writes<&S::SetDiffLimit>().Range(0, 65535),
-        R::Follows(QL_ATTR_DESTREAK_F).Writes<&S::SetLevelLimit>().Range(0, 65535),
+        R::Follows(QL_ATTR_DESTREAK_A).Writes<&S::SetTmaMode>().Range(0, QL_MOST_STREAK_REMOVAL),
+        R::Follows(QL_ATTR_DESTREAK_B).Writes<&S::SetOtherMode>().Range(0, QL_MOST_STREAK_REMOVAL),
+        R::Follows(QL_ATTR_DESTREAK_C).Writes<&S::SetSharpenChannel>().Range(0, QL_STREAK_CHANNELS),
+        R::Follows(QL_ATTR_DESTREAK_D).Writes<&S::SetDetailChannel>().Range(0, QL_STREAK_CHANNELS),
+        R::Follows(QL_ATTR_DESTREAK_E).Writes<&S::SetDiffLimit>().Range(0, QL_MOST_STREAK_LIMIT),
+        R::Follows(QL_ATTR_DESTREAK_F).Writes<&S::SetLevelLimit>().Range(0, QL_MOST_STREAK_LIMIT),
     };
     return rows;
 }
@@ -62,13 +60,13 @@ void CDestreakStage::SetOtherMode(std::int32_t mode) {
 
 // Channels are counted from 1 here; anything but a channel is off.
 void CDestreakStage::SetSharpenChannel(std::int32_t channel) {
-    m_sharpenOn = channel >= 1 && channel <= kChannels;
+    m_sharpenOn = channel >= 1 && channel <= QL_STREAK_CHANNELS;
     if (m_sharpenOn)
         m_sharpenChannel = channel - 1;
 }
 
 void CDestreakStage::SetDetailChannel(std::int32_t channel) {
-    m_destreakOn = channel >= 1 && channel <= kChannels;
+    m_destreakOn = channel >= 1 && channel <= QL_STREAK_CHANNELS;
     if (m_destreakOn)
         m_detailChannel = channel - 1;
 }
@@ -90,25 +88,35 @@ QLStatus CDestreakStage::OnAfterOpen() {
     if (status != QL_OK || m_passThrough)
         return status;
     TakeResolution(mode, m_inFormat.m_xResolution);
+    TakeChannels();
     return AllocateLines() ? QL_OK : QL_ERR_NO_MEMORY;
+}
+
+// The detail channel follows from the one that is sharpened by; what was asked for counts where
+// that leaves a choice.
+void CDestreakStage::TakeChannels() {
+    const bool color = m_inFormat.m_samplesPerPixel == QL_STREAK_CHANNELS;
+    m_rebuilds = m_destreakOn && color;
+    m_reference = color ? static_cast<std::size_t>(m_sharpenChannel) : 0;
+    m_fromThird = m_sharpenChannel == 2 || (m_sharpenChannel == 1 && m_detailChannel == 2);
+    m_limits = {m_settings.m_restriction, m_diffLimit, m_levelLimit};
 }
 
 bool CDestreakStage::AllocateLines() {
     const auto width = static_cast<std::size_t>(m_inFormat.m_width);
     const std::size_t samples = width * m_inFormat.m_samplesPerPixel;
-    const bool rebuilds = Rebuilds();
-    const std::size_t lines = rebuilds ? kRingLines : 1;
+    const std::size_t lines = m_rebuilds ? kRingLines : 1;
     m_rootLine = TryNewRaw<std::uint16_t>(lines * samples);
     m_result = TryNewRaw<std::uint16_t>(samples);
     m_smoothLine = TryNewRaw<std::int32_t>(width);
     m_terms = TryNewRaw<std::int32_t>(width);
-    m_shares = TryNewRaw<std::int32_t>(rebuilds ? width : 0);
-    m_means = TryNewRaw<std::int32_t>(rebuilds ? samples : 0);
+    m_shares = TryNewRaw<std::int32_t>(m_rebuilds ? width : 0);
+    m_means = TryNewRaw<std::int32_t>(m_rebuilds ? samples : 0);
     if (!m_rootLine || !m_result || !m_smoothLine || !m_terms || !m_shares || !m_means)
         return false;
     // With one line it is the middle one.
     for (std::size_t i = 0; i < kRingLines; ++i)
-        m_roots[i] = m_rootLine.get() + (rebuilds ? i * samples : 0);
+        m_roots[i] = m_rootLine.get() + (m_rebuilds ? i * samples : 0);
     m_haveRoots = false;
     return true;
 }
@@ -123,10 +131,6 @@ QLStatus CDestreakStage::OnAfterClose() {
     return CFiveLineStage::OnAfterClose();
 }
 
-bool CDestreakStage::Rebuilds() const {
-    return m_destreakOn && m_inFormat.m_samplesPerPixel == kChannels;
-}
-
 std::uint16_t* CDestreakStage::Plane(std::uint16_t* line, std::size_t channel) const {
     return line + channel * static_cast<std::size_t>(m_inFormat.m_width);
 }
@@ -135,7 +139,7 @@ std::uint16_t* CDestreakStage::Plane(std::uint16_t* line, std::size_t channel) c
 void CDestreakStage::RootLines(const std::uint16_t* const (&lines)[kRingLines]) {
     const auto width = static_cast<std::size_t>(m_inFormat.m_width);
     std::size_t first = 0;
-    if (!Rebuilds()) {
+    if (!m_rebuilds) {
         RootLine(lines[kMiddle], m_roots[kMiddle], width, m_inFormat.m_samplesPerPixel);
         return;
     }
@@ -144,7 +148,7 @@ void CDestreakStage::RootLines(const std::uint16_t* const (&lines)[kRingLines]) 
         first = kRingLines - 1;
     }
     for (std::size_t i = first; i < kRingLines; ++i)
-        RootLine(lines[i], m_roots[i], width, kChannels);
+        RootLine(lines[i], m_roots[i], width, QL_STREAK_CHANNELS);
     m_haveRoots = true;
 }
 
@@ -174,23 +178,18 @@ const std::int32_t* CDestreakStage::TakeMeans(std::size_t channel, std::size_t f
 
 void CDestreakStage::RebuildChannels(std::size_t first, std::size_t last) {
     QLStreakPlanes planes = {};
-    for (std::size_t k = 0; k < kChannels; ++k) {
+    for (std::size_t k = 0; k < QL_STREAK_CHANNELS; ++k) {
         planes.roots[k] = Plane(m_roots[kMiddle], k);
         planes.means[k] = TakeMeans(k, first, last);
         planes.out[k] = Plane(m_result.get(), k);
     }
-    // The detail channel follows from the one that is sharpened by; what was asked for counts where
-    // that leaves a choice.
-    const bool third = m_sharpenChannel == 2 || (m_sharpenChannel == 1 && m_detailChannel == 2);
-    if (third) {
-        RebuildFromThird(planes, m_terms.get(),
-                         {m_settings.m_restriction, m_diffLimit, m_levelLimit}, first, last);
+    if (m_fromThird) {
+        RebuildFromThird(planes, m_terms.get(), m_limits, first, last);
         return;
     }
-    const auto detail = static_cast<std::size_t>(m_sharpenChannel);
-    for (std::size_t k = 0; k < kChannels; ++k) {
-        RebuildPlane(planes.means[k], planes.means[detail], planes.roots[detail], m_terms.get(),
-                     planes.out[k], first, last);
+    for (std::size_t k = 0; k < QL_STREAK_CHANNELS; ++k) {
+        RebuildPlane(planes.means[k], planes.means[m_reference], planes.roots[m_reference],
+                     m_terms.get(), planes.out[k], first, last);
     }
 }
 
@@ -207,11 +206,10 @@ std::int32_t CDestreakStage::FilterLine(std::uint16_t* out, const std::uint16_t*
         return 1;
     const std::size_t last = width - first;
     RootLines({line0, line1, line2, line3, line4});
-    const std::size_t reference = channels == 1 ? 0 : static_cast<std::size_t>(m_sharpenChannel);
-    const std::uint16_t* plane = Plane(m_roots[kMiddle], reference);
+    const std::uint16_t* plane = Plane(m_roots[kMiddle], m_reference);
     SmoothRoots(plane, m_smoothLine.get(), width, spacing);
     SharpenTerms(plane, m_smoothLine.get(), m_terms.get(), width, spacing, m_strength);
-    if (Rebuilds()) {
+    if (m_rebuilds) {
         RebuildChannels(first, last);
     } else {
         for (std::size_t k = 0; k < channels; ++k)

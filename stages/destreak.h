@@ -10,6 +10,7 @@
 #include "stages/five_line.h"
 #include "stages/streak_settings.h"
 
+// What is written during an image counts from the next one on.
 class CDestreakStage final : public CFiveLineStage {
   public:
     explicit CDestreakStage(QLAttribTree* tree);
@@ -32,8 +33,8 @@ class CDestreakStage final : public CFiveLineStage {
 
     // Strength and spacing of a work mode, 1 or 2, at a resolution across.
     void TakeResolution(std::int32_t mode, std::int32_t dpi);
+    void TakeChannels();
     bool AllocateLines();
-    bool Rebuilds() const;
     std::uint16_t* Plane(std::uint16_t* line, std::size_t channel) const;
     // Brings the rooted lines to the ring's present ones.
     void RootLines(const std::uint16_t* const (&lines)[5]);
@@ -53,7 +54,11 @@ class CDestreakStage final : public CFiveLineStage {
     std::int32_t m_levelLimit = 0;      // of a mean, in roots
     const QLStreakSettings m_settings;
 
-    // From open to close, in planes; sizes in AllocateLines.
+    // From open to close; the lines in planes, with sizes in AllocateLines.
+    bool m_rebuilds = false;      // colour, of which two channels are rebuilt
+    bool m_fromThird = false;     // namely the first two, within limits
+    std::size_t m_reference = 0;  // the channel that the sharpening term is computed on
+    QLStreakLimits m_limits;
     std::unique_ptr<std::uint16_t[]> m_rootLine;   // one line, or the ring's five
     std::uint16_t* m_roots[5] = {};                // those lines, in the ring's order
     bool m_haveRoots = false;                      // they are those of the line before

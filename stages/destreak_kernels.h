@@ -60,7 +60,7 @@ struct QLStreakPlanes {
 //
 //   0  everywhere
 //   1  where the pixel is near its mean
-//   2  and where not both the mean is above the level and channel 2's mean no more than it
+//   2  and where not both the mean is at or above the level and channel 2's mean no more than it
 //   3  where the pixel is near its mean, and below it
 //   4  as 2, where it holds for both channels; without the sharpening term then
 //   5  the same, and shows where in white

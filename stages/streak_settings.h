@@ -1,4 +1,4 @@
-// The settings file of the removal of streaks, "streak.ini":
+// What the removal of streaks can be set to, and its settings file, "streak.ini":
 //
 //     [Streak]
 //     Use Restrictions=2
@@ -6,6 +6,12 @@
 #pragma once
 
 #include <cstdint>
+
+// The highest values of the attributes: work modes, of which 0 is off, channels counted from 1, and
+// limits in roots.
+inline constexpr std::int32_t QL_MOST_STREAK_REMOVAL = 2;
+inline constexpr std::int32_t QL_STREAK_CHANNELS = 3;
+inline constexpr std::int32_t QL_MOST_STREAK_LIMIT = 65535;
 
 struct QLStreakSettings {
     std::int32_t m_restriction = 2;  // "Use Restrictions", 0 to 5

@@ -131,25 +131,40 @@ struct Destreak : testing::Test {
     }
     ~Destreak() override { unsetenv("NVQ_CONFIG_DIR"); }
 
-    // What a stage with these attributes, in their order, makes of samples at a resolution.
-    static Samples Run(const std::vector<std::int32_t>& attribs, int dpi, int width, int channels,
-                       const Samples& samples) {
+    // What a stage with these attributes, in their order, makes of samples at a resolution; with
+    // others written behind each of its lines.
+    static Samples Run(const Ids& attribs, int dpi, int width, int channels, const Samples& samples,
+                       const Ids& later = {}) {
         constexpr std::int32_t kIds[] = {QL_ATTR_DESTREAK_A, QL_ATTR_DESTREAK_B, QL_ATTR_DESTREAK_C,
                                          QL_ATTR_DESTREAK_D, QL_ATTR_DESTREAK_E, QL_ATTR_DESTREAK_F,
                                          QL_ATTR_TMA};
         QLAttribTree tree;
         CTestBoard board(&tree);
         CDestreakStage stage(&tree);
-        for (std::size_t i = 0; i < attribs.size(); ++i) {
-            board.Put(kIds[i], IntegerWord(attribs[i]));
-            stage.OnAttribNotify(kIds[i]);
-        }
+        const auto write = [&](const Ids& values) {
+            for (std::size_t i = 0; i < values.size(); ++i) {
+                board.Put(kIds[i], IntegerWord(values[i]));
+                stage.OnAttribNotify(kIds[i]);
+            }
+        };
+        write(attribs);
         CLineSource source(&tree, channels == 3 ? QL_PIXEL_RGB16 : QL_PIXEL_GRAY16, width,
                            BytesOf(samples), QL_LAYOUT_INTERNAL);
         source.Format().m_xResolution = dpi;
         stage.SetUpstream(&source);
         RunPass(stage, 2);  // of which nothing is left
-        return SamplesOf(RunPass(stage, 3).m_bytes);
+        if (later.empty())
+            return SamplesOf(RunPass(stage, 3).m_bytes);
+        Samples all(samples.size());
+        stage.Open();
+        for (auto* line = all.data(); line < all.data() + all.size(); line += width * channels) {
+            std::int32_t lines = 1;
+            CQLLineBuffer buffer(stage.GetOutputFormat(), reinterpret_cast<std::uint8_t*>(line), 1);
+            stage.Read(&lines, &buffer);
+            write(later);
+        }
+        stage.Close();
+        return all;
     }
     // Values that rounding of real numbers may bring to either side of a whole one count as both.
     static void Expect(const Samples& got, int width, int channels, const Samples& from,
@@ -199,15 +214,25 @@ TEST_F(Destreak, StrengthAndSpacingFollowTheResolution) {
 
 TEST_F(Destreak, PassesWhatItIsNotMeantFor) {
     const Samples line = MakeSamples(36, 3, 1, true, 2);
-    for (const std::vector<std::int32_t>& off : std::vector<std::vector<std::int32_t>>{
-             {}, {2, 0}, {0, 3}, {0, -1}, {0, 2, 0}, {0, 2, 4}, {0, 2, 1, 0, 0, 0, 1}})
+    for (const Ids& off :
+         {Ids{}, {2, 0}, {0, 3}, {0, -1}, {0, 2, 0}, {0, 2, 4}, {0, 2, 1, 0, 0, 0, 1}})
         EXPECT_EQ(Run(off, 300, 36, 1, line), line);
-    const std::vector<std::int32_t> on = {0, 2, 2, 2, 100, 100};
+    const Ids on = {0, 2, 2, 2, 100, 100};
     EXPECT_NE(Run(on, 300, 36, 1, line), line);
     EXPECT_EQ(Run(on, 300, 4, 3, line), line) << "narrower than nine pixels";
     for (const int width : {9, 12})
         EXPECT_EQ(Run(on, 1300, width, 1, line), line) << "no more than four times the spacing";
-    // Without detail, up to the two roundings: 40000 has the root 51200 exactly.
+    // Without detail, up to the two roundings, at every level and the greatest strength.
+    Samples levels;
+    for (int i = 0; i < 9 * 65536; ++i)
+        levels.push_back(static_cast<std::uint16_t>(i / 9));
+    const Samples sharpened = Run({0, 1}, 1201, 9, 1, levels);
+    for (std::uint32_t i = 0; i < 9 * 65536; ++i) {
+        const auto root = static_cast<std::uint32_t>(std::sqrt(i / 9 * 65536.0));
+        const bool isEnd = i % 9 < 2 || i % 9 > 6;
+        ASSERT_EQ(sharpened[i], isEnd ? i / 9 : root * root / 65536) << i;
+    }
+    // 40000 has the root 51200 exactly.
     const Samples flat(36 * 3 * 3, 40000);
     EXPECT_EQ(Run(on, 1300, 36, 3, flat), flat);
     // Gray is no weaker in blue: it is rebuilt where it lies below the level, shown in white.
@@ -215,6 +240,14 @@ TEST_F(Destreak, PassesWhatItIsNotMeantFor) {
     EXPECT_EQ(Run({0, 1, 2, 3, 1, 51200}, 300, 36, 3, flat), flat);
     EXPECT_EQ(Run({0, 1, 2, 3, 0, 51201}, 300, 36, 3, flat), flat);
     EXPECT_EQ(Run({0, 1, 2, 3, 1, 51201}, 300, 36, 3, flat)[50], 65534);
+}
+
+TEST_F(Destreak, WhatIsWrittenDuringAnImageCountsFromTheNextOn) {
+    const Samples samples = MakeSamples(37, 6, 3, false, 3);
+    const Ids keeps = {0, 2, 2, 0, 0, 0}, rebuilds = {0, 2, 2, 3, 700, 65535}, red = {0, 1, 1, 1};
+    for (const auto& [first, later] :
+         {std::pair{keeps, rebuilds}, {rebuilds, keeps}, {rebuilds, red}})
+        EXPECT_EQ(Run(first, 300, 37, 3, samples, later), Run(first, 300, 37, 3, samples));
 }
 
 TEST_F(Destreak, SettingsComeFromThreePlacesAndFallBack) {
