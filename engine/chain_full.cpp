@@ -1,5 +1,6 @@
 #include "engine/chain.h"
 #include "stages/auto_tone_base.h"
+#include "stages/threshold.h"
 
 namespace {
 
@@ -53,7 +54,10 @@ QLStatus CChainFull::AfterAnalysisClose() {
 // A stage serves what it was asked for when the pass brings the whole image and something to look
 // at. What it still holds must not come over the next image.
 bool CChainFull::TakeBackRequests() {
-    bool taken = false;
+    auto* threshold = static_cast<CThresholdStage*>(m_threshold.get());
+    bool taken = threshold && threshold->HasRequest();
+    if (threshold)
+        threshold->DropRequest();
     for (const Slot slot : kToneSlots) {
         CAutoToneBase* tone = ToneStage(slot);
         taken = taken || (tone && tone->HasRequest());
@@ -138,7 +142,7 @@ CQLStage* CChainFull::BuildVariant(CQLStage* upstream) {
             (slot != &CChainStages::m_rangeClip || clipHere))
             last = Connect(slot, last);
     }
-    if (type == QL_OUTPUT_COLOR || type == QL_OUTPUT_INDEXED)
+    if (HasColors(type))
         TellExposure();
     return last;
 }

@@ -16,6 +16,10 @@ class CThresholdStage final : public CNewLineStage {
     explicit CThresholdStage(QLAttribTree* tree);
     static std::span<const QLAttribRow> Rows();
 
+    // A request for the automatic threshold that no pass has served.
+    bool HasRequest() const { return m_autoPending; }
+    void DropRequest() { m_autoPending = false; }
+
     QLStatus TransformColor(QLColorQuery* query) override;
     QLStatus OnBeforeOpen() override;
     QLStatus OnAfterOpen() override;

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "frame/film_curve.h"
+#include "frame/output_type.h"
 #include "tests/support/engine_rig.h"
 #include "tests/support/stage_rig.h"
 
@@ -194,6 +195,26 @@ TEST(AutoExposure, ACutAnalysisLeavesNothingBehind) {
         EXPECT_FALSE(rig.m_client.Rows() == plain);
         rig.Finish();
     }
+}
+
+// Their chain has no threshold: the line art that comes next keeps its own.
+TEST(AutoExposure, DitheredImagesAreAnalysedAsGrayOnes) {
+    const CTestPicture picture = Scene(kPaper, {-1});
+    std::int32_t white[3] = {};
+    for (const auto type : {QL_OUTPUT_GRAY, QL_OUTPUT_HALFTONE}) {
+        CEngineRig rig;
+        Hand(rig.m_engine, kPaper, {{WIA_IPA_DATATYPE, QL_OUTPUT_LINE_ART}});
+        rig.m_engine.SetValue(QL_ATTR_AUTO_THRESHOLD_ON, 1);
+        const Bytes lineArt = rig.RunFile(picture);
+        rig.m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, static_cast<std::uint64_t>(type));
+        rig.RunFile(picture, false, true);
+        white[type] = rig.Get(QL_ATTR_AUTO_WHITE);
+        rig.m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, QL_OUTPUT_LINE_ART);
+        rig.RunFile(picture);
+        EXPECT_TRUE(rig.RunFile(picture) == lineArt) << "behind type " << type;
+    }
+    EXPECT_NE(white[QL_OUTPUT_GRAY], 0);
+    EXPECT_EQ(white[QL_OUTPUT_HALFTONE], white[QL_OUTPUT_GRAY]);
 }
 
 // Of paper; film's settings are under the tests of its chains.
