@@ -321,7 +321,8 @@ void CChainBase::Analyse() {
 // A pass of its own: the colours are counted as the analysis before it has made them.
 void CChainBase::CollectPalette() {
     const QLStatus opened = OpenForPalette();
-    m_pendPalette = !m_passOpen || RunOpened(opened, 0) != QL_OK;
+    const bool passed = m_passOpen && RunOpened(opened, 0) == QL_OK;
+    m_pendPalette = TakeBackRequests() || !passed;
 }
 
 // ---- The type of output

@@ -163,6 +163,7 @@ void CPaletteStage::TakeAdaptive() {
     m_collectLines = 0;
     m_collectOn = false;
     const int entries = m_cells->Build(m_adaptiveTable.get());
+    m_hasAdaptive = m_hasAdaptive || entries > 0;
     if (m_paletteChoice != QL_PALETTE_ADAPTIVE || entries == 0)
         return;
     *m_paletteTable = *m_adaptiveTable;

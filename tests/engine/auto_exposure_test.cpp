@@ -217,6 +217,25 @@ TEST(AutoExposure, DitheredImagesAreAnalysedAsGrayOnes) {
     EXPECT_EQ(white[QL_OUTPUT_HALFTONE], white[QL_OUTPUT_GRAY]);
 }
 
+TEST(AutoExposure, APaletteOfACutPassIsntMadeByALaterScan) {
+    const CTestPicture picture = Scene(kPaper, {});
+    for (const bool cut : {false, true}) {
+        CEngineRig rig;
+        CTestBoard board(rig.m_engine.Tree());
+        Hand(rig.m_engine, kPaper);
+        rig.m_engine.Notify(QL_ATTR_PALETTE_COLLECT);
+        const CTestBenchFile file(picture);
+        rig.m_engine.Start();
+        board.Put(QL_ATTR_HOLD_OUTPUT, cut);
+        EXPECT_EQ(rig.m_engine.FireAnalyse(), cut ? S_FALSE : S_OK);
+        board.SetValue(QL_ATTR_HOLD_OUTPUT, 0);
+        rig.Finish();
+        EXPECT_EQ(rig.m_engine.HasOwnPalette(), !cut);
+        rig.RunStream(picture, {20});
+        EXPECT_EQ(rig.m_engine.HasOwnPalette(), !cut);
+    }
+}
+
 // Of paper; film's settings are under the tests of its chains.
 TEST(PaperSettings, AloneSettleAScan) {
     constexpr DWORD kMethod = QL_PROP_EXPOSURE_METHOD;
