@@ -67,7 +67,7 @@ void CPaletteStage::Rebuild() {
 // ---- The palette in force
 
 bool CPaletteStage::SelectPalette() {
-    if (!m_paletteTable || !m_adaptiveTable || !m_userTable)
+    if (!IsComplete())
         return false;
     switch (GetInteger(QL_ATTR_OUTPUT_TYPE)) {
         case QL_OUTPUT_LINE_ART:
@@ -122,11 +122,11 @@ QLStatus CPaletteStage::OnAfterOpen() {
     m_collectLines = 0;
     m_cells.reset();
     if (Collects()) {
-        m_cells = TryNew<CAdaptivePalette>();
+        m_cells = IsComplete() ? TryNew<CAdaptivePalette>() : nullptr;
         if (!m_cells)
             return QL_ERR_NO_MEMORY;
     }
-    return m_adaptiveTable && m_userTable ? CPaletteDitherStage::OnAfterOpen() : QL_ERR_NO_MEMORY;
+    return CPaletteDitherStage::OnAfterOpen();
 }
 
 // Behind the read: lines as they come in, also when they go out as indices.

@@ -14,6 +14,9 @@ class CPaletteStage final : public CPaletteDitherStage {
     explicit CPaletteStage(QLAttribTree* tree);
     static std::span<const QLAttribRow> Rows();
 
+    bool IsComplete() const override {
+        return m_adaptiveTable && m_userTable && CPaletteDitherStage::IsComplete();
+    }
     bool HasRequest() const { return m_collectOn; }
     void DropRequest() { m_collectOn = false; }
     // Whether a pass has made a palette of its image's own colours.
