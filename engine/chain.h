@@ -40,6 +40,7 @@
 #include "stages/rotate.h"
 
 class CAutoToneBase;
+class CPaletteStage;
 
 class CChainBase : protected CChainStages {
   public:
@@ -259,6 +260,8 @@ class CChainFull final : public CChainPump {
     CQLStage* BuildVariant(CQLStage* upstream) override;
     QLStatus ProbeColor(QLColorQuery* record) override;
 
+    // Whether a pass has made a palette of its image's own colours.
+    bool HasOwnPalette() const;
     // Off at first: rotation hangs beside the data path and turns nothing. From the next build on.
     void PutRotationOnPath(bool on) { m_rotateOnPath = on; }
 
@@ -266,6 +269,7 @@ class CChainFull final : public CChainPump {
     CQLStage* BuildHead(CQLStage* upstream);
     void TellExposure();
     CAutoToneBase* ToneStage(Slot slot);
+    CPaletteStage* PaletteStage() const;
     void SetClipRect(const QLRect* rect);
     // One of its switches or its rectangle is set.
     bool WantsRangeClip();

@@ -270,13 +270,11 @@ QLStatus CChainBase::CloseChain() {
 // stages collect on the pass that follows.
 QLStatus CChainBase::OpenForAnalysis() {
     const std::int32_t type = WordInteger(m_port.GetValue(QL_ATTR_OUTPUT_TYPE));
-    const bool bilevel = type == QL_OUTPUT_LINE_ART || type == QL_OUTPUT_HALFTONE;
-    const bool color = type == QL_OUTPUT_COLOR || type == QL_OUTPUT_INDEXED;
-    if (bilevel && m_pendThreshold)
+    if (type == QL_OUTPUT_LINE_ART && m_pendThreshold)
         m_port.Notify(QL_ATTR_THRESHOLD_AUTO);
-    if (color && m_pendColor)
+    if (HasColors(type) && m_pendColor)
         m_port.Notify(QL_ATTR_AUTO_COLOR);
-    if ((color || type == QL_OUTPUT_GRAY) && m_pendTone)
+    if (HasTones(type) && m_pendTone)
         m_port.Notify(QL_ATTR_AUTO_TONE);
     Build();
     // In any case: the same holds for what follows the close.
@@ -323,7 +321,8 @@ void CChainBase::Analyse() {
 // A pass of its own: the colours are counted as the analysis before it has made them.
 void CChainBase::CollectPalette() {
     const QLStatus opened = OpenForPalette();
-    m_pendPalette = !m_passOpen || RunOpened(opened, 0) != QL_OK;
+    const bool passed = m_passOpen && RunOpened(opened, 0) == QL_OK;
+    m_pendPalette = TakeBackRequests() || !passed;
 }
 
 // ---- The type of output

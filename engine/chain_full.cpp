@@ -1,5 +1,7 @@
 #include "engine/chain.h"
 #include "stages/auto_tone_base.h"
+#include "stages/palette.h"
+#include "stages/threshold.h"
 
 namespace {
 
@@ -53,19 +55,30 @@ QLStatus CChainFull::AfterAnalysisClose() {
 // A stage serves what it was asked for when the pass brings the whole image and something to look
 // at. What it still holds must not come over the next image.
 bool CChainFull::TakeBackRequests() {
-    bool taken = false;
-    for (const Slot slot : kToneSlots) {
-        CAutoToneBase* tone = ToneStage(slot);
-        taken = taken || (tone && tone->HasRequest());
-        if (tone)
-            tone->DropRequest();
-    }
+    const auto takeBack = [](auto* stage) {
+        const bool held = stage && stage->HasRequest();
+        if (held)
+            stage->DropRequest();
+        return held;
+    };
+    bool taken = takeBack(static_cast<CThresholdStage*>(m_threshold.get()));
+    taken = takeBack(PaletteStage()) || taken;
+    for (const Slot slot : kToneSlots)
+        taken = takeBack(ToneStage(slot)) || taken;
     return taken;
 }
 
 CAutoToneBase* CChainFull::ToneStage(Slot slot) {
     // What the table of the stages makes for these slots.
     return static_cast<CAutoToneBase*>((this->*slot).get());
+}
+
+CPaletteStage* CChainFull::PaletteStage() const {
+    return static_cast<CPaletteStage*>(m_palette.get());
+}
+
+bool CChainFull::HasOwnPalette() const {
+    return PaletteStage() && PaletteStage()->HasAdaptive();
 }
 
 // Noted, so that only what was on comes on again.
@@ -138,7 +151,7 @@ CQLStage* CChainFull::BuildVariant(CQLStage* upstream) {
             (slot != &CChainStages::m_rangeClip || clipHere))
             last = Connect(slot, last);
     }
-    if (type == QL_OUTPUT_COLOR || type == QL_OUTPUT_INDEXED)
+    if (HasColors(type))
         TellExposure();
     return last;
 }

@@ -156,6 +156,10 @@ void CQLEngine::DropRequests() {
         m_chain->TakeBackRequests();
 }
 
+bool CQLEngine::HasOwnPalette() const {
+    return m_chain && m_chain->HasOwnPalette();
+}
+
 void CQLEngine::PutRotationOnPath(bool on) {
     if (m_chain)
         m_chain->PutRotationOnPath(on);

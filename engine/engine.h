@@ -105,6 +105,10 @@ class CQLEngine : public CQLAttribStore {
     // delivers serves them too, for the images behind it.
     void DropRequests();
 
+    // Whether a pass that QL_ATTR_PALETTE_COLLECT was fired for has made a palette of its image's
+    // colours; one of gray lines makes none.
+    bool HasOwnPalette() const;
+
     // Puts rotation on the data path, where QL_ATTR_ROTATE_ANGLE turns the image; off at first. An
     // image that is turned is delivered when its last line has come, and until then clients hear of
     // it by bands of no lines. Below 3 pixels or lines none opens then. Holds from the next image

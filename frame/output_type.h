@@ -11,3 +11,11 @@ enum QLOutputType : std::int32_t {
     QL_OUTPUT_INDEXED = 4,
 };
 inline constexpr std::int32_t kOutputTypes = 5;
+
+constexpr bool HasColors(std::int32_t type) {
+    return type == QL_OUTPUT_COLOR || type == QL_OUTPUT_INDEXED;
+}
+// Whether tone and exposure are set on its way: dots stand for the tones of gray.
+constexpr bool HasTones(std::int32_t type) {
+    return HasColors(type) || type == QL_OUTPUT_GRAY || type == QL_OUTPUT_HALFTONE;
+}

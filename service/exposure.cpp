@@ -237,9 +237,10 @@ ScanStatus ScanPreview(CScanDevice& device, const CDeviceProperties& before,
 // In the engine and in the item.
 constexpr std::int32_t kLevels[] = {QL_ATTR_AUTO_WHITE, QL_ATTR_AUTO_MID, QL_ATTR_AUTO_BLACK};
 
-bool HasTones(const CDeviceProperties& properties) {
+// Items and engine use the same numbers for the types of data.
+bool CanBeAnalysed(const CDeviceProperties& properties) {
     const auto type = CDeviceProperties::Number(properties.Image(), WIA_IPA_DATATYPE);
-    return type == WIA_DATA_GRAYSCALE || type == WIA_DATA_COLOR;
+    return type && HasTones(*type);
 }
 
 // With an engine of its own: what is found depends on nothing that was found before.
@@ -326,10 +327,9 @@ std::vector<PropertyWrite> FoundExposure::Writes() const {
 std::optional<FoundExposure> AnalyseImage(CQLEngine& engine, const BITMAPINFOHEADER& info,
                                           const RowSource& rows, const AutoWish& wish) {
     const std::int32_t type = engine.GetInteger(QL_ATTR_OUTPUT_TYPE);
-    const bool isColor = type == QL_OUTPUT_COLOR || type == QL_OUTPUT_INDEXED;
     FoundExposure found;
-    found.hasTone = wish.WantsTone() && (isColor || type == QL_OUTPUT_GRAY);
-    found.hasColor = wish.WantsColor() && isColor;
+    found.hasTone = wish.WantsTone() && HasTones(type);
+    found.hasColor = wish.WantsColor() && HasColors(type);
     const bool isKnown = info.biBitCount == 8 || info.biBitCount == 24;
     if (!isKnown || (!found.hasTone && !found.hasColor))
         return {};
@@ -360,7 +360,7 @@ ScanStatus FindExposure(CScanDevice& device, const AutoWish& wish, const std::at
     found.reset();
     CDeviceProperties before;
     ScanStatus status = CDeviceProperties::Read(device, before);
-    if (!status.Ok() || !HasTones(before))
+    if (!status.Ok() || !CanBeAnalysed(before))
         return status;
     CPreview preview;
     status = ScanPreview(device, before, cancel, preview);

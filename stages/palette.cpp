@@ -67,7 +67,7 @@ void CPaletteStage::Rebuild() {
 // ---- The palette in force
 
 bool CPaletteStage::SelectPalette() {
-    if (!m_paletteTable || !m_adaptiveTable || !m_userTable)
+    if (!IsComplete())
         return false;
     switch (GetInteger(QL_ATTR_OUTPUT_TYPE)) {
         case QL_OUTPUT_LINE_ART:
@@ -122,11 +122,11 @@ QLStatus CPaletteStage::OnAfterOpen() {
     m_collectLines = 0;
     m_cells.reset();
     if (Collects()) {
-        m_cells = TryNew<CAdaptivePalette>();
+        m_cells = IsComplete() ? TryNew<CAdaptivePalette>() : nullptr;
         if (!m_cells)
             return QL_ERR_NO_MEMORY;
     }
-    return m_adaptiveTable && m_userTable ? CPaletteDitherStage::OnAfterOpen() : QL_ERR_NO_MEMORY;
+    return CPaletteDitherStage::OnAfterOpen();
 }
 
 // Behind the read: lines as they come in, also when they go out as indices.
@@ -163,6 +163,7 @@ void CPaletteStage::TakeAdaptive() {
     m_collectLines = 0;
     m_collectOn = false;
     const int entries = m_cells->Build(m_adaptiveTable.get());
+    m_hasAdaptive = m_hasAdaptive || entries > 0;
     if (m_paletteChoice != QL_PALETTE_ADAPTIVE || entries == 0)
         return;
     *m_paletteTable = *m_adaptiveTable;

@@ -2,7 +2,8 @@
 // and one made from the image itself.
 //
 // The image's own palette takes two passes: one that collects, asked for by QL_ATTR_PALETTE_COLLECT
-// before it, and the next one, which uses it. A pass that ends early makes none.
+// before it, and the next one, which uses it. A pass that ends early, or brings gray lines, makes
+// none, and the request stands until another pass serves it.
 #pragma once
 
 #include "stages/adaptive_palette.h"
@@ -12,6 +13,14 @@ class CPaletteStage final : public CPaletteDitherStage {
   public:
     explicit CPaletteStage(QLAttribTree* tree);
     static std::span<const QLAttribRow> Rows();
+
+    bool IsComplete() const override {
+        return m_adaptiveTable && m_userTable && CPaletteDitherStage::IsComplete();
+    }
+    bool HasRequest() const { return m_collectOn; }
+    void DropRequest() { m_collectOn = false; }
+    // Whether a pass has made a palette of its image's own colours.
+    bool HasAdaptive() const { return m_hasAdaptive; }
 
     QLStatus OnBeforeOpen() override;
     QLStatus OnAfterOpen() override;
@@ -43,4 +52,5 @@ class CPaletteStage final : public CPaletteDitherStage {
     QLRect m_collectRect;  // its ends lie behind the last line and column; empty for all pixels
     std::int32_t m_collectLines = 0;
     bool m_collectOn = false;
+    bool m_hasAdaptive = false;
 };

@@ -160,7 +160,7 @@ bool CPaletteDitherStage::DithersGray() const {
 }
 
 void CPaletteDitherStage::BuildDitherTables() {
-    if (!m_paletteTable || !m_ditherPalette || !m_lookup)
+    if (!CPaletteDitherStage::IsComplete())
         return;
     m_tablesStale = false;
     if (DithersGray())
@@ -242,8 +242,6 @@ void CPaletteDitherStage::BuildColorTable() {
             }
         }
     }
-    m_lookup->m_zero = 0;
-    m_lookup->m_size = kDitherCells;
     std::transform(std::begin(cells.m_entries), std::end(cells.m_entries), m_lookup->m_cells,
                    [](std::int16_t entry) { return static_cast<std::uint8_t>(entry); });
     if (!cells.IsFull())
@@ -312,14 +310,13 @@ QLStatus CPaletteDitherStage::OnFormatChanged() {
 }
 
 QLStatus CPaletteDitherStage::OnAfterOpen() {
-    // Made in the constructor, which has no status to tell of it.
-    if (!m_paletteTable || !m_ditherPalette || !m_lookup)
-        return QL_ERR_NO_MEMORY;
     m_linesDone = 0;
     m_active = m_active && m_inFormat.IsInternal();
     m_bypass = !m_active;
     if (m_bypass)
         return QL_OK;
+    if (!IsComplete())
+        return QL_ERR_NO_MEMORY;
     TakeOutputType();
     m_noiseState = kFirstNoise;
     m_directions = m_serpentine ? 2 : 1;

@@ -22,7 +22,7 @@
 // As the attribute hands it out: 16-bit words 0 and 4096, and as many cells.
 struct QLDitherLookup {
     std::uint16_t m_zero = 0;
-    std::uint16_t m_size = 0;
+    std::uint16_t m_size = kDitherCells;
     std::uint8_t m_cells[kDitherCells] = {};
 };
 static_assert(sizeof(QLDitherLookup) == 4100);
@@ -36,6 +36,9 @@ class CPaletteDitherStage : public CNewLineStage {
   public:
     explicit CPaletteDitherStage(QLAttribTree* tree);
     static std::span<const QLAttribRow> Rows();
+
+    // False when there was no memory for its tables.
+    virtual bool IsComplete() const { return m_paletteTable && m_ditherPalette && m_lookup; }
 
     QLStatus OnBeforeOpen() override;
     QLStatus OnFormatChanged() override;

@@ -130,8 +130,7 @@ QLStatus CThresholdStage::OnBeforeOpen() {
 }
 
 QLStatus CThresholdStage::OnAfterOpen() {
-    // Made in the constructor, which has no status to tell of it.
-    if (!m_fineHistogram || !m_coarseHistogram)
+    if (!IsComplete())
         return QL_ERR_NO_MEMORY;
     if (!m_bypass)
         m_outFormat.SetPixelType(m_outType);

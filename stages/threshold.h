@@ -16,6 +16,12 @@ class CThresholdStage final : public CNewLineStage {
     explicit CThresholdStage(QLAttribTree* tree);
     static std::span<const QLAttribRow> Rows();
 
+    // False when there was no memory for its histograms.
+    bool IsComplete() const { return m_fineHistogram && m_coarseHistogram; }
+    // A request for the automatic threshold that no pass has served.
+    bool HasRequest() const { return m_autoPending; }
+    void DropRequest() { m_autoPending = false; }
+
     QLStatus TransformColor(QLColorQuery* query) override;
     QLStatus OnBeforeOpen() override;
     QLStatus OnAfterOpen() override;

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "frame/film_curve.h"
+#include "frame/output_type.h"
 #include "tests/support/engine_rig.h"
 #include "tests/support/stage_rig.h"
 
@@ -193,6 +194,45 @@ TEST(AutoExposure, ACutAnalysisLeavesNothingBehind) {
         rig.m_engine.FireOpenAnalysed();
         EXPECT_FALSE(rig.m_client.Rows() == plain);
         rig.Finish();
+    }
+}
+
+// Their chain has no threshold: the line art that comes next keeps its own.
+TEST(AutoExposure, DitheredImagesAreAnalysedAsGrayOnes) {
+    const CTestPicture picture = Scene(kPaper, {-1});
+    std::int32_t white[3] = {};
+    for (const auto type : {QL_OUTPUT_GRAY, QL_OUTPUT_HALFTONE}) {
+        CEngineRig rig;
+        Hand(rig.m_engine, kPaper, {{WIA_IPA_DATATYPE, QL_OUTPUT_LINE_ART}});
+        rig.m_engine.SetValue(QL_ATTR_AUTO_THRESHOLD_ON, 1);
+        const Bytes lineArt = rig.RunFile(picture);
+        rig.m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, static_cast<std::uint64_t>(type));
+        rig.RunFile(picture, false, true);
+        white[type] = rig.Get(QL_ATTR_AUTO_WHITE);
+        rig.m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, QL_OUTPUT_LINE_ART);
+        rig.RunFile(picture);
+        EXPECT_TRUE(rig.RunFile(picture) == lineArt) << "behind type " << type;
+    }
+    EXPECT_NE(white[QL_OUTPUT_GRAY], 0);
+    EXPECT_EQ(white[QL_OUTPUT_HALFTONE], white[QL_OUTPUT_GRAY]);
+}
+
+TEST(AutoExposure, APaletteOfACutPassIsntMadeByALaterScan) {
+    const CTestPicture picture = Scene(kPaper, {});
+    for (const bool cut : {false, true}) {
+        CEngineRig rig;
+        CTestBoard board(rig.m_engine.Tree());
+        Hand(rig.m_engine, kPaper);
+        rig.m_engine.Notify(QL_ATTR_PALETTE_COLLECT);
+        const CTestBenchFile file(picture);
+        rig.m_engine.Start();
+        board.Put(QL_ATTR_HOLD_OUTPUT, cut);
+        EXPECT_EQ(rig.m_engine.FireAnalyse(), cut ? S_FALSE : S_OK);
+        board.SetValue(QL_ATTR_HOLD_OUTPUT, 0);
+        rig.Finish();
+        EXPECT_EQ(rig.m_engine.HasOwnPalette(), !cut);
+        rig.RunStream(picture, {20});
+        EXPECT_EQ(rig.m_engine.HasOwnPalette(), !cut);
     }
 }
 
