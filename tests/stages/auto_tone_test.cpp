@@ -174,8 +174,15 @@ TYPED_TEST(AutoTone, ServesARequestWithAWholeImageOnly) {
     EXPECT_FALSE(this->m_stage.HasRequest());
     EXPECT_NE(this->Level(QL_ATTR_AUTO_MID), 77);
     EXPECT_EQ(this->Pass(), Ids()) << "served";
+    this->m_stage.SetAttrib(QL_ATTR_AUTO_MID, IntegerWord(77));
     this->Ask(QL_ATTR_AUTO_COLOR);
     EXPECT_EQ(this->Pass(), kHue);
+    EXPECT_EQ(this->Level(QL_ATTR_AUTO_MID), 77) << "colour alone";
+    const int hue = this->Level(QL_ATTR_HUE_X);
+    this->Ask(QL_ATTR_AUTO_TONE);
+    EXPECT_EQ(this->Pass(), levels);
+    EXPECT_NE(this->Level(QL_ATTR_AUTO_MID), 77);
+    EXPECT_EQ(this->Level(QL_ATTR_HUE_X), hue) << "tone alone";
 }
 
 TYPED_TEST(AutoTone, ResetsToWhatWasFoundUnlessTheExposureVariantCameBetween) {

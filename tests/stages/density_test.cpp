@@ -45,10 +45,8 @@ TEST(DensityTables, SeveralThreadsMakeThemAtOnce) {
         thread.join();
 }
 
-// Three pixels of one light each time, 52000, 20000 and 3000, in densities 1646, 8444 and 21943.
-// What comes back through the tables alone: 52000, 20002, 3000.
-const Samples kBright{52000, 20000, 3000}, kDark{3000, 20000, 52000},
-    kGreenDark{20000, 3000, 52000};
+// In densities 1646, 8444 and 21943. Through the tables alone 52000, 20002 and 3000 come back.
+const Samples kBright{52000, 20000, 3000};
 
 class DensityColor : public StageTest<CDensityColorStage> {
   protected:
@@ -60,28 +58,6 @@ class DensityColor : public StageTest<CDensityColorStage> {
     double m_density[18] = {};
     double m_post[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 };
-
-TEST_F(DensityColor, EachFactorActsOnOneSideOfOneDifference) {
-    // A quarter of the difference, floored, is added or taken off: 1646 - 8444 / 4 is below 0.
-    const struct {
-        const Samples& m_pixel;
-        std::uint16_t m_light;
-    } kRows[] = {{kDark, 1867},   {kBright, 65535}, {kDark, 1470},     {kBright, 65535},
-                 {kDark, 915},    {kBright, 65535}, {kBright, 15753},  {kDark, 32138},
-                 {kDark, 15753},  {kBright, 32138}, {kGreenDark, 915}, {kBright, 25311},
-                 {kBright, 1470}, {kDark, 65535},   {kBright, 1867},   {kDark, 65535},
-                 {kBright, 915},  {kDark, 65535}};
-    for (std::size_t i = 0; i < 18; ++i) {
-        std::fill(m_density, m_density + 18, 0.0);
-        m_density[i] = 0.25;
-        Provide();
-        Samples expected = kRows[i].m_pixel;
-        std::replace(expected.begin(), expected.end(), 20000, 20002);
-        expected[i / 6] = kRows[i].m_light;
-        EXPECT_EQ(RunColor(m_stage, kRows[i].m_pixel), expected) << i;
-        EXPECT_EQ(AskColor(m_stage, kRows[i].m_pixel), expected) << i;
-    }
-}
 
 TEST_F(DensityColor, NeutralPassesButForTheMatrixBehind) {
     std::fill(m_density, m_density + 18, -7.3);
@@ -138,17 +114,6 @@ TEST(DensityBalance, TheLowestDensityLeadsAndTheOthersFollow) {
     EXPECT_EQ(Balanced(
                   balance, [](int v) { return v / 2 + 100; }, kBright),
               (Samples{57562, 22141, 3321}));
-    EXPECT_EQ(Balanced(
-                  balance, [](int v) { return v / 2 + 100; }, kDark),
-              (Samples{3321, 22141, 57562}));
-    // 627, 1925 and 3512 off first, then up by 10000, which holds nothing.
-    balance.SetOffsets(60000, 50000, 40000);
-    EXPECT_EQ(Balanced(
-                  balance, [](int v) { return v + 10000; }, kBright),
-              (Samples{13928, 6430, 1205}));
-    // Blue is below its offset and held at 0.
-    EXPECT_EQ(Balanced(balance, [](int v) { return v + 1000; }, {30000, 30000, 60000}),
-              (Samples{28471, 34168, 56942}));
     // A white of 0 or less is 1, far beyond density 4; one above full scale adds density, 468 to
     // 627.
     balance.SetOffsets(0, -5, 70000);

@@ -16,9 +16,6 @@
 
 namespace {
 
-// Around vector registers and around the runs that kernels work in.
-constexpr std::size_t kWidths[] = {1, 2, 3, 4, 5, 8, 9, 10, 17, 171, 172, 258, 513, 514, 515, 1027};
-
 std::mt19937 g_random(11);
 
 // A line of samples, by turns random, at the ends of the range, and between the two; two more
@@ -34,62 +31,13 @@ Samples Line(std::size_t count) {
     return line;
 }
 
-TEST(NeighbourKernels, SmoothLine) {
-    for (const std::size_t channels : {std::size_t{1}, std::size_t{3}}) {
-        for (const std::size_t width : kWidths) {
-            const std::size_t n = width * channels;
-            const Samples up = Line(n), centre = Line(n), down = Line(n);
-            Samples out = Line(n), expected = out;
-            for (std::size_t i = 0; i < n; ++i) {
-                const std::size_t l = i - channels, r = i + channels;
-                expected[i] = i < channels || r >= n
-                                  ? centre[i]
-                                  : static_cast<std::uint16_t>(
-                                        (up[l] + 2 * up[i] + up[r] + 2 * centre[l] + 4 * centre[i] +
-                                         2 * centre[r] + down[l] + 2 * down[i] + down[r]) >>
-                                        4);
-            }
-            SmoothLine(up.data(), centre.data(), down.data(), out.data(), width, channels);
-            ASSERT_EQ(out, expected) << width << " x " << channels;
-        }
-    }
-}
-
-TEST(NeighbourKernels, SharpenLine) {
-    for (const std::size_t channels : {std::size_t{1}, std::size_t{3}}) {
-        for (const std::size_t width : kWidths) {
-            const std::size_t n = width * channels;
-            const Samples line = Line(n);
-            const auto p = [&](std::size_t i, int away) {
-                return static_cast<int>(
-                    line[i + static_cast<std::size_t>(away + 4) * channels - 4 * channels]);
-            };
-            for (const std::size_t reach : {2u, 4u}) {
-                Samples out = Line(n), expected = out;
-                for (std::size_t i = 0; i < n; ++i) {
-                    int v = line[i];
-                    if (i >= reach * channels && i + reach * channels < n) {
-                        const int two = p(i, -2) + p(i, 2), one = p(i, -1) + p(i, 1) + 4 * v;
-                        v = reach == 2 ? (one - two) >> 2
-                                       : (one + two + p(i, -3) + p(i, 3) - p(i, -4) - p(i, 4)) >> 3;
-                    }
-                    expected[i] = static_cast<std::uint16_t>(std::clamp(v, 0, 65535));
-                }
-                (reach == 2 ? SharpenLineByFive : SharpenLineByNine)(line.data(), out.data(), width,
-                                                                     channels);
-                ASSERT_EQ(out, expected) << width << " x " << channels << ", " << reach;
-            }
-        }
-    }
-}
-
 // Calls `test` for widths of 1 to 20 and those around the runs, with three lines, their middle as
 // it stands before, guards and all, and what a plain filter makes of that.
 template <typename Rule, typename Kernel>
 void ExpectAsPlain(std::size_t channels, int border, const Rule& rule, const Kernel& kernel) {
     std::vector<std::size_t> widths(20);
     std::iota(widths.begin(), widths.end(), std::size_t{1});
-    widths.insert(widths.end(), {33, 51, 162, 163, 165, 171, 515, 1027});
+    widths.insert(widths.end(), {33, 51, 162, 163, 165, 171, 172, 258, 513, 514, 515, 1027});
     for (const std::size_t width : widths) {
         const std::size_t n = width * channels;
         const Samples up = Line(n), centre = Line(n), down = Line(n);
@@ -101,6 +49,35 @@ void ExpectAsPlain(std::size_t channels, int border, const Rule& rule, const Ker
         std::copy_n(image.begin() + static_cast<std::ptrdiff_t>(n), n, expected.begin());
         kernel(up.data(), centre.data(), down.data(), out.data(), width);
         ASSERT_EQ(out, expected) << width << " x " << channels;
+    }
+}
+
+TEST(NeighbourKernels, SmoothAndSharpenLines) {
+    for (const std::size_t channels : {std::size_t{1}, std::size_t{3}}) {
+        ExpectAsPlain(
+            channels, 1,
+            [](const auto& at) {
+                int sum = 0;  // weights of 1, 2 and 4
+                for (int i = 0; i < 9; ++i)
+                    sum += at(i % 3 - 1, i / 3 - 1) * (2 - std::abs(i % 3 - 1)) *
+                           (2 - std::abs(i / 3 - 1));
+                return sum >> 4;
+            },
+            [&](auto u, auto c, auto d, auto* out, auto width) {
+                SmoothLine(u, c, d, out, width, channels);
+            });
+        for (const int reach : {2, 4}) {
+            ExpectAsPlain(
+                channels, reach,
+                [reach](const auto& at) {
+                    const auto p = [&](int away) { return at(-away, 0) + at(away, 0); };
+                    const int one = p(1) + 4 * at(0, 0);
+                    return reach == 2 ? (one - p(2)) >> 2 : (one + p(2) + p(3) - p(4)) >> 3;
+                },
+                [&](auto, auto c, auto, auto* out, auto width) {
+                    (reach == 2 ? SharpenLineByFive : SharpenLineByNine)(c, out, width, channels);
+                });
+        }
     }
 }
 

@@ -76,7 +76,7 @@ Samples Turned(const Samples& image, int width, int height, int channels, int an
 }
 
 TEST_F(RotateTest, EveryPixelLandsWhereTheTurnPutsIt) {
-    for (const auto& [width, height] : {std::pair{3, 3}, {10, 20}, {67, 5}, {5, 301}}) {
+    for (const auto& [width, height] : {std::pair{3, 3}, {10, 20}, {67, 5}, {5, 301}, {70, 129}}) {
         for (const int channels : {1, 3}) {
             const auto bytes = Noise(static_cast<std::size_t>(2 * channels * width * height));
             QLAttribTree tree;
@@ -148,22 +148,16 @@ TEST_F(RotateTest, EventsTurnTheAngleAndTieItToTheMirror) {
         int before, byDefault, event, after;
         Ids heard;
     } cases[] = {
-        {270, 0, QL_ATTR_ROTATE_CW, 0, none},
-        {0, 0, QL_ATTR_ROTATE_CW, 90, none},
-        {0, 0, QL_ATTR_ROTATE_CCW, 270, none},
-        {180, 0, QL_ATTR_ROTATE_CCW, 90, none},
-        {0, 0, QL_ATTR_ROTATE_90, 90, none},
-        {0, 0, QL_ATTR_ROTATE_180, 180, none},
-        {0, 0, QL_ATTR_ROTATE_270, 270, none},
-        {90, 0, QL_ATTR_ROTATE_RESET, 0, odd},
-        {90, 180, QL_ATTR_ROTATE_DEFAULT, 180, none},
-        {90, 100, QL_ATTR_ROTATE_RESTORE, 90, odd},
-        {90, 0, QL_ATTR_MIRROR_TOGGLE, 270, angle},
-        {270, 0, QL_ATTR_MIRROR_TOGGLE, 90, angle},
-        {180, 0, QL_ATTR_MIRROR_TOGGLE, 180, none},
-        {361, 0, QL_ATTR_TMA, 1, angle},
-        {360, 0, QL_ATTR_TMA, 360, angle},
-        {-90, 0, QL_ATTR_TMA, 270, angle},
+        // clang-format off
+        {270, 0, QL_ATTR_ROTATE_CW, 0, none}, {0, 0, QL_ATTR_ROTATE_CW, 90, none},
+        {0, 0, QL_ATTR_ROTATE_CCW, 270, none}, {180, 0, QL_ATTR_ROTATE_CCW, 90, none},
+        {0, 0, QL_ATTR_ROTATE_90, 90, none}, {0, 0, QL_ATTR_ROTATE_180, 180, none},
+        {0, 0, QL_ATTR_ROTATE_270, 270, none}, {90, 0, QL_ATTR_ROTATE_RESET, 0, odd},
+        {90, 180, QL_ATTR_ROTATE_DEFAULT, 180, none}, {90, 100, QL_ATTR_ROTATE_RESTORE, 90, odd},
+        {90, 0, QL_ATTR_MIRROR_TOGGLE, 270, angle}, {270, 0, QL_ATTR_MIRROR_TOGGLE, 90, angle},
+        {180, 0, QL_ATTR_MIRROR_TOGGLE, 180, none}, {361, 0, QL_ATTR_TMA, 1, angle},
+        {360, 0, QL_ATTR_TMA, 360, angle}, {-90, 0, QL_ATTR_TMA, 270, angle},
+        // clang-format on
     };
     for (const auto& c : cases) {
         m_board.SetValue(QL_ATTR_ROTATE_ANGLE, IntegerWord(c.before));
