@@ -46,9 +46,9 @@ Table TableOf(const CQLLut* lut) {
 }
 
 // Photographs: a ramp, the colour of the midtones, the limits of the output, the midtone.
-struct PlainPhoto {
-    explicit PlainPhoto(const Settings& s, double whiteGain, int n) {
-        const auto& [highlight, shadow, midtone] = s.levels;
+struct PlainPhoto : Codes {
+    PlainPhoto(const Settings& s, double whiteGain, int n)
+        : Codes(s.levels[0], s.levels[1], n), m_midtone(s.levels[2]) {
         const double gains[] = {-whiteGain, 0.5, 0.03};
         for (int i = 0; i < 3; ++i) {
             auto values = OnAxes(s.points[i].x * gains[i], s.points[i].y * gains[i]);
@@ -60,11 +60,6 @@ struct PlainPhoto {
                 m_rgb[i][c] = i == 2 ? kTop - code : code;
             }
         }
-        m_midtone = midtone;
-        m_white = Remap(highlight, 0, 100, kTop, 16384);
-        m_outWhite = Remap(highlight, -100, 0, 49152, kTop);
-        m_black = Remap(shadow, -100, 0, 65536 / n, 0);
-        m_outBlack = Remap(shadow, 0, 100, 0, 131072 / n);
     }
     Table Finish(Table t) const {
         Each(t, [&](int v) { return Remap(v, 0, kTop, m_outBlack, m_outWhite); });
@@ -79,7 +74,7 @@ struct PlainPhoto {
         return Finish(neutral ? t : Behind(t, HeldGamma(m_rgb[1][c] / 32768.0, 4.0)));
     }
 
-    int m_midtone, m_white, m_outWhite, m_black, m_outBlack;
+    int m_midtone;
     std::array<Three, 3> m_rgb;  // of white, midtones, black
 };
 
@@ -121,8 +116,8 @@ TEST(NegativeCurves, AreThoseOfTheFilmShiftedInDensity) {
         const auto hue = OnAxes(s.points[0].x, s.points[0].y);
         for (int c = 0; c < 3; ++c) {
             if (!color)
-                tables[c] = Behind(FilmCurve(density, s.levels[0] / 100.0, s.levels[1] / 100.0,
-                                             step == 0.0 ? 0.095 : step, FilmTableB()),
+                tables[c] = Behind(FilmCurve(FilmTableB(), step == 0.0 ? 0.095 : step, density,
+                                             s.levels[0] / 100.0, s.levels[1] / 100.0),
                                    Gamma(2.0 * (hue[c] * 0.3) + 1.0, 256));
             EXPECT_EQ(TableOf(analyser.Lut(c)), tables[c]) << s.levels[2] << " " << c << color;
         }

@@ -1,5 +1,5 @@
 // What an analysis finds, against the same searches walked step by step with an analyser that only
-// builds tables; and what becomes of what it found.
+// builds tables.
 
 #include <gtest/gtest.h>
 
@@ -290,58 +290,6 @@ TEST(LevelSearch, LowersWhiteWherePixelsCrowd) {
         EXPECT_TRUE(Analyse(analyser, pixels, QL_ANALYSE_TONE));
         EXPECT_EQ(LevelsOf(analyser), (Three{level, 0, -69})) << count;  // 1507 of 2184
     }
-}
-
-TEST(ToneAnalysis, IsWhatARestoreReturnsTo) {
-    const Three start{5, 6, 7}, usual{27, 0, 0};
-    const std::array<double, 6> color{0.0, 0.0, 0.3, 0.1}, none{};
-    Three levels{};
-    std::array<double, 6> points{};
-    for (const auto what : {QL_ANALYSE_TONE_AND_COLOR, QL_ANALYSE_TONE, QL_ANALYSE_COLOR}) {
-        const bool tone = what != QL_ANALYSE_COLOR, colored = what != QL_ANALYSE_TONE;
-        QLAttribTree tree;
-        CPhotoToneAnalyser a(&tree);
-        a.SetHighlight(start[0]);
-        a.SetMidtone(start[1]);
-        a.SetShadow(start[2]);
-        SetPoint(a, 0.3, 0.1);
-        EXPECT_FALSE(Analyse(a, {}, what)) << "nothing to go by";
-        EXPECT_EQ(LevelsOf(a), start);
-        EXPECT_TRUE(Analyse(a, Scene(0.7, 0.05, 0.3), what));
-        if (what == QL_ANALYSE_TONE_AND_COLOR)
-            std::tie(levels, points) = std::tuple(LevelsOf(a), PointsOf(a));
-        EXPECT_EQ(LevelsOf(a), tone ? levels : start) << what;
-        EXPECT_EQ(PointsOf(a), colored ? points : color) << what;
-        for (const bool keep : {true, false}) {
-            a.RestoreTone(keep);
-            a.RestoreColor(keep);
-            EXPECT_EQ(LevelsOf(a), tone && !keep ? levels : usual) << what << keep;
-            EXPECT_EQ(PointsOf(a), colored && !keep ? points : none) << what << keep;
-        }
-    }
-}
-
-template <typename Analyser, typename Argument>
-void ExpectUsable(Argument argument) {
-    const Three colors[] = {{0, 0, 0}, {65535, 65535, 65535}, {65535, 9000, 9000}, {0, 0, 65535}};
-    for (int i = 0; i < 16; ++i) {
-        Analyser analyser(argument);
-        analyser.SetExposeFlag(i % 2 == 0);
-        const Three& p = colors[i / 4];
-        const Pixels pixels = i % 4 < 2 ? Pixels{p} : Pixels{p, p, {20, 20, 20}};
-        EXPECT_TRUE(Analyse(analyser, pixels, QL_ANALYSE_TONE_AND_COLOR));
-        for (const int level : LevelsOf(analyser))
-            EXPECT_LE(std::abs(level), 100) << i;
-        for (const double part : PointsOf(analyser))
-            EXPECT_LE(std::abs(part), 1.0) << i;
-    }
-}
-TEST(ToneAnalysis, EndsWithUsableSettingsOnAnyImage) {
-    QLAttribTree tree;
-    ExpectUsable<CPhotoToneAnalyser>(&tree);
-    ExpectUsable<CSlideToneAnalyser>(&tree);
-    ExpectUsable<CNegativeToneAnalyser>(0.0);
-    ExpectUsable<CNegativeToneAnalyser>(-1e9);
 }
 
 }  // namespace

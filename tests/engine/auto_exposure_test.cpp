@@ -238,22 +238,15 @@ TEST(AutoExposure, APaletteOfACutPassIsntMadeByALaterScan) {
 
 // Of paper; film's settings are under the tests of its chains.
 TEST(PaperSettings, AloneSettleAScan) {
-    constexpr DWORD kMethod = QL_PROP_EXPOSURE_METHOD;
-    const std::map<DWORD, LONG> items[] = {{{WIA_IPS_BRIGHTNESS, 700}, {WIA_IPS_CONTRAST, -999}},
-                                           {{WIA_IPS_BRIGHTNESS, -1000},
-                                            {WIA_IPS_CONTRAST, 450},
-                                            {QL_PROP_HUE_X, 90},
-                                            {QL_PROP_HUE_Y, 80}},
-                                           {{kMethod, 1},
-                                            {QL_PROP_HIGHLIGHT_LEVEL, 55},
-                                            {QL_PROP_SHADOW_LEVEL, -80},
-                                            {QL_PROP_MIDTONE_LEVEL, 70}},
-                                           {{kMethod, 1},
-                                            {QL_PROP_HIGHLIGHT_LEVEL, -55},
-                                            {QL_PROP_SHADOW_LEVEL, 80},
-                                            {QL_PROP_MIDTONE_LEVEL, -100},
-                                            {QL_PROP_HUE_Y, -100}},
-                                           {}};
+    // clang-format off
+    const std::map<DWORD, LONG> items[] = {
+        {{WIA_IPS_BRIGHTNESS, -1000}, {WIA_IPS_CONTRAST, 450}, {QL_PROP_HUE_X, 90}, {QL_PROP_HUE_Y, 80}},
+        {{QL_PROP_EXPOSURE_METHOD, 1}, {QL_PROP_HIGHLIGHT_LEVEL, 55}, {QL_PROP_SHADOW_LEVEL, -80},
+         {QL_PROP_MIDTONE_LEVEL, 70}},
+        {{QL_PROP_EXPOSURE_METHOD, 1}, {QL_PROP_HIGHLIGHT_LEVEL, -55}, {QL_PROP_SHADOW_LEVEL, 80},
+         {QL_PROP_MIDTONE_LEVEL, -100}, {QL_PROP_HUE_Y, -100}},
+        {}};
+    // clang-format on
     const CTestPicture picture = NoisePicture(40, 25);
     CEngineRig rig;
     for (const auto& item : items) {

@@ -9,6 +9,7 @@
 #include "tests/support/engine_rig.h"
 #include "tests/support/plain_film_chain.h"
 #include "tests/support/plain_neighbours.h"
+#include "tests/support/plain_rows.h"
 
 namespace {
 
@@ -143,10 +144,8 @@ void Apply(CQLEngine& engine, const Case& c, const CTestProfile& profile) {
 std::vector<int> Developed(const CTestPicture& picture, const Scan& s, const Chain& chain) {
     const int channels = picture.m_bits / 8;
     const bool color = channels == 3 && s.m_type == kColor;
-    std::vector<int> samples;
-    for (std::size_t i = 0; i < picture.m_pixels.size(); ++i)
-        samples.push_back(picture.m_pixels[channels == 3 ? i / 3 * 3 + 2 - i % 3 : i] << 8);
-    samples = plain::SmoothedNoise(samples, picture.m_width, channels);
+    const std::vector<int> samples =
+        plain::SmoothedNoise(RedFirst(picture), picture.m_width, channels);
     std::vector<int> developed;
     for (auto v = samples.begin(); v != samples.end(); v += channels) {
         const Pixel p =
@@ -156,28 +155,13 @@ std::vector<int> Developed(const CTestPicture& picture, const Scan& s, const Cha
     return plain::Sharpened(developed, picture.m_width, color ? 3 : 1);
 }
 
-// Bitmap rows, top line first. Bytes that fill a row up hold what fresh lines hold, 0xFF.
 Bytes Expected(const CTestPicture& picture, const Scan& s, const Chain& chain) {
-    const bool bits = s.m_type == kLineArt;
-    const std::size_t channels = picture.m_bits == 24 && s.m_type == kColor ? 3 : 1;
-    const auto width = static_cast<std::size_t>(picture.m_width);
-    const std::size_t rowBytes = bits ? (width + 7) / 8 : width * channels;
     const std::vector<int> developed = Developed(picture, s, chain);
-    Bytes packed(rowBytes * static_cast<std::size_t>(picture.m_height));
-    const int* v = developed.data();
-    for (std::size_t start = 0; start < packed.size(); start += rowBytes) {
-        for (std::size_t i = 0; i < width * channels; ++i, ++v) {
-            const std::size_t at = channels == 3 ? i / 3 * 3 + 2 - i % 3 : i;
-            if (!bits)
-                packed[start + at] = static_cast<std::uint8_t>((s.m_inverts ? kTop - *v : *v) >> 8);
-            else if ((*v > s.m_threshold) != s.m_inverts)
-                packed[start + i / 8] |= static_cast<std::uint8_t>(0x80 >> i % 8);
-        }
-        // The bits behind a line's last pixel are inverted with it.
-        if (bits && s.m_inverts && width % 8 != 0)
-            packed[start + rowBytes - 1] |= static_cast<std::uint8_t>(0xFF >> width % 8);
-    }
-    return Padded(packed, rowBytes, 0xFF);
+    std::function<bool(std::size_t)> bit;
+    if (s.m_type == kLineArt)
+        bit = [&](std::size_t i) { return developed[i] > s.m_threshold; };
+    return BitmapRows(developed, static_cast<std::size_t>(picture.m_width),
+                      picture.m_bits == 24 && s.m_type == kColor ? 3 : 1, s.m_inverts, bit);
 }
 
 void ExpectSame(CEngineRig& rig, const Case& c, const CTestProfile& profile, const char* how) {

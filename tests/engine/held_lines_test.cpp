@@ -109,19 +109,4 @@ TEST_P(Rings, ImagesThatEndEarlyComeToTheirLastLine) {
 
 INSTANTIATE_TEST_SUITE_P(Choices, Rings, testing::Range(0u, kChoices));
 
-TEST(RingsInAChain, EachChangesTheImage) {
-    std::set<Bytes> results;
-    for (const Ring& ring : kRings) {
-        CEngineRig rig;
-        CTestBoard board(rig.m_engine.Tree());
-        for (const Ring& other : kRings)
-            Switch(rig, board, other, false);
-        for (const bool on : {false, true}) {
-            Switch(rig, board, ring, on);
-            results.insert(rig.RunStream(NoisePicture(kWidth, 9), {4}));
-        }
-    }
-    EXPECT_EQ(results.size(), 1 + std::size(kRings));
-}
-
 }  // namespace

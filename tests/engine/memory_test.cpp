@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "stages/density_color.h"
 #include "tests/support/engine_rig.h"
 #include "tests/support/failing_allocation.h"
 
@@ -66,24 +65,6 @@ TEST(EngineMemory, DoesNotGrowWithTheHeightOfTheImage) {
         }
         EXPECT_GT(bytes[1], 20u * 25 * 3) << "a band at least";
         EXPECT_EQ(bytes[2], bytes[1]) << "type " << type;
-    }
-}
-
-TEST(EngineMemory, DensityTablesAreMadeOnceAndGoWithTheirLastUser) {
-    for (const std::size_t which : {1, 2, 3}) {  // the stage's core, the pair, the way through both
-        QLAttribTree tree;
-        CDensityColorStage stage(&tree);
-        TakeAllocatedBytes();
-        {
-            const CFailingAllocation failing(which, false);
-            EXPECT_EQ(stage.Open(), QL_ERR_NO_MEMORY);
-        }
-        EXPECT_EQ(stage.Open(), QL_OK);
-        EXPECT_GE(TakeAllocatedBytes(), 3 * 65536 * sizeof(std::uint16_t));
-        EXPECT_EQ(stage.Open(), QL_OK);
-        CDensityTables other;
-        EXPECT_TRUE(other.Ready());
-        EXPECT_EQ(TakeAllocatedBytes(), 0u);
     }
 }
 

@@ -13,6 +13,7 @@
 #include "tests/support/plain_dither.h"
 #include "tests/support/plain_film_chain.h"
 #include "tests/support/plain_neighbours.h"
+#include "tests/support/plain_rows.h"
 #include "tests/support/tone_support.h"
 
 namespace {
@@ -61,18 +62,11 @@ struct Samples {
 };
 
 Samples Decode(const CTestPicture& picture, bool encoded) {
-    Samples s{picture.m_bits / 8, {}};
+    Samples s{picture.m_bits / 8, RedFirst(picture)};
     const Table curve = encoded ? Srgb() : Table();
-    for (std::size_t i = 0; i < picture.m_pixels.size(); ++i) {
-        const std::size_t at = s.m_channels == 3 ? i / 3 * 3 + 2 - i % 3 : i;
-        const int sample = picture.m_pixels[at] << 8;
-        s.m_v.push_back(encoded ? Inverse(curve, sample) : sample);
-    }
+    for (int& sample : s.m_v)
+        sample = encoded ? Inverse(curve, sample) : sample;
     return s;
-}
-
-bool IsBits(const Settings& s) {
-    return s.m_type == kLineArt || s.m_type == kHalftone;
 }
 
 void Tone(Samples& samples, const Settings& s) {
@@ -130,45 +124,22 @@ Samples Developed(const CTestPicture& picture, const Settings& s) {
     return samples;
 }
 
-// Black and white dots of dithered output; the threshold is read as people see it.
-Bytes Dots(const Samples& samples, std::size_t width, const Settings& s) {
+Bytes Expected(const CTestPicture& picture, const Settings& s) {
+    const Samples samples = Developed(picture, s);
+    const auto width = static_cast<std::size_t>(picture.m_width);
+    // A halftone's threshold is read as people see it.
     const int divide = (s.m_invert ? kTop - s.m_threshold : s.m_threshold) >> 8;
     CPlainDither plain;
     plain.m_choose = [divide](const CPlainDither::Values& held) { return held[0] >= divide; };
     plain.m_color = [](int index) { return CPlainDither::Values{index * 255}; };
-    return s.m_type == kHalftone ? plain.Run(samples.m_v, width, 1) : Bytes();
-}
-
-// Bitmap rows, top line first. Bytes that fill a row up hold what fresh lines hold, 0xFF.
-Bytes Rows(const Samples& samples, std::size_t width, const Settings& s) {
-    const bool bits = IsBits(s);
-    const auto channels = static_cast<std::size_t>(samples.m_channels);
-    const std::size_t rowBytes = bits ? (width + 7) / 8 : width * channels;
-    const std::size_t stride = (rowBytes + 3) / 4 * 4;
-    const Bytes dots = Dots(samples, width, s);
-    Bytes rows;
-    for (std::size_t start = 0; start < samples.m_v.size(); start += width * channels) {
-        Bytes row(stride, 0xFF);
-        std::fill_n(row.begin(), bits ? rowBytes : 0, std::uint8_t{0});
-        for (std::size_t i = 0; i < width * channels; ++i) {
-            const int v = samples.m_v[start + i];
-            const int shown = s.m_invert ? kTop - v : v;
-            if (bits)
-                row[i / 8] |=
-                    (dots.empty() ? v > s.m_threshold : dots[start + i] != 0) ? 0x80 >> i % 8 : 0;
-            else
-                row[channels == 3 ? i / 3 * 3 + 2 - i % 3 : i] =
-                    static_cast<std::uint8_t>(shown >> 8);
-        }
-        for (std::size_t i = 0; bits && s.m_invert && i < rowBytes; ++i)
-            row[i] = static_cast<std::uint8_t>(~row[i]);
-        rows.insert(rows.end(), row.begin(), row.end());
-    }
-    return rows;
-}
-
-Bytes Expected(const CTestPicture& picture, const Settings& s) {
-    return Rows(Developed(picture, s), static_cast<std::size_t>(picture.m_width), s);
+    const Bytes dots = s.m_type == kHalftone ? plain.Run(samples.m_v, width, 1) : Bytes();
+    std::function<bool(std::size_t)> bit;
+    if (s.m_type == kHalftone)
+        bit = [&](std::size_t i) { return dots[i] != 0; };
+    else if (s.m_type == kLineArt)
+        bit = [&](std::size_t i) { return samples.m_v[i] > s.m_threshold; };
+    return BitmapRows(samples.m_v, width, static_cast<std::size_t>(samples.m_channels), s.m_invert,
+                      bit);
 }
 
 // ---- The same settings for the engine
@@ -304,12 +275,7 @@ Bytes ExpectedIndexed(CEngineRig& rig, const CTestPicture& picture, const Settin
     };
     const auto width = static_cast<std::size_t>(picture.m_width);
     const Bytes indices = plain.Run(Developed(picture, s).m_v, width, 3);
-    Bytes rows;
-    for (std::size_t start = 0; start < indices.size(); start += width) {
-        rows.insert(rows.end(), &indices[start], &indices[start] + width);
-        rows.resize((rows.size() + 3) / 4 * 4, 0xFF);
-    }
-    return rows;
+    return Padded(indices, width, 0xFF);
 }
 
 TEST(WholeChain, IndexedColourIsTheColourPictureDiffused) {
@@ -327,29 +293,6 @@ TEST(WholeChain, IndexedColourIsTheColourPictureDiffused) {
             }
         }
     }
-}
-
-// Asked for while the output is indexed already, and again when a tone has changed since.
-TEST(WholeChain, AnAnalysisMakesTheImagesOwnPalette) {
-    CTestPicture page{30, 10, 24, {}};
-    for (int i = 0; i < 300; ++i)
-        page.m_pixels.insert(page.m_pixels.end(),
-                             {0, 0, static_cast<std::uint8_t>(i < 200 ? 255 : 0)});
-    CEngineRig rig;
-    Apply(rig.m_engine, {});
-    rig.m_engine.SetValue(QL_ATTR_OUTPUT_TYPE, 4);
-    const auto first = [&](bool analysed) {
-        rig.RunFile(page, false, analysed);
-        const auto* table =
-            WordPointer<const QLPaletteTable>(rig.m_engine.GetValue(QL_ATTR_PALETTE_TABLE_A));
-        return std::pair<int, int>(table->m_entries[0].m_colors[0],
-                                   table->m_entries[0].m_colors[1]);
-    };
-    EXPECT_EQ(first(true), std::pair(255, 255)) << "of the system";
-    rig.m_engine.SetValue(QL_ATTR_PALETTE_KIND, 3);
-    EXPECT_EQ(first(false), std::pair(255, 255)) << "nobody has looked yet";
-    EXPECT_EQ(first(true), std::pair(255, 0));
-    EXPECT_EQ(rig.m_client.Rows()[0], 0);
 }
 
 TEST(WholeChain, RangeClipMarksTheFinishedTones) {

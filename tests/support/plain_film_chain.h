@@ -102,34 +102,6 @@ inline Tables ProfileCurves(const Scan& s) {
 
 // ---- Negatives: curves of film
 
-inline int CodeOf(double density) {
-    return static_cast<int>(std::clamp(std::pow(10.0, -density) * kTop, 0.0, double{kTop}));
-}
-using FilmRows = std::span<const QLFilmRow, kFilmRows>;
-inline double BentRow(FilmRows rows, int row, double high, double low) {
-    const QLFilmRow& f = rows[static_cast<std::size_t>(row)];
-    if (row >= 15)
-        return high >= 0 ? f.low * high + f.nominal * (1 - high)
-                         : f.high * -high + f.nominal * (1 + high);
-    return low >= 0 ? f.high * low + f.nominal * (1 - low) : f.low * -low + f.nominal * (1 + low);
-}
-inline Table FilmCurve(double shift, double high, double low, double step,
-                       FilmRows rows = FilmTableA()) {
-    Table t(kTop + 1, 0);
-    const auto in = [&](int row) { return CodeOf(row * step - shift); };
-    for (int r = 0; r < 26; ++r) {
-        const int y0 = CodeOf(BentRow(rows, r, high, low));
-        const int y1 = CodeOf(BentRow(rows, r + 1, high, low));
-        // Rows go from the light to the dark end of the axis.
-        if (in(r) == in(r + 1))
-            t[in(r)] = y0;
-        else
-            Line(t, in(r + 1), y1, in(r), y0);
-    }
-    std::fill(t.begin(), t.begin() + in(26), t[in(26)]);
-    std::fill(t.begin() + in(0), t.end(), t[in(0)]);
-    return t;
-}
 inline Tables FilmCurves(const Scan& s) {
     const double d = s.m_midtone / 100.0 + 0.35;
     const auto hue = OnAxes(s.m_x + 0.1, s.m_y + -0.15);
@@ -137,7 +109,7 @@ inline Tables FilmCurves(const Scan& s) {
     Tables tables;
     for (int c = 0; c < 3; ++c) {
         const double shift = s.m_channelShift[c] + d + s.m_exposureShift + hue[c] * 0.3;
-        tables[c] = FilmCurve(shift, s.m_highlight / 100.0, s.m_shadow / 100.0, step);
+        tables[c] = FilmCurve(FilmTableA(), step, shift, s.m_highlight / 100.0, s.m_shadow / 100.0);
     }
     return tables;
 }
@@ -146,11 +118,12 @@ inline Tables FilmCurves(const Scan& s) {
 
 // The codes behind the levels: white and black of the input, then of the output.
 struct Codes {
-    explicit Codes(const Scan& s)
-        : m_white(Remap(s.m_highlight, 0, 100, 0xffff, 0x4000)),
-          m_black(Remap(s.m_shadow, -100, 0, 0x10000 / 30, 0)),
-          m_outWhite(Remap(s.m_highlight, -100, 0, 0xc000, 0xffff)),
-          m_outBlack(Remap(s.m_shadow, 0, 100, 0, 0x20000 / 30)) {}
+    Codes(int highlight, int shadow, int n)
+        : m_white(Remap(highlight, 0, 100, kTop, 16384)),
+          m_black(Remap(shadow, -100, 0, 65536 / n, 0)),
+          m_outWhite(Remap(highlight, -100, 0, 49152, kTop)),
+          m_outBlack(Remap(shadow, 0, 100, 0, 131072 / n)) {}
+    explicit Codes(const Scan& s) : Codes(s.m_highlight, s.m_shadow, 30) {}
     int m_white, m_black, m_outWhite, m_outBlack;
 };
 

@@ -71,15 +71,15 @@ inline Table WithGamma(const Table& from, double gamma) {
     }
     return t;
 }
-// The curve of a film with its ends bent by `high` and `low` percent, and its input put through
+// The curve of a film with its ends bent by `high` and `low`, -1 to 1, and its input put through
 // another curve. Later rows are drawn over earlier ones; beyond its ends it is flat.
-inline Table FilmCurve(std::span<const QLFilmRow> rows, double step, double shift, int high,
-                       int low, const Table& warp = Identity()) {
+inline Table FilmCurve(std::span<const QLFilmRow> rows, double step, double shift, double high,
+                       double low, const Table& warp = Identity()) {
     const auto code = [](double density) {
-        return static_cast<int>(std::min(std::pow(10.0, -density) * 65535.0, 65535.0));
+        return static_cast<int>(std::min(std::pow(10.0, -density) * kTop, double{kTop}));
     };
     const auto output = [&](int r) {
-        const double bend = (r >= 15 ? high : low) / 100.0;
+        const double bend = r >= 15 ? high : low;
         const double thin = r >= 15 ? rows[r].low : rows[r].high;
         const double dense = r >= 15 ? rows[r].high : rows[r].low;
         return code(bend >= 0.0 ? thin * bend + rows[r].nominal * (1.0 - bend)
