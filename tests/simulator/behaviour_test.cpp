@@ -219,38 +219,6 @@ TEST(Behaviour, AnswersOtherSessionsWhileAScanIsRead) {
     EXPECT_EQ(data.size(), 2550u * 600 * 3);
 }
 
-// ---- Buttons
-
-TEST(Buttons, ArePolledAndForgotten) {
-    CDeviceRig rig("[buttons]\nreport=poll\n");
-    CSessionRig session(rig);
-    for (const char* act : {"press-2", "press-4", "press-9"})
-        rig.Act(act);
-    Bytes pressed(6, 7);
-    const auto read = [&](DWORD bytes) {
-        EXPECT_EQ(session.Do(&IOstrelButtons::ReadButtons, bytes, pressed.data()), 0u);
-        return pressed;
-    };
-    EXPECT_EQ(read(3), (Bytes{0, 1, 0, 7, 7, 7})) << "no more than there is room for";
-    EXPECT_EQ(read(6), (Bytes{0, 0, 0, 1, 7, 7}));
-}
-
-TEST(Buttons, ComeThroughThePortAlsoWhenNobodyWaitsYet) {
-    CDeviceRig rig("[buttons]\nreport=pipe\nbytes=1,0x20\n");
-    std::string error;
-    EXPECT_FALSE(PressButton(rig.Path(), 1, &error)) << "the device isn't there";
-    CSessionRig session(rig, false);
-    EXPECT_FALSE(PressButton(rig.Path(), 5, &error));
-    EXPECT_TRUE(PressButton(rig.Path(), 2, &error)) << error;
-    const HANDLE port = CreateFileA((rig.Path() + "/port").c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                    nullptr, OPEN_EXISTING, 0, nullptr);
-    BYTE byte = 0;
-    DWORD got = 0;
-    EXPECT_TRUE(ReadFile(port, &byte, 1, &got, nullptr));
-    EXPECT_EQ(byte, 0x20);
-    CloseHandle(port);
-}
-
 // ---- The module
 
 // A copy, which nobody else in this program has loaded.

@@ -1,10 +1,10 @@
 // What lines a scan gives: pixels, windows, resolutions, channels, depths, tone maps.
 #include <algorithm>
 #include <cmath>
-#include <random>
 
 #include "frame/film_curve.h"
 #include "tests/simulator/sim_rig.h"
+#include "tests/support/noise_lines.h"
 
 namespace {
 
@@ -24,13 +24,6 @@ Bytes Grays(std::initializer_list<int> values) {
     Bytes bytes;
     for (const int value : values)
         bytes.insert(bytes.end(), 3, static_cast<std::uint8_t>(value));
-    return bytes;
-}
-
-Bytes Noise(std::size_t count) {
-    std::mt19937 random(7);
-    Bytes bytes(count);
-    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<std::uint8_t>(random()); });
     return bytes;
 }
 
@@ -214,35 +207,6 @@ std::vector<double> NegativeOf(const Bytes& rgb) {
     for (const int light : Light16(rig, static_cast<DWORD>(pixels)))
         densities.push_back(-std::log10(light / 65535.0));
     return densities;
-}
-
-TEST(Negative, AnswersTheLightInDensityByACurveWithAToe) {
-    // Displayed values a stop apart: light of 1/64, 1/32 and so on to 1.
-    const auto densities = NegativeOf(Grays({0, 33, 49, 71, 99, 137, 188, 255}));
-    EXPECT_LT(densities[0], densities[2]) << "the mask lets through more red than blue";
-    for (std::size_t color = 0; color < 3; ++color) {
-        const auto rise = [&](std::size_t step) {
-            return densities[3 * step + 3 + color] - densities[3 * step + color];
-        };
-        for (std::size_t step = 0; step < 7; ++step)
-            EXPECT_GT(rise(step), 0.0) << "step " << step;
-        // A stop is 0.301: such film has a slope of a good half.
-        EXPECT_NEAR(rise(5) / 0.301, 0.58, 0.04);
-        EXPECT_LT(rise(1), rise(5) * 0.75) << "the toe";
-    }
-}
-
-TEST(Negative, DyesTakeALittleOfTheOtherColours) {
-    const auto densities = NegativeOf(Pixels({{0, 0, 0}, {255, 0, 0}, {0, 255, 0}, {0, 0, 255}}));
-    for (std::size_t layer = 0; layer < 3; ++layer) {
-        for (std::size_t color = 0; color < 3; ++color) {
-            const double dye = densities[3 * layer + 3 + color] - densities[color];
-            if (color == layer)
-                EXPECT_NEAR(dye, 1.0, 0.1);
-            else
-                EXPECT_TRUE(dye >= 0.0 && dye < 0.1) << layer << ' ' << color << ' ' << dye;
-        }
-    }
 }
 
 // What the driver makes of film with its settings at rest: densities out for densities in, apart
