@@ -185,10 +185,11 @@ CTestProfile StrongProfile() {
     return p;
 }
 
-// The sizes that show faults: one pixel, odd ones, one line.
+// The sizes that show faults: one pixel, too few for filters, odd ones, one line.
 std::vector<CTestPicture> AwkwardPictures(std::int32_t bits) {
     std::vector<CTestPicture> pictures;
-    for (const auto& [width, height] : {std::pair{1, 1}, {5, 5}, {9, 3}, {258, 1}, {533, 41}})
+    for (const auto& [width, height] :
+         {std::pair{1, 1}, {4, 7}, {6, 4}, {5, 5}, {9, 3}, {258, 1}, {533, 41}})
         pictures.push_back(NoisePicture(width, height, bits, static_cast<std::uint32_t>(width)));
     return pictures;
 }

@@ -59,19 +59,6 @@ class DensityColor : public StageTest<CDensityColorStage> {
     double m_post[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 };
 
-TEST_F(DensityColor, NeutralPassesButForTheMatrixBehind) {
-    std::fill(m_density, m_density + 18, -7.3);
-    Provide();
-    EXPECT_EQ(RunColor(m_stage, {20000, 20000, 20000, 0, 0, 0, 65535, 65535, 65535}),
-              (Samples{20002, 20002, 20002, 6, 6, 6, 65535, 65535, 65535}));
-    const double post[9] = {0.5, 0, 0, -0.0004, 0, 0, 0.6, 0.6, 0.6};
-    std::copy_n(post, 9, m_post);
-    Provide();
-    // -0.0004 * 1024 + 0.5 is cut to 0. 0.6 is 614 / 1024.
-    EXPECT_EQ(RunColor(m_stage, {20000, 20000, 20000, 65535, 65535, 65535}),
-              (Samples{10001, 0, 35980, 32767, 0, 65535}));
-}
-
 TEST_F(DensityColor, TakesItsMatricesAtOpenAndOnlyAsAPair) {
     const Samples plain{52000, 20002, 3000}, changed{52000, 15753, 3000};
     EXPECT_EQ(RunGray(m_stage, kBright), kBright);

@@ -228,8 +228,7 @@ TEST(Kernels, BytesAreComplementedAndBitsCompared) {
     }
 }
 
-// Lines backward. Rows out of an image that lies crosswise are compared in the turn of whole
-// images.
+// Lines backward, and rows out of an image that lies crosswise, in both directions of each step.
 TEST(Kernels, PixelsAreTurned) {
     for (const std::size_t channels : {1u, 3u}) {
         const bool color = channels == 3;
@@ -240,6 +239,24 @@ TEST(Kernels, PixelsAreTurned) {
                 expected[i] = line[(n - 1 - i / channels) * channels + i % channels];
             (color ? ReversePixels : ReverseGray)(line.data(), to.data(), n);
             EXPECT_EQ(to, expected) << n;
+        }
+        for (const auto& [w, h] : {std::pair{5, 3}, {70, 129}, {3, 64}, {17, 1}}) {
+            for (const bool back : {false, true}) {
+                const auto s = static_cast<int>(channels);
+                const Samples image = Line(static_cast<std::size_t>(s * w * h));
+                Samples to(static_cast<std::size_t>(s * w * h) + kGuard, 7), expected = to;
+                for (int i = 0; i < s * w * h; ++i) {  // w rows of h pixels
+                    const int row = i / s / h, x = i / s % h;
+                    const int y = back ? x : h - 1 - x, column = back ? w - 1 - row : row;
+                    expected[static_cast<std::size_t>(i)] =
+                        image[static_cast<std::size_t>(s * (w * y + column) + i % s)];
+                }
+                (color ? TurnPixels : TurnGray)(
+                    image.data() + (back ? s * (w - 1) : s * w * (h - 1)), back ? s * w : -s * w,
+                    back ? -s : s, to.data(), static_cast<std::size_t>(h),
+                    static_cast<std::size_t>(w));
+                EXPECT_EQ(to, expected) << w << " x " << h;
+            }
         }
     }
 }
