@@ -46,7 +46,6 @@ class Exposure : public CScanTest {
 TEST_F(Exposure, OfADarkPictureMakesItBright) {
     OpenWith(DarkPicture(), 300, "[behaviour]\nrecord=1\n");
     SetWindow(600, 300, 33, 17, 1000, 255);
-    Set({{QL_PROP_SHARPEN_LEVEL, 5}, {QL_PROP_SMOOTHING, 0}});  // neither
     // Neighbours stand for themselves: sharpened noise would be brighter.
     Set({{QL_PROP_SMOOTHING, 0}, {QL_PROP_SHARPEN_LEVEL, 5}});
     const double plain = Brightness();

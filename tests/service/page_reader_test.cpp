@@ -6,17 +6,16 @@
 
 namespace {
 
-class PageReader : public CServiceTest {
+class PageReader : public COpenServiceTest {
   protected:
     void SetUp() override {
-        CServiceTest::SetUp();
-        InstallAndOpen();
+        COpenServiceTest::SetUp();
         ASSERT_EQ(Failure(m_device.Write("Root", {{WIA_DPS_DOCUMENT_HANDLING_SELECT, FEEDER}})),
                   "");
     }
     void TearDown() override {
         static_cast<void>(m_reader.End());
-        CServiceTest::TearDown();
+        COpenServiceTest::TearDown();
     }
     void Start(int sheets, int pages = 0) {
         TestScript().m_sheets = sheets;

@@ -54,6 +54,15 @@ class CServiceTest : public testing::Test {
     CScanDevice m_device;
 };
 
+// With the device open from the start.
+class COpenServiceTest : public CServiceTest {
+  protected:
+    void SetUp() override {
+        CServiceTest::SetUp();
+        InstallAndOpen();
+    }
+};
+
 // Whole, and nothing but the picture.
 inline void ExpectPicture(const std::vector<BYTE>& bytes) {
     ASSERT_EQ(bytes.size(), static_cast<std::size_t>(kTestStride * kTestLines));

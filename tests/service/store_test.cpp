@@ -4,12 +4,8 @@
 
 namespace {
 
-class Properties : public CServiceTest {
+class Properties : public COpenServiceTest {
   protected:
-    void SetUp() override {
-        CServiceTest::SetUp();
-        InstallAndOpen();
-    }
     // All values and limits of both items, as one text.
     std::string Everything() {
         std::string text;

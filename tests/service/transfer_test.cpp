@@ -7,12 +7,8 @@
 
 namespace {
 
-class Transfer : public CServiceTest {
+class Transfer : public COpenServiceTest {
   protected:
-    void SetUp() override {
-        CServiceTest::SetUp();
-        InstallAndOpen();
-    }
     ScanStatus Scan(CPageStore& sink, ScanOptions options = {}) {
         return m_device.Scan("Top", options, sink);
     }

@@ -10,12 +10,8 @@ PROPSPEC Spec(PROPID id) {
     return {PRSPEC_PROPID, {id}};
 }
 
-class Wias : public CServiceTest {
+class Wias : public COpenServiceTest {
   protected:
-    void SetUp() override {
-        CServiceTest::SetUp();
-        InstallAndOpen();
-    }
     // Runs `check` inside the validation of a write of Brightness.
     void InValidation(const std::function<void(BYTE* context)>& check) {
         TestScript().m_validate = [&](BYTE* context) {

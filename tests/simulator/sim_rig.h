@@ -47,7 +47,6 @@ NVQ_IID(IOstrelColorMatrix)
 NVQ_IID(IOstrelJobGate)
 NVQ_IID(IOstrelProfile)
 NVQ_IID(IOstrelResolutions)
-NVQ_IID(IOstrelButtons)
 NVQ_IID(IOstrelInstantLamp)
 #undef NVQ_IID
 
