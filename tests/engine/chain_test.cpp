@@ -174,7 +174,7 @@ TEST_F(ChainBookkeeping, AnalysesAreAskedForByTypeAndWhatIsDue) {
         m_board.Notify(id);
     const Ids both = {QL_ATTR_AUTO_COLOR, QL_ATTR_AUTO_TONE};
     const Ids due[] = {
-        {QL_ATTR_THRESHOLD_AUTO}, {QL_ATTR_THRESHOLD_AUTO}, {QL_ATTR_AUTO_TONE}, both, both};
+        {QL_ATTR_THRESHOLD_AUTO}, {QL_ATTR_AUTO_TONE}, {QL_ATTR_AUTO_TONE}, both, both};
     for (std::uint64_t type = 0; type < 5; ++type)
         EXPECT_EQ(Asked(type), due[type]) << type;
     m_board.Notify(QL_ATTR_CLEAR_PENDING);
