@@ -127,6 +127,11 @@ void BenchChain(benchmark::State& state, const BenchChainSetting& setting) {
         engine.SetValue(QL_ATTR_NOISE_SMOOTH_ON, 0);
         engine.SetValue(QL_ATTR_SHARPEN_ON, 0);
     }
+    if (setting.streaks) {
+        engine.ProvideStreaks();
+        engine.SetValue(QL_ATTR_DESTREAK_B, 1);
+        engine.SetValue(QL_ATTR_DESTREAK_D, 2);
+    }
     const double matrix[9] = {1.499, -0.144, -0.146, -0.051, 1.328, -0.078, 0.013, -0.268, 1.423};
     const double density[18] = {0.3, -0.2, 0.15, 0.4,  -0.1, 0.05, 0.7, 0.6, 0.2,
                                 0.1, 0.5,  -0.3, -0.4, 1.1,  0.25, 0.9, 0.0, 0.35};

@@ -15,6 +15,7 @@ struct BenchChainSetting {
     bool negative = false;
     bool sampling = false;  // as in an analysis pass, without the analysis
     bool filters = true;    // smoothing and sharpening, which are on unless a user turns them off
+    bool streaks = false;   // removed, red and blue rebuilt from green
 };
 
 // The page of bench_page.h, its sides times state.range(0); counts pixels of input.

@@ -38,6 +38,9 @@ const bool g_registered = [] {
     Register("Chain/ReflectiveDithered", {QL_OUTPUT_HALFTONE, 24, false, false});
     Register("Chain/NegativeColor", {QL_OUTPUT_COLOR, 24, false, false, true, true});
     Register("Chain/NegativeColorMatrix", {QL_OUTPUT_COLOR, 24, true, false, true, true});
+    Setting streaks;
+    streaks.streaks = true;
+    Register("Chain/ReflectiveColorStreaks", streaks);
     Register("Chain/ReflectiveColorSampling", Sampling(false, false));
     Register("Chain/SlideColorSampling", Sampling(true, false));
     Register("Chain/NegativeColorSampling", Sampling(true, true));
