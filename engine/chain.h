@@ -21,6 +21,10 @@
 // While a pass is open that waits for the end of the pass. A feed or an end with no begin open does
 // nothing, and so does a command that a client fires while it is being called; its stop waits.
 //
+// The end is that of the image as it then stands. Lines that stages on a ring still keep back, of
+// an input that ended early, come by CChainPump::EndInput, which CQLEngine::FireEnd calls ahead of
+// it, unless clients cancelled; who only announces the end leaves them out, and white stands there.
+//
 // With rotation on the data path (CChainFull::PutRotationOnPath) a pass has two parts: pulls take
 // lines into the stage's file until the image is whole, and clients hear of each by an empty band;
 // then lines go out. Who feeds lines has to fire feeds for the rest that then waits (HasRest).

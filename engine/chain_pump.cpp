@@ -11,9 +11,6 @@ namespace {
 constexpr std::int32_t kFewestBehind = 5;
 // A single line waits for the next, if there is one: it is not worth a pull.
 constexpr std::int64_t kFewestFeedLines = 2;
-// Lines of a turned image that go out at a time: pixels that lie below one another in its file come
-// from the same cache lines, and 32 of 6 bytes are three whole ones.
-constexpr std::int32_t kTurnedBand = 32;
 constexpr DWORD kInformation = 64;
 
 }  // namespace
@@ -164,7 +161,7 @@ void CChainPump::Feed() {
 
 void CChainPump::DeliverTurned() {
     std::int32_t done = 0;
-    const QLStatus status = Pump(kTurnedBand, &done);
+    const QLStatus status = Pump(QL_TURNED_BAND, &done);
     if (status != QL_OK)
         m_port.SetValue(QL_ATTR_STATUS, IntegerWord(status));
     // Behind a pump that failed or was held, a later feed tries again.

@@ -52,9 +52,10 @@ HRESULT CQLEngine::Init() {
     return m_chain ? S_OK : E_FAIL;
 }
 
-void CQLEngine::ProvideStreaks() {
+bool CQLEngine::ProvideStreaks() {
     if (!m_streaks && m_treeRoot)
         m_streaks = TryNew<CStreakProvider>(m_treeRoot.get());
+    return m_streaks != nullptr;
 }
 
 void CQLEngine::SetStartValues() {

@@ -115,11 +115,12 @@ class CQLEngine : public CQLAttribStore {
     // on.
     void PutRotationOnPath(bool on);
 
-    // Has the attributes of the removal of streaks provided, which nobody does at first. Without
-    // memory nobody does then.
-    void ProvideStreaks();
+    // Has the attributes of the removal of streaks provided, which nobody does at first. False
+    // without memory, and nobody does then.
+    bool ProvideStreaks();
 
     // Turns the properties of an item into attributes. The per-model tables are taken over once.
+    // E_OUTOFMEMORY when something that is asked for can't be had.
     HRESULT ReadItemSettings(IQLItemProperties* properties);
     // Writes the settings that the engine starts with to the item's properties.
     HRESULT PublishDefaults(IQLItemProperties* properties);
@@ -153,7 +154,7 @@ class CQLEngine : public CQLAttribStore {
     void ReadSliders(IQLItemProperties* properties);
     void ReadThreshold(IQLItemProperties* properties);
     void ReadTurn(IQLItemProperties* properties);
-    void ReadFilters(IQLItemProperties* properties);
+    HRESULT ReadFilters(IQLItemProperties* properties);
     // True when the road of the image or the feeder flag changed.
     bool ReadSource(IQLItemProperties* properties);
     void TakeProfile(IQLItemProperties* properties);

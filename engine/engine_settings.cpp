@@ -126,15 +126,15 @@ HRESULT CQLEngine::ReadItemSettings(IQLItemProperties* properties) {
     if (ReadSource(properties))
         ReadTone(properties, method != 0);
     ReadTurn(properties);
-    ReadFilters(properties);
+    const HRESULT filtered = ReadFilters(properties);
     ReadRecord(properties, QL_PROP_DEFAULTS, &m_defaults);
     // Once in the engine's life: the tables belong to the device, not to a setting.
     if (!m_profileLoaded && m_defaults.m_valid == 1)
         TakeProfile(properties);
-    return S_OK;
+    return filtered;
 }
 
-void CQLEngine::ReadFilters(IQLItemProperties* properties) {
+HRESULT CQLEngine::ReadFilters(IQLItemProperties* properties) {
     LONG value = 0;
     if (ReadNumber(properties, QL_PROP_SMOOTHING, &value)) {
         SetValue(QL_ATTR_NOISE_SMOOTH_ON, value >= 1);
@@ -143,13 +143,14 @@ void CQLEngine::ReadFilters(IQLItemProperties* properties) {
     LONG mode = 0;
     LONG detail = 0;
     if (!ReadNumber(properties, QL_PROP_STREAKS, &mode))
-        return;
+        return S_OK;
     ReadNumber(properties, QL_PROP_STREAK_DETAIL, &detail);
     // An item that asks for nothing leaves the attributes without a provider.
-    if (mode != 0)
-        ProvideStreaks();
+    if (mode != 0 && !ProvideStreaks())
+        return E_OUTOFMEMORY;
     if (m_streaks)
         m_streaks->Choose(mode, detail);
+    return S_OK;
 }
 
 // Items and engine use the same numbers for the types of data. Colour with a palette is a type of

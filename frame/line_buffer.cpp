@@ -32,6 +32,10 @@ bool CQLLineBuffer::Resize(std::int32_t lines, std::int32_t extraBytes) {
     return true;
 }
 
+bool CQLLineBuffer::HasRoom(std::int32_t lines, std::int32_t rowBytes) const {
+    return m_data && std::int64_t{lines} * rowBytes <= std::int64_t{m_lines} * m_stride;
+}
+
 std::uint8_t* CQLLineBuffer::LinePointer(std::int32_t y) const {
     if (!m_data || m_lines < 1)
         return nullptr;

@@ -26,6 +26,10 @@ class CQLLineBuffer {
     // line.
     bool Resize(std::int32_t lines, std::int32_t extraBytes = 0);
 
+    // True when so many rows of `rowBytes` fit in as a block without gaps, in whatever stride the
+    // buffer was made.
+    bool HasRoom(std::int32_t lines, std::int32_t rowBytes) const;
+
     // The pixel at x, y, both clamped into the block. Null for a block without lines.
     std::uint8_t* PixelPointer(std::int32_t x, std::int32_t y) const;
     // The byte that holds the pixel.

@@ -18,12 +18,6 @@ std::size_t CInPlaceStage::BlockBytes(std::size_t count) const {
            static_cast<std::size_t>(m_outFormat.m_bytesPerLine);
 }
 
-// As blocks, in 64 bits: rows follow one another without gaps, in whatever stride the buffer was
-// made.
-bool CNewLineStage::Fits(std::int32_t lines, const CQLLineBuffer& buffer) const {
-    return std::int64_t{lines} * RowBytes() <= std::int64_t{buffer.Lines()} * buffer.Stride();
-}
-
 QLStatus CNewLineStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
     if (!WritesNewLines())
         return CQLFilterStage::Read(lines, buffer);
@@ -40,7 +34,7 @@ QLStatus CNewLineStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
     // A stage that claims more lines than it was asked for has put no more than these here.
     const std::int32_t count = std::min(*lines, m_inLines.Lines());
     if (count > 0 && buffer && buffer->Data()) {
-        if (!Fits(count, *buffer))
+        if (!buffer->HasRoom(count, RowBytes()))
             return status != QL_OK ? status : QL_ERR_BAD_ARGUMENT;
         WriteLines(m_inLines, count, buffer->Data());
     }

@@ -47,7 +47,5 @@ class CNewLineStage : public CQLFilterStage {
                             std::uint8_t* target) = 0;
 
   private:
-    bool Fits(std::int32_t lines, const CQLLineBuffer& buffer) const;
-
     CQLLineBuffer m_inLines;
 };

@@ -8,3 +8,6 @@
 #else
 #define NVQ_KERNEL
 #endif
+
+// For what kernels share: in each of them it is compiled for the kernel's instruction set.
+#define NVQ_INLINE inline __attribute__((always_inline))

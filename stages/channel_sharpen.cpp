@@ -6,7 +6,6 @@
 
 namespace {
 
-constexpr std::int32_t kFewest = 5;  // pixels, and lines
 constexpr std::size_t kGreen = 1;
 
 }  // namespace
@@ -27,8 +26,7 @@ CChannelSharpenStage::CChannelSharpenStage(QLAttribTree* tree) : CFiveLineStage(
 }
 
 QLStatus CChannelSharpenStage::OnAfterOpen() {
-    m_passThrough = std::min(m_inFormat.m_width, m_inFormat.m_height) < kFewest ||
-                    !m_inFormat.IsInternal() ||
+    m_passThrough = IsTooSmallOrPacked() ||
                     WordInteger(GetValue(QL_ATTR_OUTPUT_TYPE)) == QL_OUTPUT_LINE_ART ||
                     GetValue(QL_ATTR_TMA) != 0 ||
                     std::ranges::all_of(m_strength, [](std::int32_t s) { return s == 0; });

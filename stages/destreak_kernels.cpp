@@ -14,8 +14,6 @@ using std::uint32_t;
 
 namespace {
 
-#define NVQ_INLINE inline __attribute__((always_inline))
-
 // sqrt(x * 65536) truncated, by way of single precision: 256 times the root has 24 bits, of which
 // the last may have been rounded up to a whole number. What is too large shows when it is squared,
 // in integers, which hold both sides exactly.

@@ -8,6 +8,7 @@ namespace {
 constexpr std::int32_t kBelow = 2;  // lines below the middle one that the ring holds
 constexpr std::int32_t kMiddle = 2;
 constexpr std::int32_t kFewestLines = kBelow + 1;
+constexpr std::int32_t kFewestOfKernels = 5;  // pixels, and lines
 
 }  // namespace
 
@@ -37,21 +38,20 @@ QLStatus CFiveLineStage::OnAfterClose() {
     return QL_OK;
 }
 
-std::int32_t CFiveLineStage::HeldLines() const {
-    return m_passThrough ? 0 : kBelow;
+bool CFiveLineStage::IsTooSmallOrPacked() const {
+    return std::min(m_inFormat.m_width, m_inFormat.m_height) < kFewestOfKernels ||
+           !m_inFormat.IsInternal();
 }
 
-// As blocks: rows follow one another without gaps, in whatever stride the buffer was made.
-bool CFiveLineStage::IsRoomFor(std::int32_t lines, const CQLLineBuffer* buffer) const {
-    return buffer && buffer->Data() &&
-           std::int64_t{lines} * m_outFormat.m_bytesPerLine <=
-               std::int64_t{buffer->Lines()} * buffer->Stride();
+std::int32_t CFiveLineStage::HeldLines() const {
+    return m_passThrough ? 0 : kBelow;
 }
 
 QLStatus CFiveLineStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
     if (m_passThrough)
         return CQLFilterStage::Read(lines, buffer);
-    if (*lines < 0 || (*lines > 0 && !IsRoomFor(*lines, buffer)))
+    if (*lines < 0 ||
+        (*lines > 0 && !(buffer && buffer->HasRoom(*lines, m_outFormat.m_bytesPerLine))))
         return QL_ERR_BAD_ARGUMENT;
     for (CQLLineBuffer& ringBuffer : m_buffers) {
         if (!ringBuffer.Resize(1))

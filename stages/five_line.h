@@ -31,12 +31,14 @@ class CFiveLineStage : public CQLFilterStage {
                                     const std::uint16_t* line1, const std::uint16_t* line2,
                                     const std::uint16_t* line3, const std::uint16_t* line4) = 0;
 
+    // No image for a kernel of neighbours: fewer than five pixels or lines, or packed pixels.
+    bool IsTooSmallOrPacked() const;
+
     bool m_passThrough = true;  // lines go through untouched
 
   private:
     static constexpr std::size_t kRing = 5;
 
-    bool IsRoomFor(std::int32_t lines, const CQLLineBuffer* buffer) const;
     // Brings the ring to the next output line. False in `*ready` when its lines aren't all there
     // yet, or when there is no such line.
     QLStatus Advance(bool* ready);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/stage_bases.h"
+#include "stages/line_sharpen_kernels.h"
 
 class CLineSharpenStage final : public CNewLineStage {
   public:
@@ -13,5 +14,6 @@ class CLineSharpenStage final : public CNewLineStage {
   private:
     void WriteLines(const CQLLineBuffer& source, std::int32_t lines, std::uint8_t* target) override;
 
-    std::int32_t m_strength = 0;  // 0 off, 1 or 2
+    std::int32_t m_strength = 0;                      // 0 off, 1 or 2
+    decltype(&SharpenLineByFive) m_kernel = nullptr;  // of the image that is open
 };

@@ -1,13 +1,10 @@
 #include "stages/noise_smooth.h"
 
-#include <algorithm>
-
 #include "frame/fixed_point.h"
 #include "stages/noise_smooth_kernels.h"
 
 namespace {
 
-constexpr std::int32_t kFewest = 5;    // pixels, and lines
 constexpr std::int32_t kUnits = 4095;  // full scale of the limits
 
 }  // namespace
@@ -29,8 +26,7 @@ CNoiseSmoothStage::CNoiseSmoothStage(QLAttribTree* tree) : CFiveLineStage(tree) 
 
 QLStatus CNoiseSmoothStage::OnAfterOpen() {
     const std::int64_t chosen = m_useOn ? m_limitOn : m_limitOff;
-    m_passThrough = m_limitOn == 0 || chosen == 0 || !m_inFormat.IsInternal() ||
-                    std::min(m_inFormat.m_width, m_inFormat.m_height) < kFewest;
+    m_passThrough = m_limitOn == 0 || chosen == 0 || IsTooSmallOrPacked();
     // In colour of the sum of eight differences, of which no more count than the kernel knows; in
     // gray of their mean.
     m_limit = m_inFormat.m_samplesPerPixel == 3

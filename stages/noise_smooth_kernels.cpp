@@ -4,6 +4,7 @@
 
 #include "frame/fixed_point.h"
 #include "platform/target_clones.h"
+#include "stages/line_middle.h"
 
 using std::int16_t;
 using std::int32_t;
@@ -11,8 +12,6 @@ using std::size_t;
 using std::uint16_t;
 
 namespace {
-
-#define NVQ_INLINE inline __attribute__((always_inline))
 
 constexpr size_t kEnd = 2;  // pixels at each end that are copied
 constexpr size_t kColor = 3;
@@ -59,29 +58,22 @@ NVQ_INLINE void SmoothRun(const uint16_t* __restrict up, const uint16_t* __restr
 NVQ_KERNEL void SmoothNoiseColor(const uint16_t* __restrict up, const uint16_t* __restrict centre,
                                  const uint16_t* __restrict down, uint16_t* __restrict out,
                                  size_t pixels, uint16_t limit) {
-    const size_t samples = pixels * kColor;
-    const size_t first = std::min(kEnd * kColor, samples);
-    const size_t last = std::max(first, samples - first);
-    std::copy_n(centre, first, out);
-    size_t i = first;
-    for (; i + kRun <= last; i += kRun)
+    const QLLineMiddle middle(centre, out, pixels, kColor, kEnd);
+    size_t i = middle.first;
+    for (; i + kRun <= middle.last; i += kRun)
         SmoothRun(up + i, centre + i, down + i, out + i, kRun, limit);
-    if (i < last)
-        SmoothRun(up + i, centre + i, down + i, out + i, last - i, limit);
-    std::copy(centre + last, centre + samples, out + last);
+    if (i < middle.last)
+        SmoothRun(up + i, centre + i, down + i, out + i, middle.last - i, limit);
 }
 
 NVQ_KERNEL void SmoothNoiseGray(const uint16_t* __restrict up, const uint16_t* __restrict centre,
                                 const uint16_t* __restrict down, uint16_t* __restrict out,
                                 size_t pixels, int32_t limit) {
-    const size_t first = std::min(kEnd, pixels);
-    const size_t last = std::max(first, pixels - first);
-    std::copy_n(centre, first, out);
-    for (size_t i = first; i < last; ++i) {
+    const QLLineMiddle middle(centre, out, pixels, 1, kEnd);
+    for (size_t i = middle.first; i < middle.last; ++i) {
         const int32_t around = up[i - 1] + up[i] + up[i + 1] + centre[i - 1] + centre[i + 1] +
                                down[i - 1] + down[i] + down[i + 1];
         const int32_t way = (around - 8 * centre[i]) >> 3;
         out[i] = ClampSample(centre[i] + std::min(std::max(way, -limit), limit));
     }
-    std::copy(centre + last, centre + pixels, out + last);
 }

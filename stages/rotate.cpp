@@ -97,6 +97,8 @@ QLStatus CRotateStage::OnBeforeOpen() {
     m_loaded = false;
     m_linesIn = 0;
     m_linesOut = 0;
+    m_aheadFirst = 0;
+    m_aheadCount = 0;
     return QL_OK;
 }
 
@@ -134,6 +136,7 @@ QLStatus CRotateStage::OnAfterClose() {
     if (m_turn != 0)
         m_outFormat.SetHeight(m_outHeight);
     m_image.Close();
+    m_ahead.Resize(0);
     m_turn = 0;
     return QL_OK;
 }
@@ -191,14 +194,42 @@ QLStatus CRotateStage::Read(std::int32_t* lines, CQLLineBuffer* buffer) {
     const QLStatus status = LoadRest();
     if (status != QL_OK)
         return status;
-    if (!buffer->Data() || std::int64_t{*lines} * m_outFormat.m_bytesPerLine >
-                               std::int64_t{buffer->Lines()} * buffer->Stride())
+    if (!buffer->HasRoom(*lines, m_outFormat.m_bytesPerLine))
         return QL_ERR_BAD_ARGUMENT;
+    const QLStatus delivered = Deliver(*lines, *buffer);
+    if (delivered == QL_OK)
+        CountLines(*lines);
+    return delivered;
+}
+
+QLStatus CRotateStage::Deliver(std::int32_t lines, const CQLLineBuffer& buffer) {
+    const auto ahead = [this] { return m_aheadFirst + m_aheadCount - m_linesOut; };
     // Packed pixels have no form that could be turned; their rows stay as they are in the buffer.
-    if (m_inFormat.IsInternal())
-        RotateLines(buffer->Samples(), *lines);
-    m_linesOut += *lines;
-    CountLines(*lines);
+    const bool turns = m_inFormat.IsInternal();
+    if (!turns || !IsQuarter() || (lines >= QL_TURNED_BAND && ahead() <= 0)) {
+        if (turns)
+            RotateLines(buffer.Samples(), lines);
+        m_linesOut += lines;
+        return QL_OK;
+    }
+    const auto stride = static_cast<std::size_t>(m_outFormat.m_bytesPerLine);
+    std::uint8_t* target = buffer.Data();
+    while (lines > 0) {
+        if (ahead() <= 0) {
+            // The first time or never: none has been delivered when there is no memory.
+            if (!m_ahead.Resize(QL_TURNED_BAND))
+                return QL_ERR_NO_MEMORY;
+            m_aheadFirst = m_linesOut;
+            m_aheadCount = std::min(QL_TURNED_BAND, m_outHeight - m_linesOut);
+            RotateLines(m_ahead.Samples(), m_aheadCount);
+        }
+        const std::int32_t count = std::min(lines, ahead());
+        const auto from = static_cast<std::size_t>(m_linesOut - m_aheadFirst);
+        const std::size_t bytes = stride * static_cast<std::size_t>(count);
+        target = std::copy_n(m_ahead.Data() + stride * from, bytes, target);
+        m_linesOut += count;
+        lines -= count;
+    }
     return QL_OK;
 }
 

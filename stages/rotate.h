@@ -11,6 +11,11 @@
 //
 // In the standard chain the stage stands beside the data path (engine/chain.h): it then keeps its
 // attributes, and no line comes by.
+// Lines of a quarter turn that are made at a time: the pixels of one come from as many cache lines
+// as its image has rows, and those of its neighbours lie in the same ones. Those of 32 pixels of 6
+// bytes fill three.
+inline constexpr std::int32_t QL_TURNED_BAND = 32;
+
 class CRotateStage final : public CQLFilterStage {
   public:
     explicit CRotateStage(QLAttribTree* tree);
@@ -49,6 +54,10 @@ class CRotateStage final : public CQLFilterStage {
 
     bool IsQuarter() const { return m_turn == 90 || m_turn == 270; }
     QLStatus LoadRest();
+    // The next lines, to the front of the buffer; who asks for fewer than QL_TURNED_BAND gets them
+    // out of a band that is turned ahead.
+    QLStatus Deliver(std::int32_t lines, const CQLLineBuffer& buffer);
+    // From line number m_linesOut on.
     void RotateLines(std::uint16_t* target, std::int32_t lines) const;
 
     // Degrees, clockwise.
@@ -61,4 +70,8 @@ class CRotateStage final : public CQLFilterStage {
     std::int32_t m_linesOut = 0;
     std::int32_t m_outHeight = 0;
     CMappedTempFile m_image;  // lines on m_inFormat
+    // Lines that are turned ahead: m_aheadCount from number m_aheadFirst on.
+    CQLLineBuffer m_ahead{&m_outFormat};
+    std::int32_t m_aheadFirst = 0;
+    std::int32_t m_aheadCount = 0;
 };

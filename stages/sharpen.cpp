@@ -4,9 +4,6 @@
 
 namespace {
 
-constexpr std::int32_t kFewest = 5;  // pixels, and lines
-constexpr std::int32_t kLevels = 4;
-
 // With S = u + d + l + r, over 8 as the kernels have it.
 constexpr QLToneStep kKeep = {8, 0};
 constexpr QLToneStep kOne = {12, -1};    // (12c - S) / 8
@@ -18,31 +15,31 @@ constexpr QLToneStep kMean = {0, 2};     // S / 4
 
 // By levels 1 to 4; in each the breaks, and the kernels from light to dark.
 // clang-format off
-constexpr QLToneSteps kPlain[kLevels] = {
+constexpr QLToneSteps kPlain[kKernelLevels] = {
     {{}, {kOne, kOne, kOne, kOne, kOne}},
     {{}, {kTwo, kTwo, kTwo, kTwo, kTwo}},
     {{}, {kThree, kThree, kThree, kThree, kThree}},
     {{}, {kFour, kFour, kFour, kFour, kFour}},
 };
-constexpr QLToneSteps kGrayToneA[kLevels] = {
+constexpr QLToneSteps kGrayToneA[kKernelLevels] = {
     {{721, 481, 241, 1}, {kOne,   kKeep,  kKeep, kKeep, kKeep}},
     {{721, 481, 241, 1}, {kTwo,   kOne,   kKeep, kKeep, kKeep}},
     {{721, 481, 241, 1}, {kThree, kTwo,   kOne,  kKeep, kKeep}},
     {{721, 481, 241, 1}, {kFour,  kThree, kTwo,  kOne,  kKeep}},
 };
-constexpr QLToneSteps kGrayToneB[kLevels] = {
+constexpr QLToneSteps kGrayToneB[kKernelLevels] = {
     {{1441, 1201, 801, 1}, {kOne,   kKeep,  kKeep, kKeep, kKeep}},
     {{1441, 1201, 801, 1}, {kTwo,   kOne,   kKeep, kKeep, kKeep}},
     {{1441, 1201, 801, 1}, {kThree, kTwo,   kOne,  kKeep, kKeep}},
     {{1441, 1201, 801, 1}, {kFour,  kThree, kTwo,  kOne,  kKeep}},
 };
-constexpr QLToneSteps kColorToneA[kLevels] = {
+constexpr QLToneSteps kColorToneA[kKernelLevels] = {
     {{721, 481, 241, 1}, {kOne,   kSoft,  kSoft, kSoft, kSoft}},
     {{721, 481, 241, 1}, {kTwo,   kOne,   kSoft, kSoft, kSoft}},
     {{721, 481, 241, 1}, {kThree, kTwo,   kOne,  kSoft, kSoft}},
     {{721, 481, 241, 1}, {kFour,  kThree, kTwo,  kOne,  kKeep}},
 };
-constexpr QLToneSteps kColorToneB[kLevels] = {
+constexpr QLToneSteps kColorToneB[kKernelLevels] = {
     {{1441, 1201, 801, 1}, {kOne,   kSoft,  kMean, kMean, kMean}},
     {{1441, 1201, 801, 1}, {kTwo,   kOne,   kSoft, kMean, kMean}},
     {{1441, 1201, 801, 1}, {kThree, kTwo,   kOne,  kMean, kMean}},
@@ -68,8 +65,7 @@ CSharpenStage::CSharpenStage(QLAttribTree* tree) : CFiveLineStage(tree) {
 }
 
 QLStatus CSharpenStage::OnAfterOpen() {
-    m_passThrough = m_passThrough || std::min(m_inFormat.m_width, m_inFormat.m_height) < kFewest ||
-                    !m_inFormat.IsInternal();
+    m_passThrough = m_passThrough || IsTooSmallOrPacked();
     return CFiveLineStage::OnAfterOpen();
 }
 
@@ -115,11 +111,11 @@ std::int32_t CSharpenStage::FilterLine(std::uint16_t* out, Line line0, Line line
     return (this->*operation)(out, line0, line1, line2, line3, line4);
 }
 
-std::int32_t CSharpenStage::Run(Kernel* kernel, const QLToneSteps (&levels)[4], std::uint16_t* out,
-                                Line up, Line centre, Line down) const {
+std::int32_t CSharpenStage::Run(Kernel* kernel, const QLToneSteps (&levels)[kKernelLevels],
+                                std::uint16_t* out, Line up, Line centre, Line down) const {
     const auto pixels = static_cast<std::size_t>(m_inFormat.m_width);
     const std::size_t channels = m_inFormat.m_samplesPerPixel;
-    if (m_level < 1 || m_level > kLevels)
+    if (m_level < 1 || m_level > kKernelLevels)
         std::copy_n(centre, pixels * channels, out);
     else
         kernel(up, centre, down, out, pixels, channels, levels[m_level - 1]);

@@ -5,6 +5,9 @@
 #include "stages/five_line.h"
 #include "stages/sharpen_kernels.h"
 
+// Levels that have fixed kernels, from 1 on.
+inline constexpr std::int32_t kKernelLevels = 4;
+
 class CSharpenStage : public CFiveLineStage {
   public:
     explicit CSharpenStage(QLAttribTree* tree);
@@ -48,14 +51,14 @@ class CSharpenStage : public CFiveLineStage {
     bool m_applyDefault = false;  // the level is the default, until another one is set
     std::int32_t m_variant = 1;   // of the fixed kernels: 2 and 3 tones, 4 detail, else plain
     std::int32_t m_level = 0;
-    std::int32_t m_previousLevel = 0;
+    std::int32_t m_previousLevel = 0;  // for derived stages; these ones don't go back to it
 
   private:
     using Kernel = decltype(SharpenByTone);
 
     void SetLevel(std::int32_t level);
     void SetApply(bool apply);
-    // The level's row of a table of four, levels 1 to 4. Other levels copy the line.
-    std::int32_t Run(Kernel* kernel, const QLToneSteps (&levels)[4], std::uint16_t* out, Line up,
-                     Line centre, Line down) const;
+    // The level's row of a table. Levels without one copy the line.
+    std::int32_t Run(Kernel* kernel, const QLToneSteps (&levels)[kKernelLevels], std::uint16_t* out,
+                     Line up, Line centre, Line down) const;
 };

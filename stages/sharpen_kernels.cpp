@@ -4,6 +4,7 @@
 
 #include "frame/fixed_point.h"
 #include "platform/target_clones.h"
+#include "stages/line_middle.h"
 
 using std::int16_t;
 using std::int32_t;
@@ -12,23 +13,6 @@ using std::uint16_t;
 using std::uint32_t;
 
 namespace {
-
-#define NVQ_INLINE inline __attribute__((always_inline))
-
-constexpr uint16_t kMostResponse = 16384;
-
-// Samples other than those of the first and the last pixel, which are copied.
-struct Middle {
-    NVQ_INLINE Middle(const uint16_t* centre, uint16_t* out, size_t pixels, size_t channels) {
-        const size_t samples = pixels * channels;
-        first = std::min(channels, samples);
-        last = std::max(first, samples - first);
-        std::copy_n(centre, first, out);
-        std::copy(centre + last, centre + samples, out + last);
-    }
-    size_t first;
-    size_t last;  // one behind
-};
 
 // All in 16 bits, as many lanes as vectors have. The difference e has 19: h, that of the samples
 // without their low three bits over 8, keeps to 16, and what it lacks, e - 8h, is within -28 to 28,
@@ -59,7 +43,7 @@ NVQ_INLINE void SharpenRun(const uint16_t* __restrict up, const uint16_t* __rest
         const auto under = static_cast<uint16_t>((uint32_t{size} * factors.low[i]) >> 16);
         const auto carry = static_cast<uint16_t>(static_cast<uint16_t>(below + under) < below);
         const auto product = static_cast<uint16_t>(((uint32_t{size} * high) >> 16) + carry);
-        const uint16_t response = std::min(product, kMostResponse);
+        const uint16_t response = std::min(product, kMostSharpenResponse);
         // Up or down, as far as there is room.
         const auto falls = static_cast<uint16_t>(sign ^ factors.flip[i]);
         const auto room = static_cast<uint16_t>(c ^ ~falls);
@@ -72,7 +56,7 @@ template <bool kDetail>
 NVQ_INLINE void SharpenTones(const uint16_t* __restrict up, const uint16_t* __restrict centre,
                              const uint16_t* __restrict down, uint16_t* __restrict out,
                              size_t pixels, size_t channels, const QLToneSteps& tones) {
-    const Middle middle(centre, out, pixels, channels);
+    const QLLineMiddle middle(centre, out, pixels, channels, 1);
     const QLToneSteps held = tones;
     for (size_t i = middle.first; i < middle.last; ++i) {
         const int32_t c = centre[i], l = centre[i - channels], r = centre[i + channels];
@@ -91,7 +75,7 @@ NVQ_INLINE void SharpenTones(const uint16_t* __restrict up, const uint16_t* __re
 NVQ_KERNEL void SharpenByFactor(const uint16_t* __restrict up, const uint16_t* __restrict centre,
                                 const uint16_t* __restrict down, uint16_t* __restrict out,
                                 size_t pixels, size_t channels, const QLSharpenFactors& factors) {
-    const Middle middle(centre, out, pixels, channels);
+    const QLLineMiddle middle(centre, out, pixels, channels, 1);
     size_t i = middle.first;
     for (; i + kSharpenRun <= middle.last; i += kSharpenRun)
         SharpenRun(up + i, centre + i, down + i, out + i, channels, factors, kSharpenRun);
@@ -102,7 +86,7 @@ NVQ_KERNEL void SharpenByTable(const uint16_t* __restrict up, const uint16_t* __
                                const uint16_t* __restrict down, uint16_t* __restrict out,
                                size_t pixels, size_t channels,
                                const int32_t* const (&responses)[3]) {
-    const Middle middle(centre, out, pixels, channels);
+    const QLLineMiddle middle(centre, out, pixels, channels, 1);
     for (size_t i = middle.first; i < middle.last; i += channels) {
         for (size_t k = 0; k < channels; ++k) {
             const size_t at = i + k;

@@ -9,8 +9,11 @@
 // Samples that are made together: a whole number of pixels and of vectors.
 inline constexpr std::size_t kSharpenRun = 48;
 
+// The most that a sample is moved, a quarter of full scale.
+inline constexpr std::uint16_t kMostSharpenResponse = 16384;
+
 // How strongly each sample of a run is sharpened. The response to a difference i is
-// min(factor * i / 2^32, 16384), rounded down.
+// factor * i / 2^32, rounded down, at most kMostSharpenResponse.
 struct QLSharpenFactors {
     std::uint16_t high[kSharpenRun];  // upper half of the factor
     std::uint16_t low[kSharpenRun];

@@ -9,13 +9,13 @@
 
 namespace {
 
-constexpr std::int32_t kMostResponse = 16384;
 constexpr std::int32_t kMiddle = 65536;  // of a table, the entry of the difference 0
 constexpr std::int32_t kFactorBits = 32;
 
 void FillCurve(CQLLut* curve, double slope) {
     for (std::int32_t i = 0; i < CQLLut::kFullSize; ++i) {
-        const std::int32_t response = std::min(TruncToI32(slope * i), kMostResponse);
+        const std::int32_t response =
+            std::min<std::int32_t>(TruncToI32(slope * i), kMostSharpenResponse);
         curve->Set(i, static_cast<std::uint16_t>(response));
     }
 }
@@ -37,7 +37,7 @@ std::optional<std::uint32_t> FactorOf(const CQLLut& curve) {
         return std::nullopt;
     for (std::int32_t i = 0; i < CQLLut::kFullSize; ++i) {
         const std::uint64_t product = factor * static_cast<std::uint64_t>(i) >> kFactorBits;
-        if (std::min<std::uint64_t>(product, kMostResponse) != curve.At(i))
+        if (std::min<std::uint64_t>(product, kMostSharpenResponse) != curve.At(i))
             return std::nullopt;
     }
     return static_cast<std::uint32_t>(factor);

@@ -4,6 +4,7 @@
 
 #include "engine/engine.h"
 #include "tests/support/engine_rig.h"
+#include "tests/support/failing_allocation.h"
 #include "tests/support/stage_rig.h"
 
 namespace {
@@ -84,9 +85,16 @@ TEST_F(ItemSettings, FiltersAreChosenAndStreaksAreProvidedForOnRequest) {
     };
     using Values = std::vector<std::int32_t>;
     EXPECT_EQ(read(2, 0, 1), (Values{1, 0, 0, 0, 0, 0})) << "nobody answers";
+    m_item.m_longs[QL_PROP_STREAKS] = 2;
+    {
+        const CFailingAllocation failing(1, true);
+        EXPECT_EQ(m_engine.ReadItemSettings(&m_item), E_OUTOFMEMORY) << "and not without, silently";
+    }
     EXPECT_EQ(read(1, 2, 1), (Values{0, 2, 2, 1, 1, 3000}));
     EXPECT_EQ(read(0, 1, 3), (Values{0, 1, 1, 2, 3, 3000}));
     EXPECT_EQ(read(0, 0, 0), (Values{0, 0, 0, 2, 0, 3000}));
+    m_engine.SetValue(QL_ATTR_DESTREAK_A, 7);
+    EXPECT_EQ(Get(QL_ATTR_DESTREAK_A), 7) << "which the stage takes for off";
 }
 
 TEST_F(ItemSettings, BrightnessMovesTheThresholdOfLineArt) {

@@ -150,7 +150,10 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, CClientAttributes&
         settings->m_writes.push_back(*write);
     }
     // For those who write them by name.
-    engine.ProvideStreaks();
+    if (!engine.ProvideStreaks()) {
+        *error = "out of memory";
+        return false;
+    }
     engine.ReadItemSettings(&item);
     if (job.m_palette) {
         engine.SetValue(QL_ATTR_PALETTE_USER, PointerWord(&job.m_palette->m_colors));
