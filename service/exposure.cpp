@@ -394,12 +394,14 @@ ScanStatus FindPalette(CScanDevice& device, const std::atomic<bool>* cancel,
         return status;
     engine.SetValue(QL_ATTR_OUTPUT_TYPE, QL_OUTPUT_INDEXED);
     engine.Notify(QL_ATTR_PALETTE_COLLECT);
-    const bool counted =
-        preview.Info().biHeight > 0 && RunAnalysis(engine, preview.Info(), preview.Source());
-    const auto* table = WordPointer<const QLPaletteTable>(engine.GetValue(QL_ATTR_PALETTE_KIND_A));
-    if (!counted || !table || table->m_count == 0)
-        return {E_FAIL, "the colours of the preview can't be counted"};
-    found = RecordOf(*table);
+    // A page of one tone says nothing of exposure, and has its colour all the same.
+    if (preview.Info().biHeight > 0)
+        RunAnalysis(engine, preview.Info(), preview.Source());
+    if (!engine.HasOwnPalette())
+        return {E_FAIL, preview.Info().biBitCount == 8
+                            ? "the preview is gray: it has no colours to make a palette of"
+                            : "the colours of the preview can't be counted"};
+    found = RecordOf(*WordPointer<const QLPaletteTable>(engine.GetValue(QL_ATTR_PALETTE_KIND_A)));
     return status;
 }
 

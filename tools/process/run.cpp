@@ -6,6 +6,7 @@
 #include "engine/engine.h"
 #include "frame/attrib_port.h"
 #include "frame/image_format.h"
+#include "frame/output_type.h"
 #include "pictures/file_failure.h"
 #include "pictures/picture_reader.h"
 #include "pictures/picture_writer.h"
@@ -156,7 +157,9 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, CClientAttributes&
     }
     engine.ReadItemSettings(&item);
     if (job.m_palette) {
-        engine.SetValue(QL_ATTR_PALETTE_USER, PointerWord(&job.m_palette->m_colors));
+        // Only it has colours with it.
+        if (job.m_palette->m_kind == QL_PALETTE_USER)
+            engine.SetValue(QL_ATTR_PALETTE_USER, PointerWord(&job.m_palette->m_colors));
         engine.SetValue(QL_ATTR_PALETTE_KIND, IntegerWord(job.m_palette->m_kind));
     }
     for (const CAttributeWrite& write : settings->m_writes) {
@@ -175,6 +178,9 @@ bool CanBeTurned(const CPictureInfo& picture, std::string* error) {
              " pixels and lines can be turned";
     return false;
 }
+
+constexpr char kNoOwnPalette[] =
+    "the picture has no colours to make a palette of; those of the system palette stand in";
 
 // The two roads from a picture to the engine:
 //
@@ -224,10 +230,9 @@ bool RunFile(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std:
     return true;
 }
 
-// A palette that is made from the picture takes a pass of its own, in which nobody gets the lines.
-// An analysis pass over a file makes it by itself.
-bool NeedsPalettePass(const CProcessJob& job) {
-    return job.m_palette && job.m_palette->m_kind == QL_PALETTE_ADAPTIVE && !job.m_analyse;
+bool WantsOwnPalette(CQLEngine& engine) {
+    return engine.GetInteger(QL_ATTR_OUTPUT_TYPE) == QL_OUTPUT_INDEXED &&
+           engine.GetInteger(QL_ATTR_PALETTE_KIND) == QL_PALETTE_ADAPTIVE;
 }
 
 bool Run(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
@@ -235,7 +240,9 @@ bool Run(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::str
     bool read = true;
     // Whoever writes the angle itself means it.
     engine.PutRotationOnPath(Turns(engine));
-    if (NeedsPalettePass(job)) {
+    // That palette takes a pass of its own, in which nobody gets the lines. An analysis pass over a file makes
+    // it by itself.
+    if (WantsOwnPalette(engine) && !job.m_analyse) {
         engine.Notify(QL_ATTR_PALETTE_COLLECT);
         read = pass(job, engine, sink, error);
     }
@@ -384,6 +391,9 @@ CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
     }
     const CProcessResult result =
         Conclude(job, sink, watch.HasFailed(), Turns(engine), *writer, error);
-    return result == CProcessResult::Done ? DrawPlots(job, engine, sink, delivered.Counts(), error)
-                                          : result;
+    if (result != CProcessResult::Done)
+        return result;
+    if (job.m_notice && WantsOwnPalette(engine) && !engine.HasOwnPalette())
+        job.m_notice(kNoOwnPalette);
+    return DrawPlots(job, engine, sink, delivered.Counts(), error);
 }
