@@ -240,8 +240,8 @@ bool Run(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::str
     bool read = true;
     // Whoever writes the angle itself means it.
     engine.PutRotationOnPath(Turns(engine));
-    // That palette takes a pass of its own, in which nobody gets the lines. An analysis pass over a file makes
-    // it by itself.
+    // That palette takes a pass of its own, in which nobody gets the lines. An analysis pass over a
+    // file makes it by itself.
     if (WantsOwnPalette(engine) && !job.m_analyse) {
         engine.Notify(QL_ATTR_PALETTE_COLLECT);
         read = pass(job, engine, sink, error);
