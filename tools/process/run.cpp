@@ -137,6 +137,12 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, CClientAttributes&
         if (!item.Assign(text, error))
             return false;
     }
+    LONG palette = 0;
+    if (!job.m_palette && item.ReadLong(QL_PROP_PALETTE, &palette) == S_OK &&
+        palette == QL_PALETTE_USER) {
+        *error = "Palette 4 has no colours: --palette FILE gives them";
+        return false;
+    }
     if (job.m_auto.WantsTone() && !LeaveRoomForLevels(item.Assigned(), error))
         return false;
     // Options go before properties; both are those of the driver's item.
@@ -240,8 +246,8 @@ bool Run(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::str
     bool read = true;
     // Whoever writes the angle itself means it.
     engine.PutRotationOnPath(Turns(engine));
-    // That palette takes a pass of its own, in which nobody gets the lines. An analysis pass over a file makes
-    // it by itself.
+    // That palette takes a pass of its own, in which nobody gets the lines. An analysis pass over a
+    // file makes it by itself.
     if (WantsOwnPalette(engine) && !job.m_analyse) {
         engine.Notify(QL_ATTR_PALETTE_COLLECT);
         read = pass(job, engine, sink, error);
