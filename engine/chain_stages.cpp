@@ -128,11 +128,6 @@ constexpr Slot kFront[] = {
 constexpr Slot kReflectiveLineArt[] = {
     &S::m_deviceMatrix, &S::m_outputFormat, &S::m_lutSharpen, &S::m_threshold, &S::m_invert,
 };
-constexpr Slot kReflectiveDithered[] = {
-    &S::m_toneLevels, &S::m_deviceMatrix, &S::m_autoTonePhoto, &S::m_sourceControl,
-    &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen,
-    &S::m_palette, &S::m_invert,
-};
 constexpr Slot kReflectiveColor[] = {
     &S::m_toneLevels, &S::m_deviceMatrix, &S::m_autoTonePhoto, &S::m_sourceControl,
     &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat, &S::m_lutSharpen,
@@ -165,11 +160,6 @@ constexpr Slot kNegativeLineArt[] = {
     &S::m_channelCurve, &S::m_autoToneNeg, &S::m_sourceControl, &S::m_densityColor,
     &S::m_saturation, &S::m_outputFormat, &S::m_lutSharpen, &S::m_threshold, &S::m_invert,
 };
-constexpr Slot kNegativeDithered[] = {
-    &S::m_channelCurve, &S::m_autoToneNeg, &S::m_densityColor, &S::m_saturation,
-    &S::m_sourceControl, &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat,
-    &S::m_lutSharpen, &S::m_palette, &S::m_invert,
-};
 constexpr Slot kNegativeColor[] = {
     &S::m_channelCurve, &S::m_autoToneNeg, &S::m_densityColor, &S::m_saturation,
     &S::m_sourceControl, &S::m_encodingCurve, &S::m_rangeClip, &S::m_histogram, &S::m_outputFormat,
@@ -182,13 +172,13 @@ constexpr Slot kNegativeGray[] = {
 };
 
 // Bodies by variant, in the order of its enumerators, and output type; the last is that of any other
-// type. Halftone goes the way of gray: its dots have the mean of the gray picture.
+// type. Halftone goes the way of gray, and ends as colour does: its dots have the mean of the gray
+// picture.
 constexpr std::span<const Slot> kBodies[][kOutputTypes + 1] = {
-    {kReflectiveLineArt, kReflectiveDithered, kReflectiveGray, kReflectiveColor, kReflectiveColor,
+    {kReflectiveLineArt, kReflectiveColor, kReflectiveGray, kReflectiveColor, kReflectiveColor,
      kReflectiveGray},
     {kSlideLineArt, kSlideDithered, kSlideGray, kSlideColor, kSlideColor, kSlideGray},
-    {kNegativeLineArt, kNegativeDithered, kNegativeGray, kNegativeColor, kNegativeColor,
-     kNegativeGray},
+    {kNegativeLineArt, kNegativeColor, kNegativeGray, kNegativeColor, kNegativeColor, kNegativeGray},
 };
 
 // clang-format on

@@ -5,6 +5,7 @@
 
 #include "controller/nv_scan.h"
 #include "engine/item_properties.h"
+#include "frame/palette_table.h"
 #include "frontend/item_values.h"
 #include "profile/scan_attrib.h"
 
@@ -99,7 +100,7 @@ constexpr LONG kMaxSaturation = 1500;
 
 // None, the two fixed ones, and the client's own; one made from the image takes a pass of its own,
 // for which a scanner's lines don't come twice.
-constexpr LONG kPalettes[] = {0, 1, 2, 4};
+constexpr LONG kPalettes[] = {0, QL_PALETTE_SYSTEM, QL_PALETTE_CUBE, QL_PALETTE_USER};
 
 constexpr LPCOLESTR kPrivateName = u"Private Property";
 

@@ -41,6 +41,9 @@ constexpr bool HoldsSample(LONG units, LONG resolution) {
     return std::int64_t{units} * resolution >= 300;
 }
 
+// A palette of the client's own colours, without any.
+inline constexpr HRESULT kNoPaletteColors = MakeResult(0x80040017);
+
 // What a preview from a feeder comes to that lets go of each sheet it has scanned.
 inline constexpr HRESULT kSheetNotKept = MakeResult(0x80040016);
 

@@ -183,6 +183,7 @@ class CNVwiaMiniDrv : public IMiniDrv,
     HRESULT MaximizeQuality(BYTE* item, ValidationCall& call);
     HRESULT ValidateDataType(BYTE* item, ValidationCall& call);
     HRESULT ValidateChannel(BYTE* item, ValidationCall& call);
+    HRESULT ValidatePalette(BYTE* item, ValidationCall& call);
     HRESULT ApplyDataType(BYTE* item, ValidationCall& call, LONG type);
     HRESULT ValidateDepth(BYTE* item, ValidationCall& call);
     HRESULT ValidateBPC(BYTE* item, ValidationCall& call);

@@ -14,7 +14,8 @@
 #include <limits>
 
 #include "diag/function_trace.h"
-#include "engine/item_properties.h"
+#include "frame/palette_table.h"
+#include "frontend/item_properties.h"
 #include "frontend/item_values.h"
 #include "frontend/mini_driver.h"
 #include "frontend/validation_call.h"
@@ -211,6 +212,20 @@ HRESULT CNVwiaMiniDrv::ValidateChannel(BYTE* item, ValidationCall& call) {
     return trace.GetResult();
 }
 
+// The client's own palette is one with colours.
+HRESULT CNVwiaMiniDrv::ValidatePalette(BYTE* item, ValidationCall& call) {
+    CFunctionTrace trace("CNVwiaMiniDrv::ValidatePalette");
+    LONG palette = 0;
+    PaletteRecord colors = {};
+    CItemProperties properties;
+    trace.SetResult(ReadItemLong(item, QL_PROP_PALETTE, &palette));
+    if (palette == QL_PALETTE_USER && SUCCEEDED(properties.Attach(item)))
+        trace.SetResult(properties.ReadBin(QL_PROP_PALETTE_COLORS, sizeof(colors),
+                                           reinterpret_cast<BYTE*>(&colors)));
+    call.lacksColors = palette == QL_PALETTE_USER && colors.m_count == 0;
+    return trace.GetResult();
+}
+
 // The channel that is written back is the controller's word on what the device has; the format that
 // it keeps now is the last preparation's until the next one settles its own.
 HRESULT CNVwiaMiniDrv::ApplyDataType(BYTE* item, ValidationCall& call, LONG type) {
@@ -260,6 +275,10 @@ HRESULT CNVwiaMiniDrv::ValidateDepth(BYTE* item, ValidationCall& call) {
         if (!row)
             return trace.SetResult(E_INVALIDARG).GetResult();
         type = row->key;
+        // The depth of pixels that are numbers of colours is 8: whoever wants more wants no
+        // palette.
+        if (depth.Current.lVal == 24 && !call.Wrote(QL_PROP_PALETTE))
+            trace.SetResult(WriteChanged(item, call, QL_PROP_PALETTE, 0));
         trace.SetResult(WriteChanged(item, call, WIA_IPA_DATATYPE, type));
     }
     return trace.SetResult(ApplyDataType(item, call, type)).GetResult();

@@ -133,9 +133,11 @@ HRESULT CNVwiaMiniDrv::drvValidateItemProperties(BYTE* pWiasContext, LONG, ULONG
             RunRules(trace, pWiasContext, pPropSpec[i].propid, call);
     }
     wiasFreePropContext(&call.context);
-    // No later rule makes up for a window of nothing.
+    // No later rule makes up for a window of nothing, or for colours that aren't there.
     if (call.emptyWindow)
         trace.SetResult(kNothingToScan);
+    if (call.lacksColors)
+        trace.SetResult(kNoPaletteColors);
     if (FAILED(trace.GetResult()))
         m_pLog->Write(kLogInformation, "drvValidateItemProperties: failure: ");
     else
@@ -162,7 +164,8 @@ void CNVwiaMiniDrv::RunRules(CFunctionTrace& trace, BYTE* item, PROPID id, Valid
         {WIA_IPA_DEPTH, {&Driver::ValidateDepth, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
         {WIA_IPA_CHANNELS_PER_PIXEL, {&Driver::ValidateDataType, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
         {QL_PROP_SCANNER_CHANNEL, {&Driver::ValidateChannel, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
-        {QL_PROP_PALETTE, {&Driver::ValidateChannel, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateDataType")},
+        {QL_PROP_PALETTE, {&Driver::ValidatePalette, &Driver::ValidateChannel, &Driver::ValidateImageSize}, NVQ_FAILED("ValidatePalette")},
+        {QL_PROP_PALETTE_COLORS, {&Driver::ValidatePalette}, NVQ_FAILED("ValidatePalette")},
         {WIA_IPA_BITS_PER_CHANNEL, {&Driver::ValidateBPC, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateBPC")},
         {WIA_IPS_XRES, {&Driver::ValidateResolution, &Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateResolution")},
         {WIA_IPS_YRES, {&Driver::ValidateResolution, &Driver::ValidateExtents, &Driver::ValidateImageSize}, NVQ_FAILED("ValidateResolution")},

@@ -22,4 +22,5 @@ struct ValidationCall {
     LONG followed[kAxes] = {};   // the resolution that the window has followed to; 0: none
     bool shortened[kAxes] = {};  // the window's extent, to what lies behind its position
     bool emptyWindow = false;    // as the last preparation found it
+    bool lacksColors = false;    // the palette that is chosen
 };

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "pictures/file_failure.h"
+#include "platform/bitmap_headers.h"
 
 namespace {
 
@@ -129,9 +130,7 @@ void CBitmapReader::TakePalette() {
     const std::size_t count = BitmapColorCount(m_infoHeader);
     m_file.ReadAt(m_palette.data(), count * sizeof(RGBQUAD),
                   std::int64_t{sizeof(m_fileHeader)} + m_infoHeader.biSize);
-    const bool isGray = std::all_of(m_palette.begin(), m_palette.end(), [](const RGBQUAD& entry) {
-        return entry.rgbBlue == entry.rgbGreen && entry.rgbGreen == entry.rgbRed;
-    });
+    const bool isGray = std::ranges::all_of(m_palette, IsGray);
     m_mapping = isGray ? EMapping::Gray : EMapping::Color;
     m_info.m_bitsPerPixel = isGray ? 8 : 24;
     bool isRamp = isGray;

@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <string>
 
-namespace {
+#include "platform/bitmap_headers.h"
 
-bool IsGray(const RGBQUAD& color) {
-    return color.rgbRed == color.rgbGreen && color.rgbRed == color.rgbBlue;
-}
+namespace {
 
 // In either order.
 bool IsBlackAndWhite(std::span<const RGBQUAD> palette) {

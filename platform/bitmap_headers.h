@@ -104,6 +104,10 @@ constexpr void FillGrayRamp(std::span<RGBQUAD> colors) {
     }
 }
 
+constexpr bool IsGray(const RGBQUAD& color) {
+    return color.rgbRed == color.rgbGreen && color.rgbGreen == color.rgbBlue;
+}
+
 // ---- Headers from outside
 
 // That all sizes above can be worked out of a header, in 64 bits, and an image has a pixel.

@@ -1,20 +1,22 @@
 // White in the rows of a bitmap.
 #pragma once
 
+#include <algorithm>
 #include <span>
 
-#include "platform/types.h"
+#include "platform/bitmap_headers.h"
 
-// What fills rows with white. 0xFF is white in colour, in gray, and in bits whose second colour is
-// white; with a palette of colours it is the first of the lightest.
+// What fills rows with white. 0xFF is white in colour and where nobody tells of colours; with a
+// palette it is the first of the lightest, of single bits in all eight.
 constexpr BYTE WhiteByte(std::int32_t bitsPerPixel, std::span<const RGBQUAD> colors) {
-    if (bitsPerPixel != 8)
+    const std::size_t count = std::min<std::size_t>(colors.size(), FullColorCount(bitsPerPixel));
+    if ((bitsPerPixel != 1 && bitsPerPixel != 8) || count == 0)
         return 0xFF;
     const auto light = [colors](std::size_t i) {
         return 3 * colors[i].rgbRed + 6 * colors[i].rgbGreen + colors[i].rgbBlue;
     };
     std::size_t lightest = 0;
-    for (std::size_t i = 1; i < colors.size(); ++i)
+    for (std::size_t i = 1; i < count; ++i)
         lightest = light(i) > light(lightest) ? i : lightest;
-    return colors.empty() ? BYTE{0xFF} : static_cast<BYTE>(lightest);
+    return static_cast<BYTE>(bitsPerPixel == 1 ? 0xFF * lightest : lightest);
 }

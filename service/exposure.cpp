@@ -8,9 +8,9 @@
 
 #include "engine/engine.h"
 #include "frame/output_type.h"
-#include "frame/palette_table.h"
 #include "platform/bitmap_headers.h"
 #include "service/item_engine.h"
+#include "service/scan_settings.h"
 
 namespace {
 
@@ -263,15 +263,6 @@ bool RunAnalysis(CQLEngine& engine, const BITMAPINFOHEADER& info, const RowSourc
     const bool analysed = engine.FireAnalyse() == S_OK;
     engine.Stop();
     return analysed && !stream.HasFailed();
-}
-
-PaletteRecord RecordOf(const QLPaletteTable& table) {
-    PaletteRecord record = {};
-    record.m_count = table.m_count;
-    for (std::size_t i = 0; i < table.m_count; ++i)
-        std::ranges::transform(table.m_entries[i].m_colors, record.m_colors[i],
-                               [](std::uint16_t color) { return static_cast<BYTE>(color); });
-    return record;
 }
 
 // The exposure variant goes by a scale and by points of its own, and the scan to come by the plain

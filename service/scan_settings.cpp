@@ -9,7 +9,6 @@
 namespace {
 
 constexpr double kMillimetersPerInch = 25.4;
-constexpr LONG kGivenPalette = 4;  // the one of QL_PROP_PALETTE_COLORS
 
 struct SourceRow {
     ScanSource source;
@@ -202,9 +201,18 @@ std::vector<PropertyWrite> FilterWrites(const ScanFilters& filters) {
     return writes;
 }
 
+PaletteRecord RecordOf(const QLPaletteTable& table) {
+    PaletteRecord record = {};
+    record.m_count = table.m_count;
+    for (std::size_t i = 0; i < table.m_count; ++i)
+        std::ranges::transform(table.m_entries[i].m_colors, record.m_colors[i],
+                               [](std::uint16_t color) { return static_cast<BYTE>(color); });
+    return record;
+}
+
 std::vector<PropertyWrite> PaletteWrites(LONG kind, const PaletteRecord& colors) {
     std::vector<PropertyWrite> writes;
-    if (kind == kGivenPalette) {
+    if (kind == QL_PALETTE_USER) {
         const auto* bytes = reinterpret_cast<const BYTE*>(&colors);
         writes.push_back(
             {QL_PROP_PALETTE_COLORS, std::vector<BYTE>(bytes, bytes + sizeof(colors))});

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "engine/private_properties.h"
+#include "frame/palette_table.h"
 #include "service/device_properties.h"
 
 // Unchanged: as the device's properties have it.
@@ -45,7 +46,7 @@ std::vector<PropertyWrite> FilterWrites(const ScanFilters& filters);
 
 // The colours of ScanMode::Indexed.
 struct ScanPalette {
-    LONG kind = 1;  // of the property: 1 system, 2 cube, 4 those that follow
+    LONG kind = QL_PALETTE_SYSTEM;  // QL_PALETTE_CUBE, or QL_PALETTE_USER for those that follow
     PaletteRecord colors = {};
 };
 
@@ -65,6 +66,9 @@ struct ScanSettings {
     std::vector<ItemWrite> others;
     ScanMedium medium = ScanMedium::Callback;
 };
+
+// A palette's colours in the order of its table.
+PaletteRecord RecordOf(const QLPaletteTable& table);
 
 // A palette as properties of the item: its number, and the colours of the one that has that of
 // ScanPalette.

@@ -50,6 +50,7 @@ constexpr ResultRow kResults[] = {
     {0x80040011, "the photo feeder does not answer properly"},
     {0x80040012, "the document feeder is empty"},
     {0x80040016, "the document feeder can't keep a sheet for another scan behind a preview"},
+    {0x80040017, "the palette has no colours: \"Palette Colors\" holds 1 to 256 for it"},
     // Imaging
     {0x80210001, "a general error of the device"},
     {0x80210003, "the document feeder is empty"},

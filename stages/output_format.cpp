@@ -9,7 +9,7 @@ struct OutTypeRow {
     // With high depth output asked for, by bits of a source sample; the last is without it.
     QLPixelType from16, from12, below12, plain;
 };
-// For line art and halftone gray is what the threshold behind this stage gets.
+// For line art and halftone gray is what threshold and palette behind this stage get.
 constexpr OutTypeRow kOutTypes[kOutputTypes] = {
     {QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8},                 // line art
     {QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8, QL_PIXEL_GRAY8},                 // halftone

@@ -10,7 +10,7 @@ std::span<const QLAttribRow> CRangeClipStage::Rows() {
     static constexpr QLAttribRow rows[] = {
         R::Provides(QL_ATTR_CLIP_HIGH).Keeps<&S::m_clipHigh>(),
         R::Provides(QL_ATTR_CLIP_LOW).Keeps<&S::m_clipLow>(),
-        R::Listens(QL_ATTR_CLIP_RECT).Writes<&S::SetRect>(),
+        R::Follows(QL_ATTR_CLIP_RECT).Writes<&S::SetRect>(),
         R::Follows(QL_ATTR_INVERT).Keeps<&S::m_invert>(),
     };
     return rows;

@@ -4,12 +4,13 @@
 #include <charconv>
 #include <cstring>
 #include <fstream>
+#include <limits>
 #include <string_view>
 
 namespace {
 
 constexpr char kFirstLine[] = "GIMP Palette";
-constexpr std::size_t kMaxLine = 1024;  // bytes; names are short
+constexpr std::size_t kMaxLine = 1024;  // bytes that are looked at; names are short
 constexpr std::size_t kShownBytes = 40;
 
 // A line as it can be shown: short, and without what a terminal would obey.
@@ -63,8 +64,13 @@ std::string ReadColors(std::istream& in, QLPaletteTable* table) {
         if (number == 1 && line != kFirstLine)
             return where + "'" + Shown(line) + "' is not the '" + kFirstLine +
                    "' that a palette begins with";
-        if (number == 1 || (!isLong && IsSkipped(line)))
+        if (number == 1 || (IsSkipped(line) && !(isLong && line.empty()))) {
+            if (isLong) {
+                in.clear();
+                in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+            }
             continue;
+        }
         std::array<int, 3> color = {};
         if (isLong || !ParseColor(line, color))
             return where + "'" + Shown(line) + "' is no colour (three numbers from 0 to 255)";
@@ -78,15 +84,7 @@ std::string ReadColors(std::istream& in, QLPaletteTable* table) {
 }  // namespace
 
 ScanPalette ToScanPalette(const CPaletteChoice& choice) {
-    ScanPalette palette;
-    palette.kind = choice.m_kind;
-    palette.colors.m_count = choice.m_colors.m_count;
-    for (int i = 0; i < choice.m_colors.m_count; ++i) {
-        for (int c = 0; c < 3; ++c)
-            palette.colors.m_colors[i][c] =
-                static_cast<std::uint8_t>(choice.m_colors.m_entries[i].m_colors[c]);
-    }
-    return palette;
+    return {choice.m_kind, RecordOf(choice.m_colors)};
 }
 
 std::optional<CPaletteChoice> ParsePalette(const std::string& text, std::string* error) {

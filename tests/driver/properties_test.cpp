@@ -26,6 +26,7 @@ constexpr std::pair<const char*, PROPID> kNames[] = {
     {"BYTES", WIA_IPA_BYTES_PER_LINE}, {"TYPE", WIA_IPA_DATATYPE}, {"FORMAT", WIA_IPA_FORMAT},
     {"BPC", WIA_IPA_BITS_PER_CHANNEL}, {"CPP", WIA_IPA_CHANNELS_PER_PIXEL},
     {"CHANNEL", QL_PROP_SCANNER_CHANNEL}, {"SCALE", 71711}, {"INTENT", WIA_IPS_CUR_INTENT}, {"TYMED", WIA_IPA_TYMED}, {"CONTRAST", WIA_IPS_CONTRAST},
+    {"PALETTE", QL_PROP_PALETTE},
 };
 // clang-format on
 constexpr std::ptrdiff_t kRootNames = 9;
@@ -196,6 +197,7 @@ const struct {
     {"colour takes the channel away", {"TYPE=2 CHANNEL=2"}, "TYPE=3", COLOR " CHANNEL=0"},
     {"a depth alone is line art", {}, "DEPTH=1", LINE_ART},
     {"but dither has one bit too", {"TYPE=1"}, "DEPTH=1", ""},
+    {"a depth of colours lets go of a palette", {"PALETTE=1"}, "DEPTH=24", "PALETTE=0 DEPTH=24 CPP=3 BYTES=3828"},
     {"a type decides over a depth", {}, "DEPTH=1 TYPE=2", GRAY},
     {"and a depth over bits of a channel", {}, "BPC=1 DEPTH=8", GRAY},
     {"also the one that is there", {}, "BPC=1 DEPTH=24", "BYTES=3828"},
@@ -257,6 +259,8 @@ TEST_F(Properties, StayAsTheyAreWhenAWriteIsRefused) {
             << "the driver's last answer counts";
         ASSERT_EQ(Changes(before, Now()), "") << bad;
     }
+    for (const char* noColors : {"PALETTE=4", "PALETTE=4 TYPE=3"})
+        EXPECT_EQ(Write(noColors).code, MakeResult(0x80040017)) << noColors;
     for (const char* bad : {"SELECT=0", "PAGES=2 SELECT=3", "PAGES=51"})
         EXPECT_EQ(Write(bad).code, E_INVALIDARG) << bad;
     EXPECT_EQ(Changes(before, Now()), "");

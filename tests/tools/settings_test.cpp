@@ -104,7 +104,9 @@ TEST(Palettes, AreGimpsOfOneToSoManyColours) {
         {head + "1 2 256\n", -1, "line 6: '1 2 256' is no colour"},
         {head + "1 2 3x\n", -1, "line 6: "},
         {head + "1 2 99999999999\n", -1, "line 6: "},
-        {head + std::string(5000, '#'), -1, "line 6: '#####"},
+        {head + std::string(5000, '#') + "\n1 2 3\n#" + std::string(5000, '1'), 1, ""},
+        {head + std::string(5000, ' ') + "1\n", -1, "line 6: '"},
+        {head + "1 2 3 " + std::string(5000, 'x'), -1, "line 6: '1 2 3 x"},
         {head + "\x1b[31m\n", -1, "line 6: '?[31m' is no colour"}};
     for (const auto& [text, colors, message] : kCases) {
         WriteBytes(file, Bytes(text.begin(), text.end()));

@@ -18,9 +18,7 @@ double CToneCounts::Mean(const Levels& levels) {
 }
 
 bool IsGray(std::span<const RGBQUAD> palette) {
-    return std::ranges::all_of(palette, [](const RGBQUAD& color) {
-        return color.rgbRed == color.rgbGreen && color.rgbGreen == color.rgbBlue;
-    });
+    return std::ranges::all_of(palette, [](const RGBQUAD& color) { return IsGray(color); });
 }
 
 CToneCounts::Levels FoldLevels(std::span<const std::uint32_t> bins) {

@@ -137,6 +137,12 @@ bool ApplySettings(const CProcessJob& job, CQLEngine& engine, CClientAttributes&
         if (!item.Assign(text, error))
             return false;
     }
+    LONG palette = 0;
+    if (!job.m_palette && item.ReadLong(QL_PROP_PALETTE, &palette) == S_OK &&
+        palette == QL_PALETTE_USER) {
+        *error = "Palette 4 has no colours: --palette FILE gives them";
+        return false;
+    }
     if (job.m_auto.WantsTone() && !LeaveRoomForLevels(item.Assigned(), error))
         return false;
     // Options go before properties; both are those of the driver's item.
