@@ -21,6 +21,8 @@ class CHistogramStage final : public CQLFilterStage {
     explicit CHistogramStage(QLAttribTree* tree);
     static std::span<const QLAttribRow> Rows();
 
+    // Memory for all tables was there.
+    bool IsComplete() const { return m_allocated; }
     QLStatus OnBeforeOpen() override;
     QLStatus OnAfterOpen() override;
     QLStatus OnAfterRead(std::int32_t* lines, CQLLineBuffer* buffer) override;
