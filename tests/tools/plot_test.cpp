@@ -9,6 +9,11 @@
 #include "tools/plot/tone_plots.h"
 #include "tools/process/run.h"
 
+// The library that finds the plots' font keeps its caches until the program ends.
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:libfontconfig";
+}
+
 namespace {
 
 // A plot as a picture of pixels.
