@@ -1,0 +1,31 @@
+// A scan of the program, from the settings on: previews, pages into files, and how it ended.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "service/scan_settings.h"
+#include "tools/mode_option.h"
+#include "tools/process/analysis.h"
+#include "tools/process/tone_files.h"
+
+// The command line of `scan`.
+struct ScanCommand {
+    std::string m_device;
+    std::string m_output;
+    std::string m_area;
+    std::vector<std::string> m_sets;  // NAME=VALUE
+    CModeOptions m_mode;
+    ScanSettings m_settings;
+    std::optional<int> m_pages;
+    AutoWish m_auto;
+    CToneFiles m_plots;
+    bool m_isAdaptive = false;  // the palette is made from a preview
+    bool m_isQuiet = false;
+};
+
+// Scans with the settings that the device has by now, and gives the program's exit code. What
+// can't come out well is told before anything is scanned.
+int RunScanJob(CScanDevice& device, const ScanCommand& command,
+               const CDeviceProperties& properties);
