@@ -24,7 +24,7 @@ bool CBandWriter::Try(EState expected, TAction action) {
 // The file is made by the first page that has passed its checks: a wrong header leaves none.
 bool CBandWriter::Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) {
     return Try(EState::Fresh, [&] {
-        if (m_page > 0 && !HoldsPages())
+        if (m_page > 0 && !HoldsSeveralPages(m_kind))
             Fail("holds one page; .tif, .tiff and .pdf files hold several");
         CheckHeader(info, palette);
         TakeHeader(info, palette);
@@ -80,12 +80,9 @@ void CBandWriter::CheckHeader(const BITMAPINFOHEADER& info,
     const std::string bits = std::to_string(info.biBitCount);
     if (info.biBitCount != 1 && info.biBitCount != 8 && info.biBitCount != 24)
         Fail("would hold " + bits + " bits a pixel; images of 1, 8 or 24 bits are written");
-    if (info.biWidth < 1 || info.biWidth > kMaxPictureWidth) {
-        Fail("would be " + std::to_string(info.biWidth) + " pixels wide; 1 to " +
-             std::to_string(kMaxPictureWidth) + " are written");
-    }
-    if (info.biHeight < 1)
-        Fail("would be " + std::to_string(info.biHeight) + " lines high; 1 and more are written");
+    std::string error;
+    if (!CheckPicture(m_kind, m_options, info.biWidth, info.biHeight, info.biBitCount, &error))
+        Fail(error);
     if (info.biCompression != 0) {
         Fail("would hold rows compressed by method " + std::to_string(info.biCompression) +
              "; uncompressed rows (method 0) are written");

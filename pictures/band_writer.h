@@ -11,6 +11,9 @@
 
 class CBandWriter : public CPictureWriter {
   public:
+    CBandWriter(const std::string& path, EFileKind kind, const CPictureOptions& options)
+        : m_file(path), m_options(options), m_kind(kind) {}
+
     bool Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) final;
     bool Write(const std::uint8_t* bytes, std::size_t length) final;
     bool EndPage() final;
@@ -18,15 +21,12 @@ class CBandWriter : public CPictureWriter {
     bool Finish() final;
 
   protected:
-    explicit CBandWriter(const std::string& path) : m_file(path) {}
-
     // The parts of a file, Start to Complete for each page; failures are thrown as Fail throws
     // them.
     virtual void Start() = 0;
     // `count` rows that begin with line `m_line` of the image, top line first; they may be changed.
     virtual void StoreBand(std::uint8_t* rows, std::int32_t count) = 0;
     virtual void Complete() = 0;
-    virtual bool HoldsPages() const { return false; }
     virtual void CompletePages() {}
 
     std::span<const RGBQUAD> Palette() const { return {m_palette.data(), m_info.biClrUsed}; }
@@ -36,6 +36,7 @@ class CBandWriter : public CPictureWriter {
     }
 
     CPendingFile m_file;
+    const CPictureOptions m_options;
     BITMAPINFOHEADER m_info = {};  // biClrUsed is the true number of colours
     std::int32_t m_line = 0;
     int m_page = 0;  // counted from 0
@@ -52,6 +53,7 @@ class CBandWriter : public CPictureWriter {
     void Feed(const std::uint8_t* bytes, std::int64_t length);
     void CompletePage();
 
+    const EFileKind m_kind;
     EState m_state = EState::Fresh;
     std::array<RGBQUAD, kMaxBitmapColors> m_palette = {};
     std::uint8_t m_whiteByte = 0xFF;  // of rows

@@ -5,7 +5,7 @@
 
 class CBitmapFileWriter final : public CBandWriter {
   public:
-    explicit CBitmapFileWriter(const std::string& path) : CBandWriter(path) {}
+    using CBandWriter::CBandWriter;
 
   private:
     void Start() override;

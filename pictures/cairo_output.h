@@ -24,7 +24,7 @@ using CCairoContextPtr = std::unique_ptr<cairo_t, CCairoContextDeleter>;
 class CCairoOutput {
   public:
     // Borrowed.
-    explicit CCairoOutput(const CPendingFile& file) : m_file(file) {}
+    explicit CCairoOutput(CPendingFile& file) : m_file(file) {}
     CCairoOutput(const CCairoOutput&) = delete;
     CCairoOutput& operator=(const CCairoOutput&) = delete;
 
@@ -36,7 +36,7 @@ class CCairoOutput {
     void Drop() { m_isDropped = true; }
 
   private:
-    const CPendingFile& m_file;
+    CPendingFile& m_file;
     std::int64_t m_written = 0;
     std::exception_ptr m_failure;
     bool m_isDropped = false;

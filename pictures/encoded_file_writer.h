@@ -7,8 +7,9 @@ enum class EPictureEncoding { Png, Jpeg };
 
 class CEncodedFileWriter final : public CPixFileWriter {
   public:
-    CEncodedFileWriter(const std::string& path, EPictureEncoding encoding)
-        : CPixFileWriter(path), m_encoding(encoding) {}
+    CEncodedFileWriter(const std::string& path, EFileKind kind, const CPictureOptions& options)
+        : CPixFileWriter(path, kind, options),
+          m_encoding(kind == EFileKind::Png ? EPictureEncoding::Png : EPictureEncoding::Jpeg) {}
 
   private:
     void StorePage(PIX* pix) override;

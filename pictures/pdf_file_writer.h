@@ -7,12 +7,11 @@
 
 class CPdfFileWriter final : public CPixFileWriter {
   public:
-    explicit CPdfFileWriter(const std::string& path) : CPixFileWriter(path) {}
+    using CPixFileWriter::CPixFileWriter;
     ~CPdfFileWriter() override { m_output.Drop(); }
 
   private:
     void StorePage(PIX* pix) override;
-    bool HoldsPages() const override { return true; }
     void CompletePages() override;
 
     // Of the next page, in points. A page that isn't of the size of the one before may become up to

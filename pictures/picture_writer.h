@@ -7,13 +7,15 @@
 #include <span>
 #include <string>
 
+#include "pictures/picture_options.h"
 #include "platform/types.h"
 
 // Receives an image as a client of the driver gets it: the header and palette of a
 // device-independent bitmap, then its rows in runs of bytes. The file appears under its name in
-// Finish, whole, in place of one that was there before; a writer that goes without Finish, or that
-// has failed, leaves nothing behind. Every failure is for good; Error() says why in one line, to
-// stand behind the file's name.
+// Finish, whole, in place of one that was there before; a writer that goes without Finish leaves
+// nothing behind. Every failure is for good; Error() says why in one line, to stand behind the
+// file's name. Behind a failure DropPage and Finish still keep the whole pages of a file that has
+// some.
 class CPictureWriter {
   public:
     virtual ~CPictureWriter() = default;
@@ -42,13 +44,11 @@ class CPictureWriter {
     std::string m_error;
 };
 
-// The writer for the path's extension: .bmp (also without any), .pnm, .tif or .tiff, .png, .jpg or
-// .jpeg, .pdf. The first ones are streamed, whatever the height; of the last three, a page is held
-// in memory until it is whole. JPEG files, and the gray and colour pages of PDF files, lose a
-// little. Null with one line in `error` for other extensions.
-std::unique_ptr<CPictureWriter> CreatePictureWriter(const std::string& path, std::string* error);
-// A bitmap file, whatever the path's extension.
+// The writer for the path, "-" for standard output, of the kind that the options name or the path's
+// ending stands for. JPEG files, and the gray and colour pages of PDF files, lose a little. Null
+// with one line in `error` for other endings, and for options that don't go with the kind.
+std::unique_ptr<CPictureWriter> CreatePictureWriter(const std::string& path,
+                                                    const CPictureOptions& options,
+                                                    std::string* error);
+// A bitmap file, whatever the path's ending.
 std::unique_ptr<CPictureWriter> CreateBitmapWriter(const std::string& path);
-
-// By the path's extension.
-bool HoldsSeveralPages(const std::string& path);

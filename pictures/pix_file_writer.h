@@ -6,7 +6,7 @@
 
 class CPixFileWriter : public CBandWriter {
   protected:
-    explicit CPixFileWriter(const std::string& path) : CBandWriter(path) {}
+    using CBandWriter::CBandWriter;
 
     // The whole page: 1 or 8 bits, with a palette unless it is plain black and white or plain gray,
     // or 32 bits.

@@ -5,7 +5,7 @@
 
 class CPnmFileWriter final : public CBandWriter {
   public:
-    explicit CPnmFileWriter(const std::string& path) : CBandWriter(path) {}
+    using CBandWriter::CBandWriter;
 
   private:
     // The numbers of the forms in the file's first two bytes, "P4" to "P6".

@@ -3,12 +3,10 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
 
 class CPictureWriter;
 
 struct CSampleJob {
-    std::string m_output;
     std::int32_t m_width = 1240;  // an A4 page at 150 dpi
     std::int32_t m_height = 1754;
     std::int32_t m_dpi = 150;

@@ -10,7 +10,7 @@ struct tiff;
 
 class CTiffFileWriter final : public CBandWriter {
   public:
-    explicit CTiffFileWriter(const std::string& path) : CBandWriter(path) {}
+    using CBandWriter::CBandWriter;
 
   private:
     struct CCloser {
@@ -22,7 +22,6 @@ class CTiffFileWriter final : public CBandWriter {
     void Start() override;
     void StoreBand(std::uint8_t* rows, std::int32_t count) override;
     void Complete() override;
-    bool HoldsPages() const override { return true; }
     void CompletePages() override;
 
     void Open();

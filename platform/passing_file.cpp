@@ -66,6 +66,20 @@ void RemoveLeftovers(const fs::path& folder) {
     }
 }
 
+// `move` is given what is done, what is left and where that lies, and answers as write(2).
+template <typename TMove>
+std::error_code MoveAll(std::size_t bytes, std::int64_t offset, TMove move) {
+    for (std::size_t done = 0; done < bytes;) {
+        const ssize_t moved = move(done, bytes - done, offset + static_cast<std::int64_t>(done));
+        if (moved < 0 && errno == EINTR)
+            continue;
+        if (moved <= 0)
+            return SystemFailure(moved < 0 ? errno : EIO);
+        done += static_cast<std::size_t>(moved);
+    }
+    return {};
+}
+
 }  // namespace
 
 std::error_code CPassingFile::FindTarget() {
@@ -131,6 +145,25 @@ std::error_code CPassingFile::Use(int descriptor, std::string path) {
     close(descriptor);
     Discard();
     return SystemFailure(error);
+}
+
+std::error_code CPassingFile::WriteAt(const void* source, std::size_t bytes,
+                                      std::int64_t offset) const {
+    const auto* from = static_cast<const char*>(source);
+    return MoveAll(bytes, offset, [&](std::size_t done, std::size_t left, std::int64_t place) {
+        return pwrite(m_claim, from + done, left, place);
+    });
+}
+
+std::error_code CPassingFile::ReadAt(void* target, std::size_t bytes, std::int64_t offset) const {
+    auto* to = static_cast<char*>(target);
+    return MoveAll(bytes, offset, [&](std::size_t done, std::size_t left, std::int64_t place) {
+        return pread(m_claim, to + done, left, place);
+    });
+}
+
+std::error_code CPassingFile::Truncate(std::int64_t size) const {
+    return ftruncate(m_claim, size) == 0 ? std::error_code() : SystemFailure(errno);
 }
 
 std::error_code CPassingFile::Close(bool toMedium) {

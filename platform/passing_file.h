@@ -4,6 +4,8 @@
 // writes there.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -33,6 +35,11 @@ class CPassingFile {
     std::error_code Create(unsigned rights = 0666);
     // For reading and writing; null unless between Create and Close.
     std::FILE* Stream() const { return m_file; }
+    // Between Create and Close, past the stream, which has no bytes of its own then: all bytes, or
+    // a failure. A read behind the end is std::errc::io_error.
+    std::error_code WriteAt(const void* source, std::size_t bytes, std::int64_t offset) const;
+    std::error_code ReadAt(void* target, std::size_t bytes, std::int64_t offset) const;
+    std::error_code Truncate(std::int64_t size) const;
     // Some file systems tell of a full disk only here. `toMedium` waits until the bytes are there,
     // so that not even a loss of power leaves half a file.
     std::error_code Close(bool toMedium = false);

@@ -5,3 +5,7 @@
 bool IsErrorTerminal() {
     return isatty(STDERR_FILENO) == 1;
 }
+
+bool IsOutputTerminal() {
+    return isatty(STDOUT_FILENO) == 1;
+}

@@ -66,7 +66,7 @@ int TitleWidth(const std::string& title) {
 
 void WriteSheet(CDrawnMedium& sheet, const std::string& path) {
     std::string error;
-    const auto writer = CreatePictureWriter(path, &error);
+    const auto writer = CreatePictureWriter(path, {}, &error);
     if (!writer)
         Fail(path + ' ' + error);
     const BITMAPINFOHEADER info = MakeInfoHeader(sheet.Width(), sheet.Height(), 24);

@@ -70,7 +70,7 @@ CPageFiles::~CPageFiles() {
 // Keeps the first failure of the writer.
 bool CPageFiles::Take(bool done) {
     if (!done && m_error.empty())
-        m_error = m_path + ": " + m_writer->Error();
+        m_error = ShownName(m_path) + ": " + m_writer->Error();
     return done;
 }
 
@@ -80,9 +80,9 @@ bool CPageFiles::Open(int page) {
         return true;
     m_path = m_name.ForPage(page);
     std::string error;
-    m_writer = CreatePictureWriter(m_path, &error);
+    m_writer = CreatePictureWriter(m_path, m_options, &error);
     if (!m_writer)
-        m_error = m_path + ": " + error;
+        m_error = ShownName(m_path) + ": " + error;
     else if (m_counter && page == 1)
         m_writer = std::make_unique<CCountingWriter>(std::move(m_writer), *m_counter);
     return m_writer != nullptr;
@@ -114,12 +114,14 @@ bool CPageFiles::Progress(int page, int percent) {
 }
 
 // The driver's bitmap is a passing file beside the page's own: it is on the same disk, and a page
-// of another kind is made of it.
+// of another kind is made of it. Beside standard output is the folder for temporary files.
 std::string CPageFiles::PageFile(int page) {
     if (!Open(page))
         return {};
     m_progress.Begin(page);
-    const fs::path folder = fs::path(m_path).parent_path();
+    std::error_code ignored;
+    const fs::path folder =
+        IsStandardOutput() ? fs::temp_directory_path(ignored) : fs::path(m_path).parent_path();
     m_passingFile =
         (folder / (".nvqscan-" + std::to_string(std::random_device()()) + ".tmp")).string();
     return m_passingFile;
@@ -141,9 +143,7 @@ bool CPageFiles::EndPage(const ScanPage& page) {
         if (!Take(m_writer->Error().empty()))
             return false;
     }
-    const bool isDone = m_name.IsNumbered() || !HoldsSeveralPages(m_path)
-                            ? Take(m_writer->Finish())
-                            : Take(m_writer->EndPage());
+    const bool isDone = HoldsAllPages() ? Take(m_writer->EndPage()) : Take(m_writer->Finish());
     if (!isDone)
         return false;
     m_inPage = false;
@@ -160,7 +160,7 @@ void CPageFiles::TellPage(int page) {
     const char* kind = m_info.biBitCount == 24  ? "colour"
                        : m_info.biBitCount == 8 ? "gray"
                                                 : "line art";
-    m_progress.EndPage(m_path + ": page " + std::to_string(page) + ", " + kind + ", " +
+    m_progress.EndPage(ShownName(m_path) + ": page " + std::to_string(page) + ", " + kind + ", " +
                        std::to_string(m_info.biWidth) + " x " + std::to_string(m_info.biHeight) +
                        " pixels at " + std::to_string(DotsPerInch(m_info.biXPelsPerMeter)) +
                        " dpi");
@@ -168,7 +168,7 @@ void CPageFiles::TellPage(int page) {
 
 // A page that broke off is dropped; a file without a whole page doesn't appear.
 bool CPageFiles::Finish(bool isCancelled) {
-    if (!m_writer || m_name.IsNumbered() || !HoldsSeveralPages(m_path) || !m_error.empty())
+    if (!m_writer || !HoldsAllPages() || !m_error.empty())
         return m_error.empty();
     if (isCancelled || m_keptPages == 0) {
         m_keptPages = 0;

@@ -35,8 +35,12 @@ class CPageName {
 class CPageFiles final : public IScanSink {
   public:
     // `counter`, which may be null, counts the first page.
-    CPageFiles(CPageName name, CScanProgress& progress, CToneCounter* counter)
-        : m_name(std::move(name)), m_progress(progress), m_counter(counter) {}
+    CPageFiles(CPageName name, CPictureOptions options, CScanProgress& progress,
+               CToneCounter* counter)
+        : m_name(std::move(name)),
+          m_options(std::move(options)),
+          m_progress(progress),
+          m_counter(counter) {}
     ~CPageFiles() override;
 
     bool BeginPage(const ScanPage& page) override;
@@ -50,15 +54,21 @@ class CPageFiles final : public IScanSink {
     bool Finish(bool isCancelled);
     // What failed here: one line, with the file's name. Empty if nothing did.
     const std::string& Error() const { return m_error; }
+    // What is told to people goes to standard error then.
+    bool IsStandardOutput() const { return ::IsStandardOutput(m_name.ForPage(1)); }
     // Whole pages in the file of several pages.
     int PagesKept() const { return m_keptPages; }
 
   private:
     bool Open(int page);
+    bool HoldsAllPages() const {
+        return !m_name.IsNumbered() && HoldsSeveralPages(m_path, m_options);
+    }
     bool Take(bool done);
     void TellPage(int page);
 
     const CPageName m_name;
+    const CPictureOptions m_options;
     CScanProgress& m_progress;
     CToneCounter* const m_counter;
     std::string m_path;         // of the present file

@@ -46,17 +46,14 @@ bool CheckExposure(const ScanCommand& command, std::string* error) {
 
 // What the command line says by itself is checked before anything else happens.
 bool CheckLine(const ScanCommand& command, std::string* error) {
-    const CPageName name(command.m_output);
+    const CPageName name(command.m_output.m_path);
     if (name.IsFaulty()) {
-        *error = "-o " + command.m_output +
+        *error = "-o " + command.m_output.m_path +
                  ": a '%' stands for the page as '%d', or '%3d' for three digits; '%%' is a '%'";
         return false;
     }
-    if (!CreatePictureWriter(name.ForPage(1), error)) {
-        *error = "-o " + command.m_output + ": " + *error;
-        return false;
-    }
-    return CheckExposure(command, error) && CheckFilters(command.m_settings.filters, error) &&
+    return CheckOutput(name.ForPage(1), command.m_output.m_picture, error) &&
+           CheckExposure(command, error) && CheckFilters(command.m_settings.filters, error) &&
            command.m_plots.Check(error);
 }
 
@@ -65,6 +62,21 @@ bool CanBeTurned(const ItemState& image) {
            std::min(CDeviceProperties::Number(image, WIA_IPA_PIXELS_PER_LINE),
                     CDeviceProperties::Number(image, WIA_IPA_NUMBER_OF_LINES)) >=
                QL_LEAST_TURNED_SIDE;
+}
+
+// The settings are in the device: pixels and lines are those of the page that will come.
+bool FitsFile(const COutputOptions& output, const ItemState& image, std::string* error) {
+    const auto kind = FileKindOf(output.m_path, output.m_picture, error);
+    const auto number = [&](PROPID id) { return CDeviceProperties::Number(image, id).value_or(0); };
+    LONG width = number(WIA_IPA_PIXELS_PER_LINE);
+    LONG height = number(WIA_IPA_NUMBER_OF_LINES);
+    if (number(QL_PROP_ROTATION) % 180 != 0)
+        std::swap(width, height);
+    const bool fits =
+        kind && CheckPicture(*kind, output.m_picture, width, height, number(WIA_IPA_DEPTH), error);
+    if (!fits)
+        *error = "-o " + output.m_path + ": " + *error;
+    return fits;
 }
 
 // A palette that isn't one of the driver's goes to it as colours.
@@ -112,6 +124,8 @@ int Run(ScanCommand& command) {
     if (const ScanStatus status = ApplySettings(device, command.m_settings, properties);
         !status.Ok())
         return Complain(status);
+    if (!FitsFile(command.m_output, properties.Image(), &error))
+        return Complain(error, kExitUsage);
     if (!CanBeTurned(properties.Image()))
         return Complain("the window is too small: only a page of at least " +
                             std::to_string(QL_LEAST_TURNED_SIDE) +
@@ -157,10 +171,10 @@ void AddScanCommand(CLI::App& app, CCommandList& commands) {
     CLI::App* sub = app.add_subcommand("scan", "Scan pages into files");
     sub->add_option("DEVICE", command->m_device,
                     "Its number, name, identifier or port (the first scanner)");
-    sub->add_option("-o,--output", command->m_output,
-                    "File: .png, .tif, .jpg, .bmp, .pnm or .pdf. %d in the name stands for the "
-                    "page, %3d for three digits; .tif and .pdf files without hold all pages. A job "
-                    "of the feeder that may have several takes one of these")
+    AddOutputOptions(*sub, command->m_output,
+                     "File: .png, .tif, .jpg, .bmp, .pnm or .pdf. %d in the name stands for the "
+                     "page, %3d for three digits; .tif and .pdf files without hold all pages. A "
+                     "job of the feeder that may have several takes one of these")
         ->required();
     AddSettings(*sub, *command);
     sub->add_option("--pages", command->m_pages,

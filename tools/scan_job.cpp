@@ -26,8 +26,9 @@ int PagesAsked(const ScanCommand& command) {
 }
 
 // A file that holds one page is enough for a scan of one.
-bool FitsOneFile(const std::string& output, int pages) {
-    return pages == 1 || CPageName(output).IsNumbered() || HoldsSeveralPages(output);
+bool FitsOneFile(const COutputOptions& output, int pages) {
+    return pages == 1 || CPageName(output.m_path).IsNumbered() ||
+           HoldsSeveralPages(output.m_path, output.m_picture);
 }
 
 // The end of the job, whichever it was.
@@ -72,7 +73,7 @@ ScanStatus Expose(CScanDevice& device, const ScanCommand& command,
         status.text = "--auto: " + status.text;
     const std::string text = found ? ExposureText(*found, kept) : kNothingToAnalyse;
     if (status.code == S_OK && !command.m_isQuiet && !text.empty())
-        std::cout << text << '\n';
+        (IsStandardOutput(command.m_output.m_path) ? std::cerr : std::cout) << text << '\n';
     return status;
 }
 
@@ -96,7 +97,7 @@ int RunScanJob(CScanDevice& device, const ScanCommand& command,
     options.pages = PagesAsked(command);
     options.cancel = InterruptFlag();
     if (!FitsOneFile(command.m_output, PagesOfScan(properties, options.pages)))
-        return Complain("-o " + command.m_output +
+        return Complain("-o " + command.m_output.m_path +
                             ": holds one page; name a file with %d for the page, a .tif or .pdf "
                             "file, or scan --pages 1",
                         kExitUsage);
@@ -108,12 +109,13 @@ int RunScanJob(CScanDevice& device, const ScanCommand& command,
     ScanStatus status = Expose(device, command, properties);
     if (status.code == S_OK && command.m_isAdaptive)
         status = ChooseColors(device, properties);
-    CScanProgress progress(command.m_isQuiet);
-    CPageFiles files(CPageName(command.m_output), progress, isPlotted ? &result : nullptr);
+    CScanProgress progress(command.m_isQuiet, IsStandardOutput(command.m_output.m_path));
+    CPageFiles files(CPageName(command.m_output.m_path), command.m_output.m_picture, progress,
+                     isPlotted ? &result : nullptr);
     if (status.code == S_OK)
         status = device.Scan(properties.Image().item.fullName, options, files);
     progress.Wipe();
-    const int code = Conclude(status, files, command.m_output);
+    const int code = Conclude(status, files, ShownName(command.m_output.m_path));
     std::string error;
     if (code == kExitDone && isPlotted &&
         !DrawScan(command.m_plots, device, input, result.Counts(), &error))

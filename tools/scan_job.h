@@ -7,13 +7,14 @@
 
 #include "service/scan_settings.h"
 #include "tools/mode_option.h"
+#include "tools/output_options.h"
 #include "tools/process/analysis.h"
 #include "tools/process/tone_files.h"
 
 // The command line of `scan`.
 struct ScanCommand {
     std::string m_device;
-    std::string m_output;
+    COutputOptions m_output;
     std::string m_area;
     std::vector<std::string> m_sets;  // NAME=VALUE
     CModeOptions m_mode;

@@ -8,8 +8,8 @@
 #include "platform/terminal.h"
 
 // Into a file or a pipe no bar is drawn.
-CScanProgress::CScanProgress(bool isQuiet)
-    : m_isQuiet(isQuiet), m_hasBar(!isQuiet && IsErrorTerminal()) {}
+CScanProgress::CScanProgress(bool isQuiet, bool isOutputTaken)
+    : m_isQuiet(isQuiet), m_isOutputTaken(isOutputTaken), m_hasBar(!isQuiet && IsErrorTerminal()) {}
 
 CScanProgress::~CScanProgress() {
     Wipe();
@@ -39,7 +39,7 @@ void CScanProgress::Show(int page, int percent) {
 void CScanProgress::EndPage(const std::string& line) {
     Wipe();
     if (!m_isQuiet)
-        std::cout << line << std::endl;
+        (m_isOutputTaken ? std::cerr : std::cout) << line << std::endl;
 }
 
 void CScanProgress::Wipe() {

@@ -9,7 +9,8 @@
 // ends. A line for each whole page goes to standard output. Nothing when it is quiet.
 class CScanProgress {
   public:
-    explicit CScanProgress(bool isQuiet);
+    // `isOutputTaken`: standard output holds a picture, and lines go to standard error.
+    explicit CScanProgress(bool isQuiet, bool isOutputTaken = false);
     ~CScanProgress();
     CScanProgress(const CScanProgress&) = delete;
     CScanProgress& operator=(const CScanProgress&) = delete;
@@ -27,6 +28,7 @@ class CScanProgress {
     using CClock = std::chrono::steady_clock;
 
     const bool m_isQuiet;
+    const bool m_isOutputTaken;
     const bool m_hasBar;
     bool m_isShown = false;
     CClock::time_point m_begin;

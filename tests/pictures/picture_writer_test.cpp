@@ -57,7 +57,7 @@ class PictureWriter : public testing::Test {
   protected:
     std::unique_ptr<CPictureWriter> Create(const std::string& path) {
         std::string error;
-        auto writer = CreatePictureWriter(path, &error);
+        auto writer = CreatePictureWriter(path, {}, &error);
         EXPECT_NE(writer, nullptr) << error;
         return writer;
     }
@@ -97,7 +97,7 @@ class PictureWriter : public testing::Test {
 TEST_F(PictureWriter, EveryFormatKeepsEveryPixel) {
     Palette colors = GrayRamp();
     colors[17] = {200, 100, 0, 0};
-    for (const std::string name : {"a.bmp", "a", "a.PNG", "a.png", "a.tif", "a.tiff", "a.pnm"}) {
+    for (const std::string name : {"a.bmp", "a.PNG", "a.png", "a.tif", "a.tiff", "a.pnm"}) {
         for (const std::int32_t width : {1, 3, 31, 33}) {
             SCOPED_TRACE(name + " " + std::to_string(width));
             for (const CImage& image :
@@ -106,7 +106,7 @@ TEST_F(PictureWriter, EveryFormatKeepsEveryPixel) {
                 Write(m_folder / name, image, 7);
                 ExpectPixels(m_folder / name, image);
             }
-            if (name.find(".b") != std::string::npos || name == "a")
+            if (name.find(".b") != std::string::npos)
                 continue;  // 1-bit bitmaps are looked at below
             for (const Palette& palette : {kBlackWhite, kWhiteBlack, kRedBlue}) {
                 const CImage image = MakeImage(width, 5, 1, palette);
@@ -169,7 +169,7 @@ TEST_F(PictureWriter, SeveralPagesStandInOneFileIfItsKindHoldsThem) {
         ASSERT_TRUE(page(color) && writer->EndPage()) << writer->Error();
         const bool isSecond = page(MakeImage(33, 700, 1, kBlackWhite)) && writer->EndPage();
         EXPECT_EQ(isSecond, name != "a.png");
-        EXPECT_EQ(HoldsSeveralPages(name), isSecond);
+        EXPECT_EQ(HoldsSeveralPages(name, {}), isSecond);
         EXPECT_EQ(page(color) && writer->DropPage(), isSecond) << "the third one is given up";
         EXPECT_EQ(writer->Finish(), isSecond);
     }

@@ -44,7 +44,7 @@ TEST_F(CommandLine, ExitCodesAndMessagesTellWhatIsWrong) {
         {{"process", m_input, "-o", m_output, "--smooth", "soft"}, 2, "--smooth: 'soft' is none"},
         {{"process", m_input, "-o", m_output, "--analyse"}, 2, "--analyse requires --from-file"},
         {{}, 2, "A subcommand is required"},
-        {{"sample", "-o", m_folder / "x.gif"}, 2, "nvqscan: " + m_folder / "x.gif" + ": ends in"},
+        {{"sample", "-o", m_folder / "x.gif"}, 2, "nvqscan: -o " + m_folder / "x.gif" + ": ends in"},
     };
     for (const auto& row : table) {
         WriteBytes(m_output, {7});

@@ -14,6 +14,7 @@
 #include "tools/console.h"
 #include "tools/filter_options.h"
 #include "tools/mode_option.h"
+#include "tools/output_options.h"
 #include "tools/process/attribute_writes.h"
 #include "tools/process/model_item.h"
 #include "tools/process/run.h"
@@ -25,6 +26,7 @@ namespace {
 // The command line of `process`.
 struct ProcessOptions {
     CProcessJob m_job;
+    COutputOptions m_output;
     CModeOptions m_mode;
     bool m_listAttributes = false;
     bool m_listProperties = false;
@@ -50,11 +52,13 @@ int Process(ProcessOptions& options) {
     CProcessJob& job = options.m_job;
     if (options.m_listAttributes || options.m_listProperties)
         return ListTables(options);
+    job.m_output = options.m_output.m_path;
+    job.m_picture = options.m_output.m_picture;
     if (job.m_input.empty() || job.m_output.empty())
         return Complain("process needs a picture and -o FILE (see nvqscan process --help)",
                         kExitUsage);
     std::string error;
-    if (!CheckFilters(job.m_filters, &error) ||
+    if (!CheckOutput(job.m_output, job.m_picture, &error) || !CheckFilters(job.m_filters, &error) ||
         !TakePalette(options.m_mode, &job.m_palette, &error))
         return Complain(error, kExitUsage);
     job.m_mode = options.m_mode.m_mode;
@@ -76,24 +80,26 @@ int Process(ProcessOptions& options) {
 }
 
 // Nothing is left of a picture that was interrupted.
-int Sample(CSampleJob& job) {
+int Sample(CSampleJob& job, const COutputOptions& output) {
     std::string error;
-    const auto writer = CreatePictureWriter(job.m_output, &error);
-    if (!writer)
-        return Complain(job.m_output + ": " + error, kExitUsage);
+    if (!CheckOutput(output.m_path, output.m_picture, &error))
+        return Complain(error, kExitUsage);
+    const auto writer = CreatePictureWriter(output.m_path, output.m_picture, &error);
     CatchInterrupts();
     job.m_cancelled = WasInterrupted;
     if (WriteSamplePicture(job, *writer))
         return 0;
-    return writer->Error().empty() ? Complain("cancelled", kExitCancelled)
-                                   : Complain(job.m_output + ": " + writer->Error(), kExitFailed);
+    return writer->Error().empty()
+               ? Complain("cancelled", kExitCancelled)
+               : Complain(ShownName(output.m_path) + ": " + writer->Error(), kExitFailed);
 }
 
 CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     CProcessJob& job = options.m_job;
     CLI::App* process = app.add_subcommand("process", "Run a picture through the imaging engine");
     process->add_option("IN", job.m_input, "Picture: bitmap, PNG, TIFF, JPEG or PNM file");
-    process->add_option("-o,--output", job.m_output, "Result: .bmp, .png or .tif file");
+    AddOutputOptions(*process, options.m_output,
+                     "Result: .png, .tif, .jpg, .bmp, .pnm or .pdf file");
     AddTurnOptions(*process, job.m_mirror, job.m_rotate, "picture",
                    "Lines are written when the whole picture has been read");
     AddModeOptions(*process, options.m_mode);
@@ -134,10 +140,9 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     return process;
 }
 
-CLI::App* AddSample(CLI::App& app, CSampleJob& job) {
+CLI::App* AddSample(CLI::App& app, CSampleJob& job, COutputOptions& output) {
     CLI::App* sample = app.add_subcommand("sample", "Write a sample picture to work with");
-    sample->add_option("-o,--output", job.m_output, "File to write: .bmp, .png or .tif")
-        ->required();
+    AddOutputOptions(*sample, output, "File: .png, .tif, .jpg, .bmp, .pnm or .pdf")->required();
     sample->add_option("--width", job.m_width, "Pixels")
         ->check(CLI::Range(1, 100000))
         ->capture_default_str();
@@ -159,5 +164,7 @@ void AddProcessCommands(CLI::App& app, CCommandList& commands) {
     const auto options = std::make_shared<ProcessOptions>();
     commands.push_back({AddProcess(app, *options), [options] { return Process(*options); }});
     const auto job = std::make_shared<CSampleJob>();
-    commands.push_back({AddSample(app, *job), [job] { return Sample(*job); }});
+    const auto output = std::make_shared<COutputOptions>();
+    commands.push_back(
+        {AddSample(app, *job, *output), [job, output] { return Sample(*job, *output); }});
 }

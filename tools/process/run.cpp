@@ -272,7 +272,7 @@ CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineF
     if (sink.HasHeader() && !sink.HasFailed() && !engineFailed && writer.Finish())
         return CProcessResult::Done;
     *error = writer.Error().empty() ? job.m_input + ": the engine could not process this picture"
-                                    : job.m_output + ": " + writer.Error();
+                                    : ShownName(job.m_output) + ": " + writer.Error();
     if (turns && !sink.HasHeader())
         *error += " (to turn it takes room in the temporary folder, 6 bytes a pixel in colour)";
     return CProcessResult::Failed;
@@ -368,7 +368,8 @@ CProcessResult DrawPlots(const CProcessJob& job, CQLEngine& engine, CPictureSink
 CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
     if (!job.m_plots.Check(error))
         return CProcessResult::BadInput;
-    std::unique_ptr<CPictureWriter> writer = CreatePictureWriter(job.m_output, error);
+    std::unique_ptr<CPictureWriter> writer =
+        CreatePictureWriter(job.m_output, job.m_picture, error);
     if (!writer) {
         *error = job.m_output + ": " + *error;
         return CProcessResult::BadInput;

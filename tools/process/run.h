@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "pictures/picture_options.h"
 #include "service/exposure.h"
 #include "service/scan_settings.h"
 #include "tools/palette_choice.h"
@@ -15,7 +16,8 @@
 // What the command line asks for.
 struct CProcessJob {
     std::string m_input;
-    std::string m_output;
+    std::string m_output;  // "-": standard output
+    CPictureOptions m_picture;
     bool m_fromFile = false;  // through the engine's own file reader instead of the input stream
     bool m_analyse = false;   // an analysis pass first; only from a file
     bool m_mirror = false;
