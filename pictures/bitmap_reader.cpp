@@ -1,7 +1,7 @@
 #include "pictures/bitmap_reader.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 #include <iterator>
 #include <utility>
 
@@ -12,8 +12,13 @@ namespace {
 
 // The later ones only add colour spaces behind the fields that count here.
 constexpr DWORD kInfoHeaderSizes[] = {sizeof(BITMAPINFOHEADER), 52, 56, 108, 124};
-// Of the methods of compression.
+// Of the methods of compression: none, and none with masks that say where in a pixel the colours
+// are.
 constexpr DWORD kUncompressed = 0;
+constexpr DWORD kBitFields = 3;
+// As they lie in pixels without masks, from the lowest byte on: blue, green, red.
+constexpr std::array<DWORD, 3> kUsualMasks = {0xFF0000, 0xFF00, 0xFF};
+constexpr WORD kDepths[] = {1, 4, 8, 24, 32};
 
 }  // namespace
 
@@ -24,13 +29,12 @@ CBitmapReader::CBitmapReader(CInputFile file) : m_file(std::move(file)) {
     CheckPlaces();
     m_info.m_width = m_infoHeader.biWidth;
     m_info.m_height = static_cast<std::int32_t>(Height());
-    m_info.m_bitsPerPixel = m_infoHeader.biBitCount;
+    m_mapper = MakeMapper();
+    m_info.m_bitsPerPixel = m_mapper.TargetBits();
     m_info.m_xPelsPerMeter = std::max(m_infoHeader.biXPelsPerMeter, 0);
     m_info.m_yPelsPerMeter = std::max(m_infoHeader.biYPelsPerMeter, 0);
     m_info.m_isPlainBitmap =
         m_infoHeader.biBitCount == 24 && m_infoHeader.biSize == sizeof(BITMAPINFOHEADER);
-    if (m_infoHeader.biBitCount == 8)
-        TakePalette();
     const std::int64_t lines = std::clamp<std::int64_t>(kFileBandBytes / Stride(), 1, Height());
     m_band.resize(static_cast<std::size_t>(lines * Stride()));
 }
@@ -61,11 +65,13 @@ void CBitmapReader::CheckInfo() const {
     const BITMAPINFOHEADER& info = m_infoHeader;
     if (info.biPlanes != 1)
         Fail("has " + std::to_string(info.biPlanes) + " planes; bitmaps of 1 plane are read");
-    if (info.biBitCount != 24 && info.biBitCount != 8) {
+    if (std::ranges::find(kDepths, info.biBitCount) == std::end(kDepths)) {
         Fail("holds " + std::to_string(info.biBitCount) +
-             " bits a pixel; bitmaps of 24 or 8 bits are read");
+             " bits a pixel; bitmaps of 1, 4, 8, 24 or 32 bits are read");
     }
-    if (info.biCompression != kUncompressed) {
+    if (info.biBitCount == 32 && info.biCompression == kBitFields) {
+        CheckMasks();
+    } else if (info.biCompression != kUncompressed) {
         Fail("is compressed by method " + std::to_string(info.biCompression) +
              "; uncompressed bitmaps (method 0) are read");
     }
@@ -73,6 +79,24 @@ void CBitmapReader::CheckInfo() const {
         Fail("has a palette of " + std::to_string(info.biClrUsed) +
              " colours; at most 256 are read");
     }
+}
+
+// In long headers they stand where short ones have them behind.
+void CBitmapReader::CheckMasks() const {
+    constexpr std::int64_t kPlace = kBitmapHeaderBytes;
+    std::array<DWORD, 3> masks = {};
+    if (m_file.Size() < kPlace + std::int64_t{sizeof(masks)})
+        Fail("ends inside the masks of its colours");
+    m_file.ReadAt(masks.data(), sizeof(masks), kPlace);
+    if (masks != kUsualMasks)
+        Fail("has masks that put its colours elsewhere than blue, green, red; those are read");
+}
+
+std::int64_t CBitmapReader::HeadersEnd() const {
+    const bool masksFollow =
+        m_infoHeader.biCompression == kBitFields && m_infoHeader.biSize == sizeof(BITMAPINFOHEADER);
+    return std::int64_t{sizeof(m_fileHeader)} + m_infoHeader.biSize +
+           (masksFollow ? std::int64_t{sizeof(kUsualMasks)} : 0);
 }
 
 // The width first: the stride that bounds the height comes from it. Both bounds keep every product
@@ -83,7 +107,7 @@ void CBitmapReader::CheckExtent() const {
         Fail("is " + width + " pixels wide; 1 to " + std::to_string(kMaxPictureWidth) +
              " are read");
     }
-    const std::int64_t mostLines = kMaxBitmapBytes / Stride();
+    const std::int64_t mostLines = kMaxBitmapFileBytes / Stride();
     if (Height() < 1 || Height() > mostLines) {
         Fail("is " + std::to_string(m_infoHeader.biHeight) + " lines high; 1 to " +
              std::to_string(mostLines) + " are read at a width of " + width +
@@ -95,7 +119,7 @@ void CBitmapReader::CheckExtent() const {
 // it says. biSizeImage is not asked: it is wrong in many a file that is whole.
 void CBitmapReader::CheckPlaces() const {
     const std::int64_t size = m_file.Size();
-    const std::int64_t headers = std::int64_t{sizeof(m_fileHeader)} + m_infoHeader.biSize;
+    const std::int64_t headers = HeadersEnd();
     const std::int64_t palette =
         headers + std::int64_t{BitmapColorCount(m_infoHeader)} * std::int64_t{sizeof(RGBQUAD)};
     const std::int64_t offset = m_fileHeader.bfOffBits;
@@ -124,20 +148,14 @@ void CBitmapReader::CheckPlaces() const {
     }
 }
 
-// An 8-bit file may hold grays in any order, or colours: what is delivered is gray or colour, and a
-// palette that is the plain ramp costs nothing.
-void CBitmapReader::TakePalette() {
-    const std::size_t count = BitmapColorCount(m_infoHeader);
-    m_file.ReadAt(m_palette.data(), count * sizeof(RGBQUAD),
-                  std::int64_t{sizeof(m_fileHeader)} + m_infoHeader.biSize);
-    const bool isGray = std::ranges::all_of(m_palette, IsGray);
-    m_mapping = isGray ? EMapping::Gray : EMapping::Color;
-    m_info.m_bitsPerPixel = isGray ? 8 : 24;
-    bool isRamp = isGray;
-    for (std::size_t i = 0; i < m_palette.size(); ++i)
-        isRamp = isRamp && m_palette[i].rgbGreen == i;
-    if (isRamp)
-        m_mapping = EMapping::None;
+// Depths with a table of colours have indices into it; what is delivered is gray or colour.
+CRowMapper CBitmapReader::MakeMapper() const {
+    const int bits = m_infoHeader.biBitCount;
+    if (FullColorCount(bits) == 0)
+        return CRowMapper(bits == 32 ? EPixelLayout::Bgrx : EPixelLayout::Bgr);
+    std::vector<RGBQUAD> palette(BitmapColorCount(m_infoHeader));
+    m_file.ReadAt(palette.data(), palette.size() * sizeof(RGBQUAD), HeadersEnd());
+    return {bits, palette};
 }
 
 // The next lines of the image, as many as fit. In a file that begins with the bottom row they lie
@@ -153,37 +171,12 @@ void CBitmapReader::FillBand() {
     m_bandUsed = 0;
 }
 
-void CBitmapReader::ConvertRow(std::uint8_t* target, const std::uint8_t* row) const {
-    if (m_mapping == EMapping::None) {
-        std::memcpy(target, row, LineBytes());
-        return;
-    }
-    if (m_mapping == EMapping::Gray) {
-        for (std::int32_t x = 0; x < m_info.m_width; ++x)
-            target[x] = m_palette[row[x]].rgbGreen;
-        return;
-    }
-    for (std::int32_t x = 0; x < m_info.m_width; ++x, target += 3) {
-        const RGBQUAD& entry = m_palette[row[x]];
-        target[0] = entry.rgbBlue;
-        target[1] = entry.rgbGreen;
-        target[2] = entry.rgbRed;
-    }
-}
-
-bool CBitmapReader::ReadLines(std::uint8_t* target, std::int32_t lines) {
-    if (!AreLeft(lines))
-        return false;
-    return RunGuarded(&m_error, [&] {
-        for (; lines > 0; --lines, target += LineBytes()) {
-            if (m_bandUsed == m_bandLines)
-                FillBand();
-            // Within the band rows stand as in the file.
-            const bool bottomUp = m_infoHeader.biHeight > 0;
-            const std::int32_t row = bottomUp ? m_bandLines - 1 - m_bandUsed : m_bandUsed;
-            ConvertRow(target, m_band.data() + row * Stride());
-            ++m_bandUsed;
-            ++m_nextLine;
-        }
-    });
+// Within the band rows stand as in the file.
+void CBitmapReader::ReadLine(std::uint8_t* target) {
+    if (m_bandUsed == m_bandLines)
+        FillBand();
+    const bool bottomUp = m_infoHeader.biHeight > 0;
+    const std::int32_t row = bottomUp ? m_bandLines - 1 - m_bandUsed : m_bandUsed;
+    m_mapper.Map(target, m_band.data() + row * Stride(), m_info.m_width);
+    ++m_bandUsed;
 }

@@ -11,13 +11,7 @@ constexpr std::uint32_t kWhite = 0xFFFFFF00u;  // as Leptonica lays out red, gre
 
 // The kinds whose size can be learnt without decoding them; null for all others.
 const char* FormatName(int format) {
-    if (L_FORMAT_IS_TIFF(format))
-        return "TIFF";
     switch (format) {
-        case IFF_PNG:
-            return "PNG";
-        case IFF_JFIF_JPEG:
-            return "JPEG";
         case IFF_JP2:
             return "JPEG 2000";
         case IFF_WEBP:
@@ -46,7 +40,7 @@ HeaderInfo ReadHeader(const std::string& path) {
     if (findFileFormat(path.c_str(), &header.format) == 0)
         header.name = FormatName(header.format);
     if (!header.name)
-        Fail("is no bitmap, PNG, TIFF, JPEG, JPEG 2000, WebP or PNM file; those are read");
+        Fail("is no " + ReadableKinds() + " file; those are read");
     if (pixReadHeader(path.c_str(), nullptr, &header.width, &header.height, &header.bits,
                       &header.samples, &header.hasPalette) != 0 ||
         header.width < 1 || header.height < 1)
@@ -77,17 +71,14 @@ void CheckSize(const HeaderInfo& header, std::int64_t fileSize) {
 }  // namespace
 
 CDecodedReader::CDecodedReader(const std::string& path, std::int64_t fileSize) {
-    // Its messages would go to the terminal, between the program's own.
+    // Its messages would go to the terminal, between the program's own; so would those of the
+    // libraries that it hands on.
     setMsgSeverity(L_SEVERITY_NONE);
+    leptSetStderrHandler([](const char*) {});
     const HeaderInfo header = ReadHeader(path);
     CheckSize(header, fileSize);
-    int warnings = 0;
-    if (header.format == IFF_JFIF_JPEG)
-        m_pix.reset(pixReadJpeg(path.c_str(), 0, 1, &warnings, 0));
-    else
-        m_pix.reset(pixRead(path.c_str()));
-    // The JPEG decoder replaces what is missing by gray and goes on.
-    if (!m_pix || warnings > 0)
+    m_pix.reset(pixRead(path.c_str()));
+    if (!m_pix)
         Fail(std::string("holds damaged or incomplete ") + header.name + " data");
     Simplify(header.samples == 2);
     m_info.m_width = pixGetWidth(m_pix.get());
@@ -117,23 +108,18 @@ void CDecodedReader::Simplify(bool isGrayWithAlpha) {
         throw std::bad_alloc();
 }
 
-bool CDecodedReader::ReadLines(std::uint8_t* target, std::int32_t lines) {
-    if (!AreLeft(lines))
-        return false;
-    const auto wordsPerLine = static_cast<std::size_t>(pixGetWpl(m_pix.get()));
-    for (; lines > 0; --lines, ++m_nextLine) {
-        // Pixels of 8 bits stand four in a word, the first one in its highest byte.
-        const l_uint32* words =
-            pixGetData(m_pix.get()) + wordsPerLine * static_cast<std::size_t>(m_nextLine);
-        for (std::int32_t x = 0; x < m_info.m_width; ++x) {
-            if (m_info.m_bitsPerPixel == 8) {
-                *target++ = static_cast<std::uint8_t>(GET_DATA_BYTE(words, x));
-                continue;
-            }
-            *target++ = static_cast<std::uint8_t>(words[x] >> L_BLUE_SHIFT);
-            *target++ = static_cast<std::uint8_t>(words[x] >> L_GREEN_SHIFT);
-            *target++ = static_cast<std::uint8_t>(words[x] >> L_RED_SHIFT);
+void CDecodedReader::ReadLine(std::uint8_t* target) {
+    // Pixels of 8 bits stand four in a word, the first one in its highest byte.
+    const l_uint32* words =
+        pixGetData(m_pix.get()) +
+        static_cast<std::size_t>(m_nextLine) * static_cast<std::size_t>(pixGetWpl(m_pix.get()));
+    for (std::int32_t x = 0; x < m_info.m_width; ++x) {
+        if (m_info.m_bitsPerPixel == 8) {
+            *target++ = static_cast<std::uint8_t>(GET_DATA_BYTE(words, x));
+            continue;
         }
+        *target++ = static_cast<std::uint8_t>(words[x] >> L_BLUE_SHIFT);
+        *target++ = static_cast<std::uint8_t>(words[x] >> L_GREEN_SHIFT);
+        *target++ = static_cast<std::uint8_t>(words[x] >> L_RED_SHIFT);
     }
-    return true;
 }

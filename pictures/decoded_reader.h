@@ -1,4 +1,4 @@
-// Pictures of other kinds than bitmap files, decoded whole by Leptonica.
+// Pictures of the kinds that no other reader takes, decoded whole by Leptonica.
 #pragma once
 
 #include "pictures/leptonica.h"
@@ -9,9 +9,11 @@ class CDecodedReader final : public CPictureReader {
     // Throws as Fail does.
     CDecodedReader(const std::string& path, std::int64_t fileSize);
 
-    bool ReadLines(std::uint8_t* target, std::int32_t lines) override;
+    // The kinds, for people.
+    static constexpr char kKinds[] = "JPEG 2000, WebP or PNM";
 
   private:
+    void ReadLine(std::uint8_t* target) override;
     // Brings all that Leptonica knows down to plain gray or plain colour.
     void Simplify(bool isGrayWithAlpha);
 

@@ -18,6 +18,8 @@ class CInputFile {
     explicit CInputFile(const std::string& path);
 
     std::int64_t Size() const { return m_size; }
+    // For libraries that read by themselves.
+    std::FILE* Stream() const { return m_file.get(); }
     // All of the range, which lies within Size(): a file that ends before has been cut since.
     void ReadAt(void* target, std::size_t bytes, std::int64_t offset) const;
 

@@ -6,8 +6,6 @@
 
 #include <leptonica/allheaders.h>
 
-#include <cstdint>
-#include <limits>
 #include <memory>
 
 struct CPixDeleter {
@@ -18,6 +16,3 @@ using CPixPtr = std::unique_ptr<PIX, CPixDeleter>;
 struct CLeptDeleter {
     void operator()(void* memory) const { lept_free(memory); }
 };
-
-// What Leptonica can hold of an image.
-inline constexpr std::int64_t kMaxDecodedBytes = std::numeric_limits<std::int32_t>::max();

@@ -94,7 +94,7 @@ struct CBitmapFile {
         CBitmapFile bitmap;
         bitmap.m_info = MakeInfoHeader(width, height, bits);
         bitmap.m_info.biSizeImage = bitmap.m_info.biClrUsed = 0;  // which a header may leave out
-        bitmap.m_palette.resize(bits == 8 ? 256 : 0);
+        bitmap.m_palette.resize(FullColorCount(bits));
         FillGrayRamp(bitmap.m_palette);
         bitmap.m_rows.resize(bitmap.Stride() * static_cast<std::size_t>(std::abs(height)));
         bitmap.Settle();

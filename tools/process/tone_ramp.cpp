@@ -32,13 +32,12 @@ class CRampReader final : public CPictureReader {
         m_info.m_height = kRampLines;
         m_info.m_bitsPerPixel = bits;
     }
-    bool ReadLines(std::uint8_t* target, std::int32_t lines) override {
+
+  private:
+    void ReadLine(std::uint8_t* target) override {
         const std::size_t patch = LineBytes() / kToneLevels;
-        for (std::int32_t line = 0; line < lines; ++line) {
-            for (std::size_t level = 0; level < kToneLevels; ++level, target += patch)
-                std::memset(target, static_cast<int>(level), patch);
-        }
-        return true;
+        for (std::size_t level = 0; level < kToneLevels; ++level, target += patch)
+            std::memset(target, static_cast<int>(level), patch);
     }
 };
 
