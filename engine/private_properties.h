@@ -40,6 +40,9 @@ enum QLPrivateProperty : std::uint32_t {
     QL_PROP_SMOOTHING = 71722,       // 0 off, 1 of noise, 2 of all detail besides
     QL_PROP_STREAKS = 71723,         // removal of streaks, 0 off, 1 or 2
     QL_PROP_STREAK_DETAIL = 71724,   // the channel that others are rebuilt from, 1 to 3, or 0
+    // Of the root item: why reading the last page failed before its end, as a result code; 0 for a
+    // page that came whole or ended with its medium.
+    QL_PROP_PAGE_RESULT = 71725,
     // Of colour images: 0 none, else a QLPaletteKind; QL_PALETTE_USER for the colours below.
     QL_PROP_PALETTE = 71720,
     QL_PROP_PALETTE_COLORS = 71721,  // PaletteRecord

@@ -126,6 +126,7 @@ constexpr PropertyRow kRootRows[] = {
     LongRow(WIA_DPS_DOCUMENT_HANDLING_STATUS, u"Document Handling Status", kStatus),
     RangeRow(WIA_DPS_PAGES, u"Pages", 1, 0, kMaxPages),
     ListRow(QL_PROP_TMA_SELECT, u"TMA Select", kReadWriteList, kAdapterChosen, kOffOn),
+    LongRow(QL_PROP_PAGE_RESULT, u"Page Result", S_OK),
 };
 
 constexpr PropertyRow kTopRows[] = {

@@ -49,7 +49,8 @@ HRESULT CNVwiaMiniDrv::WriteRootLong(BYTE* pWiasContext, PROPID id, LONG value) 
 // ---- The service's request
 
 // One page a call; the service calls again for each page of a feeder job. A cancelled page gives
-// the scanner up, since nobody knows whether the job goes on, and so does a feed that failed.
+// the scanner up, since nobody knows whether the job goes on, and so does one that broke off or a
+// feed that failed.
 HRESULT CNVwiaMiniDrv::drvAcquireItemData(BYTE* pWiasContext, LONG, MINIDRV_TRANSFER_CONTEXT* pmdtc,
                                           LONG* plDevErrVal) {
     CFunctionTrace trace("CNVwiaMiniDrv::drvAcquireItemData");
@@ -122,13 +123,15 @@ HRESULT CNVwiaMiniDrv::ValidateDataTransferContext(const MINIDRV_TRANSFER_CONTEX
 }
 
 // The preparation is run once more, as between validation and scan another client may have used
-// the scanner. It reads and writes properties; the page behind it only reads some.
+// the scanner. It reads and writes properties; the page behind it only reads some. A page is
+// delivered to its end also when reading it failed on the way, so that is told beside it.
 HRESULT CNVwiaMiniDrv::ScanItem(BYTE* pWiasContext, MINIDRV_TRANSFER_CONTEXT* pmdtc, LONG*) {
     CFunctionTrace trace("CNVwiaMiniDrv::ScanItem");
     CPageTransfer page(*m_pScan, *m_pEngine, *m_pImageStream.Get(), *m_pLog, *pmdtc);
     GeomControl geometry;
     DWORD scanPixelWidth = 0;
     DWORD scanLines = 0;
+    WriteRootLong(pWiasContext, QL_PROP_PAGE_RESULT, S_OK);
     trace.SetResult(page.ReadRequest(pWiasContext));
     if (SUCCEEDED(trace.GetResult()))
         trace.SetResult(ValidateWidthHeight(pWiasContext, geometry, scanPixelWidth, scanLines));
@@ -139,6 +142,9 @@ HRESULT CNVwiaMiniDrv::ScanItem(BYTE* pWiasContext, MINIDRV_TRANSFER_CONTEXT* pm
     m_pPage = &page;
     trace.SetResult(page.Run(m_bFeederEmpty));
     m_pPage = nullptr;
+    WriteRootLong(pWiasContext, QL_PROP_PAGE_RESULT, page.ReadResult());
+    if (FAILED(page.ReadResult()))
+        m_pScan->releaseScanner();
     return trace.GetResult();
 }
 

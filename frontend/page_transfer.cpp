@@ -204,9 +204,12 @@ DWORD CPageTransfer::ReadBand() {
         const WORD phase = m_linesRead == 0 ? kFirstRead : kNextRead;
         const HRESULT hr =
             m_scan.readScanData(phase, m_lines.Buffer(), wanted, &got, m_lines.LineBytes());
-        if (FAILED(hr))
+        if (FAILED(hr)) {
             m_log.Format(kLogInformation, "readScanData failed hr %d: line %d, %d of %d bytes", hr,
                          m_linesRead, got, wanted);
+            if (SUCCEEDED(m_readResult))
+                m_readResult = hr;
+        }
         got = std::min(got, wanted);
         m_fillWhite = got != wanted && KeepsHeight();
         m_stopAfterBand = got != wanted && !KeepsHeight();

@@ -39,6 +39,9 @@ class CPageTransfer {
     // S_FALSE for a page that the client cancelled. `lastSheet` is told when the page came to its
     // end, cancelled or not: the feeder has no more.
     HRESULT Run(bool& lastSheet);
+    // What the first read answered that failed. The page is delivered all the same: what is missing
+    // is white, or cut off. The end of the media is no failure.
+    HRESULT ReadResult() const { return m_readResult; }
 
     // For IQLImageCallback.
     HRESULT TakeImage(DWORD type, DWORD percent, LONG length, BYTE* buffer) {
@@ -80,5 +83,6 @@ class CPageTransfer {
     DWORD m_realLines = 0;           // of the last one, by the device
     bool m_fillWhite = false;        // the media ended, and the page keeps its height
     bool m_stopAfterBand = false;    // the media ended, and the page ends with it
-    bool m_scanOpen = false;         // the start was tried, and the scan has not been ended
+    HRESULT m_readResult = S_OK;
+    bool m_scanOpen = false;  // the start was tried, and the scan has not been ended
 };

@@ -1,4 +1,5 @@
 // Scanning: one call of the driver for a page.
+#include "engine/private_properties.h"
 #include "service/device_session.h"
 #include "service/page_count.h"
 #include "service/transfer.h"
@@ -30,7 +31,9 @@ ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const ScanOpti
                        ? hr
                        : imaging->drvAcquireItemData(context, 0, transfer->Context(), deviceError);
         });
-        status = transfer->Finish(driver);
+        // A driver without the property has no way to tell.
+        const auto result = NumberOf(m_use.items->Root()->Store(), QL_PROP_PAGE_RESULT);
+        status = transfer->Finish(driver, result.value_or(S_OK));
     }
     transfer->Close();
     return status;

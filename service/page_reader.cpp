@@ -98,9 +98,12 @@ bool CPageReader::Job::Rows(const BYTE* rows, LONG count) {
     return true;
 }
 
-// The page counts, also when the scan is cancelled before the next one.
+// The page counts, also when the scan is cancelled before the next one. The end of one that broke
+// off is the scan's.
 bool CPageReader::Job::EndPage(const ScanPage& page) {
     std::unique_lock guard(m_lock);
+    if (FAILED(page.result))
+        return true;
     m_isWhole = true;
     m_changed.notify_all();
     if (page.number != m_pages) {

@@ -42,8 +42,9 @@ class CPageReader {
 
     // The next bytes of the page, at least one and at most `most`: rows in the page's order, each
     // of ScanPage::stride bytes; a piece may begin and end anywhere. None at the page's end, which
-    // is whole then. S_FALSE: cancelled. Another result: the page broke off; all bytes that the
-    // scanner gave have been read before. E_UNEXPECTED without a page.
+    // is whole then. S_FALSE: cancelled. Another result: the page broke off; all rows have been
+    // read before, white ones where the scanner gave none, or as many as there were when the driver
+    // gave up too. E_UNEXPECTED without a page.
     ScanStatus Read(BYTE* bytes, std::size_t most, std::size_t& read);
 
     // From any thread, at any time; doesn't wait. Whoever waits in another operation gets S_FALSE

@@ -85,16 +85,17 @@ CPageRows::Result CPageRows::Deliver(const BYTE* rows, std::size_t count) {
 
 // Drivers fill up the end of a page that the scanner broke off with white bytes, and don't pad
 // those rows.
-CPageRows::Result CPageRows::Finish() {
+CPageRows::Result CPageRows::Finish(HRESULT result) {
     const auto height = static_cast<ULONGLONG>(m_page.info.biHeight);
     if (!m_begun || m_received < RowBits(m_page.info) / 8 * height)
         return Result::Nonsense;
     const BYTE white = WhiteByte(m_page.info.biBitCount, m_page.palette);
     while (m_delivered < m_page.info.biHeight) {
         m_partRow.resize(m_page.stride, white);
-        if (const Result result = Deliver(m_partRow.data(), 1); result != Result::GoOn)
-            return result;
+        if (const Result taken = Deliver(m_partRow.data(), 1); taken != Result::GoOn)
+            return taken;
         m_partRow.clear();
     }
+    m_page.result = result;
     return m_sink.EndPage(m_page) ? Result::GoOn : Result::Stop;
 }

@@ -15,8 +15,8 @@ class CPageRows {
 
     Result Take(std::span<const BYTE> bytes);
     // The driver has delivered all. Missing padding of the last rows is made up; a page without a
-    // header, or with rows missing, is nonsense.
-    Result Finish();
+    // header, or with rows missing, is nonsense. `result` goes with the page.
+    Result Finish(HRESULT result);
 
     const ScanPage& Page() const { return m_page; }
 

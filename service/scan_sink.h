@@ -15,6 +15,9 @@ struct ScanPage {
     std::size_t stride = 0;  // bytes of a row, with the padding to 4 bytes
     bool topDown = true;
     std::string file;  // the file medium: where the page is
+    // Of EndPage: why the scanner's data ended before the page did, in a result code as of
+    // ScanStatus; S_OK for a page that is whole.
+    HRESULT result = S_OK;
 };
 
 // All calls come on the thread that scans, while the device is busy: the device's other operations
@@ -22,7 +25,8 @@ struct ScanPage {
 // exception, which goes no further. The order for a page is BeginPage, Rows as often as needed,
 // EndPage; on the file medium there is PageFile at its start and EndPage, with the picture's header
 // left empty. Progress may come at any time in between. A page that doesn't come to its end has no
-// EndPage.
+// EndPage; one on whose way the scanner failed has, with ScanPage::result: its rows are there, the
+// missing ones white (on the file medium they may be cut off), and no page follows.
 class IScanSink {
   public:
     virtual ~IScanSink() = default;

@@ -21,7 +21,10 @@ std::string ResultText(HRESULT code);
 // "what: words of the code"; success for success.
 ScanStatus StatusOf(HRESULT code, const std::string& what);
 
-// What a scan came to that was cancelled, by whomever.
+// Somebody pressed the scanner's own cancel button.
+inline constexpr HRESULT kCancelledAtScanner = MakeResult(0x80040009u);
+
+// What a scan came to that was cancelled by its program or the driver.
 ScanStatus CancelledScan();
 
 // What the service has to say to the user beside the results of operations: one line, from any

@@ -108,38 +108,56 @@ bool CTransfer::IsCancelled() const {
 }
 
 // What went wrong here goes ahead of a cancel, and both ahead of what the driver says: it only
-// knows that it was told to stop.
-ScanStatus CTransfer::Finish(const ScanStatus& driverResult) {
+// knows that it was told to stop. A page that the scanner broke off goes to its receivers as far as
+// it came, and is a failure whatever they say to it.
+ScanStatus CTransfer::Finish(const ScanStatus& driverResult, HRESULT pageResult) {
     if (!m_fault.empty())
         return {m_faultCode, m_fault};
     if (IsCancelled() || driverResult.code == S_FALSE)
         return CancelledScan();
     if (!driverResult.Ok())
         return driverResult;
-    bool goOn =
-        !m_inputBegun || Asked([&] { return m_inputSink->EndPage(m_input.Page()); }, m_fault);
-    if (!goOn)
-        return m_fault.empty() ? CancelledScan() : ScanStatus{E_FAIL, m_fault};
+    bool goOn = true;
+    if (m_inputBegun) {
+        ScanPage page = m_input.Page();
+        page.result = pageResult;
+        goOn = Asked([&] { return m_inputSink->EndPage(page); }, m_fault);
+    }
+    if (goOn) {
+        const ScanStatus ended = EndPage(pageResult);
+        if (!ended.Ok())
+            return ended;
+        goOn = ended.code == S_OK;
+    }
+    if (!m_fault.empty())
+        return {E_FAIL, m_fault};
+    if (FAILED(pageResult))
+        return StatusOf(pageResult, "page " + std::to_string(m_context.lPage) + " broke off");
+    return goOn ? ScanStatus{} : CancelledScan();
+}
+
+// S_FALSE when the sink wants no more, or failed.
+ScanStatus CTransfer::EndPage(HRESULT pageResult) {
+    bool goOn = true;
     if (IsFileMedium()) {
         if (!m_fileSaved)
             return {WIA_ERROR_INVALID_DRIVER_RESPONSE, "the driver delivered no picture"};
         ScanPage page = m_rows.Page();
         page.file = m_file;
+        page.result = pageResult;
         goOn = Asked([&] { return m_sink.load()->EndPage(page); }, m_fault);
     } else {
         auto result = CPageRows::Result::Stop;
         goOn = Asked(
             [&] {
-                result = m_rows.Finish();
+                result = m_rows.Finish(pageResult);
                 return result == CPageRows::Result::GoOn;
             },
             m_fault);
         if (result == CPageRows::Result::Nonsense)
             return {WIA_ERROR_INVALID_DRIVER_RESPONSE, "the driver left rows of the picture out"};
     }
-    if (!m_fault.empty())
-        return {E_FAIL, m_fault};
-    return goOn ? ScanStatus{} : CancelledScan();
+    return {goOn ? S_OK : S_FALSE, {}};
 }
 
 // The driver is asked to stop; what it sends from now on goes nowhere.

@@ -28,8 +28,9 @@ class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCall
     // Sizes and medium from the item behind `context`, and the buffer or the file's name.
     ScanStatus Prepare(BYTE* context);
     MINIDRV_TRANSFER_CONTEXT* Context() { return &m_context; }
-    // What the page came to, from what the driver's call gave: S_FALSE when it was cancelled.
-    ScanStatus Finish(const ScanStatus& driverResult);
+    // What the page came to, from what the driver's call gave, and from what it says of the
+    // reading of a page that it delivered: S_FALSE when it was cancelled.
+    ScanStatus Finish(const ScanStatus& driverResult, HRESULT pageResult);
     // Nothing reaches the sink from here on.
     void Close();
 
@@ -54,6 +55,7 @@ class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCall
     // Known behind Prepare.
     bool IsFileMedium() const { return m_context.tymed == TYMED_FILE; }
     bool IsCancelled() const;
+    ScanStatus EndPage(HRESULT pageResult);
     HRESULT TakeMessage(LONG reason, LONG percent, LONG offset, LONG length);
     HRESULT TakeData(LONG offset, LONG length);
     HRESULT TakeProgress(LONG percent);

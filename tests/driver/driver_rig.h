@@ -47,6 +47,7 @@ class CPages final : public IScanSink {
     bool EndPage(const ScanPage& page) override {
         if (m_pages.size() < static_cast<std::size_t>(page.number))
             m_pages.push_back({page, {}, false});
+        m_pages.back().page.result = page.result;
         m_pages.back().ended = true;
         return Go();
     }

@@ -6,7 +6,7 @@ namespace {
 class Feeder : public CScanTest {
   protected:
     // Sheets of random pictures, one or two sides each. The second side of all is shorter.
-    void Begin(unsigned sheets, LONG select) {
+    void Begin(unsigned sheets, LONG select, const std::string& behaviour = {}) {
         std::string ini = "[feeder]\nsheets=" + std::to_string(sheets) + '\n';
         for (unsigned i = 0; i < 2 * sheets; ++i) {
             m_sides.push_back(RandomPicture(64, i == 2 ? 30 : 60, 10 + i));
@@ -14,7 +14,7 @@ class Feeder : public CScanTest {
             Lay(m_sides.back(), 300, name);
             ini += "page" + std::to_string(i / 2 + 1) + (i % 2 ? ".back=" : "=") + name + '\n';
         }
-        InstallAndOpen(ini + "[behaviour]\nrecord=1\n");
+        InstallAndOpen(ini + "[behaviour]\nrecord=1\n" + behaviour);
         Select(select);
     }
     void SetPreview(LONG on) { Set({{WIA_DPS_PREVIEW, on}}, "Root"); }
@@ -97,6 +97,19 @@ TEST_F(Feeder, ThatFailsBetweenTwoPagesIsGivenBack) {
     EXPECT_EQ(static_cast<std::uint32_t>(Scan(none, 1).code), 0x8004000Eu);
     EXPECT_TRUE(IsFree());
     Act("close-hatch");
+    ExpectSheets({m_sides[2]});
+}
+
+// The sheets behind it stay where they are.
+TEST_F(Feeder, ThatJamsInMidPageEndsTheJob) {
+    Begin(2, FEEDER, "jamAtLine=40\n");
+    CPages pages;
+    int scanned = -1;
+    EXPECT_EQ(static_cast<std::uint32_t>(Scan(pages, 0, &scanned).code), 0x8004000Au);
+    EXPECT_EQ(scanned, 0);
+    EXPECT_EQ(pages.m_pages.size(), 1u);
+    EXPECT_TRUE(IsFree());
+    Act("clear-jam");  // the second sheet has fewer lines
     ExpectSheets({m_sides[2]});
 }
 

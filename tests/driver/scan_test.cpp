@@ -1,6 +1,7 @@
 // Whole pages from the glass, through service, driver, engine and toolkit, compared byte by byte
 // with what they must be.
 #include "frontend/mini_driver.h"
+#include "service/page_reader.h"
 #include "tests/driver/scan_rig.h"
 
 namespace {
@@ -165,19 +166,18 @@ TEST_F(Scans, OfFewLinesComeWhole) {
     }
 }
 
-// A read that fails, and media that end within the first line: white pages, also scaled ones.
+// Media that end within the first line, scaled or not.
 TEST_F(Scans, WithoutALineAreWhite) {
     OpenWith(RandomPicture(61, 60), 600);
     const Picture white{6, Bytes(6 * 12 * 3, 0xFF)};
-    for (const int yRes : {600, 150}) {
+    for (const auto& [yRes, fault] : {std::pair(600, "[faults]\nReadScan=1:15\n"),
+                                      std::pair(150, "[behaviour]\nendAtLine=3\n")}) {
         SCOPED_TRACE(yRes);
         SetIni("");
         SetWindow(600, yRes, 0, 0, 6, 12);
-        SetIni("[faults]\nReadScan=1+:12\n");
-        ExpectBoth(white, 24, 12, 600);
+        SetIni(fault);
+        ExpectInFile(white, 24, 12, 600);
     }
-    SetIni("[behaviour]\nendAtLine=3\n");  // of the four that make a row
-    ExpectInFile(white, 24, 12, 600);
 }
 
 // A dark dot stays by itself, gets darker where detail is sharpened, and spreads where it is
@@ -247,6 +247,69 @@ TEST_F(Scans, ThatFailTellTheScannersResultAndTheNextOneIsWhole) {
             ExpectBoth(whole, 24, 47);
         }
     }
+}
+
+// Of a page of 2550 x 100 in colour the device gives 8 lines a read. What came before the failure
+// stays, the client gets the page, and the scan ends with the failure; a reader that pulls it gets
+// all rows first.
+TEST_F(Scans, ThatBreakOffInMidPageTellWhy) {
+    const Picture whole = RandomPicture(2550, 100);
+    OpenWith(whole);
+    SetWindow(300, 300, 0, 0, 2550, 100);
+    const std::string ini = "[flatbed]\npicture=picture.bmp\n";
+    // Other faults than before, so that reads are counted from 1 again.
+    auto failAt = [&, turn = 0](const char* fault) mutable {
+        SetIni(ini + "[faults]\nReadScan=" + fault + "\nReadNvram=" + std::to_string(++turn + 99) +
+               ":12\n");
+    };
+    const std::pair<const char*, HRESULT> faults[] = {{"7:12", MakeResult(0x80040007)},
+                                                      {"7:100", MakeResult(0x8004000A)},
+                                                      {"7:16", kCancelledAtScanner},
+                                                      {"1:12", MakeResult(0x80040007)}};
+    for (const auto& [fault, code] : faults) {
+        for (const LONG medium : {TYMED_CALLBACK, TYMED_FILE}) {
+            SCOPED_TRACE(testing::Message() << fault << " on medium " << medium);
+            UseMedium(medium);
+            failAt(fault);
+            CPages pages;
+            int scanned = -1;
+            EXPECT_EQ(Scan(pages, -1, &scanned).code, code);
+            EXPECT_EQ(scanned, 0);
+            EXPECT_TRUE(pages.m_pages.at(0).ended);
+            EXPECT_EQ(pages.m_pages[0].page.result, code);
+            EXPECT_EQ(Number(QL_PROP_PAGE_RESULT, "Root"), code);
+            EXPECT_TRUE(IsFree());
+            if (medium == TYMED_CALLBACK) {
+                EXPECT_EQ(pages.m_pages[0].rows.size(), 7652u * 100);
+            } else {
+                const std::string file = ReadWholeFile(pages.PageFile(1));
+                LONG lines = 0;
+                std::memcpy(&lines, file.data() + 22, sizeof(lines));
+                EXPECT_EQ(file.size(), 54u + 7652u * static_cast<std::size_t>(lines));
+                EXPECT_EQ(lines == 100, *fault == '1') << lines;
+                std::filesystem::remove(pages.PageFile(1));
+            }
+        }
+        UseMedium(TYMED_CALLBACK);
+        failAt(fault);
+        CPageReader reader;
+        std::optional<ScanPage> page;
+        ASSERT_EQ(Failure(reader.Start(m_device, "Top")), "");
+        ASSERT_EQ(Failure(reader.NextPage(page)), "");
+        Bytes rows(7652u * 101);
+        std::size_t read = 0;
+        std::size_t all = 0;
+        while (reader.Read(rows.data(), rows.size(), read).code == S_OK && read > 0)
+            all += read;
+        EXPECT_EQ(all, 7652u * 100);
+        EXPECT_EQ(reader.Read(rows.data(), rows.size(), read).code, code);
+        EXPECT_EQ(reader.End().code, code);
+    }
+    SetIni(ini);
+    CPages pages;
+    EXPECT_EQ(Failure(Scan(pages)), "");
+    EXPECT_EQ(pages.m_pages.at(0).page.result, S_OK);
+    EXPECT_EQ(Number(QL_PROP_PAGE_RESULT, "Root"), S_OK);
 }
 
 TEST_F(Scans, AreRefusedAtTheDoorForNonsense) {
