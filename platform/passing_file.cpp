@@ -8,7 +8,9 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <mutex>
 #include <random>
+#include <set>
 
 #include "platform/internal/system_error.h"
 #include "platform/internal/unique_fd.h"
@@ -26,6 +28,29 @@ constexpr char kAnyPrefix[] = ".nvqscan-";
 constexpr char kSuffix[] = ".tmp";
 constexpr char kBesideSuffix[] = ".new";
 constexpr std::chrono::hours kLongestPage(1);
+
+// Of this process. Never destroyed: a program may end while it writes.
+struct FilesUnderWay {
+    std::mutex lock;
+    std::set<std::string> paths;
+};
+
+FilesUnderWay& TheFilesUnderWay() {
+    static auto& files = *new FilesUnderWay;
+    return files;
+}
+
+void PutUnderWay(const std::string& path) {
+    FilesUnderWay& files = TheFilesUnderWay();
+    const std::lock_guard guard(files.lock);
+    files.paths.insert(path);
+}
+
+void TakeFromUnderWay(const std::string& path) {
+    FilesUnderWay& files = TheFilesUnderWay();
+    const std::lock_guard guard(files.lock);
+    files.paths.erase(path);
+}
 
 // An errno as it is told to callers; no failure for 0.
 std::error_code SystemFailure(int error) {
@@ -136,6 +161,7 @@ std::error_code CPassingFile::OpenBeside(unsigned rights) {
 
 std::error_code CPassingFile::Use(int descriptor, std::string path) {
     m_passingPath = std::move(path);
+    PutUnderWay(m_passingPath);
     // The claim lasts until no descriptor is left, so that it outlives the stream.
     m_claim = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
     m_file = m_claim >= 0 ? fdopen(descriptor, "w+b") : nullptr;
@@ -184,17 +210,25 @@ std::error_code CPassingFile::Publish() {
         return error;
     if (std::rename(m_passingPath.c_str(), m_target.c_str()) != 0)
         return SystemFailure(errno);
-    m_passingPath.clear();
+    TakeFromUnderWay(std::exchange(m_passingPath, {}));
     ReleaseClaim();
     return {};
 }
 
 void CPassingFile::Discard() {
     static_cast<void>(Close());
-    if (!m_passingPath.empty())
+    if (!m_passingPath.empty()) {
         unlink(m_passingPath.c_str());
-    m_passingPath.clear();
+        TakeFromUnderWay(std::exchange(m_passingPath, {}));
+    }
     ReleaseClaim();
+}
+
+void CPassingFile::DiscardAll() {
+    FilesUnderWay& files = TheFilesUnderWay();
+    const std::lock_guard guard(files.lock);
+    for (const std::string& path : files.paths)
+        unlink(path.c_str());
 }
 
 void CPassingFile::ReleaseClaim() {

@@ -47,6 +47,9 @@ class CPassingFile {
     std::error_code Publish();
     // Leaves nothing behind; does nothing behind Publish.
     void Discard();
+    // Discards all that this process has under way, for a program that ends in the middle of its
+    // work: nothing may be written behind this.
+    static void DiscardAll();
 
   private:
     std::error_code FindTarget();

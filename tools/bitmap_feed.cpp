@@ -6,6 +6,7 @@
 #include "pictures/bitmap_layout.h"
 #include "pictures/file_failure.h"
 #include "pictures/input_file.h"
+#include "platform/bitmap_white.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ struct CBitmap {
 };
 
 // Checked like a stranger's file: between the driver and here anything may have come to it.
-CBitmap ReadHeaders(const CInputFile& file) {
+CBitmap ReadHeaders(const CInputFile& file, bool mayBeShort) {
     BITMAPFILEHEADER header = {};
     CBitmap bitmap;
     BITMAPINFOHEADER& info = bitmap.m_info;
@@ -35,7 +36,7 @@ CBitmap ReadHeaders(const CInputFile& file) {
     bitmap.m_palette.resize(std::min(BitmapColorCount(info), FullColorCount(info.biBitCount)));
     bitmap.m_offset = header.bfOffBits;
     bitmap.m_stride = BitmapStride(info);
-    if (bitmap.m_offset + bitmap.m_stride * info.biHeight > file.Size())
+    if (!mayBeShort && bitmap.m_offset + bitmap.m_stride * info.biHeight > file.Size())
         Fail("is shorter than its header says");
     file.ReadAt(bitmap.m_palette.data(), bitmap.m_palette.size() * sizeof(RGBQUAD),
                 sizeof(header) + sizeof(info));
@@ -44,20 +45,24 @@ CBitmap ReadHeaders(const CInputFile& file) {
 
 }  // namespace
 
-// The writer takes the top line first, whichever comes first in the file.
 // A row at a time: the file may be larger than memory.
-bool FeedBitmapFile(const std::string& path, CPictureWriter& writer, BITMAPINFOHEADER& info,
+bool FeedBitmapFile(const std::string& path, bool mayBeShort, const BitmapTaker& taker,
                     std::string* error) {
     return RunGuarded(error, [&] {
         const CInputFile file(path);
-        const CBitmap bitmap = ReadHeaders(file);
-        info = bitmap.m_info;
-        bool goOn = writer.Begin(bitmap.m_info, bitmap.m_palette);
+        const CBitmap bitmap = ReadHeaders(file, mayBeShort);
+        const BITMAPINFOHEADER& info = bitmap.m_info;
+        bool goOn = taker.begin(info, bitmap.m_palette);
+        const BYTE white = WhiteByte(info.biBitCount, bitmap.m_palette);
         std::vector<std::uint8_t> row(static_cast<std::size_t>(bitmap.m_stride));
-        for (LONG y = 0; goOn && y < bitmap.m_info.biHeight; ++y) {
-            const LONG place = bitmap.m_isTopDown ? y : bitmap.m_info.biHeight - 1 - y;
-            file.ReadAt(row.data(), row.size(), bitmap.m_offset + place * bitmap.m_stride);
-            goOn = writer.Write(row.data(), row.size());
+        for (LONG y = 0; goOn && y < info.biHeight; ++y) {
+            const LONG line = bitmap.m_isTopDown ? y : info.biHeight - 1 - y;
+            const std::int64_t place = bitmap.m_offset + line * bitmap.m_stride;
+            if (place + bitmap.m_stride <= file.Size())
+                file.ReadAt(row.data(), row.size(), place);
+            else
+                std::ranges::fill(row, white);
+            goOn = taker.row(row.data(), row.size());
         }
     });
 }

@@ -1,11 +1,20 @@
-// A bitmap file that the driver has written, into a writer of another kind of file.
+// A bitmap file of the driver's, row by row.
 #pragma once
 
+#include <functional>
+#include <span>
 #include <string>
 
-#include "pictures/picture_writer.h"
+#include "platform/types.h"
 
-// Begins the writer and feeds it all rows; band by band. False with a line to stand behind the
-// path, unless it is the writer that failed. `info` gets the picture's header.
-bool FeedBitmapFile(const std::string& path, CPictureWriter& writer, BITMAPINFOHEADER& info,
+// Who gets it, the top line first. An answer of false ends the reading, without a failure.
+struct BitmapTaker {
+    // biHeight is positive.
+    std::function<bool(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette)> begin;
+    std::function<bool(const BYTE* row, std::size_t bytes)> row;
+};
+
+// `mayBeShort`: a file that ends within its rows is taken too, with white ones for what is missing.
+// False with one line in `error`, to stand behind the file's name, when it can't be read.
+bool FeedBitmapFile(const std::string& path, bool mayBeShort, const BitmapTaker& taker,
                     std::string* error);

@@ -18,7 +18,7 @@
 #include "service/device_registry.h"
 #include "simulator/panel.h"
 #include "tools/command.h"
-#include "tools/console.h"
+#include "tools/interrupt_watch.h"
 #include "tools/simulated_device.h"
 
 namespace {
@@ -75,7 +75,9 @@ void Execute(const std::string& command, const ScanEvent& event) {
 
 // Presses queue up while a command runs; none is lost.
 int WaitForButtons(const ButtonOptions& options) {
-    CatchInterrupts();
+    // Who waits for ever has Ctrl-C for the usual end.
+    const auto end = [&options] { return options.m_count != 0 ? TellCancelled() : kExitDone; };
+    const CInterruptedEnd interrupted(end);
     CEventQueue events;
     CScanSubscription subscription;
     CScanClient client;
@@ -95,8 +97,7 @@ int WaitForButtons(const ButtonOptions& options) {
             Execute(options.m_command, *event);
     }
     subscription.End();
-    const bool isCancelled = options.m_count != 0 && WasInterrupted();
-    return isCancelled ? Complain("cancelled", kExitCancelled) : kExitDone;
+    return WasInterrupted() ? end() : kExitDone;
 }
 
 // ---- press

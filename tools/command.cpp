@@ -1,12 +1,12 @@
 #include "tools/command.h"
 
 #include <cstdio>
-#include <iostream>
 
+#include "tools/console.h"
 #include "tools/simulated_device.h"
 
 int Complain(const std::string& text, int code) {
-    std::cerr << "nvqscan: " << text << '\n';
+    TellLine(text);
     return code;
 }
 
@@ -19,8 +19,7 @@ int Complain(const ScanStatus& status) {
 
 // The notice of the installation is the program's own, and so are those of the drivers.
 ScanStatus MakeClient(CScanClient& client, bool isQuiet) {
-    const Notice tell = [](const std::string& line) { std::cerr << "nvqscan: " + line + '\n'; };
-    const Notice notice = isQuiet ? [](const std::string&) {} : tell;
+    const Notice notice = isQuiet ? Notice([](const std::string&) {}) : Notice(TellLine);
     client = CScanClient(notice);
     return ProvideScanner(notice);
 }

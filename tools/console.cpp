@@ -1,31 +1,60 @@
 #include "tools/console.h"
 
-#include <csignal>
 #include <cstdio>
+#include <mutex>
 #include <utility>
 
 #include "platform/terminal.h"
 
 namespace {
 
-// All that a handler of signals may touch.
-std::atomic<bool> g_interrupted = false;
-static_assert(std::atomic<bool>::is_always_lock_free, "set by a handler of signals");
+// Never destroyed: notices may come while the program ends.
+struct ErrorOutput {
+    std::mutex lock;
+    bool hasPassingLine = false;
+};
 
-// The second signal of a kind finds the usual handling again, and ends the program.
-void OnSignal(int number) {
-    g_interrupted = true;
-    std::signal(number, SIG_DFL);
+ErrorOutput& TheErrorOutput() {
+    static auto& output = *new ErrorOutput;
+    return output;
+}
+
+constexpr char kWipe[] = "\r\033[K";
+
+void Wipe(ErrorOutput& output) {
+    if (std::exchange(output.hasPassingLine, false))
+        std::fputs(kWipe, stderr);
 }
 
 }  // namespace
+
+void ShowPassingLine(const std::string& text) {
+    ErrorOutput& output = TheErrorOutput();
+    const std::lock_guard guard(output.lock);
+    std::fprintf(stderr, "%s%s", kWipe, text.c_str());
+    std::fflush(stderr);
+    output.hasPassingLine = true;
+}
+
+void WipePassingLine() {
+    ErrorOutput& output = TheErrorOutput();
+    const std::lock_guard guard(output.lock);
+    Wipe(output);
+}
+
+// In one write: lines of several programs on one terminal stay lines.
+void TellLine(const std::string& line) {
+    ErrorOutput& output = TheErrorOutput();
+    const std::lock_guard guard(output.lock);
+    Wipe(output);
+    std::fputs(("nvqscan: " + line + '\n').c_str(), stderr);
+}
 
 CProgressLine::CProgressLine(std::string what)
     : m_what(std::move(what)), m_terminal(IsErrorTerminal()) {}
 
 CProgressLine::~CProgressLine() {
-    if (m_terminal && m_shown != ~0u)
-        std::fputs("\r\033[K", stderr);
+    WipePassingLine();
 }
 
 // Only changes are drawn: a picture has many more bands than percents.
@@ -33,19 +62,7 @@ void CProgressLine::Show(unsigned percent) {
     if (!m_terminal || percent == m_shown)
         return;
     m_shown = percent;
-    std::fprintf(stderr, "\r%s %3u %%", m_what.c_str(), percent);
-    std::fflush(stderr);
-}
-
-void CatchInterrupts() {
-    std::signal(SIGINT, OnSignal);
-    std::signal(SIGTERM, OnSignal);
-}
-
-bool WasInterrupted() {
-    return g_interrupted;
-}
-
-const std::atomic<bool>* InterruptFlag() {
-    return &g_interrupted;
+    char number[16];
+    std::snprintf(number, sizeof(number), " %3u %%", percent);
+    ShowPassingLine(m_what + number);
 }

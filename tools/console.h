@@ -1,9 +1,14 @@
-// What the program shows while it works, and how it is interrupted.
+// What the program shows on standard error while it works.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
 #include <string>
+
+// The line that is written over, of a bar or a percentage; what is told meanwhile wipes it first.
+// From any thread.
+void ShowPassingLine(const std::string& text);
+void WipePassingLine();
+// One line of the program's own.
+void TellLine(const std::string& line);
 
 // A line with the percentage, on standard error, when that is a terminal. Wiped when it goes.
 class CProgressLine {
@@ -20,10 +25,3 @@ class CProgressLine {
     bool m_terminal;
     unsigned m_shown = ~0u;
 };
-
-// From the first call on, Ctrl-C and a polite kill only raise the flag that WasInterrupted reads. A
-// second one ends the program at once.
-void CatchInterrupts();
-bool WasInterrupted();
-// The flag itself, for those that look by themselves.
-const std::atomic<bool>* InterruptFlag();

@@ -4,7 +4,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include "platform/signals.h"
 #include "tools/command.h"
+#include "tools/interrupt_watch.h"
 #include "tools/profile/command.h"
 
 namespace {
@@ -34,9 +36,7 @@ int RunParsed(const CCommandList& commands) {
     return kExitUsage;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
     CLI::App app{"nvqscan: scans with the nvqdrv driver, and runs pictures through its engine"};
     app.set_version_flag("--version", NVQ_VERSION);
     app.require_subcommand(1);
@@ -53,4 +53,19 @@ int main(int argc, char** argv) {
         return kExitUsage;
     }
     return RunParsed(commands);
+}
+
+// Results are on standard output, so what can't be written there is a failure of the command.
+int FlushOutput(int code) {
+    if (std::cout.flush() || code != kExitDone)
+        return code;
+    return Complain("standard output: can't be written", kExitFailed);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    TakeOutputSignalsAsFailures();
+    CatchInterrupts();
+    return EndWatch(FlushOutput(Run(argc, argv)));
 }

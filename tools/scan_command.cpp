@@ -14,7 +14,6 @@
 #include "engine/private_properties.h"
 #include "frame/image_format.h"
 #include "tools/command.h"
-#include "tools/console.h"
 #include "tools/filter_options.h"
 #include "tools/page_files.h"
 #include "tools/scan_job.h"
@@ -107,7 +106,6 @@ int Run(ScanCommand& command) {
         if (!command.m_settings.area)
             return Complain(error, kExitUsage);
     }
-    CatchInterrupts();
     CScanDevice device;
     if (const ScanStatus status = OpenScanner(command.m_device, device, command.m_isQuiet);
         !status.Ok())

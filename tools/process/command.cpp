@@ -13,6 +13,7 @@
 #include "tools/command.h"
 #include "tools/console.h"
 #include "tools/filter_options.h"
+#include "tools/interrupt_watch.h"
 #include "tools/mode_option.h"
 #include "tools/output_options.h"
 #include "tools/process/attribute_writes.h"
@@ -62,21 +63,19 @@ int Process(ProcessOptions& options) {
         !TakePalette(options.m_mode, &job.m_palette, &error))
         return Complain(error, kExitUsage);
     job.m_mode = options.m_mode.m_mode;
-    CatchInterrupts();
     CLogConfig::Acquire(kDriverClass);
     CProcessResult result;
     {
         CProgressLine progress(job.m_input);
         job.m_progress = [&progress](unsigned percent) { progress.Show(percent); };
         job.m_cancelled = WasInterrupted;
-        job.m_notice = [](const std::string& line) { std::cerr << "nvqscan: " << line << '\n'; };
+        job.m_notice = TellLine;
         result = RunProcess(job, &error);
     }
     CLogConfig::Release();
-    if (result == CProcessResult::Done)
-        return 0;
-    return Complain(result == CProcessResult::Cancelled ? "cancelled" : error,
-                    static_cast<int>(result));
+    if (result == CProcessResult::Cancelled)
+        return TellCancelled();
+    return result == CProcessResult::Done ? kExitDone : Complain(error, static_cast<int>(result));
 }
 
 // Nothing is left of a picture that was interrupted.
@@ -85,12 +84,11 @@ int Sample(CSampleJob& job, const COutputOptions& output) {
     if (!CheckOutput(output.m_path, output.m_picture, &error))
         return Complain(error, kExitUsage);
     const auto writer = CreatePictureWriter(output.m_path, output.m_picture, &error);
-    CatchInterrupts();
     job.m_cancelled = WasInterrupted;
     if (WriteSamplePicture(job, *writer))
-        return 0;
+        return kExitDone;
     return writer->Error().empty()
-               ? Complain("cancelled", kExitCancelled)
+               ? TellCancelled()
                : Complain(ShownName(output.m_path) + ": " + writer->Error(), kExitFailed);
 }
 
