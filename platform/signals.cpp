@@ -9,7 +9,8 @@
 
 namespace {
 
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<std::int64_t>::is_always_lock_free,
+static_assert(std::atomic<bool>::is_always_lock_free &&
+                  std::atomic<std::int64_t>::is_always_lock_free,
               "set by a handler of signals");
 
 // All that the handler touches. Never destroyed: a signal may come while the program ends.

@@ -12,3 +12,8 @@ inline void PrintJson(std::ostream& out, const CJson& json) {
     constexpr int kIndent = 2;
     out << json.dump(kIndent, ' ', false, CJson::error_handler_t::replace) << '\n';
 }
+
+// The same on one line, without its end.
+inline std::string JsonLine(const CJson& json) {
+    return json.dump(-1, ' ', false, CJson::error_handler_t::replace);
+}

@@ -51,7 +51,12 @@ bool CheckLine(const ScanCommand& command, std::string* error) {
                  ": a '%' stands for the page as '%d', or '%3d' for three digits; '%%' is a '%'";
         return false;
     }
-    return CheckOutput(name.ForPage(1), command.m_output.m_picture, error) &&
+    if (command.m_output.m_path.empty()) {
+        *error = "-o needs the name of a file";
+        return false;
+    }
+    return CheckJob(command.m_job, command.m_output.m_path, error) &&
+           CheckOutput(name.ForPage(1), command.m_output.m_picture, error) &&
            CheckExposure(command, error) && CheckFilters(command.m_settings.filters, error) &&
            command.m_plots.Check(error);
 }
@@ -106,8 +111,10 @@ int Run(ScanCommand& command) {
         if (!command.m_settings.area)
             return Complain(error, kExitUsage);
     }
+    if (!ProveCommand(command, &error))
+        return Complain(error, kExitFailed);
     CScanDevice device;
-    if (const ScanStatus status = OpenScanner(command.m_device, device, command.m_isQuiet);
+    if (const ScanStatus status = OpenScanner(command.m_device, device, command.m_job.m_isQuiet);
         !status.Ok())
         return Complain(status);
     CDeviceProperties properties;
@@ -175,9 +182,6 @@ void AddScanCommand(CLI::App& app, CCommandList& commands) {
                      "job of the feeder that may have several takes one of these")
         ->required();
     AddSettings(*sub, *command);
-    sub->add_option("--pages", command->m_pages,
-                    "Pages from the feeder, a side each; 0: all that are there (0)")
-        ->check(CLI::Range(0, 10000));
-    sub->add_flag("-q,--quiet", command->m_isQuiet, "Only failures are told");
+    AddJobOptions(*sub, command->m_job);
     commands.push_back({sub, [command] { return Run(*command); }});
 }

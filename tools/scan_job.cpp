@@ -1,12 +1,16 @@
 #include "tools/scan_job.h"
 
 #include <algorithm>
+#include <chrono>
 #include <iostream>
+#include <optional>
 
 #include "engine/private_properties.h"
 #include "tools/command.h"
 #include "tools/console.h"
+#include "tools/output_proof.h"
 #include "tools/page_files.h"
+#include "tools/scan_batch.h"
 #include "tools/scan_tones.h"
 
 namespace {
@@ -20,9 +24,20 @@ bool IsPagesSet(const ScanSettings& settings) {
 
 // As ScanOptions has it: all that are in the feeder, unless the user says otherwise.
 int PagesAsked(const ScanCommand& command) {
-    if (command.m_pages)
-        return *command.m_pages;
+    if (command.m_job.m_pages)
+        return *command.m_job.m_pages;
     return IsPagesSet(command.m_settings) ? -1 : 0;
+}
+
+// Of the whole job; 0: nobody knows.
+int PagesOfJob(const ScanCommand& command, const CDeviceProperties& properties) {
+    return command.m_job.m_batch ? command.m_job.m_pages.value_or(0)
+                                 : PagesOfScan(properties, PagesAsked(command));
+}
+
+bool Prove(const ScanCommand& command, int pages, std::string* error) {
+    return ProveOutput(CPageName(command.m_output.m_path),
+                       {command.m_job.m_start, pages, command.m_job.m_mayReplace}, error);
 }
 
 // A file that holds one page is enough for a scan of one.
@@ -32,18 +47,19 @@ bool FitsOneFile(const COutputOptions& output, int pages) {
 }
 
 // The end of the job, whichever it was.
-int Conclude(const ScanStatus& status, CPageFiles& files, const std::string& output) {
-    const bool isCancelled = status.code == S_FALSE && files.Error().empty();
-    if (!files.Finish(isCancelled))
-        return Complain(files.Error(), kExitFailed);
-    if (isCancelled)
-        return Complain("cancelled", kExitCancelled);
-    if (status.Ok())
+int Conclude(const ScanStatus& status, CPageFiles& files) {
+    int code = kExitFailed;
+    if (!files.Finish())
+        Complain(files.Error(), kExitFailed);
+    else if (status.code == S_OK)
         return kExitDone;
-    const int code = Complain(status);
-    if (files.PagesKept() > 0)
-        std::cerr << "nvqscan: " << output << ": pages that are whole: " << files.PagesKept()
-                  << '\n';
+    else if (status.code == S_FALSE)
+        code = TellCancelled();
+    else if (status.code == kCancelledAtScanner)
+        code = Complain(ResultText(status.code), kExitCancelled);
+    else
+        Complain(files.BrokenOff().Ok() ? status : files.BrokenOff());
+    files.TellKept();
     return code;
 }
 
@@ -59,6 +75,11 @@ std::vector<PROPID> SetByUser(const ScanSettings& settings, const ItemState& ima
     return ids;
 }
 
+// Standard output is a picture or for programs: what is for people goes to standard error.
+bool IsOutputTaken(const ScanCommand& command) {
+    return command.m_job.m_isJson || IsStandardOutput(command.m_output.m_path);
+}
+
 // The quick look ahead of the scan. S_FALSE when it was cancelled.
 ScanStatus Expose(CScanDevice& device, const ScanCommand& command,
                   const CDeviceProperties& properties) {
@@ -72,8 +93,8 @@ ScanStatus Expose(CScanDevice& device, const ScanCommand& command,
     if (!status.Ok())
         status.text = "--auto: " + status.text;
     const std::string text = found ? ExposureText(*found, kept) : kNothingToAnalyse;
-    if (status.code == S_OK && !command.m_isQuiet && !text.empty())
-        (IsStandardOutput(command.m_output.m_path) ? std::cerr : std::cout) << text << '\n';
+    if (status.code == S_OK && !command.m_job.m_isQuiet && !text.empty())
+        (IsOutputTaken(command) ? std::cerr : std::cout) << text << '\n';
     return status;
 }
 
@@ -89,36 +110,112 @@ ScanStatus ChooseColors(CScanDevice& device, const CDeviceProperties& properties
     return status;
 }
 
+// The quick looks that the user asked for.
+ScanStatus Prepare(CScanDevice& device, const ScanCommand& command,
+                   const CDeviceProperties& properties) {
+    ScanStatus status = Expose(device, command, properties);
+    return status.code == S_OK && command.m_isAdaptive ? ChooseColors(device, properties) : status;
+}
+
+// Each round is a scan of its own, of a page or of what lies in the feeder.
+ScanStatus ScanBatch(CScanDevice& device, const std::string& item, ScanOptions options,
+                     const JobOptions& job, CPageFiles& files) {
+    using CClock = std::chrono::steady_clock;
+
+    const int most = job.m_pages.value_or(0);
+    const auto interval =
+        std::chrono::duration_cast<CClock::duration>(std::chrono::duration<double>(*job.m_batch));
+    for (;;) {
+        const CClock::time_point next = CClock::now() + interval;
+        options.pages = most > 0 ? most - files.Pages() : options.pages;
+        const ScanStatus status = device.Scan(item, options, files);
+        // Whoever feeds sheet by sheet may be late with one.
+        const bool isEmpty = status.code == WIA_ERROR_PAPER_EMPTY && files.Pages() > 0;
+        if (status.code != S_OK && !isEmpty)
+            return status;
+        if (most > 0 && files.Pages() >= most)
+            return {};
+        if (isEmpty)
+            TellLine(ResultText(status.code));
+        const BatchWish wish = *job.m_batch > 0 ? WaitForNextPage(files.Number(), next)
+                                                : AskForNextPage(files.Number());
+        if (wish != BatchWish::Next)
+            return wish == BatchWish::Done ? ScanStatus{} : CancelledScan();
+    }
+}
+
+// The engine's header has one resolution for both ways, the device's properties have two. A quarter
+// turn exchanges them.
+void TakeResolution(const ItemState& image, PageRules& rules) {
+    const auto number = [&](PROPID id) { return CDeviceProperties::Number(image, id).value_or(0); };
+    rules.xDpi = number(WIA_IPS_XRES);
+    rules.yDpi = number(WIA_IPS_YRES);
+    if (number(QL_PROP_ROTATION) % 180 != 0)
+        std::swap(rules.xDpi, rules.yDpi);
+}
+
+PageRules RulesOf(const ScanCommand& command, const CDeviceProperties& properties) {
+    PageRules rules = {.picture = command.m_output.m_picture,
+                       .first = command.m_job.m_start,
+                       .mayReplace = command.m_job.m_mayReplace,
+                       .isOnlyOne = PagesOfJob(command, properties) == 1};
+    TakeResolution(properties.Image(), rules);
+    if (command.m_job.m_isJson)
+        rules.words = [origin = OriginOf(properties)](const PageReport& report) {
+            return PageJson(report, origin);
+        };
+    return rules;
+}
+
 }  // namespace
+
+// A feeder or a batch brings pages until somebody says otherwise; of the rest nobody knows before
+// the scanner is asked.
+bool ProveCommand(const ScanCommand& command, std::string* error) {
+    const ScanSource source = command.m_settings.source;
+    const bool isSeries = source == ScanSource::Feeder || source == ScanSource::Duplex ||
+                          command.m_job.m_batch.has_value();
+    return Prove(command, isSeries ? command.m_job.m_pages.value_or(0) : 1, error);
+}
 
 int RunScanJob(CScanDevice& device, const ScanCommand& command,
                const CDeviceProperties& properties) {
-    ScanOptions options;
-    options.pages = PagesAsked(command);
-    options.cancel = InterruptFlag();
-    if (!FitsOneFile(command.m_output, PagesOfScan(properties, options.pages)))
+    std::string error;
+    const int pages = PagesOfJob(command, properties);
+    if (!FitsOneFile(command.m_output, pages))
         return Complain("-o " + command.m_output.m_path +
                             ": holds one page; name a file with %d for the page, a .tif or .pdf "
                             "file, or scan --pages 1",
                         kExitUsage);
+    if (!Prove(command, pages, &error))
+        return Complain(error, kExitFailed);
     const bool isPlotted =
         !command.m_plots.m_histogram.empty() || !command.m_plots.m_curves.empty();
     CInputCounter input;
     CToneCounter result;
-    options.input = isPlotted ? &input : nullptr;
-    ScanStatus status = Expose(device, command, properties);
-    if (status.code == S_OK && command.m_isAdaptive)
-        status = ChooseColors(device, properties);
-    CScanProgress progress(command.m_isQuiet, IsStandardOutput(command.m_output.m_path));
-    CPageFiles files(CPageName(command.m_output.m_path), command.m_output.m_picture, progress,
+    CScanProgress progress(command.m_job.m_isQuiet, IsStandardOutput(command.m_output.m_path));
+    CPageFiles files(CPageName(command.m_output.m_path), RulesOf(command, properties), progress,
                      isPlotted ? &result : nullptr);
-    if (status.code == S_OK)
-        status = device.Scan(properties.Image().item.fullName, options, files);
-    progress.Wipe();
-    const int code = Conclude(status, files, ShownName(command.m_output.m_path));
-    std::string error;
+    std::optional<CInterruptedEnd> interrupted([&files] {
+        return files.MayBeEnded() ? Conclude(CancelledScan(), files) : TellCancelled();
+    });
+    ScanStatus status = Prepare(device, command, properties);
+    if (status.code == S_OK) {
+        const ScanOptions options = {.pages = PagesAsked(command),
+                                     .cancel = InterruptFlag(),
+                                     .input = isPlotted ? &input : nullptr};
+        const std::string& item = properties.Image().item.fullName;
+        status = command.m_job.m_batch ? ScanBatch(device, item, options, command.m_job, files)
+                                       : device.Scan(item, options, files);
+    }
+    int code = kExitDone;
+    {
+        const CWorkHold hold = files.Hold();
+        code = Conclude(status, files);
+        interrupted.reset();
+    }
     if (code == kExitDone && isPlotted &&
         !DrawScan(command.m_plots, device, input, result.Counts(), &error))
-        return Complain(error, kExitFailed);
-    return code;
+        code = Complain(error, kExitFailed);
+    return EndWatch(code);
 }

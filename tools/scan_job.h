@@ -1,11 +1,11 @@
 // A scan of the program, from the settings on: previews, pages into files, and how it ended.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "service/scan_settings.h"
+#include "tools/job_options.h"
 #include "tools/mode_option.h"
 #include "tools/output_options.h"
 #include "tools/process/analysis.h"
@@ -19,12 +19,15 @@ struct ScanCommand {
     std::vector<std::string> m_sets;  // NAME=VALUE
     CModeOptions m_mode;
     ScanSettings m_settings;
-    std::optional<int> m_pages;
     AutoWish m_auto;
     CToneFiles m_plots;
     bool m_isAdaptive = false;  // the palette is made from a preview
-    bool m_isQuiet = false;
+    JobOptions m_job;
 };
+
+// What the command line alone shows of the output is tried, so that a scanner isn't opened for
+// nothing. False with one line in `error`.
+bool ProveCommand(const ScanCommand& command, std::string* error);
 
 // Scans with the settings that the device has by now, and gives the program's exit code. What
 // can't come out well is told before anything is scanned.

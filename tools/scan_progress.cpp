@@ -6,13 +6,14 @@
 #include <iostream>
 
 #include "platform/terminal.h"
+#include "tools/console.h"
 
 // Into a file or a pipe no bar is drawn.
 CScanProgress::CScanProgress(bool isQuiet, bool isOutputTaken)
     : m_isQuiet(isQuiet), m_isOutputTaken(isOutputTaken), m_hasBar(!isQuiet && IsErrorTerminal()) {}
 
 CScanProgress::~CScanProgress() {
-    Wipe();
+    WipePassingLine();
 }
 
 void CScanProgress::Begin(int page) {
@@ -31,21 +32,13 @@ void CScanProgress::Show(int page, int percent) {
         return;
     m_lastShown = now;
     const std::chrono::duration<double> spent = now - m_begin;
-    std::fprintf(stderr, "\r\033[K%s", ProgressText(page, percent, m_bytes, spent.count()).c_str());
-    std::fflush(stderr);
-    m_isShown = true;
+    ShowPassingLine(ProgressText(page, percent, m_bytes, spent.count()));
 }
 
 void CScanProgress::EndPage(const std::string& line) {
-    Wipe();
+    WipePassingLine();
     if (!m_isQuiet)
         (m_isOutputTaken ? std::cerr : std::cout) << line << std::endl;
-}
-
-void CScanProgress::Wipe() {
-    if (m_isShown)
-        std::fputs("\r\033[K", stderr);
-    m_isShown = false;
 }
 
 // Rate and remaining time are left out until there is something to go by.

@@ -22,7 +22,6 @@ class CScanProgress {
     void Show(int page, int percent);
     // The page is whole; the line goes to standard output.
     void EndPage(const std::string& line);
-    void Wipe();
 
   private:
     using CClock = std::chrono::steady_clock;
@@ -30,7 +29,6 @@ class CScanProgress {
     const bool m_isQuiet;
     const bool m_isOutputTaken;
     const bool m_hasBar;
-    bool m_isShown = false;
     CClock::time_point m_begin;
     CClock::time_point m_lastShown;
     std::int64_t m_bytes = 0;

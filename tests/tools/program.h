@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,10 @@ using Arguments = std::vector<std::string>;
 // One run of nvqscan.
 class CProgram {
   public:
-    CProgram(const CTempFolder& folder, Arguments arguments)
+    // `prepare` runs in the child, behind the redirection of its streams to files.
+    CProgram(
+        const CTempFolder& folder, Arguments arguments,
+        const std::function<void()>& prepare = [] {})
         : m_out(folder / ".stdout"), m_error(folder / ".stderr") {
         arguments.insert(arguments.begin(), NVQSCAN);
         m_pid = fork();
@@ -24,6 +28,7 @@ class CProgram {
             return;
         dup2(open(m_out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
         dup2(open(m_error.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+        prepare();
         std::vector<char*> argv;
         for (std::string& argument : arguments)
             argv.push_back(argument.data());
@@ -38,6 +43,9 @@ class CProgram {
         return waitid(P_PID, static_cast<id_t>(m_pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
                info.si_pid == 0;
     }
+    // What it has said by now.
+    std::string OutSoFar() const { return ReadText(m_out); }
+    std::string ErrorSoFar() const { return ReadText(m_error); }
     // The exit code; 1000 and the number for a signal.
     int Wait() {
         int status = 0;

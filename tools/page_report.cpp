@@ -1,0 +1,71 @@
+#include "tools/page_report.h"
+
+#include <algorithm>
+
+#include "engine/private_properties.h"
+#include "platform/bitmap_headers.h"
+#include "platform/wia.h"
+#include "service/scan_settings.h"
+#include "tools/json_text.h"
+
+namespace {
+
+constexpr std::pair<ScanMode, const char*> kModes[] = {{ScanMode::Color, "color"},
+                                                       {ScanMode::Gray, "gray"},
+                                                       {ScanMode::LineArt, "lineart"},
+                                                       {ScanMode::Dithered, "dither"}};
+
+}  // namespace
+
+std::string PageLine(const PageReport& report) {
+    const BITMAPINFOHEADER& info = report.info;
+    const char* kind = info.biBitCount == 24  ? "colour"
+                       : info.biBitCount == 8 ? "gray"
+                                              : "line art";
+    const int across = DotsPerInch(info.biXPelsPerMeter);
+    const int along = DotsPerInch(info.biYPelsPerMeter);
+    return report.file + ": page " + std::to_string(report.page) + ", " + kind + ", " +
+           std::to_string(info.biWidth) + " x " + std::to_string(info.biHeight) + " pixels at " +
+           std::to_string(across) + (across == along ? "" : " x " + std::to_string(along)) +
+           " dpi" + (FAILED(report.result) ? ", incomplete" : "");
+}
+
+// A palette makes colour an indexed picture. The adapter goes ahead of glass and feeder.
+PageOrigin OriginOf(const CDeviceProperties& properties) {
+    const auto root = [&](PROPID id) {
+        return CDeviceProperties::Number(properties.Root(), id).value_or(0);
+    };
+    const auto image = [&](PROPID id) {
+        return CDeviceProperties::Number(properties.Image(), id).value_or(0);
+    };
+    const LONG select = root(WIA_DPS_DOCUMENT_HANDLING_SELECT);
+    PageOrigin origin;
+    if (root(QL_PROP_TMA_SELECT) != 0)
+        origin.source = image(QL_PROP_TMA_METHOD) != 0 ? "negative" : "slide";
+    else
+        origin.source = (select & DUPLEX) != 0   ? "duplex"
+                        : (select & FEEDER) != 0 ? "feeder"
+                                                 : "flatbed";
+    const auto type = image(WIA_IPA_DATATYPE);
+    const auto* mode = std::ranges::find_if(
+        kModes, [type](const auto& row) { return DataTypeOf(row.first) == type; });
+    if (mode != std::end(kModes))
+        origin.mode = mode->first == ScanMode::Color && image(QL_PROP_PALETTE) != 0 ? "indexed"
+                                                                                    : mode->second;
+    return origin;
+}
+
+std::string PageJson(const PageReport& report, const PageOrigin& origin) {
+    const BITMAPINFOHEADER& info = report.info;
+    const CJson json = {
+        {"file", report.file},
+        {"page", report.page},
+        {"pixels", {{"width", info.biWidth}, {"height", info.biHeight}}},
+        {"resolution",
+         {{"x", DotsPerInch(info.biXPelsPerMeter)}, {"y", DotsPerInch(info.biYPelsPerMeter)}}},
+        {"source", origin.source},
+        {"mode", origin.mode},
+        {"result", report.result},
+    };
+    return JsonLine(json);
+}

@@ -1,0 +1,26 @@
+// What is told of a page when it is in its file.
+#pragma once
+
+#include <string>
+
+#include "service/device_properties.h"
+
+struct PageReport {
+    std::string file;  // as people are told of it
+    int page = 1;
+    BITMAPINFOHEADER info = {};  // of the picture, with both its resolutions
+    HRESULT result = S_OK;       // why it is incomplete, if it is
+};
+
+// "scan.png: page 1, gray, 1275 x 1755 pixels at 150 dpi".
+std::string PageLine(const PageReport& report);
+
+// Where pages come from and what they are made of, in the words of the command line.
+struct PageOrigin {
+    std::string source;
+    std::string mode;
+};
+PageOrigin OriginOf(const CDeviceProperties& properties);
+
+// An object on one line.
+std::string PageJson(const PageReport& report, const PageOrigin& origin);

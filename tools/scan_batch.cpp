@@ -1,0 +1,39 @@
+#include "tools/scan_batch.h"
+
+#include <iostream>
+#include <string>
+#include <thread>
+
+#include "platform/terminal.h"
+#include "tools/console.h"
+#include "tools/interrupt_watch.h"
+
+// Ctrl-C ends the program out of the reading.
+BatchWish AskForNextPage(int page) {
+    std::cerr << "Page " << page << ": Enter scans it, q ends: " << std::flush;
+    std::string answer;
+    if (!std::getline(std::cin, answer)) {
+        std::cerr << '\n';
+        return BatchWish::Done;
+    }
+    return answer.starts_with('q') || answer.starts_with('Q') ? BatchWish::Done : BatchWish::Next;
+}
+
+BatchWish WaitForNextPage(int page, std::chrono::steady_clock::time_point when) {
+    constexpr std::chrono::milliseconds kLook(50);
+
+    const bool isTerminal = IsErrorTerminal();
+    while (!WasInterrupted()) {
+        const auto left = when - std::chrono::steady_clock::now();
+        if (left <= left.zero())
+            break;
+        if (isTerminal) {
+            const auto seconds = std::chrono::ceil<std::chrono::seconds>(left).count();
+            ShowPassingLine("page " + std::to_string(page) + " in " + std::to_string(seconds) +
+                            " s");
+        }
+        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(left, kLook));
+    }
+    WipePassingLine();
+    return WasInterrupted() ? BatchWish::Cancelled : BatchWish::Next;
+}
