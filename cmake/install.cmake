@@ -7,3 +7,8 @@ install(TARGETS nvqdrv nvqsim LIBRARY DESTINATION ${modules_dir})
 install(FILES tools/completion/nvqscan.bash RENAME nvqscan
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 install(FILES docs/nvqscan.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+
+# Programs of SANE load the back end by its name, which dll.d tells them.
+install(TARGETS sane-nvq LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/sane NAMELINK_SKIP)
+install(FILES sane-backend/nvq.conf DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/sane.d)
+install(FILES sane-backend/nvq.dll RENAME nvq DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/sane.d/dll.d)

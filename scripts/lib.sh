@@ -35,6 +35,7 @@ build_packages=(
     g++ cmake ninja-build pkg-config ccache
     libcli11-dev libleptonica-dev libtiff-dev libpng-dev libjpeg62-turbo-dev libcairo2-dev
     nlohmann-json3-dev libgtest-dev libbenchmark-dev
+    libsane-dev sane-utils
 )
 
 # Precompiled headers may come from the compiler cache too.

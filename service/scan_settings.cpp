@@ -36,6 +36,14 @@ bool Takes(const ScanProperty* property, LONG value) {
                                            : true;
 }
 
+// A plain flatbed needs no select.
+bool HasSource(const ItemState& root, const SourceRow& row) {
+    const ScanProperty* select = CDeviceProperties::Find(root, WIA_DPS_DOCUMENT_HANDLING_SELECT);
+    if (row.adapter != 0)
+        return Takes(CDeviceProperties::Find(root, QL_PROP_TMA_SELECT), row.adapter);
+    return select ? Takes(select, row.select) : row.source == ScanSource::Flatbed;
+}
+
 // Writes step by step; after a failure nothing more is done.
 class CSettingsWriter {
   public:
@@ -87,11 +95,8 @@ void CSettingsWriter::Source(ScanSource source) {
     const ItemState& root = m_properties.Root();
     const ScanProperty* select = CDeviceProperties::Find(root, WIA_DPS_DOCUMENT_HANDLING_SELECT);
     const ScanProperty* adapter = CDeviceProperties::Find(root, QL_PROP_TMA_SELECT);
-    if (row->adapter != 0 ? !Takes(adapter, 1) : !Takes(select, row->select)) {
-        // A plain flatbed needs no select.
-        if (source != ScanSource::Flatbed || select)
-            return Refuse(row->lack);
-    }
+    if (!HasSource(root, *row))
+        return Refuse(row->lack);
     std::vector<PropertyWrite> writes;
     if (row->adapter == 0 && select)
         writes.push_back({WIA_DPS_DOCUMENT_HANDLING_SELECT, row->select});
@@ -266,6 +271,28 @@ ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
     if (settings.medium == ScanMedium::File)
         writer.Image("the medium", {{WIA_IPA_TYMED, TYMED_FILE}});
     return writer.Status();
+}
+
+std::vector<ScanSource> SourcesOf(const CDeviceProperties& properties) {
+    std::vector<ScanSource> sources;
+    for (const SourceRow& row : kSources) {
+        if (HasSource(properties.Root(), row))
+            sources.push_back(row.source);
+    }
+    return sources;
+}
+
+ScanSource SourceOf(const CDeviceProperties& properties) {
+    const ItemState& root = properties.Root();
+    const LONG select = CDeviceProperties::Number(root, WIA_DPS_DOCUMENT_HANDLING_SELECT)
+                            .value_or(FLATBED);
+    const LONG adapter = CDeviceProperties::Number(root, QL_PROP_TMA_SELECT).value_or(0);
+    const LONG method =
+        CDeviceProperties::Number(properties.Image(), QL_PROP_TMA_METHOD).value_or(0);
+    const auto* row = std::ranges::find_if(kSources, [&](const SourceRow& r) {
+        return r.select == select && r.adapter == adapter && (adapter == 0 || r.method == method);
+    });
+    return row == std::end(kSources) ? ScanSource::Unchanged : row->source;
 }
 
 int PagesOfScan(const CDeviceProperties& properties, int asked) {

@@ -85,5 +85,10 @@ LONG DataTypeOf(ScanMode mode);
 ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
                          CDeviceProperties& properties);
 
+// The sources that the device says it has, and the one that its properties name. Whether a
+// transparency adapter is connected shows when it is chosen.
+std::vector<ScanSource> SourcesOf(const CDeviceProperties& properties);
+ScanSource SourceOf(const CDeviceProperties& properties);
+
 // The pages that a scan of the device takes, as PagesOfScan of page_count.h counts them.
 int PagesOfScan(const CDeviceProperties& properties, int asked);

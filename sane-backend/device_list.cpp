@@ -1,0 +1,48 @@
+#include "sane-backend/device_list.h"
+
+#include "sane-backend/debug.h"
+#include "sane-backend/status_map.h"
+#include "tools/simulated_device.h"
+
+namespace {
+
+void Note(const std::string& line) {
+    Debug(EDebug::Notes, line);
+}
+
+}  // namespace
+
+SANE_Status CDeviceList::Renew() {
+    const BackendConfig config = ReadConfig();
+    if (config.simulated) {
+        if (const ScanStatus status = ProvideScanner(Note); !status.Ok())
+            Debug(EDebug::Failures, "no simulated scanner: " + status.text);
+    }
+    std::vector<ScanDeviceInfo> devices;
+    if (const ScanStatus status = CScanClient().ListDevices(devices); !status.Ok())
+        return Told(status);
+    m_entries.clear();
+    m_rows.clear();
+    for (const ScanDeviceInfo& device : devices) {
+        if (!device.fault.empty())
+            Debug(EDebug::Failures, device.name + ": " + device.fault);
+        if (!device.fault.empty() || config.Hides(device))
+            continue;
+        Entry& entry = m_entries.emplace_back(
+            Entry{device.number, device.vendor, config.NameOf(device), SANE_Device{}});
+        // What kind it is would take opening it; every one of SANE's words but this is narrower.
+        entry.device = {entry.number.c_str(), entry.vendor.c_str(), entry.model.c_str(),
+                        "flatbed scanner"};
+        m_rows.push_back(&entry.device);
+    }
+    m_rows.push_back(nullptr);
+    return SANE_STATUS_GOOD;
+}
+
+std::string CDeviceList::Find(const std::string& name) const {
+    for (const Entry& entry : m_entries) {
+        if (name.empty() || name == entry.number || name == entry.model)
+            return entry.number;
+    }
+    return {};
+}

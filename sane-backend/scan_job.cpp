@@ -1,0 +1,221 @@
+#include "sane-backend/scan_job.h"
+
+#include <fcntl.h>
+#include <signal.h>
+
+#include "sane-backend/debug.h"
+#include "sane-backend/status_map.h"
+
+// ---- The program's thread
+
+bool CScanJob::OpenPipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+        return false;
+    m_readEnd = CDescriptor(ends[0]);
+    m_writeEnd = CDescriptor(ends[1]);
+    return true;
+}
+
+// The program's signals are handled on its own threads.
+bool CScanJob::StartThread() {
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    try {
+        m_thread = std::thread([this] { Run(); });
+    } catch (const std::exception& failure) {
+        Debug(EDebug::Failures, std::string("there is no thread for the scan: ") + failure.what());
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return m_thread.joinable();
+}
+
+SANE_Status CScanJob::Start(CScanDevice device, const Order& order) {
+    static_cast<void>(End());
+    m_device = std::move(device);
+    m_order = order;
+    m_isCancelled = false;
+    m_cancel.Clear();
+    m_next.Clear();
+    Enter(Phase::Waiting);
+    if (!OpenPipe() || !StartThread()) {
+        Enter(Phase::Idle);
+        return SANE_STATUS_NO_MEM;
+    }
+    return AwaitPage();
+}
+
+SANE_Status CScanJob::NextPage() {
+    {
+        const std::lock_guard guard(m_lock);
+        m_hasPage = m_isInPage = false;
+        if (m_phase == Phase::Over)
+            return EndOfJob();
+        if (!OpenPipe())
+            return SANE_STATUS_NO_MEM;
+        m_phase = Phase::Waiting;
+    }
+    m_next.Set();
+    return AwaitPage();
+}
+
+// A job without a failure ends when there are no more pages.
+SANE_Status CScanJob::EndOfJob() const {
+    return m_result == SANE_STATUS_GOOD ? SANE_STATUS_NO_DOCS : m_result;
+}
+
+SANE_Status CScanJob::AwaitPage() {
+    for (;;) {
+        m_changed.Clear();
+        {
+            const std::lock_guard guard(m_lock);
+            if (m_isCancelled)
+                return SANE_STATUS_CANCELLED;
+            if (m_phase == Phase::Over)
+                return EndOfJob();
+            if (m_phase != Phase::Waiting) {
+                m_hasPage = m_isInPage = true;
+                return SANE_STATUS_GOOD;
+            }
+        }
+        WaitForAny({ToRead(m_changed.Fd()), ToRead(m_cancel.Fd())});
+    }
+}
+
+SANE_Parameters CScanJob::Parameters() {
+    const std::lock_guard guard(m_lock);
+    return m_parameters;
+}
+
+SANE_Status CScanJob::Read(SANE_Byte* bytes, std::size_t most, bool waits, std::size_t& read) {
+    read = 0;
+    for (;;) {
+        if (m_isCancelled)
+            return SANE_STATUS_CANCELLED;
+        const ssize_t got = ::read(m_readEnd.Get(), bytes, most);
+        if (got > 0) {
+            read = static_cast<std::size_t>(got);
+            return SANE_STATUS_GOOD;
+        }
+        if (got == 0) {
+            m_isInPage = false;
+            const std::lock_guard guard(m_lock);
+            return m_pageStatus;
+        }
+        if (errno != EAGAIN && errno != EINTR)
+            return SANE_STATUS_IO_ERROR;
+        if (!waits)
+            return SANE_STATUS_GOOD;
+        WaitForAny({ToRead(m_readEnd.Get()), ToRead(m_cancel.Fd())});
+    }
+}
+
+void CScanJob::Cancel() {
+    m_isCancelled = true;
+    m_cancel.Set();
+}
+
+CScanDevice CScanJob::End() {
+    if (m_thread.joinable()) {
+        Cancel();
+        m_thread.join();
+    }
+    m_readEnd.Close();
+    m_writeEnd.Close();
+    m_hasPage = m_isInPage = false;
+    Enter(Phase::Idle);
+    return std::move(m_device);
+}
+
+// ---- The scan's thread
+
+void CScanJob::Enter(Phase phase) {
+    const std::lock_guard guard(m_lock);
+    m_phase = phase;
+    m_changed.Set();
+}
+
+// The preview of the automatic exposure goes ahead of the first page.
+ScanStatus CScanJob::Scan() {
+    ScanStatus status;
+    if (m_order.automatic.WantsTone() || m_order.automatic.WantsColor()) {
+        std::optional<FoundExposure> found;
+        status = FindExposure(m_device, m_order.automatic, &m_isCancelled, found);
+        if (status.code == S_OK && found)
+            status = ApplyExposure(m_device, *found, {});
+    }
+    if (status.code != S_OK)
+        return status;
+    return m_device.Scan(
+        "", {.pages = m_order.pages, .cancel = &m_isCancelled, .refusesOthers = true}, *this);
+}
+
+// The driver holds the scanner between two pages and doesn't hear of a cancel then, nor that no
+// more were wanted: closing the device ends its job, so that others get the scanner.
+void CScanJob::Run() {
+    SANE_Status status = Told(Scan());
+    if (m_order.usesFeeder)
+        m_device.Close();
+    if (status == SANE_STATUS_CANCELLED && !m_isCancelled && m_hasNoForm)
+        status = SANE_STATUS_UNSUPPORTED;
+    const std::lock_guard guard(m_lock);
+    EndPipe(status == SANE_STATUS_GOOD ? SANE_STATUS_IO_ERROR : status);
+    m_result = status;
+    m_phase = Phase::Over;
+    m_changed.Set();
+}
+
+bool CScanJob::BeginPage(const ScanPage& page) {
+    m_form = CSaneRows::For(page);
+    m_hasNoForm = !m_form;
+    if (m_hasNoForm) {
+        Debug(EDebug::Failures, "the driver delivers a form of page that SANE doesn't have");
+        return false;
+    }
+    const std::lock_guard guard(m_lock);
+    m_parameters = m_form->Parameters();
+    m_phase = Phase::Page;
+    m_changed.Set();
+    return !m_isCancelled;
+}
+
+bool CScanJob::Rows(const BYTE* rows, LONG count) {
+    m_form->Convert(rows, count, m_bytes);
+    std::size_t done = 0;
+    while (done < m_bytes.size() && !m_isCancelled) {
+        const ssize_t put = write(m_writeEnd.Get(), m_bytes.data() + done, m_bytes.size() - done);
+        if (put > 0)
+            done += static_cast<std::size_t>(put);
+        else if (put < 0 && errno != EAGAIN && errno != EINTR)
+            return false;
+        else
+            WaitForAny({ToWrite(m_writeEnd.Get()), ToRead(m_cancel.Fd())});
+    }
+    return !m_isCancelled;
+}
+
+// A pipe that has been ended already keeps the status that it had then.
+void CScanJob::EndPipe(SANE_Status status) {
+    if (!m_writeEnd)
+        return;
+    m_pageStatus = status;
+    m_writeEnd.Close();
+}
+
+// Phase and pipe change together: the program may ask for the next page as soon as it sees the
+// pipe's end.
+bool CScanJob::EndPage(const ScanPage& page) {
+    {
+        const std::lock_guard guard(m_lock);
+        EndPipe(SANE_STATUS_EOF);
+        m_phase = Phase::Between;
+        m_changed.Set();
+    }
+    if (page.number == m_order.pages)
+        return true;
+    WaitForAny({ToRead(m_next.Fd()), ToRead(m_cancel.Fd())});
+    m_next.Clear();
+    return !m_isCancelled;
+}

@@ -1,0 +1,101 @@
+#include "sane-backend/scanner_handle.h"
+
+#include "sane-backend/status_map.h"
+
+SANE_Status CScannerHandle::Open() {
+    if (!m_job.IsReady())
+        return SANE_STATUS_NO_MEM;
+    if (const ScanStatus status = m_settings.Open(); !status.Ok())
+        return Told(status);
+    m_options = std::make_unique<COptions>(m_settings, m_sensors);
+    return SANE_STATUS_GOOD;
+}
+
+void CScannerHandle::EndJob() {
+    if (!m_job.IsUnderWay())
+        return;
+    m_settings.TakeDevice(m_job.End());
+    m_options->Renew();
+}
+
+// Options can be asked for at any time. A change between two pages of the feeder ends its job; the
+// next start begins another one with the sheets that are left.
+SANE_Status CScannerHandle::Control(SANE_Int option, SANE_Action action, void* value,
+                                    SANE_Int* info) {
+    SANE_Int told = 0;
+    SANE_Status status = SANE_STATUS_INVAL;
+    if (action == SANE_ACTION_GET_VALUE) {
+        status = m_options->Get(option, value);
+    } else if (action == SANE_ACTION_SET_VALUE) {
+        if (m_job.IsInPage() && !m_job.IsCancelled())
+            return SANE_STATUS_DEVICE_BUSY;
+        EndJob();
+        status = m_options->Set(option, value, told);
+    }
+    if (info)
+        *info = told;
+    return status;
+}
+
+SANE_Parameters CScannerHandle::Parameters() {
+    return IsScanning() ? m_job.Parameters() : m_options->Parameters();
+}
+
+SANE_Status CScannerHandle::Begin() {
+    EndJob();
+    // What the last automatic exposure has found is no beginning for the next one.
+    const AutoWish automatic = m_settings.Automatic();
+    const ScanStatus status = automatic.tone || automatic.color
+                                  ? m_settings.SetAutomatic(automatic)
+                                  : m_settings.Open();
+    if (!status.Ok())
+        return Told(status);
+    if (!m_settings.HasWindow())
+        return SANE_STATUS_INVAL;
+    CScanJob::Order order;
+    order.usesFeeder = m_settings.UsesFeeder();
+    order.pages = order.usesFeeder ? m_settings.Pages() : 1;
+    order.automatic = automatic;
+    return m_job.Start(m_settings.GiveDevice(), order);
+}
+
+// A job of the feeder goes on as long as it isn't cancelled and has pages. Its end ends it, so that
+// the start behind that looks into the feeder anew.
+SANE_Status CScannerHandle::Start() {
+    if (m_job.IsInPage() && !m_job.IsCancelled())
+        return SANE_STATUS_DEVICE_BUSY;
+    const bool goesOn = m_job.HasPage() && m_settings.UsesFeeder() && !m_job.IsCancelled();
+    const SANE_Status status = goesOn ? m_job.NextPage() : Begin();
+    if (status != SANE_STATUS_GOOD && status != SANE_STATUS_CANCELLED)
+        EndJob();
+    return status;
+}
+
+SANE_Status CScannerHandle::Read(SANE_Byte* bytes, SANE_Int most, SANE_Int& read) {
+    read = 0;
+    if (m_job.IsUnderWay() && m_job.IsCancelled())
+        return SANE_STATUS_CANCELLED;
+    if (!m_job.HasPage() || most < 0)
+        return SANE_STATUS_INVAL;
+    if (most == 0)
+        return SANE_STATUS_GOOD;
+    std::size_t got = 0;
+    const SANE_Status status =
+        m_job.Read(bytes, static_cast<std::size_t>(most), !m_isNonBlocking, got);
+    read = static_cast<SANE_Int>(got);
+    return status;
+}
+
+SANE_Status CScannerHandle::SetIoMode(bool isNonBlocking) {
+    if (!IsScanning())
+        return SANE_STATUS_INVAL;
+    m_isNonBlocking = isNonBlocking;
+    return SANE_STATUS_GOOD;
+}
+
+SANE_Status CScannerHandle::SelectFd(SANE_Int& fd) const {
+    if (!IsScanning())
+        return SANE_STATUS_INVAL;
+    fd = m_job.SelectFd();
+    return SANE_STATUS_GOOD;
+}
