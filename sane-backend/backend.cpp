@@ -108,7 +108,7 @@ constexpr const char* kStatusTexts[] = {"Success",
 }  // namespace
 
 // Declares an operation under its second name, and defines it under the first one.
-#define NVQ_OPERATION(result, name, parameters)                                  \
+#define NVQ_OPERATION(result, name, parameters)                                         \
     extern "C" result sane_##name parameters __attribute__((alias("sane_nvq_" #name))); \
     extern "C" result sane_nvq_##name parameters
 

@@ -15,8 +15,7 @@ constexpr const char* kSystemFolder = "/etc/sane.d";
 constexpr std::size_t kMostLines = 10000;
 
 bool Means(const std::string& text, const ScanDeviceInfo& device) {
-    return text == device.number || text == device.id || text == device.name ||
-           text == device.port;
+    return text == device.number || text == device.id || text == device.name || text == device.port;
 }
 
 // Words, or texts between quotation marks, up to a '#'.

@@ -118,9 +118,8 @@ OptionLimits Resolutions(const OptionRow& row, const CScannerSettings& settings)
     OptionLimits limits{.words = WordsOf(settings.Find(row.id))};
     const std::vector<SANE_Word> along = WordsOf(settings.Find(WIA_IPS_YRES));
     if (row.part == kBothWays)
-        std::erase_if(limits.words, [&](SANE_Word dpi) {
-            return std::ranges::find(along, dpi) == along.end();
-        });
+        std::erase_if(limits.words,
+                      [&](SANE_Word dpi) { return std::ranges::find(along, dpi) == along.end(); });
     return limits;
 }
 
@@ -146,10 +145,10 @@ OptionValue GetNumber(const OptionRow& row, const CScannerSettings& settings) {
     return {row.type == SANE_TYPE_FIXED ? SANE_FIX(static_cast<double>(value) / row.step) : value};
 }
 ScanStatus SetNumber(const OptionRow& row, CScannerSettings& settings, const OptionValue& value) {
-    return settings.SetValue(row.id, row.type == SANE_TYPE_FIXED
-                                         ? static_cast<LONG>(std::lround(SANE_UNFIX(value.word) *
-                                                                         row.step))
-                                         : value.word);
+    return settings.SetValue(row.id,
+                             row.type == SANE_TYPE_FIXED
+                                 ? static_cast<LONG>(std::lround(SANE_UNFIX(value.word) * row.step))
+                                 : value.word);
 }
 OptionLimits Numbers(const OptionRow& row, const CScannerSettings& settings) {
     const ScanProperty* property = settings.Find(row.id);

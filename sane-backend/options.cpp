@@ -101,11 +101,10 @@ OptionLimits AsListed(OptionLimits limits) {
 
 COptions::COptions(CScannerSettings& settings, CSensors& sensors)
     : m_settings(settings), m_sensors(sensors) {
-    m_shown.emplace_back().descriptor = {SANE_NAME_NUM_OPTIONS,  SANE_TITLE_NUM_OPTIONS,
-                                         SANE_DESC_NUM_OPTIONS,  SANE_TYPE_INT,
-                                         SANE_UNIT_NONE,         sizeof(SANE_Word),
-                                         kDetectable,            SANE_CONSTRAINT_NONE,
-                                         {}};
+    m_shown.emplace_back().descriptor = {
+        SANE_NAME_NUM_OPTIONS, SANE_TITLE_NUM_OPTIONS, SANE_DESC_NUM_OPTIONS,
+        SANE_TYPE_INT,         SANE_UNIT_NONE,         sizeof(SANE_Word),
+        kDetectable,           SANE_CONSTRAINT_NONE,   {}};
     for (const OptionRow& row : OptionRows()) {
         if (row.id == 0 || m_settings.Find(row.id))
             AddRow(row);
@@ -118,22 +117,33 @@ COptions::COptions(CScannerSettings& settings, CSensors& sensors)
 void COptions::AddRow(const OptionRow& row) {
     Shown& shown = m_shown.emplace_back();
     shown.row = &row;
-    shown.descriptor = {row.name, row.title, row.desc, row.type, row.unit, 0, 0,
-                        SANE_CONSTRAINT_NONE, {}};
+    shown.descriptor = {
+        row.name, row.title, row.desc, row.type, row.unit, 0, 0, SANE_CONSTRAINT_NONE, {}};
 }
 
 void COptions::AddSensors() {
-    m_shown.emplace_back().descriptor = {SANE_NAME_SENSORS, SANE_TITLE_SENSORS, SANE_DESC_SENSORS,
-                                         SANE_TYPE_GROUP,   SANE_UNIT_NONE,     0, 0,
-                                         SANE_CONSTRAINT_NONE, {}};
+    m_shown.emplace_back().descriptor = {SANE_NAME_SENSORS,
+                                         SANE_TITLE_SENSORS,
+                                         SANE_DESC_SENSORS,
+                                         SANE_TYPE_GROUP,
+                                         SANE_UNIT_NONE,
+                                         0,
+                                         0,
+                                         SANE_CONSTRAINT_NONE,
+                                         {}};
     for (std::size_t i = 0; i < m_sensors.Count(); ++i) {
         const CSensors::Button& button = m_sensors.At(i);
         Shown& shown = m_shown.emplace_back();
         shown.button = i;
-        shown.descriptor = {button.name.c_str(), button.title.c_str(),
+        shown.descriptor = {button.name.c_str(),
+                            button.title.c_str(),
                             "Whether the button was pressed since it was asked for last.",
-                            SANE_TYPE_BOOL, SANE_UNIT_NONE, sizeof(SANE_Word),
-                            SANE_CAP_SOFT_DETECT | SANE_CAP_HARD_SELECT, SANE_CONSTRAINT_NONE, {}};
+                            SANE_TYPE_BOOL,
+                            SANE_UNIT_NONE,
+                            sizeof(SANE_Word),
+                            SANE_CAP_SOFT_DETECT | SANE_CAP_HARD_SELECT,
+                            SANE_CONSTRAINT_NONE,
+                            {}};
     }
 }
 
@@ -151,7 +161,15 @@ void COptions::Renew(Shown& shown) {
     descriptor.cap = row.cap | (isActive ? 0 : SANE_CAP_INACTIVE);
     const OptionLimits limits = row.limits ? row.limits(row, m_settings) : OptionLimits{};
     descriptor.size = SizeOf(row.type, limits.texts);
-    shown.limits = AsListed(limits);
+    // Programs keep copies of descriptors: what these point to moves only when it changes.
+    if (OptionLimits listed = AsListed(limits); !IsEqual(listed, shown.limits)) {
+        if (listed.range.size() == shown.limits.range.size())
+            std::ranges::copy(listed.range, shown.limits.range.begin());
+        else
+            shown.limits.range = listed.range;
+        shown.limits.words.swap(listed.words);
+        shown.limits.texts.swap(listed.texts);
+    }
     if (!limits.range.empty()) {
         descriptor.constraint_type = SANE_CONSTRAINT_RANGE;
         descriptor.constraint.range = shown.limits.range.data();
@@ -248,7 +266,7 @@ SANE_Parameters COptions::Parameters() const {
     parameters.pixels_per_line = m_settings.Value(WIA_IPA_PIXELS_PER_LINE);
     parameters.lines = m_settings.Value(WIA_IPA_NUMBER_OF_LINES);
     parameters.depth = isBlackAndWhite ? 1 : 8;
-    parameters.bytes_per_line = static_cast<SANE_Int>(
-        (static_cast<long long>(parameters.pixels_per_line) * bits + 7) / 8);
+    parameters.bytes_per_line =
+        static_cast<SANE_Int>((static_cast<long long>(parameters.pixels_per_line) * bits + 7) / 8);
     return parameters;
 }

@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <signal.h>
 
+#include <utility>
+
 #include "sane-backend/debug.h"
 #include "sane-backend/status_map.h"
 
@@ -39,6 +41,7 @@ SANE_Status CScanJob::Start(CScanDevice device, const Order& order) {
     m_isCancelled = false;
     m_cancel.Clear();
     m_next.Clear();
+    m_hasBegun = false;
     Enter(Phase::Waiting);
     if (!OpenPipe() || !StartThread()) {
         Enter(Phase::Idle);
@@ -73,12 +76,13 @@ SANE_Status CScanJob::AwaitPage() {
             const std::lock_guard guard(m_lock);
             if (m_isCancelled)
                 return SANE_STATUS_CANCELLED;
-            if (m_phase == Phase::Over)
-                return EndOfJob();
-            if (m_phase != Phase::Waiting) {
+            // A small page may be over, and the job with it.
+            if (std::exchange(m_hasBegun, false)) {
                 m_hasPage = m_isInPage = true;
                 return SANE_STATUS_GOOD;
             }
+            if (m_phase == Phase::Over)
+                return EndOfJob();
         }
         WaitForAny({ToRead(m_changed.Fd()), ToRead(m_cancel.Fd())});
     }
@@ -176,6 +180,7 @@ bool CScanJob::BeginPage(const ScanPage& page) {
     }
     const std::lock_guard guard(m_lock);
     m_parameters = m_form->Parameters();
+    m_hasBegun = true;
     m_phase = Phase::Page;
     m_changed.Set();
     return !m_isCancelled;

@@ -101,6 +101,7 @@ class CScanJob final : public IScanSink {
 
     std::mutex m_lock;  // for all below
     Phase m_phase = Phase::Idle;
+    bool m_hasBegun = false;  // a page, of which the program hasn't heard
     SANE_Parameters m_parameters = {};
     SANE_Status m_pageStatus = SANE_STATUS_EOF;  // what stands behind the page's last byte
     SANE_Status m_result = SANE_STATUS_GOOD;     // of the job that is over

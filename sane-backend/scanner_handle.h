@@ -9,8 +9,7 @@
 // One thread at a time; Cancel is for signal handlers too.
 class CScannerHandle {
   public:
-    explicit CScannerHandle(const std::string& number)
-        : m_settings(number), m_sensors(number) {}
+    explicit CScannerHandle(const std::string& number) : m_settings(number), m_sensors(number) {}
 
     SANE_Status Open();
 

@@ -25,8 +25,8 @@ std::string OptionName(const std::string& title) {
 CSensors::CSensors(std::string number) : m_number(std::move(number)) {
     for (const DeviceEvent& event : ListEvents(m_number)) {
         std::string name = OptionName(event.name);
-        if (name == "button-" || std::ranges::find(m_buttons, name, &Button::name) !=
-                                     m_buttons.end())
+        if (name == "button-" ||
+            std::ranges::find(m_buttons, name, &Button::name) != m_buttons.end())
             name = "button-" + std::to_string(m_buttons.size() + 1);
         Button& button = m_buttons.emplace_back();
         button.name = name;

@@ -284,8 +284,8 @@ std::vector<ScanSource> SourcesOf(const CDeviceProperties& properties) {
 
 ScanSource SourceOf(const CDeviceProperties& properties) {
     const ItemState& root = properties.Root();
-    const LONG select = CDeviceProperties::Number(root, WIA_DPS_DOCUMENT_HANDLING_SELECT)
-                            .value_or(FLATBED);
+    const LONG select =
+        CDeviceProperties::Number(root, WIA_DPS_DOCUMENT_HANDLING_SELECT).value_or(FLATBED);
     const LONG adapter = CDeviceProperties::Number(root, QL_PROP_TMA_SELECT).value_or(0);
     const LONG method =
         CDeviceProperties::Number(properties.Image(), QL_PROP_TMA_METHOD).value_or(0);

@@ -1,0 +1,265 @@
+// Pages through the operations of SANE.
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include <thread>
+
+#include "tests/sane-backend/sane_rig.h"
+
+namespace {
+
+using SaneScan = CSaneTest;
+
+TEST_F(SaneScan, GivesThePictureInEveryMode) {
+    const Picture picture = RandomPicture(67, 50);
+    Lay(picture);
+    InstallAndOpenSane("[flatbed]\npicture=picture.bmp\n");
+    SetPixels(67, 50);
+    const struct {
+        const char* mode;
+        int bits;
+    } modes[] = {{"Color", 24}, {"Gray", 8}, {"Lineart", 1}};
+    for (const auto& [mode, bits] : modes) {
+        SCOPED_TRACE(mode);
+        SetText(SANE_NAME_SCAN_MODE, mode);
+        const SANE_Parameters before = Parameters();
+        ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+        const SANE_Parameters exact = Parameters();
+        EXPECT_EQ(std::memcmp(&before, &exact, sizeof(exact)), 0);
+        ExpectPage(picture, bits, 50, bits == 24 ? 1 : 5000);
+    }
+}
+
+TEST_F(SaneScan, GivesAPageOfTheFeederAStartAndEndsWithNoDocuments) {
+    LoadSheets(3);
+    SetText(SANE_NAME_SCAN_SOURCE, "ADF");
+    SetPixels(64, 60);
+    for (const int side : {0, 2, 4}) {
+        ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+        ExpectPage(m_sides[static_cast<std::size_t>(side)], 24, 60);
+    }
+    EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_NO_DOCS);
+    EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_NO_DOCS);
+    EXPECT_TRUE(IsFree());
+    // As many as were wanted, both sides.
+    Act("load-2");
+    SetText(SANE_NAME_SCAN_SOURCE, "ADF Duplex");
+    SetWord("pages", 3);
+    for (const int side : {0, 1, 2}) {
+        ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+        ExpectPage(m_sides[static_cast<std::size_t>(side)], 24, 60);
+    }
+    EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_NO_DOCS);
+}
+
+// The job ends, and the scanner is others': also when the program does nothing more.
+TEST_F(SaneScan, ACancelBetweenTwoPagesGivesTheScannerBack) {
+    LoadSheets(2);
+    SetText(SANE_NAME_SCAN_SOURCE, "ADF");
+    SetPixels(64, 60);
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    ExpectPage(m_sides[0], 24, 60);
+    sane_cancel(m_scanner);
+    for (int i = 0; i < 5000 && !IsFree(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_TRUE(IsFree());
+    EXPECT_EQ(Text(SANE_NAME_SCAN_SOURCE), "ADF");
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    ExpectPage(m_sides[2], 24, 60);
+    // A setting between two pages: the job begins anew with what is left.
+    Act("load-2");
+    SetText(SANE_NAME_SCAN_MODE, "Gray");
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    ExpectPage(m_sides[0], 8, 60);
+    SetText(SANE_NAME_SCAN_MODE, "Color");
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    ExpectPage(m_sides[2], 24, 60);
+}
+
+TEST_F(SaneScan, ACancelAtAnyMomentEndsThePageAndLeavesTheScannerUsable) {
+    const Picture picture = RandomPicture(67, 50);
+    Lay(picture);
+    InstallAndOpenSane("[flatbed]\npicture=picture.bmp\n");
+    for (const SANE_Int moment : {0, 1, 9000, 100000, 3000000}) {
+        SCOPED_TRACE(moment);
+        SetWord(SANE_NAME_SCAN_RESOLUTION, 300);
+        SetMm(SANE_NAME_SCAN_BR_X, 215.9);
+        SetMm(SANE_NAME_SCAN_BR_Y, 100);
+        ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+        Bytes part(4096);
+        for (SANE_Int all = 0, read = 0; all < moment; all += read)
+            ASSERT_EQ(sane_read(m_scanner, part.data(), 4096, &read), SANE_STATUS_GOOD);
+        sane_cancel(m_scanner);
+        SANE_Int read = -1;
+        EXPECT_EQ(sane_read(m_scanner, part.data(), 4096, &read), SANE_STATUS_CANCELLED);
+        EXPECT_EQ(read, 0);
+        SetPixels(67, 50);
+        ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+        ExpectPage(picture, 24, 50);
+    }
+}
+
+SANE_Handle g_toCancel = nullptr;
+
+// While the program waits for lines that the scanner is slow to give.
+TEST_F(SaneScan, ASignalsHandlerMayCancel) {
+    InstallAndOpenSane("[behaviour]\nlinesPerSecond=40\n");
+    SetMm(SANE_NAME_SCAN_BR_Y, 100);
+    g_toCancel = m_scanner;
+    struct sigaction action = {};
+    action.sa_handler = [](int) { sane_cancel(g_toCancel); };
+    sigaction(SIGUSR1, &action, nullptr);
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    std::thread sender([reader = pthread_self()] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        pthread_kill(reader, SIGUSR1);
+    });
+    const auto begun = std::chrono::steady_clock::now();
+    Bytes bytes;
+    EXPECT_EQ(ReadRest(bytes), SANE_STATUS_CANCELLED);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(5))
+        << "the page takes 15";
+    sender.join();
+}
+
+TEST_F(SaneScan, TheDescriptorTellsWhenThereIsSomethingToRead) {
+    const Picture picture = RandomPicture(67, 50);
+    Lay(picture);
+    InstallAndOpenSane("[flatbed]\npicture=picture.bmp\n");
+    SetPixels(67, 50);
+    SANE_Int fd = -1;
+    EXPECT_EQ(sane_get_select_fd(m_scanner, &fd), SANE_STATUS_INVAL);
+    EXPECT_EQ(sane_set_io_mode(m_scanner, SANE_TRUE), SANE_STATUS_INVAL);
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    ASSERT_EQ(sane_get_select_fd(m_scanner, &fd), SANE_STATUS_GOOD);
+    ASSERT_EQ(sane_set_io_mode(m_scanner, SANE_TRUE), SANE_STATUS_GOOD);
+    std::size_t all = 0;
+    SANE_Status status = SANE_STATUS_GOOD;
+    while (status == SANE_STATUS_GOOD) {
+        pollfd wait = {fd, POLLIN, 0};
+        ASSERT_EQ(poll(&wait, 1, 10000), 1);
+        Bytes part(500);
+        SANE_Int read = -1;
+        status = sane_read(m_scanner, part.data(), 500, &read);
+        all += static_cast<std::size_t>(read);
+    }
+    EXPECT_EQ(status, SANE_STATUS_EOF);
+    EXPECT_EQ(all, 67u * 3 * 50);
+    // There is nothing yet when the scanner is slow; a call that doesn't wait says so.
+    SetIni("[behaviour]\nlinesPerSecond=1000\n");
+    SetMm(SANE_NAME_SCAN_BR_Y, 100);
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    Bytes part(100000);
+    SANE_Int read = -1;
+    int empty = 0;
+    while ((status = sane_read(m_scanner, part.data(), 100000, &read)) == SANE_STATUS_GOOD)
+        empty += read == 0;
+    EXPECT_EQ(status, SANE_STATUS_EOF);
+    EXPECT_GT(empty, 0);
+}
+
+TEST_F(SaneScan, FailuresAreToldInItsTerms) {
+    const struct {
+        const char* ini;  // behind the choice of the source
+        const char* act;
+        const char* source;
+        SANE_Status status;
+    } faults[] = {
+        {"", "unload", "ADF", SANE_STATUS_NO_DOCS},
+        {"", "open-hatch", "ADF", SANE_STATUS_COVER_OPEN},
+        {"", "", "ADF", SANE_STATUS_JAMMED},
+        {"[faults]\nStartScan=1+:12\n", "", "Flatbed", SANE_STATUS_IO_ERROR},
+        {"[faults]\nLockScanner=1+:5\n", "", "Flatbed", SANE_STATUS_DEVICE_BUSY},
+    };
+    Install(Options());
+    for (const auto& fault : faults) {
+        SCOPED_TRACE(fault.status);
+        std::filesystem::remove(m_folder + "/state");
+        const std::string plain = "[feeder]\nsheets=2\n[behaviour]\njamAtSheet=2\n";
+        SetIni(plain);
+        m_scanner = OpenAnother();
+        SetText(SANE_NAME_SCAN_SOURCE, fault.source);
+        SetIni(plain + fault.ini);
+        if (*fault.act)
+            Act(fault.act);
+        SANE_Status status = SANE_STATUS_GOOD;
+        for (int page = 1; page <= 2 && status == SANE_STATUS_GOOD; ++page) {
+            status = sane_start(m_scanner);
+            Bytes bytes;
+            EXPECT_EQ(status == SANE_STATUS_GOOD ? ReadRest(bytes) : SANE_STATUS_EOF,
+                      SANE_STATUS_EOF);
+        }
+        EXPECT_EQ(status, fault.status);
+        SANE_Int read = -1;
+        BYTE byte = 0;
+        EXPECT_EQ(sane_read(m_scanner, &byte, 1, &read), SANE_STATUS_INVAL);
+        sane_close(m_scanner);
+        SetIni({});
+    }
+}
+
+TEST_F(SaneScan, SeveralHandlesGoTheirOwnWaysAndNoneNeedsToBeClosed) {
+    const Picture picture = RandomPicture(67, 50);
+    Lay(picture);
+    InstallAndOpenSane("[flatbed]\npicture=picture.bmp\n");
+    const SANE_Handle first = m_scanner;
+    SetPixels(67, 50);
+    m_scanner = OpenAnother();
+    ASSERT_NE(m_scanner, first);
+    EXPECT_EQ(Word(SANE_NAME_SCAN_RESOLUTION), 150);
+    SetText(SANE_NAME_SCAN_MODE, "Gray");
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    EXPECT_EQ(sane_start(first), SANE_STATUS_DEVICE_BUSY);
+    EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_DEVICE_BUSY) << "in mid-page";
+    SANE_Word dpi = 300;
+    EXPECT_EQ(sane_control_option(m_scanner, Option(SANE_NAME_SCAN_RESOLUTION),
+                                  SANE_ACTION_SET_VALUE, &dpi, nullptr),
+              SANE_STATUS_DEVICE_BUSY);
+    EXPECT_EQ(Text(SANE_NAME_SCAN_MODE), "Gray") << "can be asked for";
+    sane_close(m_scanner);
+    m_scanner = first;
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    ExpectPage(picture, 24, 50);
+    // The page of another one is left to sane_exit.
+    ASSERT_EQ(sane_start(OpenAnother()), SANE_STATUS_GOOD);
+}
+
+TEST_F(SaneScan, CallsThatMakeNoSenseAreRefused) {
+    InstallAndOpenSane();
+    SANE_Handle none = nullptr;
+    EXPECT_EQ(sane_open("no such scanner", &none), SANE_STATUS_INVAL);
+    EXPECT_EQ(sane_open("", nullptr), SANE_STATUS_INVAL);
+    EXPECT_EQ(sane_get_devices(nullptr, SANE_TRUE), SANE_STATUS_INVAL);
+    BYTE byte = 0;
+    SANE_Int number = 0;
+    SANE_Parameters parameters;
+    int stranger = 0;
+    for (const SANE_Handle handle :
+         {static_cast<SANE_Handle>(nullptr), static_cast<SANE_Handle>(&stranger)}) {
+        EXPECT_EQ(sane_start(handle), SANE_STATUS_INVAL);
+        EXPECT_EQ(sane_read(handle, &byte, 1, &number), SANE_STATUS_INVAL);
+        EXPECT_EQ(sane_get_parameters(handle, &parameters), SANE_STATUS_INVAL);
+        EXPECT_EQ(sane_get_option_descriptor(handle, 0), nullptr);
+        EXPECT_EQ(sane_control_option(handle, 0, SANE_ACTION_GET_VALUE, &number, nullptr),
+                  SANE_STATUS_INVAL);
+        EXPECT_EQ(sane_set_io_mode(handle, SANE_TRUE), SANE_STATUS_INVAL);
+        EXPECT_EQ(sane_get_select_fd(handle, &number), SANE_STATUS_INVAL);
+        sane_cancel(handle);
+        sane_close(handle);
+    }
+    EXPECT_EQ(sane_read(m_scanner, &byte, 1, &number), SANE_STATUS_INVAL) << "before a start";
+    sane_cancel(m_scanner);
+    EXPECT_EQ(sane_get_parameters(m_scanner, nullptr), SANE_STATUS_INVAL);
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    EXPECT_EQ(sane_read(m_scanner, nullptr, 1, &number), SANE_STATUS_INVAL);
+    EXPECT_EQ(sane_read(m_scanner, &byte, 1, nullptr), SANE_STATUS_INVAL);
+    EXPECT_EQ(sane_read(m_scanner, &byte, -1, &number), SANE_STATUS_INVAL);
+    EXPECT_EQ(sane_read(m_scanner, &byte, 0, &number), SANE_STATUS_GOOD);
+    EXPECT_EQ(sane_get_select_fd(m_scanner, nullptr), SANE_STATUS_INVAL);
+    sane_exit();
+    EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_INVAL);
+    EXPECT_EQ(sane_open("", &none), SANE_STATUS_INVAL);
+}
+
+}  // namespace
