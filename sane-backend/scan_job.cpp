@@ -210,8 +210,10 @@ void CScanJob::EndPipe(SANE_Status status) {
 }
 
 // Phase and pipe change together: the program may ask for the next page as soon as it sees the
-// pipe's end.
+// pipe's end. The end of a page that broke off is the job's.
 bool CScanJob::EndPage(const ScanPage& page) {
+    if (FAILED(page.result))
+        return true;
     {
         const std::lock_guard guard(m_lock);
         EndPipe(SANE_STATUS_EOF);

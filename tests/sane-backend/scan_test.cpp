@@ -199,6 +199,23 @@ TEST_F(SaneScan, FailuresAreToldInItsTerms) {
     }
 }
 
+TEST_F(SaneScan, APageThatBreaksOffEndsWithTheReasonBehindItsLastLine) {
+    LoadSheets(2, "[behaviour]\njamAtLine=30\n");
+    SetText(SANE_NAME_SCAN_SOURCE, "ADF");
+    SetPixels(64, 60);
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    Bytes bytes;
+    EXPECT_EQ(ReadRest(bytes), SANE_STATUS_JAMMED);
+    EXPECT_EQ(bytes.size(), 64u * 3 * 60);
+    EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_JAMMED);
+    // With the sheet gone all is well.
+    SetIni("[feeder]\nsheets=1\npage1=side0.bmp\n");
+    Act("clear-jam");
+    Act("load");
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    ExpectPage(m_sides[0], 24, 60);
+}
+
 TEST_F(SaneScan, SeveralHandlesGoTheirOwnWaysAndNoneNeedsToBeClosed) {
     const Picture picture = RandomPicture(67, 50);
     Lay(picture);
