@@ -17,6 +17,7 @@
 #include "platform/text.h"
 #include "service/device_registry.h"
 #include "simulator/panel.h"
+#include "tools/choice_option.h"
 #include "tools/command.h"
 #include "tools/interrupt_watch.h"
 #include "tools/simulated_device.h"
@@ -128,21 +129,24 @@ int Press(const PressOptions& options) {
 
 void AddButtonCommands(CLI::App& app, CCommandList& commands) {
     const auto buttons = std::make_shared<ButtonOptions>();
-    CLI::App* wait = app.add_subcommand("buttons", "Wait for a scanner's buttons and tell them");
-    wait->add_option("DEVICE", buttons->m_device,
-                     "Its number, name, identifier or port (the first scanner)");
-    wait->add_option("--exec", buttons->m_command,
-                     "Command for the shell at each press. NVQ_EVENT is the event's name, "
-                     "NVQ_EVENT_ID its identifier, NVQ_DEVICE the scanner's number");
-    wait->add_option("--count", buttons->m_count, "End behind so many; 0: on Ctrl-C")
+    CLI::App* wait =
+        app.add_subcommand("buttons", "Wait for presses of a scanner's buttons and tell them");
+    AddDevice(*wait, buttons->m_device)->default_str("the first one");
+    wait->add_option(
+            "--exec", buttons->m_command,
+            "Command that the shell runs at each press; it finds the event's name in "
+            "NVQ_EVENT, its identifier in NVQ_EVENT_ID, the scanner's number in NVQ_DEVICE")
+        ->type_name("COMMAND");
+    wait->add_option("--count", buttons->m_count,
+                     "End behind so many presses; 0 for never, until Ctrl-C")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
     commands.push_back({wait, [buttons] { return WaitForButtons(*buttons); }});
 
     const auto press = std::make_shared<PressOptions>();
     CLI::App* sub = app.add_subcommand("press", "Press a button of a simulated scanner");
-    sub->add_option("N", press->m_button, "Button, counted from 1")->required();
-    sub->add_option("DEVICE", press->m_device,
-                    "Its number, name, identifier or port (the first scanner)");
+    Suggests(sub->add_option("N", press->m_button, "Which button, counted from 1")->required(),
+             {"1", "2", "3", "4"});
+    AddDevice(*sub, press->m_device)->default_str("the first one");
     commands.push_back({sub, [press] { return Press(*press); }});
 }

@@ -41,3 +41,4 @@ void AddScanCommand(CLI::App& app, CCommandList& commands);
 void AddButtonCommands(CLI::App& app, CCommandList& commands);
 void AddLogCommand(CLI::App& app, CCommandList& commands);
 void AddProcessCommands(CLI::App& app, CCommandList& commands);
+void AddHelpCommand(CLI::App& app, CCommandList& commands);  // last: it knows the others

@@ -9,7 +9,6 @@
 
 #include <filesystem>
 #include <iostream>
-#include <map>
 #include <memory>
 
 #include <CLI/CLI.hpp>
@@ -91,13 +90,13 @@ struct InstallCommand {
 };
 
 // Words of the command line for numbers of the registry.
-const std::map<std::string, DWORD> kIoTypes = {
+const CWords<DWORD> kIoTypes = {
     {"usb", 1}, {"parallel", 2}, {"scsi", 3}, {"dot4", 4}, {"network", 5}};
-const std::map<std::string, DWORD> kSubTypes = {{"index", kButtonIndex},
-                                                {"signal", kButtonSignal},
-                                                {"mask", kButtonMask},
-                                                {"value", kButtonValue}};
-const std::map<std::string, EEvents> kEvents = {
+const CWords<DWORD> kSubTypes = {{"index", kButtonIndex},
+                                 {"signal", kButtonSignal},
+                                 {"mask", kButtonMask},
+                                 {"value", kButtonValue}};
+const CWords<EEvents> kEvents = {
     {"pipe", EEvents::Pipe}, {"poll", EEvents::Poll}, {"none", EEvents::None}};
 
 // Without a port it is a simulated scanner, whose folder says how its buttons come.
@@ -139,29 +138,45 @@ void AddInstall(CLI::App& app, CCommandList& commands) {
     InstallOptions& install = command->m_install;
     CLI::App* sub = app.add_subcommand(
         "install", "Install a scanner: at a port, or without one a simulated scanner");
-    sub->add_option("--name", install.name, "Its name");
-    sub->add_option("--vendor", install.vendor, "Its maker")->capture_default_str();
-    sub->add_option("--port", install.port, "Under which the driver opens it");
-    sub->add_option("--model", command->m_model, "Of a simulated scanner, such as SIM300A");
+    sub->add_option("--name", install.name, "Its name, for people");
+    sub->add_option("--vendor", install.vendor, "Its maker, for people")->capture_default_str();
+    sub->add_option("--port", install.port, "Where it is: the driver opens this")
+        ->type_name(kFileValue)
+        ->default_str("that of a simulated scanner, which is made");
+    Suggests(sub->add_option("--model", command->m_model,
+                             "Model of the simulated scanner: SIM300A, SIM100F, SIM200S, SIM500D, "
+                             "or one of the user's own")
+                 ->type_name("MODEL")
+                 ->default_str("SIM300A"),
+             {"SIM300A", "SIM100F", "SIM200S", "SIM500D"});
     sub->add_option("--driver", install.driverModule, "Module of the driver")
+        ->type_name(kFileValue)
         ->capture_default_str();
     sub->add_option("--toolkit", install.toolkitModule, "Module that speaks to the device")
+        ->type_name(kFileValue)
         ->capture_default_str();
     sub->add_option("--toolkit-class", command->m_toolkitClass,
-                    "Which of that module's classes, if it has several");
-    TakesWordOf(sub->add_option("--io", install.ioType, "usb, parallel, scsi, dot4 or network"),
+                    "Which of that module's classes, if it has several")
+        ->type_name("ID");
+    TakesWordOf(sub->add_option("--io", install.ioType,
+                                "How it is connected: usb, parallel, scsi, dot4 or network")
+                    ->default_str("usb"),
                 kIoTypes);
     sub->add_option("--network-id", install.networkDeviceId,
-                    "Of a device in the network, which needs it");
+                    "Identifier of a device in the network, which needs one");
     sub->add_option("--model-string", install.model,
-                    "Model, if the driver isn't to ask the device");
+                    "Its model, which the driver then doesn't ask of the device");
     TakesWordOf(sub->add_option("--events", command->m_buttons.m_events,
-                                "How presses of buttons come: pipe, poll or none"),
+                                "How presses of buttons come: pipe (the device's interrupt pipe), "
+                                "poll (the driver is asked each second) or none")
+                    ->default_str("pipe; of a simulated scanner as it is"),
                 kEvents);
     TakesWordOf(sub->add_option("--sub-type", command->m_buttons.m_subType,
-                                "What a press says through the pipe: index, signal, mask or value"),
+                                "What comes through the pipe: the button's index, a bare signal, "
+                                "a mask or a value")
+                    ->default_str("mask; of a simulated scanner as it is"),
                 kSubTypes);
-    sub->add_flag("--instant-lamp", install.instantLamp, "Its lamp needs no warm-up");
+    sub->add_flag("--instant-lamp", install.instantLamp, "The lamp needs no warm-up");
     commands.push_back({sub, [command] { return Install(*command); }});
 }
 
@@ -170,14 +185,15 @@ void AddInstall(CLI::App& app, CCommandList& commands) {
 void AddDeviceCommands(CLI::App& app, CCommandList& commands) {
     const auto list = std::make_shared<ListOptions>();
     CLI::App* devices = app.add_subcommand("devices", "List the scanners that are installed");
-    devices->add_flag("--json", list->m_isJson, "For programs");
-    devices->add_flag("--names", list->m_isNames, "Numbers and names alone, one a line");
+    devices->add_flag("--json", list->m_isJson, "Print JSON, for programs");
+    devices->add_flag("--names", list->m_isNames,
+                      "Print numbers and names alone, one a line; installs no scanner");
     commands.push_back({devices, [list] { return ListDevices(*list); }});
 
     AddInstall(app, commands);
 
     const auto which = std::make_shared<std::string>();
     CLI::App* uninstall = app.add_subcommand("uninstall", "Remove a scanner");
-    uninstall->add_option("DEVICE", *which, "Its number, name, identifier or port")->required();
+    AddDevice(*uninstall, *which)->required();
     commands.push_back({uninstall, [which] { return Uninstall(*which); }});
 }

@@ -4,18 +4,22 @@
 
 void AddFilterOptions(CLI::App& sub, ScanFilters& filters) {
     sub.add_option("--sharpen", filters.sharpening,
-                   "0 to 4: the higher, the sharper; 5 has no strength and switches it off (2)")
-        ->check(CLI::Range(0, 5));
+                   "0 to 4: the higher, the sharper; 5 switches sharpening off")
+        ->check(CLI::Range(0, 5))
+        ->default_str("2");
     TakesWordOf<LONG>(sub.add_option("--smooth", filters.smoothing,
-                                     "off, light: noise only, or strong: fine detail too (light)"),
+                                     "off, light (only noise) or strong (fine detail too)")
+                          ->default_str("light"),
                       {{"off", 0}, {"light", 1}, {"strong", 2}});
     CLI::Option* streaks =
         sub.add_option("--streaks", filters.streaks,
-                       "off, 1 or 2: sharpen along the line, 2 by coarser detail or more (off)");
+                       "Against streaks from the feeder, sharpens along the line: off, 1, or 2 by "
+                       "coarser detail or more")
+            ->default_str("off");
     TakesWordOf<LONG>(streaks, {{"off", 0}, {"1", 1}, {"2", 2}});
     TakesWordOf<LONG>(sub.add_option("--streak-detail", filters.streakDetail,
-                                     "red, green or blue: with --streaks, rebuild the other two "
-                                     "channels from this one, without their streaks"),
+                                     "With --streaks: red, green or blue, from which the other two "
+                                     "are rebuilt without their streaks"),
                       {{"red", 1}, {"green", 2}, {"blue", 3}})
         ->needs(streaks);
 }

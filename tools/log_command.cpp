@@ -20,6 +20,7 @@
 #include "platform/registry_key.h"
 #include "platform/text.h"
 #include "service/install.h"
+#include "tools/choice_option.h"
 #include "tools/command.h"
 #include "tools/text_table.h"
 
@@ -191,11 +192,14 @@ void AddLogCommand(CLI::App& app, CCommandList& commands) {
     const auto options = std::make_shared<LogOptions>();
     CLI::App* sub =
         app.add_subcommand("log", "Turn the driver's log on and off, and show its state");
-    sub->add_option("ACTION", options->m_action, "on, off or show (show)")
+    sub->add_option("ACTION", options->m_action, "Turn it on or off, or show its state")
+        ->default_str("show")
         ->check(CLI::IsMember({"on", "off", "show"}));
     sub->add_option("--level", options->m_levels, Described("What to log:", kLevels))
         ->check(CLI::IsMember(NamesOf(kLevels)));
-    sub->add_option("--file", options->m_file, "Where the text goes");
+    sub->add_option("--file", options->m_file, "The text file")
+        ->type_name(kFileValue)
+        ->default_str("ostrel.log in the folder for temporary files");
     sub->add_option("--to", options->m_destinations, Described("Where to:", kDestinations))
         ->check(CLI::IsMember(NamesOf(kDestinations)));
     commands.push_back({sub, [options] { return Run(*options); }});

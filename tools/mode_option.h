@@ -15,19 +15,25 @@ struct CModeOptions {
 };
 
 inline void AddModeOptions(CLI::App& app, CModeOptions& options) {
-    // Both spellings of colour and gray are taken.
-    static const std::map<std::string, ScanMode> kNames = {
+    // Both spellings of colour and gray are taken; the first is told.
+    static const CWords<ScanMode> kNames = {
         {"color", ScanMode::Color},     {"colour", ScanMode::Color},
         {"gray", ScanMode::Gray},       {"grey", ScanMode::Gray},
-        {"dither", ScanMode::Dithered}, {"lineart", ScanMode::LineArt},
+        {"lineart", ScanMode::LineArt}, {"dither", ScanMode::Dithered},
         {"indexed", ScanMode::Indexed}};
     TakesWordOf(app.add_option("--mode", options.m_mode,
                                "color, gray, lineart, dither (black and white dots) or indexed "
-                               "(colours of a palette)"),
+                               "(colours of a palette)")
+                    ->default_str("color"),
                 kNames);
-    app.add_option("--palette", options.m_palette,
-                   "Of --mode indexed: system, cube, gray, adaptive (made from the picture) or a "
-                   "GIMP palette file (system)");
+    CLI::Option* palette =
+        app.add_option(
+               "--palette", options.m_palette,
+               "Colours of --mode indexed, which it asks for by itself: system, cube, gray, "
+               "adaptive (made from the picture) or a GIMP palette file")
+            ->type_name(kWordOrFileValue)
+            ->default_str("system");
+    Suggests(palette, {"system", "cube", "gray", "adaptive"});
 }
 
 // The palette, or nothing where the mode has none. False with one line in `error` when it can't be

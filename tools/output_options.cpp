@@ -1,21 +1,20 @@
 #include "tools/output_options.h"
 
-#include <map>
-
 #include "platform/terminal.h"
 #include "tools/choice_option.h"
 
 CLI::Option* AddOutputOptions(CLI::App& sub, COutputOptions& options, const std::string& words) {
-    static const std::map<std::string, EFileKind> kKinds = {
-        {"bmp", EFileKind::Bmp},   {"pnm", EFileKind::Pnm},   {"png", EFileKind::Png},
-        {"jpg", EFileKind::Jpeg},  {"jpeg", EFileKind::Jpeg}, {"tif", EFileKind::Tiff},
-        {"tiff", EFileKind::Tiff}, {"pdf", EFileKind::Pdf}};
+    static const CWords<EFileKind> kKinds = {{"png", EFileKind::Png},  {"tiff", EFileKind::Tiff},
+                                             {"tif", EFileKind::Tiff}, {"jpeg", EFileKind::Jpeg},
+                                             {"jpg", EFileKind::Jpeg}, {"pdf", EFileKind::Pdf},
+                                             {"bmp", EFileKind::Bmp},  {"pnm", EFileKind::Pnm}};
 
     CLI::Option* output = sub.add_option("-o,--output", options.m_path,
-                                         words + "; - is standard output, with --format");
+                                         words + "; - is standard output, with --format")
+                              ->type_name(kFileValue);
     TakesWordOf(sub.add_option("--format", options.m_picture.m_kind,
-                               "bmp, pnm, png, jpeg, tiff or pdf, whatever the name ends in (by "
-                               "the name's ending)"),
+                               "Format of the file, whatever its name ends in")
+                    ->default_str("by the name's ending"),
                 kKinds);
     return output;
 }

@@ -17,6 +17,7 @@
 #include <CLI/CLI.hpp>
 
 #include "platform/text.h"
+#include "tools/choice_option.h"
 #include "tools/command.h"
 #include "tools/json_text.h"
 #include "tools/property_text.h"
@@ -227,14 +228,14 @@ int Run(const PropertyOptions& options) {
 void AddPropertyCommands(CLI::App& app, CCommandList& commands) {
     const auto options = std::make_shared<PropertyOptions>();
     CLI::App* sub = app.add_subcommand("properties", "Show and try a scanner's properties");
-    sub->add_option("DEVICE", options->m_device,
-                    "Its number, name, identifier or port (the first scanner)");
+    AddDevice(*sub, options->m_device)->default_str("the first one");
     sub->add_option("--set", options->m_sets,
-                    "NAME=VALUE: write it first, by its shown name or id; all of an item in one "
-                    "write")
+                    "Write this property first, by its shown name or number; those of one item "
+                    "go into one write")
+        ->type_name("NAME=VALUE")
         ->take_all()
         ->allow_extra_args(false);
     sub->add_flag("--one-by-one", options->m_isOneByOne, "Write one after the other");
-    sub->add_flag("--json", options->m_isJson, "For programs");
+    sub->add_flag("--json", options->m_isJson, "Print JSON, for programs");
     commands.push_back({sub, [options] { return Run(*options); }});
 }

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <iostream>
-#include <map>
 #include <memory>
 
 #include <CLI/CLI.hpp>
@@ -15,6 +14,7 @@
 #include "frame/image_format.h"
 #include "tools/command.h"
 #include "tools/filter_options.h"
+#include "tools/option_facts.h"
 #include "tools/page_files.h"
 #include "tools/scan_job.h"
 #include "tools/text_writes.h"
@@ -23,13 +23,13 @@
 
 namespace {
 
-const std::map<std::string, ScanSource> kSourceNames = {{"flatbed", ScanSource::Flatbed},
-                                                        {"feeder", ScanSource::Feeder},
-                                                        {"duplex", ScanSource::Duplex},
-                                                        {"slide", ScanSource::Slide},
-                                                        {"negative", ScanSource::Negative}};
-const std::map<std::string, ScanMedium> kMediumNames = {{"callback", ScanMedium::Callback},
-                                                        {"file", ScanMedium::File}};
+const CWords<ScanSource> kSourceNames = {{"flatbed", ScanSource::Flatbed},
+                                         {"feeder", ScanSource::Feeder},
+                                         {"duplex", ScanSource::Duplex},
+                                         {"slide", ScanSource::Slide},
+                                         {"negative", ScanSource::Negative}};
+const CWords<ScanMedium> kMediumNames = {{"callback", ScanMedium::Callback},
+                                         {"file", ScanMedium::File}};
 
 // Options and properties by name alike.
 bool CheckExposure(const ScanCommand& command, std::string* error) {
@@ -141,31 +141,44 @@ int Run(ScanCommand& command) {
 
 void AddSettings(CLI::App& sub, ScanCommand& command) {
     ScanSettings& settings = command.m_settings;
-    TakesWordOf(
-        sub.add_option("--source", settings.source, "flatbed, feeder, duplex, slide or negative"),
-        kSourceNames);
-    AddModeOptions(sub, command.m_mode);
+    sub.option_defaults()->group(kGroupSource);
+    TakesWordOf(sub.add_option("--source", settings.source,
+                               "Where the original lies: flatbed, feeder, duplex (feeder, both "
+                               "sides of each sheet), slide or negative (in the adapter)")
+                    ->default_str("flatbed"),
+                kSourceNames);
     sub.add_option("--resolution", settings.resolution, "Dots per inch");
     sub.add_option("--area", command.m_area,
                    "X,Y,W,H and mm, in or px: the window, such as 10,10,100,50mm");
-    sub.add_option("--brightness", settings.brightness, "-1000 to 1000");
-    sub.add_option("--contrast", settings.contrast, "-1000 to 1000");
-    sub.add_option("--threshold", settings.threshold, "Of line art");
+    sub.option_defaults()->group(kGroupPicture);
+    AddModeOptions(sub, command.m_mode);
+    sub.add_option("--brightness", settings.brightness, "-1000 (dark) to 1000 (light)")
+        ->default_str("0");
+    sub.add_option("--contrast", settings.contrast, "-1000 (weak) to 1000 (strong)")
+        ->default_str("0");
+    sub.add_option("--threshold", settings.threshold,
+                   "What is black in line art: 0 to 128, the higher, the more")
+        ->default_str("55");
     AddTurnOptions(sub, settings.mirror, settings.rotation, "page",
                    "Rows come when the page's last line has been scanned, on either medium");
     AddFilterOptions(sub, settings.filters);
     sub.add_option("--set", command.m_sets,
-                   "NAME=VALUE: any other property, by its shown name or id")
+                   "Any other property, by the name or number that 'nvqscan properties' shows")
+        ->type_name("NAME=VALUE")
         ->take_all()
         ->allow_extra_args(false);
     AddAutoWish(
         sub, command.m_auto,
         "tone, color or expose, or several with commas: a quick preview first settles levels, "
         "the colour point, or both as a whole exposure; --set of any of them wins");
+    sub.option_defaults()->group(kGroupFiles);
     AddToneFiles(sub, command.m_plots);
+    sub.option_defaults()->group(kGroupJob);
     TakesWordOf(
         sub.add_option("--medium", settings.medium,
-                       "callback: rows come as they are scanned; file: the driver writes a file"),
+                       "How pages come: callback (rows as they are scanned) or file (the driver "
+                       "writes a bitmap file)")
+            ->default_str("callback"),
         kMediumNames);
 }
 
@@ -174,8 +187,8 @@ void AddSettings(CLI::App& sub, ScanCommand& command) {
 void AddScanCommand(CLI::App& app, CCommandList& commands) {
     const auto command = std::make_shared<ScanCommand>();
     CLI::App* sub = app.add_subcommand("scan", "Scan pages into files");
-    sub->add_option("DEVICE", command->m_device,
-                    "Its number, name, identifier or port (the first scanner)");
+    AddDevice(*sub, command->m_device)->default_str("the first one");
+    sub->option_defaults()->group(kGroupFiles);
     AddOutputOptions(*sub, command->m_output,
                      "File: .png, .tif, .jpg, .bmp, .pnm or .pdf. %d in the name stands for the "
                      "page, %3d for three digits; .tif and .pdf files without hold all pages. A "

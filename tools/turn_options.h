@@ -12,8 +12,7 @@ template <typename Degrees>
 void AddTurnOptions(CLI::App& sub, bool& mirror, Degrees& degrees, const std::string& image,
                     const std::string& note) {
     sub.add_flag("--mirror", mirror, "Each line from right to left");
-    sub.add_option(
-           "--rotate", degrees,
-           "Degrees clockwise: 90, 180 or 270, of the mirrored " + image + " if it is. " + note)
+    sub.add_option("--rotate", degrees,
+                   "Degrees clockwise, of the mirrored " + image + " if it is. " + note)
         ->check(CLI::IsMember(std::vector<int>(QL_TURNS + 1, std::end(QL_TURNS))));
 }

@@ -38,13 +38,14 @@ TEST_F(CommandLine, ExitCodesAndMessagesTellWhatIsWrong) {
          2,
          "nvqscan: Gamma cannot be '-1' (allowed: 0 to 4000)\n"},
         {{"process", m_input, "-o", m_folder / "no/x.bmp"}, 1, "nvqscan: " + m_folder / "no/x.bm"},
-        {{"process", m_input, "-o", m_output, "--band", "0"}, 2, "--band: "},
-        {{"process", m_input, "-o", m_output, "--streak-detail", "red"}, 2, "--streak-detail req"},
-        {{"process", m_input, "-o", m_output, "--sharpen", "6"}, 2, "--sharpen: "},
-        {{"process", m_input, "-o", m_output, "--smooth", "soft"}, 2, "--smooth: 'soft' is none"},
-        {{"process", m_input, "-o", m_output, "--analyse"}, 2, "--analyse requires --from-file"},
-        {{}, 2, "A subcommand is required"},
-        {{"sample", "-o", m_folder / "x.gif"}, 2, "nvqscan: -o " + m_folder / "x.gif" + ": ends in"},
+        {{"process", m_input, "-o", m_output, "--smooth", "soft"},
+         2,
+         "nvqscan process: --smooth: 'soft' is none of off, light, strong (see 'nvqscan process "
+         "--h"},
+        {{}, 2, "Usage: nvqscan COMMAND [OPTIONS]\n"},
+        {{"sample", "-o", m_folder / "x.gif"},
+         2,
+         "nvqscan: -o " + m_folder / "x.gif" + ": ends in"},
     };
     for (const auto& row : table) {
         WriteBytes(m_output, {7});
@@ -72,6 +73,65 @@ TEST_F(CommandLine, TellsItsVersionAndListsWhatCanBeSet) {
         EXPECT_EQ(program.Wait(), 0);
         EXPECT_NE(program.Out().find(part), std::string::npos) << program.Out();
         EXPECT_EQ(program.Error(), "");
+    }
+}
+
+TEST_F(CommandLine, AWrongLineIsToldInOneLineWithTheWayOut) {
+    const std::pair<Arguments, const char*> table[] = {
+        {{"scna"}, "nvqscan: 'scna' is no command; did you mean scan? (see 'nvqscan --help')"},
+        {{"--quick", "scan"}, "nvqscan: --quick is no option here (see"},
+        {{"profile", "pakc"}, "nvqscan profile: 'pakc' is no command; did you mean pack?"},
+        {{"scan", "--resolutoin", "300"},
+         "scan: --resolutoin is no option here; did you mean --reso"},
+        {{"scan", "--rot=90"}, "--rot is no option here; did you mean --rotate?"},
+        {{"scan"}, "nvqscan scan: -o FILE is missing"},
+        {{"press"}, "nvqscan press: N is missing"},
+        {{"press", "first"}, "press: N: 'first' is no number"},
+        {{"scan", "-o", "a.png", "Big", "one"}, "'one' is one word too many"},
+        {{"sample", "-o"}, "--output: lacks its value, FILE"},
+        {{"sample", "-o", "a", "-o", "b"}, "--output: stands several times"},
+        {{"process", "--band", "0"}, "--band: '0' is out of range, 1 to 4096"},
+        {{"process", "--rotate", "45"}, "--rotate: '45' is none of 90, 180, 270"},
+        {{"process", "--sharpen", "99999999999"}, "--sharpen: '99999999999' is out of range"},
+        {{"process", "--auto", "tone,colr"}, "--auto: 'colr' is none of tone, color, expose"},
+        {{"process", "--streak-detail", "red"}, "--streak-detail: goes with --streaks only"},
+        {{"process", "--analyse"}, "--analyse: goes with --from-file only"},
+        {{"process", "--auto", "tone", "--from-file", "--analyse"}, "can't stand beside --a"},
+    };
+    for (const auto& [arguments, part] : table) {
+        CProgram program(m_folder, arguments);
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        EXPECT_EQ(program.Wait(), 2);
+        EXPECT_EQ(program.Out(), "");
+        EXPECT_NE(program.Error().find(part), std::string::npos) << program.Error();
+        EXPECT_EQ(program.Error().find('\n'), program.Error().size() - 1) << program.Error();
+    }
+}
+
+// The line as bash cuts it, '=' apart; the last word is the one under way.
+TEST_F(CommandLine, BashCompletesWhatComesNext) {
+    const std::pair<const char*, const char*> table[] = {
+        {"nvqscan sca", "scan"},
+        {"nvqscan -q scan --sou", "--source"},
+        {"nvqscan scan --source fl", "flatbed"},
+        {"nvqscan scan --source = fe", "feeder"},
+        {"nvqscan scan --auto tone,c", "tone,color"},
+        {"nvqscan scan --palette i", "in.bmp"},
+        {"nvqscan profile pack i", "in.bmp"},
+        {"nvqscan profile unp", "unpack"},
+        {"nvqscan log --level errors --to fi", "file"},
+        {"nvqscan log --file scan o", "on off"},
+        {"nvqscan press 2 ''", ""},
+    };
+    const std::string script = m_folder / "script";
+    for (const auto& [line, offered] : table) {
+        std::ofstream(script) << "source " NVQ_COMPLETION
+                                 " && complete -p nvqscan >/dev/null || exit\n"
+                              << "cd \"${0%/*}\"; COMP_WORDS=(" << line << ")\n"
+                              << "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _nvqscan\n"
+                              << "echo \"${COMPREPLY[@]}\" >offered\n";
+        ASSERT_EQ(std::system(("bash " + script).c_str()), 0) << line;
+        EXPECT_EQ(ReadText(m_folder / "offered"), std::string(offered) + "\n") << line;
     }
 }
 

@@ -1,117 +1,208 @@
 # Completion of nvqscan's command line for bash.
 
+# Sets, for command $1: its `commands`, its `options`, what each of its `places` takes, and what option
+# $2 `takes`. The first word is the kind: none, words, list (words with commas between), file or
+# device; values that are known follow.
+# BEGIN options, made by scripts/check-options --fix
+_nvqscan_table() {
+    commands='' options='' places=() takes=''
+    case $1 in
+        '')
+            commands='scan devices install uninstall properties buttons press log process sample profile help'
+            options='--version -h --help'
+            ;;
+        'scan')
+            options='--source --resolution --area --mode --palette --brightness --contrast'
+            options+=' --threshold --mirror --rotate --sharpen --smooth --streaks --streak-detail'
+            options+=' --set --auto -o --output --format --histogram --curves --medium --pages'
+            options+=' --start --force --batch -q --quiet --json -h --help'
+            places=('device')
+            case $2 in
+                --source) takes='words flatbed feeder duplex slide negative' ;;
+                --resolution | --area | --brightness | --contrast | --threshold | \
+                    --sharpen | --set | --pages | --start) takes='none' ;;
+                --mode) takes='words color gray lineart dither indexed' ;;
+                --palette) takes='file system cube gray adaptive' ;;
+                --rotate) takes='words 90 180 270' ;;
+                --smooth) takes='words off light strong' ;;
+                --streaks) takes='words off 1 2' ;;
+                --streak-detail) takes='words red green blue' ;;
+                --auto) takes='list tone color expose' ;;
+                -o | --output | --histogram | --curves) takes='file' ;;
+                --format) takes='words png tiff jpeg pdf bmp pnm' ;;
+                --medium) takes='words callback file' ;;
+            esac
+            ;;
+        'devices')
+            options='--json --names -h --help'
+            ;;
+        'install')
+            options='--name --vendor --port --model --driver --toolkit --toolkit-class --io'
+            options+=' --network-id --model-string --events --sub-type --instant-lamp -h --help'
+            case $2 in
+                --name | --vendor | --toolkit-class | --network-id | --model-string) takes='none' ;;
+                --port | --driver | --toolkit) takes='file' ;;
+                --model) takes='words SIM300A SIM100F SIM200S SIM500D' ;;
+                --io) takes='words usb parallel scsi dot4 network' ;;
+                --events) takes='words pipe poll none' ;;
+                --sub-type) takes='words index signal mask value' ;;
+            esac
+            ;;
+        'uninstall')
+            options='-h --help'
+            places=('device')
+            ;;
+        'properties')
+            options='--set --one-by-one --json -h --help'
+            places=('device')
+            case $2 in
+                --set) takes='none' ;;
+            esac
+            ;;
+        'buttons')
+            options='--exec --count -h --help'
+            places=('device')
+            case $2 in
+                --exec | --count) takes='none' ;;
+            esac
+            ;;
+        'press')
+            options='-h --help'
+            places=('words 1 2 3 4' 'device')
+            ;;
+        'log')
+            options='--level --file --to -h --help'
+            places=('words on off show')
+            case $2 in
+                --level) takes='words errors information calls dumps other' ;;
+                --file) takes='file' ;;
+                --to) takes='words file debugger sink' ;;
+            esac
+            ;;
+        'process')
+            options='--mirror --rotate --mode --palette --property --set --sharpen --smooth'
+            options+=' --streaks --streak-detail --auto -o --output --format --histogram --curves'
+            options+=' --from-file --analyse --encoded --band --list-attributes --list-properties'
+            options+=' -h --help'
+            places=('file')
+            case $2 in
+                --rotate) takes='words 90 180 270' ;;
+                --mode) takes='words color gray lineart dither indexed' ;;
+                --palette) takes='file system cube gray adaptive' ;;
+                --property | --set | --sharpen | --band) takes='none' ;;
+                --smooth) takes='words off light strong' ;;
+                --streaks) takes='words off 1 2' ;;
+                --streak-detail) takes='words red green blue' ;;
+                --auto) takes='list tone color expose' ;;
+                -o | --output | --histogram | --curves) takes='file' ;;
+                --format) takes='words png tiff jpeg pdf bmp pnm' ;;
+            esac
+            ;;
+        'sample')
+            options='-o --output --format --width --height --dpi --gray --encoded -h --help'
+            case $2 in
+                -o | --output) takes='file' ;;
+                --format) takes='words png tiff jpeg pdf bmp pnm' ;;
+                --width | --height | --dpi) takes='none' ;;
+            esac
+            ;;
+        'profile')
+            commands='pack unpack show check'
+            options='-h --help'
+            ;;
+        'profile pack')
+            options='-o --output -h --help'
+            places=('file')
+            case $2 in
+                -o | --output) takes='file' ;;
+            esac
+            ;;
+        'profile unpack')
+            options='-o --output --builtin -h --help'
+            places=('file')
+            case $2 in
+                -o | --output) takes='file' ;;
+            esac
+            ;;
+        'profile show')
+            options='--builtin -h --help'
+            places=('file')
+            ;;
+        'profile check')
+            options='--builtin -h --help'
+            places=('file')
+            ;;
+        'help')
+            options='-h --help'
+            places=('words scan devices install uninstall properties buttons press log process sample profile help')
+            ;;
+    esac
+}
+# END options
+
 _nvqscan() {
-    local cur prev words cword
-    _init_completion -n = 2>/dev/null || {
-        cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-        words=("${COMP_WORDS[@]}") cword=$COMP_CWORD
-    }
-
-    local commands='scan devices install uninstall properties buttons press log process sample profile'
-    local command='' i
-    for ((i = 1; i < cword; ++i)); do
-        case ${words[i]} in
-            -*) ;;
-            *)
-                command=${words[i]}
-                break
-                ;;
-        esac
+    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
+    # "--option=value" comes as three words.
+    if [ "$cur" = = ]; then
+        cur=''
+    elif [ "$prev" = = ]; then
+        prev=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
+    local command='' place=0 skip='' word i
+    local commands options places takes
+    for ((i = 1; i < COMP_CWORD; ++i)); do
+        word=${COMP_WORDS[i]}
+        [ "$word" = = ] && continue
+        if [ -n "$skip" ]; then
+            skip=''
+            continue
+        fi
+        _nvqscan_table "$command" "$word"
+        if [[ $word == -* ]]; then
+            skip=$takes
+        elif [[ " $commands " == *" $word "* ]]; then
+            command+=${command:+ }$word
+        else
+            ((++place))
+        fi
     done
-    if [ -z "$command" ]; then
-        _nvqscan_words "$commands --help --version"
-        return
-    fi
-
-    case $prev in
-        --source) _nvqscan_words 'flatbed feeder duplex slide negative' && return ;;
-        --mode) _nvqscan_words 'color gray lineart dither indexed' && return ;;
-        --palette)
-            _nvqscan_words 'system cube gray adaptive'
-            _nvqscan_files
-            return
-            ;;
-        --sharpen) _nvqscan_words '0 1 2 3 4 5' && return ;;
-        --smooth) _nvqscan_words 'off light strong' && return ;;
-        --streaks) _nvqscan_words 'off 1 2' && return ;;
-        --streak-detail) _nvqscan_words 'red green blue' && return ;;
-        --auto) _nvqscan_words 'tone color expose' && return ;;
-        --medium) _nvqscan_words 'callback file' && return ;;
-        --rotate) _nvqscan_words '90 180 270' && return ;;
-        --resolution) _nvqscan_words '75 100 150 200 300 400 600 1200 2400 4800' && return ;;
-        --level) _nvqscan_words 'errors information calls dumps other' && return ;;
-        --to) _nvqscan_words 'file debugger sink' && return ;;
-        --io) _nvqscan_words 'usb parallel scsi dot4 network' && return ;;
-        --events) _nvqscan_words 'pipe poll none' && return ;;
-        --sub-type) _nvqscan_words 'index signal mask value' && return ;;
-        --model) _nvqscan_words 'SIM300A SIM100F SIM200S SIM500D' && return ;;
-        -o | --output | --histogram | --curves | --file | --port | --driver | --toolkit)
-            _nvqscan_files
-            return
-            ;;
-        --area | --brightness | --contrast | --threshold | --set | --pages | --count | --exec | \
-            --name | --vendor | --toolkit-class | --network-id | --model-string | --property | \
-            --band | --width | --height | --dpi)
-            return
-            ;;
-    esac
-
-    local options='--help'
-    case $command in
-        scan)
-            options+=' --output --source --mode --palette --resolution --area --brightness --contrast'
-            options+=' --threshold --mirror --rotate --sharpen --smooth --streaks --streak-detail --auto'
-            options+=' --histogram --curves --set --medium --pages --quiet'
-            ;;
-        devices) options+=' --json --names' ;;
-        install)
-            options+=' --name --vendor --port --model --driver --toolkit --toolkit-class --io'
-            options+=' --network-id --model-string --events --sub-type --instant-lamp'
-            ;;
-        properties) options+=' --set --one-by-one --json' ;;
-        buttons) options+=' --exec --count' ;;
-        log) options+=' --level --file --to' ;;
-        process)
-            options+=' --output --mirror --rotate --property --set --from-file --analyse --encoded --band'
-            options+=' --sharpen --smooth --streaks --streak-detail --auto --histogram --curves'
-            options+=' --list-attributes --list-properties'
-            ;;
-        sample) options+=' --output --width --height --dpi --gray --encoded' ;;
-        profile) options+=' --output --builtin' ;;
-    esac
-    if [[ $cur == -* ]]; then
-        _nvqscan_words "$options"
-        return
-    fi
-    case $command in
-        scan | uninstall | properties | buttons) _nvqscan_devices ;;
-        press) [ "$prev" = press ] && _nvqscan_words '1 2 3 4' || _nvqscan_devices ;;
-        log) _nvqscan_words 'on off show' ;;
-        profile) [ "$prev" = profile ] && _nvqscan_words 'pack unpack show check' || _nvqscan_files ;;
-        process) _nvqscan_files ;;
-    esac
-}
-
-_nvqscan_words() {
-    COMPREPLY=($(compgen -W "$1" -- "$cur"))
-}
-
-_nvqscan_files() {
-    compopt -o filenames 2>/dev/null
     COMPREPLY=()
-    local file
-    while IFS= read -r file; do
-        COMPREPLY+=("$file")
-    done < <(compgen -f -- "$cur")
+    _nvqscan_table "$command" "$prev"
+    if [[ $prev == *[\<\>] ]]; then
+        _nvqscan_value file
+    elif [ -n "$takes" ]; then
+        _nvqscan_value "$takes"
+    elif [[ $cur == -* ]]; then
+        _nvqscan_value "words $options"
+    elif [ -n "$commands" ]; then
+        _nvqscan_value "words $commands"
+    else
+        _nvqscan_value "${places[place]}"
+    fi
 }
 
-# Names have blanks in them.
-_nvqscan_devices() {
-    COMPREPLY=()
-    local name
-    while IFS= read -r name; do
-        [[ $name == "$cur"* ]] && COMPREPLY+=("$(printf '%q' "$name")")
-    done < <("${words[0]}" devices --names 2>/dev/null)
+# Completes `cur` by what it takes.
+_nvqscan_value() {
+    local kind=${1%% *} value
+    local values=${1#"$kind"} before=''
+    [[ $kind == list && $cur == *,* ]] && before=${cur%,*},
+    while IFS= read -r value; do
+        COMPREPLY+=("$before$value")
+    done < <(compgen -W "$values" -- "${cur#"$before"}")
+    case $kind in
+        file)
+            compopt -o filenames 2>/dev/null
+            while IFS= read -r value; do
+                COMPREPLY+=("$value")
+            done < <(compgen -f -- "$cur")
+            ;;
+        device)
+            # Names have blanks in them.
+            while IFS= read -r value; do
+                [[ $value == "$cur"* ]] && COMPREPLY+=("$(printf '%q' "$value")")
+            done < <("${COMP_WORDS[0]}" devices --names 2>/dev/null)
+            ;;
+    esac
 }
 
 complete -F _nvqscan nvqscan

@@ -15,6 +15,7 @@
 #include "tools/filter_options.h"
 #include "tools/interrupt_watch.h"
 #include "tools/mode_option.h"
+#include "tools/option_facts.h"
 #include "tools/output_options.h"
 #include "tools/process/attribute_writes.h"
 #include "tools/process/model_item.h"
@@ -95,24 +96,31 @@ int Sample(CSampleJob& job, const COutputOptions& output) {
 CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     CProcessJob& job = options.m_job;
     CLI::App* process = app.add_subcommand("process", "Run a picture through the imaging engine");
-    process->add_option("IN", job.m_input, "Picture: bitmap, PNG, TIFF, JPEG or PNM file");
+    process->option_defaults()->group(kGroupFiles);
+    process->add_option("IN", job.m_input, "Picture: bitmap, PNG, TIFF, JPEG or PNM file")
+        ->type_name(kFileValue);
     AddOutputOptions(*process, options.m_output,
                      "Result: .png, .tif, .jpg, .bmp, .pnm or .pdf file");
+    process->option_defaults()->group(kGroupPicture);
     AddTurnOptions(*process, job.m_mirror, job.m_rotate, "picture",
                    "Lines are written when the whole picture has been read");
     AddModeOptions(*process, options.m_mode);
     process
         ->add_option("--property", job.m_properties,
-                     "NAME_OR_ID=VALUE: a property of the scan item, by its shown name or id")
+                     "A property of the scan item, by the name or number that --list-properties "
+                     "shows")
+        ->type_name("NAME=VALUE")
         ->take_all()
         ->allow_extra_args(false);
     process
         ->add_option("--set", job.m_attributes,
-                     "NAME=VALUE: an attribute of the engine, by name or number, written after "
-                     "the properties were read")
+                     "An attribute of the engine, by the name or number that --list-attributes "
+                     "shows; written after the properties were read")
+        ->type_name("NAME=VALUE")
         ->take_all()
         ->allow_extra_args(false);
     AddFilterOptions(*process, job.m_filters);
+    process->option_defaults()->group(kGroupJob);
     CLI::Option* fromFile = process->add_flag(
         "--from-file", job.m_fromFile, "Let the engine read the file itself instead of feeding it");
     CLI::Option* analyse =
@@ -125,12 +133,15 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     process->add_option("--band", job.m_bandLines, "Lines fed at a time")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
+    process->option_defaults()->group(kGroupPicture);
     AddAutoWish(
         *process, job.m_auto,
         "tone, color or expose, or several with commas: settle levels, the colour point, or "
         "both as a whole exposure by an analysis of the picture")
         ->excludes(analyse);
+    process->option_defaults()->group(kGroupFiles);
     AddToneFiles(*process, job.m_plots);
+    process->option_defaults()->group(kGroupOther);
     process->add_flag("--list-attributes", options.m_listAttributes,
                       "List all attributes with kind, value and what is allowed");
     process->add_flag("--list-properties", options.m_listProperties,

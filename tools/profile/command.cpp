@@ -11,6 +11,7 @@
 #include "profile/profile_writer.h"
 #include "profile/scan_attrib.h"
 #include "profile/scanner_profile.h"
+#include "tools/choice_option.h"
 #include "tools/profile/check.h"
 #include "tools/profile/file.h"
 #include "tools/profile/show.h"
@@ -24,7 +25,7 @@ constexpr int kBadInput = 2;
 CLI::App* AddAction(CLI::App& parent, const char* name, const char* text, ProfileOptions& options,
                     const char* file) {
     CLI::App* action = parent.add_subcommand(name, text);
-    action->add_option("FILE", options.m_file, file);
+    action->add_option("FILE", options.m_file, file)->type_name(kFileValue);
     return action;
 }
 
@@ -152,11 +153,15 @@ CLI::App* AddProfile(CLI::App& app, ProfileOptions& options) {
     options.m_check =
         AddAction(*profile, "check", "Find what the driver reads otherwise than it is meant",
                   options, kEither);
-    options.m_pack->add_option("-o,--output", options.m_output,
-                               "Packed profile (FILE with the ending .spf)");
-    options.m_unpack->add_option("-o,--output", options.m_output, "Text (standard output)");
+    options.m_pack->add_option("-o,--output", options.m_output, "Packed profile")
+        ->type_name(kFileValue)
+        ->default_str("FILE with the ending .spf");
+    options.m_unpack->add_option("-o,--output", options.m_output, "Text file")
+        ->type_name(kFileValue)
+        ->default_str("standard output");
     for (CLI::App* action : {options.m_unpack, options.m_show, options.m_check})
-        action->add_flag("--builtin", options.m_isBuiltin, "The profile that the driver carries");
+        action->add_flag("--builtin", options.m_isBuiltin,
+                         "The profile that the driver carries, in place of FILE");
     return profile;
 }
 
