@@ -36,11 +36,14 @@ void CPnmFileWriter::Start() {
 std::uint8_t* CPnmFileWriter::ConvertRow(std::uint8_t* target, const std::uint8_t* row) const {
     const auto width = static_cast<std::size_t>(m_info.biWidth);
     if (m_kind == EKind::Bits) {
-        // A set bit is black there.
+        // A set bit is black there, and none is set behind the last pixel.
         const std::uint8_t flip = Palette()[1].rgbRed == 0 ? 0 : 0xFF;
-        return std::transform(row, row + (width + 7) / 8, target, [flip](std::uint8_t bits) {
+        target = std::transform(row, row + (width + 7) / 8, target, [flip](std::uint8_t bits) {
             return static_cast<std::uint8_t>(bits ^ flip);
         });
+        if (width % 8 != 0)
+            target[-1] = static_cast<std::uint8_t>(target[-1] & 0xFF << (8 - width % 8));
+        return target;
     }
     for (std::size_t x = 0; x < width; ++x) {
         RGBQUAD color = {};

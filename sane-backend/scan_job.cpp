@@ -1,8 +1,9 @@
 #include "sane-backend/scan_job.h"
 
-#include <fcntl.h>
 #include <signal.h>
 
+#include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "sane-backend/debug.h"
@@ -10,13 +11,9 @@
 
 // ---- The program's thread
 
-bool CScanJob::OpenPipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
-        return false;
-    m_readEnd = CDescriptor(ends[0]);
-    m_writeEnd = CDescriptor(ends[1]);
-    return true;
+bool CScanJob::IsReady() const {
+    return m_changed.IsThere() && m_ready.IsThere() && m_space.IsThere() && m_next.IsThere() &&
+           m_cancel.IsThere();
 }
 
 // The program's signals are handled on its own threads.
@@ -41,13 +38,24 @@ SANE_Status CScanJob::Start(CScanDevice device, const Order& order) {
     m_isCancelled = false;
     m_cancel.Clear();
     m_next.Clear();
-    m_hasBegun = false;
-    Enter(Phase::Waiting);
-    if (!OpenPipe() || !StartThread()) {
+    {
+        const std::lock_guard guard(m_lock);
+        StartPage();
+    }
+    if (!StartThread()) {
         Enter(Phase::Idle);
         return SANE_STATUS_NO_MEM;
     }
     return AwaitPage();
+}
+
+void CScanJob::StartPage() {
+    m_phase = Phase::Waiting;
+    m_hasBegun = false;
+    m_band.clear();
+    m_taken = 0;
+    m_isFinished = false;
+    m_ready.Clear();
 }
 
 SANE_Status CScanJob::NextPage() {
@@ -56,9 +64,7 @@ SANE_Status CScanJob::NextPage() {
         m_hasPage = m_isInPage = false;
         if (m_phase == Phase::Over)
             return EndOfJob();
-        if (!OpenPipe())
-            return SANE_STATUS_NO_MEM;
-        m_phase = Phase::Waiting;
+        StartPage();
     }
     m_next.Set();
     return AwaitPage();
@@ -84,7 +90,7 @@ SANE_Status CScanJob::AwaitPage() {
             if (m_phase == Phase::Over)
                 return EndOfJob();
         }
-        WaitForAny({ToRead(m_changed.Fd()), ToRead(m_cancel.Fd())});
+        WaitForEither(m_changed, m_cancel);
     }
 }
 
@@ -94,31 +100,34 @@ SANE_Parameters CScanJob::Parameters() {
 }
 
 SANE_Status CScanJob::Read(SANE_Byte* bytes, std::size_t most, bool waits, std::size_t& read) {
-    read = 0;
-    for (;;) {
-        if (m_isCancelled)
-            return SANE_STATUS_CANCELLED;
-        const ssize_t got = ::read(m_readEnd.Get(), bytes, most);
-        if (got > 0) {
-            read = static_cast<std::size_t>(got);
+    for (read = 0; !m_isCancelled; WaitForEither(m_ready, m_cancel)) {
+        const std::lock_guard guard(m_lock);
+        if (HasBytes()) {
+            read = std::min(most, m_band.size() - m_taken);
+            std::memcpy(bytes, m_band.data() + m_taken, read);
+            m_taken += read;
+            if (!HasBytes()) {
+                if (!m_isFinished)
+                    m_ready.Clear();
+                m_space.Set();
+            }
             return SANE_STATUS_GOOD;
         }
-        if (got == 0) {
+        if (m_isFinished) {
             m_isInPage = false;
-            const std::lock_guard guard(m_lock);
             return m_pageStatus;
         }
-        if (errno != EAGAIN && errno != EINTR)
-            return SANE_STATUS_IO_ERROR;
         if (!waits)
             return SANE_STATUS_GOOD;
-        WaitForAny({ToRead(m_readEnd.Get()), ToRead(m_cancel.Fd())});
     }
+    return SANE_STATUS_CANCELLED;
 }
 
+// Whoever waits for bytes hears of it too.
 void CScanJob::Cancel() {
     m_isCancelled = true;
     m_cancel.Set();
+    m_ready.Set();
 }
 
 CScanDevice CScanJob::End() {
@@ -126,8 +135,6 @@ CScanDevice CScanJob::End() {
         Cancel();
         m_thread.join();
     }
-    m_readEnd.Close();
-    m_writeEnd.Close();
     m_hasPage = m_isInPage = false;
     Enter(Phase::Idle);
     return std::move(m_device);
@@ -165,7 +172,7 @@ void CScanJob::Run() {
     if (status == SANE_STATUS_CANCELLED && !m_isCancelled && m_hasNoForm)
         status = SANE_STATUS_UNSUPPORTED;
     const std::lock_guard guard(m_lock);
-    EndPipe(status == SANE_STATUS_GOOD ? SANE_STATUS_IO_ERROR : status);
+    FinishPage(status == SANE_STATUS_GOOD ? SANE_STATUS_IO_ERROR : status);
     m_result = status;
     m_phase = Phase::Over;
     m_changed.Set();
@@ -187,42 +194,41 @@ bool CScanJob::BeginPage(const ScanPage& page) {
 }
 
 bool CScanJob::Rows(const BYTE* rows, LONG count) {
-    m_form->Convert(rows, count, m_bytes);
-    std::size_t done = 0;
-    while (done < m_bytes.size() && !m_isCancelled) {
-        const ssize_t put = write(m_writeEnd.Get(), m_bytes.data() + done, m_bytes.size() - done);
-        if (put > 0)
-            done += static_cast<std::size_t>(put);
-        else if (put < 0 && errno != EAGAIN && errno != EINTR)
-            return false;
-        else
-            WaitForAny({ToWrite(m_writeEnd.Get()), ToRead(m_cancel.Fd())});
+    m_form->Convert(rows, count, m_rows);
+    for (; !m_isCancelled; WaitForEither(m_space, m_cancel)) {
+        m_space.Clear();
+        const std::lock_guard guard(m_lock);
+        if (HasBytes())
+            continue;
+        m_band.swap(m_rows);
+        m_taken = 0;
+        m_ready.Set();
+        return true;
     }
-    return !m_isCancelled;
+    return false;
 }
 
-// A pipe that has been ended already keeps the status that it had then.
-void CScanJob::EndPipe(SANE_Status status) {
-    if (!m_writeEnd)
-        return;
-    m_pageStatus = status;
-    m_writeEnd.Close();
+// A page that is finished already keeps the status that it had then.
+void CScanJob::FinishPage(SANE_Status status) {
+    if (!std::exchange(m_isFinished, true))
+        m_pageStatus = status;
+    m_ready.Set();
 }
 
-// Phase and pipe change together: the program may ask for the next page as soon as it sees the
-// pipe's end. The end of a page that broke off is the job's.
+// Phase and page change together: the program may ask for the next page as soon as it sees the end
+// of this one. The end of a page that broke off is the job's.
 bool CScanJob::EndPage(const ScanPage& page) {
     if (FAILED(page.result))
         return true;
     {
         const std::lock_guard guard(m_lock);
-        EndPipe(SANE_STATUS_EOF);
+        FinishPage(SANE_STATUS_EOF);
         m_phase = Phase::Between;
         m_changed.Set();
     }
     if (page.number == m_order.pages)
         return true;
-    WaitForAny({ToRead(m_next.Fd()), ToRead(m_cancel.Fd())});
+    WaitForEither(m_next, m_cancel);
     m_next.Clear();
     return !m_isCancelled;
 }

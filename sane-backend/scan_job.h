@@ -1,4 +1,4 @@
-// A scan under way: pages come on a thread of its own and go through a pipe to the program.
+// A scan under way: pages come on a thread of its own, from which the program takes their bytes.
 //
 //     phase      is over when
 //     Idle       Start begins a job
@@ -7,9 +7,9 @@
 //     Between    the program asks for the next page: Waiting
 //     Over       End has taken the device back: Idle
 //
-// The thread is ahead of the program by what the pipe holds and the band that it waits with, and
-// feeds a sheet only when its page is asked for. A cancel makes all waits end; the job is over when
-// the driver has seen it.
+// The thread is ahead of the program by one band at most, and feeds a sheet only when its page is
+// asked for. A cancel makes all waits end; the job is over when the driver has seen it. All waiting
+// is for descriptors, since a cancel may come from a signal's handler.
 #pragma once
 
 #include <sane/sane.h>
@@ -36,7 +36,7 @@ class CScanJob final : public IScanSink {
     ~CScanJob() override { static_cast<void>(End()); }
 
     // False when descriptors ran out.
-    bool IsReady() const { return m_changed.IsThere() && m_next.IsThere() && m_cancel.IsThere(); }
+    bool IsReady() const;
 
     // ---- The program's thread
 
@@ -56,7 +56,7 @@ class CScanJob final : public IScanSink {
     // GOOD without bytes only when it isn't to wait.
     SANE_Status Read(SANE_Byte* bytes, std::size_t most, bool waits, std::size_t& read);
     // Readable when there are bytes or the page's end.
-    int SelectFd() const { return m_readEnd.Get(); }
+    int SelectFd() const { return m_ready.Fd(); }
     // Ends the job, cancelling what is left of it; waits for the driver. The device as the job left
     // it: closed behind a job of the feeder.
     CScanDevice End();
@@ -73,29 +73,30 @@ class CScanJob final : public IScanSink {
   private:
     enum class Phase { Idle, Waiting, Page, Between, Over };
 
-    bool OpenPipe();
     SANE_Status AwaitPage();
     bool StartThread();
     void Run();
     ScanStatus Scan();
-    // Both under the lock.
-    void EndPipe(SANE_Status status);
+    // All under the lock.
+    bool HasBytes() const { return m_taken < m_band.size(); }
+    void StartPage();
+    void FinishPage(SANE_Status status);
     SANE_Status EndOfJob() const;
     void Enter(Phase phase);
 
     std::thread m_thread;
     CScanDevice m_device;  // the thread's, while that runs
     Order m_order;
-    std::vector<SANE_Byte> m_bytes;
+    std::vector<SANE_Byte> m_rows;  // the band that goes next
     std::optional<CSaneRows> m_form;
     bool m_hasNoForm = false;  // SANE has none for the page
 
     CWakeup m_changed;  // the phase, for the program
+    CWakeup m_ready;    // bytes, or the page's end
+    CWakeup m_space;    // the band has been read
     CWakeup m_next;     // the next page is wanted
     CWakeup m_cancel;
     std::atomic<bool> m_isCancelled = false;
-    CDescriptor m_readEnd;
-    CDescriptor m_writeEnd;  // the thread's, from the page's beginning to its end
     bool m_hasPage = false;
     bool m_isInPage = false;
 
@@ -103,6 +104,9 @@ class CScanJob final : public IScanSink {
     Phase m_phase = Phase::Idle;
     bool m_hasBegun = false;  // a page, of which the program hasn't heard
     SANE_Parameters m_parameters = {};
+    std::vector<SANE_Byte> m_band;
+    std::size_t m_taken = 0;                     // bytes of the band
+    bool m_isFinished = false;                   // there is nothing behind the band
     SANE_Status m_pageStatus = SANE_STATUS_EOF;  // what stands behind the page's last byte
     SANE_Status m_result = SANE_STATUS_GOOD;     // of the job that is over
 };

@@ -226,22 +226,17 @@ ScanStatus CScannerSettings::SetAutomatic(const AutoWish& automatic) {
     return Open();
 }
 
+// Each side goes to the nearest pixel by itself: programs tell the far ones from what was made of
+// the near ones.
 CScannerSettings::Window CScannerSettings::WantedWindow() const {
-    const auto pixels = [this](Side side, double length) {
-        return ScanArea{}.Pixels(length, Dpi(side));
+    const auto pixel = [this](Side side) {
+        const ScanProperty* position = Find(AxisOf(side).position);
+        return std::min(ScanArea{}.Pixels(WantedSide(side), Dpi(side)),
+                        position ? position->valid.max : 0);
     };
-    const auto room = [this](PROPID position, LONG from) {
-        const ScanProperty* property = Find(position);
-        return property ? property->valid.max - from : 0;
-    };
-    Window window;
-    window.left = pixels(kLeft, WantedSide(kLeft));
-    window.top = pixels(kTop, WantedSide(kTop));
-    window.width = std::min(pixels(kRight, WantedSide(kRight) - WantedSide(kLeft)),
-                            room(WIA_IPS_XPOS, window.left));
-    window.height = std::min(pixels(kBottom, WantedSide(kBottom) - WantedSide(kTop)),
-                             room(WIA_IPS_YPOS, window.top));
-    return window;
+    const LONG left = pixel(kLeft);
+    const LONG top = pixel(kTop);
+    return {left, top, pixel(kRight) - left, pixel(kBottom) - top};
 }
 
 // Without a side that was asked for, it is the whole source, and the driver's. Larger extents are

@@ -5,68 +5,40 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdint>
-#include <initializer_list>
-#include <utility>
-
-// A descriptor, closed at the end.
-class CDescriptor {
-  public:
-    explicit CDescriptor(int fd = -1) : m_fd(fd) {}
-    CDescriptor(CDescriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
-    CDescriptor& operator=(CDescriptor&& other) noexcept {
-        std::swap(m_fd, other.m_fd);
-        return *this;
-    }
-    ~CDescriptor() { Close(); }
-
-    int Get() const { return m_fd; }
-    explicit operator bool() const { return m_fd >= 0; }
-    void Close() {
-        if (m_fd >= 0)
-            close(std::exchange(m_fd, -1));
-    }
-
-  private:
-    int m_fd;
-};
 
 // Set stays until it is cleared. Set is for signal handlers too.
 class CWakeup {
   public:
     CWakeup() : m_event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+    ~CWakeup() {
+        if (IsThere())
+            close(m_event);
+    }
+    CWakeup(const CWakeup&) = delete;
+    CWakeup& operator=(const CWakeup&) = delete;
 
-    bool IsThere() const { return static_cast<bool>(m_event); }
-    int Fd() const { return m_event.Get(); }
+    bool IsThere() const { return m_event >= 0; }
+    int Fd() const { return m_event; }
     void Set() {
         const int before = errno;
         const std::uint64_t one = 1;
-        static_cast<void>(!write(m_event.Get(), &one, sizeof(one)));
+        static_cast<void>(!write(m_event, &one, sizeof(one)));
         errno = before;
     }
     void Clear() {
         std::uint64_t count = 0;
-        static_cast<void>(!read(m_event.Get(), &count, sizeof(count)));
+        static_cast<void>(!read(m_event, &count, sizeof(count)));
     }
 
   private:
-    const CDescriptor m_event;
+    const int m_event;
 };
 
-// Waits until one of the descriptors has what is waited for.
-inline void WaitForAny(std::initializer_list<pollfd> waits) {
-    pollfd polled[4] = {};
-    nfds_t count = 0;
-    for (const pollfd& wait : waits)
-        polled[count++] = wait;
-    while (poll(polled, count, -1) < 0 && errno == EINTR) {
+// Waits until one of the two is set.
+inline void WaitForEither(const CWakeup& one, const CWakeup& other) {
+    pollfd polled[] = {{one.Fd(), POLLIN, 0}, {other.Fd(), POLLIN, 0}};
+    while (poll(polled, 2, -1) < 0 && errno == EINTR) {
     }
-}
-inline pollfd ToRead(int fd) {
-    return {fd, POLLIN, 0};
-}
-inline pollfd ToWrite(int fd) {
-    return {fd, POLLOUT, 0};
 }
