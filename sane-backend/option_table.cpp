@@ -46,7 +46,7 @@ ScanStatus SetSource(const OptionRow&, CScannerSettings& settings, const OptionV
 }
 OptionLimits Sources(const OptionRow&, const CScannerSettings& settings) {
     OptionLimits limits;
-    for (const ScanSource source : SourcesOf(settings.Properties())) {
+    for (const ScanSource source : settings.Sources()) {
         const auto* row = std::ranges::find(kSourceNames, source, &SourceName::source);
         if (row != std::end(kSourceNames))
             limits.texts.push_back(row->name);

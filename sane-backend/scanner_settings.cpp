@@ -57,6 +57,11 @@ ScanStatus CScannerSettings::Open() {
     ScanStatus status = m_client.Open(m_number, m_device);
     if (status.Ok())
         status = Refresh();
+    if (status.Ok() && m_sources.empty()) {
+        const ScanStatus found = FindSources(m_device, m_properties, m_sources);
+        if (!found.Ok())
+            Debug(EDebug::Notes, found.text);
+    }
     if (status.Ok() && m_asked.source != ScanSource::Unchanged)
         status = ChooseSource(m_asked.source);
     if (status.Ok())

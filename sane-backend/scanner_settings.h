@@ -31,6 +31,8 @@ class CScannerSettings {
     const ScanProperty* Find(PROPID id) const;
     LONG Value(PROPID id) const;
 
+    // Those that the scanner had when it was opened first.
+    const std::vector<ScanSource>& Sources() const { return m_sources; }
     ScanSource Source() const { return SourceOf(m_properties); }
     bool UsesFeeder() const;
     ScanMode Mode() const;
@@ -97,6 +99,7 @@ class CScannerSettings {
     const CScanClient m_client;
     CScanDevice m_device;
     CDeviceProperties m_properties;
+    std::vector<ScanSource> m_sources;
     Asked m_asked;
     ScanStatus m_window;  // what the driver said of the last one
 };

@@ -273,13 +273,21 @@ ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
     return writer.Status();
 }
 
-std::vector<ScanSource> SourcesOf(const CDeviceProperties& properties) {
-    std::vector<ScanSource> sources;
+ScanStatus FindSources(CScanDevice& device, const CDeviceProperties& properties,
+                       std::vector<ScanSource>& sources) {
+    const ItemState& root = properties.Root();
+    ScanStatus status;
+    std::vector<ScanProperty> made = root.properties;
+    if (CDeviceProperties::Number(root, QL_PROP_TMA_SELECT) == 0)
+        status = device.Try(root.item.fullName, {{QL_PROP_TMA_SELECT, 1}}, made);
+    const bool hasAdapter =
+        status.Ok() && CDeviceProperties::Number({root.item, made}, QL_PROP_TMA_SELECT) == 1;
+    sources.clear();
     for (const SourceRow& row : kSources) {
-        if (HasSource(properties.Root(), row))
+        if (HasSource(root, row) && (row.adapter == 0 || hasAdapter))
             sources.push_back(row.source);
     }
-    return sources;
+    return status;
 }
 
 ScanSource SourceOf(const CDeviceProperties& properties) {

@@ -85,9 +85,11 @@ LONG DataTypeOf(ScanMode mode);
 ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
                          CDeviceProperties& properties);
 
-// The sources that the device says it has, and the one that its properties name. Whether a
-// transparency adapter is connected shows when it is chosen.
-std::vector<ScanSource> SourcesOf(const CDeviceProperties& properties);
+// The sources that an open device has. Whether a transparency adapter is connected shows only when
+// one is chosen, which is tried and taken back.
+ScanStatus FindSources(CScanDevice& device, const CDeviceProperties& properties,
+                       std::vector<ScanSource>& sources);
+// The one that the properties name.
 ScanSource SourceOf(const CDeviceProperties& properties);
 
 // The pages that a scan of the device takes, as PagesOfScan of page_count.h counts them.

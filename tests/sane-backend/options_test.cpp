@@ -110,6 +110,23 @@ TEST_F(SaneOptions, OutliveAChangeOfTheSource) {
     }
 }
 
+TEST_F(SaneOptions, OfferTheSourcesThatAreConnected) {
+    const std::pair<const char*, std::vector<std::string>> models[] = {
+        {"", {"Flatbed", "ADF", "ADF Duplex", "Slide", "Negative"}},
+        {"[xpa]\nhasXPA=0\n", {"Flatbed", "ADF", "ADF Duplex"}},
+    };
+    Install(Options());
+    for (const auto& [ini, expected] : models) {
+        SetIni(ini);
+        m_scanner = OpenAnother();
+        std::vector<std::string> sources;
+        for (auto source = Descriptor(SANE_NAME_SCAN_SOURCE).constraint.string_list; *source;)
+            sources.emplace_back(*source++);
+        EXPECT_EQ(sources, expected) << ini;
+        sane_close(m_scanner);
+    }
+}
+
 TEST_F(SaneOptions, AWindowThatIsNoneIsNoFailureUntilTheScan) {
     InstallAndOpenSane();
     SetMm(SANE_NAME_SCAN_TL_X, 50);
