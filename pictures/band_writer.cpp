@@ -6,7 +6,8 @@
 #include "pictures/file_failure.h"
 #include "platform/bitmap_white.h"
 
-// Runs one step of the file if it is its turn. A step that fails takes the file with it.
+// Runs one step of the file if it is its turn. A step that fails takes the file with it, unless
+// that has whole pages.
 template <typename TAction>
 bool CBandWriter::Try(EState expected, TAction action) {
     if (m_state != expected) {
@@ -16,6 +17,10 @@ bool CBandWriter::Try(EState expected, TAction action) {
     }
     if (RunGuarded(&m_error, action))
         return true;
+    if (m_page > 0 && (m_state == EState::Fresh || m_state == EState::Begun)) {
+        m_state = EState::Broken;
+        return false;
+    }
     m_file.Discard();
     m_state = EState::Done;
     return false;
@@ -29,7 +34,7 @@ bool CBandWriter::Begin(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> p
         CheckHeader(info, palette);
         TakeHeader(info, palette);
         if (m_page == 0)
-            m_file.Create();
+            m_file.Create(WritesForward());
         Start();
         m_state = EState::Begun;
     });
@@ -47,20 +52,24 @@ bool CBandWriter::EndPage() {
     return Try(EState::Begun, [&] { CompletePage(); });
 }
 
-// Writers put a page into the file when it is whole, so that nothing has to be taken out of it.
+// A page may have broken before it began, or at its end.
 bool CBandWriter::DropPage() {
-    return Try(EState::Begun, [&] {
+    return Try(m_state == EState::Broken ? m_state : EState::Begun, [&] {
+        m_state = EState::Broken;
         if (m_page == 0)
             Fail("has no whole page");
-        m_state = EState::Fresh;
+        Drop();
+        m_state = EState::Ending;
     });
 }
 
 // Behind several pages the last one may have been ended already.
 bool CBandWriter::Finish() {
-    return Try(m_page > 0 ? m_state : EState::Begun, [&] {
+    const bool isBetween = m_page > 0 && m_state == EState::Fresh;
+    return Try(isBetween || m_state == EState::Ending ? m_state : EState::Begun, [&] {
         if (m_state == EState::Begun)
             CompletePage();
+        m_state = EState::Ending;
         CompletePages();
         m_file.Publish();
         m_state = EState::Done;

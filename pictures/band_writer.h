@@ -27,10 +27,16 @@ class CBandWriter : public CPictureWriter {
     // `count` rows that begin with line `m_line` of the image, top line first; they may be changed.
     virtual void StoreBand(std::uint8_t* rows, std::int32_t count) = 0;
     virtual void Complete() = 0;
+    // The page under way won't be, perhaps because storing it failed: what is in the file of it
+    // goes. Only called with whole pages before it.
+    virtual void Drop() {}
     virtual void CompletePages() {}
+    // Bytes are only appended to the file.
+    virtual bool WritesForward() const { return false; }
 
     std::span<const RGBQUAD> Palette() const { return {m_palette.data(), m_info.biClrUsed}; }
     std::size_t Stride() const { return m_stride; }
+    std::int32_t BandLines() const { return static_cast<std::int32_t>(m_band.size() / m_stride); }
     std::int64_t ImageBytes() const {
         return static_cast<std::int64_t>(m_stride) * m_info.biHeight;
     }
@@ -42,8 +48,9 @@ class CBandWriter : public CPictureWriter {
     int m_page = 0;  // counted from 0
 
   private:
-    // Fresh also stands between two pages.
-    enum class EState { Fresh, Begun, Done };
+    // Fresh also stands between two pages. Broken: a page failed that has whole ones before it;
+    // Ending: only Finish is left.
+    enum class EState { Fresh, Begun, Broken, Ending, Done };
 
     // Every operation of the interface goes through it.
     template <typename TAction>

@@ -12,6 +12,6 @@ inline constexpr std::int32_t kMaxPictureWidth = 200'000'000;
 inline constexpr std::int64_t kMaxBitmapFileBytes = 0xFFFFFFFF;
 
 // Rows are read and written in bands of about this size: few system calls, and bounded memory.
-inline constexpr std::int64_t kFileBandBytes = std::int64_t{1} << 20;
+inline constexpr std::int64_t kFileBandBytes = std::int64_t{1} << 18;
 // What is held of a picture that can't be streamed; it is also what Leptonica can hold.
 inline constexpr std::int64_t kMaxDecodedBytes = std::numeric_limits<std::int32_t>::max();

@@ -1,186 +1,283 @@
 #include "pictures/pdf_file_writer.h"
 
-#include <cairo-pdf.h>
-
 #include <algorithm>
-#include <bit>
-#include <cmath>
-#include <vector>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
 
-#include "pictures/file_failure.h"
+#include "pictures/deflate_packer.h"
+#include "pictures/fax_packer.h"
+#include "pictures/jpeg_packer.h"
+#include "pictures/pixel_rows.h"
+#include "platform/text.h"
 
 namespace {
 
-struct CPatternDeleter {
-    void operator()(cairo_pattern_t* pattern) const { cairo_pattern_destroy(pattern); }
-};
-using CPatternPtr = std::unique_ptr<cairo_pattern_t, CPatternDeleter>;
+// The objects that are written again behind each page.
+enum EEndObject : int { kCatalog = 1, kPageTree, kDocument, kEndObjects = kDocument };
 
-// What a page shows. Cairo reads it when the page is shown: until then it has to stay.
-struct CPageParts {
-    CPixPtr m_pix;
-    std::vector<CCairoSurfacePtr> m_images;
-};
+constexpr std::size_t kPlaceDigits = 10;  // in the table of objects
+
+// Pages in which a side would be longer are measured in larger units: programs take no more.
+constexpr double kMostUnits = 14400;
 
 // PDF measures in points. A page without a resolution is taken for a scan of the usual 300 dpi:
 // 72 pixels an inch, which viewers would assume, make sheets of a metre.
-double PointsPerPixel(int dpi) {
+double Points(std::int32_t pixels, std::int32_t pelsPerMeter) {
     constexpr double kPointsPerInch = 72;
-    constexpr int kUnknownDpi = 300;
+    constexpr std::int32_t kUnknownDpi = 300;
 
-    return kPointsPerInch / (dpi > 0 ? dpi : kUnknownDpi);
+    const std::int32_t dpi = DotsPerInch(pelsPerMeter);
+    return pixels * kPointsPerInch / (dpi > 0 ? dpi : kUnknownDpi);
 }
 
-// An image that cairo couldn't make is one too, with the failure as its state.
-cairo_surface_t* Keep(CPageParts* parts, cairo_surface_t* image) {
-    parts->m_images.emplace_back(image);
-    if (cairo_surface_status(image) != CAIRO_STATUS_SUCCESS)
-        throw std::bad_alloc();
-    return image;
+// With a point, whatever the locale, and no zeros at the end.
+std::string Number(double value) {
+    constexpr std::int64_t kParts = 100'000;
+    const auto all = static_cast<std::int64_t>(value * kParts + 0.5);
+    std::string parts = std::to_string(kParts + all % kParts).substr(1);
+    while (!parts.empty() && parts.back() == '0')
+        parts.pop_back();
+    return std::to_string(all / kParts) + (parts.empty() ? "" : "." + parts);
 }
 
-// The image's first pixel comes to the origin. A mask lets the colour through that is set.
-void Paint(cairo_t* context, cairo_surface_t* image, bool isMask) {
-    const CPatternPtr pattern(cairo_pattern_create_for_surface(image));
-    // Pixels stay what they are: viewers shall not smooth them.
-    cairo_pattern_set_filter(pattern.get(), CAIRO_FILTER_NEAREST);
-    if (isMask) {
-        cairo_mask(context, pattern.get());
-        return;
-    }
-    cairo_set_source(context, pattern.get());
-    cairo_paint(context);
+std::string Reference(int number) {
+    return std::to_string(number) + " 0 R";
 }
 
-// The pixels where they lie, in pieces as large as cairo's images can be.
-void PaintPixels(cairo_t* context, PIX* pix, cairo_format_t format, CPageParts* parts) {
-    constexpr int kMostPixels = 32736;  // of cairo's 32767, what begins each piece with a word
-
-    const int depth = pixGetDepth(pix);
-    const auto wordsPerLine = static_cast<std::size_t>(pixGetWpl(pix));
-    for (int y = 0; y < pixGetHeight(pix); y += kMostPixels) {
-        for (int x = 0; x < pixGetWidth(pix); x += kMostPixels) {
-            l_uint32* const first = pixGetData(pix) + wordsPerLine * static_cast<std::size_t>(y) +
-                                    static_cast<std::size_t>(x / (32 / depth));
-            cairo_surface_t* const image =
-                Keep(parts, cairo_image_surface_create_for_data(
-                                reinterpret_cast<unsigned char*>(first), format,
-                                std::min(pixGetWidth(pix) - x, kMostPixels),
-                                std::min(pixGetHeight(pix) - y, kMostPixels), 4 * pixGetWpl(pix)));
-            cairo_save(context);
-            cairo_translate(context, x, y);
-            Paint(context, image, format == CAIRO_FORMAT_A1);
-            cairo_restore(context);
-        }
-    }
+std::string Hex(unsigned value, int digits) {
+    char text[16];
+    std::snprintf(text, sizeof(text), "%0*X", digits, value);
+    return text;
 }
 
-// All words of an image, padding included.
-std::span<l_uint32> WordsOf(PIX* pix) {
-    return {pixGetData(pix),
-            static_cast<std::size_t>(pixGetWpl(pix)) * static_cast<std::size_t>(pixGetHeight(pix))};
+// A text of any language is UTF-16 there, with its mark ahead.
+std::string TextString(const std::string& text) {
+    std::string hex = "<FEFF";
+    for (const char16_t unit : WideFromText(text))
+        hex += Hex(unit, 4);
+    return hex + ">";
 }
 
-// Neighbours change places, then pairs, and so on up to the halves of the word.
-l_uint32 ReverseBits(l_uint32 word) {
-    word = (word & 0x55555555) << 1 | (word >> 1 & 0x55555555);
-    word = (word & 0x33333333) << 2 | (word >> 2 & 0x33333333);
-    word = (word & 0x0F0F0F0F) << 4 | (word >> 4 & 0x0F0F0F0F);
-    word = (word & 0x00FF00FF) << 8 | (word >> 8 & 0x00FF00FF);
-    return word << 16 | word >> 16;
+// "D:20261125170000Z": now, in universal time.
+std::string DateString() {
+    const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+    const auto day = std::chrono::floor<std::chrono::days>(now);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss time(now - day);
+    char text[40];
+    std::snprintf(text, sizeof(text), "(D:%04d%02u%02u%02d%02d%02dZ)",
+                  static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                  static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
+                  static_cast<int>(time.minutes().count()),
+                  static_cast<int>(time.seconds().count()));
+    return text;
 }
 
-// Cairo's colours go from 0 to 1.
-void SetColor(cairo_t* context, PIXCMAP* colors, int index) {
-    int red = 0;
-    int green = 0;
-    int blue = 0;
-    pixcmapGetColor(colors, index, &red, &green, &blue);
-    cairo_set_source_rgb(context, red / 255.0, green / 255.0, blue / 255.0);
-}
-
-// The set bits are a stencil in one colour, over the other colour.
-void PaintBits(cairo_t* context, PIX* pix, CPageParts* parts) {
-    PIXCMAP* const colors = pixGetColormap(pix);
-    if (colors) {
-        SetColor(context, colors, 0);
-        cairo_paint(context);
-        SetColor(context, colors, 1);
-    } else {
-        // A set bit is black to Leptonica; the page is white by itself.
-        cairo_set_source_rgb(context, 0, 0, 0);
-    }
-    // A word's first pixel is the highest bit to Leptonica, and to cairo the one that comes first
-    // on the machine.
-    if constexpr (std::endian::native == std::endian::little)
-        std::ranges::transform(WordsOf(pix), WordsOf(pix).begin(), ReverseBits);
-    PaintPixels(context, pix, CAIRO_FORMAT_A1, parts);
-}
-
-// Unchanged: a palette of colours means a drawing, whose edges JPEG would blur.
-void PaintPalette(cairo_t* context, PIX* pix, CPageParts* parts) {
-    parts->m_pix.reset(pixRemoveColormap(pix, REMOVE_CMAP_TO_FULL_COLOR));
-    if (!parts->m_pix)
-        throw std::bad_alloc();
-    // Red is a word's highest byte to Leptonica, to cairo the second one.
-    const std::span<l_uint32> words = WordsOf(parts->m_pix.get());
-    std::ranges::transform(words, words.begin(), [](l_uint32 word) { return word >> 8; });
-    PaintPixels(context, parts->m_pix.get(), CAIRO_FORMAT_RGB24, parts);
-}
-
-// PDF files hold JPEG streams as they are, with a size of their own; of the image that carries one
-// only the outline counts, so a single pixel is stretched over the page.
-void PaintJpeg(cairo_t* context, PIX* pix, CPageParts* parts) {
-    CEncodedBytes encoded = EncodeJpeg(pix);
-    cairo_surface_t* const carrier =
-        Keep(parts, cairo_image_surface_create(CAIRO_FORMAT_RGB24, 1, 1));
-    l_uint8* const bytes = encoded.bytes.get();
-    if (cairo_surface_set_mime_data(carrier, CAIRO_MIME_TYPE_JPEG, bytes, encoded.size, lept_free,
-                                    bytes) != CAIRO_STATUS_SUCCESS)
-        throw std::bad_alloc();
-    (void)encoded.bytes.release();  // the carrier's from here on
-    cairo_scale(context, pixGetWidth(pix), pixGetHeight(pix));
-    Paint(context, carrier, false);
+// The file's name without its ending; standard output has none.
+std::string TitleFor(const std::string& path, const CPictureOptions& options) {
+    if (!options.m_title.empty() || IsStandardOutput(path))
+        return options.m_title;
+    return std::filesystem::path(path).stem().string();
 }
 
 }  // namespace
 
-void CPdfFileWriter::SetPageSize(double width, double height) {
-    if (!m_document) {
-        m_document.reset(
-            cairo_pdf_surface_create_for_stream(CCairoOutput::Append, &m_output, width, height));
-        // Old enough for every viewer, and it has all that pages need here.
-        cairo_pdf_surface_restrict_to_version(m_document.get(), CAIRO_PDF_VERSION_1_4);
-    } else if (width != m_width || height != m_height) {
-        // After a change of size cairo 1.16 cuts the page's last part of a point off.
-        cairo_pdf_surface_set_size(m_document.get(), std::ceil(width), std::ceil(height));
+CPdfFileWriter::CPdfFileWriter(const std::string& path, EFileKind kind,
+                               const CPictureOptions& options)
+    : CBandWriter(path, kind, options), m_title(TitleFor(path, options)), m_date(DateString()) {}
+
+void CPdfFileWriter::PlaceObject(int number) {
+    m_places.at(static_cast<std::size_t>(number - 1)) = m_file.Place();
+    Put(std::to_string(number) + " 0 obj\n");
+}
+
+int CPdfFileWriter::BeginObject() {
+    m_places.push_back(0);
+    const int number = static_cast<int>(m_places.size());
+    PlaceObject(number);
+    return number;
+}
+
+ECompression CPdfFileWriter::Choice() const {
+    if (m_options.m_compression != ECompression::Usual)
+        return m_options.m_compression;
+    return m_info.biBitCount == 1           ? ECompression::G4
+           : m_kind == EPaletteKind::Colors ? ECompression::Deflate
+                                            : ECompression::Jpeg;
+}
+
+// Bytes above 127 in the first lines tell programs that the file isn't text.
+void CPdfFileWriter::Start() {
+    if (m_places.empty()) {
+        Put("%PDF-1.6\n%\xE2\xE3\xCF\xD3\n");
+        m_places.resize(kEndObjects);
     }
-    m_width = width;
-    m_height = height;
+    m_kind = KindOf(Palette());
+    const ECompression choice = Choice();
+    m_isInverted = choice == ECompression::G4 && m_kind == EPaletteKind::WhiteIsSet;
+    m_isShaded = choice == ECompression::Deflate &&
+                 (m_kind == EPaletteKind::None || m_kind == EPaletteKind::Grays);
+    m_imageNumber = BeginObject();
+    // How long the stream becomes is known behind it: its length is an object of its own.
+    Put("<< /Type /XObject /Subtype /Image /Width " + std::to_string(m_info.biWidth) + " /Height " +
+        std::to_string(m_info.biHeight) + ImageForm(choice) + " /Length " +
+        Reference(m_imageNumber + 1) + " >>\nstream\n");
+    m_streamPlace = m_file.Place();
+    m_packer = MakePacker(choice);
 }
 
-// The page is drawn in pixels, each as large as its resolution says, across and along.
-void CPdfFileWriter::StorePage(PIX* pix) {
-    const double xScale = PointsPerPixel(pixGetXRes(pix));
-    const double yScale = PointsPerPixel(pixGetYRes(pix));
-    SetPageSize(pixGetWidth(pix) * xScale, pixGetHeight(pix) * yScale);
-    CPageParts parts;
-    const CCairoContextPtr context(cairo_create(m_document.get()));
-    cairo_scale(context.get(), xScale, yScale);
-    if (pixGetDepth(pix) == 1)
-        PaintBits(context.get(), pix, &parts);
-    else if (pixGetColormap(pix))
-        PaintPalette(context.get(), pix, &parts);
-    else
-        PaintJpeg(context.get(), pix, &parts);
-    // Here the parts are read and the page is written.
-    cairo_show_page(context.get());
-    m_output.Check(cairo_status(context.get()));
-    m_output.Check(cairo_surface_status(m_document.get()));
+std::string CPdfFileWriter::ColorSpace() const {
+    if (m_kind == EPaletteKind::None)
+        return "/DeviceRGB";
+    if (m_kind != EPaletteKind::Colors)
+        return "/DeviceGray";
+    std::string colors;
+    for (const RGBQUAD& color : Palette())
+        colors += Hex(color.rgbRed, 2) + Hex(color.rgbGreen, 2) + Hex(color.rgbBlue, 2);
+    return "[/Indexed /DeviceRGB " + std::to_string(Palette().size() - 1) + " <" + colors + ">]";
 }
 
-// The table of objects stands at the end of a PDF file.
+std::string CPdfFileWriter::ImageForm(ECompression choice) const {
+    const std::string columns = std::to_string(m_info.biWidth);
+    const std::string bits = " /BitsPerComponent " + std::to_string(m_info.biBitCount == 1 ? 1 : 8);
+    if (choice == ECompression::Jpeg) {
+        return bits + " /ColorSpace " +
+               (CJpegPacker::IsGray(Palette()) ? "/DeviceGray" : "/DeviceRGB") +
+               " /Filter /DCTDecode";
+    }
+    std::string form = bits + " /ColorSpace " + ColorSpace();
+    if (choice == ECompression::G4) {
+        // Where a palette tells the colours, bits come out as they went in.
+        return form + " /Filter /CCITTFaxDecode /DecodeParms << /K -1 /Columns " + columns +
+               " /Rows " + std::to_string(m_info.biHeight) +
+               (m_kind == EPaletteKind::Colors ? " /BlackIs1 true" : "") + " >>";
+    }
+    if (m_kind == EPaletteKind::BlackIsSet)
+        form += " /Decode [1 0]";
+    form += " /Filter /FlateDecode";
+    if (m_isShaded) {
+        form += " /DecodeParms << /Predictor 2 /Colors " +
+                std::string(m_kind == EPaletteKind::None ? "3" : "1") +
+                " /BitsPerComponent 8 /Columns " + columns + " >>";
+    }
+    return form;
+}
+
+std::unique_ptr<IRowPacker> CPdfFileWriter::MakePacker(ECompression choice) {
+    CPutBytes put = [this](const void* bytes, std::size_t count) { m_file.Append(bytes, count); };
+    if (choice == ECompression::Jpeg) {
+        return std::make_unique<CJpegPacker>(
+            m_info, Palette(), m_options.m_quality.value_or(CJpegPacker::kUsualQuality),
+            std::move(put));
+    }
+    if (choice == ECompression::G4)
+        return std::make_unique<CFaxPacker>(m_info.biWidth, m_info.biHeight, std::move(put));
+    const auto bytes = static_cast<std::size_t>(BitmapRowBytes(m_info.biWidth, m_info.biBitCount));
+    return std::make_unique<CDeflatePacker>(bytes, m_isShaded ? kShadedEffort : kPlainEffort,
+                                            std::move(put));
+}
+
+void CPdfFileWriter::StoreBand(std::uint8_t* rows, std::int32_t count) {
+    const auto width = static_cast<std::size_t>(m_info.biWidth);
+    for (std::int32_t row = 0; row < count; ++row, rows += Stride()) {
+        if (m_isInverted)
+            InvertBits(rows, Stride());
+        if (m_isShaded && m_kind == EPaletteKind::None) {
+            SwapRedBlue(rows, width);
+            ToDifferences(rows, 3 * width, 3);
+        } else if (m_isShaded) {
+            ToDifferences(rows, width, 1);
+        }
+        m_packer->Pack(rows);
+    }
+}
+
+void CPdfFileWriter::EndImage() {
+    const std::int64_t length = m_file.Place() - m_streamPlace;
+    Put("\nendstream\nendobj\n");
+    BeginObject();
+    Put(std::to_string(length) + "\nendobj\n");
+    m_packer.reset();
+}
+
+// The picture is a square of one unit to whoever draws it, stretched over the page.
+void CPdfFileWriter::PutPage() {
+    double width = Points(m_info.biWidth, m_info.biXPelsPerMeter);
+    double height = Points(m_info.biHeight, m_info.biYPelsPerMeter);
+    const double unit = std::max({1.0, width / kMostUnits, height / kMostUnits});
+    width /= unit;
+    height /= unit;
+    const std::string draw =
+        "q " + Number(width) + " 0 0 " + Number(height) + " 0 0 cm /Picture Do Q";
+    const int contents = BeginObject();
+    Put("<< /Length " + std::to_string(draw.size()) + " >>\nstream\n" + draw +
+        "\nendstream\nendobj\n");
+    m_pages.push_back(BeginObject());
+    Put("<< /Type /Page /Parent " + Reference(kPageTree) + " /MediaBox [0 0 " + Number(width) +
+        " " + Number(height) + "]" + (unit > 1 ? " /UserUnit " + Number(unit) : "") +
+        " /Resources << /XObject << /Picture " + Reference(m_imageNumber) + " >> >> /Contents " +
+        Reference(contents) + " >>\nendobj\n");
+}
+
+// The next page begins over the end, unless that can't be gone back to.
+void CPdfFileWriter::Complete() {
+    m_packer->Finish();
+    EndImage();
+    PutPage();
+    if (m_file.IsStream())
+        return;
+    m_wholePlace = m_file.Place();
+    m_wholeObjects = m_places.size();
+    m_wholePages = m_pages.size();
+    PutEnd();
+    m_file.GoTo(m_wholePlace);
+}
+
+// A page counts when it is in the list of pages. What has gone out of one that broke off stays
+// there, unused.
+void CPdfFileWriter::Drop() {
+    if (m_file.IsStream()) {
+        if (m_packer)
+            EndImage();
+        return;
+    }
+    m_packer.reset();
+    m_file.GoTo(m_wholePlace);
+    m_places.resize(m_wholeObjects);
+    m_pages.resize(m_wholePages);
+    PutEnd();
+    m_file.CutOff();
+}
+
 void CPdfFileWriter::CompletePages() {
-    cairo_surface_finish(m_document.get());
-    m_output.Check(cairo_surface_status(m_document.get()));
+    if (m_file.IsStream())
+        PutEnd();
+}
+
+// Each row of the table has 20 bytes.
+void CPdfFileWriter::PutEnd() {
+    PlaceObject(kCatalog);
+    Put("<< /Type /Catalog /Pages " + Reference(kPageTree) + " >>\nendobj\n");
+    PlaceObject(kPageTree);
+    std::string kids;
+    for (const int page : m_pages)
+        kids += Reference(page) + " ";
+    Put("<< /Type /Pages /Count " + std::to_string(m_pages.size()) + " /Kids [ " + kids +
+        "] >>\nendobj\n");
+    PlaceObject(kDocument);
+    Put("<< /Producer (nvqscan) /CreationDate " + m_date +
+        (m_title.empty() ? "" : " /Title " + TextString(m_title)) + " >>\nendobj\n");
+    const std::int64_t table = m_file.Place();
+    std::string rows = "0000000000 65535 f \n";
+    for (const std::int64_t place : m_places) {
+        const std::string digits = std::to_string(place);
+        if (digits.size() > kPlaceDigits)
+            Fail("can't be written; PDF files hold less than 10 GB");
+        rows += std::string(kPlaceDigits - digits.size(), '0') + digits + " 00000 n \n";
+    }
+    const std::string count = std::to_string(m_places.size() + 1);
+    Put("xref\n0 " + count + '\n' + rows + "trailer\n<< /Size " + count + " /Root " +
+        Reference(kCatalog) + " /Info " + Reference(kDocument) + " >>\nstartxref\n" +
+        std::to_string(table) + "\n%%EOF\n");
 }

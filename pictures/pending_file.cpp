@@ -29,7 +29,10 @@ CPendingFile::CPendingFile(const std::string& target)
 
 // What stands in the way at the target is told in the program's own words. A spooled picture is
 // nobody else's to read.
-void CPendingFile::Create() {
+void CPendingFile::Create(bool isAppended) {
+    m_isStream = m_isOutput && isAppended;
+    if (m_isStream)
+        return;
     const std::error_code error = m_isOutput ? m_file.Create(0600) : m_file.Create();
     if (error == std::errc::is_a_directory)
         Fail("is a directory");
@@ -42,9 +45,12 @@ void CPendingFile::Create() {
 }
 
 void CPendingFile::WriteAt(const void* source, std::size_t bytes, std::int64_t offset) {
-    if (const std::error_code error = m_file.WriteAt(source, bytes, offset))
+    if (m_isStream)
+        PutOut(source, bytes);
+    else if (const std::error_code error = m_file.WriteAt(source, bytes, offset))
         FailBySystem("can't be written", error.value());
-    m_size = std::max(m_size, offset + static_cast<std::int64_t>(bytes));
+    m_place = offset + static_cast<std::int64_t>(bytes);
+    m_size = std::max(m_size, m_place);
 }
 
 void CPendingFile::ReadAt(void* target, std::size_t bytes, std::int64_t offset) const {
@@ -52,10 +58,17 @@ void CPendingFile::ReadAt(void* target, std::size_t bytes, std::int64_t offset) 
         FailBySystem("can't be read back", error.value());
 }
 
+void CPendingFile::CutOff() {
+    if (const std::error_code error = m_file.Truncate(m_place))
+        FailBySystem("can't be shortened", error.value());
+    m_size = m_place;
+}
+
 // In two steps: a full disk may be told of by the first one only.
 void CPendingFile::Publish() {
     if (m_isOutput) {
-        CopyToOutput();
+        if (!m_isStream)
+            CopyToOutput();
         m_file.Discard();
         return;
     }
@@ -70,9 +83,12 @@ void CPendingFile::CopyToOutput() {
     for (std::int64_t place = 0; place < m_size; place += kFileBandBytes) {
         const auto bytes = static_cast<std::size_t>(std::min(kFileBandBytes, m_size - place));
         ReadAt(part.data(), bytes, place);
-        if (std::fwrite(part.data(), 1, bytes, stdout) != bytes)
-            FailBySystem("can't be written", errno);
+        PutOut(part.data(), bytes);
     }
-    if (std::fflush(stdout) != 0)
+}
+
+// At once: what a reader doesn't want any more is told before the next page is scanned.
+void CPendingFile::PutOut(const void* source, std::size_t bytes) const {
+    if (std::fwrite(source, 1, bytes, stdout) != bytes || std::fflush(stdout) != 0)
         FailBySystem("can't be written", errno);
 }

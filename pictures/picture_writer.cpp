@@ -1,8 +1,9 @@
 #include "pictures/picture_writer.h"
 
 #include "pictures/bitmap_file_writer.h"
-#include "pictures/encoded_file_writer.h"
+#include "pictures/jpeg_file_writer.h"
 #include "pictures/pdf_file_writer.h"
+#include "pictures/png_file_writer.h"
 #include "pictures/pnm_file_writer.h"
 #include "pictures/tiff_file_writer.h"
 
@@ -19,8 +20,8 @@ std::unique_ptr<CPictureWriter> Make(const std::string& path, EFileKind kind,
 
 // In the order of EFileKind.
 constexpr CMake kMakers[] = {
-    Make<CBitmapFileWriter>,  Make<CPnmFileWriter>,  Make<CEncodedFileWriter>,
-    Make<CEncodedFileWriter>, Make<CTiffFileWriter>, Make<CPdfFileWriter>,
+    Make<CBitmapFileWriter>, Make<CPnmFileWriter>,  Make<CPngFileWriter>,
+    Make<CJpegFileWriter>,   Make<CTiffFileWriter>, Make<CPdfFileWriter>,
 };
 
 }  // namespace

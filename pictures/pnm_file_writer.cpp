@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "pictures/pixel_rows.h"
 #include "platform/bitmap_headers.h"
 
 namespace {
@@ -28,36 +29,31 @@ void CPnmFileWriter::Start() {
                          '\n';
     if (m_kind != EKind::Bits)
         header += "255\n";
-    m_file.WriteAt(header.data(), header.size(), 0);
-    m_written = static_cast<std::int64_t>(header.size());
+    m_file.Append(header.data(), header.size());
 }
 
 // One past what was written.
 std::uint8_t* CPnmFileWriter::ConvertRow(std::uint8_t* target, const std::uint8_t* row) const {
     const auto width = static_cast<std::size_t>(m_info.biWidth);
     if (m_kind == EKind::Bits) {
+        std::uint8_t* const end = std::copy_n(row, (width + 7) / 8, target);
         // A set bit is black there, and none is set behind the last pixel.
-        const std::uint8_t flip = Palette()[1].rgbRed == 0 ? 0 : 0xFF;
-        target = std::transform(row, row + (width + 7) / 8, target, [flip](std::uint8_t bits) {
-            return static_cast<std::uint8_t>(bits ^ flip);
-        });
+        if (Palette()[1].rgbRed != 0)
+            InvertBits(target, (width + 7) / 8);
         if (width % 8 != 0)
-            target[-1] = static_cast<std::uint8_t>(target[-1] & 0xFF << (8 - width % 8));
-        return target;
+            end[-1] = static_cast<std::uint8_t>(end[-1] & 0xFF << (8 - width % 8));
+        return end;
     }
-    for (std::size_t x = 0; x < width; ++x) {
-        RGBQUAD color = {};
-        if (m_info.biBitCount == 24)
-            color = {row[3 * x], row[3 * x + 1], row[3 * x + 2], 0};
-        else
-            color = Palette()[m_info.biBitCount == 8 ? row[x] : row[x / 8] >> (7 - x % 8) & 1];
-        *target++ = color.rgbRed;
-        if (m_kind == EKind::Colors) {
-            *target++ = color.rgbGreen;
-            *target++ = color.rgbBlue;
-        }
+    if (m_kind == EKind::Grays) {
+        ToGrays(row, width, Palette(), target);
+        return target + width;
     }
-    return target;
+    if (m_info.biBitCount == 24)
+        std::copy_n(row, 3 * width, target);
+    else
+        ToColors(row, width, Palette(), target);
+    SwapRedBlue(target, width);
+    return target + 3 * width;
 }
 
 // Rows lie close together there, with red first: three bytes a pixel are the most.
@@ -66,7 +62,5 @@ void CPnmFileWriter::StoreBand(std::uint8_t* rows, std::int32_t count) {
     std::uint8_t* end = m_rows.data();
     for (std::int32_t row = 0; row < count; ++row, rows += Stride())
         end = ConvertRow(end, rows);
-    const auto bytes = static_cast<std::size_t>(end - m_rows.data());
-    m_file.WriteAt(m_rows.data(), bytes, m_written);
-    m_written += static_cast<std::int64_t>(bytes);
+    m_file.Append(m_rows.data(), static_cast<std::size_t>(end - m_rows.data()));
 }

@@ -8,6 +8,7 @@ class CPnmFileWriter final : public CBandWriter {
     using CBandWriter::CBandWriter;
 
   private:
+    bool WritesForward() const override { return true; }
     // The numbers of the forms in the file's first two bytes, "P4" to "P6".
     enum class EKind { Bits = 4, Grays = 5, Colors = 6 };
 
@@ -18,6 +19,5 @@ class CPnmFileWriter final : public CBandWriter {
     std::uint8_t* ConvertRow(std::uint8_t* target, const std::uint8_t* row) const;
 
     EKind m_kind = EKind::Colors;
-    std::int64_t m_written = 0;        // the header's bytes too
     std::vector<std::uint8_t> m_rows;  // of a band, in the file's form
 };

@@ -1,4 +1,5 @@
-// TIFF files of one page or several, compressed without loss, row by row as they come.
+// TIFF files of one page or several, packed without loss, strip by strip as rows come. A page that
+// breaks off is taken out of the file again.
 #pragma once
 
 #include <memory>
@@ -22,11 +23,13 @@ class CTiffFileWriter final : public CBandWriter {
     void Start() override;
     void StoreBand(std::uint8_t* rows, std::int32_t count) override;
     void Complete() override;
+    void Drop() override;
     void CompletePages() override;
 
     void Open();
     // What a pixel is, and how rows are packed.
     void DescribePixels();
+    void DescribePacking(bool isBits, bool isShaded);
     void DescribePalette();
     // Throws the file's failure if there is one, else the library's if it isn't `done`.
     void Check(bool done) const;

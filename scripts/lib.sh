@@ -33,7 +33,8 @@ need_packages() {
 
 build_packages=(
     g++ cmake ninja-build pkg-config ccache
-    libcli11-dev libleptonica-dev libtiff-dev libpng-dev libjpeg62-turbo-dev libcairo2-dev
+    libcli11-dev libleptonica-dev libtiff-dev libpng-dev libjpeg62-turbo-dev zlib1g-dev
+    libcairo2-dev
     nlohmann-json3-dev libgtest-dev libbenchmark-dev
     libsane-dev sane-utils
 )

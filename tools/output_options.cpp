@@ -8,6 +8,11 @@ CLI::Option* AddOutputOptions(CLI::App& sub, COutputOptions& options, const std:
                                              {"tif", EFileKind::Tiff}, {"jpeg", EFileKind::Jpeg},
                                              {"jpg", EFileKind::Jpeg}, {"pdf", EFileKind::Pdf},
                                              {"bmp", EFileKind::Bmp},  {"pnm", EFileKind::Pnm}};
+    static const CWords<ECompression> kCompressions = {{"none", ECompression::None},
+                                                       {"lzw", ECompression::Lzw},
+                                                       {"deflate", ECompression::Deflate},
+                                                       {"g4", ECompression::G4},
+                                                       {"jpeg", ECompression::Jpeg}};
 
     CLI::Option* output = sub.add_option("-o,--output", options.m_path,
                                          words + "; - is standard output, with --format")
@@ -16,6 +21,18 @@ CLI::Option* AddOutputOptions(CLI::App& sub, COutputOptions& options, const std:
                                "Format of the file, whatever its name ends in")
                     ->default_str("by the name's ending"),
                 kKinds);
+    TakesWordOf(sub.add_option("--compression", options.m_picture.m_compression,
+                               "Packing of TIFF files (none, lzw, deflate or g4) and PDF files "
+                               "(jpeg, deflate or g4); g4 takes line art and dots only")
+                    ->default_str("g4 for these, else deflate in TIFF, jpeg in PDF files"),
+                kCompressions);
+    sub.add_option("--quality", options.m_picture.m_quality,
+                   "Of JPEG files, and of PDF files packed by jpeg; the higher, the larger")
+        ->check(CLI::Range(1, 100))
+        ->default_str("90");
+    sub.add_option("--title", options.m_picture.m_title, "Of a PDF document")
+        ->type_name("TEXT")
+        ->default_str("the file's name without its ending");
     return output;
 }
 

@@ -7,8 +7,8 @@
 #include <cmath>
 #include <filesystem>
 
-#include "pictures/cairo_output.h"
 #include "pictures/file_failure.h"
+#include "tools/plot/cairo_output.h"
 #include "tools/text_values.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "pictures/cairo_output.h"
+#include "tools/plot/cairo_output.h"
 
 #include <string>
 
@@ -6,15 +6,14 @@
 
 cairo_status_t CCairoOutput::Append(void* self, const unsigned char* bytes, unsigned int length) {
     auto& output = *static_cast<CCairoOutput*>(self);
-    if (output.m_isDropped || output.m_failure)
+    if (output.m_failure)
         return CAIRO_STATUS_WRITE_ERROR;
     try {
-        output.m_file.WriteAt(bytes, length, output.m_written);
+        output.m_file.Append(bytes, length);
     } catch (...) {
         output.m_failure = std::current_exception();
         return CAIRO_STATUS_WRITE_ERROR;
     }
-    output.m_written += length;
     return CAIRO_STATUS_SUCCESS;
 }
 

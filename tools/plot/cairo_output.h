@@ -3,7 +3,6 @@
 
 #include <cairo.h>
 
-#include <cstdint>
 #include <exception>
 #include <memory>
 
@@ -32,12 +31,8 @@ class CCairoOutput {
     static cairo_status_t Append(void* self, const unsigned char* bytes, unsigned int length);
     // Throws what went wrong up to here, or with this status.
     void Check(cairo_status_t status) const;
-    // The file is going: nothing more is written.
-    void Drop() { m_isDropped = true; }
 
   private:
     CPendingFile& m_file;
-    std::int64_t m_written = 0;
     std::exception_ptr m_failure;
-    bool m_isDropped = false;
 };
