@@ -7,8 +7,6 @@
 // Behind the streams' declarations, which it needs.
 #include <jpeglib.h>
 
-#include "pictures/palette_kind.h"
-#include "pictures/pixel_rows.h"
 #include "platform/bitmap_headers.h"
 
 // The library's records, whose addresses it keeps.
@@ -66,21 +64,14 @@ struct CJpegPacker::CParts {
 
 CJpegPacker::CJpegPacker(const BITMAPINFOHEADER& picture, std::span<const RGBQUAD> palette,
                          int quality, CPutBytes put)
-    : m_palette(palette),
-      m_width(static_cast<std::size_t>(picture.biWidth)),
-      m_isGray(IsGray(palette)),
+    : m_mapper(CRowMapper::Bitmap(picture.biBitCount, palette)),
+      m_samples(static_cast<std::size_t>(picture.biWidth) * (IsGray() ? 1 : 3)),
+      m_width(picture.biWidth),
       m_parts(std::make_unique<CParts>(m_calls, std::move(put))) {
-    const EPaletteKind kind = KindOf(palette);
-    if (kind != EPaletteKind::None && kind != EPaletteKind::Grays)
-        m_samples.resize(m_width * (m_isGray ? 1 : 3));
     Start(picture, quality);
 }
 
 CJpegPacker::~CJpegPacker() = default;
-
-bool CJpegPacker::IsGray(std::span<const RGBQUAD> palette) {
-    return !palette.empty() && std::ranges::all_of(palette, ::IsGray);
-}
 
 void CJpegPacker::Start(const BITMAPINFOHEADER& picture, int quality) {
     jpeg_compress_struct& info = m_parts->m_info;
@@ -91,8 +82,8 @@ void CJpegPacker::Start(const BITMAPINFOHEADER& picture, int quality) {
         info.dest = &m_parts->m_target;
         info.image_width = static_cast<JDIMENSION>(picture.biWidth);
         info.image_height = static_cast<JDIMENSION>(picture.biHeight);
-        info.input_components = m_isGray ? 1 : 3;
-        info.in_color_space = m_isGray ? JCS_GRAYSCALE : JCS_EXT_BGR;
+        info.input_components = IsGray() ? 1 : 3;
+        info.in_color_space = IsGray() ? JCS_GRAYSCALE : JCS_EXT_BGR;
         jpeg_set_defaults(&info);
         jpeg_set_quality(&info, quality, TRUE);
         // The file's fields for it have 16 bits.
@@ -106,14 +97,9 @@ void CJpegPacker::Start(const BITMAPINFOHEADER& picture, int quality) {
 }
 
 void CJpegPacker::Pack(std::uint8_t* row) {
-    if (!m_samples.empty()) {
-        if (m_isGray)
-            ToGrays(row, m_width, m_palette, m_samples.data());
-        else
-            ToColors(row, m_width, m_palette, m_samples.data());
-        row = m_samples.data();
-    }
-    m_calls.Run([&] { jpeg_write_scanlines(&m_parts->m_info, &row, 1); });
+    m_mapper.Map(m_samples.data(), row, m_width);
+    JSAMPROW samples = m_samples.data();
+    m_calls.Run([&] { jpeg_write_scanlines(&m_parts->m_info, &samples, 1); });
 }
 
 void CJpegPacker::Finish() {

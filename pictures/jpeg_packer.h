@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "pictures/library_calls.h"
+#include "pictures/row_mapper.h"
 #include "pictures/row_packer.h"
 #include "platform/types.h"
 
@@ -13,13 +14,12 @@ class CJpegPacker final : public IRowPacker {
   public:
     static constexpr int kUsualQuality = 90;  // of 100
 
-    // The palette is borrowed.
     CJpegPacker(const BITMAPINFOHEADER& picture, std::span<const RGBQUAD> palette, int quality,
                 CPutBytes put);
     ~CJpegPacker() override;
 
-    // Whether the stream has one sample a pixel, and not three.
-    static bool IsGray(std::span<const RGBQUAD> palette);
+    // One sample a pixel, and not three.
+    bool IsGray() const { return m_mapper.TargetBits() == 8; }
 
     void Pack(std::uint8_t* row) override;
     void Finish() override;
@@ -29,10 +29,9 @@ class CJpegPacker final : public IRowPacker {
 
     void Start(const BITMAPINFOHEADER& picture, int quality);
 
-    const std::span<const RGBQUAD> m_palette;
-    const std::size_t m_width;
-    const bool m_isGray;
-    std::vector<std::uint8_t> m_samples;  // of a row with a palette that isn't its pixels' gray
+    const CRowMapper m_mapper;
+    std::vector<std::uint8_t> m_samples;  // of a row
+    const std::int32_t m_width;
     CLibraryCalls m_calls;
     std::unique_ptr<CParts> m_parts;
 };

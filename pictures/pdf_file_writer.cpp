@@ -143,7 +143,8 @@ std::string CPdfFileWriter::ImageForm(ECompression choice) const {
     const std::string bits = " /BitsPerComponent " + std::to_string(m_info.biBitCount == 1 ? 1 : 8);
     if (choice == ECompression::Jpeg) {
         return bits + " /ColorSpace " +
-               (CJpegPacker::IsGray(Palette()) ? "/DeviceGray" : "/DeviceRGB") +
+               (std::ranges::all_of(Palette(), IsGray) && m_info.biBitCount != 24 ? "/DeviceGray"
+                                                                                  : "/DeviceRGB") +
                " /Filter /DCTDecode";
     }
     std::string form = bits + " /ColorSpace " + ColorSpace();

@@ -20,10 +20,10 @@ bool IsBlackAndWhite(std::span<const RGBQUAD> palette) {
 // The simplest form that holds every pixel. The header is text: kind, sides, and the value of white
 // where there is one.
 void CPnmFileWriter::Start() {
-    m_kind = m_info.biBitCount == 24                  ? EKind::Colors
-             : IsBlackAndWhite(Palette())             ? EKind::Bits
-             : std::ranges::all_of(Palette(), IsGray) ? EKind::Grays
-                                                      : EKind::Colors;
+    m_mapper = CRowMapper::Bitmap(m_info.biBitCount, Palette());
+    m_kind = IsBlackAndWhite(Palette())   ? EKind::Bits
+             : m_mapper.TargetBits() == 8 ? EKind::Grays
+                                          : EKind::Colors;
     std::string header = "P" + std::to_string(static_cast<int>(m_kind)) + '\n' +
                          std::to_string(m_info.biWidth) + ' ' + std::to_string(m_info.biHeight) +
                          '\n';
@@ -44,14 +44,9 @@ std::uint8_t* CPnmFileWriter::ConvertRow(std::uint8_t* target, const std::uint8_
             end[-1] = static_cast<std::uint8_t>(end[-1] & 0xFF << (8 - width % 8));
         return end;
     }
-    if (m_kind == EKind::Grays) {
-        ToGrays(row, width, Palette(), target);
+    m_mapper.Map(target, row, m_info.biWidth);
+    if (m_kind == EKind::Grays)
         return target + width;
-    }
-    if (m_info.biBitCount == 24)
-        std::copy_n(row, 3 * width, target);
-    else
-        ToColors(row, width, Palette(), target);
     SwapRedBlue(target, width);
     return target + 3 * width;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "pictures/band_writer.h"
+#include "pictures/row_mapper.h"
 
 class CPnmFileWriter final : public CBandWriter {
   public:
@@ -19,5 +20,6 @@ class CPnmFileWriter final : public CBandWriter {
     std::uint8_t* ConvertRow(std::uint8_t* target, const std::uint8_t* row) const;
 
     EKind m_kind = EKind::Colors;
+    CRowMapper m_mapper;
     std::vector<std::uint8_t> m_rows;  // of a band, in the file's form
 };

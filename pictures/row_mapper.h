@@ -32,6 +32,10 @@ class CRowMapper {
     // Indices of 1, 2, 4 or 8 bits, the first one in a byte's highest bits, into up to 256 colours;
     // those that the palette lacks are black. Delivers gray if all of them are.
     CRowMapper(int indexBits, std::span<const RGBQUAD> palette);
+    // Rows of a bitmap of 1, 8 or 24 bits; without a palette in the last case.
+    static CRowMapper Bitmap(int bits, std::span<const RGBQUAD> palette) {
+        return palette.empty() ? CRowMapper(EPixelLayout::Bgr) : CRowMapper(bits, palette);
+    }
     // Plain gray of 1, 2, 4 or 8 bits.
     static CRowMapper Gray(int bits, bool zeroIsWhite = false);
 
