@@ -228,11 +228,12 @@ void CPdfFileWriter::Complete() {
     PutPage();
     if (m_file.IsStream())
         return;
-    m_wholePlace = m_file.Place();
+    const std::int64_t place = m_file.Place();
+    PutEnd();
+    m_file.GoTo(place);
+    m_wholePlace = place;
     m_wholeObjects = m_places.size();
     m_wholePages = m_pages.size();
-    PutEnd();
-    m_file.GoTo(m_wholePlace);
 }
 
 // A page counts when it is in the list of pages. What has gone out of one that broke off stays

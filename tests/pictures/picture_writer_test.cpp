@@ -299,7 +299,6 @@ TEST_F(PictureWriter, AFullDiskKeepsTheWholePages) {
     std::signal(SIGXFSZ, SIG_IGN);
     const CImage color = MakeImage(300, 20, 24, {});
     const CImage bits = MakeImage(33, 70, 1, kBlackWhite);
-    m_options.m_title = "title";
     for (const std::string name : {"a.tif", "a.pdf"}) {
         const std::string path = m_folder / name;
         const auto write = [&](int pages, std::uintmax_t limit) {
