@@ -10,8 +10,8 @@ struct PackingEffort {
     int strategy;
 };
 
-// Gray and colour, as differences between neighbours: runs alone are looked for, which is as small
-// on photographs as the search for repeats, and never slower than 60 MB/s.
+// Gray and colour, as differences between neighbours: runs alone are looked for, which makes grainy
+// photographs smaller than the search for repeats does, and is faster on them.
 inline constexpr PackingEffort kShadedEffort = {1, Z_RLE};
 // Single bits and palettes, which repeat and are few bytes.
 inline constexpr PackingEffort kPlainEffort = {4, Z_DEFAULT_STRATEGY};

@@ -176,8 +176,8 @@ void CTiffFileWriter::DescribePixels() {
         DescribePalette();
 }
 
-// Deflate at its quickest is nearly as small as at its best on scanned pages, and three times
-// quicker than LZW at the same size. Differences between neighbours are smaller than shades.
+// Deflate at its quickest is faster than LZW, and nearly as small. Differences between neighbours
+// are smaller than shades.
 void CTiffFileWriter::DescribePacking(bool isBits, bool isShaded) {
     constexpr int kQuickest = 1;
     constexpr struct {

@@ -38,6 +38,9 @@ TEST_F(CommandLine, ExitCodesAndMessagesTellWhatIsWrong) {
          2,
          "nvqscan: Gamma cannot be '-1' (allowed: 0 to 4000)\n"},
         {{"process", m_input, "-o", m_folder / "no/x.bmp"}, 1, "nvqscan: " + m_folder / "no/x.bm"},
+        {{"process", m_input, "-o", m_folder / "x.tif", "--compression", "g4"},
+         1,
+         "nvqscan: " + m_folder / "x.tif" + ": would be packed by g4, which only takes line art"},
         {{"process", m_input, "-o", m_output, "--smooth", "soft"},
          2,
          "nvqscan process: --smooth: 'soft' is none of off, light, strong (see 'nvqscan process "
@@ -141,6 +144,18 @@ TEST_F(CommandLine, ASampleOfAnySizeCanBeProcessed) {
         ASSERT_EQ(sample.Wait(), 0) << sample.Error();
         CProgram process(m_folder, {"process", m_input, "-o", m_folder / "out.png"});
         ASSERT_EQ(process.Wait(), 0) << process.Error();
+    }
+}
+
+// Written as they come, or spooled: the same bytes.
+TEST_F(CommandLine, StandardOutputGetsWhatAFileWould) {
+    for (const std::string kind : {"bmp", "png", "jpeg", "tiff"}) {
+        const std::string file = m_folder / ("out." + kind);
+        CProgram toFile(m_folder, {"process", m_input, "-o", file});
+        EXPECT_EQ(toFile.Wait(), 0) << toFile.Error();
+        CProgram toOutput(m_folder, {"process", m_input, "-o", "-", "--format", kind});
+        EXPECT_EQ(toOutput.Wait(), 0) << toOutput.Error();
+        EXPECT_EQ(toOutput.Out(), ReadText(file)) << kind;
     }
 }
 

@@ -126,6 +126,30 @@ TEST_F(JobEnd, StandardOutputThatCantBeWrittenIsAFailure) {
     }
 }
 
+TEST_F(JobEnd, AFullDiskKeepsTheWholePages) {
+    Install();
+    for (const std::string file : {"a.tif", "a.pdf"}) {
+        Arguments scan = {"scan", "--source", "feeder", "--resolution", "150", "-o", Page(file)};
+        Act("load");
+        CProgram whole(m_streams, scan);
+        EXPECT_EQ(whole.Wait(), 0) << whole.Error();
+        Act("load");
+        const auto full = [all = std::filesystem::file_size(Page(file))] {
+            const rlimit limit = {all - 1000, all - 1000};
+            setrlimit(RLIMIT_FSIZE, &limit);
+        };
+        CProgram broken(m_streams, scan, full);
+        EXPECT_EQ(broken.Wait(), 1);
+        EXPECT_TRUE(Has(broken.Error(), file + ": can't be written: File too large"));
+        EXPECT_TRUE(Has(broken.Error(), file + ": pages that are whole: 2"));
+        const std::uintmax_t kept = std::filesystem::file_size(Page(file));
+        Act("load");
+        scan.insert(scan.end(), {"--pages", "2"});
+        EXPECT_EQ(Run(scan).code, 0);
+        EXPECT_EQ(kept, std::filesystem::file_size(Page(file)));
+    }
+}
+
 TEST_F(JobEnd, WhatCantBeWrittenIsToldBeforeTheScannerMoves) {
     Install();
     std::filesystem::create_directory(Page("folder.png"));
