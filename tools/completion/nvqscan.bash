@@ -14,13 +14,14 @@ _nvqscan_table() {
         'scan')
             options='--source --resolution --area --mode --palette --brightness --contrast'
             options+=' --threshold --mirror --rotate --sharpen --smooth --streaks --streak-detail'
-            options+=' --set --auto -o --output --format --histogram --curves --medium --pages'
-            options+=' --start --force --batch -q --quiet --json -h --help'
+            options+=' --set --auto -o --output --format --compression --quality --title'
+            options+=' --histogram --curves --medium --pages --start --force --batch -q --quiet'
+            options+=' --json -h --help'
             places=('device')
             case $2 in
                 --source) takes='words flatbed feeder duplex slide negative' ;;
                 --resolution | --area | --brightness | --contrast | --threshold | \
-                    --sharpen | --set | --pages | --start) takes='none' ;;
+                    --sharpen | --set | --quality | --title | --pages | --start) takes='none' ;;
                 --mode) takes='words color gray lineart dither indexed' ;;
                 --palette) takes='file system cube gray adaptive' ;;
                 --rotate) takes='words 90 180 270' ;;
@@ -30,6 +31,7 @@ _nvqscan_table() {
                 --auto) takes='list tone color expose' ;;
                 -o | --output | --histogram | --curves) takes='file' ;;
                 --format) takes='words png tiff jpeg pdf bmp pnm' ;;
+                --compression) takes='words none lzw deflate g4 jpeg' ;;
                 --medium) takes='words callback file' ;;
             esac
             ;;
@@ -81,29 +83,32 @@ _nvqscan_table() {
             ;;
         'process')
             options='--mirror --rotate --mode --palette --property --set --sharpen --smooth'
-            options+=' --streaks --streak-detail --auto -o --output --format --histogram --curves'
-            options+=' --from-file --analyse --encoded --band --list-attributes --list-properties'
-            options+=' -h --help'
+            options+=' --streaks --streak-detail --auto -o --output --format --compression'
+            options+=' --quality --title --histogram --curves --from-file --analyse --encoded'
+            options+=' --band --list-attributes --list-properties -h --help'
             places=('file')
             case $2 in
                 --rotate) takes='words 90 180 270' ;;
                 --mode) takes='words color gray lineart dither indexed' ;;
                 --palette) takes='file system cube gray adaptive' ;;
-                --property | --set | --sharpen | --band) takes='none' ;;
+                --property | --set | --sharpen | --quality | --title | --band) takes='none' ;;
                 --smooth) takes='words off light strong' ;;
                 --streaks) takes='words off 1 2' ;;
                 --streak-detail) takes='words red green blue' ;;
                 --auto) takes='list tone color expose' ;;
                 -o | --output | --histogram | --curves) takes='file' ;;
                 --format) takes='words png tiff jpeg pdf bmp pnm' ;;
+                --compression) takes='words none lzw deflate g4 jpeg' ;;
             esac
             ;;
         'sample')
-            options='-o --output --format --width --height --dpi --gray --encoded -h --help'
+            options='-o --output --format --compression --quality --title --width --height --dpi'
+            options+=' --gray --encoded -h --help'
             case $2 in
                 -o | --output) takes='file' ;;
                 --format) takes='words png tiff jpeg pdf bmp pnm' ;;
-                --width | --height | --dpi) takes='none' ;;
+                --compression) takes='words none lzw deflate g4 jpeg' ;;
+                --quality | --title | --width | --height | --dpi) takes='none' ;;
             esac
             ;;
         'profile')
