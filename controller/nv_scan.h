@@ -340,7 +340,7 @@ class CNVScan {
     HRESULT Calibrate();
     HRESULT SetUpCompression();
     HRESULT StartPage();
-    void AwaitWarmUp();
+    HRESULT AwaitWarmUp();
     DWORD SourceModeFlags() const;
     // Ends reading and the started scan, and gives the scan's level back.
     void StopScan(NotedFailure& noted);

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "controller/nv_scan.h"
+#include "platform/wait_watch.h"
 
 namespace {
 
@@ -25,12 +26,14 @@ HRESULT Tell(Out* out, Value value) {
 // Without a session nothing is locked, and the lock tells why not.
 OstrelLock CNVScan::LockForBlock() {
     m_dwErrorCode = m_bSessionOpen ? OSTREL_NO_ERROR : OSTREL_INVALID_SESSION;
+    const CWaitScope wait(WaitCause::ScannerInUse);
     return OstrelLock(m_bSessionOpen ? m_spDevice.Get() : nullptr, m_dwSession, OSTREL_LOCK_SCAN,
                       OSTREL_LOCK_WAIT, &m_dwErrorCode);
 }
 
 // The levels that outlive an operation. Who holds one is drawn at the head of nv_scan.h.
 HRESULT CNVScan::TakeLevel() {
+    const CWaitScope wait(WaitCause::ScannerInUse);
     return Call(m_spDevice, &IOstrelDevice::LockScanner, OSTREL_LOCK_SCAN, OSTREL_LOCK_WAIT);
 }
 

@@ -4,6 +4,7 @@
 
 #include "controller/nv_scan.h"
 #include "diag/function_trace.h"
+#include "platform/wait_watch.h"
 
 namespace {
 
@@ -100,18 +101,24 @@ HRESULT CNVScan::setLampOn(bool xpa) {
 
 // A lamp that this object has switched on gets its time to warm, and the calibration of the lamp
 // before it holds no longer. Each sleep lasts a second, so that a clock that goes astray can't
-// prolong the wait.
-void CNVScan::AwaitWarmUp() {
+// prolong the wait. One that somebody ended is a cancelled scan; the next one waits for the rest.
+HRESULT CNVScan::AwaitWarmUp() {
     if (m_lampOnTime == 0)
-        return;
+        return S_OK;
+    const CWaitScope wait(WaitCause::LampWarming);
     const DWORD seconds = UsesAdapter() ? m_xpaCaps.lampWarmUpXPA : m_devCaps.lampWarmUpFlatbed;
     for (DWORD slept = 0; slept < seconds; ++slept) {
         if (TickTime(m_clock) - m_lampOnTime >= seconds * kTicksPerSecond)
             break;
         m_clock.Sleep(kSecond);
+        if (!WaitGoesOn()) {
+            m_dwErrorCode = OSTREL_CANCEL_BUTTON;
+            return mapToolkitError(m_dwErrorCode);
+        }
     }
     m_lampOnTime = 0;
     m_bCalibrated = false;
+    return S_OK;
 }
 
 HRESULT CNVScan::setLampTimeoutLevel(DWORD level) {

@@ -222,9 +222,7 @@ HRESULT CNVScan::LockForScan() {
 
 HRESULT CNVScan::LightAndWarmUp() {
     const HRESULT hr = setLampOn(UsesAdapter());
-    if (SUCCEEDED(hr))
-        AwaitWarmUp();
-    return hr;
+    return SUCCEEDED(hr) ? AwaitWarmUp() : hr;
 }
 
 HRESULT CNVScan::Calibrate() {

@@ -11,6 +11,7 @@
 
 #include "platform/internal/named_semaphore.h"
 #include "platform/internal/waitable.h"
+#include "platform/wait_watch.h"
 
 using platform::Contained;
 using platform::Event;
@@ -161,10 +162,23 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
     return WaitForMultipleObjects(1, &handle, FALSE, milliseconds);
 }
 
+// False for a sleep that nobody watches.
+static bool SleepWatched(DWORD milliseconds) {
+    using std::chrono::steady_clock;
+    if (!IsWaitWatched())
+        return false;
+    const auto end = steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    for (auto now = steady_clock::now(); now < end && WaitGoesOn(); now = steady_clock::now())
+        std::this_thread::sleep_until(std::min<steady_clock::time_point>(end, now + kWaitLook));
+    return true;
+}
+
 void Sleep(DWORD milliseconds) {
     // A sleep of nothing gives the rest of the time slice away.
     if (milliseconds == 0)
         std::this_thread::yield();
+    if (milliseconds != INFINITE && SleepWatched(milliseconds))
+        return;
     do {
         std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
     } while (milliseconds == INFINITE);

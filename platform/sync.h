@@ -43,6 +43,7 @@ ULONG_PTR _beginthreadex(void* security, unsigned stackSize, unsigned (*start)(v
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds);
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 
+// What is said above of limits, and a sleep, end early where somebody watches (wait_watch.h).
 void Sleep(DWORD milliseconds);
 // Milliseconds on a clock that nobody sets; starts again at 0 after some 49.7 days.
 DWORD GetTickCount();

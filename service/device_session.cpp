@@ -48,8 +48,8 @@ void Publish(CPropertyStore& store, const std::vector<PropertyWrite>& values) {
 
 // The root's context must exist before the driver is asked for the items: it gets it with that
 // call.
-CDeviceSession::CDeviceSession(std::shared_ptr<CDeviceHost> host)
-    : m_host(std::move(host)), m_use{{}, CItemSet::Create()} {}
+CDeviceSession::CDeviceSession(std::shared_ptr<CDeviceHost> host, CallerInfo caller)
+    : m_host(std::move(host)), m_caller(std::move(caller)), m_use{{}, CItemSet::Create()} {}
 
 // The gate may be another client's, for as long as that client takes with its pages: then the end
 // of this one comes behind it.
@@ -68,10 +68,11 @@ void CDeviceSession::End(CDeviceHost& host, Use& use) {
     use.driver.Reset();
 }
 
-ScanStatus CDeviceSession::Open(std::shared_ptr<CDeviceHost> host,
+ScanStatus CDeviceSession::Open(std::shared_ptr<CDeviceHost> host, CallerInfo caller,
                                 std::shared_ptr<CDeviceSession>& session) {
-    std::shared_ptr<CDeviceSession> made(new CDeviceSession(std::move(host)));
-    ScanStatus status = made->Start();
+    std::shared_ptr<CDeviceSession> made(new CDeviceSession(std::move(host), std::move(caller)));
+    CCallerWatch watch(made->Caller(), {made->Caller().cancel});
+    ScanStatus status = watch.Result(made->Start(), StatusOf(kCancelledWait, made->Device().name));
     if (status.Ok())
         session = std::move(made);
     return status;

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 
+#include "service/caller_watch.h"
 #include "service/device_host.h"
 #include "service/item_context.h"
 #include "service/scan_client.h"
@@ -14,13 +15,14 @@
 class CDeviceSession {
   public:
     // Loads the driver at need. Nothing of a session that fails stays in the driver.
-    static ScanStatus Open(std::shared_ptr<CDeviceHost> host,
+    static ScanStatus Open(std::shared_ptr<CDeviceHost> host, CallerInfo caller,
                            std::shared_ptr<CDeviceSession>& session);
     ~CDeviceSession();
     CDeviceSession(const CDeviceSession&) = delete;
     CDeviceSession& operator=(const CDeviceSession&) = delete;
 
     const InstalledDevice& Device() const { return m_host->Device(); }
+    const CallerInfo& Caller() const { return m_caller; }
 
     ScanStatus ListItems(std::vector<ScanItem>& items);
     // All properties for an empty list of ids.
@@ -38,7 +40,7 @@ class CDeviceSession {
     using Operation = std::function<HRESULT(BYTE* context, LONG* deviceError)>;
     using Writes = std::vector<PropertyWrite>;
 
-    explicit CDeviceSession(std::shared_ptr<CDeviceHost> host);
+    CDeviceSession(std::shared_ptr<CDeviceHost> host, CallerInfo caller);
     ScanStatus Start();
     ScanStatus Begin();
     ScanStatus InitializeImaging(IWiaDrvItem** root);
@@ -72,5 +74,6 @@ class CDeviceSession {
     static void End(CDeviceHost& host, Use& use);
 
     const std::shared_ptr<CDeviceHost> m_host;
+    const CallerInfo m_caller;
     Use m_use;
 };

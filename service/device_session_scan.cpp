@@ -20,7 +20,7 @@ std::optional<LONG> NumberOf(const CPropertyStore& store, PROPID id) {
 ScanStatus CDeviceSession::ScanPage(CItemContext& item, int page, const ScanOptions& options,
                                     IScanSink& sink) {
     ComPtr<CTransfer> transfer;
-    transfer.Attach(new CTransfer(sink, page, options.cancel, options.input));
+    transfer.Attach(new CTransfer(sink, page, {m_caller.cancel, options.cancel}, options.input));
     ScanStatus status = transfer->Prepare(item.Handle());
     if (status.Ok()) {
         const ScanStatus driver = Call(item, {}, [&](BYTE* context, LONG* deviceError) {
@@ -57,7 +57,7 @@ ScanStatus CDeviceSession::Scan(const std::string& name, const ScanOptions& opti
         PagesOfScan(NumberOf(root, WIA_DPS_DOCUMENT_HANDLING_SELECT),
                     NumberOf(root, WIA_DPS_PREVIEW), NumberOf(root, WIA_DPS_PAGES), options.pages);
     for (int page = 1; wanted == 0 || page <= wanted; ++page) {
-        if (options.cancel && *options.cancel)
+        if (CancelFlags{m_caller.cancel, options.cancel}.IsSet())
             return CancelledScan();
         ScanStatus status = ScanPage(*item, page, options, sink);
         if (status.code == WIA_ERROR_PAPER_EMPTY && page > 1)

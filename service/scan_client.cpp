@@ -20,6 +20,17 @@ ScanStatus NotOpen() {
     return {E_UNEXPECTED, "no device is open"};
 }
 
+// An operation on an open device, whose client hears of its waits and may end them.
+template <class Body>
+ScanStatus OnSession(const std::shared_ptr<CDeviceSession>& session, Body body) {
+    return Guarded([&] {
+        if (!session)
+            return NotOpen();
+        CCallerWatch watch(session->Caller(), {session->Caller().cancel});
+        return watch.Result(body(*session), StatusOf(kCancelledWait, session->Device().name));
+    });
+}
+
 ScanStatus FindDevice(const std::string& which, InstalledDevice& device) {
     std::vector<InstalledDevice> devices;
     ScanStatus status = ListInstalled(devices);
@@ -27,12 +38,12 @@ ScanStatus FindDevice(const std::string& which, InstalledDevice& device) {
 }
 
 // Commands and events come in the same rows.
-ScanStatus ListCapabilities(CDeviceSession* session, LONG kind,
+ScanStatus ListCapabilities(const std::shared_ptr<CDeviceSession>& session, LONG kind,
                             std::vector<ScanCapability>& capabilities) {
-    return Guarded([&] {
-        capabilities.clear();
+    capabilities.clear();
+    return OnSession(session, [&](CDeviceSession& open) {
         std::vector<DeviceEvent> rows;
-        ScanStatus status = session ? session->Capabilities(kind, rows) : NotOpen();
+        ScanStatus status = open.Capabilities(kind, rows);
         for (const DeviceEvent& row : rows)
             capabilities.push_back({row.guid, row.name});
         return status;
@@ -54,32 +65,37 @@ void CScanDevice::Close() {
 
 ScanStatus CScanDevice::Items(std::vector<ScanItem>& items) const {
     const auto session = m_session;
-    return Guarded([&] { return session ? session->ListItems(items) : NotOpen(); });
+    return OnSession(session, [&](CDeviceSession& open) { return open.ListItems(items); });
 }
 
 ScanStatus CScanDevice::Read(const std::string& item, const std::vector<PROPID>& ids,
                              std::vector<ScanProperty>& properties) const {
     const auto session = m_session;
-    return Guarded([&] { return session ? session->Read(item, ids, properties) : NotOpen(); });
+    return OnSession(session,
+                     [&](CDeviceSession& open) { return open.Read(item, ids, properties); });
 }
 
 ScanStatus CScanDevice::Write(const std::string& item, const std::vector<PropertyWrite>& writes) {
     const auto session = m_session;
-    return Guarded([&] { return session ? session->Write(item, writes) : NotOpen(); });
+    return OnSession(session, [&](CDeviceSession& open) { return open.Write(item, writes); });
 }
 
 ScanStatus CScanDevice::Try(const std::string& item, const std::vector<PropertyWrite>& writes,
                             std::vector<ScanProperty>& made) {
     const auto session = m_session;
-    return Guarded([&] { return session ? session->Try(item, writes, made) : NotOpen(); });
+    return OnSession(session, [&](CDeviceSession& open) { return open.Try(item, writes, made); });
 }
 
 ScanStatus CScanDevice::Scan(const std::string& item, const ScanOptions& options, IScanSink& sink,
                              int* scanned) {
     const auto session = m_session;  // lives through a sink that closes the device
     int pages = 0;
-    ScanStatus status =
-        Guarded([&] { return session ? session->Scan(item, options, sink, pages) : NotOpen(); });
+    ScanStatus status = Guarded([&] {
+        if (!session)
+            return NotOpen();
+        CCallerWatch watch(session->Caller(), {session->Caller().cancel, options.cancel});
+        return watch.Result(session->Scan(item, options, sink, pages), CancelledScan());
+    });
     if (scanned)
         *scanned = pages;
     return status;
@@ -87,17 +103,17 @@ ScanStatus CScanDevice::Scan(const std::string& item, const ScanOptions& options
 
 ScanStatus CScanDevice::Commands(std::vector<ScanCapability>& commands) const {
     const auto session = m_session;
-    return ListCapabilities(session.get(), WIA_DEVICE_COMMANDS, commands);
+    return ListCapabilities(session, WIA_DEVICE_COMMANDS, commands);
 }
 
 ScanStatus CScanDevice::Events(std::vector<ScanCapability>& events) const {
     const auto session = m_session;
-    return ListCapabilities(session.get(), WIA_DEVICE_EVENTS, events);
+    return ListCapabilities(session, WIA_DEVICE_EVENTS, events);
 }
 
 ScanStatus CScanDevice::Synchronize() {
     const auto session = m_session;
-    return Guarded([&] { return session ? session->Synchronize() : NotOpen(); });
+    return OnSession(session, [&](CDeviceSession& open) { return open.Synchronize(); });
 }
 
 // ---- CScanSubscription
@@ -141,9 +157,9 @@ ScanStatus CScanClient::Open(const std::string& which, CScanDevice& device) cons
     return Guarded([&] {
         InstalledDevice found;
         ScanStatus status = FindDevice(which, found);
-        return status.Ok()
-                   ? CDeviceSession::Open(CDeviceHost::Get(found, m_notice), device.m_session)
-                   : status;
+        return status.Ok() ? CDeviceSession::Open(CDeviceHost::Get(found, m_notice),
+                                                  {m_notice, m_cancel}, device.m_session)
+                           : status;
     });
 }
 

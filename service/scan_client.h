@@ -61,7 +61,7 @@ struct ScanOptions {
     // feeder selected there is one.
     int pages = -1;
     // Set from any thread or a signal's handler to cancel; it must live as long as the scan. The
-    // driver hears of it at its next message.
+    // driver hears of it at its next message, a wait for the scanner or its lamp ends at once.
     const std::atomic<bool>* cancel = nullptr;
     // Also gets the pages, in the same order of calls, as the device delivered them: 8 or 24 bits
     // of linear light a pixel in most devices, before anything was made of them. Lines behind the
@@ -147,8 +147,13 @@ class CScanSubscription {
 
 class CScanClient {
   public:
-    // Notices are told to the first client that uses a device.
-    explicit CScanClient(Notice notice = {}) : m_notice(std::move(notice)) {}
+    // Notices of a device are told to the first client that uses it; a wait for the scanner or its
+    // lamp is told to the client that waits, from inside the operation, which the notice may not
+    // call into. `cancel` is as in ScanOptions, for every operation on a device: a scan ends as one
+    // that was cancelled, and another operation, while it waits for the scanner, with
+    // kCancelledWait.
+    explicit CScanClient(Notice notice = {}, const std::atomic<bool>* cancel = nullptr)
+        : m_notice(std::move(notice)), m_cancel(cancel) {}
 
     // In the order of their numbers; none is no failure. Listing and opening install nothing.
     ScanStatus ListDevices(std::vector<ScanDeviceInfo>& devices) const;
@@ -164,4 +169,5 @@ class CScanClient {
 
   private:
     Notice m_notice;
+    const std::atomic<bool>* m_cancel;
 };

@@ -73,6 +73,7 @@ constexpr ResultRow kResults[] = {
     {0x800700DF, "the picture is too large for a bitmap file, which ends at 2 gigabytes"},
     {0x80070103, "there is nothing more"},
     {0x800703F1, "the registry's file is damaged"},
+    {0x800704C7, "cancelled"},
 };
 
 }  // namespace

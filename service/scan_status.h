@@ -21,6 +21,9 @@ std::string ResultText(HRESULT code);
 // "what: words of the code"; success for success.
 ScanStatus StatusOf(HRESULT code, const std::string& what);
 
+// An operation other than a scan that its client cancelled while it waited for the scanner.
+inline constexpr HRESULT kCancelledWait = MakeResult(0x800704C7u);
+
 // Somebody pressed the scanner's own cancel button.
 inline constexpr HRESULT kCancelledAtScanner = MakeResult(0x80040009u);
 

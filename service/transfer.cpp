@@ -54,7 +54,7 @@ ComPtr<CTransfer> FindTransfer(const MINIDRV_TRANSFER_CONTEXT* context) {
     return CActiveTransfers::Instance().Find(context);
 }
 
-CTransfer::CTransfer(IScanSink& sink, int page, const std::atomic<bool>* cancel, IScanSink* input)
+CTransfer::CTransfer(IScanSink& sink, int page, CancelFlags cancel, IScanSink* input)
     : m_sink(&sink),
       m_cancel(cancel),
       m_rows(sink, page),
@@ -104,7 +104,7 @@ void CTransfer::Close() {
 }
 
 bool CTransfer::IsCancelled() const {
-    return m_stopped || (m_cancel && *m_cancel);
+    return m_stopped || m_cancel.IsSet();
 }
 
 // What went wrong here goes ahead of a cancel, and both ahead of what the driver says: it only
@@ -227,7 +227,7 @@ HRESULT CTransfer::TakeMessage(LONG reason, LONG percent, LONG offset, LONG leng
     }
     // A cancel that came while the sink was at work stops the driver at this message already.
     const HRESULT hr = TakeProgress(percent);
-    return m_cancel && *m_cancel ? S_FALSE : hr;
+    return m_cancel.IsSet() ? S_FALSE : hr;
 }
 
 HRESULT CTransfer::TakeData(LONG offset, LONG length) {

@@ -6,6 +6,7 @@
 #include "engine/input_tap.h"
 #include "platform/com_ptr.h"
 #include "platform/wia.h"
+#include "service/caller_watch.h"
 #include "service/counted.h"
 #include "service/page_rows.h"
 #include "service/scan_status.h"
@@ -21,9 +22,9 @@ class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCall
     static constexpr LONG kLeastBuffer = 65536;
     static constexpr LONG kMostBuffer = 256 * 1024 * 1024;
 
-    // The sinks live as long as the transfer's owner says, up to Close. `cancel` and `input`, which
-    // gets the page as the device delivers it, may be null.
-    CTransfer(IScanSink& sink, int page, const std::atomic<bool>* cancel, IScanSink* input);
+    // The sinks live as long as the transfer's owner says, up to Close. `input`, which gets the
+    // page as the device delivers it, may be null.
+    CTransfer(IScanSink& sink, int page, CancelFlags cancel, IScanSink* input);
 
     // Sizes and medium from the item behind `context`, and the buffer or the file's name.
     ScanStatus Prepare(BYTE* context);
@@ -63,7 +64,7 @@ class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCall
     HRESULT Reject(const char* why);
 
     std::atomic<IScanSink*> m_sink;  // null behind Close
-    const std::atomic<bool>* const m_cancel;
+    const CancelFlags m_cancel;
     CPageRows m_rows;
     IScanSink* const m_inputSink;
     CPageRows m_input;  // into m_inputSink

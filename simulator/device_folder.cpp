@@ -3,11 +3,11 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 #include <utility>
 
 #include "controller/toolkit.h"
 #include "platform/passing_file.h"
+#include "platform/sync.h"
 #include "simulator/sim_failure.h"
 
 namespace {
@@ -47,7 +47,9 @@ void CDeviceFolder::SleepUntil(std::uint64_t time) const {
     const std::string clock = m_path + "/clock";
     std::uint64_t now = 0;
     if (!ReadClockFile(clock, now)) {
-        std::this_thread::sleep_until(std::chrono::steady_clock::time_point(Milliseconds(time)));
+        now = Now();
+        if (time > now)
+            Sleep(static_cast<DWORD>(time - now));
         return;
     }
     // A clock that a test has set is moved on, never back.

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/wait_watch.h"
 #include "simulator/builtin_media.h"
 #include "simulator/feeder.h"
 #include "simulator/sim_toolkit.h"
@@ -19,7 +20,10 @@ void WaitForWarmLamp(CCall& call) {
     if (warm <= call.Now())
         return;
     ++call.State().warmUpWaits;
+    const CWaitScope wait(WaitCause::LampWarming);
     call.SleepUntil(warm);
+    if (!WaitGoesOn())
+        throw CSimFailure(OSTREL_CANCEL_BUTTON);
 }
 
 void NeedLamp(CCall& call, ELamp lamp) {

@@ -4,12 +4,15 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
+
+#include "platform/wait_watch.h"
 
 namespace platform {
 namespace {
@@ -76,10 +79,21 @@ UniqueFd LockFileWithin(const std::string& path, std::chrono::milliseconds time)
     const auto request = std::make_shared<LockRequest>();
     std::thread(&ServeRequest, request, path).detach();
     std::unique_lock guard(request->mutex);
-    if (!request->changed.wait_until(guard, end, [&] { return request->answered; })) {
-        request->abandoned = true;
-        errno = EWOULDBLOCK;
-        return {};
+    const auto answered = [&] { return request->answered; };
+    for (bool goesOn = true; !request->answered;) {
+        const auto now = std::chrono::steady_clock::now();
+        if (!goesOn || now >= end) {
+            request->abandoned = true;
+            errno = EWOULDBLOCK;
+            return {};
+        }
+        const auto look = IsWaitWatched() ? std::min(end, now + kWaitLook) : end;
+        if (request->changed.wait_until(guard, look, answered))
+            break;
+        // Whom it tells may take its time.
+        guard.unlock();
+        goesOn = WaitGoesOn();
+        guard.lock();
     }
     errno = request->error;
     return std::move(request->taken);

@@ -16,8 +16,8 @@ enum class LockWait { Forever, None };
 // means that the lock is taken and `wait` was None.
 UniqueFd LockFile(const std::string& path, LockWait wait);
 
-// The same with a limit to the wait; EWOULDBLOCK when the time is over. May throw for want of
-// memory or threads.
+// The same with a limit to the wait; EWOULDBLOCK when the time is over, or when the wait was ended
+// (wait_watch.h). May throw for want of memory or threads.
 UniqueFd LockFileWithin(const std::string& path, std::chrono::milliseconds time);
 
 // Ends the lock also when a child that was forked meanwhile has the descriptor too.
