@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "tools/console.h"
+#include "tools/interrupt_watch.h"
 #include "tools/simulated_device.h"
 
 int Complain(const std::string& text, int code) {
@@ -12,6 +13,8 @@ int Complain(const std::string& text, int code) {
 
 // The code in hexadecimal, as documents of such codes have it.
 int Complain(const ScanStatus& status) {
+    if (status.code == kCancelledWait)
+        return TellCancelled();
     char code[16];
     std::snprintf(code, sizeof(code), " (0x%08X)", static_cast<unsigned>(status.code));
     return Complain(status.text + code, kExitFailed);
@@ -20,7 +23,7 @@ int Complain(const ScanStatus& status) {
 // The notice of the installation is the program's own, and so are those of the drivers.
 ScanStatus MakeClient(CScanClient& client, bool isQuiet) {
     const Notice notice = isQuiet ? Notice([](const std::string&) {}) : Notice(TellLine);
-    client = CScanClient(notice);
+    client = CScanClient(notice, InterruptFlag());
     return ProvideScanner(notice);
 }
 
