@@ -12,3 +12,15 @@ install(FILES docs/nvqscan.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(TARGETS sane-nvq LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/sane NAMELINK_SKIP)
 install(FILES sane-backend/nvq.conf DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/sane.d)
 install(FILES sane-backend/nvq.dll RENAME nvq DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/sane.d/dll.d)
+
+# For those who write a toolkit module: the interfaces, the platform layer, an example.
+set(headers_dir ${CMAKE_INSTALL_INCLUDEDIR}/nvqdrv)
+set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pc_to_prefix /prefix/${pc_dir} /prefix)
+configure_file(cmake/nvqdrv.pc.in nvqdrv.pc @ONLY)
+file(GLOB platform_headers CONFIGURE_DEPENDS platform/*.h)
+install(FILES controller/toolkit.h controller/toolkit_records.h
+  DESTINATION ${headers_dir}/controller COMPONENT dev)
+install(FILES ${platform_headers} DESTINATION ${headers_dir}/platform COMPONENT dev)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/nvqdrv.pc DESTINATION ${pc_dir} COMPONENT dev)
+install(DIRECTORY docs/examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)

@@ -294,6 +294,14 @@ HRESULT CNVScan::readScanData(WORD phase, void* buffer, DWORD wanted, DWORD* got
             m_dwErrorCode = status;
             return mapToolkitError(status);
         }
+        // Neither a line nor a reason: that is no end of the page.
+        if (taken == 0 && status == OSTREL_NO_ERROR) {
+            if (m_pLog)
+                m_pLog->Write(kLogError,
+                              "CNVScan::readScanData: the device gives less than a line, or fails "
+                              "without a code");
+            return kNoData;
+        }
         phase = 0;
     }
     return S_OK;

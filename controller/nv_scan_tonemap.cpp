@@ -141,8 +141,15 @@ HRESULT CNVScan::setScannerTonemap() {
     bool has = false;
     if (FAILED(trace.SetResult(hasScannerTonemap(&has)).GetResult()) || !has)
         return trace.GetResult();
-    if (m_tonemapData.bytes == 0)
+    if (m_tonemapData.bytes == 0) {
+        if (m_pLog)
+            m_pLog->Format(kLogError,
+                           "CNVScan::setScannerTonemap: no tables of %u entries of %u bytes up to "
+                           "%u",
+                           m_devCaps.tonemapLength, m_devCaps.tonemapEntrySize,
+                           m_devCaps.tonemapMaxValue);
         return trace.SetResult(E_OUTOFMEMORY).GetResult();
+    }
     trace.SetResult(downloadTonemap(m_tonemapData.bytes, m_tonemapData.red.get(),
                                     m_tonemapData.green.get(), m_tonemapData.blue.get()));
     return trace.GetResult();

@@ -261,7 +261,7 @@ HRESULT CNVwiaMiniDrv::SettleFormat(BYTE* pWiasContext) {
         m_pScan->getThresholdValue(&format.threshold);
     HRESULT hr = m_pScan->resolveDataFormat(&format);
     if (SUCCEEDED(hr) && format.bits != kScanBits) {
-        m_pLog->Format(kLogInformation,
+        m_pLog->Format(kLogError,
                        "ValidateWidthHeight: the source gives %d bits a sample and no %d",
                        format.bits, kScanBits);
         hr = E_FAIL;

@@ -1,8 +1,7 @@
 // The module's entry: class object and registration.
 #include <string>
 
-#include "platform/module.h"
-#include "platform/registry_key.h"
+#include "platform/class_registration.h"
 #include "platform/text.h"
 #include "simulator/call_frame.h"
 #include "simulator/model_store.h"
@@ -12,8 +11,6 @@
 #define NVQ_EXPORT extern "C" __attribute__((visibility("default")))
 
 namespace {
-
-constexpr const char* kClassName = "Simulated scanner";
 
 // The object begins with one reference, which this gives back: a query that fails deletes it.
 HRESULT MakeObject(const std::string& model, std::uint32_t facets, REFIID iid, void** object) {
@@ -71,17 +68,6 @@ HRESULT CSimFactory::CreateForModel(LPCOLESTR model, IUnknown** object) {
 
 CSimFactory g_factory;
 
-// The class's key under HKEY_CLASSES_ROOT.
-std::string ClassKey() {
-    return "CLSID\\" + GuidText(CLSID_OstrelSimulator);
-}
-
-LONG WriteText(const std::string& path, const char* name, const std::string& text) {
-    CRegistryKey key;
-    const LONG error = key.Create(HKEY_CLASSES_ROOT, path);
-    return error == ERROR_SUCCESS ? key.WriteText(name, text) : error;
-}
-
 }  // namespace
 
 NVQ_EXPORT HRESULT DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
@@ -98,28 +84,9 @@ NVQ_EXPORT HRESULT DllCanUnloadNow() {
 }
 
 NVQ_EXPORT HRESULT DllRegisterServer() {
-    HRESULT hr = E_FAIL;
-    const DWORD code = Contain([&] {
-        const std::string path = ModuleFileName(ModuleFromAddress(&g_factory));
-        if (path.empty())
-            return;
-        const std::string server = ClassKey() + "\\InprocServer32";
-        LONG error = WriteText(ClassKey(), nullptr, kClassName);
-        if (error == ERROR_SUCCESS)
-            error = WriteText(server, nullptr, path);
-        if (error == ERROR_SUCCESS)
-            error = WriteText(server, "ThreadingModel", "Both");  // any thread may use objects
-        hr = ResultFromError(error);
-    });
-    return code == OSTREL_NO_ERROR ? hr : E_FAIL;
+    return RegisterModuleClass(CLSID_OstrelSimulator, "Simulated scanner", &g_factory);
 }
 
-// That there was nothing to take away is as good.
 NVQ_EXPORT HRESULT DllUnregisterServer() {
-    HRESULT hr = E_FAIL;
-    const DWORD code = Contain([&] {
-        const LONG error = RegDeleteTreeA(HKEY_CLASSES_ROOT, ClassKey().c_str());
-        hr = error == ERROR_FILE_NOT_FOUND ? S_OK : ResultFromError(error);
-    });
-    return code == OSTREL_NO_ERROR ? hr : E_FAIL;
+    return UnregisterModuleClass(CLSID_OstrelSimulator);
 }
