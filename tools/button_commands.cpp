@@ -94,6 +94,9 @@ int WaitForButtons(const ButtonOptions& options) {
         if (!event)
             break;
         std::cout << event->name << "  " << GuidText(event->guid) << std::endl;
+        // Nobody hears of the presses any more.
+        if (!std::cout && options.m_command.empty())
+            break;
         if (!options.m_command.empty())
             Execute(options.m_command, *event);
     }

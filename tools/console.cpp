@@ -1,6 +1,7 @@
 #include "tools/console.h"
 
 #include <cstdio>
+#include <iostream>
 #include <mutex>
 #include <utility>
 
@@ -12,6 +13,7 @@ namespace {
 struct ErrorOutput {
     std::mutex lock;
     bool hasPassingLine = false;
+    bool hasQuestion = false;
 };
 
 ErrorOutput& TheErrorOutput() {
@@ -24,6 +26,8 @@ constexpr char kWipe[] = "\r\033[K";
 void Wipe(ErrorOutput& output) {
     if (std::exchange(output.hasPassingLine, false))
         std::fputs(kWipe, stderr);
+    if (std::exchange(output.hasQuestion, false))
+        std::fputs("\n", stderr);
 }
 
 }  // namespace
@@ -48,6 +52,24 @@ void TellLine(const std::string& line) {
     const std::lock_guard guard(output.lock);
     Wipe(output);
     std::fputs(("nvqscan: " + line + '\n').c_str(), stderr);
+}
+
+// Whoever answers ends the line; else the next one begins behind it. Not held while it waits.
+std::optional<std::string> AskLine(const std::string& question) {
+    ErrorOutput& output = TheErrorOutput();
+    {
+        const std::lock_guard guard(output.lock);
+        Wipe(output);
+        std::fputs(question.c_str(), stderr);
+        output.hasQuestion = true;
+    }
+    std::string answer;
+    const bool isAnswered = static_cast<bool>(std::getline(std::cin, answer));
+    const std::lock_guard guard(output.lock);
+    if (isAnswered)
+        output.hasQuestion = false;
+    Wipe(output);
+    return isAnswered ? std::optional(answer) : std::nullopt;
 }
 
 CProgressLine::CProgressLine(std::string what)

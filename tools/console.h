@@ -1,6 +1,7 @@
 // What the program shows on standard error while it works.
 #pragma once
 
+#include <optional>
 #include <string>
 
 // The line that is written over, of a bar or a percentage; what is told meanwhile wipes it first.
@@ -9,6 +10,8 @@ void ShowPassingLine(const std::string& text);
 void WipePassingLine();
 // One line of the program's own.
 void TellLine(const std::string& line);
+// A question, which leaves the line open for its answer; nothing for one that was cut short.
+std::optional<std::string> AskLine(const std::string& question);
 
 // A line with the percentage, on standard error, when that is a terminal. Wiped when it goes.
 class CProgressLine {

@@ -31,30 +31,38 @@ fs::path FolderOf(const std::string& path) {
     return (missing ? fs::path(path) : real).parent_path();
 }
 
-}  // namespace
-
 // What the writer finds when it begins is found here in the same words: a target that is no file, a
 // folder that isn't there or that nobody may write to.
+bool Prove(const std::string& path, bool mayReplace, std::set<fs::path>& folders,
+           std::string* error) {
+    const bool isGood = RunGuarded(error, [&] {
+        const fs::file_status status = ProveName(path, mayReplace);
+        const bool isInTheWay = fs::exists(status) && !fs::is_regular_file(status);
+        if (folders.insert(FolderOf(path)).second || isInTheWay)
+            CPendingFile(path).Create();
+    });
+    if (!isGood)
+        *error = path + ": " + *error;
+    return isGood;
+}
+
+}  // namespace
+
+bool ProveFile(const std::string& path, std::string* error) {
+    std::set<fs::path> folders;
+    return IsStandardOutput(path) || Prove(path, true, folders, error);
+}
+
 bool ProveOutput(const CPageName& name, const OutputPages& pages, std::string* error) {
     constexpr int kMostUnknown = 1000;
 
-    const bool mayReplace = pages.mayReplace || !name.IsNumbered();
-    const int count = !name.IsNumbered() ? 1 : pages.count > 0 ? pages.count : kMostUnknown;
+    if (!name.IsNumbered())
+        return ProveFile(name.ForPage(pages.first), error);
+    const int count = pages.count > 0 ? pages.count : kMostUnknown;
     std::set<fs::path> folders;
     for (int page = pages.first; page < pages.first + count; ++page) {
-        const std::string path = name.ForPage(page);
-        if (IsStandardOutput(path))
-            return true;
-        const bool isGood = RunGuarded(error, [&] {
-            const fs::file_status status = ProveName(path, mayReplace);
-            const bool isInTheWay = fs::exists(status) && !fs::is_regular_file(status);
-            if (folders.insert(FolderOf(path)).second || isInTheWay)
-                CPendingFile(path).Create();
-        });
-        if (!isGood) {
-            *error = path + ": " + *error;
+        if (!Prove(name.ForPage(page), pages.mayReplace, folders, error))
             return false;
-        }
     }
     return true;
 }

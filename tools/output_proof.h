@@ -15,3 +15,6 @@ struct OutputPages {
 // Tries each file's name and makes a passing file in each folder. Of a series whose end nobody
 // knows, names of the first thousand pages are tried. False with one line in `error`.
 bool ProveOutput(const CPageName& name, const OutputPages& pages, std::string* error);
+
+// The same for a file that is replaced if it is there.
+bool ProveFile(const std::string& path, std::string* error);

@@ -135,8 +135,22 @@ bool CPageFiles::ReadPageFile(const ScanPage& page) {
     return m_error.empty() && !WasInterrupted();
 }
 
+// Told without the hold: a line may wait for its reader for ever.
 bool CPageFiles::EndPage(const ScanPage& page) {
-    const CWorkHold hold = Hold();
+    std::string line;
+    {
+        const CWorkHold hold = Hold();
+        if (!TakePage(page))
+            return false;
+        line = m_rules.words({ShownName(m_path), Number(), m_info, page.result});
+        ++m_pages;
+    }
+    m_progress.EndPage(line);
+    return true;
+}
+
+// The page into its file.
+bool CPageFiles::TakePage(const ScanPage& page) {
     m_brokenOff = StatusOf(page.result, "page " + std::to_string(Number()) + " broke off");
     // Nobody wants half a page in a letter, or one that was given up at the scanner.
     if (FAILED(page.result) && (!m_rules.isOnlyOne || page.result == kCancelledAtScanner))
@@ -150,8 +164,6 @@ bool CPageFiles::EndPage(const ScanPage& page) {
         m_writer.reset();
     else
         ++m_keptPages;
-    m_progress.EndPage(m_rules.words({ShownName(m_path), Number(), m_info, page.result}));
-    ++m_pages;
     return true;
 }
 
@@ -169,7 +181,7 @@ bool CPageFiles::Finish() {
 
 void CPageFiles::TellKept() const {
     if (!m_brokenOff.Ok() && m_pages > 0 && m_rules.isOnlyOne)
-        TellLine(ShownName(m_path) + ": the page is kept as far as it came; the rest is white");
+        TellLine(ShownName(m_path) + ": the page is kept as far as it came");
     else if (m_keptPages > 0)
         TellLine(ShownName(m_path) + ": pages that are whole: " + std::to_string(m_keptPages));
 }

@@ -69,6 +69,7 @@ class CPageFiles final : public IScanSink {
     bool Refuse(const std::string& why);
     bool Take(bool done);
     bool BeginPicture(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette);
+    bool TakePage(const ScanPage& page);
     bool ReadPageFile(const ScanPage& page);
     void RemovePassingFile();
 

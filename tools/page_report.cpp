@@ -65,7 +65,7 @@ std::string PageJson(const PageReport& report, const PageOrigin& origin) {
          {{"x", DotsPerInch(info.biXPelsPerMeter)}, {"y", DotsPerInch(info.biYPelsPerMeter)}}},
         {"source", origin.source},
         {"mode", origin.mode},
-        {"result", report.result},
+        {"result", static_cast<ULONG>(report.result)},
     };
     return JsonLine(json);
 }

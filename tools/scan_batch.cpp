@@ -1,6 +1,5 @@
 #include "tools/scan_batch.h"
 
-#include <iostream>
 #include <string>
 #include <thread>
 
@@ -10,13 +9,9 @@
 
 // Ctrl-C ends the program out of the reading.
 BatchWish AskForNextPage(int page) {
-    std::cerr << "Page " << page << ": Enter scans it, q ends: " << std::flush;
-    std::string answer;
-    if (!std::getline(std::cin, answer)) {
-        std::cerr << '\n';
-        return BatchWish::Done;
-    }
-    return answer.starts_with('q') || answer.starts_with('Q') ? BatchWish::Done : BatchWish::Next;
+    const auto answer = AskLine("Page " + std::to_string(page) + ": Enter scans it, q ends: ");
+    const bool isNext = answer && !answer->starts_with('q') && !answer->starts_with('Q');
+    return isNext ? BatchWish::Next : BatchWish::Done;
 }
 
 BatchWish WaitForNextPage(int page, std::chrono::steady_clock::time_point when) {

@@ -1,6 +1,7 @@
 #include "tools/scan_job.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <iostream>
 #include <optional>
@@ -175,7 +176,11 @@ bool ProveCommand(const ScanCommand& command, std::string* error) {
     const ScanSource source = command.m_settings.source;
     const bool isSeries = source == ScanSource::Feeder || source == ScanSource::Duplex ||
                           command.m_job.m_batch.has_value();
-    return Prove(command, isSeries ? command.m_job.m_pages.value_or(0) : 1, error);
+    if (!Prove(command, isSeries ? command.m_job.m_pages.value_or(0) : 1, error))
+        return false;
+    return std::ranges::all_of(
+        std::array{command.m_plots.m_histogram, command.m_plots.m_curves},
+        [error](const std::string& plot) { return plot.empty() || ProveFile(plot, error); });
 }
 
 int RunScanJob(CScanDevice& device, const ScanCommand& command,

@@ -199,6 +199,30 @@ TEST_F(DeviceCommands, PagesOfAJobAreNumberedOrStandInOneFile) {
     EXPECT_EQ(State().scans, scans) << "told before anything is scanned";
 }
 
+// The engine's header has one resolution for both ways. The glass has 2550 x 3510 at 300 dpi.
+TEST_F(DeviceCommands, APageIsToldWithBothItsResolutionsAsItIsInItsFile) {
+    Install();
+    const std::string scan = "scan --json --mode gray --resolution 150 --set 6148=300 -o @a.tif ";
+    const Json flat = {{"x", 150}, {"y", 300}, {"width", 1275}, {"height", 3510}};
+    const Json turned = {{"x", 300}, {"y", 150}, {"width", 3510}, {"height", 1275}};
+    for (const auto& [options, sides] :
+         {std::pair{"", flat}, {"--medium file", flat}, {"--rotate 90", turned}}) {
+        SCOPED_TRACE(options);
+        const Json page = Json::parse(Run(scan + options).out);
+        Json told = page["resolution"];
+        told.update(page["pixels"]);
+        EXPECT_EQ(told, sides);
+        EXPECT_EQ(page["source"], "flatbed");
+        EXPECT_EQ(page["mode"], "gray");
+        EXPECT_EQ(page["result"], 0);
+        std::string error;
+        const auto picture = OpenPicture(page["file"], &error);
+        ASSERT_NE(picture, nullptr) << error;
+        EXPECT_EQ(DotsPerInch(picture->Info().m_xPelsPerMeter), sides["x"]);
+        EXPECT_EQ(DotsPerInch(picture->Info().m_yPelsPerMeter), sides["y"]);
+    }
+}
+
 TEST(PageName, PutsTheNumberWhereItBelongs) {
     EXPECT_EQ(CPageName("%04d-b").ForPage(12), "0012-b");
     EXPECT_EQ(CPageName("%1d").ForPage(12), "12");

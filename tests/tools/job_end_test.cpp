@@ -9,6 +9,10 @@
 
 namespace {
 
+int CountPages(const std::string& file) {
+    return file.ends_with(".pdf") ? CountPdfPages(file) : CountTiffPages(file);
+}
+
 class JobEnd : public DeviceCommands {
   protected:
     // Until the program has said so.
@@ -39,12 +43,11 @@ TEST_F(JobEnd, EverySignalThatEndsAJobLeavesItsWholePages) {
     const struct {
         const char* file;
         int signal;
-        int (*count)(const std::string& path);
     } table[] = {
-        {"a.tif", SIGINT, CountTiffPages},
-        {"a.pdf", SIGHUP, CountPdfPages},
-        {"a.tif", SIGTERM, CountTiffPages},
-        {"a%d.png", SIGINT, nullptr},
+        {"a.tif", SIGINT},
+        {"a.pdf", SIGHUP},
+        {"a.tif", SIGTERM},
+        {"a%d.png", SIGINT},
     };
     for (const auto& row : table) {
         SCOPED_TRACE(row.file);
@@ -54,11 +57,12 @@ TEST_F(JobEnd, EverySignalThatEndsAJobLeavesItsWholePages) {
         program.Send(row.signal);
         ExpectEndsSoon(program, 130);
         EXPECT_EQ(program.Error().find("nvqscan: cancelled\n"), 0u) << program.Error();
-        const std::string file = row.count ? row.file : "a1.png";
+        const bool isNumbered = Has(row.file, "%");
+        const std::string file = isNumbered ? "a1.png" : row.file;
         EXPECT_EQ(Pages(), Names{file});
-        if (row.count) {
+        if (!isNumbered) {
             EXPECT_TRUE(Has(program.Error(), file + ": pages that are whole: 1"));
-            EXPECT_EQ(row.count(Page(file)), 1);
+            EXPECT_EQ(CountPages(Page(file)), 1);
         }
         std::filesystem::remove(Page(file));
     }
@@ -101,6 +105,90 @@ TEST_F(JobEnd, CtrlCEndsAtOnceWhereTheDriverWaits) {
     SetIni("");
     EXPECT_EQ(Run("scan --area 0,0,10,10px -o @c.png").code, 0) << "no lock is left behind";
     EXPECT_EQ(Pages(), Names{"c.png"}) << "and no file under a passing name";
+}
+
+// ---- Pages that break off
+
+TEST_F(JobEnd, APageThatBreaksOffIsKeptWhereItIsTheOnlyOne) {
+    Install();
+    SetIni("[faults]\nReadScan=2:12\n");
+    for (const char* medium : {"callback", "file"}) {
+        SCOPED_TRACE(medium);
+        const Result result =
+            Run(std::string("scan --resolution 150 -o @a.png --json --medium ") + medium);
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(Has(result.error, "page 1 broke off: the connection to the scanner failed"));
+        EXPECT_TRUE(Has(result.error, "a.png: the page is kept as far as it came"));
+        EXPECT_TRUE(Has(result.out, "\"result\":2147745799")) << result.out;  // 0x80040007
+        EXPECT_EQ(Pages(), Names{"a.png"});
+        std::filesystem::remove(Page("a.png"));
+    }
+}
+
+TEST_F(JobEnd, APageThatBreaksOffIsLeftOutOfAJobOfSeveral) {
+    SetIni("[behaviour]\nrecord=1\n");
+    Install();
+    const std::string scan = "scan --source feeder --resolution 150 --mode gray ";
+    Act("load");
+    ASSERT_EQ(Run(scan + "-q --pages 1 -o @a.tif").code, 0);
+    // Reads of a page: those of the second one begin behind as many.
+    const std::string calls = ReadText(Scanner() + "/calls.log");
+    int reads = 0;
+    for (std::size_t at = calls.find("ReadScan"); at < calls.size();
+         at = calls.find("ReadScan", at + 1))
+        ++reads;
+    const struct {
+        const char* options;
+        int fault;  // of the toolkit
+        int code;
+        const char* message;
+    } table[] = {
+        {"-o @a.tif", 100, 1, "page 2 broke off: paper is jammed in the document feeder (0x"},
+        {"-o @a.tif --medium file", 100, 1, "page 2 broke off: paper is jammed"},
+        {"-o @a.pdf", 16, 130, "nvqscan: the scan was cancelled at the scanner\n"},
+        {"-o @a%d.png", 12, 1, "page 2 broke off: the connection"},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.options);
+        SetIni("[faults]\nReadScan=" + std::to_string(reads + 2) + ":" + std::to_string(row.fault) +
+               "\n");
+        Act("load");
+        const Result result = Run(scan + row.options);
+        EXPECT_EQ(result.code, row.code);
+        EXPECT_TRUE(Has(result.error, row.message)) << result.error;
+        ASSERT_EQ(Pages().size(), 1u);
+        const std::string file = Page(Pages()[0]);
+        EXPECT_EQ(file.ends_with("f") ? CountPages(file) : 1, 1);
+        std::filesystem::remove(file);
+    }
+}
+
+// ---- Batches
+
+TEST_F(JobEnd, ABatchAsksForEachPage) {
+    Install();
+    WriteBytes(m_home / "answers", {'\n', 'q', '\n'});
+    const auto answers = [this] { dup2(open((m_home / "answers").c_str(), O_RDONLY), 0); };
+    const auto silence = [] {
+        int ends[2] = {};
+        if (pipe(ends) == 0)
+            dup2(ends[0], 0);
+    };
+    const Arguments scan = {"scan", "--area", "0,0,30,30px", "--batch", "-o", Page("a.pdf")};
+    CProgram answered(m_streams, scan, answers);
+    EXPECT_EQ(answered.Wait(), 0) << answered.Error();
+    EXPECT_EQ(CountPdfPages(Page("a.pdf")), 2);
+
+    CProgram asking(m_streams, scan, silence);
+    WaitFor(asking, "Page 2: Enter scans it");
+    asking.Send(SIGINT);
+    ExpectEndsSoon(asking, 130);
+    EXPECT_TRUE(Has(asking.Error(), "\nnvqscan: cancelled\n")) << asking.Error();
+    EXPECT_EQ(CountPdfPages(Page("a.pdf")), 1);
+
+    const Result timed = Run("scan --area 0,0,9,9px --batch=0.1 --pages 3 --start 4 -o @%d.png");
+    EXPECT_EQ(timed.code, 0) << timed.error;
+    EXPECT_EQ(Pages(), (Names{"4.png", "5.png", "6.png", "a.pdf"}));
 }
 
 // ---- Output that can't be written
@@ -165,6 +253,7 @@ TEST_F(JobEnd, WhatCantBeWrittenIsToldBeforeTheScannerMoves) {
         {"-o /dev/null --format png", 1, "/dev/null: is no regular file"},
         {"-o @no/a.png", 1, "no/a.png: can't be created: No such file"},
         {"-o /sys/a.png", 1, "/sys/a.png: can't be created: "},
+        {"-o @a.png --curves @no/c.svg", 1, "no/c.svg: can't be created: "},
         {feeder + "-o @p%d.png", 1, "p7.png: is there already; --force"},
         {feeder + "-o @p%d.png --pages 7", 1, "p7.png: is there already"},
         {feeder + "-o @" + std::string(250, 'x') + "%d.png --pages 10", 1, "10.png: the name is"},
