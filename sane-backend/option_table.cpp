@@ -187,9 +187,14 @@ OptionValue GetTone(const OptionRow&, const CScannerSettings& settings) {
 }
 ScanStatus SetTone(const OptionRow& row, CScannerSettings& settings, const OptionValue& value) {
     AutoWish automatic = settings.Automatic();
-    automatic.tone = value.text == kToneNames[kAutomatic];
-    if (ScanStatus status = settings.SetAutomatic(automatic); !status.Ok() || automatic.tone)
-        return status;
+    const bool isAutomatic = value.text == kToneNames[kAutomatic];
+    if (automatic.tone != isAutomatic) {
+        automatic.tone = isAutomatic;
+        if (ScanStatus status = settings.SetAutomatic(automatic); !status.Ok())
+            return status;
+    }
+    if (isAutomatic)
+        return {};
     return settings.SetValue(row.id, value.text == kToneNames[kByLevels]);
 }
 OptionLimits Tones(const OptionRow&, const CScannerSettings&) {

@@ -115,6 +115,7 @@ SANE_Status CScanJob::Read(SANE_Byte* bytes, std::size_t most, bool waits, std::
         }
         if (m_isFinished) {
             m_isInPage = false;
+            m_hasPage = m_pageStatus == SANE_STATUS_EOF;
             return m_pageStatus;
         }
         if (!waits)
@@ -166,8 +167,13 @@ ScanStatus CScanJob::Scan() {
 // The driver holds the scanner between two pages and doesn't hear of a cancel then, nor that no
 // more were wanted: closing the device ends its job, so that others get the scanner.
 void CScanJob::Run() {
-    SANE_Status status = Told(Scan());
-    if (m_order.usesFeeder)
+    SANE_Status status = SANE_STATUS_NO_MEM;
+    try {
+        status = Told(Scan());
+    } catch (const std::exception&) {
+        // There is no memory for the words.
+    }
+    if (m_order.endsFeederJob)
         m_device.Close();
     if (status == SANE_STATUS_CANCELLED && !m_isCancelled && m_hasNoForm)
         status = SANE_STATUS_UNSUPPORTED;

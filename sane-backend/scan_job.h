@@ -28,8 +28,8 @@ class CScanJob final : public IScanSink {
   public:
     // What the job is to do beside the device's own properties.
     struct Order {
-        int pages = 1;  // 0: all that are in the feeder
-        bool usesFeeder = false;
+        int pages = 1;               // 0: all that are in the feeder
+        bool endsFeederJob = false;  // at its end, whatever is left of it
         AutoWish automatic;
     };
 
@@ -43,7 +43,7 @@ class CScanJob final : public IScanSink {
     bool IsUnderWay() const { return m_thread.joinable(); }
     // A page has begun, and its last byte or failure hasn't been read.
     bool IsInPage() const { return m_isInPage; }
-    // A page has begun, and no other one has been asked for.
+    // A page has begun and not failed, and no other one has been asked for.
     bool HasPage() const { return m_hasPage; }
     bool IsCancelled() const { return m_isCancelled; }
 
@@ -58,7 +58,7 @@ class CScanJob final : public IScanSink {
     // Readable when there are bytes or the page's end.
     int SelectFd() const { return m_ready.Fd(); }
     // Ends the job, cancelling what is left of it; waits for the driver. The device as the job left
-    // it: closed behind a job of the feeder.
+    // it: closed if that was to end the feeder's.
     CScanDevice End();
 
     // For signal handlers too.

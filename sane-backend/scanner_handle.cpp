@@ -51,9 +51,11 @@ SANE_Status CScannerHandle::Begin() {
         return Told(status);
     if (!m_settings.HasWindow())
         return SANE_STATUS_INVAL;
+    // A sheet of which there was a preview waits for its scan.
+    const bool isPreview = m_settings.Value(WIA_DPS_PREVIEW) != 0;
     CScanJob::Order order;
-    order.usesFeeder = m_settings.UsesFeeder();
-    order.pages = order.usesFeeder ? m_settings.Pages() : 1;
+    order.endsFeederJob = m_settings.UsesFeeder() && !isPreview;
+    order.pages = order.endsFeederJob ? m_settings.Pages() : 1;
     order.automatic = automatic;
     return m_job.Start(m_settings.GiveDevice(), order);
 }
@@ -65,7 +67,8 @@ SANE_Status CScannerHandle::Start() {
         return SANE_STATUS_DEVICE_BUSY;
     const bool goesOn = m_job.HasPage() && m_settings.UsesFeeder() && !m_job.IsCancelled();
     const SANE_Status status = goesOn ? m_job.NextPage() : Begin();
-    if (status != SANE_STATUS_GOOD && status != SANE_STATUS_CANCELLED)
+    // The end of one that was cancelled may take its time.
+    if (status != SANE_STATUS_GOOD && !m_job.IsCancelled())
         EndJob();
     return status;
 }

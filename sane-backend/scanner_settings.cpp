@@ -1,7 +1,6 @@
 #include "sane-backend/scanner_settings.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <utility>
 
@@ -69,6 +68,12 @@ ScanStatus CScannerSettings::Open() {
     if (!status.Ok())
         m_device.Close();
     return status;
+}
+
+// A new item has the defaults in place of what was found.
+ScanStatus CScannerSettings::OpenAnew() {
+    m_device.Close();
+    return Open();
 }
 
 void CScannerSettings::TakeDevice(CScanDevice device) {
@@ -226,9 +231,7 @@ ScanStatus CScannerSettings::SetValue(PROPID id, LONG value) {
 
 ScanStatus CScannerSettings::SetAutomatic(const AutoWish& automatic) {
     m_asked.automatic = automatic;
-    // A new item has the defaults in place of what was found.
-    m_device.Close();
-    return Open();
+    return OpenAnew();
 }
 
 // Each side goes to the nearest pixel by itself: programs tell the far ones from what was made of

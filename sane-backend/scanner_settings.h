@@ -22,6 +22,8 @@ class CScannerSettings {
 
     // Opens the scanner, unless it is open; what was asked for before is written again.
     ScanStatus Open();
+    // The same, and forgets what an automatic exposure has found.
+    ScanStatus OpenAnew();
     const std::string& Number() const { return m_number; }
 
     // ---- As they are. The properties stand still while a scan has the device.
@@ -53,7 +55,6 @@ class CScannerSettings {
     ScanStatus SetSide(Side side, double millimeters);
     // A property of the root or the scanned item that is a plain number.
     ScanStatus SetValue(PROPID id, LONG value);
-    // What an earlier scan has found by itself is forgotten.
     ScanStatus SetAutomatic(const AutoWish& automatic);
     void SetPages(int pages) { m_asked.pages = pages; }
 

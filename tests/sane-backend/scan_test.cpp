@@ -53,6 +53,24 @@ TEST_F(SaneScan, GivesAPageOfTheFeederAStartAndEndsWithNoDocuments) {
     EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_NO_DOCS);
 }
 
+TEST_F(SaneScan, ASheetOfWhichThereWasAPreviewWaitsForItsScan) {
+    LoadSheets(2);
+    SetText(SANE_NAME_SCAN_SOURCE, "ADF");
+    SetPixels(64, 60);
+    for (const int side : {0, 2}) {
+        SetWord(SANE_NAME_PREVIEW, SANE_TRUE);
+        ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+        ExpectPage(m_sides[static_cast<std::size_t>(side)], 24, 60);
+        EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_NO_DOCS) << "it would come again and again";
+        sane_cancel(m_scanner);
+        SetWord(SANE_NAME_PREVIEW, SANE_FALSE);
+        ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+        ExpectPage(m_sides[static_cast<std::size_t>(side)], 24, 60);
+    }
+    EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_NO_DOCS);
+    EXPECT_EQ(State().feeds, 2u);
+}
+
 // The job ends, and the scanner is others': also when the program does nothing more.
 TEST_F(SaneScan, ACancelBetweenTwoPagesGivesTheScannerBack) {
     LoadSheets(2);
@@ -214,6 +232,12 @@ TEST_F(SaneScan, APageThatBreaksOffEndsWithTheReasonBehindItsLastLine) {
     Act("load");
     ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
     ExpectPage(m_sides[0], 24, 60);
+    // The scanner is gone in the middle of a page.
+    SetText(SANE_NAME_SCAN_SOURCE, "Flatbed");
+    SetIni("[faults]\nReadScan=2+:12\n");
+    ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
+    EXPECT_EQ(ReadRest(bytes), SANE_STATUS_IO_ERROR);
+    SetIni({});
 }
 
 TEST_F(SaneScan, SeveralHandlesGoTheirOwnWaysAndNoneNeedsToBeClosed) {
