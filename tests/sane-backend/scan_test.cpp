@@ -234,6 +234,7 @@ TEST_F(SaneScan, APageThatBreaksOffEndsWithTheReasonBehindItsLastLine) {
     ExpectPage(m_sides[0], 24, 60);
     // The scanner is gone in the middle of a page.
     SetText(SANE_NAME_SCAN_SOURCE, "Flatbed");
+    SetMm(SANE_NAME_SCAN_BR_Y, 297);
     SetIni("[faults]\nReadScan=2+:12\n");
     ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
     EXPECT_EQ(ReadRest(bytes), SANE_STATUS_IO_ERROR);
