@@ -22,6 +22,7 @@ void CScannerHandle::EndJob() {
 // next start begins another one with the sheets that are left.
 SANE_Status CScannerHandle::Control(SANE_Int option, SANE_Action action, void* value,
                                     SANE_Int* info) {
+    m_isStopped = false;
     SANE_Int told = 0;
     SANE_Status status = SANE_STATUS_INVAL;
     if (action == SANE_ACTION_GET_VALUE) {
@@ -63,6 +64,7 @@ SANE_Status CScannerHandle::Begin() {
 // A job of the feeder goes on as long as it isn't cancelled and has pages. Its end ends it, so that
 // the start behind that looks into the feeder anew.
 SANE_Status CScannerHandle::Start() {
+    m_isStopped = false;
     if (m_job.IsInPage() && !m_job.IsCancelled())
         return SANE_STATUS_DEVICE_BUSY;
     const bool goesOn = m_job.HasPage() && m_settings.UsesFeeder() && !m_job.IsCancelled();

@@ -9,7 +9,8 @@
 // One thread at a time; Cancel is for signal handlers too.
 class CScannerHandle {
   public:
-    explicit CScannerHandle(const std::string& number) : m_settings(number), m_sensors(number) {}
+    explicit CScannerHandle(const std::string& number)
+        : m_settings(number, &m_isStopped), m_sensors(number) {}
 
     SANE_Status Open();
 
@@ -20,7 +21,10 @@ class CScannerHandle {
     SANE_Parameters Parameters();
     SANE_Status Start();
     SANE_Status Read(SANE_Byte* bytes, SANE_Int most, SANE_Int& read);
-    void Cancel() { m_job.Cancel(); }
+    void Cancel() {
+        m_isStopped = true;
+        m_job.Cancel();
+    }
     SANE_Status SetIoMode(bool isNonBlocking);
     SANE_Status SelectFd(SANE_Int& fd) const;
 
@@ -29,6 +33,7 @@ class CScannerHandle {
     void EndJob();
     SANE_Status Begin();
 
+    std::atomic<bool> m_isStopped = false;  // an operation under way is not to wait any more
     CScannerSettings m_settings;
     CSensors m_sensors;
     std::unique_ptr<COptions> m_options;

@@ -46,9 +46,9 @@ LONG Nearest(const ScanProperty* property, LONG value) {
 
 }  // namespace
 
-CScannerSettings::CScannerSettings(std::string number)
+CScannerSettings::CScannerSettings(std::string number, const std::atomic<bool>* cancel)
     : m_number(std::move(number)),
-      m_client([](const std::string& line) { Debug(EDebug::Notes, line); }) {}
+      m_client([](const std::string& line) { Debug(EDebug::Notes, line); }, cancel) {}
 
 ScanStatus CScannerSettings::Open() {
     if (m_device.IsOpen())

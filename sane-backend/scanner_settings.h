@@ -18,7 +18,8 @@ class CScannerSettings {
     // The window's sides, in the order of their options.
     enum Side { kLeft, kTop, kRight, kBottom, kSides };
 
-    explicit CScannerSettings(std::string number);
+    // `cancel` ends waits for the scanner; it must live as long as this.
+    CScannerSettings(std::string number, const std::atomic<bool>* cancel);
 
     // Opens the scanner, unless it is open; what was asked for before is written again.
     ScanStatus Open();
