@@ -99,7 +99,7 @@ struct IOstrelDevice : IUnknown {
     virtual HRESULT LampOn(DWORD session, DWORD* error) = 0;
     virtual HRESULT Reserved1() = 0;
     virtual HRESULT GetDeviceCapabilities(DWORD session, OstrelDeviceCaps* caps, DWORD* error) = 0;
-    // How the device would carry the parameters out.
+    // How the device would carry the parameters out. At every change of a setting.
     virtual HRESULT GetScanSetup(DWORD session, const OstrelScanParams* params,
                                  OstrelScanSetup* setup, DWORD* error) = 0;
     // For the parameters given last. May take long.
@@ -107,7 +107,8 @@ struct IOstrelDevice : IUnknown {
     // Once, when all capabilities have been read.
     virtual HRESULT FinishOpen(DWORD session, DWORD* error) = 0;
     virtual HRESULT StartScan(DWORD session, const OstrelScanParams* params, DWORD* error) = 0;
-    // Each table has `bytes` bytes.
+    // Behind each GetScanSetup, for the next start. Each table has `bytes` bytes, as the device's
+    // record tells their sizes. There is no scan without.
     virtual HRESULT SetTonemap(DWORD session, DWORD bytes, const void* red, const void* green,
                                const void* blue, DWORD* error) = 0;
     // Once, ahead of the first ReadScan.
@@ -115,7 +116,8 @@ struct IOstrelDevice : IUnknown {
     // Behind the last read of a page, also of a cancelled one; harmless when no scan has begun.
     virtual HRESULT EndScan(DWORD session, DWORD* error) = 0;
     virtual HRESULT Reserved2() = 0;
-    // Blocks until data are there.
+    // Whole lines, at least one: blocks until it is there. Less is a failure, unless the status
+    // tells the end of the medium.
     virtual HRESULT ReadScan(DWORD session, void* buffer, DWORD bytesWanted, DWORD* bytesRead,
                              DWORD* status) = 0;
 

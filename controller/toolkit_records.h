@@ -80,11 +80,11 @@ struct OstrelDeviceCaps {
     WORD channelFlags;  // bits 0 to 2: channels 2 to 4, bit 3: channel 1, bit 4: channel 5
     WORD wPaperPath;    // 1: only a feeder, no flatbed
     WORD unused60;
-    BYTE colorDepths[kOstrelDepths];  // bits a sample, ascending, ends with a zero unless full
+    BYTE colorDepths[kOstrelDepths];  // bits a sample, ascending, 8 among them; a zero ends them
     BYTE grayDepths[kOstrelDepths];
     WORD unused78;
-    DWORD tonemapLength;    // entries of a tone map
-    DWORD tonemapMaxValue;  // largest entry
+    DWORD tonemapLength;    // entries of a tone map, a power of two up to 65536
+    DWORD tonemapMaxValue;  // largest entry, one below such a power
     WORD tonemapEntrySize;  // bytes of an entry, 1 or 2
     WORD deviceGrayLimit;   // highest resolution of channel 5; 0: no limit
     BYTE unused92[32];

@@ -312,6 +312,23 @@ TEST_F(Scans, ThatBreakOffInMidPageTellWhy) {
     EXPECT_EQ(Number(QL_PROP_PAGE_RESULT, "Root"), S_OK);
 }
 
+// The device has lines ahead when the button is pressed, but not all of them.
+TEST_F(Scans, EndByTheScannersOwnButton) {
+    OpenWith(RandomPicture(2550, 100));
+    SetWindow(300, 300, 0, 0, 2550, 1000);
+    for (const LONG medium : {TYMED_CALLBACK, TYMED_FILE}) {
+        UseMedium(medium);
+        CPages pages;
+        pages.m_onCall = [&] {
+            if (pages.m_calls == 3)
+                Act("cancel");
+        };
+        EXPECT_EQ(Scan(pages).code, kCancelledAtScanner);
+        EXPECT_EQ(pages.m_pages.at(0).page.result, kCancelledAtScanner);
+        EXPECT_EQ(std::filesystem::remove(pages.PageFile(1)), medium == TYMED_FILE);
+    }
+}
+
 TEST_F(Scans, AreRefusedAtTheDoorForNonsense) {
     Install(Options());
     ComPtr<IWiaMiniDrv> driver;
