@@ -21,6 +21,7 @@ configure_file(cmake/nvqdrv.pc.in nvqdrv.pc @ONLY)
 file(GLOB platform_headers CONFIGURE_DEPENDS platform/*.h)
 install(FILES controller/toolkit.h controller/toolkit_records.h
   DESTINATION ${headers_dir}/controller COMPONENT dev)
+install(FILES cmake/module.map DESTINATION ${headers_dir} COMPONENT dev)
 install(FILES ${platform_headers} DESTINATION ${headers_dir}/platform COMPONENT dev)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/nvqdrv.pc DESTINATION ${pc_dir} COMPONENT dev)
 install(DIRECTORY docs/examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
