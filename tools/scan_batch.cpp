@@ -7,9 +7,11 @@
 #include "tools/console.h"
 #include "tools/interrupt_watch.h"
 
-// Ctrl-C ends the program out of the reading.
+// Ctrl-C ends the program out of the reading; a terminal that goes ends the input too.
 BatchWish AskForNextPage(int page) {
     const auto answer = AskLine("Page " + std::to_string(page) + ": Enter scans it, q ends: ");
+    if (WasInterrupted())
+        return BatchWish::Cancelled;
     const bool isNext = answer && !answer->starts_with('q') && !answer->starts_with('Q');
     return isNext ? BatchWish::Next : BatchWish::Done;
 }

@@ -59,7 +59,7 @@ int Conclude(const ScanStatus& status, CPageFiles& files) {
     else if (status.code == kCancelledAtScanner)
         code = Complain(ResultText(status.code), kExitCancelled);
     else
-        Complain(files.BrokenOff().Ok() ? status : files.BrokenOff());
+        code = Complain(files.BrokenOff().Ok() ? status : files.BrokenOff());
     files.TellKept();
     return code;
 }
