@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 
 #include <CLI/CLI.hpp>
 
@@ -54,13 +55,17 @@ std::string ValueWord(const std::string& type, bool isChoice) {
 }
 
 // The names of options that this one goes with or without, as far as the text doesn't tell them.
-void AddOthers(std::vector<std::string>& notes, const char* how, const std::string& text,
+void AddOthers(std::vector<std::string>& notes, const std::string& how, const std::string& text,
                const std::set<CLI::Option*>& others) {
+    std::vector<std::string> names;
     for (const CLI::Option* other : others) {
         const std::string name = other->get_name();
         if (!name.empty() && !IsNamedIn(text, name))
-            notes.push_back(how + name);
+            names.push_back(name);
     }
+    std::sort(names.begin(), names.end());  // the set goes by addresses
+    if (!names.empty())
+        notes.push_back(how + CLI::detail::join(names, ", "));
 }
 
 std::string NotesOf(const CLI::Option& option, const COptionFacts& facts, bool isChoice) {
