@@ -27,10 +27,10 @@ CLI::Option* AddOutputOptions(CLI::App& sub, COutputOptions& options, const std:
                     ->default_str("g4 for these, else deflate in TIFF, jpeg in PDF files"),
                 kCompressions);
     sub.add_option("--quality", options.m_picture.m_quality,
-                   "Of JPEG files, and of PDF files packed by jpeg; the higher, the larger")
+                   "Quality of JPEG files, and of PDF files packed by jpeg; the higher, the larger")
         ->check(CLI::Range(1, 100))
         ->default_str("90");
-    sub.add_option("--title", options.m_picture.m_title, "Of a PDF document")
+    sub.add_option("--title", options.m_picture.m_title, "Title of a PDF document")
         ->type_name("TEXT")
         ->default_str("the file's name without its ending");
     return output;
