@@ -6,6 +6,7 @@
 #include "controller/nv_scan.h"
 #include "diag/function_trace.h"
 #include "platform/com.h"
+#include "platform/told_lines.h"
 #include "profile/profile_container.h"
 
 namespace {
@@ -296,6 +297,9 @@ bool CNVScan::ReadDeviceProfile() {
         m_hwProfileSize == 0)
         return false;
     if (m_hwProfileSize >= kProfileTextSize) {
+        TellWarning(
+            "the profile in the scanner has more than 9999 bytes of text; the built-in one "
+            "is used");
         if (m_pLog)
             m_pLog->Format(kLogInformation, "initDriver: profile of %u bytes refused",
                            m_hwProfileSize);

@@ -1,7 +1,8 @@
 #include "frame/attrib_ids.h"
 
 #include <algorithm>
-#include <cctype>
+
+#include "platform/text.h"
 
 namespace {
 
@@ -21,12 +22,6 @@ static_assert(std::is_sorted(std::begin(kAttribs), std::end(kAttribs),
                              }));
 
 constexpr std::string_view kPrefix = "QL_ATTR_";
-
-bool EqualNoCase(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-        return std::toupper(x) == std::toupper(y);
-    });
-}
 
 }  // namespace
 

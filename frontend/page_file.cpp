@@ -9,6 +9,7 @@
 #include "platform/bitmap_headers.h"
 #include "platform/bitmap_white.h"
 #include "platform/known_folders.h"
+#include "platform/told_lines.h"
 
 namespace {
 
@@ -38,11 +39,15 @@ constexpr bool (*kTempFolders[])(char (&folder)[MAX_PATH]) = {&FindApplicationDa
 
 // False, and an empty name, when no folder takes a file.
 bool MakeTempName(char (&name)[MAX_PATH]) {
+    std::string cause;
     for (const auto find : kTempFolders) {
+        const CToldLines told;  // of a folder that the next one stands in for
         char folder[MAX_PATH] = "";
         if (find(folder) && GetTempFileNameA(folder, kTempPrefix, 0, name) != 0)
             return true;
+        cause = told.Cause();
     }
+    TellCause(cause);
     name[0] = '\0';
     return false;
 }

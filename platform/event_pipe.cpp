@@ -18,6 +18,25 @@ bool IsPipe(const struct stat& status) {
     return S_ISFIFO(status.st_mode);
 }
 
+// Without a reader, opening fails instead of waiting for one. None with an error number.
+platform::UniqueFd OpenToSend(LPCSTR name) {
+    if (!name) {
+        platform::Fail(ERROR_INVALID_PARAMETER);
+        return {};
+    }
+    platform::UniqueFd pipe(open(name, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat status = {};
+    if (!pipe && errno == ENXIO)
+        platform::Fail(ERROR_BROKEN_PIPE);
+    else if (!pipe || fstat(pipe.Get(), &status) != 0)
+        platform::FailErrno();
+    else if (!IsPipe(status))
+        platform::Fail(ERROR_ALREADY_EXISTS);
+    else
+        return pipe;
+    return {};
+}
+
 }  // namespace
 
 BOOL MakeEventPipe(LPCSTR name) {
@@ -34,18 +53,14 @@ BOOL MakeEventPipe(LPCSTR name) {
     return IsPipe(status) ? TRUE : platform::Fail(ERROR_ALREADY_EXISTS);
 }
 
+BOOL HasEventListener(LPCSTR name) {
+    return OpenToSend(name) ? TRUE : FALSE;
+}
+
 BOOL SendEventByte(LPCSTR name, BYTE value) {
-    if (!name)
-        return platform::Fail(ERROR_INVALID_PARAMETER);
-    // Without a reader, opening fails instead of waiting for one.
-    const platform::UniqueFd pipe(open(name, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    const platform::UniqueFd pipe = OpenToSend(name);
     if (!pipe)
-        return errno == ENXIO ? platform::Fail(ERROR_BROKEN_PIPE) : platform::FailErrno();
-    struct stat status = {};
-    if (fstat(pipe.Get(), &status) != 0)
-        return platform::FailErrno();
-    if (!IsPipe(status))
-        return platform::Fail(ERROR_ALREADY_EXISTS);
+        return FALSE;
     // With an end of our own to read, a listener that leaves now is no fatal signal.
     const platform::UniqueFd kept(open(name, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (!kept)

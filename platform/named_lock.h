@@ -19,6 +19,8 @@ class CNamedLock {
     CNamedLock& operator=(const CNamedLock&) = delete;
 
     bool IsHeld() const { return m_held; }
+    // Not to be had by anybody, rather than another's: the last error and the told lines say why.
+    bool IsFaulty() const { return !m_semaphore; }
 
   private:
     const CHandle m_semaphore;

@@ -5,11 +5,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
 
 #include "platform/files.h"
 #include "platform/internal/system_error.h"
 #include "platform/internal/temp_path.h"
 #include "platform/internal/unique_fd.h"
+#include "platform/told_lines.h"
 
 using platform::Contained;
 using platform::Fail;
@@ -54,8 +56,10 @@ UINT MakeTempFile(const std::string& folder, const char* prefix, std::string& na
         if (made)
             return number;
         if (errno != EEXIST) {
-            platform::Fail(errno == ENOENT ? ERROR_PATH_NOT_FOUND
-                                           : platform::ErrorFromErrno(errno));
+            const int error = errno;
+            TellCause(platform::TempFolderCause(
+                "the folder for temporary files, " + folder + ", can't be used", error));
+            Fail(error == ENOENT ? ERROR_PATH_NOT_FOUND : platform::ErrorFromErrno(error));
             return 0;
         }
     }
@@ -68,6 +72,11 @@ UINT MakeTempFile(const std::string& folder, const char* prefix, std::string& na
 std::string platform::TempPath() {
     const char* folder = std::getenv("TMPDIR");
     return WithSlash(folder && *folder ? folder : "/tmp");
+}
+
+std::string platform::TempFolderCause(const std::string& what, int error) {
+    return what + ": " + std::generic_category().message(error) +
+           "; set TMPDIR to a folder that has room and can be written";
 }
 
 DWORD GetTempPathA(DWORD size, LPSTR buffer) {

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "platform/internal/text_file.h"
 #include "platform/internal/utf.h"
 
 std::u16string WideFromText(std::string_view text) {
@@ -34,6 +35,10 @@ TaskText MakeTaskText(std::u16string_view text) {
 BSTR BstrFromText(std::string_view text) {
     const std::u16string wide = WideFromText(text);
     return SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
+}
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+    return platform::CompareNames(a, b) == 0;
 }
 
 std::string GuidText(REFGUID guid) {

@@ -27,6 +27,9 @@ TaskText MakeTaskText(std::u16string_view text);
 // The same for a receiver who frees it, and who takes null for want of memory.
 BSTR BstrFromText(std::string_view text);
 
+// Texts that differ in upper and lower case of the letters A to Z only by looks.
+bool EqualNoCase(std::string_view a, std::string_view b);
+
 // Identifiers in their registry form, "{00000000-0000-0000-C000-000000000046}".
 std::string GuidText(REFGUID guid);
 // False, and a zero identifier, for anything that isn't the text of one.

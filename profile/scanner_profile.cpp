@@ -4,12 +4,14 @@
 #include <cstring>
 #include <initializer_list>
 #include <new>
+#include <string>
 #include <utility>
 
 #include "platform/files.h"
 #include "platform/known_folders.h"
 #include "platform/registry_key.h"
 #include "platform/resources.h"
+#include "platform/told_lines.h"
 #include "profile/builtin_profile.h"
 #include "profile/profile_lines.h"
 
@@ -171,9 +173,11 @@ CScannerProfile::TextBuffer CScannerProfile::ReadProfileAt(const char* path) con
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
         const DWORD error = GetLastError();
-        Log(error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND
-                ? "CScannerProfile::CScannerProfile !PathFileExists"
-                : "CScannerProfile::CScannerProfile !fScanProf");
+        const bool isThere = error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND;
+        Log(isThere ? "CScannerProfile::CScannerProfile !fScanProf"
+                    : "CScannerProfile::CScannerProfile !PathFileExists");
+        if (isThere)
+            Warn(path, "can't be read; the built-in profile is used");
         return nullptr;
     }
     TextBuffer text = MakeBuffer();
@@ -183,8 +187,24 @@ CScannerProfile::TextBuffer CScannerProfile::ReadProfileAt(const char* path) con
     }
     ProfileTree tree;
     ProfileHeader header;
-    ReadProfileFile(tree, file, text.get(), kProfileTextSize, &header);
+    const ProfileStatus status = ReadProfileFile(tree, file, text.get(), kProfileTextSize, &header);
+    if (header.m_textLength >= kProfileTextSize)
+        Warn(path, "has more than 9999 bytes of text; the built-in profile is used");
+    else if (status == ProfileStatus::NoMagic)
+        Warn(path, "is no packed profile; plain values are used in place of its tables");
+    else if (status != ProfileStatus::Whole)
+        Warn(path,
+             "is damaged; the tables ahead of the fault are used, and plain values for others");
     return Checked(std::move(text), header);
+}
+
+void CScannerProfile::Warn(const char* path, const char* what) {
+    try {
+        TellWarning("the scanner's profile " + std::string(path) + ' ' + what +
+                    "; nvqscan profile check tells more");
+    } catch (const std::exception&) {
+        // Without memory there are other worries.
+    }
 }
 
 // The module may carry profiles by name for single models; all others share the numbered one.

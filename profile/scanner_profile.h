@@ -77,6 +77,8 @@ class CScannerProfile {
     TextBuffer ReadProfileAt(const char* path) const;
     TextBuffer ReadResource(const char* profileName) const;
     TextBuffer Checked(TextBuffer text, const ProfileHeader& header) const;
+    // A file that was passed over would show in no way.
+    static void Warn(const char* path, const char* what);
     // Lets a source replace the text, and logs `line`, unless its version forbids it.
     void Merge(TextBuffer source, const char* line);
     void Log(const char* line) const;

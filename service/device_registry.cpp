@@ -1,6 +1,7 @@
 #include "service/device_registry.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "platform/text.h"
 
@@ -45,6 +46,31 @@ InstalledDevice ReadDevice(const CRegistryKey& key, const std::string& number) {
     return device;
 }
 
+// As somebody writes a number by hand: "0" or "00000" for "0000".
+bool IsNumber(const std::string& text, const std::string& number) {
+    const auto significant = [](const std::string& digits) {
+        const std::size_t first = digits.find_first_not_of('0');
+        return first == std::string::npos ? std::string() : digits.substr(first);
+    };
+    return text.find_first_not_of("0123456789") == std::string::npos &&
+           significant(text) == significant(number);
+}
+
+// Ways in which a text may mean a device; the first counts in which it means any. Numbers and
+// identifiers belong to one device; a name or port may be several devices'.
+constexpr bool (*kWaysToMean[])(const InstalledDevice& device, const std::string& which) = {
+    [](const InstalledDevice& device, const std::string& which) {
+        return device.number == which || device.id == which;
+    },
+    [](const InstalledDevice& device, const std::string& which) {
+        return device.name == which || device.port == which;
+    },
+    [](const InstalledDevice& device, const std::string& which) {
+        return IsNumber(which, device.number) || EqualNoCase(device.name, which) ||
+               EqualNoCase(device.id, which);
+    },
+};
+
 }  // namespace
 
 std::string DeviceKeyPath(const std::string& number) {
@@ -54,11 +80,15 @@ std::string DeviceKeyPath(const std::string& number) {
 ScanStatus ListInstalled(std::vector<InstalledDevice>& devices) {
     devices.clear();
     CRegistryKey all;
-    LONG error = all.Open(HKEY_LOCAL_MACHINE, kDevicesKey);
-    if (error == ERROR_FILE_NOT_FOUND)
-        return {};
+    LONG error = ERROR_SUCCESS;
+    ScanStatus status = Explained([&]() -> ScanStatus {
+        error = all.Open(HKEY_LOCAL_MACHINE, kDevicesKey);
+        return error == ERROR_FILE_NOT_FOUND
+                   ? ScanStatus{}
+                   : StatusOf(ResultFromError(error), "the list of devices");
+    });
     if (error != ERROR_SUCCESS)
-        return StatusOf(ResultFromError(error), "the list of devices");
+        return status;
     std::vector<std::string> numbers = all.Subkeys();
     std::sort(numbers.begin(), numbers.end());
     for (const std::string& number : numbers) {
@@ -70,7 +100,6 @@ ScanStatus ListInstalled(std::vector<InstalledDevice>& devices) {
     return {};
 }
 
-// Numbers and identifiers belong to one device; a name or port may be several devices'.
 ScanStatus FindInstalled(const std::vector<InstalledDevice>& devices, const std::string& which,
                          InstalledDevice& device) {
     if (devices.empty())
@@ -79,22 +108,26 @@ ScanStatus FindInstalled(const std::vector<InstalledDevice>& devices, const std:
         device = devices.front();
         return {};
     }
-    std::vector<const InstalledDevice*> named;
-    for (const InstalledDevice& known : devices) {
-        if (known.number == which || known.id == which) {
-            device = known;
+    for (const auto means : kWaysToMean) {
+        std::vector<const InstalledDevice*> meant;
+        for (const InstalledDevice& known : devices) {
+            if (means(known, which))
+                meant.push_back(&known);
+        }
+        if (meant.size() == 1) {
+            device = *meant.front();
             return {};
         }
-        if (known.name == which || known.port == which)
-            named.push_back(&known);
+        if (!meant.empty())
+            return {E_INVALIDARG,
+                    "several devices are called \"" + which + "\"; tell the number of one"};
     }
-    if (named.size() == 1) {
-        device = *named.front();
-        return {};
-    }
-    return {E_INVALIDARG,
-            named.empty() ? "there is no device \"" + which + '"'
-                          : "several devices are called \"" + which + "\"; tell the number of one"};
+    return {E_INVALIDARG, "there is no device \"" + which + '"'};
+}
+
+bool Means(const InstalledDevice& device, const std::string& which) {
+    return std::any_of(std::begin(kWaysToMean), std::end(kWaysToMean),
+                       [&](const auto means) { return means(device, which); });
 }
 
 std::vector<DeviceEvent> ListEvents(const std::string& number) {

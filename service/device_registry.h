@@ -50,9 +50,13 @@ std::string DeviceKeyPath(const std::string& number);
 ScanStatus ListInstalled(std::vector<InstalledDevice>& devices);
 
 // The one that `which` means: its number, identifier, port or name; the first of all for an empty
-// text. A name must belong to one device alone.
+// text. Where none is written so, numbers without their zeros and names in other letters count. It
+// must mean one device alone.
 ScanStatus FindInstalled(const std::vector<InstalledDevice>& devices, const std::string& which,
                          InstalledDevice& device);
+
+// Whether FindInstalled could mean it by that.
+bool Means(const InstalledDevice& device, const std::string& which);
 
 // The events that have an identifier, in the order of the registry.
 std::vector<DeviceEvent> ListEvents(const std::string& number);

@@ -22,19 +22,19 @@ std::string ProductKey(const std::string& installClass) {
     return "Software\\Norvane\\Lumetra\\" + installClass;
 }
 
-// One program at a time installs or removes.
-class CInstallLock {
-  public:
-    ScanStatus Status() const {
-        return m_lock.IsHeld()
-                   ? ScanStatus{}
-                   : ScanStatus{E_FAIL, "another program is installing a device just now"};
-    }
-
-  private:
-    static constexpr DWORD kPatience = 30000;  // milliseconds
-    const CNamedLock m_lock{"nvqdrv-install", kPatience};
-};
+// One program at a time installs or removes; others wait for it.
+ScanStatus UnderInstallLock(const std::function<ScanStatus()>& operation) {
+    return Explained([&]() -> ScanStatus {
+        constexpr DWORD kPatience = 60000;  // milliseconds
+        const CNamedLock lock("nvqdrv-install", kPatience);
+        if (lock.IsFaulty())
+            return StatusOf(ResultFromError(static_cast<LONG>(GetLastError())), "installing");
+        return lock.IsHeld()
+                   ? operation()
+                   : ScanStatus{E_FAIL,
+                                "another program has been installing a device for a minute"};
+    });
+}
 
 // ---- Modules
 
@@ -141,22 +141,40 @@ std::string FreeNumber(const std::vector<InstalledDevice>& devices) {
     return {};
 }
 
+// Lists show it in one line.
+bool IsOneLine(const std::string& text) {
+    constexpr unsigned char kDelete = 0x7F;
+    return std::none_of(text.begin(), text.end(), [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte < ' ' || byte == kDelete;
+    });
+}
+
+// What can be refused before anything is made for the device, its name too if it has one already.
+ScanStatus CheckWish(const InstallOptions& options, const std::vector<InstalledDevice>& devices) {
+    // The driver asks the toolkit for it by that identifier, at every start.
+    if (options.ioType == kNetwork && options.networkDeviceId.empty())
+        return {E_INVALIDARG, "a scanner in the network needs its network identifier"};
+    if (!IsOneLine(options.name) || !IsOneLine(options.port) || !IsOneLine(options.vendor))
+        return {E_INVALIDARG,
+                "a device's name, maker and port are one line each, without control characters"};
+    for (const InstalledDevice& known : devices) {
+        if (!options.name.empty() && Means(known, options.name))
+            return {E_INVALIDARG, '"' + options.name + "\" means " + known.name + " (" +
+                                      known.number + ") already; tell another name"};
+        if (!options.port.empty() && known.port == options.port)
+            return {E_INVALIDARG, known.name + " (" + known.number + ") is installed at the port " +
+                                      options.port + " already"};
+    }
+    return {};
+}
+
 // Before anything is written or registered.
 ScanStatus CheckOptions(const InstallOptions& options,
                         const std::vector<InstalledDevice>& devices) {
     if (options.name.empty() || options.port.empty())
         return {E_INVALIDARG, "a device needs a name and a port"};
-    // The driver asks the toolkit for it by that identifier, at every start.
-    if (options.ioType == kNetwork && options.networkDeviceId.empty())
-        return {E_INVALIDARG, options.name +
-                                  ": a scanner in the network needs its network "
-                                  "identifier"};
-    for (const InstalledDevice& known : devices) {
-        if (known.port == options.port)
-            return {E_INVALIDARG, known.name + " (" + known.number + ") is installed at the port " +
-                                      options.port + " already"};
-    }
-    return {};
+    return CheckWish(options, devices);
 }
 
 // ---- Removal
@@ -253,12 +271,17 @@ void DropUnusedModules(const InstallOptions& options, const InstalledModules& mo
 }
 
 // Under the lock. A device that can't be written whole is taken out again.
-ScanStatus Install(const InstallOptions& options, InstalledDevice* installed) {
+ScanStatus Install(InstallOptions options, InstalledDevice* installed,
+                   const InstallPreparation& prepare) {
     std::vector<InstalledDevice> devices;
     ScanStatus status = ListInstalled(devices);
     if (status.Ok())
+        status = CheckWish(options, devices);
+    if (status.Ok() && prepare)
+        status = prepare(devices, options);
+    if (status.code == S_OK)
         status = CheckOptions(options, devices);
-    if (!status.Ok())
+    if (status.code != S_OK)
         return status;
     InstalledModules modules;
     status = RegisterModules(options, modules);
@@ -299,21 +322,19 @@ std::vector<InstallEvent> DefaultEvents() {
     };
 }
 
-ScanStatus InstallDevice(const InstallOptions& options, InstalledDevice* device) {
-    const CInstallLock lock;
-    ScanStatus status = lock.Status();
-    return status.Ok() ? Install(options, device) : status;
+ScanStatus InstallDevice(const InstallOptions& options, InstalledDevice* device,
+                         const InstallPreparation& prepare) {
+    return UnderInstallLock([&] { return Install(options, device, prepare); });
 }
 
 ScanStatus UninstallDevice(const std::string& which) {
-    const CInstallLock lock;
-    ScanStatus status = lock.Status();
-    std::vector<InstalledDevice> devices;
-    if (status.Ok())
-        status = ListInstalled(devices);
-    InstalledDevice device;
-    if (status.Ok())
-        status = which.empty() ? ScanStatus{E_INVALIDARG, "tell which device is to be removed"}
-                               : FindInstalled(devices, which, device);
-    return status.Ok() ? RemoveDevice(device) : status;
+    return UnderInstallLock([&] {
+        std::vector<InstalledDevice> devices;
+        ScanStatus status = ListInstalled(devices);
+        InstalledDevice device;
+        if (status.Ok())
+            status = which.empty() ? ScanStatus{E_INVALIDARG, "tell which device is to be removed"}
+                                   : FindInstalled(devices, which, device);
+        return status.Ok() ? RemoveDevice(device) : status;
+    });
 }

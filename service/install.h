@@ -1,6 +1,7 @@
 // Installing and removing devices: what an installer writes into the registry.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -39,10 +40,18 @@ struct InstallOptions {
     bool instantLamp = false;  // the lamp setting that a new device gets
 };
 
+// What an installer makes before it installs, such as the port, while nobody else does. It gets the
+// devices that are there, and may change the options; S_FALSE means that nothing is to be
+// installed.
+using InstallPreparation =
+    std::function<ScanStatus(const std::vector<InstalledDevice>& devices, InstallOptions& options)>;
+
 // Registers driver and toolkit through their modules and writes the device's key. Nothing of the
-// device stays in the registry when it fails. A port that another device has is refused, and so is
-// a device in the network without its identifier.
-ScanStatus InstallDevice(const InstallOptions& options, InstalledDevice* device = nullptr);
+// device stays in the registry when it fails. A port or a name that another device has is refused,
+// and so are a name of several lines and a device in the network without its identifier. Programs
+// that install at once wait for each other, for a minute at most.
+ScanStatus InstallDevice(const InstallOptions& options, InstalledDevice* device = nullptr,
+                         const InstallPreparation& prepare = {});
 
 // Removes the device's key, and the modules' registration with the last device that needs it.
 // `which` as for FindInstalled, but never empty.

@@ -8,9 +8,9 @@ namespace {
 
 // What may be thrown in here is a want of memory, or a receiver's own fault.
 template <class Body>
-ScanStatus Guarded(Body body) {
+ScanStatus Guarded(const Notice& notice, Body body) {
     try {
-        return body();
+        return Explained(body, notice);
     } catch (const std::exception& failure) {
         return {E_OUTOFMEMORY, failure.what()};
     }
@@ -23,9 +23,9 @@ ScanStatus NotOpen() {
 // An operation on an open device, whose client hears of its waits and may end them.
 template <class Body>
 ScanStatus OnSession(const std::shared_ptr<CDeviceSession>& session, Body body) {
-    return Guarded([&] {
-        if (!session)
-            return NotOpen();
+    if (!session)
+        return NotOpen();
+    return Guarded(session->Caller().notice, [&] {
         CCallerWatch watch(session->Caller(), {session->Caller().cancel});
         return watch.Result(body(*session), StatusOf(kCancelledWait, session->Device().name));
     });
@@ -90,9 +90,7 @@ ScanStatus CScanDevice::Scan(const std::string& item, const ScanOptions& options
                              int* scanned) {
     const auto session = m_session;  // lives through a sink that closes the device
     int pages = 0;
-    ScanStatus status = Guarded([&] {
-        if (!session)
-            return NotOpen();
+    ScanStatus status = !session ? NotOpen() : Guarded(session->Caller().notice, [&] {
         CCallerWatch watch(session->Caller(), {session->Caller().cancel, options.cancel});
         return watch.Result(session->Scan(item, options, sink, pages), CancelledScan());
     });
@@ -141,7 +139,7 @@ void CScanSubscription::End() {
 // ---- CScanClient
 
 ScanStatus CScanClient::ListDevices(std::vector<ScanDeviceInfo>& devices) const {
-    return Guarded([&] {
+    return Guarded(m_notice, [&] {
         devices.clear();
         std::vector<InstalledDevice> installed;
         ScanStatus status = ListInstalled(installed);
@@ -154,7 +152,7 @@ ScanStatus CScanClient::ListDevices(std::vector<ScanDeviceInfo>& devices) const 
 
 ScanStatus CScanClient::Open(const std::string& which, CScanDevice& device) const {
     device.Close();
-    return Guarded([&] {
+    return Guarded(m_notice, [&] {
         InstalledDevice found;
         ScanStatus status = FindDevice(which, found);
         return status.Ok() ? CDeviceSession::Open(CDeviceHost::Get(found, m_notice),
@@ -166,7 +164,7 @@ ScanStatus CScanClient::Open(const std::string& which, CScanDevice& device) cons
 ScanStatus CScanClient::Subscribe(const std::string& which, EventHandler handler,
                                   CScanSubscription& subscription) const {
     subscription.End();
-    return Guarded([&] {
+    return Guarded(m_notice, [&] {
         if (!handler)
             return ScanStatus{E_INVALIDARG, "events need a handler"};
         InstalledDevice found;

@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <mutex>
+#include <set>
+#include <vector>
 
+#include "platform/told_lines.h"
 #include "platform/wia.h"
 
 namespace {
@@ -76,6 +80,35 @@ constexpr ResultRow kResults[] = {
     {0x800704C7, "cancelled"},
 };
 
+// These say no more than that it failed; a cause in words says all.
+bool SaysLittle(HRESULT code) {
+    constexpr std::uint32_t kSayLittle[] = {0x80004005, 0x80040003, 0x80040007,
+                                            0x80040008, 0x8004000D, 0x80210001};
+    constexpr std::uint32_t kSystem = 0x8007;
+    constexpr std::uint32_t kInUse = 0x80070021;
+    const auto number = static_cast<std::uint32_t>(code);
+    return (number >> 16 == kSystem && number != kInUse) ||
+           std::find(std::begin(kSayLittle), std::end(kSayLittle), number) != std::end(kSayLittle);
+}
+
+// The cause in place of the words of the code, or behind them.
+void AddCause(const std::string& cause, ScanStatus& status) {
+    const std::string words = ResultText(status.code);
+    if (SaysLittle(status.code) && status.text.ends_with(words))
+        status.text.erase(status.text.size() - words.size());
+    else
+        status.text += ": ";
+    status.text += cause;
+}
+
+// True at the first time.
+bool IsNew(const std::string& warning) {
+    static auto& lock = *new std::mutex;
+    static auto& told = *new std::set<std::string>;
+    const std::lock_guard guard(lock);
+    return told.insert(warning).second;
+}
+
 }  // namespace
 
 // What isn't in the table is told by its facility: 0x8004 are the driver's own, 0x8007 the
@@ -101,6 +134,23 @@ ScanStatus StatusOf(HRESULT code, const std::string& what) {
     if (SUCCEEDED(code))
         return {code, {}};
     return {code, what + ": " + ResultText(code)};
+}
+
+ScanStatus Explained(const std::function<ScanStatus()>& operation, const Notice& notice) {
+    const CToldLines told;
+    ScanStatus status = operation();
+    std::vector<std::string> warnings = told.Warnings();
+    if (!told.Cause().empty()) {
+        if (status.Ok())
+            warnings.push_back(told.Cause());
+        else
+            AddCause(told.Cause(), status);
+    }
+    for (const std::string& warning : warnings) {
+        if (notice && IsNew(warning))
+            notice(warning);
+    }
+    return status;
 }
 
 ScanStatus CancelledScan() {

@@ -33,3 +33,8 @@ ScanStatus CancelledScan();
 // What the service has to say to the user beside the results of operations: one line, from any
 // thread. It must not throw.
 using Notice = std::function<void(const std::string& line)>;
+
+// Runs an operation. What was told meanwhile in words for people (platform/told_lines.h) stands in
+// the text of its failure; what it could do without, and warnings, go to `notice`, each once a
+// program run.
+ScanStatus Explained(const std::function<ScanStatus()>& operation, const Notice& notice = {});

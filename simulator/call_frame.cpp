@@ -4,10 +4,12 @@
 #include <exception>
 #include <fstream>
 #include <new>
+#include <utility>
 
 #include "platform/handle.h"
 #include "platform/module.h"
 #include "platform/sync.h"
+#include "platform/told_lines.h"
 #include "simulator/panel.h"
 
 namespace {
@@ -31,8 +33,10 @@ CFaultBook& FaultBook() {
     return book;
 }
 
-void Tell(const std::string& line) {
-    OutputDebugStringA(("nvqsim: " + line + '\n').c_str());
+// The person's program may have a place for such words; else they are the debugger's.
+void Tell(bool (*tell)(const std::string& line), const std::string& line) {
+    if (!tell(line))
+        OutputDebugStringA(("nvqsim: " + line + '\n').c_str());
 }
 
 // A success carries its status where the caller reads errors: the reading operations have one.
@@ -74,11 +78,28 @@ CCall::CCall(EOperation operation, CSession& session, std::unique_lock<std::mute
 // The state is read from its file at each call, since other programs write it too, and is this
 // call's alone until it is stored.
 void CCall::Fetch() {
+    const CToldLines told;
     if (!m_stateHold.Take(m_session.m_stateGuard.Get()))
-        throw CSimFailure(OSTREL_COMMUNICATION, m_session.m_folder.Path() + ": can't be locked");
+        throw CSimFailure(OSTREL_COMMUNICATION, told.Cause());
     m_state = LoadState(m_session.m_folder.State(), FreshState(*m_settings));
     m_stored = m_state;
     TakeActs();
+    HoldPresses();
+}
+
+// A press that nobody reads is forgotten, as it means nothing to who comes later. While somebody
+// uses the scanner it can't be read, and waits.
+void CCall::HoldPresses() {
+    constexpr std::uint64_t kStep = 1000;  // so that a scan doesn't store the state at each call
+
+    if (m_state.buttonsPending == 0)
+        return;
+    const std::uint64_t now = Now();
+    const std::uint64_t pressed = m_state.buttonsPressed;
+    if (now < pressed || now - pressed > kPressHeld)
+        m_state.buttonsPending = 0;
+    else if (m_session.m_lockDepth > 0 && now - pressed > kStep)
+        m_state.buttonsPressed = now;
 }
 
 // Nothing is written for a call that only asked: most do.
@@ -92,8 +113,13 @@ void CCall::Store() {
 // within one.
 void CCall::TakeActs() {
     for (const std::string& act : m_session.m_folder.TakeActs()) {
+        const std::uint64_t before = std::exchange(m_state.buttonsPending, 0);
         if (!ApplyAct(act, *m_settings, m_state))
-            Tell(m_session.m_folder.Panel() + '/' + act + " means nothing to the scanner");
+            Tell(TellWarning,
+                 m_session.m_folder.Panel() + '/' + act + " means nothing to the scanner");
+        if (m_state.buttonsPending != 0)
+            m_state.buttonsPressed = Now();
+        m_state.buttonsPending |= before;
     }
 }
 
@@ -171,12 +197,12 @@ DWORD Contain(const std::function<void()>& action) {
     } catch (const CSimFailure& failure) {
         // Parameters are the program's business, and stand in the record.
         if (failure.what()[0] != 0 && failure.Code() != OSTREL_INVALID_PARAMETER)
-            Tell(failure.what());
+            Tell(TellCause, failure.what());
         return failure.Code();
     } catch (const std::bad_alloc&) {
         return OSTREL_OUT_OF_MEMORY;
     } catch (const std::exception& failure) {
-        Tell(failure.what());
+        Tell(TellCause, failure.what());
         return OSTREL_UNKNOWN_ERROR;
     }
 }

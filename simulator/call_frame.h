@@ -69,6 +69,7 @@ class CCall {
     void Fetch();
     void Store();
     void TakeActs();
+    void HoldPresses();
 
     const EOperation m_operation;
     CSession& m_session;

@@ -8,10 +8,13 @@
 #include "platform/sync.h"
 #include "platform/unique_handle.h"
 
+// Milliseconds for which a press waits to be read, unless the scanner is in use.
+inline constexpr std::uint64_t kPressHeld = 60000;
+
 class CDeviceFolder {
   public:
     // From the name that OpenDevice gets: the path of the device's port. Throws CSimFailure with
-    // OSTREL_NOT_FOUND if there is no such folder.
+    // OSTREL_NOT_FOUND if there is no such folder, or it is no device's.
     static CDeviceFolder FromPort(const std::string& port);
     explicit CDeviceFolder(std::string path) : m_path(std::move(path)) {}
 
@@ -27,7 +30,8 @@ class CDeviceFolder {
     // Sleeps, or moves the file's time on.
     void SleepUntil(std::uint64_t time) const;
 
-    // What a person has done since the last call, in no particular order; each is told once.
+    // What a person has done since the last call, in no particular order; each is told once, and a
+    // press that has become old isn't.
     std::vector<std::string> TakeActs() const;
 
     // A semaphore between all programs, for one purpose: "lock" is the scanner's, "state" guards

@@ -23,6 +23,7 @@
     X(jammed)            \
     X(film)              \
     X(buttonsPending)    \
+    X(buttonsPressed)    \
     X(cancelPressed)     \
     X(pendingTask)       \
     X(nvramScanCount)    \

@@ -93,7 +93,8 @@ void MakeFolder(const std::string& path) {
     std::error_code error;
     fs::create_directories(path, error);
     if (error)
-        Fail(path + ": " + error.message());
+        Fail(path + ": the folder can't be made: " + error.message() +
+             "; NVQ_SIM_DIR can name another place for simulated scanners");
 }
 
 // The folder may be missing on a device that was never opened.
@@ -119,6 +120,11 @@ std::string SimulatedDeviceFolder(const std::string& device) {
 
 std::string SimulatedPort(const std::string& deviceFolder) {
     return CDeviceFolder(deviceFolder).Port();
+}
+
+bool IsSimulatedPort(const std::string& port) {
+    std::string ignored;
+    return Guarded(&ignored, [&] { CDeviceFolder::FromPort(port); });
 }
 
 // The model is loaded first: a device of a model that there isn't could never be opened.
@@ -156,7 +162,8 @@ bool ActOnDevice(const std::string& deviceFolder, const std::string& act, std::s
     });
 }
 
-// A device that reports both ways presses for the next poll even when nobody listens at the pipe.
+// Who has the device open, to poll it or to wait at its pipe, has the pipe open too. Without
+// anybody a press is lost, as it is on a scanner whose computer is off.
 bool PressButton(const std::string& deviceFolder, unsigned button, std::string* error) {
     return Guarded(error, [&] {
         if (!fs::is_directory(deviceFolder))
@@ -165,15 +172,17 @@ bool PressButton(const std::string& deviceFolder, unsigned button, std::string* 
         if (button < 1 || button > numbers.m_buttons)
             Fail("the scanner has " + std::to_string(numbers.m_buttons) + " buttons");
         const CDeviceFolder folder(deviceFolder);
+        if (!HasEventListener(folder.Port().c_str()))
+            Fail(GetLastError() == static_cast<DWORD>(ERROR_BROKEN_PIPE)
+                     ? "nobody listens to the scanner's buttons; nvqscan buttons does"
+                     : folder.Port() + ": is no pipe that can be written");
         if ((numbers.m_report & kReportPoll) != 0)
             Act(folder, "press-" + std::to_string(button));
         if ((numbers.m_report & kReportPipe) == 0 ||
             SendEventByte(folder.Port().c_str(), numbers.m_buttonBytes[button - 1]))
             return;
-        if (GetLastError() != static_cast<DWORD>(ERROR_BROKEN_PIPE))
-            Fail(folder.Port() + ": is no pipe that can be written");
         if (numbers.m_report == kReportPipe)
-            Fail("nobody listens to the scanner's buttons");
+            Fail("nobody listens to the scanner's buttons any more");
     });
 }
 

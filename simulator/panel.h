@@ -33,6 +33,9 @@ std::string SimulatedDeviceFolder(const std::string& device);
 // The name under which the driver opens it.
 std::string SimulatedPort(const std::string& deviceFolder);
 
+// Whether it is the port of a device that somebody has made.
+bool IsSimulatedPort(const std::string& port);
+
 // Makes the folder with port and panel, and a device.ini that names the model unless there is one
 // already. False with one line in `error`.
 bool MakeSimulatedDevice(const std::string& deviceFolder, const std::string& model,
@@ -48,7 +51,7 @@ void SetDeviceValue(const std::string& deviceFolder, const std::string& section,
 bool ActOnDevice(const std::string& deviceFolder, const std::string& act, std::string* error);
 
 // Presses button `button`, counted from 1, as the device reports it: for the next poll, through the
-// pipe, or both. Through the pipe alone it fails when nobody listens.
+// pipe, or both. It fails when nobody has the device open, who could listen.
 bool PressButton(const std::string& deviceFolder, unsigned button, std::string* error);
 
 // The device notices an act. False if it means nothing to it.

@@ -4,6 +4,7 @@
 
 #include "platform/module.h"
 #include "platform/sync.h"
+#include "platform/told_lines.h"
 #include "simulator/model_store.h"
 #include "simulator/sim_failure.h"
 
@@ -43,7 +44,9 @@ void CSession::RefreshSettings() {
                 m_folder.Path() + ": another model needs the device to be opened anew");
         m_settings = std::move(settings);
     } catch (const CSimFailure& failure) {
-        OutputDebugStringA((std::string("nvqsim: ") + failure.what() + '\n').c_str());
+        const std::string line = failure.what() + std::string("; the settings stay as they were");
+        if (!TellWarning(line))
+            OutputDebugStringA(("nvqsim: " + line + '\n').c_str());
     }
 }
 

@@ -1,6 +1,7 @@
 #include "stages/mapped_temp_file.h"
 
 #include "platform/files.h"
+#include "platform/told_lines.h"
 
 namespace {
 
@@ -39,6 +40,10 @@ QLStatus CMappedTempFile::Open(std::uint64_t bytes) {
             m_tempPath[0] = '\0';
         return QL_OK;
     }
+    if (GetLastError() == static_cast<DWORD>(ERROR_DISK_FULL))
+        TellCause("the folder for temporary files lacks room: turning this picture takes " +
+                  std::to_string((bytes >> 20) + 1) +
+                  " MiB there; set TMPDIR to a folder that has it");
     const bool isMemory = GetLastError() == static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY) ||
                           GetLastError() == static_cast<DWORD>(ERROR_OUTOFMEMORY);
     Close();

@@ -14,6 +14,7 @@
 #include <CLI/CLI.hpp>
 
 #include "platform/text.h"
+#include "simulator/panel.h"
 #include "tools/choice_option.h"
 #include "tools/command.h"
 #include "tools/json_text.h"
@@ -87,6 +88,7 @@ struct InstallCommand {
     std::string m_model;
     std::string m_toolkitClass;
     CButtonWish m_buttons;
+    bool m_isForced = false;
 };
 
 // Words of the command line for numbers of the registry.
@@ -99,7 +101,36 @@ const CWords<DWORD> kSubTypes = {{"index", kButtonIndex},
 const CWords<EEvents> kEvents = {
     {"pipe", EEvents::Pipe}, {"poll", EEvents::Poll}, {"none", EEvents::None}};
 
+// A port that is a path must be there: the one that is told wrongly would show at the first scan,
+// as a scanner that isn't found. The simulator has more to say of its own.
+ScanStatus CheckPort(const InstallOptions& install) {
+    const std::string& port = install.port;
+    const bool isSimulated =
+        std::filesystem::path(install.toolkitModule).filename() == InstallOptions().toolkitModule;
+    std::error_code error;
+    const bool isThere = port.front() != '/' || std::filesystem::exists(port, error);
+    if (isThere && (!isSimulated || IsSimulatedPort(port)))
+        return {};
+    return {
+        E_INVALIDARG,
+        port + (isThere ? ": is no simulated scanner's port; --toolkit names the module for a "
+                          "scanner of another kind"
+                        : ": there is no such port; --force installs a scanner that is switched "
+                          "off or not connected")};
+}
+
 // Without a port it is a simulated scanner, whose folder says how its buttons come.
+ScanStatus Prepare(const InstallCommand& command, const std::vector<InstalledDevice>& devices,
+                   InstallOptions& install) {
+    if (install.port.empty())
+        return MakeSimulatedScanner(command.m_model, command.m_buttons, devices, install);
+    install.subType = command.m_buttons.m_subType.value_or(kButtonMask);
+    install.capabilities = CapabilitiesFor(command.m_buttons.m_events.value_or(EEvents::Pipe));
+    if (install.name.empty())
+        install.name = "Scanner at " + install.port;
+    return command.m_isForced ? ScanStatus{} : CheckPort(install);
+}
+
 int Install(InstallCommand& command) {
     InstallOptions& install = command.m_install;
     if (!command.m_toolkitClass.empty()) {
@@ -108,21 +139,14 @@ int Install(InstallCommand& command) {
             return Complain(command.m_toolkitClass + " is no class identifier", kExitUsage);
         install.toolkitClass = clsid;
     }
-    if (install.port.empty()) {
-        const ScanStatus status = MakeSimulatedScanner(command.m_model, command.m_buttons, install);
-        if (!status.Ok())
-            return Complain(status);
-    } else if (!command.m_model.empty()) {
+    if (!install.port.empty() && !command.m_model.empty())
         return Complain("--model is for a simulated scanner, which brings its own port",
                         kExitUsage);
-    } else {
-        install.subType = command.m_buttons.m_subType.value_or(kButtonMask);
-        install.capabilities = CapabilitiesFor(command.m_buttons.m_events.value_or(EEvents::Pipe));
-    }
-    if (install.name.empty())
-        install.name = "Scanner at " + install.port;
+    const auto prepare = [&command](const auto& devices, InstallOptions& made) {
+        return Prepare(command, devices, made);
+    };
     InstalledDevice device;
-    if (const ScanStatus status = InstallDevice(install, &device); !status.Ok())
+    if (const ScanStatus status = InstallDevice(install, &device, prepare); !status.Ok())
         return Complain(status);
     std::cout << device.number << "  " << device.name << " at " << device.port << '\n';
     return kExitDone;
@@ -143,6 +167,8 @@ void AddInstall(CLI::App& app, CCommandList& commands) {
     sub->add_option("--port", install.port, "Where it is: the driver opens this")
         ->type_name(kFileValue)
         ->default_str("that of a simulated scanner, which is made");
+    sub->add_flag("--force", command->m_isForced,
+                  "Install also at a port that isn't there, of a scanner that is switched off");
     Suggests(sub->add_option("--model", command->m_model,
                              "Model of the simulated scanner: SIM300A, SIM100F, SIM200S, SIM500D, "
                              "or one of the user's own")

@@ -8,7 +8,9 @@
 //     LogFile          text     absolute; without it "ostrel.log" in the folder for temporary files
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <memory>
@@ -17,6 +19,7 @@
 #include <CLI/CLI.hpp>
 
 #include "diag/log.h"
+#include "platform/files.h"
 #include "platform/registry_key.h"
 #include "platform/text.h"
 #include "service/install.h"
@@ -96,24 +99,32 @@ std::string NamesIn(std::span<const CBitRow> rows, DWORD bits) {
 
 // Where the driver writes when no file is named.
 std::string DefaultFile() {
-    std::error_code ignored;
-    return (std::filesystem::temp_directory_path(ignored) / "ostrel.log").string();
+    char folder[MAX_PATH] = "";
+    const DWORD length = GetTempPathA(MAX_PATH, folder);
+    return (length < MAX_PATH ? folder : std::string()) + "ostrel.log";
 }
 
-LogSettings ReadSettings() {
-    LogSettings settings;
+ScanStatus ReadSettings(LogSettings& settings) {
     CRegistryKey key;
-    if (key.Open(HKEY_LOCAL_MACHINE, KeyPath()) != ERROR_SUCCESS)
-        return settings;
+    const LONG error = key.Open(HKEY_LOCAL_MACHINE, KeyPath());
+    if (error == ERROR_FILE_NOT_FOUND)
+        return {};
+    if (error != ERROR_SUCCESS)
+        return StatusOf(ResultFromError(error), "the log's settings");
     settings.m_isEnabled = key.ReadNumber("LogEnabled").value_or(settings.m_isEnabled);
     settings.m_level = key.ReadNumber("LogLevel").value_or(settings.m_level);
     settings.m_destination = key.ReadNumber("LogDestination").value_or(settings.m_destination);
     settings.m_file = key.ReadText("LogFile").value_or("");
-    return settings;
+    return {};
+}
+
+// Where the text goes with these settings.
+std::string FileOf(const LogSettings& settings) {
+    return settings.m_file.empty() ? DefaultFile() : settings.m_file;
 }
 
 // No file is written for an empty name: the driver's default then stands, or a former name.
-LONG WriteSettings(const LogSettings& settings) {
+ScanStatus WriteSettings(const LogSettings& settings) {
     CRegistryKey key;
     LONG error = key.Create(HKEY_LOCAL_MACHINE, KeyPath());
     if (error == ERROR_SUCCESS)
@@ -124,7 +135,25 @@ LONG WriteSettings(const LogSettings& settings) {
         error = key.WriteNumber("LogDestination", settings.m_destination);
     if (error == ERROR_SUCCESS && !settings.m_file.empty())
         error = key.WriteText("LogFile", settings.m_file);
-    return error;
+    return StatusOf(ResultFromError(error), "the log's settings");
+}
+
+// Whether the driver can append to it; empty if so. The driver has no way to tell: its log would
+// stay empty. A file that isn't there is made, as the driver would.
+std::string FileFault(const std::string& file) {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    const fs::file_status status = fs::status(file, ignored);
+    const fs::path folder = fs::path(file).parent_path();
+    if (fs::is_directory(status))
+        return "is a folder; name a file in it";
+    if (fs::is_fifo(status) || fs::is_socket(status))
+        return "is no file";
+    if (!fs::is_directory(folder, ignored))
+        return "there is no folder " + folder.string() + "; make it, or name another file";
+    errno = 0;
+    const std::ofstream appended(file, std::ios::app);
+    return appended ? "" : "can't be written: " + std::generic_category().message(errno);
 }
 
 void Show(const LogSettings& settings) {
@@ -133,7 +162,7 @@ void Show(const LogSettings& settings) {
         {"Levels:", NamesIn(kLevels, settings.m_level)},
         {"To:", NamesIn(kDestinations, settings.m_destination)}};
     if ((settings.m_destination & kLogToFile) != 0)
-        rows.push_back({"File:", settings.m_file.empty() ? DefaultFile() : settings.m_file});
+        rows.push_back({"File:", FileOf(settings)});
     PrintColumns(std::cout, rows);
 }
 
@@ -164,7 +193,10 @@ bool Change(const LogOptions& options, LogSettings& settings, std::string* error
 
 // Shows the state, also behind a change.
 int Run(const LogOptions& options) {
-    LogSettings settings = ReadSettings();
+    LogSettings settings;
+    ScanStatus status = Explained([&] { return ReadSettings(settings); });
+    if (!status.Ok())
+        return Complain(status);
     const bool isChange = options.m_action == "on" || options.m_action == "off" ||
                           !options.m_levels.empty() || !options.m_destinations.empty() ||
                           !options.m_file.empty();
@@ -172,8 +204,14 @@ int Run(const LogOptions& options) {
         std::string error;
         if (!Change(options, settings, &error))
             return Complain(error, kExitUsage);
-        if (const LONG failure = WriteSettings(settings); failure != ERROR_SUCCESS)
-            return Complain(StatusOf(ResultFromError(failure), "the registry"));
+        const bool isUsed = settings.m_isEnabled != 0 && (settings.m_destination & kLogToFile) != 0;
+        if (isUsed || !options.m_file.empty()) {
+            if (const std::string fault = FileFault(FileOf(settings)); !fault.empty())
+                return Complain(FileOf(settings) + ": " + fault, kExitFailed);
+        }
+        status = Explained([&] { return WriteSettings(settings); });
+        if (!status.Ok())
+            return Complain(status);
     }
     Show(settings);
     return kExitDone;

@@ -29,12 +29,10 @@ bool IsOfModel(const std::string& folder, const std::string& model) {
 }
 
 // By model and number: "SIM300A", "SIM300A-2" and so on.
-ScanStatus FindFolder(const std::string& model, std::string& folder, std::string& name) {
+ScanStatus FindFolder(const std::string& model, const std::vector<InstalledDevice>& devices,
+                      std::string& folder, std::string& name) {
     constexpr int kMostDevices = 1000;
 
-    std::vector<InstalledDevice> devices;
-    if (ScanStatus status = ListInstalled(devices); !status.Ok())
-        return status;
     for (int i = 1; i < kMostDevices; ++i) {
         name = i == 1 ? model : model + '-' + std::to_string(i);
         folder = SimulatedDeviceFolder(name);
@@ -121,13 +119,16 @@ DWORD CapabilitiesFor(EEvents events) {
 }
 
 ScanStatus MakeSimulatedScanner(const std::string& modelName, const CButtonWish& buttons,
+                                const std::vector<InstalledDevice>& devices,
                                 InstallOptions& install) {
     const std::string model = modelName.empty() ? kDefaultModel : modelName;
     if (SimulatorFolder().empty())
-        return {E_FAIL, "there is no folder for simulated scanners; HOME isn't set"};
+        return {
+            E_FAIL,
+            "there is no place for simulated scanners: HOME isn't set, and neither is NVQ_SIM_DIR"};
     std::string folder;
     std::string name;
-    if (ScanStatus status = FindFolder(model, folder, name); !status.Ok())
+    if (ScanStatus status = FindFolder(model, devices, folder, name); !status.Ok())
         return status;
     std::string error;
     if (!MakeSimulatedDevice(folder, model, &error))
@@ -148,16 +149,15 @@ ScanStatus ProvideScanner(const Notice& notice) {
     ScanStatus status = ListInstalled(devices);
     if (!status.Ok() || !devices.empty())
         return status;
-    InstallOptions install;
-    status = MakeSimulatedScanner({}, {}, install);
-    if (status.Ok())
-        status = InstallDevice(install);
-    if (!status.Ok()) {
+    InstalledDevice made;
+    status = InstallDevice({}, &made, [](const auto& others, InstallOptions& install) {
         // Another program may have been faster.
-        return ListInstalled(devices).Ok() && !devices.empty() ? ScanStatus{} : status;
-    }
-    notice("No scanner is installed. A simulated one has been installed for you: " + install.name);
-    return {};
+        return others.empty() ? MakeSimulatedScanner({}, {}, others, install)
+                              : ScanStatus{S_FALSE, {}};
+    });
+    if (status.code == S_OK)
+        notice("No scanner is installed. A simulated one has been installed for you: " + made.name);
+    return status;
 }
 
 // By its shape: the port is a pipe beside a panel.

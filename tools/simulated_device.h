@@ -27,12 +27,13 @@ struct CButtonWish {
 // STI_GENCAP_... bits of a device.
 DWORD CapabilitiesFor(EEvents events);
 
-// Makes a device of the model, the default one for an empty name, in a folder of its own: the
-// model's name, with a number behind it when an installed device, or one of another kind, has that.
-// A folder that is there is taken over with its settings, but for the buttons: what is asked for is
-// written into its device.ini. Port, events and their ways in `install`, and a name if it has none,
-// are then those of the device.
+// For InstallDevice, which is to prepare with it: makes a device of the model, the default one for
+// an empty name, in a folder of its own: the model's name, with a number behind it when an
+// installed device, or one of another kind, has that. A folder that is there is taken over with its
+// settings, but for the buttons: what is asked for is written into its device.ini. Port, events and
+// their ways in `install`, and a name if it has none, are then those of the device.
 ScanStatus MakeSimulatedScanner(const std::string& model, const CButtonWish& buttons,
+                                const std::vector<InstalledDevice>& devices,
                                 InstallOptions& install);
 
 // When no scanner is installed, installs a simulated one of the default model, with a notice.

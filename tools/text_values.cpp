@@ -85,12 +85,6 @@ std::optional<std::vector<std::int64_t>> ParseIntegers(std::string_view text) {
     return ParseList<std::int64_t>(text, ParseInteger);
 }
 
-bool EqualNoCase(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-        return std::tolower(x) == std::tolower(y);
-    });
-}
-
 std::string ToText(double value) {
     char text[32];
     const auto [end, error] = std::to_chars(text, text + sizeof(text), value);

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/text.h"  // EqualNoCase
+
 // "NAME=VALUE" in its two parts; nothing, with a line in `error`, when there is no '=' or no name.
 std::optional<std::pair<std::string, std::string>> SplitAssignment(std::string_view text,
                                                                    std::string* error);
@@ -22,8 +24,6 @@ std::optional<bool> ParseSwitch(std::string_view text);
 // Numbers with commas between them.
 std::optional<std::vector<double>> ParseReals(std::string_view text);
 std::optional<std::vector<std::int64_t>> ParseIntegers(std::string_view text);
-
-bool EqualNoCase(std::string_view a, std::string_view b);
 
 // A number without superfluous zeros.
 std::string ToText(double value);

@@ -11,6 +11,7 @@
 
 #include "platform/internal/temp_path.h"
 #include "platform/sync.h"
+#include "platform/told_lines.h"
 
 namespace platform {
 namespace {
@@ -55,7 +56,7 @@ bool MakePrivateFolder(const std::string& path) {
     return false;
 }
 
-// Empty with errno if there is no such folder.
+// Empty with errno if there is no such folder, which is told in words.
 std::string LockFolder() {
     // The session's own folder, which goes with it. Programs of two sessions share no lock: where
     // that matters the file itself must do.
@@ -66,7 +67,12 @@ std::string LockFolder() {
             return folder;
     }
     const std::string folder = TempPath() + "nvqdrv-" + std::to_string(geteuid());
-    return MakePrivateFolder(folder) ? folder : std::string();
+    if (MakePrivateFolder(folder))
+        return folder;
+    const int error = errno;
+    TellCause(TempFolderCause("the folder for locks, " + folder + ", can't be made", error));
+    errno = error;
+    return {};
 }
 
 }  // namespace
@@ -92,7 +98,9 @@ DWORD NamedSemaphore::Wait(DWORD milliseconds) {
         if (!taken) {
             if (errno == EWOULDBLOCK)
                 return WAIT_TIMEOUT;
-            FailErrno();
+            const int error = errno;
+            TellCause(TempFolderCause("the lock " + m_path + " can't be had", error));
+            FailErrno(error);
             return WAIT_FAILED;
         }
         const std::lock_guard guard(m_lock);

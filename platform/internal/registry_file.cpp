@@ -16,6 +16,7 @@
 #include "platform/internal/unique_fd.h"
 #include "platform/module.h"
 #include "platform/passing_file.h"
+#include "platform/told_lines.h"
 
 namespace platform {
 namespace {
@@ -58,25 +59,43 @@ UniqueFd LockBeside(const std::string& name) {
     return LockFile(lockName, LockWait::Forever);
 }
 
-// `wrongLine` is the line if the text is to blame, else 0.
-LONG ReadRegistry(int fd, RegistryKey& tree, std::size_t& wrongLine) {
-    wrongLine = 0;
+// `cause` gets the words for a failure: the error number doesn't say which file and where.
+LONG ReadRegistry(int fd, const std::string& name, RegistryKey& tree, std::string& cause) {
+    constexpr const char* kElsewhere = "; move it away, or name another file in NVQ_REGISTRY";
+
     std::string text;
     const LONG error = ReadDescriptor(fd, kMaxFileBytes, text);
-    if (error != ERROR_SUCCESS)
+    if (error != ERROR_SUCCESS) {
+        cause = name +
+                (error == ERROR_FILE_INVALID     ? ": is no file, and the registry must be one"
+                 : error == ERROR_FILE_TOO_LARGE ? ": is larger than a registry may be, 64 MiB"
+                                                 : ": can't be read") +
+                kElsewhere;
         return error == ERROR_FILE_INVALID ? ERROR_BADDB : error;
-    wrongLine = ParseRegistry(text, tree);
+    }
+    const std::size_t wrongLine = ParseRegistry(text, tree);
     if (wrongLine == 0)
         return ERROR_SUCCESS;
     tree = {};
+    cause = name + ':' + std::to_string(wrongLine) +
+            (wrongLine == 1 ? ": is no registry file" : ": this line of the registry is wrong") +
+            "; mend it, or move the file away, and a new one is made";
     return ERROR_BADDB;
 }
 
-// The error number says that the file is wrong, but not where.
-void TellWrongLine(const std::string& name, std::size_t line) {
-    const std::string text =
-        name + ':' + std::to_string(line) + ": no registry file, or this line is wrong\n";
-    OutputDebugStringA(text.c_str());
+std::string SystemCause(const std::string& name, const char* what, const std::error_code& error) {
+    return name + ": " + what + ": " + error.message() +
+           "; XDG_CONFIG_HOME or NVQ_REGISTRY can name another place for the registry";
+}
+
+std::error_code LastSystemError() {
+    return {errno, std::generic_category()};
+}
+
+// Hands a failure through.
+LONG Told(LONG error, const std::string& cause) {
+    TellCause(cause);
+    return error;
 }
 
 }  // namespace
@@ -104,51 +123,61 @@ RegistryFile::Identity RegistryFile::IdentityOf(const struct stat& status) {
     return {status.st_dev, status.st_ino, status.st_size, status.st_mtim};
 }
 
-LONG RegistryFile::Refresh(std::size_t& wrongLine) {
+LONG RegistryFile::Refresh() {
     struct stat status = {};
     if (stat(m_name.c_str(), &status) == 0 && m_identity && *m_identity == IdentityOf(status))
         return m_result;
     m_identity.reset();
     m_tree = {};
+    m_cause.clear();
     // Without O_NONBLOCK a pipe in its place would hold every program up.
     const UniqueFd fd(open(m_name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!fd || fstat(fd.Get(), &status) != 0)
-        return errno == ENOENT ? ERROR_SUCCESS : ErrorFromErrno(errno);
+    if (!fd || fstat(fd.Get(), &status) != 0) {
+        if (errno == ENOENT)
+            return ERROR_SUCCESS;
+        const LONG error = ErrorFromErrno(errno);
+        m_cause = SystemCause(m_name, "can't be read", LastSystemError());
+        return error;
+    }
     // Of the descriptor, and taken ahead of reading: a change in between shows at the next look.
     const Identity identity = IdentityOf(status);
     const bool settled = IsSettled(status.st_mtim);
-    m_result = ReadRegistry(fd.Get(), m_tree, wrongLine);
+    m_result = ReadRegistry(fd.Get(), m_name, m_tree, m_cause);
     if (settled)
         m_identity = identity;
-    // Once for each state of the file; readers come often.
-    if (wrongLine != 0 && m_told && *m_told == identity)
-        wrongLine = 0;
-    else if (wrongLine != 0)
-        m_told = identity;
     return m_result;
 }
 
 LONG RegistryFile::Read(const std::function<LONG(const RegistryKey&)>& use) {
-    std::size_t wrongLine = 0;
-    LONG error = ERROR_SUCCESS;
+    std::string printed;
     {
         const std::lock_guard guard(m_lock);
-        error = Refresh(wrongLine);
-        if (error == ERROR_SUCCESS)
-            error = use(m_tree);
+        const LONG error = Refresh();
+        if (error == ERROR_SUCCESS) {
+            m_printed.clear();
+            return use(m_tree);
+        }
+        // Printed once, for readers come often.
+        if (!TellCause(m_cause) && error == ERROR_BADDB && m_printed != m_cause)
+            printed = m_printed = m_cause;
+        if (printed.empty())
+            return error;
     }
-    if (wrongLine != 0)
-        TellWrongLine(m_name, wrongLine);  // without the lock: a hook may come back here
-    return error;
+    OutputDebugStringA((printed + '\n').c_str());  // without the lock: a hook may come back here
+    return ERROR_BADDB;
 }
 
 LONG RegistryFile::Change(const std::function<LONG(RegistryKey&)>& change) {
     if (m_name.empty())
-        return ERROR_PATH_NOT_FOUND;
+        return Told(ERROR_PATH_NOT_FOUND,
+                    "there is no place for the registry: HOME is not set, and neither is "
+                    "XDG_CONFIG_HOME or NVQ_REGISTRY");
     const std::string name = LinkTarget(m_name);
     UniqueFd lock = LockBeside(name);
-    if (!lock)
-        return ErrorFromErrno(errno);
+    if (!lock) {
+        const std::error_code error = LastSystemError();
+        return Told(ErrorFromErrno(error.value()), SystemCause(name, "can't be written", error));
+    }
     const LONG error = ChangeLocked(name, change);
     UnlockFile(std::move(lock));
     return error;
@@ -159,19 +188,24 @@ LONG RegistryFile::ChangeLocked(const std::string& name,
     // Read anew and not from the copy: under the lock only the file counts.
     RegistryKey tree;
     const UniqueFd fd(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!fd && errno != ENOENT)
-        return ErrorFromErrno(errno);
-    std::size_t wrongLine = 0;  // is told by whoever reads
-    LONG error = fd ? ReadRegistry(fd.Get(), tree, wrongLine) : ERROR_SUCCESS;
-    if (error == ERROR_SUCCESS)
-        error = change(tree);
+    if (!fd && errno != ENOENT) {
+        const std::error_code failure = LastSystemError();
+        return Told(ErrorFromErrno(failure.value()), SystemCause(name, "can't be read", failure));
+    }
+    std::string cause;
+    LONG error = fd ? ReadRegistry(fd.Get(), name, tree, cause) : ERROR_SUCCESS;
+    if (error != ERROR_SUCCESS)
+        return Told(error, cause);
+    error = change(tree);
     if (error != ERROR_SUCCESS)
         return error;
     const std::string text = RegistryText(tree);
     if (text.size() > kMaxFileBytes)
         return ERROR_FILE_TOO_LARGE;
-    return ErrorNumber(StoreFile(
-        name, text, {.name = CPassingFile::Name::Beside, .toMedium = true, .rights = kFileMode}));
+    const std::error_code failure = StoreFile(
+        name, text, {.name = CPassingFile::Name::Beside, .toMedium = true, .rights = kFileMode});
+    return failure ? Told(ErrorNumber(failure), SystemCause(name, "can't be written", failure))
+                   : ERROR_SUCCESS;
 }
 
 }  // namespace platform

@@ -43,9 +43,8 @@ class RegistryFile {
     };
     static Identity IdentityOf(const struct stat& status);
 
-    // Reads the file into the copy, unless it has been read already. `wrongLine` is set if it is no
-    // registry file and that hasn't been told yet.
-    LONG Refresh(std::size_t& wrongLine);
+    // Reads the file into the copy, unless it has been read already.
+    LONG Refresh();
     LONG ChangeLocked(const std::string& name, const std::function<LONG(RegistryKey&)>& change);
 
     const std::string m_name;
@@ -55,8 +54,8 @@ class RegistryFile {
     std::optional<Identity> m_identity;
     RegistryKey m_tree;
     LONG m_result = ERROR_SUCCESS;
-    // The file whose wrong line has been told.
-    std::optional<Identity> m_told;
+    std::string m_cause;    // of a result that is no success, in words
+    std::string m_printed;  // the last of them that nobody took, and that was printed
 };
 
 }  // namespace platform

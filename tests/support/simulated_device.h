@@ -18,8 +18,7 @@ class CDeviceRig {
         static int number = 0;
         m_path = TestFolder() + "/device" + std::to_string(++number);
         std::filesystem::create_directories(m_path);
-        if (!ini.empty())
-            SetIni(ini);
+        SetIni(ini);
     }
 
     const std::string& Path() const { return m_path; }
