@@ -242,4 +242,52 @@ TEST(Module, MayGoWhenUnused) {
     EXPECT_EQ(dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "it has left";
 }
 
+// A minute from the press, or from the last use of the scanner.
+TEST(Buttons, APressThatNobodyReadsIsForgotten) {
+    CDeviceRig rig;
+    rig.SetClock(1000);
+    CSessionRig session(rig, false);
+    const auto use = [&](std::uint64_t time) {
+        rig.SetClock(time);
+        EXPECT_EQ(session.Lock(1000), 0u);
+        EXPECT_EQ(session.Unlock(), 0u);
+    };
+    const auto press = [&](std::uint64_t time) {
+        rig.Act("press-2");
+        use(time);  // an act is noticed at a call
+    };
+    const auto isPressed = [&](std::uint64_t time) {
+        rig.SetClock(time);
+        BYTE buttons[4] = {};
+        EXPECT_EQ(session.Lock(1000), 0u);
+        EXPECT_EQ(session.Do(&IOstrelButtons::ReadButtons, DWORD{4}, buttons), 0u);
+        EXPECT_EQ(session.Unlock(), 0u);
+        return buttons[1] == 1;
+    };
+    press(2000);
+    EXPECT_TRUE(isPressed(61000));
+    EXPECT_FALSE(isPressed(61001)) << "told once";
+    press(100000);
+    EXPECT_FALSE(isPressed(161000));
+    press(200000);
+    use(250000);
+    EXPECT_TRUE(isPressed(300000));
+
+    rig.Act("press-2");
+    using Clock = std::filesystem::file_time_type::clock;
+    std::filesystem::last_write_time(rig.Path() + "/panel/press-2",
+                                     Clock::now() - std::chrono::minutes(2));
+    EXPECT_FALSE(isPressed(300000)) << "made while nobody asked";
+}
+
+TEST(Port, InAFolderThatIsNoDevicesGetsNoFile) {
+    CDeviceRig rig;
+    std::filesystem::remove(rig.Path() + "/device.ini");
+    DWORD session = 0;
+    DWORD error = 0;
+    EXPECT_EQ(CreateToolkit()->OpenDevice(rig.Port().c_str(), 1, &session, &error), E_FAIL);
+    EXPECT_EQ(error, DWORD{OSTREL_NOT_FOUND});
+    EXPECT_TRUE(std::filesystem::is_empty(rig.Path()));
+}
+
 }  // namespace

@@ -48,6 +48,7 @@ NVQ_IID(IOstrelJobGate)
 NVQ_IID(IOstrelProfile)
 NVQ_IID(IOstrelResolutions)
 NVQ_IID(IOstrelInstantLamp)
+NVQ_IID(IOstrelButtons)
 #undef NVQ_IID
 
 // A window in 1/300 inch, in colour of 8 bits.

@@ -98,14 +98,14 @@ TEST_F(Words, NameThePlaceThatCantBeUsed) {
 TEST_F(Words, OfADevicesFilesStandInTheOneMessage) {
     Install();
     std::ofstream(Device("device.ini")) << "[flatbed]\nlit=1\n";
-    ExpectLine(Run(Scan()), {"SIM300A: can't be opened: ", "device.ini:2: [flatbed] knows no"});
+    ExpectLine(Run(Scan()), {"scanner SIM300A: ", "device.ini:2: [flatbed] knows no"});
     std::ofstream(Device("device.ini")) << "[flatbed]\npicture=no.png\n";
     ExpectLine(Run(Scan()), {"no.png can't be opened"});
     std::ofstream(Device("device.ini")) << "";
 
-    const std::string profile = m_home / "nvlmtSIM300A.spf";
+    const std::string profile = m_home / "tmp/nvlmtSIM300A.spf";
     WriteBytes(profile, {'!', '@', '#', '$', '%', 0, 1});
-    setenv("NVQ_PROFILE_DIR", (m_home / "").c_str(), 1);
+    setenv("NVQ_PROFILE_DIR", (m_home / "tmp").c_str(), 1);
     const CSaid said = Run(Scan());
     unsetenv("NVQ_PROFILE_DIR");
     EXPECT_EQ(said.code, 0);
