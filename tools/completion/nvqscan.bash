@@ -39,8 +39,9 @@ _nvqscan_table() {
             options='--json --names -h --help'
             ;;
         'install')
-            options='--name --vendor --port --model --driver --toolkit --toolkit-class --io'
-            options+=' --network-id --model-string --events --sub-type --instant-lamp -h --help'
+            options='--name --vendor --port --force --model --driver --toolkit --toolkit-class'
+            options+=' --io --network-id --model-string --events --sub-type --instant-lamp -h'
+            options+=' --help'
             case $2 in
                 --name | --vendor | --toolkit-class | --network-id | --model-string) takes='none' ;;
                 --port | --driver | --toolkit) takes='file' ;;
