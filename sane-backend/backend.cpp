@@ -47,11 +47,11 @@ bool Keep(CScannerHandle* handle) {
 }
 
 void Close(CScannerHandle* handle) {
-    for (auto& place : g_handles) {
+    const bool isOurs = std::ranges::any_of(g_handles, [handle](auto& place) {
         CScannerHandle* known = handle;
-        if (place.compare_exchange_strong(known, nullptr))
-            delete handle;
-    }
+        return place.compare_exchange_strong(known, nullptr);
+    });
+    const std::unique_ptr<CScannerHandle> ended(isOurs ? handle : nullptr);
 }
 
 // What may be thrown in here is a want of memory.

@@ -49,10 +49,7 @@ TEST_F(SaneOptions, FollowEachOtherAndSaySo) {
     EXPECT_TRUE(IsActive(SANE_NAME_THRESHOLD));
     EXPECT_FALSE(IsActive(SANE_NAME_SATURATION));
     SANE_Word word = SANE_FIX(10);
-    EXPECT_EQ(sane_control_option(m_scanner, Option(SANE_NAME_BRIGHTNESS), SANE_ACTION_SET_VALUE,
-                                  &word, nullptr),
-              SANE_STATUS_INVAL)
-        << "inactive";
+    EXPECT_EQ(TrySet(SANE_NAME_BRIGHTNESS, &word), SANE_STATUS_INVAL) << "inactive";
     EXPECT_EQ(SetText(SANE_NAME_SCAN_MODE, "color"), kInexact | kReloadOptions | kReloadParams);
     EXPECT_EQ(Text(SANE_NAME_SCAN_MODE), "Color");
     EXPECT_EQ(SetWord(SANE_NAME_BRIGHTNESS, SANE_FIX(12.5)), 0);
@@ -76,14 +73,8 @@ TEST_F(SaneOptions, FollowEachOtherAndSaySo) {
     EXPECT_NEAR(SANE_UNFIX(Word(SANE_NAME_SCAN_TL_X)), 118 * 25.4 / 300, 0.001);
     EXPECT_EQ(SetMm(SANE_NAME_SCAN_BR_X, 5000) & kInexact, kInexact);
     EXPECT_NEAR(SANE_UNFIX(Word(SANE_NAME_SCAN_BR_X)), 215.9, 0.001);
-    const char unknown[] = "Nothing of the kind";
-    EXPECT_EQ(sane_control_option(m_scanner, Option(SANE_NAME_SCAN_SOURCE), SANE_ACTION_SET_VALUE,
-                                  const_cast<char*>(unknown), nullptr),
-              SANE_STATUS_INVAL);
-    EXPECT_EQ(
-        sane_control_option(m_scanner, Option("preview"), SANE_ACTION_SET_VALUE, &word, nullptr),
-        SANE_STATUS_INVAL)
-        << "neither true nor false";
+    EXPECT_EQ(TrySet(SANE_NAME_SCAN_SOURCE, "Nothing of the kind"), SANE_STATUS_INVAL);
+    EXPECT_EQ(TrySet("preview", &word), SANE_STATUS_INVAL) << "neither true nor false";
 }
 
 // The driver makes all properties anew with the source.
@@ -152,8 +143,7 @@ TEST_F(SaneOptions, AButtonIsPressedOnceForEachPress) {
     EXPECT_EQ(Word("copy"), SANE_FALSE);
     EXPECT_EQ(Word("scan"), SANE_FALSE);
     SANE_Word on = SANE_TRUE;
-    EXPECT_EQ(sane_control_option(m_scanner, Option("copy"), SANE_ACTION_SET_VALUE, &on, nullptr),
-              SANE_STATUS_INVAL);
+    EXPECT_EQ(TrySet("copy", &on), SANE_STATUS_INVAL);
 }
 
 }  // namespace

@@ -33,7 +33,14 @@ class CSaneTest : public CScanTest {
         m_scanner = OpenAnother();
         ASSERT_NE(m_scanner, nullptr);
     }
-    // Sheets of random pictures of both sides into the feeder.
+    // A picture on the glass, and the window on it.
+    void LayAndOpenSane() {
+        m_picture = RandomPicture(67, 50);
+        Lay(m_picture);
+        InstallAndOpenSane("[flatbed]\npicture=picture.bmp\n");
+        SetPixels(67, 50);
+    }
+    // Sheets of random pictures of both sides in the feeder that is chosen.
     void LoadSheets(int sheets, const std::string& more = {}) {
         std::string ini = "[feeder]\nsheets=" + std::to_string(sheets) + '\n';
         for (int i = 0; i < 2 * sheets; ++i) {
@@ -43,6 +50,8 @@ class CSaneTest : public CScanTest {
             ini += "page" + std::to_string(i / 2 + 1) + (i % 2 ? ".back=" : "=") + name + '\n';
         }
         InstallAndOpenSane(ini + more);
+        SetText(SANE_NAME_SCAN_SOURCE, "ADF");
+        SetPixels(64, 60);
     }
 
     // ---- Options, by name; -1 for one that there isn't
@@ -61,40 +70,36 @@ class CSaneTest : public CScanTest {
     bool IsActive(const std::string& name) const {
         return SANE_OPTION_IS_ACTIVE(Descriptor(name).cap);
     }
+    SANE_Status Control(const std::string& name, SANE_Action action, void* value,
+                        SANE_Int* info = nullptr) {
+        return sane_control_option(m_scanner, Option(name), action, value, info);
+    }
     SANE_Word Word(const std::string& name) {
         SANE_Word word = -1;
-        EXPECT_EQ(
-            sane_control_option(m_scanner, Option(name), SANE_ACTION_GET_VALUE, &word, nullptr),
-            SANE_STATUS_GOOD)
-            << name;
+        EXPECT_EQ(Control(name, SANE_ACTION_GET_VALUE, &word), SANE_STATUS_GOOD) << name;
         return word;
     }
     std::string Text(const std::string& name) {
         std::string text(static_cast<std::size_t>(Descriptor(name).size), '#');
-        EXPECT_EQ(sane_control_option(m_scanner, Option(name), SANE_ACTION_GET_VALUE, text.data(),
-                                      nullptr),
-                  SANE_STATUS_GOOD)
-            << name;
+        EXPECT_EQ(Control(name, SANE_ACTION_GET_VALUE, text.data()), SANE_STATUS_GOOD) << name;
         return text.c_str();
     }
-    // The SANE_INFO_ bits; `word` gets what was made of it.
-    SANE_Int SetWord(const std::string& name, SANE_Word& word) {
+    // What a write comes to that is refused.
+    SANE_Status TrySet(const std::string& name, const void* value) {
+        return Control(name, SANE_ACTION_SET_VALUE, const_cast<void*>(value));
+    }
+    // The SANE_INFO_ bits; the value gets what was made of it.
+    SANE_Int SetValue(const std::string& name, void* value) {
         SANE_Int info = -1;
-        EXPECT_EQ(sane_control_option(m_scanner, Option(name), SANE_ACTION_SET_VALUE, &word, &info),
-                  SANE_STATUS_GOOD)
-            << name;
+        EXPECT_EQ(Control(name, SANE_ACTION_SET_VALUE, value, &info), SANE_STATUS_GOOD) << name;
         return info;
     }
-    SANE_Int SetWord(const std::string& name, SANE_Word&& word) { return SetWord(name, word); }
+    SANE_Int SetWord(const std::string& name, SANE_Word& word) { return SetValue(name, &word); }
+    SANE_Int SetWord(const std::string& name, SANE_Word&& word) { return SetValue(name, &word); }
     SANE_Int SetMm(const std::string& name, double mm) { return SetWord(name, SANE_FIX(mm)); }
     SANE_Int SetText(const std::string& name, std::string text) {
-        SANE_Int info = -1;
         text.resize(static_cast<std::size_t>(Descriptor(name).size));
-        EXPECT_EQ(
-            sane_control_option(m_scanner, Option(name), SANE_ACTION_SET_VALUE, text.data(), &info),
-            SANE_STATUS_GOOD)
-            << name;
-        return info;
+        return SetValue(name, text.data());
     }
     // At 300 dots per inch from the upper left corner.
     void SetPixels(int width, int height) {
@@ -125,22 +130,28 @@ class CSaneTest : public CScanTest {
             bytes.insert(bytes.end(), part.begin(), part.begin() + read);
         }
     }
-    // A page as it was announced, and as the picture on the glass makes it.
-    void ExpectPage(const Picture& picture, int bits, int lines, SANE_Int piece = 1000) {
+    // A page as it is announced, and as the picture on the glass makes it.
+    void ExpectScan(const Picture& picture, int bits = 24, SANE_Int piece = 1000) {
+        ASSERT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
         const SANE_Parameters parameters = Parameters();
         EXPECT_EQ(parameters.format, bits == 24 ? SANE_FRAME_RGB : SANE_FRAME_GRAY);
         EXPECT_EQ(parameters.depth, bits == 1 ? 1 : 8);
         EXPECT_EQ(parameters.pixels_per_line, picture.width);
-        EXPECT_EQ(parameters.lines, lines);
+        EXPECT_EQ(parameters.lines, picture.Height());
         EXPECT_EQ(parameters.bytes_per_line, (picture.width * bits + 7) / 8);
-        EXPECT_TRUE(parameters.last_frame);
         Bytes bytes;
         EXPECT_EQ(ReadRest(bytes, piece), SANE_STATUS_EOF);
-        EXPECT_TRUE(bytes == Packed(RowsOf(picture, bits, lines), picture.width, bits));
+        EXPECT_TRUE(bytes == Packed(RowsOf(picture, bits, picture.Height()), picture.width, bits));
+    }
+    // The sides of sheets, counted from the first one's front.
+    void ExpectSides(const std::vector<std::size_t>& sides) {
+        for (const std::size_t side : sides)
+            ExpectScan(m_sides[side]);
     }
 
     std::string m_config;
     SANE_Handle m_scanner = nullptr;
+    Picture m_picture;
     std::vector<Picture> m_sides;
 
   private:
