@@ -110,12 +110,19 @@ std::optional<EFileKind> FileKindOf(const std::string& path, const CPictureOptio
     if (const auto* row = std::ranges::find(kEndings, ending, &CEnding::m_ending);
         row != std::end(kEndings))
         return row->m_kind;
-    *error = ending.empty()
-                 ? "doesn't tell by its ending what kind of file it is; --format says it"
-                 : "ends in \"" + ending +
-                       "\"; .bmp, .pnm, .png, .jpg, .jpeg, .tif, .tiff and .pdf files are "
-                       "written, and --format takes any name";
+    *error = ending.empty() ? "doesn't tell by its ending what kind of file it is; --format says it"
+                            : "ends in \"" + ending + "\"; " + WritableEndings() +
+                                  " files are written, and --format takes any name";
     return std::nullopt;
+}
+
+std::string WritableEndings() {
+    std::string text;
+    for (const CEnding& row : kEndings) {
+        const bool isLast = &row == &kEndings[std::size(kEndings) - 1];
+        text.append(text.empty() ? "" : isLast ? " or " : ", ").append(row.m_ending);
+    }
+    return text;
 }
 
 bool HoldsSeveralPages(EFileKind kind) {

@@ -33,6 +33,9 @@ std::string ShownName(const std::string& path);
 std::optional<EFileKind> FileKindOf(const std::string& path, const CPictureOptions& options,
                                     std::string* error);
 
+// The endings of the kinds that are written, for people: ".bmp, .pnm, ... or .pdf".
+std::string WritableEndings();
+
 bool HoldsSeveralPages(EFileKind kind);
 // By the path and the options; false also for names without a kind.
 bool HoldsSeveralPages(const std::string& path, const CPictureOptions& options);

@@ -2,6 +2,7 @@
 
 #include "platform/terminal.h"
 #include "tools/choice_option.h"
+#include "tools/page_name.h"
 
 CLI::Option* AddOutputOptions(CLI::App& sub, COutputOptions& options, const std::string& words) {
     static const CWords<EFileKind> kKinds = {{"png", EFileKind::Png},  {"tiff", EFileKind::Tiff},
@@ -46,4 +47,18 @@ bool CheckOutput(const std::string& path, const CPictureOptions& picture, std::s
     if (!isGood)
         *error = "-o " + path + ": " + *error;
     return isGood;
+}
+
+bool CheckPageOutput(const std::string& pattern, const CPictureOptions& picture,
+                     std::string* error) {
+    if (pattern.empty()) {
+        *error = "-o needs the name of a file";
+        return false;
+    }
+    const CPageName name(pattern);
+    if (!name.IsFaulty())
+        return CheckOutput(name.ForPage(1), picture, error);
+    *error = "-o " + pattern +
+             ": a '%' stands for the page as '%d', or '%3d' for three digits; '%%' is a '%'";
+    return false;
 }

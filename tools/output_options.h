@@ -18,3 +18,6 @@ CLI::Option* AddOutputOptions(CLI::App& sub, COutputOptions& options, const std:
 // What can be told of the options alone, ahead of any work. `path` is the file's name, of several
 // one of them. False with one line in `error`.
 bool CheckOutput(const std::string& path, const CPictureOptions& picture, std::string* error);
+// The same of a name in which "%d" stands for the page.
+bool CheckPageOutput(const std::string& pattern, const CPictureOptions& picture,
+                     std::string* error);

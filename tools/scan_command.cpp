@@ -15,7 +15,6 @@
 #include "tools/command.h"
 #include "tools/filter_options.h"
 #include "tools/option_facts.h"
-#include "tools/page_files.h"
 #include "tools/scan_job.h"
 #include "tools/text_writes.h"
 #include "tools/tone_options.h"
@@ -45,18 +44,8 @@ bool CheckExposure(const ScanCommand& command, std::string* error) {
 
 // What the command line says by itself is checked before anything else happens.
 bool CheckLine(const ScanCommand& command, std::string* error) {
-    const CPageName name(command.m_output.m_path);
-    if (name.IsFaulty()) {
-        *error = "-o " + command.m_output.m_path +
-                 ": a '%' stands for the page as '%d', or '%3d' for three digits; '%%' is a '%'";
-        return false;
-    }
-    if (command.m_output.m_path.empty()) {
-        *error = "-o needs the name of a file";
-        return false;
-    }
-    return CheckJob(command.m_job, command.m_output.m_path, error) &&
-           CheckOutput(name.ForPage(1), command.m_output.m_picture, error) &&
+    return CheckPageOutput(command.m_output.m_path, command.m_output.m_picture, error) &&
+           CheckJob(command.m_job, command.m_output.m_path, error) &&
            CheckExposure(command, error) && CheckFilters(command.m_settings.filters, error) &&
            command.m_plots.Check(error);
 }

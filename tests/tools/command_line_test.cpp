@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/tools/program.h"
@@ -157,6 +158,33 @@ TEST_F(CommandLine, StandardOutputGetsWhatAFileWould) {
         EXPECT_EQ(toOutput.Wait(), 0) << toOutput.Error();
         EXPECT_EQ(toOutput.Out(), ReadText(file)) << kind;
     }
+}
+
+std::function<void()> InputFrom(const std::string& path) {
+    return [path] { dup2(open(path.c_str(), O_RDONLY), STDIN_FILENO); };
+}
+
+// From a file, which is read where it is, and from a pipe, which can't be sought.
+TEST_F(CommandLine, AProcessedPictureComesFromStandardInput) {
+    CProgram named(m_folder, {"process", m_input, "-o", m_output});
+    ASSERT_EQ(named.Wait(), 0) << named.Error();
+    const Bytes expected = ReadBytes(m_output);
+    const std::string pipe = m_folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& input : {m_input, pipe}) {
+        for (Arguments arguments : {Arguments{"process", "-", "-o", m_output},
+                                    Arguments{"process", "-", "-o", m_output, "--from-file"}}) {
+            std::filesystem::remove(m_output);
+            CProgram program(m_folder, arguments, InputFrom(input));
+            if (input == pipe)
+                WriteBytes(pipe, ReadBytes(m_input));
+            EXPECT_EQ(program.Wait(), 0) << program.Error();
+            EXPECT_EQ(ReadBytes(m_output), expected) << input;
+        }
+    }
+    CProgram empty(m_folder, {"process", "-", "-o", m_output}, InputFrom("/dev/null"));
+    EXPECT_EQ(empty.Wait(), 2);
+    EXPECT_EQ(empty.Error(), "nvqscan: standard input: is empty\n");
 }
 
 // A picture that takes its time: 240 MB of zeros, of which the disk holds none.

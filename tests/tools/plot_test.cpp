@@ -141,7 +141,7 @@ class ProcessPlots : public testing::Test {
         CToneCounts counts;
         Run();
         EXPECT_TRUE(CountPicture(
-            m_job.m_output, [] { return false; }, &counts, &error))
+            {.m_path = m_job.m_output, .m_name = {}}, [] { return false; }, &counts, &error))
             << error;
         return CToneCounts::Mean(counts.m_channels[1]);
     }

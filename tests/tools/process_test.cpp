@@ -7,6 +7,7 @@
 #include <cstring>
 #include <set>
 
+#include "pictures/picture_writer.h"
 #include "tests/pictures/picture_files.h"
 
 namespace {
@@ -175,6 +176,77 @@ TEST_F(Process, APictureIsMirroredAndTurned) {
     std::string error;
     EXPECT_EQ(RunProcess(job, &error), CProcessResult::BadInput);
     EXPECT_EQ(error, m_input + ": only a picture of at least 3 pixels and lines can be turned");
+}
+
+TEST_F(Process, BothResolutionsGoFromTheFileToTheResult) {
+    CBitmapFile picture = TestBitmap(16, 20, 24);
+    picture.m_info.biXPelsPerMeter = 11811;
+    picture.m_info.biYPelsPerMeter = 6001;
+    Lay(picture);
+    for (CProcessJob job : {Job("out.bmp"), FileJob("out.bmp")}) {
+        for (const auto& [angle, x, y] : {std::array{0, 11811, 6001}, {90, 6001, 11811}}) {
+            job.m_rotate = angle;
+            BITMAPINFOHEADER info = {};
+            std::memcpy(&info, Run(job).data() + sizeof(BITMAPFILEHEADER), sizeof(info));
+            EXPECT_EQ(info.biXPelsPerMeter, x) << angle;
+            EXPECT_EQ(info.biYPelsPerMeter, y) << angle;
+        }
+    }
+}
+
+// The pages of one file, with a picture each, come out as those pictures do by themselves.
+TEST_F(Process, EveryPageOfAFileIsAPictureOfItsOwn) {
+    std::string error;
+    const std::string tiff = m_folder / "in.tif";
+    const auto writer = CreatePictureWriter(tiff, {}, &error);
+    std::vector<Bytes> alone;
+    for (const std::int32_t page : {1, 2, 3}) {
+        CBitmapFile picture = TestBitmap(10 * page, -20, 24);
+        picture.m_info.biXPelsPerMeter = picture.m_info.biYPelsPerMeter = 11811;
+        Lay(picture);
+        alone.push_back(Run(Job("alone.bmp")));
+        picture.m_info.biHeight = 20;
+        ASSERT_TRUE(writer->Begin(picture.m_info, {}));
+        ASSERT_TRUE(writer->Write(picture.m_rows.data(), picture.m_rows.size()));
+        ASSERT_TRUE(writer->EndPage());
+    }
+    ASSERT_TRUE(writer->Finish());
+    std::vector<unsigned> percents;
+    for (CProcessJob job : {Job("page-%02d.bmp"), FileJob("page-%02d.bmp")}) {
+        job.m_input = tiff;
+        job.m_progress = [&](unsigned percent) { percents.push_back(percent); };
+        ASSERT_EQ(RunProcess(job, &error), CProcessResult::Done) << error;
+        for (int page = 1; page <= 3; ++page) {
+            const std::string name = m_folder / ("page-0" + std::to_string(page) + ".bmp");
+            EXPECT_EQ(ReadBytes(name), alone[static_cast<std::size_t>(page - 1)]) << page;
+            std::filesystem::remove(name);
+        }
+        EXPECT_TRUE(std::ranges::is_sorted(percents));
+        percents.clear();
+    }
+    CProcessJob job = Job("all.tif");
+    job.m_input = tiff;
+    Run(job);
+    EXPECT_EQ(CountTiffPages(job.m_output), 3);
+    job.m_output = m_folder / "one.bmp";
+    EXPECT_EQ(RunProcess(job, &error), CProcessResult::BadInput);
+    EXPECT_NE(error.find("in.tif: has 3 pages, and "), std::string::npos) << error;
+    job.m_page = 4;
+    EXPECT_EQ(RunProcess(job, &error), CProcessResult::BadInput);
+    EXPECT_EQ(error, tiff + ": has 3 pages; there is no --page 4");
+    job.m_page = 2;
+    EXPECT_EQ(Run(job), alone[1]);
+
+    // Of a job that breaks off, files of a page each stay where they are whole.
+    std::filesystem::resize_file(tiff, std::filesystem::file_size(tiff) - 300);
+    const Names before = m_folder.Names();
+    for (const char* output : {"page-%d.bmp", "all.pdf"}) {
+        job = Job(output);
+        job.m_input = tiff;
+        EXPECT_EQ(RunProcess(job, &error), CProcessResult::BadInput);
+        EXPECT_NE(error.find("it ends early"), std::string::npos) << error;
+        EXPECT_EQ(m_folder.Names(), before) << "nothing begins on a file with pages missing";
+    }
 }
 
 TEST_F(Process, EveryPictureFormatTakesBothRoads) {

@@ -85,14 +85,14 @@ _nvqscan_table() {
         'process')
             options='--mirror --rotate --mode --palette --property --set --sharpen --smooth'
             options+=' --streaks --streak-detail --auto -o --output --format --compression'
-            options+=' --quality --title --histogram --curves --from-file --analyse --encoded'
-            options+=' --band --list-attributes --list-properties -h --help'
+            options+=' --quality --title --page --histogram --curves --from-file --analyse'
+            options+=' --encoded --band --list-attributes --list-properties -h --help'
             places=('file')
             case $2 in
                 --rotate) takes='words 90 180 270' ;;
                 --mode) takes='words color gray lineart dither indexed' ;;
                 --palette) takes='file system cube gray adaptive' ;;
-                --property | --set | --sharpen | --quality | --title | --band) takes='none' ;;
+                --property | --set | --sharpen | --quality | --title | --page | --band) takes='none' ;;
                 --smooth) takes='words off light strong' ;;
                 --streaks) takes='words off 1 2' ;;
                 --streak-detail) takes='words red green blue' ;;

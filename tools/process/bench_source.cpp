@@ -69,19 +69,15 @@ bool CBenchSource::CopyToTemporary(CPictureReader& reader, const std::function<b
     return true;
 }
 
-bool CBenchSource::Select(const std::string& path, const std::function<bool()>& stopped,
-                          std::string* error) {
-    // Also a plain bitmap is opened here: the reader says more exactly what is wrong with one.
-    const std::unique_ptr<CPictureReader> reader = OpenPicture(path, error);
-    if (!reader)
-        return false;
-    if (reader->Info().m_bitsPerPixel != 24) {
+bool CBenchSource::Select(const std::string& path, CPictureReader& reader,
+                          const std::function<bool()>& stopped, std::string* error) {
+    if (reader.Info().m_bitsPerPixel != 24) {
         *error = "is a gray picture of 8 bits a pixel; --from-file reads colour ones of 24 bits";
         return false;
     }
     std::string source = path;
-    if (!reader->Info().m_isPlainBitmap || path.size() > kLongestPath) {
-        if (!CopyToTemporary(*reader, stopped, error))
+    if (!reader.Info().m_isPlainBitmap || path.size() > kLongestPath) {
+        if (!CopyToTemporary(reader, stopped, error))
             return false;
         source = m_temporary;
     }

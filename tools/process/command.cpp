@@ -7,8 +7,10 @@
 
 #include "diag/log.h"
 #include "engine/engine.h"
+#include "pictures/picture_reader.h"
 #include "pictures/picture_writer.h"
 #include "pictures/sample_picture.h"
+#include "pictures/tiff_pages.h"
 #include "service/install.h"
 #include "tools/command.h"
 #include "tools/console.h"
@@ -60,14 +62,15 @@ int Process(ProcessOptions& options) {
         return Complain("process needs a picture and -o FILE (see nvqscan process --help)",
                         kExitUsage);
     std::string error;
-    if (!CheckOutput(job.m_output, job.m_picture, &error) || !CheckFilters(job.m_filters, &error) ||
+    if (!CheckPageOutput(job.m_output, job.m_picture, &error) ||
+        !CheckFilters(job.m_filters, &error) ||
         !TakePalette(options.m_mode, &job.m_palette, &error))
         return Complain(error, kExitUsage);
     job.m_mode = options.m_mode.m_mode;
     CLogConfig::Acquire(kDriverClass);
     CProcessResult result;
     {
-        CProgressLine progress(job.m_input);
+        CProgressLine progress(job.m_input == "-" ? "standard input" : job.m_input);
         job.m_progress = [&progress](unsigned percent) { progress.Show(percent); };
         job.m_cancelled = WasInterrupted;
         job.m_notice = TellLine;
@@ -97,10 +100,19 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
     CProcessJob& job = options.m_job;
     CLI::App* process = app.add_subcommand("process", "Run a picture through the imaging engine");
     process->option_defaults()->group(kGroupFiles);
-    process->add_option("IN", job.m_input, "Picture: bitmap, PNG, TIFF, JPEG or PNM file")
+    process
+        ->add_option("IN", job.m_input,
+                     "Picture: " + ReadableKinds() + " file; - is standard input")
         ->type_name(kFileValue);
-    AddOutputOptions(*process, options.m_output,
-                     "Result: .png, .tif, .jpg, .bmp, .pnm or .pdf file");
+    AddOutputOptions(
+        *process, options.m_output,
+        "Result: " + WritableEndings() + " file; of several pages a %d stands for the page");
+    process
+        ->add_option("--page", job.m_page,
+                     "Page of a TIFF file; for all pages the result's name has a %d for the page, "
+                     "or is that of a TIFF or PDF file")
+        ->check(CLI::Range(1, kMostTiffPages))
+        ->default_str("all");
     process->option_defaults()->group(kGroupPicture);
     AddTurnOptions(*process, job.m_mirror, job.m_rotate, "picture",
                    "Lines are written when the whole picture has been read");
@@ -151,7 +163,7 @@ CLI::App* AddProcess(CLI::App& app, ProcessOptions& options) {
 
 CLI::App* AddSample(CLI::App& app, CSampleJob& job, COutputOptions& output) {
     CLI::App* sample = app.add_subcommand("sample", "Write a sample picture to work with");
-    AddOutputOptions(*sample, output, "File: .png, .tif, .jpg, .bmp, .pnm or .pdf")->required();
+    AddOutputOptions(*sample, output, "File: " + WritableEndings())->required();
     sample->add_option("--width", job.m_width, "Pixels")
         ->check(CLI::Range(1, 100000))
         ->capture_default_str();

@@ -1,363 +1,127 @@
 #include "tools/process/run.h"
 
-#include <algorithm>
+#include <limits>
 #include <memory>
+#include <utility>
 
-#include "engine/engine.h"
-#include "frame/attrib_port.h"
-#include "frame/image_format.h"
-#include "frame/output_type.h"
-#include "pictures/file_failure.h"
 #include "pictures/picture_reader.h"
 #include "pictures/picture_writer.h"
-#include "platform/module.h"
-#include "platform/wia.h"
+#include "tools/page_name.h"
 #include "tools/plot/counting_writer.h"
-#include "tools/process/analysis.h"
-#include "tools/process/attribute_writes.h"
-#include "tools/process/band_feed.h"
-#include "tools/process/bench_source.h"
-#include "tools/process/model_item.h"
-#include "tools/process/picture_stream.h"
-#include "tools/process/tone_ramp.h"
+#include "tools/process/input.h"
+#include "tools/process/page_run.h"
 
 namespace {
 
-// Writes what the engine delivers.
-class CPictureSink final : public IQLImageCallback {
+// Which pages of the input are wanted.
+struct CPageRange {
+    int m_first = 1;
+    int m_last = 1;
+
+    int Count() const { return m_last - m_first + 1; }
+};
+
+std::string CountText(int pages) {
+    return pages == 1 ? "1 page" : std::to_string(pages) + " pages";
+}
+
+// What the results of a job go to: a file a page, or one for all.
+class CResultFiles {
   public:
-    CPictureSink(CPictureWriter& writer, const CProcessJob& job) : m_writer(writer), m_job(job) {}
+    // `counter` may be null; the first page is counted.
+    CResultFiles(const CProcessJob& job, CToneCounter* counter)
+        : m_job(job), m_name(job.m_output), m_counter(counter) {}
 
-    HRESULT ImageCallback(std::uint32_t type, std::uint32_t, std::uint32_t percent,
-                          std::int32_t length, std::uint8_t* buffer) override {
-        if (IsStopped())
-            return S_FALSE;
-        if (type == QL_IMAGE_CALLBACK_DIB_HEADER) {
-            TakeHeader(static_cast<std::size_t>(length), buffer);
-        } else if (type == QL_IMAGE_CALLBACK_DIB_BUFFER) {
-            m_failed = !m_writer.Write(buffer, static_cast<std::size_t>(length));
-            if (m_job.m_progress)
-                m_job.m_progress(percent);
-        }
-        return m_failed ? S_FALSE : S_OK;
+    bool HoldPages() const {
+        return m_name.IsNumbered() || HoldsSeveralPages(m_job.m_output, m_job.m_picture);
     }
-
-    // Bits a pixel of the picture that the engine gets.
-    void SetInputBits(int bits) { m_inputBits = bits; }
-    int InputBits() const { return m_inputBits; }
-    bool HasHeader() const { return m_hasHeader; }
-    bool IsCancelled() {
-        m_cancelled = m_cancelled || (m_job.m_cancelled && m_job.m_cancelled());
-        return m_cancelled;
+    // Null with one line in `error`.
+    CPictureWriter* WriterFor(int page, std::string* error) {
+        if (m_writer && !m_name.IsNumbered())
+            return m_writer.get();
+        m_path = m_name.ForPage(page);
+        m_writer = CreatePictureWriter(m_path, m_job.m_picture, error);
+        if (!m_writer)
+            *error = ShownName(m_path) + ": " + *error;
+        else if (m_counter)
+            m_writer = std::make_unique<CCountingWriter>(std::move(m_writer),
+                                                         *std::exchange(m_counter, nullptr));
+        return m_writer.get();
     }
-    bool HasFailed() const { return m_failed; }
-    bool IsStopped() { return m_failed || IsCancelled(); }
+    // Behind each page; what isn't whole before `isLast` waits.
+    bool Finish(bool isLast, std::string* error) {
+        if ((!m_name.IsNumbered() && !isLast) || m_writer->Finish())
+            return true;
+        *error = ShownName(m_path) + ": " + m_writer->Error();
+        return false;
+    }
+    const std::string& Path() const { return m_path; }
 
   private:
-    // The palette follows the header at once; its length tells how many colours it has.
-    void TakeHeader(std::size_t length, const std::uint8_t* buffer) {
-        const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(buffer);
-        const std::size_t colors = (length - sizeof(*header)) / sizeof(RGBQUAD);
-        m_hasHeader = true;
-        m_failed = !m_writer.Begin(*header, {reinterpret_cast<const RGBQUAD*>(header + 1), colors});
-    }
-
-    CPictureWriter& m_writer;
     const CProcessJob& m_job;
-    int m_inputBits = 24;
-    bool m_hasHeader = false;
-    bool m_cancelled = false;
-    bool m_failed = false;
+    const CPageName m_name;
+    CToneCounter* m_counter;
+    std::string m_path;
+    std::unique_ptr<CPictureWriter> m_writer;
 };
 
-// Stands on the engine's board: hears when a pass fails, and ends one that nobody wants any more.
-// What a client answers ends no pass over a file, and an analysis pass asks no client.
-class CPassWatch {
-  public:
-    CPassWatch(QLAttribTree* tree, CPictureSink& sink)
-        : m_sink(sink), m_port(tree, this, &CPassWatch::OnFailure, &CPassWatch::Hold, nullptr) {
-        m_port.Subscribe(QL_ATTR_STATUS);
-        m_port.RegisterProvider(QL_ATTR_HOLD_OUTPUT);
-    }
-    bool HasFailed() const { return m_failed; }
-
-  private:
-    static void OnFailure(void* owner, std::int32_t) {
-        static_cast<CPassWatch*>(owner)->m_failed = true;
-    }
-    static std::uint64_t Hold(void* owner, std::int32_t) {
-        return static_cast<CPassWatch*>(owner)->m_sink.IsStopped();
-    }
-
-    CPictureSink& m_sink;
-    bool m_failed = false;
-    CQLAttribCallbackPort m_port;
-};
-
-// Keeps what would stand in a message box.
-class CMessageCatcher {
-  public:
-    CMessageCatcher()
-        : m_former(SetMessageBoxHook([this](HWND, LPCSTR text, LPCSTR, UINT) {
-              m_text = text;
-              return IDOK;
-          })) {}
-    ~CMessageCatcher() { SetMessageBoxHook(m_former); }
-    CMessageCatcher(const CMessageCatcher&) = delete;
-    CMessageCatcher& operator=(const CMessageCatcher&) = delete;
-
-    const std::string& Text() const { return m_text; }
-
-  private:
-    std::string m_text;
-    MessageBoxHook m_former;
-};
-
-bool Turns(CQLEngine& engine) {
-    return engine.GetInteger(QL_ATTR_ROTATE_ANGLE) % 360 != 0;
-}
-
-// What the command line sets.
-struct CSettings {
-    CModelItem m_item;
-    std::vector<CAttributeWrite> m_writes;
-};
-
-// The engine with its settings, from the job. False when one of them is refused.
-bool ApplySettings(const CProcessJob& job, CQLEngine& engine, CClientAttributes& client,
-                   CSettings* settings, std::string* error) {
-    CModelItem& item = settings->m_item;
-    if (job.m_encoded)
-        item.SetEncodedSamples();
-    for (const PropertyWrite& write : FilterWrites(job.m_filters))
-        item.WriteLong(write.id, std::get<LONG>(write.value));
-    if (job.m_mode != ScanMode::Unchanged)
-        item.WriteLong(WIA_IPA_DATATYPE, DataTypeOf(job.m_mode));
-    for (const std::string& text : job.m_properties) {
-        if (!item.Assign(text, error))
-            return false;
-    }
-    LONG palette = 0;
-    if (!job.m_palette && item.ReadLong(QL_PROP_PALETTE, &palette) == S_OK &&
-        palette == QL_PALETTE_USER) {
-        *error = "Palette 4 has no colours: --palette FILE gives them";
+bool FindPages(const CProcessJob& job, const std::string& path, bool canHoldPages,
+               CPageRange* range, std::string* error) {
+    const bool isOne = job.m_page > 0;
+    const int most = isOne ? job.m_page : std::numeric_limits<int>::max();
+    const int count = CountPages(path, most, error);
+    if (count == 0)
+        return false;
+    if (isOne && job.m_page > count) {
+        *error = "has " + CountText(count) + "; there is no --page " + std::to_string(job.m_page);
         return false;
     }
-    if (job.m_auto.WantsTone() && !LeaveRoomForLevels(item.Assigned(), error))
-        return false;
-    // Options go before properties; both are those of the driver's item.
-    if (job.m_mirror)
-        item.WriteLong(QL_PROP_MIRROR, 1);
-    if (job.m_rotate != 0)
-        item.WriteLong(QL_PROP_ROTATION, job.m_rotate);
-    for (const std::string& text : job.m_attributes) {
-        const auto write = CAttributeWrite::Parse(text, error);
-        if (!write)
-            return false;
-        settings->m_writes.push_back(*write);
-    }
-    // For those who write them by name.
-    if (!engine.ProvideStreaks()) {
-        *error = "out of memory";
-        return false;
-    }
-    engine.ReadItemSettings(&item);
-    if (job.m_palette) {
-        // Only it has colours with it.
-        if (job.m_palette->m_kind == QL_PALETTE_USER)
-            engine.SetValue(QL_ATTR_PALETTE_USER, PointerWord(&job.m_palette->m_colors));
-        engine.SetValue(QL_ATTR_PALETTE_KIND, IntegerWord(job.m_palette->m_kind));
-    }
-    for (const CAttributeWrite& write : settings->m_writes) {
-        if (write.IsClients())
-            client.Give(write);
-        else
-            write.Apply(engine);
-    }
-    return true;
-}
-
-bool CanBeTurned(const CPictureInfo& picture, std::string* error) {
-    if (std::min(picture.m_width, picture.m_height) >= QL_LEAST_TURNED_SIDE)
+    *range = isOne ? CPageRange{job.m_page, job.m_page} : CPageRange{1, count};
+    if (range->Count() == 1 || canHoldPages)
         return true;
-    *error = "only a picture of at least " + std::to_string(QL_LEAST_TURNED_SIDE) +
-             " pixels and lines can be turned";
+    *error = "has " + CountText(count) + ", and " + ShownName(job.m_output) +
+             " holds one; name a file with %d for the page, a .tif or .pdf file, or one page by "
+             "--page";
     return false;
 }
 
-constexpr char kNoOwnPalette[] =
-    "the picture has no colours to make a palette of; those of the system palette stand in";
-
-// The two roads from a picture to the engine:
-//
-// - a scan's: any picture, CPictureReader, CPictureStream; Start, Begin, Feed ... End
-// - a file's: a bitmap (of other pictures a temporary one), the engine's own reader; Start,
-//   OpenAnalysed, End
-//
-// False when the picture can't be had, with a line to stand behind its name.
-
-// The engine is fed, as by the driver's band loop.
-bool RunStream(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
-    const std::unique_ptr<CPictureReader> reader = OpenPicture(job.m_input, error);
-    if (!reader || (Turns(engine) && !CanBeTurned(reader->Info(), error)))
-        return false;
-    sink.SetInputBits(reader->Info().m_bitsPerPixel);
-    CPictureStream stream(*reader);
-    bool fed = false;
-    const bool guarded = RunGuarded(error, [&] {
-        fed = FeedBands(engine, stream, job.m_bandLines, [&sink] { return sink.IsStopped(); });
-    });
-    // Before the stream goes.
-    engine.Stop();
-    if (guarded && !fed)
-        *error = reader->Error();
-    return guarded && fed;
+// As one page of several shows how far the job is, and tells its notices.
+CProcessJob JobOfPage(const CProcessJob& job, const CPageRange& range, int page) {
+    CProcessJob one = job;
+    if (range.Count() == 1)
+        return one;
+    const auto done = static_cast<unsigned>(page - range.m_first);
+    const auto count = static_cast<unsigned>(range.Count());
+    if (job.m_progress)
+        one.m_progress = [&job, done, count](unsigned percent) {
+            job.m_progress((done * 100 + percent) / count);
+        };
+    if (job.m_notice)
+        one.m_notice = [&job, page](const std::string& line) {
+            job.m_notice("page " + std::to_string(page) + ": " + line);
+        };
+    return one;
 }
 
-// The engine reads by itself; an analysis pass goes over the whole file first.
-bool RunFile(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
-    if (Turns(engine)) {
-        const std::unique_ptr<CPictureReader> reader = OpenPicture(job.m_input, error);
-        if (!reader || !CanBeTurned(reader->Info(), error))
-            return false;
-    }
-    CBenchSource source;
-    if (!source.Select(
-            job.m_input, [&sink] { return sink.IsStopped(); }, error))
-        return false;
-    if (sink.IsStopped())
-        return true;
-    engine.Start();
-    if (job.m_analyse)
-        engine.FireAnalyse();
-    engine.FireOpenAnalysed();
-    engine.FireEnd();
-    engine.Stop();
-    return true;
-}
-
-bool WantsOwnPalette(CQLEngine& engine) {
-    return engine.GetInteger(QL_ATTR_OUTPUT_TYPE) == QL_OUTPUT_INDEXED &&
-           engine.GetInteger(QL_ATTR_PALETTE_KIND) == QL_PALETTE_ADAPTIVE;
-}
-
-bool Run(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink, std::string* error) {
-    const auto pass = job.m_fromFile ? RunFile : RunStream;
-    bool read = true;
-    // Whoever writes the angle itself means it.
-    engine.PutRotationOnPath(Turns(engine));
-    // That palette takes a pass of its own, in which nobody gets the lines. An analysis pass over a
-    // file makes it by itself.
-    if (WantsOwnPalette(engine) && !job.m_analyse) {
-        engine.Notify(QL_ATTR_PALETTE_COLLECT);
-        read = pass(job, engine, sink, error);
-    }
-    if (!job.m_plots.m_histogram.empty())
-        engine.SetValue(QL_ATTR_HISTOGRAM_ON, 1);
-    // Served at the end of this pass, a request would change the curves that the picture got.
-    if (!job.m_plots.m_curves.empty() && !job.m_analyse)
-        engine.DropRequests();
-    std::uint32_t client = 0;
-    engine.AddClient(&sink, &client);
-    read = read && pass(job, engine, sink, error);
-    engine.RemoveClient(client);
-    return read;
-}
-
-// Puts the output in place, if all went well.
-CProcessResult Conclude(const CProcessJob& job, CPictureSink& sink, bool engineFailed, bool turns,
-                        CPictureWriter& writer, std::string* error) {
-    if (sink.IsCancelled())
-        return CProcessResult::Cancelled;
-    if (sink.HasHeader() && !sink.HasFailed() && !engineFailed && writer.Finish())
-        return CProcessResult::Done;
-    *error = writer.Error().empty() ? job.m_input + ": the engine could not process this picture"
-                                    : ShownName(job.m_output) + ": " + writer.Error();
-    if (turns && !sink.HasHeader())
-        *error += " (to turn it takes room in the temporary folder, 6 bytes a pixel in colour)";
-    return CProcessResult::Failed;
-}
-
-// What an automatic analysis settles, by the names that it has for the engine and for people.
-constexpr struct {
-    std::int32_t attribute;
-    PROPID property;
-} kExposure[] = {
-    {QL_ATTR_AUTO_WHITE, QL_PROP_HIGHLIGHT_LEVEL},
-    {QL_ATTR_HIGHLIGHT, QL_PROP_HIGHLIGHT_LEVEL},
-    {QL_ATTR_AUTO_MID, QL_PROP_MIDTONE_LEVEL},
-    {QL_ATTR_MIDTONE, QL_PROP_MIDTONE_LEVEL},
-    {QL_ATTR_AUTO_BLACK, QL_PROP_SHADOW_LEVEL},
-    {QL_ATTR_SHADOW, QL_PROP_SHADOW_LEVEL},
-    {QL_ATTR_HUE_X, QL_PROP_HUE_X},
-    {QL_ATTR_HUE_Y, QL_PROP_HUE_Y},
-};
-
-// What the command line sets itself goes ahead of what is found: of the properties that the item
-// was assigned, with the method by which the levels count, and of the attributes. Gives what was
-// set so.
-std::vector<PROPID> SetAgain(const CSettings& settings, const FoundExposure& found,
-                             CQLEngine& engine) {
-    const std::vector<PropertyWrite> writes = found.Writes();
-    std::vector<PROPID> kept;
-    for (const PropertyWrite& assigned : settings.m_item.Assigned()) {
-        if (std::ranges::find(writes, assigned.id, &PropertyWrite::id) != writes.end())
-            kept.push_back(assigned.id);
-    }
-    CModelItem item = settings.m_item;
-    item.WriteLong(QL_PROP_EXPOSURE_METHOD, 1);
-    std::vector<PROPID> read = kept;
-    read.push_back(QL_PROP_EXPOSURE_METHOD);
-    item.KeepOnly(read);
-    engine.ReadItemSettings(&item);
-    for (const CAttributeWrite& write : settings.m_writes) {
-        for (const auto& row : kExposure) {
-            if (row.attribute != write.Id())
-                continue;
-            write.Apply(engine);
-            kept.push_back(row.property);
-        }
-    }
-    return kept;
-}
-
-bool Expose(const CProcessJob& job, const CSettings& settings, CQLEngine& engine,
-            CPictureSink& sink, std::string* error) {
-    std::optional<FoundExposure> found;
-    if (!job.m_auto.WantsTone() && !job.m_auto.WantsColor())
-        return true;
-    if (!AnalysePicture(job.m_input, engine, job.m_auto, &found, error))
-        return false;
-    const FoundExposure exposure = found.value_or(FoundExposure{});
-    const std::vector<PROPID> kept = SetAgain(settings, exposure, engine);
-    const std::string text = found ? ExposureText(exposure, kept) : kNothingToAnalyse;
-    if (job.m_notice && !text.empty() && !sink.IsStopped())
-        job.m_notice(text);
-    return true;
-}
-
-// ---- Plots
-
-// The engine has run: what it has counted is taken before the ramp runs. Chains that count nothing
-// have their result counted on its way to the file.
-CProcessResult DrawPlots(const CProcessJob& job, CQLEngine& engine, CPictureSink& sink,
-                         const CToneCounts& delivered, std::string* error) {
-    const CToneFiles& plots = job.m_plots;
-    const auto stopped = [&sink] { return sink.IsStopped(); };
-    CToneCounts input;
-    if (!plots.m_histogram.empty()) {
-        if (!CountPicture(job.m_input, stopped, &input, error))
+CProcessResult RunPages(const CProcessJob& job, const CProcessInput& input, CPageRange range,
+                        CResultFiles& files, const CToneCounter* delivered, std::string* error,
+                        std::string* plotError) {
+    for (int page = range.m_first; page <= range.m_last; ++page) {
+        CPictureWriter* const writer = files.WriterFor(page, error);
+        if (!writer)
             return CProcessResult::BadInput;
-        if (sink.IsCancelled())
-            return CProcessResult::Cancelled;
-        const CToneCounts published = PublishedCounts(engine);
-        if (!DrawHistograms(plots.m_histogram, job.m_encoded, input,
-                            published.IsEmpty() ? delivered : published, error))
-            return CProcessResult::Failed;
-    }
-    if (!plots.m_curves.empty()) {
-        engine.SetValue(QL_ATTR_HISTOGRAM_ON, 0);
-        if (!DrawCurves(engine, sink.InputBits(), job.m_encoded, plots.m_curves, error))
+        const CProcessJob one = JobOfPage(job, range, page);
+        const std::string name =
+            range.Count() == 1 ? input.Name() : input.Name() + ": page " + std::to_string(page);
+        const CPageRun run = {one,
+                              {input.Path(), page, name},
+                              ShownName(files.Path()),
+                              *writer,
+                              page == range.m_first ? delivered : nullptr};
+        if (const CProcessResult result = RunPage(run, error, plotError);
+            result != CProcessResult::Done)
+            return result;
+        if (!files.Finish(page == range.m_last, error))
             return CProcessResult::Failed;
     }
     return CProcessResult::Done;
@@ -368,39 +132,23 @@ CProcessResult DrawPlots(const CProcessJob& job, CQLEngine& engine, CPictureSink
 CProcessResult RunProcess(const CProcessJob& job, std::string* error) {
     if (!job.m_plots.Check(error))
         return CProcessResult::BadInput;
-    std::unique_ptr<CPictureWriter> writer =
-        CreatePictureWriter(job.m_output, job.m_picture, error);
-    if (!writer) {
-        *error = job.m_output + ": " + *error;
-        return CProcessResult::BadInput;
-    }
+    const bool isPlotted = !job.m_plots.m_histogram.empty() || !job.m_plots.m_curves.empty();
     CToneCounter delivered;
-    if (!job.m_plots.m_histogram.empty())
-        writer = std::make_unique<CCountingWriter>(std::move(writer), delivered);
-    CPictureSink sink(*writer, job);
-    CQLEngine engine;
-    if (FAILED(engine.Init())) {
-        *error = "not enough memory for the imaging engine";
-        return CProcessResult::Failed;
-    }
-    CClientAttributes client(engine.Tree());
-    CSettings settings;
-    if (!ApplySettings(job, engine, client, &settings, error))
-        return CProcessResult::BadInput;
-    const CPassWatch watch(engine.Tree(), sink);
-    const CMessageCatcher message;
-    const bool read = Expose(job, settings, engine, sink, error) && Run(job, engine, sink, error);
-    if (!read || !message.Text().empty()) {
-        if (read)
-            *error = message.Text();
-        *error = job.m_input + ": " + *error;
+    CResultFiles files(job, job.m_plots.m_histogram.empty() ? nullptr : &delivered);
+    CProcessInput input(job.m_input);
+    CPageRange range;
+    const bool isTaken = input.Take(job.m_cancelled, error);
+    if (job.m_cancelled && job.m_cancelled())
+        return CProcessResult::Cancelled;
+    if (!isTaken || !FindPages(job, input.Path(), files.HoldPages(), &range, error)) {
+        *error = input.Name() + ": " + *error;
         return CProcessResult::BadInput;
     }
+    std::string plotError;
     const CProcessResult result =
-        Conclude(job, sink, watch.HasFailed(), Turns(engine), *writer, error);
-    if (result != CProcessResult::Done)
+        RunPages(job, input, range, files, isPlotted ? &delivered : nullptr, error, &plotError);
+    if (result != CProcessResult::Done || plotError.empty())
         return result;
-    if (job.m_notice && WantsOwnPalette(engine) && !engine.HasOwnPalette())
-        job.m_notice(kNoOwnPalette);
-    return DrawPlots(job, engine, sink, delivered.Counts(), error);
+    *error = plotError;
+    return CProcessResult::Failed;
 }

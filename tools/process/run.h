@@ -1,4 +1,4 @@
-// One picture through the whole imaging engine, from file to file.
+// Pictures through the whole imaging engine, from file to file.
 #pragma once
 
 #include <cstdint>
@@ -15,8 +15,9 @@
 
 // What the command line asks for.
 struct CProcessJob {
-    std::string m_input;
-    std::string m_output;  // "-": standard output
+    std::string m_input;   // "-": standard input
+    std::string m_output;  // "-": standard output; "%d" in it stands for the page
+    int m_page = 0;        // of a file of several pages; 0: all
     CPictureOptions m_picture;
     bool m_fromFile = false;  // through the engine's own file reader instead of the input stream
     bool m_analyse = false;   // an analysis pass first; only from a file
@@ -45,7 +46,9 @@ enum class CProcessResult : int {
     Cancelled = 130,
 };
 
-// The properties are in the item before the engine reads its settings; the attributes are written
-// then, in their order; then the image runs. No output file is left by anything but success.
-// `error` gets one line when the result is Failed or BadInput.
+// Each page has an engine of its own. The properties are in the item before the engine reads its
+// settings; the attributes are written then, in their order; then the image runs. No output file is
+// left by anything but success, except those of pages before the one that failed, where each page
+// has its own. `error` gets one line when the result is Failed or BadInput. Plots are those of the
+// first page.
 CProcessResult RunProcess(const CProcessJob& job, std::string* error);

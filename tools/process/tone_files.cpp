@@ -3,7 +3,6 @@
 #include "engine/engine.h"
 #include "frame/histogram.h"
 #include "frame/output_type.h"
-#include "pictures/picture_reader.h"
 #include "platform/bitmap_headers.h"
 #include "tools/plot/plot_file.h"
 #include "tools/plot/tone_plots.h"
@@ -13,9 +12,9 @@ bool CToneFiles::Check(std::string* error) const {
            (m_curves.empty() || IsPlotFile(m_curves, error));
 }
 
-bool CountPicture(const std::string& path, const std::function<bool()>& stopped,
+bool CountPicture(const CPageSource& source, const std::function<bool()>& stopped,
                   CToneCounts* counts, std::string* error) {
-    const std::unique_ptr<CPictureReader> reader = OpenPicture(path, error);
+    const std::unique_ptr<CPictureReader> reader = source.Open(error);
     if (!reader)
         return false;
     const CPictureInfo& info = reader->Info();

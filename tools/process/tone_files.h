@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/plot/tone_counts.h"
+#include "tools/process/page_source.h"
 
 class CQLEngine;
 
@@ -17,9 +18,9 @@ struct CToneFiles {
     bool Check(std::string* error) const;
 };
 
-// Counts a picture as it enters the engine. False with a line in `error` to stand behind the file's
+// Counts a page as it enters the engine. False with a line in `error` to stand behind the file's
 // name; a count that `stopped` has cut is none.
-bool CountPicture(const std::string& path, const std::function<bool()>& stopped,
+bool CountPicture(const CPageSource& source, const std::function<bool()>& stopped,
                   CToneCounts* counts, std::string* error);
 
 // What the engine has published of the last whole pass with QL_ATTR_HISTOGRAM_ON: the tones ahead
