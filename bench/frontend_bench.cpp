@@ -9,6 +9,7 @@
 #include "bench/bench_page.h"
 #include "frontend/scan_lines.h"
 #include "platform/bitmap_headers.h"
+#include "platform/pixel_order.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 
 #include "frontend/scan_lines.h"
 #include "platform/bitmap_headers.h"
+#include "platform/pixel_order.h"
 
 bool CBandLines::IsScaling() const {
     return m_sizes.xRes != m_sizes.scanXRes || m_sizes.yRes != m_sizes.scanYRes;

@@ -6,10 +6,6 @@
 
 #include "platform/types.h"
 
-// Exchanges the first and the third byte of each pixel of three. The device delivers red first, a
-// bitmap has blue first. A part of a pixel at the end stays as it is.
-void SwapRedBlue(BYTE* buffer, std::size_t byteCount);
-
 // Moves lines of `lineBytes` bytes that lie close together to `stride` bytes apart, in place, and
 // returns the bytes that they take then. Lines that are aligned already stay where they are. What
 // lies between the lines isn't written. 0 for a stride or a line of nothing; E_INVALIDARG for a

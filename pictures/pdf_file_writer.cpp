@@ -9,6 +9,7 @@
 #include "pictures/fax_packer.h"
 #include "pictures/jpeg_packer.h"
 #include "pictures/pixel_rows.h"
+#include "platform/pixel_order.h"
 #include "platform/text.h"
 
 namespace {
@@ -185,7 +186,7 @@ void CPdfFileWriter::StoreBand(std::uint8_t* rows, std::int32_t count) {
         if (m_isInverted)
             InvertBits(rows, Stride());
         if (m_isShaded && m_kind == EPaletteKind::None) {
-            SwapRedBlue(rows, width);
+            SwapRedBlue(rows, 3 * width);
             ToDifferences(rows, 3 * width, 3);
         } else if (m_isShaded) {
             ToDifferences(rows, width, 1);

@@ -1,12 +1,6 @@
 #include "pictures/pixel_rows.h"
 
 #include <algorithm>
-#include <utility>
-
-void SwapRedBlue(std::uint8_t* row, std::size_t pixels) {
-    for (std::size_t i = 0; i < pixels; ++i)
-        std::swap(row[3 * i], row[3 * i + 2]);
-}
 
 void InvertBits(std::uint8_t* row, std::size_t bytes) {
     std::transform(row, row + bytes, row,

@@ -4,8 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 
-// Red and blue of `pixels` pixels change places.
-void SwapRedBlue(std::uint8_t* row, std::size_t pixels);
 void InvertBits(std::uint8_t* row, std::size_t bytes);
 
 // Each sample but the first pixel's becomes its difference from the one `channels` ahead: what then

@@ -5,6 +5,7 @@
 
 #include "pictures/pixel_rows.h"
 #include "platform/bitmap_headers.h"
+#include "platform/pixel_order.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ std::uint8_t* CPnmFileWriter::ConvertRow(std::uint8_t* target, const std::uint8_
     m_mapper.Map(target, row, m_info.biWidth);
     if (m_kind == EKind::Grays)
         return target + width;
-    SwapRedBlue(target, width);
+    SwapRedBlue(target, 3 * width);
     return target + 3 * width;
 }
 

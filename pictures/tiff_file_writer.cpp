@@ -11,6 +11,7 @@
 #include "pictures/file_failure.h"
 #include "pictures/palette_kind.h"
 #include "pictures/pixel_rows.h"
+#include "platform/pixel_order.h"
 
 namespace {
 
@@ -226,7 +227,7 @@ void CTiffFileWriter::StoreBand(std::uint8_t* rows, std::int32_t count) {
     for (std::int32_t row = 0; row < count; ++row, from += Stride(), end += bytes) {
         std::memmove(end, from, bytes);
         if (m_info.biBitCount == 24)
-            SwapRedBlue(end, width);
+            SwapRedBlue(end, 3 * width);
         else if (m_isInverted)
             InvertBits(end, bytes);
     }

@@ -2,23 +2,13 @@
 
 #include <algorithm>
 
-#include "platform/target_clones.h"
+#include "platform/pixel_order.h"
 
 namespace {
 
 // Entries of gray palettes are gray, so that any of their colours would do.
 int LightOf(const RGBQUAD& color) {
     return color.rgbGreen;
-}
-
-// Pixels of a bitmap have blue first.
-NVQ_KERNEL void PutRedFirst(const BYTE* __restrict row, SANE_Byte* __restrict out,
-                            std::size_t pixels) {
-    for (std::size_t i = 0; i < pixels; ++i) {
-        out[3 * i] = row[3 * i + 2];
-        out[3 * i + 1] = row[3 * i + 1];
-        out[3 * i + 2] = row[3 * i];
-    }
 }
 
 }  // namespace
@@ -55,7 +45,8 @@ void CSaneRows::Convert(const BYTE* rows, LONG count, std::vector<SANE_Byte>& ou
 void CSaneRows::ConvertRow(const BYTE* row, SANE_Byte* out) const {
     const auto bytes = static_cast<std::size_t>(m_parameters.bytes_per_line);
     if (m_parameters.format == SANE_FRAME_RGB) {
-        PutRedFirst(row, out, bytes / 3);
+        std::copy_n(row, bytes, out);
+        SwapRedBlue(out, bytes);
     } else if (m_parameters.depth == 8) {
         std::transform(row, row + bytes, out, [this](BYTE v) { return m_grays[v]; });
     } else {

@@ -1,6 +1,7 @@
 // The line routines by themselves. What they make of a band, band_lines_test.cpp has.
 
 #include "frontend/scan_lines.h"
+#include "platform/pixel_order.h"
 
 #include <gtest/gtest.h>
 
