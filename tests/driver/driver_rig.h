@@ -77,6 +77,7 @@ class CDriverTest : public testing::Test {
         std::filesystem::remove_all(m_folder);
         std::filesystem::create_directories(m_folder);
         std::filesystem::create_directories(data);
+        SetIni({});
         setenv("XDG_DATA_HOME", data.c_str(), 1);
         setenv("HOME", TestFolder().c_str(), 1);
         ForgetRegistry();
