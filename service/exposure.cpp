@@ -127,36 +127,6 @@ class CNowhere final : public IScanSink {
 
 // ---- The settings of the preview
 
-// The least of the valid values; of a range that begins lower, the first that shows a picture. The
-// present one where there is neither list nor range.
-LONG LowestOf(const ItemState& item, PROPID id) {
-    constexpr std::int64_t kCoarsest = 75;  // dots per inch
-    const ScanProperty* property = CDeviceProperties::Find(item, id);
-    LONG lowest = CDeviceProperties::Number(item, id).value_or(0);
-    if (!property)
-        return lowest;
-    const ValidValues& valid = property->valid;
-    if (valid.kind == ValidKind::List) {
-        for (const PropertyValue& value : valid.list)
-            lowest = std::min(lowest, std::get<LONG>(value));
-    } else if (valid.kind == ValidKind::Range) {
-        const std::int64_t step = std::max<LONG>(valid.step, 1);
-        const std::int64_t steps =
-            std::max<std::int64_t>(kCoarsest - valid.min + step - 1, 0) / step;
-        lowest = static_cast<LONG>(std::min<std::int64_t>(lowest, valid.min + steps * step));
-    }
-    return lowest;
-}
-
-// Both ways, each with what stands in pixels of its resolution.
-struct Axis {
-    PROPID resolution;
-    PROPID position;
-    PROPID extent;
-};
-constexpr Axis kAxes[] = {{WIA_IPS_XRES, WIA_IPS_XPOS, WIA_IPS_XEXTENT},
-                          {WIA_IPS_YRES, WIA_IPS_YPOS, WIA_IPS_YEXTENT}};
-
 // Writes of which each finds the valid values that it needs behind the one before it.
 struct PreviewSettings {
     std::vector<PropertyWrite> resolution;
@@ -166,9 +136,9 @@ struct PreviewSettings {
 
 PreviewSettings SettingsOf(const ItemState& item, bool isPreview) {
     PreviewSettings settings;
-    for (const Axis& axis : kAxes) {
+    for (const ScanAxis& axis : kScanAxes) {
         const LONG present = CDeviceProperties::Number(item, axis.resolution).value_or(0);
-        const LONG lowest = LowestOf(item, axis.resolution);
+        const LONG lowest = LowestResolution(item, axis.resolution);
         if (present < 1 || lowest < 1)
             continue;
         const auto scaled = [&](PROPID id) {

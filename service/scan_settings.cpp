@@ -1,14 +1,10 @@
 #include "service/scan_settings.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 
 #include "service/page_count.h"
 
 namespace {
-
-constexpr double kMillimetersPerInch = 25.4;
 
 struct SourceRow {
     ScanSource source;
@@ -25,23 +21,12 @@ constexpr SourceRow kSources[] = {
     {ScanSource::Negative, "the scanner has no transparency adapter", FLATBED, 1, 1},
 };
 
-// Whether the property has the value among its valid ones; a range is left to the write to judge.
-bool Takes(const ScanProperty* property, LONG value) {
-    if (!property)
-        return false;
-    const ValidValues& valid = property->valid;
-    return valid.kind == ValidKind::Flags  ? (valid.bits & value) == value
-           : valid.kind == ValidKind::List ? std::find(valid.list.begin(), valid.list.end(),
-                                                       PropertyValue(value)) != valid.list.end()
-                                           : true;
-}
-
 // A plain flatbed needs no select.
 bool HasSource(const ItemState& root, const SourceRow& row) {
     const ScanProperty* select = CDeviceProperties::Find(root, WIA_DPS_DOCUMENT_HANDLING_SELECT);
     if (row.adapter != 0)
-        return Takes(CDeviceProperties::Find(root, QL_PROP_TMA_SELECT), row.adapter);
-    return select ? Takes(select, row.select) : row.source == ScanSource::Flatbed;
+        return TakesValue(CDeviceProperties::Find(root, QL_PROP_TMA_SELECT), row.adapter);
+    return select ? TakesValue(select, row.select) : row.source == ScanSource::Flatbed;
 }
 
 // Writes step by step; after a failure nothing more is done.
@@ -54,8 +39,10 @@ class CSettingsWriter {
 
     void Source(ScanSource source);
     void Mode(ScanMode mode, const ScanPalette& palette);
-    void Resolution(LONG dpi);
-    void Area(const ScanArea& area);
+    void Preview();
+    void Resolution(const ScanSettings& settings);
+    void Area(const ScanArea& area, const ScanSettings& settings);
+    void CheckReduction(const ScanSettings& settings);
     // To the item that holds images.
     void Image(const char* what, const std::vector<PropertyWrite>& writes) {
         Write(what, m_properties.Image(), writes);
@@ -79,7 +66,8 @@ void CSettingsWriter::Write(const std::string& what, const ItemState& item,
         return;
     m_status = m_device.Write(item.item.fullName, writes);
     if (!m_status.Ok()) {
-        m_status.text = what + ": " + m_status.text;
+        if (!what.empty())
+            m_status.text = what + ": " + m_status.text;
         return;
     }
     m_status = CDeviceProperties::Read(m_device, m_properties);
@@ -117,7 +105,7 @@ void CSettingsWriter::Mode(ScanMode mode, const ScanPalette& palette) {
         return;
     const bool indexed = mode == ScanMode::Indexed;
     const ScanProperty* property = CDeviceProperties::Find(m_properties.Image(), QL_PROP_PALETTE);
-    if (indexed && !Takes(property, palette.kind))
+    if (indexed && !TakesValue(property, palette.kind))
         return Refuse("the scanner's driver has no indexed colour");
     std::vector<PropertyWrite> writes;
     if (property)
@@ -126,42 +114,79 @@ void CSettingsWriter::Mode(ScanMode mode, const ScanPalette& palette) {
     Image("the mode", writes);
 }
 
-// Asked first, for words that tell what the source can do.
-void CSettingsWriter::Resolution(LONG dpi) {
-    const ScanProperty* across = CDeviceProperties::Find(m_properties.Image(), WIA_IPS_XRES);
-    if (m_status.Ok() && across && !Takes(across, dpi)) {
-        std::string text;
-        for (const PropertyValue& value : across->valid.list)
-            text += (text.empty() ? "" : ", ") + std::to_string(std::get<LONG>(value));
-        return Refuse("the scanner can't do " + std::to_string(dpi) +
-                      " dpi from this source, but " + text);
-    }
-    Image("the resolution", {{WIA_IPS_XRES, dpi}, {WIA_IPS_YRES, dpi}});
+// A device without the property has no feeder that would have to know.
+void CSettingsWriter::Preview() {
+    if (CDeviceProperties::Find(m_properties.Root(), WIA_DPS_PREVIEW))
+        Write("the preview", m_properties.Root(), {{WIA_DPS_PREVIEW, 1}});
 }
 
-void CSettingsWriter::Area(const ScanArea& area) {
+// Asked first, for words that tell what the source can do.
+void CSettingsWriter::Resolution(const ScanSettings& settings) {
+    if (!m_status.Ok())
+        return;
+    std::vector<PropertyWrite> writes;
+    for (const ScanAxis& axis : kScanAxes) {
+        const ScanProperty* property =
+            CDeviceProperties::Find(m_properties.Image(), axis.resolution);
+        LONG dpi = LowestResolution(m_properties.Image(), axis.resolution);
+        if (settings.resolution) {
+            const LONG asked = (*settings.resolution).*axis.dpi;
+            const auto scanned = ScannedResolution(property, asked, settings.reduces);
+            if (!scanned)
+                return Refuse("the scanner can't do " + std::to_string(asked) +
+                              " dpi from this source, but " + NumberList(*property));
+            dpi = *scanned;
+        }
+        writes.push_back({axis.resolution, dpi});
+    }
+    Image("the resolution", writes);
+}
+
+// Larger extents are valid only behind the positions that leave room for them.
+void CSettingsWriter::Area(const ScanArea& area, const ScanSettings& settings) {
     if (!m_status.Ok())
         return;
     const ItemState& image = m_properties.Image();
-    const LONG xDpi = CDeviceProperties::Number(image, WIA_IPS_XRES).value_or(0);
-    const LONG yDpi = CDeviceProperties::Number(image, WIA_IPS_YRES).value_or(0);
-    const LONG left = area.Pixels(area.left, xDpi);
-    const LONG top = area.Pixels(area.top, yDpi);
-    const LONG width = area.Pixels(area.width, xDpi);
-    const LONG height = area.Pixels(area.height, yDpi);
-    const ScanProperty* across = CDeviceProperties::Find(image, WIA_IPS_XPOS);
-    const ScanProperty* along = CDeviceProperties::Find(image, WIA_IPS_YPOS);
-    if (width < 1 || height < 1)
+    const ScanResolution result = ResultResolution(m_properties, settings);
+    std::vector<PropertyWrite> positions;
+    std::vector<PropertyWrite> extents;
+    bool isInside = true;
+    bool isEmpty = false;
+    for (const ScanAxis& axis : kScanAxes) {
+        const ScanSpan span = SpanOf(area, axis, image, result.*axis.dpi);
+        isInside = isInside && span.isInside;
+        isEmpty = isEmpty || span.length < 1;
+        positions.push_back({axis.position, span.start});
+        extents.push_back({axis.extent, span.length});
+    }
+    if (!isInside)
+        return Refuse((area.paper.empty() ? "the area leaves " : area.paper + " is larger than ") +
+                      MediumWords(m_properties) + ", which has " + ReachWords(image));
+    if (isEmpty)
         return Refuse("the area is smaller than a pixel");
-    // A position may be anywhere up to the far edge, so its greatest value is the glass's size.
-    if (across && along &&
-        (LONGLONG{left} + width > across->valid.max || LONGLONG{top} + height > along->valid.max))
-        return Refuse("the area leaves the scanner's glass, which has " +
-                      std::to_string(across->valid.max) + " x " + std::to_string(along->valid.max) +
-                      " pixels at " + std::to_string(xDpi) + " dpi");
-    // Larger extents are valid only behind the positions that leave room for them.
-    Image("the area", {{WIA_IPS_XPOS, left}, {WIA_IPS_YPOS, top}});
-    Image("the area", {{WIA_IPS_XEXTENT, width}, {WIA_IPS_YEXTENT, height}});
+    Image("the area", positions);
+    Image("the area", extents);
+}
+
+// Dots and numbers of colours have no mean that is one again.
+void CSettingsWriter::CheckReduction(const ScanSettings& settings) {
+    const ItemState& image = m_properties.Image();
+    const ScanResolution result = ResultResolution(m_properties, settings);
+    const auto type = CDeviceProperties::Number(image, WIA_IPA_DATATYPE);
+    const bool isDots = type == WIA_DATA_DITHER;
+    const bool isIndexed = type == WIA_DATA_COLOR &&
+                           CDeviceProperties::Number(image, QL_PROP_PALETTE).value_or(0) != 0;
+    if (!m_status.Ok() || (!isIndexed && !isDots))
+        return;
+    for (const ScanAxis& axis : kScanAxes) {
+        const ScanProperty* property = CDeviceProperties::Find(image, axis.resolution);
+        if (CDeviceProperties::Number(image, axis.resolution) == result.*axis.dpi)
+            continue;
+        return Refuse("the scanner can't do " + std::to_string(result.*axis.dpi) +
+                      " dpi from this source, and " +
+                      (isDots ? "a dithered picture" : "a picture of indexed colours") +
+                      " can't be made smaller; it does " + NumberList(*property));
+    }
 }
 
 // Each write with the words in which it was asked for.
@@ -239,13 +264,19 @@ LONG DataTypeOf(ScanMode mode) {
     }
 }
 
-// Inches and millimetres by the resolution; pixels are taken as they are.
-LONG ScanArea::Pixels(double length, LONG dpi) const {
-    const double pixels = unit == Unit::Pixels   ? length
-                          : unit == Unit::Inches ? length * dpi
-                                                 : length * dpi / kMillimetersPerInch;
-    constexpr double kMost = std::numeric_limits<LONG>::max();
-    return static_cast<LONG>(std::lround(std::clamp(pixels, 0.0, kMost)));
+ScanResolution ResultResolution(const CDeviceProperties& properties, const ScanSettings& settings) {
+    ScanResolution result;
+    for (const ScanAxis& axis : kScanAxes) {
+        const ScanProperty* property = CDeviceProperties::Find(properties.Image(), axis.resolution);
+        result.*axis.dpi =
+            CDeviceProperties::Number(properties.Image(), axis.resolution).value_or(0);
+        if (!settings.reduces || !settings.resolution || !property)
+            continue;
+        const LONG asked = (*settings.resolution).*axis.dpi;
+        if (!TakesValue(property, asked))
+            result.*axis.dpi = std::min(result.*axis.dpi, asked);
+    }
+    return result;
 }
 
 ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
@@ -255,19 +286,23 @@ ScanStatus ApplySettings(CScanDevice& device, const ScanSettings& settings,
     CSettingsWriter writer(device, properties);
     writer.Source(settings.source);
     writer.Others(settings.others, true);
-    if (settings.resolution)
-        writer.Resolution(*settings.resolution);
+    if (settings.preview)
+        writer.Preview();
+    if (settings.resolution || settings.preview)
+        writer.Resolution(settings);
     if (settings.mode != ScanMode::Unchanged)
         writer.Mode(settings.mode, settings.palette);
     if (settings.area)
-        writer.Area(*settings.area);
-    writer.Image("brightness, contrast or threshold", ToneWrites(settings));
+        writer.Area(*settings.area, settings);
+    // The driver's words name the property.
+    writer.Image("", ToneWrites(settings));
     if (settings.mirror)
         writer.Image("the mirror", {{QL_PROP_MIRROR, 1}});
     if (settings.rotation)
         writer.Image("the rotation", {{QL_PROP_ROTATION, *settings.rotation}});
     writer.Image("sharpening, smoothing or removal of streaks", FilterWrites(settings.filters));
     writer.Others(settings.others, false);
+    writer.CheckReduction(settings);
     if (settings.medium == ScanMedium::File)
         writer.Image("the medium", {{WIA_IPA_TYMED, TYMED_FILE}});
     return writer.Status();

@@ -13,26 +13,12 @@
 
 #include "engine/private_properties.h"
 #include "frame/palette_table.h"
-#include "service/device_properties.h"
+#include "service/scan_geometry.h"
 
 // Unchanged: as the device's properties have it.
 enum class ScanSource { Unchanged, Flatbed, Feeder, Duplex, Slide, Negative };
 enum class ScanMode { Unchanged, Color, Gray, LineArt, Dithered, Indexed };
 enum class ScanMedium { Callback, File };
-
-// A window on the glass or in the frame, from the upper left corner.
-struct ScanArea {
-    enum class Unit { Pixels, Inches, Millimeters };
-
-    double left = 0;
-    double top = 0;
-    double width = 0;
-    double height = 0;
-    Unit unit = Unit::Millimeters;
-
-    // The nearest whole number of pixels at a resolution; what LONG can't hold becomes its end.
-    LONG Pixels(double length, LONG dpi) const;
-};
 
 // What is brought out of an image, or filtered out of it; nothing is as the device's properties
 // have it.
@@ -54,7 +40,13 @@ struct ScanSettings {
     ScanSource source = ScanSource::Unchanged;
     ScanMode mode = ScanMode::Unchanged;
     ScanPalette palette;
-    std::optional<LONG> resolution;  // dots per inch, both ways
+    std::optional<ScanResolution> resolution;
+    // A resolution that the device hasn't got is scanned at the next higher one that it has. The
+    // client makes the page smaller: see ResultResolution.
+    bool reduces = false;
+    // The quick look ahead of a scan: at the lowest resolution unless another is asked for, and a
+    // feeder keeps the sheet for the scan.
+    bool preview = false;
     std::optional<ScanArea> area;
     std::optional<LONG> brightness;  // -1000 to 1000
     std::optional<LONG> contrast;    // -1000 to 1000
@@ -77,6 +69,10 @@ std::vector<PropertyWrite> PaletteWrites(LONG kind, const PaletteRecord& colors)
 // The data type of an item. Line art is what the scanner sees as gray, made black and white by the
 // threshold; indexed images are colour ones, with a palette.
 LONG DataTypeOf(ScanMode mode);
+
+// The resolution that the page is to have, behind ApplySettings: the device's own, but for one that
+// was asked for with `reduces` and that the device hasn't got.
+ScanResolution ResultResolution(const CDeviceProperties& properties, const ScanSettings& settings);
 
 // Writes the settings in the order in which each finds the valid values that it needs: the source,
 // resolution and mode, the window, and the rest. Stops at the first that the device doesn't have or

@@ -37,6 +37,7 @@ ScanStatus OpenScanner(const std::string& which, CScanDevice& device, bool isQui
 
 void AddDeviceCommands(CLI::App& app, CCommandList& commands);
 void AddPropertyCommands(CLI::App& app, CCommandList& commands);
+void AddOptionsCommand(CLI::App& app, CCommandList& commands);
 void AddScanCommand(CLI::App& app, CCommandList& commands);
 void AddButtonCommands(CLI::App& app, CCommandList& commands);
 void AddLogCommand(CLI::App& app, CCommandList& commands);

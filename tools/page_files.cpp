@@ -4,10 +4,10 @@
 #include <random>
 #include <system_error>
 
-#include "platform/bitmap_headers.h"
 #include "tools/bitmap_feed.h"
 #include "tools/console.h"
 #include "tools/plot/counting_writer.h"
+#include "tools/scaled_writer.h"
 
 namespace fs = std::filesystem;
 
@@ -66,17 +66,14 @@ bool CPageFiles::Open() {
         return Refuse(error);
     if (m_counter && m_pages == 0)
         m_writer = std::make_unique<CCountingWriter>(std::move(m_writer), *m_counter);
+    m_writer = std::make_unique<CScaledWriter>(std::move(m_writer), m_rules.scale);
     return true;
 }
 
 bool CPageFiles::BeginPicture(const BITMAPINFOHEADER& info, std::span<const RGBQUAD> palette) {
-    m_info = info;
-    if (m_rules.xDpi > 0 && m_rules.yDpi > 0) {
-        m_info.biXPelsPerMeter = PelsPerMeter(m_rules.xDpi);
-        m_info.biYPelsPerMeter = PelsPerMeter(m_rules.yDpi);
-    }
+    m_info = m_rules.scale.HeaderOf(info);
     m_inPage = true;
-    return Take(m_writer->Begin(m_info, palette));
+    return Take(m_writer->Begin(info, palette));
 }
 
 bool CPageFiles::BeginPage(const ScanPage& page) {
@@ -142,7 +139,8 @@ bool CPageFiles::EndPage(const ScanPage& page) {
         const CWorkHold hold = Hold();
         if (!TakePage(page))
             return false;
-        line = m_rules.words({ShownName(m_path), Number(), m_info, page.result});
+        line = m_rules.words(
+            {ShownName(m_path), Number(), m_info, page.result, m_rules.scale.ReducedFrom()});
         ++m_pages;
     }
     m_progress.EndPage(line);

@@ -11,6 +11,7 @@
 #include "tools/interrupt_watch.h"
 #include "tools/page_name.h"
 #include "tools/page_report.h"
+#include "tools/page_scale.h"
 #include "tools/plot/tone_counts.h"
 #include "tools/scan_progress.h"
 
@@ -20,9 +21,7 @@ struct PageRules {
     int first = 1;            // number of the first page's file
     bool mayReplace = false;  // also files of a numbered series that are there
     bool isOnlyOne = false;   // one page is asked for
-    // Dots per inch of the pictures, where the device's headers tell less; 0: as they tell.
-    LONG xDpi = 0;
-    LONG yDpi = 0;
+    CPageScale scale;
     std::function<std::string(const PageReport& report)> words = PageLine;
 };
 

@@ -22,12 +22,12 @@ std::string PageLine(const PageReport& report) {
     const char* kind = info.biBitCount == 24  ? "colour"
                        : info.biBitCount == 8 ? "gray"
                                               : "line art";
-    const int across = DotsPerInch(info.biXPelsPerMeter);
-    const int along = DotsPerInch(info.biYPelsPerMeter);
+    const ScanResolution dpi(DotsPerInch(info.biXPelsPerMeter), DotsPerInch(info.biYPelsPerMeter));
     return report.file + ": page " + std::to_string(report.page) + ", " + kind + ", " +
            std::to_string(info.biWidth) + " x " + std::to_string(info.biHeight) + " pixels at " +
-           std::to_string(across) + (across == along ? "" : " x " + std::to_string(along)) +
-           " dpi" + (FAILED(report.result) ? ", incomplete" : "");
+           ResolutionWords(dpi) + " dpi" +
+           (report.reducedFrom ? ", reduced from " + ResolutionWords(*report.reducedFrom) : "") +
+           (FAILED(report.result) ? ", incomplete" : "");
 }
 
 // A palette makes colour an indexed picture. The adapter goes ahead of glass and feeder.
@@ -57,7 +57,7 @@ PageOrigin OriginOf(const CDeviceProperties& properties) {
 
 std::string PageJson(const PageReport& report, const PageOrigin& origin) {
     const BITMAPINFOHEADER& info = report.info;
-    const CJson json = {
+    CJson json = {
         {"file", report.file},
         {"page", report.page},
         {"pixels", {{"width", info.biWidth}, {"height", info.biHeight}}},
@@ -67,5 +67,7 @@ std::string PageJson(const PageReport& report, const PageOrigin& origin) {
         {"mode", origin.mode},
         {"result", static_cast<ULONG>(report.result)},
     };
+    if (report.reducedFrom)
+        json["reducedFrom"] = {{"x", report.reducedFrom->across}, {"y", report.reducedFrom->along}};
     return JsonLine(json);
 }

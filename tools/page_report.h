@@ -1,15 +1,18 @@
 // What is told of a page when it is in its file.
 #pragma once
 
+#include <optional>
 #include <string>
 
-#include "service/device_properties.h"
+#include "service/scan_geometry.h"
 
 struct PageReport {
     std::string file;  // as people are told of it
     int page = 1;
     BITMAPINFOHEADER info = {};  // of the picture, with both its resolutions
     HRESULT result = S_OK;       // why it is incomplete, if it is
+    // The resolution of the scan, of a page that was made smaller.
+    std::optional<ScanResolution> reducedFrom = {};
 };
 
 // "scan.png: page 1, gray, 1275 x 1755 pixels at 150 dpi".

@@ -5,11 +5,14 @@
 //     {"items": [{"name": "Top", "fullName": "0000\\Root\\Top", "properties": [
 //          {"id": 6154, "name": "Brightness", "type": "long", "access": "read-write", "value": 0,
 //           "valid": {"kind": "range", "min": -1000, "max": 1000, "step": 1, "nominal": 0}}]}],
+//
+// and "words" beside a value that stands for something; then
+//
 //      "writes": [{"write": "Brightness=100", "result": 0, "text": "", "changes": [
 //          {"item": "Top", "id": 6154, "name": "Brightness", "before": 0, "after": 100}]}]}
 //
-// Bytes are texts of hexadecimal digits there, identifiers stand in braces, and a property without
-// a value has null.
+// Records of bytes are there with --all; they are texts of hexadecimal digits, identifiers stand in
+// braces, and a property without a value has null.
 
 #include <iostream>
 #include <memory>
@@ -29,6 +32,7 @@ namespace {
 struct PropertyOptions {
     std::string m_device;
     std::vector<std::string> m_sets;
+    bool m_isAll = false;  // also records of bytes
     bool m_isOneByOne = false;
     bool m_isJson = false;
 };
@@ -92,12 +96,15 @@ const char* TypeName(VARTYPE type) {
 }
 
 CJson JsonOf(const ScanProperty& property) {
-    return {{"id", property.id},
-            {"name", property.name},
-            {"type", TypeName(property.type)},
-            {"access", property.IsWritable() ? "read-write" : "read"},
-            {"value", JsonOf(property.value)},
-            {"valid", JsonOf(property.valid)}};
+    CJson json = {{"id", property.id},
+                  {"name", property.name},
+                  {"type", TypeName(property.type)},
+                  {"access", property.IsWritable() ? "read-write" : "read"},
+                  {"value", JsonOf(property.value)}};
+    if (const std::string words = ValueWords(property.id, property.value); !words.empty())
+        json["words"] = words;
+    json["valid"] = JsonOf(property.valid);
+    return json;
 }
 
 CJson JsonOf(const CWriteResult& result) {
@@ -114,12 +121,20 @@ CJson JsonOf(const CWriteResult& result) {
             {"changes", changes}};
 }
 
-void PrintAsJson(const CDeviceProperties& properties, const std::vector<CWriteResult>& results) {
+// A record means something to programs that know it.
+bool IsShown(const ScanProperty& property, bool isAll) {
+    return isAll || property.type != (VT_VECTOR | VT_UI1);
+}
+
+void PrintAsJson(const CDeviceProperties& properties, const std::vector<CWriteResult>& results,
+                 bool isAll) {
     CJson items = CJson::array();
     for (const ItemState& item : properties.Items()) {
         CJson list = CJson::array();
-        for (const ScanProperty& property : item.properties)
-            list.push_back(JsonOf(property));
+        for (const ScanProperty& property : item.properties) {
+            if (IsShown(property, isAll))
+                list.push_back(JsonOf(property));
+        }
         items.push_back(
             {{"name", item.item.name}, {"fullName", item.item.fullName}, {"properties", list}});
     }
@@ -156,16 +171,19 @@ void PrintChanges(const std::vector<CWriteResult>& results) {
         std::cout << '\n';
 }
 
-void PrintAsTable(const CDeviceProperties& properties) {
+void PrintAsTable(const CDeviceProperties& properties, bool isAll) {
     bool isFirst = true;
     for (const ItemState& item : properties.Items()) {
         std::cout << (isFirst ? "" : "\n") << item.item.name << '\n';
         isFirst = false;
         std::vector<std::vector<std::string>> rows;
-        for (const ScanProperty& property : item.properties)
+        for (const ScanProperty& property : item.properties) {
+            if (!IsShown(property, isAll))
+                continue;
             rows.push_back({std::to_string(property.id), property.name,
                             ValueText(property.id, property.value),
                             property.IsWritable() ? ValidText(property) : "(read only)"});
+        }
         PrintColumns(std::cout, rows, "  ");
     }
 }
@@ -215,10 +233,10 @@ int Run(const PropertyOptions& options) {
         code = Complain(status);
     }
     if (options.m_isJson) {
-        PrintAsJson(properties, results);
+        PrintAsJson(properties, results, options.m_isAll);
     } else {
         PrintChanges(results);
-        PrintAsTable(properties);
+        PrintAsTable(properties, options.m_isAll);
     }
     return code;
 }
@@ -235,6 +253,7 @@ void AddPropertyCommands(CLI::App& app, CCommandList& commands) {
         ->type_name("NAME=VALUE")
         ->take_all()
         ->allow_extra_args(false);
+    sub->add_flag("--all", options->m_isAll, "Also records of bytes, in hexadecimal");
     sub->add_flag("--one-by-one", options->m_isOneByOne, "Write one after the other");
     sub->add_flag("--json", options->m_isJson, "Print JSON, for programs");
     commands.push_back({sub, [options] { return Run(*options); }});

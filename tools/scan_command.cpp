@@ -14,7 +14,9 @@
 #include "frame/image_format.h"
 #include "tools/command.h"
 #include "tools/filter_options.h"
+#include "tools/geometry_text.h"
 #include "tools/option_facts.h"
+#include "tools/page_scale.h"
 #include "tools/scan_job.h"
 #include "tools/text_writes.h"
 #include "tools/tone_options.h"
@@ -58,15 +60,12 @@ bool CanBeTurned(const ItemState& image) {
 }
 
 // The settings are in the device: pixels and lines are those of the page that will come.
-bool FitsFile(const COutputOptions& output, const ItemState& image, std::string* error) {
+bool FitsFile(const ScanCommand& command, const CDeviceProperties& properties, std::string* error) {
+    const COutputOptions& output = command.m_output;
     const auto kind = FileKindOf(output.m_path, output.m_picture, error);
-    const auto number = [&](PROPID id) { return CDeviceProperties::Number(image, id).value_or(0); };
-    LONG width = number(WIA_IPA_PIXELS_PER_LINE);
-    LONG height = number(WIA_IPA_NUMBER_OF_LINES);
-    if (number(QL_PROP_ROTATION) % 180 != 0)
-        std::swap(width, height);
-    const bool fits =
-        kind && CheckPicture(*kind, output.m_picture, width, height, number(WIA_IPA_DEPTH), error);
+    const BITMAPINFOHEADER info = PageHeader(properties, ScaleOf(properties, command.m_settings));
+    const bool fits = kind && CheckPicture(*kind, output.m_picture, info.biWidth, info.biHeight,
+                                           info.biBitCount, error);
     if (!fits)
         *error = "-o " + output.m_path + ": " + *error;
     return fits;
@@ -87,6 +86,18 @@ bool TakeMode(ScanCommand& command, std::string* error) {
     return true;
 }
 
+// Window and resolution.
+bool TakeGeometry(ScanCommand& command, std::string* error) {
+    ScanSettings& settings = command.m_settings;
+    if (command.m_area && !(settings.area = ParseArea(*command.m_area, error)))
+        return false;
+    if (command.m_paper && !(settings.area = ParsePaper(*command.m_paper, error)))
+        return false;
+    settings.reduces = !command.m_isExact;
+    return !command.m_resolution ||
+           (settings.resolution = ParseResolution(*command.m_resolution, error)).has_value();
+}
+
 // The command line is checked as far as it can be without a scanner, then properties by name, then
 // the device has its say.
 int Run(ScanCommand& command) {
@@ -95,11 +106,8 @@ int Run(ScanCommand& command) {
         return Complain(error, kExitUsage);
     if (!TakeMode(command, &error))
         return Complain(error, kExitUsage);
-    if (!command.m_area.empty()) {
-        command.m_settings.area = ParseArea(command.m_area, &error);
-        if (!command.m_settings.area)
-            return Complain(error, kExitUsage);
-    }
+    if (!TakeGeometry(command, &error))
+        return Complain(error, kExitUsage);
     if (!ProveCommand(command, &error))
         return Complain(error, kExitFailed);
     CScanDevice device;
@@ -118,7 +126,7 @@ int Run(ScanCommand& command) {
     if (const ScanStatus status = ApplySettings(device, command.m_settings, properties);
         !status.Ok())
         return Complain(status);
-    if (!FitsFile(command.m_output, properties.Image(), &error))
+    if (!FitsFile(command, properties, &error))
         return Complain(error, kExitUsage);
     if (!CanBeTurned(properties.Image()))
         return Complain("the window is too small: only a page of at least " +
@@ -126,6 +134,27 @@ int Run(ScanCommand& command) {
                             " pixels and lines can be turned",
                         kExitUsage);
     return RunScanJob(device, command, properties);
+}
+
+void AddGeometry(CLI::App& sub, ScanCommand& command) {
+    sub.add_option("--resolution", command.m_resolution,
+                   "Dots per inch, or two as 300x600 for across and along the page. What the "
+                   "scanner lacks is made of the next higher one")
+        ->type_name("DPI")
+        ->default_str("that of the source, as 'nvqscan options' tells");
+    sub.add_flag("--exact", command.m_isExact,
+                 "Refuse a resolution that the scanner lacks, rather than make the page smaller");
+    CLI::Option* area =
+        sub.add_option("--area", command.m_area,
+                       "The window: X,Y,W,H and mm, cm, in or px, such as 10,10,100,50mm, or a "
+                       "paper in the upper left corner, such as a4")
+            ->default_str("all that can be scanned");
+    sub.add_option("--paper", command.m_paper, PaperNames() + ", upright or as a4-landscape")
+        ->excludes(area)
+        ->default_str("all that can be scanned");
+    sub.add_flag("--preview", command.m_settings.preview,
+                 "A quick look: at the lowest resolution unless --resolution says otherwise, and a "
+                 "feeder gives the sheet back");
 }
 
 void AddSettings(CLI::App& sub, ScanCommand& command) {
@@ -136,9 +165,7 @@ void AddSettings(CLI::App& sub, ScanCommand& command) {
                                "sides of each sheet), slide or negative (in the adapter)")
                     ->default_str("flatbed"),
                 kSourceNames);
-    sub.add_option("--resolution", settings.resolution, "Dots per inch");
-    sub.add_option("--area", command.m_area,
-                   "X,Y,W,H and mm, in or px: the window, such as 10,10,100,50mm");
+    AddGeometry(sub, command);
     sub.option_defaults()->group(kGroupPicture);
     AddModeOptions(sub, command.m_mode);
     sub.add_option("--brightness", settings.brightness, "-1000 (dark) to 1000 (light)")
@@ -169,6 +196,8 @@ void AddSettings(CLI::App& sub, ScanCommand& command) {
                        "writes a bitmap file)")
             ->default_str("callback"),
         kMediumNames);
+    sub.add_flag("--dry-run", command.m_isDryRun,
+                 "Tell what the driver makes of the settings, and scan nothing");
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "engine/private_properties.h"
 #include "tools/command.h"
 #include "tools/console.h"
+#include "tools/dry_run.h"
 #include "tools/output_proof.h"
 #include "tools/page_files.h"
 #include "tools/scan_batch.h"
@@ -145,22 +146,12 @@ ScanStatus ScanBatch(CScanDevice& device, const std::string& item, ScanOptions o
     }
 }
 
-// The engine's header has one resolution for both ways, the device's properties have two. A quarter
-// turn exchanges them.
-void TakeResolution(const ItemState& image, PageRules& rules) {
-    const auto number = [&](PROPID id) { return CDeviceProperties::Number(image, id).value_or(0); };
-    rules.xDpi = number(WIA_IPS_XRES);
-    rules.yDpi = number(WIA_IPS_YRES);
-    if (number(QL_PROP_ROTATION) % 180 != 0)
-        std::swap(rules.xDpi, rules.yDpi);
-}
-
 PageRules RulesOf(const ScanCommand& command, const CDeviceProperties& properties) {
     PageRules rules = {.picture = command.m_output.m_picture,
                        .first = command.m_job.m_start,
                        .mayReplace = command.m_job.m_mayReplace,
-                       .isOnlyOne = PagesOfJob(command, properties) == 1};
-    TakeResolution(properties.Image(), rules);
+                       .isOnlyOne = PagesOfJob(command, properties) == 1,
+                       .scale = ScaleOf(properties, command.m_settings)};
     if (command.m_job.m_isJson)
         rules.words = [origin = OriginOf(properties)](const PageReport& report) {
             return PageJson(report, origin);
@@ -194,6 +185,10 @@ int RunScanJob(CScanDevice& device, const ScanCommand& command,
                         kExitUsage);
     if (!Prove(command, pages, &error))
         return Complain(error, kExitFailed);
+    if (command.m_isDryRun) {
+        PrintDryRun(command, properties, pages);
+        return kExitDone;
+    }
     const bool isPlotted =
         !command.m_plots.m_histogram.empty() || !command.m_plots.m_curves.empty();
     CInputCounter input;

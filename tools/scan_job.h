@@ -15,13 +15,17 @@
 struct ScanCommand {
     std::string m_device;
     COutputOptions m_output;
-    std::string m_area;
+    std::optional<std::string> m_area;
+    std::optional<std::string> m_paper;
+    std::optional<std::string> m_resolution;
     std::vector<std::string> m_sets;  // NAME=VALUE
     CModeOptions m_mode;
     ScanSettings m_settings;
     AutoWish m_auto;
     CToneFiles m_plots;
     bool m_isAdaptive = false;  // the palette is made from a preview
+    bool m_isExact = false;     // at no other resolution than was asked for
+    bool m_isDryRun = false;    // what would be scanned is told
     JobOptions m_job;
 };
 

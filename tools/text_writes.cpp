@@ -1,21 +1,9 @@
 #include "tools/text_writes.h"
 
-#include <algorithm>
-
 #include "tools/property_text.h"
 #include "tools/text_values.h"
 
 namespace {
-
-struct CUnitRow {
-    const char* name;
-    ScanArea::Unit unit;
-};
-constexpr CUnitRow kUnits[] = {
-    {"mm", ScanArea::Unit::Millimeters},
-    {"in", ScanArea::Unit::Inches},
-    {"px", ScanArea::Unit::Pixels},
-};
 
 // A name in any case, or the id as a number.
 bool IsMeant(const ScanProperty& property, const std::string& name) {
@@ -23,14 +11,6 @@ bool IsMeant(const ScanProperty& property, const std::string& name) {
         return true;
     const auto id = ParseInteger(name);
     return id && *id == static_cast<std::int64_t>(property.id);
-}
-
-// Four numbers that can be a window.
-bool IsWindow(const std::optional<std::vector<double>>& numbers) {
-    constexpr double kMost = 1e6;  // in any unit more than a scanner's glass
-    return numbers && numbers->size() == 4 &&
-           std::all_of(numbers->begin(), numbers->end(),
-                       [](double n) { return n >= 0 && n <= kMost; });
 }
 
 }  // namespace
@@ -92,19 +72,4 @@ std::vector<ItemWrite> GroupByItem(const std::vector<ItemWrite>& writes,
             groups.push_back(std::move(group));
     }
     return groups;
-}
-
-// The unit is the end of the text, in any case; four numbers with commas stand ahead of it.
-std::optional<ScanArea> ParseArea(const std::string& text, std::string* error) {
-    for (const CUnitRow& row : kUnits) {
-        const std::string unit = row.name;
-        if (text.size() <= unit.size() ||
-            !EqualNoCase(text.substr(text.size() - unit.size()), unit))
-            continue;
-        const auto n = ParseReals(text.substr(0, text.size() - unit.size()));
-        if (IsWindow(n))
-            return ScanArea{(*n)[0], (*n)[1], (*n)[2], (*n)[3], row.unit};
-    }
-    *error = "--area '" + text + "': is not of the form X,Y,W,H followed by mm, in or px";
-    return std::nullopt;
 }

@@ -1,11 +1,11 @@
-// What a person writes of a scan: properties by name, and the window.
+// Properties by name, as a person writes them.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "service/scan_settings.h"
+#include "service/device_properties.h"
 
 // From "NAME=VALUE", with the property's shown name in any case, or its id. Of items that both have
 // it, the one on which it can be written is meant. Nothing with one line in `error`.
@@ -20,6 +20,3 @@ std::optional<std::vector<ItemWrite>> ParseWrites(const CDeviceProperties& prope
 // One write for each item, in the order of the items.
 std::vector<ItemWrite> GroupByItem(const std::vector<ItemWrite>& writes,
                                    const CDeviceProperties& properties);
-
-// "X,Y,W,H" and mm, in or px; nothing with one line in `error`.
-std::optional<ScanArea> ParseArea(const std::string& text, std::string* error);

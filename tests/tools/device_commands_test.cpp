@@ -4,8 +4,8 @@
 
 #include "pictures/picture_reader.h"
 #include "tests/tools/device_commands.h"
+#include "tools/geometry_text.h"
 #include "tools/page_name.h"
-#include "tools/text_writes.h"
 
 namespace {
 
@@ -70,7 +70,7 @@ TEST_F(DeviceCommands, ScannersAreInstalledSideBySideAndRemoved) {
 
 TEST_F(DeviceCommands, JsonHasEveryItemAndAllOfEachProperty) {
     Install();
-    const Json set = Json::parse(Run("properties --json").out);
+    const Json set = Json::parse(Run("properties --all --json").out);
     ASSERT_EQ(set["items"].size(), 2u);
     EXPECT_EQ(Property(set, "Horizontal Resolution")["valid"]["kind"], "list");
     const Json brightness = Json::parse(R"({"id": 6154, "name": "Brightness", "type": "long",
@@ -79,8 +79,15 @@ TEST_F(DeviceCommands, JsonHasEveryItemAndAllOfEachProperty) {
     EXPECT_EQ(Property(set, "Brightness"), brightness);
     EXPECT_EQ(Property(set, "Private Defaults")["value"].get<std::string>().size(), 2u * 40);
     const Result people = Run("properties");
-    for (const char* part : {"Data Type", "3 (colour)", "-1000 to 1000", "(read only)"})
+    for (const char* part : {"Data Type", "3 (colour)", "-1000 to 1000", "(read only)",
+                             "423 (feeder, flatbed, duplex, "})
         EXPECT_TRUE(Has(people.out, part)) << people.out;
+    EXPECT_FALSE(Has(people.out, "Private Defaults"));
+    const Json brief =
+        Json::parse(Run({"properties", "--json", "--set", "Current Intent=Gray, small"}).out);
+    EXPECT_EQ(Property(brief, "Current Intent")["value"], 2 + 0x10000);
+    EXPECT_EQ(Property(brief, "Current Intent")["words"], "gray, small");
+    EXPECT_TRUE(Property(brief, "Private Defaults").is_null());
 }
 
 // A window that fits only behind a higher resolution.
@@ -126,6 +133,32 @@ TEST_F(DeviceCommands, ARefusedWriteIsNamedAndLeavesTheSetUnchanged) {
     }
 }
 
+// What a flatbed's options are doesn't say what the feeder's are, and one that isn't there is told.
+TEST_F(DeviceCommands, OptionsAreThoseOfEachSource) {
+    Install();
+    SetIni("[xpa]\nhasXPA=0\n");
+    const Json sources = Json::parse(Run("options --json").out)["sources"];
+    ASSERT_EQ(sources.size(), 5u);
+    const auto option = [&](std::size_t source, const std::string& name) {
+        for (const Json& json : sources[source]["options"]) {
+            if (json["option"] == name)
+                return json;
+        }
+        return Json();
+    };
+    EXPECT_EQ(option(0, "--resolution")["default"], 150);
+    EXPECT_EQ(option(1, "--resolution")["default"], 300);
+    EXPECT_EQ(option(0, "--area")["height"], 297.2);  // 11.7 inches
+    EXPECT_EQ(option(1, "--area")["height"], 279.4);
+    EXPECT_EQ(option(0, "--brightness")["min"], -1000);
+    EXPECT_EQ(option(0, "--mode")["values"],
+              Json({"color", "gray", "lineart", "dither", "indexed"}));
+    EXPECT_FALSE(sources[3]["available"]);
+    const Result people = Run("options");
+    EXPECT_TRUE(Has(people.out, "--brightness     -1000 to 1000 (0)")) << people.out;
+    EXPECT_TRUE(Has(people.out, "slide: the transparency adapter")) << people.out;
+}
+
 // ---- Scans
 
 TEST_F(DeviceCommands, EverySourceAndModeIsScannedAtItsSize) {
@@ -146,6 +179,7 @@ TEST_F(DeviceCommands, EverySourceAndModeIsScannedAtItsSize) {
         {"--source slide --palette gray", 212, 141, 8},
         {"--area 10,20,50,30mm", 295, 177, 24},
         {"--area 1,1,2,0.5in --mode gray", 300, 75, 8},
+        {"--paper a4", 1240, 1754, 24},
         {"--area 1,1,2,0.5in --sharpen 0 --smooth strong --streaks 2 --streak-detail blue", 300, 75,
          24},
         // The adapter's frame of 425 x 283, by way of whole thousandths of an inch.
@@ -232,15 +266,30 @@ TEST(PageName, PutsTheNumberWhereItBelongs) {
         EXPECT_TRUE(CPageName(faulty).IsFaulty()) << faulty;
 }
 
-TEST(ScanArea, GoesFromAnyUnitToTheNearestPixel) {
+TEST(Geometry, OfAWindowGoesFromAnyUnitToTheNearestPixel) {
     std::string error;
-    const auto area = ParseArea("10,0.5,25.4,3mm", &error);
-    ASSERT_TRUE(area);
-    EXPECT_EQ(area->Pixels(10, 300), 118);  // 118.11
-    EXPECT_EQ(ParseArea("1,1,1,1IN", &error)->Pixels(1.5, 150), 225);
-    EXPECT_EQ(ParseArea("1,1,1,1px", &error)->Pixels(7, 150), 7);
-    for (const char* wrong : {"", "1,2,3mm", "1,2,3,4", "1,2,3,-4mm", "1,2,3,4cm", "1,2,3,nanmm"})
+    const struct {
+        const char* text;
+        LONG dpi;
+        LONG width;
+    } table[] = {
+        {"10,0.5,10,3mm", 300, 118},  // 118.11
+        {" 0, 0 ,\t1.5 , 1 IN", 150, 225}, {"1,1,7,1px", 150, 7},
+        {"1,2,2.54,3 cm", 300, 300},       {"A4", 150, 1240},  // 210 mm: 1240.16
+        {"a4 landscape", 100, 1169},       {"letter-Portrait", 100, 850},
+    };
+    for (const auto& row : table) {
+        const auto area = ParseArea(row.text, &error);
+        ASSERT_TRUE(area) << row.text;
+        EXPECT_EQ(area->Pixels(area->width, row.dpi), row.width) << row.text;
+    }
+    for (const char* wrong : {"", "1,2,3mm", "1,2,3,4", "1,2,3,-4mm", "1,2,3,4km", "1,2,3,nanmm",
+                              "1 0,2,3,4mm", "1,2,3,4 5mm", "a44", "landscape", "mm"})
         EXPECT_FALSE(ParseArea(wrong, &error)) << wrong;
+    EXPECT_FALSE(ParsePaper("1,1,1,1mm", &error));
+    EXPECT_EQ(ParseResolution("300X600", &error), ScanResolution(300, 600));
+    for (const char* wrong : {"", "0", "x", "300x", "300x0", "1e3", "3000000", "1x2x3"})
+        EXPECT_FALSE(ParseResolution(wrong, &error)) << wrong;
 }
 
 TEST_F(DeviceCommands, AScanExposesItselfAndDrawsItsTones) {
@@ -278,9 +327,12 @@ TEST_F(DeviceCommands, FailuresAreToldInWordsAndLeaveNoHalfPage) {
         {"[behaviour]\nhatchOpen=1\n", "--source feeder -o @a.tif", 1, "is open (0x8004000E)", 0},
         {"[behaviour]\njamAtSheet=2\n", "--source feeder -o @a.tif", 1, "are whole: 1", 1},
         {"[feeder]\nsheets=0\n", "--source feeder -o @a.tif", 1, "feeder is empty (0x", 0},
-        {"", "--resolution 151 -o @a.png", 1, "the scanner can't do 151 dpi", 0},
-        {"", "--area 0,0,900,10mm -o @a.png", 1, "leaves the scanner's glass", 0},
-        {"", "--brightness 2000 -o @a.png", 1, "-1000 to 1000", 0},
+        {"", "--resolution 4801 -o @a.png", 1, "the scanner can't do 4801 dpi", 0},
+        {"", "--area 0,0,900,10mm -o @a.png", 1, "leaves the scanner's glass, which has 215.9", 0},
+        {"", "--source feeder --area 0,0,9,300mm -o @a.tif", 1, "leaves the sheet, which has", 0},
+        {"", "--paper legal -o @a.png", 1, "legal is larger than the scanner's glass", 0},
+        {"", "--paper a4 --area 0,0,9,9mm -o @a.png", 2, "", 0},
+        {"", "--brightness 2000 -o @a.png", 1, "Brightness: 2000 is outside the range", 0},
         {"", "-o @no/a.png", 1, "no/a.png: can't be created: No such file", 0},
         {"", "-o @a%s.png", 2, "a '%' stands for the page", 0},
         {"[xpa]\nhasXPA=0\n", "--source slide -o @a.png", 1, "adapter", 0},

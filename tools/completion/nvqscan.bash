@@ -8,20 +8,21 @@ _nvqscan_table() {
     commands='' options='' places=() takes=''
     case $1 in
         '')
-            commands='scan devices install uninstall properties buttons press log process sample profile help'
+            commands='scan options devices install uninstall properties buttons press log process sample profile help'
             options='--version -h --help'
             ;;
         'scan')
-            options='--source --resolution --area --mode --palette --brightness --contrast'
-            options+=' --threshold --mirror --rotate --sharpen --smooth --streaks --streak-detail'
-            options+=' --set --auto -o --output --format --compression --quality --title'
-            options+=' --histogram --curves --medium --pages --start --force --batch -q --quiet'
-            options+=' --json -h --help'
+            options='--source --resolution --exact --area --paper --preview --mode --palette'
+            options+=' --brightness --contrast --threshold --mirror --rotate --sharpen --smooth'
+            options+=' --streaks --streak-detail --set --auto -o --output --format --compression'
+            options+=' --quality --title --histogram --curves --medium --dry-run --pages --start'
+            options+=' --force --batch -q --quiet --json -h --help'
             places=('device')
             case $2 in
                 --source) takes='words flatbed feeder duplex slide negative' ;;
-                --resolution | --area | --brightness | --contrast | --threshold | \
-                    --sharpen | --set | --quality | --title | --pages | --start) takes='none' ;;
+                --resolution | --area | --paper | --brightness | --contrast | \
+                    --threshold | --sharpen | --set | --quality | --title | --pages | \
+                    --start) takes='none' ;;
                 --mode) takes='words color gray lineart dither indexed' ;;
                 --palette) takes='file system cube gray adaptive' ;;
                 --rotate) takes='words 90 180 270' ;;
@@ -34,6 +35,10 @@ _nvqscan_table() {
                 --compression) takes='words none lzw deflate g4 jpeg' ;;
                 --medium) takes='words callback file' ;;
             esac
+            ;;
+        'options')
+            options='--json -h --help'
+            places=('device')
             ;;
         'devices')
             options='--json --names -h --help'
@@ -56,7 +61,7 @@ _nvqscan_table() {
             places=('device')
             ;;
         'properties')
-            options='--set --one-by-one --json -h --help'
+            options='--set --all --one-by-one --json -h --help'
             places=('device')
             case $2 in
                 --set) takes='none' ;;
@@ -140,7 +145,7 @@ _nvqscan_table() {
             ;;
         'help')
             options='-h --help'
-            places=('words scan devices install uninstall properties buttons press log process sample profile help')
+            places=('words scan options devices install uninstall properties buttons press log process sample profile help')
             ;;
     esac
 }
