@@ -47,7 +47,7 @@ SANE_Status CScannerHandle::Begin() {
     // What the last automatic exposure has found is no beginning for the next one.
     const AutoWish automatic = m_settings.Automatic();
     const ScanStatus status =
-        automatic.tone || automatic.color ? m_settings.SetAutomatic(automatic) : m_settings.Open();
+        automatic.tone || automatic.color ? m_settings.OpenAnew() : m_settings.Open();
     if (!status.Ok())
         return Told(status);
     if (!m_settings.HasWindow())
