@@ -309,6 +309,6 @@ void AddOptionsCommand(CLI::App& app, CCommandList& commands) {
     CLI::App* sub = app.add_subcommand(
         "options", "Show what a scanner can be asked for: sources, modes, resolutions, ranges");
     AddDevice(*sub, options->m_device)->default_str("the first one");
-    sub->add_flag("--json", options->m_isJson, "For programs");
+    sub->add_flag("--json", options->m_isJson, "Print JSON, for programs");
     commands.push_back({sub, [options] { return Run(*options); }});
 }

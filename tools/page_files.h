@@ -22,7 +22,7 @@ struct PageRules {
     bool mayReplace = false;  // also files of a numbered series that are there
     bool isOnlyOne = false;   // one page is asked for
     CPageScale scale;
-    std::function<std::string(const PageReport& report)> words = PageLine;
+    std::function<std::string(const PageReport& report)> words = {};
 };
 
 // Writes each page as its rows come. A numbered page appears when it is whole; a file of several

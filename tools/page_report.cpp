@@ -1,6 +1,7 @@
 #include "tools/page_report.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "engine/private_properties.h"
 #include "platform/bitmap_headers.h"
@@ -15,13 +16,19 @@ constexpr std::pair<ScanMode, const char*> kModes[] = {{ScanMode::Color, "color"
                                                        {ScanMode::LineArt, "lineart"},
                                                        {ScanMode::Dithered, "dither"}};
 
+// Of a mode's word what people read, where that is another.
+using CShownMode = std::pair<std::string_view, const char*>;
+constexpr CShownMode kShownModes[] = {{"color", "colour"},
+                                      {"lineart", "line art"},
+                                      {"dither", "dots"},
+                                      {"indexed", "indexed colours"}};
+
 }  // namespace
 
-std::string PageLine(const PageReport& report) {
+std::string PageLine(const PageReport& report, const PageOrigin& origin) {
     const BITMAPINFOHEADER& info = report.info;
-    const char* kind = info.biBitCount == 24  ? "colour"
-                       : info.biBitCount == 8 ? "gray"
-                                              : "line art";
+    const auto* shown = std::ranges::find(kShownModes, origin.mode, &CShownMode::first);
+    const std::string kind = shown == std::end(kShownModes) ? origin.mode : shown->second;
     const ScanResolution dpi(DotsPerInch(info.biXPelsPerMeter), DotsPerInch(info.biYPelsPerMeter));
     return report.file + ": page " + std::to_string(report.page) + ", " + kind + ", " +
            std::to_string(info.biWidth) + " x " + std::to_string(info.biHeight) + " pixels at " +

@@ -15,9 +15,6 @@ struct PageReport {
     std::optional<ScanResolution> reducedFrom = {};
 };
 
-// "scan.png: page 1, gray, 1275 x 1755 pixels at 150 dpi".
-std::string PageLine(const PageReport& report);
-
 // Where pages come from and what they are made of, in the words of the command line.
 struct PageOrigin {
     std::string source;
@@ -25,5 +22,7 @@ struct PageOrigin {
 };
 PageOrigin OriginOf(const CDeviceProperties& properties);
 
+// "scan.png: page 1, gray, 1275 x 1755 pixels at 150 dpi".
+std::string PageLine(const PageReport& report, const PageOrigin& origin);
 // An object on one line.
 std::string PageJson(const PageReport& report, const PageOrigin& origin);

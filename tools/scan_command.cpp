@@ -149,12 +149,18 @@ void AddGeometry(CLI::App& sub, ScanCommand& command) {
                        "The window: X,Y,W,H and mm, cm, in or px, such as 10,10,100,50mm, or a "
                        "paper in the upper left corner, such as a4")
             ->default_str("all that can be scanned");
-    sub.add_option("--paper", command.m_paper, PaperNames() + ", upright or as a4-landscape")
-        ->excludes(area)
-        ->default_str("all that can be scanned");
+    CLI::Option* paper = sub.add_option("--paper", command.m_paper,
+                                        "The window: a paper in the upper left corner, upright or "
+                                        "as a4-landscape: " +
+                                            PaperNames())
+                             ->type_name("PAPER")
+                             ->excludes(area)
+                             ->default_str("all that can be scanned");
+    Suggests(paper,
+             CLI::detail::split(CLI::detail::find_and_replace(PaperNames(), ", ", ","), ','));
     sub.add_flag("--preview", command.m_settings.preview,
-                 "A quick look: at the lowest resolution unless --resolution says otherwise, and a "
-                 "feeder gives the sheet back");
+                 "A quick look: at the lowest resolution unless --resolution says otherwise; "
+                 "a feeder keeps its sheet for the scan");
 }
 
 void AddSettings(CLI::App& sub, ScanCommand& command) {

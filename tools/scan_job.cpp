@@ -152,10 +152,10 @@ PageRules RulesOf(const ScanCommand& command, const CDeviceProperties& propertie
                        .mayReplace = command.m_job.m_mayReplace,
                        .isOnlyOne = PagesOfJob(command, properties) == 1,
                        .scale = ScaleOf(properties, command.m_settings)};
-    if (command.m_job.m_isJson)
-        rules.words = [origin = OriginOf(properties)](const PageReport& report) {
-            return PageJson(report, origin);
-        };
+    const auto tell = command.m_job.m_isJson ? PageJson : PageLine;
+    rules.words = [tell, origin = OriginOf(properties)](const PageReport& report) {
+        return tell(report, origin);
+    };
     return rules;
 }
 

@@ -20,9 +20,9 @@ _nvqscan_table() {
             places=('device')
             case $2 in
                 --source) takes='words flatbed feeder duplex slide negative' ;;
-                --resolution | --area | --paper | --brightness | --contrast | \
-                    --threshold | --sharpen | --set | --quality | --title | --pages | \
-                    --start) takes='none' ;;
+                --resolution | --area | --brightness | --contrast | --threshold | \
+                    --sharpen | --set | --quality | --title | --pages | --start) takes='none' ;;
+                --paper) takes='words a3 a4 a5 a6 b4 b5 b6 letter legal executive statement tabloid' ;;
                 --mode) takes='words color gray lineart dither indexed' ;;
                 --palette) takes='file system cube gray adaptive' ;;
                 --rotate) takes='words 90 180 270' ;;
