@@ -84,6 +84,8 @@ std::int64_t RowsOffset(const BITMAPINFOHEADER& info) {
 
 void CPageFile::Open() {
     MakeTempName(m_tempName);
+    const std::string name = m_tempName;
+    m_folder = name.substr(0, name.rfind('/') + 1);
     m_hTempFile = MakeFile(m_tempName);
     // A system that takes the name away from an open file leaves nothing behind if we are killed.
     // The others refuse, and the file is deleted when it is closed.
@@ -103,6 +105,13 @@ HRESULT CPageFile::Write(const void* bytes, DWORD count) {
     if (WriteFile(m_hTempFile, bytes, count, &written, nullptr))
         return S_OK;
     m_bWriteFailed = true;
+    return Fail();
+}
+
+HRESULT CPageFile::Fail() const {
+    if (IsDiskFull())
+        TellCause("the disk is full: a page on the file medium passes through a file in " +
+                  m_folder);
     return E_FAIL;
 }
 
@@ -175,7 +184,7 @@ HRESULT CPageFile::Deliver(MINIDRV_TRANSFER_CONTEXT& context, bool cut, DWORD li
     if (cut)
         info.biHeight = static_cast<LONG>(std::min<std::int64_t>(lines, BitmapLines(info)));
     if (!ExtendFile(static_cast<std::uint64_t>(RowsOffset(info) + BitmapImageBytes(info)), white))
-        return E_FAIL;
+        return Fail();
     if (cut)
         TruncateFile(info.biHeight, info);
     return MapAndDeliver(context);
@@ -191,7 +200,7 @@ HRESULT CPageFile::MapAndDeliver(MINIDRV_TRANSFER_CONTEXT& context) {
     const HANDLE mapping =
         CreateFileMappingA(m_hTempFile, nullptr, PAGE_READWRITE, 0, bytes, nullptr);
     if (!mapping)
-        return E_FAIL;
+        return Fail();
     auto* view = static_cast<BYTE*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, bytes));
     HRESULT hr = view ? FlipBitmapRows(view, bytes) : E_FAIL;
     if (SUCCEEDED(hr)) {

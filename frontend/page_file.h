@@ -25,7 +25,8 @@ class CPageFile {
     void Open();
     bool IsWanted() const { return m_hTempFile != nullptr; }
 
-    // E_FAIL; the file is none from then on, as the rows behind would lie in wrong places.
+    // E_FAIL; the file is none from then on, as the rows behind would lie in wrong places. A disk
+    // that is full is told (platform/told_lines.h).
     HRESULT Write(const void* bytes, DWORD count);
 
     // Completes the bitmap, turns it and gives it to the service, which answers. With `cut` it ends
@@ -42,10 +43,13 @@ class CPageFile {
     // Appends bytes of one value up to a size; false when that fails.
     bool ExtendFile(std::uint64_t bytes, BYTE white);
     HRESULT MapAndDeliver(MINIDRV_TRANSFER_CONTEXT& context);
+    // E_FAIL, as the last call to the system tells why.
+    HRESULT Fail() const;
 
     // Null: none is wanted. One that couldn't be made is INVALID_HANDLE_VALUE.
     HANDLE m_hTempFile = nullptr;
     char m_tempName[MAX_PATH] = "";  // of a file that is left to be deleted
+    std::string m_folder;            // of the file
     bool m_bWriteFailed = false;
 };
 

@@ -55,7 +55,13 @@ class CPngReader::CLibrary {
 namespace {
 
 // Wider rows would be a burden by themselves, and no scanner has them.
-constexpr png_uint_32 kMaxPngWidth = 1'000'000;
+constexpr png_uint_32 kMaxPngWidth = 1'000'000;  // pixels
+
+void CheckWidth(png_uint_32 width) {
+    if (width > kMaxPngWidth)
+        Fail("is a PNG file of " + std::to_string(width) + " pixels across; those are read up to " +
+             std::to_string(kMaxPngWidth));
+}
 
 // Of rows as they come, with all that has been asked of the library.
 CRowMapper MapperOf(png_structp png, png_infop header) {
@@ -91,8 +97,11 @@ CPngReader::CPngReader(CInputFile file)
     m_library->Do([&](png_structp png, png_infop header) {
         png_init_io(png, stream);
         // As high as a header can say: rows come one by one.
-        png_set_user_limits(png, kMaxPngWidth, INT32_MAX);
+        png_set_user_limits(png, INT32_MAX, INT32_MAX);
         png_read_info(png, header);
+    });
+    CheckWidth(png_get_image_width(m_library->Png(), m_library->Header()));
+    m_library->Do([&](png_structp png, png_infop header) {
         png_set_strip_16(png);
         // Colours that stand for what is transparent become an alpha.
         if (png_get_valid(png, header, PNG_INFO_tRNS))

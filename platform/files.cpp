@@ -203,6 +203,12 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written,
     return TRUE;
 }
 
+bool IsDiskFull() {
+    const DWORD error = GetLastError();
+    return error == static_cast<DWORD>(ERROR_DISK_FULL) ||
+           error == static_cast<DWORD>(ERROR_FILE_TOO_LARGE);
+}
+
 DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD method) {
     const auto file = FindHandleAs<File>(handle);
     if (!file)

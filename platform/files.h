@@ -45,6 +45,9 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* 
 // something that isn't a plain file. Writes all bytes or fails; `written` tells how many went out.
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped);
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written, OVERLAPPED* overlapped);
+// Whether the thread's last error is a want of room: the medium is full, or the user's limit on the
+// size of files is reached.
+bool IsDiskFull();
 
 // Moves the file pointer from FILE_BEGIN or FILE_END. The distance has 64 bits, low part and
 // `*distanceHigh`, or 32 with its sign if `distanceHigh` is null. Returns the low part of the new

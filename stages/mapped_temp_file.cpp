@@ -40,7 +40,7 @@ QLStatus CMappedTempFile::Open(std::uint64_t bytes) {
             m_tempPath[0] = '\0';
         return QL_OK;
     }
-    if (GetLastError() == static_cast<DWORD>(ERROR_DISK_FULL))
+    if (IsDiskFull())
         TellCause("the folder for temporary files lacks room: turning this picture takes " +
                   std::to_string((bytes >> 20) + 1) +
                   " MiB there; set TMPDIR to a folder that has it");

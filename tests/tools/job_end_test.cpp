@@ -250,6 +250,29 @@ TEST_F(JobEnd, AFullDiskKeepsTheWholePages) {
     }
 }
 
+// Where the page's own file is not the one that grows too large.
+TEST_F(JobEnd, AFullDiskIsToldOfTheFilesThatAPagePassesThrough) {
+    Install();
+    const struct {
+        Arguments how;
+        const char* message;
+    } table[] = {
+        {{"--medium", "file"}, "nvqscan: the disk is full: a page on the file medium passes"},
+        {{"--rotate", "90"}, "nvqscan: the folder for temporary files lacks room"},
+    };
+    for (const auto& row : table) {
+        Arguments scan = {"scan", "-o", Page("a.jpg")};
+        scan.insert(scan.end(), row.how.begin(), row.how.end());
+        CProgram program(m_streams, scan, [] {
+            const rlimit limit = {2'000'000, 2'000'000};
+            setrlimit(RLIMIT_FSIZE, &limit);
+        });
+        EXPECT_EQ(program.Wait(), 1);
+        EXPECT_EQ(program.Error().find(row.message), 0u) << program.Error();
+        EXPECT_EQ(Pages(), Names{});
+    }
+}
+
 TEST_F(JobEnd, WhatCantBeWrittenIsToldBeforeTheScannerMoves) {
     Install();
     std::filesystem::create_directory(Page("folder.png"));
