@@ -1,6 +1,8 @@
 #include "tools/bitmap_feed.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <vector>
 
 #include "pictures/bitmap_layout.h"
@@ -50,6 +52,8 @@ bool FeedBitmapFile(const std::string& path, bool mayBeShort, const BitmapTaker&
                     std::string* error) {
     return RunGuarded(error, [&] {
         const CInputFile file(path);
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
         const CBitmap bitmap = ReadHeaders(file, mayBeShort);
         const BITMAPINFOHEADER& info = bitmap.m_info;
         bool goOn = taker.begin(info, bitmap.m_palette);

@@ -14,6 +14,9 @@ struct BitmapTaker {
     std::function<bool(const BYTE* row, std::size_t bytes)> row;
 };
 
+// Uses the file up: its name goes as soon as it is open, so that nothing is left however the
+// program ends.
+//
 // `mayBeShort`: a file that ends within its rows is taken too, with white ones for what is missing.
 // False with one line in `error`, to stand behind the file's name, when it can't be read.
 bool FeedBitmapFile(const std::string& path, bool mayBeShort, const BitmapTaker& taker,

@@ -119,6 +119,23 @@ TEST_F(JobEnd, CtrlCEndsAtOnceWhereverTheProgramIs) {
     EXPECT_EQ(Pages(), Names{"c.png"});
 }
 
+// A reader that takes no more holds the program in its write: there it has no work to conclude.
+TEST_F(JobEnd, CtrlCLeavesNothingOfAPageOnItsWayToStandardOutput) {
+    Install();
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    CProgram program(m_streams, {"scan", "--medium", "file", "--format", "pnm", "-o", "-"},
+                     [&ends] { dup2(ends[1], STDOUT_FILENO); });
+    char first = 0;
+    EXPECT_EQ(read(ends[0], &first, 1), 1);
+    program.Send(SIGINT);
+    ExpectEndsSoon(program, 130);
+    close(ends[0]);
+    close(ends[1]);
+    for (const auto& entry : std::filesystem::directory_iterator(m_home / ""))
+        EXPECT_FALSE(entry.path().filename().string().starts_with(".nvqscan-")) << entry.path();
+}
+
 // ---- Pages that break off
 
 TEST_F(JobEnd, APageThatBreaksOffIsKeptWhereItIsTheOnlyOne) {
