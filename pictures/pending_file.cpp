@@ -48,7 +48,9 @@ void CPendingFile::WriteAt(const void* source, std::size_t bytes, std::int64_t o
     if (m_isStream)
         PutOut(source, bytes);
     else if (const std::error_code error = m_file.WriteAt(source, bytes, offset))
-        FailBySystem("can't be written", error.value());
+        FailBySystem(
+            m_isOutput ? "needs a temporary file, which can't be written" : "can't be written",
+            error.value());
     m_place = offset + static_cast<std::int64_t>(bytes);
     m_size = std::max(m_size, m_place);
 }

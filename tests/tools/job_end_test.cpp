@@ -267,25 +267,30 @@ TEST_F(JobEnd, AFullDiskKeepsTheWholePages) {
     }
 }
 
-// Where the page's own file is not the one that grows too large.
+// Where the page's own file is not the one that grows too large, or has no name.
 TEST_F(JobEnd, AFullDiskIsToldOfTheFilesThatAPagePassesThrough) {
     Install();
+    const std::string sample = m_home / "sample.jpg";
+    ASSERT_EQ(Run({"sample", "-o", sample, "--width", "1000", "--height", "1000"}).code, 0);
     const struct {
-        Arguments how;
-        const char* message;
+        Arguments arguments;
+        std::string message;
     } table[] = {
-        {{"--medium", "file"}, "nvqscan: the disk is full: a page on the file medium passes"},
-        {{"--rotate", "90"}, "nvqscan: the folder for temporary files lacks room"},
+        {{"scan", "-o", Page("a.jpg"), "--medium", "file"},
+         "the disk is full: a page on the file medium passes"},
+        {{"scan", "-o", Page("a.jpg"), "--rotate", "90"},
+         "the folder for temporary files lacks room"},
+        {{"scan", "-o", "-", "--format", "bmp"}, "standard output: needs a temporary file, which"},
+        {{"process", sample, "-o", Page("a.jpg"), "--rotate", "90"},
+         sample + ": the folder for temporary files lacks room"},
     };
     for (const auto& row : table) {
-        Arguments scan = {"scan", "-o", Page("a.jpg")};
-        scan.insert(scan.end(), row.how.begin(), row.how.end());
-        CProgram program(m_streams, scan, [] {
+        CProgram program(m_streams, row.arguments, [] {
             const rlimit limit = {2'000'000, 2'000'000};
             setrlimit(RLIMIT_FSIZE, &limit);
         });
         EXPECT_EQ(program.Wait(), 1);
-        EXPECT_EQ(program.Error().find(row.message), 0u) << program.Error();
+        EXPECT_EQ(program.Error().find("nvqscan: " + row.message), 0u) << program.Error();
         EXPECT_EQ(Pages(), Names{});
     }
 }

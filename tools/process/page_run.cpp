@@ -11,6 +11,7 @@
 #include "pictures/file_failure.h"
 #include "pictures/picture_reader.h"
 #include "platform/module.h"
+#include "platform/told_lines.h"
 #include "platform/wia.h"
 #include "tools/process/analysis.h"
 #include "tools/process/attribute_writes.h"
@@ -279,19 +280,18 @@ bool Run(const CPageRun& page, CQLEngine& engine, CPictureSink& sink, std::strin
     return read;
 }
 
-// Ends the page, if all went well.
-CProcessResult Conclude(const CPageRun& page, CPictureSink& sink, bool engineFailed, bool turns,
-                        std::string* error) {
+// Ends the page, if all went well. `cause` is what the engine told, if anything.
+CProcessResult Conclude(const CPageRun& page, CPictureSink& sink, bool engineFailed,
+                        const std::string& cause, std::string* error) {
     if (sink.IsCancelled())
         return CProcessResult::Cancelled;
     CPictureWriter& writer = page.m_writer;
     if (sink.HasHeader() && !sink.HasFailed() && !engineFailed && writer.EndPage())
         return CProcessResult::Done;
     *error = writer.Error().empty()
-                 ? page.m_source.m_name + ": the engine could not process this picture"
+                 ? page.m_source.m_name + ": " +
+                       (cause.empty() ? "the engine could not process this picture" : cause)
                  : page.m_outputName + ": " + writer.Error();
-    if (turns && !sink.HasHeader())
-        *error += " (to turn it takes room in the temporary folder, 6 bytes a pixel in colour)";
     return CProcessResult::Failed;
 }
 
@@ -355,6 +355,7 @@ CProcessResult RunPage(const CPageRun& page, std::string* error, std::string* pl
         return CProcessResult::BadInput;
     const CPassWatch watch(engine.Tree(), sink);
     const CMessageCatcher message;
+    const CToldLines told;
     const bool read = Expose(page, settings, engine, sink, error) && Run(page, engine, sink, error);
     if (!read || !message.Text().empty()) {
         if (read)
@@ -362,7 +363,7 @@ CProcessResult RunPage(const CPageRun& page, std::string* error, std::string* pl
         *error = page.m_source.m_name + ": " + *error;
         return CProcessResult::BadInput;
     }
-    const CProcessResult result = Conclude(page, sink, watch.HasFailed(), Turns(engine), error);
+    const CProcessResult result = Conclude(page, sink, watch.HasFailed(), told.Cause(), error);
     if (result != CProcessResult::Done)
         return result;
     if (job.m_notice && WantsOwnPalette(engine) && !engine.HasOwnPalette())
