@@ -6,6 +6,12 @@
 
 namespace {
 
+// Scanners that the driver itself reaches through SANE. A program of SANE has them at first hand,
+// and the library that it runs in can't be begun a second time.
+bool IsSane(const ScanDeviceInfo& device) {
+    return device.port.starts_with("sane:") || device.port.starts_with("sane-light:");
+}
+
 void Note(const std::string& line) {
     Debug(EDebug::Notes, line);
 }
@@ -26,7 +32,7 @@ SANE_Status CDeviceList::Renew() {
     for (const ScanDeviceInfo& device : devices) {
         if (!device.fault.empty())
             Debug(EDebug::Failures, device.name + ": " + device.fault);
-        if (!device.fault.empty() || config.Hides(device))
+        if (!device.fault.empty() || IsSane(device) || config.Hides(device))
             continue;
         Entry& entry = m_entries.emplace_back(
             Entry{device.number, device.vendor, config.NameOf(device), SANE_Device{}});

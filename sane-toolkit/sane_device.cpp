@@ -1,0 +1,261 @@
+#include "sane-toolkit/sane_device.h"
+
+#include <sane/saneopts.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+constexpr SANE_Int kMostOptions = 10000;
+constexpr SANE_Int kMostText = 1 << 16;
+// Fixed numbers have 16 bits behind the point.
+constexpr double kFixedError = 1e-3;
+
+// Both kinds of numbers that SANE has.
+bool IsNumber(const SANE_Option_Descriptor& option) {
+    return (option.type == SANE_TYPE_INT || option.type == SANE_TYPE_FIXED ||
+            option.type == SANE_TYPE_BOOL) &&
+           option.size == static_cast<SANE_Int>(sizeof(SANE_Word));
+}
+double FromWord(const SANE_Option_Descriptor& option, SANE_Word word) {
+    return option.type == SANE_TYPE_FIXED ? SANE_UNFIX(word) : word;
+}
+SANE_Word ToWord(const SANE_Option_Descriptor& option, double value) {
+    const double scaled = option.type == SANE_TYPE_FIXED ? value * 65536.0 : value;
+    return static_cast<SANE_Word>(std::lround(std::clamp(scaled, -2147483648.0, 2147483647.0)));
+}
+
+constexpr DWORD kCodes[] = {
+    OSTREL_NO_ERROR,           // GOOD
+    OSTREL_NOT_IMPLEMENTED,    // UNSUPPORTED
+    OSTREL_CANCEL_BUTTON,      // CANCELLED
+    OSTREL_LOCK_FAILED,        // DEVICE_BUSY
+    OSTREL_INVALID_PARAMETER,  // INVAL
+    OSTREL_END_OF_MEDIA,       // EOF
+    OSTREL_ADF_JAMMED,         // JAMMED
+    OSTREL_ADF_EMPTY,          // NO_DOCS
+    OSTREL_ADF_HATCH_OPEN,     // COVER_OPEN
+    OSTREL_COMMUNICATION,      // IO_ERROR
+    OSTREL_OUT_OF_MEMORY,      // NO_MEM
+    OSTREL_OPEN_FAILED,        // ACCESS_DENIED
+};
+
+std::weak_ptr<CSaneLibrary> g_library;  // under the lock
+
+}  // namespace
+
+DWORD CodeOfSane(SANE_Status status) {
+    const auto row = static_cast<std::size_t>(status);
+    return row < std::size(kCodes) ? kCodes[row] : OSTREL_UNKNOWN_ERROR;
+}
+
+bool IsForeignName(const std::string& name) {
+    return (":" + name + ":").find(":nvq:") == std::string::npos;
+}
+
+std::mutex& CSaneLibrary::Lock() {
+    static std::mutex lock;
+    return lock;
+}
+
+std::shared_ptr<CSaneLibrary> CSaneLibrary::Get() {
+    std::shared_ptr<CSaneLibrary> library = g_library.lock();
+    if (!library && sane_init(nullptr, nullptr) == SANE_STATUS_GOOD) {
+        library.reset(new CSaneLibrary);
+        g_library = library;
+    }
+    return library;
+}
+
+CSaneLibrary::~CSaneLibrary() {
+    sane_exit();
+}
+
+bool SaneRange::Has(double value) const {
+    const auto isSame = [value](double other) { return std::abs(other - value) < kFixedError; };
+    if (!list.empty())
+        return std::ranges::any_of(list, isSame);
+    if (value < low - kFixedError || value > high + kFixedError)
+        return false;
+    return step <= 0 || isSame(low + std::round((value - low) / step) * step);
+}
+
+DWORD CSaneDevice::Open(const std::string& name, std::unique_ptr<CSaneDevice>& device) {
+    if (name.empty() || !IsForeignName(name))
+        return OSTREL_NOT_FOUND;
+    auto library = CSaneLibrary::Get();
+    if (!library)
+        return OSTREL_OPEN_FAILED;
+    std::unique_ptr<CSaneDevice> made(new CSaneDevice(std::move(library)));
+    const SANE_Status status = sane_open(name.c_str(), &made->m_handle);
+    // A name that no back end knows is an invalid one.
+    if (status == SANE_STATUS_INVAL)
+        return OSTREL_NOT_FOUND;
+    if (status != SANE_STATUS_GOOD)
+        return CodeOfSane(status);
+    if (!made->m_handle)
+        return OSTREL_OPEN_FAILED;
+    device = std::move(made);
+    return OSTREL_NO_ERROR;
+}
+
+CSaneDevice::~CSaneDevice() {
+    if (m_handle)
+        sane_close(m_handle);
+}
+
+const SANE_Option_Descriptor* CSaneDevice::Find(const char* name, SANE_Int& number) const {
+    SANE_Int count = 0;
+    if (sane_control_option(m_handle, 0, SANE_ACTION_GET_VALUE, &count, nullptr) !=
+        SANE_STATUS_GOOD)
+        return nullptr;
+    count = std::min(count, kMostOptions);
+    for (number = 1; number < count; ++number) {
+        const SANE_Option_Descriptor* option = sane_get_option_descriptor(m_handle, number);
+        if (option && option->name && std::strcmp(option->name, name) == 0)
+            return SANE_OPTION_IS_ACTIVE(option->cap) ? option : nullptr;
+    }
+    return nullptr;
+}
+
+bool CSaneDevice::Control(SANE_Int number, SANE_Action action, void* value) {
+    SANE_Int info = 0;  // what else changed is looked up anew in any case
+    return sane_control_option(m_handle, number, action, value, &info) == SANE_STATUS_GOOD;
+}
+
+bool CSaneDevice::SetText(const char* name, const std::string& value) {
+    SANE_Int number = 0;
+    const SANE_Option_Descriptor* option = Find(name, number);
+    if (!option || option->type != SANE_TYPE_STRING || !SANE_OPTION_IS_SETTABLE(option->cap) ||
+        option->size < 0 || option->size > kMostText)
+        return false;
+    // The device may write its own word over it.
+    std::vector<char> text(std::max(value.size() + 1, static_cast<std::size_t>(option->size)));
+    std::ranges::copy(value, text.begin());
+    return Control(number, SANE_ACTION_SET_VALUE, text.data());
+}
+
+bool CSaneDevice::SetNumber(const char* name, double value) {
+    SANE_Int number = 0;
+    const SANE_Option_Descriptor* option = Find(name, number);
+    if (!option || !IsNumber(*option) || !SANE_OPTION_IS_SETTABLE(option->cap))
+        return false;
+    SANE_Word word = ToWord(*option, value);
+    return Control(number, SANE_ACTION_SET_VALUE, &word);
+}
+
+std::optional<double> CSaneDevice::Number(const char* name) {
+    SANE_Int number = 0;
+    const SANE_Option_Descriptor* option = Find(name, number);
+    SANE_Word word = 0;
+    if (!option || !IsNumber(*option) || !Control(number, SANE_ACTION_GET_VALUE, &word))
+        return std::nullopt;
+    return FromWord(*option, word);
+}
+
+std::vector<std::string> CSaneDevice::Texts(const char* name) {
+    SANE_Int number = 0;
+    const SANE_Option_Descriptor* option = Find(name, number);
+    std::vector<std::string> texts;
+    if (!option || option->constraint_type != SANE_CONSTRAINT_STRING_LIST ||
+        !option->constraint.string_list)
+        return texts;
+    for (auto text = option->constraint.string_list; *text; ++text)
+        texts.emplace_back(*text);
+    return texts;
+}
+
+std::optional<SaneRange> CSaneDevice::Range(const char* name) {
+    SANE_Int number = 0;
+    const SANE_Option_Descriptor* option = Find(name, number);
+    if (!option || !IsNumber(*option))
+        return std::nullopt;
+    SaneRange range;
+    if (option->constraint_type == SANE_CONSTRAINT_RANGE && option->constraint.range) {
+        const SANE_Range& told = *option->constraint.range;
+        range.low = FromWord(*option, told.min);
+        range.high = FromWord(*option, told.max);
+        range.step = FromWord(*option, told.quant);
+        return range.low <= range.high ? std::optional(range) : std::nullopt;
+    }
+    const SANE_Word* words = option->constraint_type == SANE_CONSTRAINT_WORD_LIST
+                                 ? option->constraint.word_list
+                                 : nullptr;
+    for (SANE_Int i = 1; words && i <= std::min(words[0], kMostOptions); ++i)
+        range.list.push_back(FromWord(*option, words[i]));
+    if (range.list.empty()) {
+        const std::optional<double> present = Number(name);
+        if (!present)
+            return std::nullopt;
+        range.list.push_back(*present);  // one that takes anything is left as it is
+    }
+    const auto [low, high] = std::ranges::minmax(range.list);
+    range.low = low;
+    range.high = high;
+    return range;
+}
+
+bool CSaneDevice::IsInMillimetres(const char* name) {
+    SANE_Int number = 0;
+    const SANE_Option_Descriptor* option = Find(name, number);
+    return option && option->unit == SANE_UNIT_MM && IsNumber(*option);
+}
+
+namespace {
+
+// The value at or outside of `value`, seen from the window, that the option can have.
+double Outward(const SaneRange& range, double value, bool isLowEnd) {
+    const double end = isLowEnd ? range.low : range.high;
+    if (!range.list.empty()) {
+        double best = end;
+        for (const double one : range.list) {
+            if (isLowEnd ? one <= value && one > best : one >= value && one < best)
+                best = one;
+        }
+        return best;
+    }
+    if (range.step > 0) {
+        const double steps = (value - range.low) / range.step;
+        value = range.low + range.step * (isLowEnd ? std::floor(steps + kFixedError)
+                                                   : std::ceil(steps - kFixedError));
+    }
+    return std::clamp(value, range.low, range.high);
+}
+
+}  // namespace
+
+DWORD CSaneDevice::SetWindow(const SaneWindow& wanted, SaneWindow& made) {
+    struct Edge {
+        const char* name;
+        double SaneWindow::*place;
+        bool isLowEnd;
+    };
+    // The far edges first go to the end: a device may refuse a window that is inside out.
+    constexpr Edge kEdges[] = {{SANE_NAME_SCAN_TL_X, &SaneWindow::left, true},
+                               {SANE_NAME_SCAN_TL_Y, &SaneWindow::top, true},
+                               {SANE_NAME_SCAN_BR_X, &SaneWindow::right, false},
+                               {SANE_NAME_SCAN_BR_Y, &SaneWindow::bottom, false}};
+    std::optional<SaneRange> ranges[std::size(kEdges)];
+    for (std::size_t i = 0; i < std::size(kEdges); ++i) {
+        ranges[i] = Range(kEdges[i].name);
+        if (!ranges[i])
+            return OSTREL_NOT_IMPLEMENTED;
+        if (!kEdges[i].isLowEnd)
+            SetNumber(kEdges[i].name, ranges[i]->high);
+    }
+    for (std::size_t i = 0; i < std::size(kEdges); ++i) {
+        const Edge& edge = kEdges[i];
+        if (!SetNumber(edge.name, Outward(*ranges[i], wanted.*edge.place, edge.isLowEnd)))
+            return OSTREL_INVALID_PARAMETER;
+    }
+    // All at the end: a later one may have moved an earlier one.
+    for (const Edge& edge : kEdges) {
+        const std::optional<double> value = Number(edge.name);
+        if (!value)
+            return OSTREL_INVALID_PARAMETER;
+        made.*edge.place = *value;
+    }
+    return OSTREL_NO_ERROR;
+}

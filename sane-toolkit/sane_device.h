@@ -1,0 +1,85 @@
+// A device of SANE: its options by name, and what they tell of it.
+//
+// The back ends behind SANE know nothing of threads: every call of the library is made under one
+// lock of the process.
+#pragma once
+
+#include <sane/sane.h>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "controller/toolkit_records.h"
+
+// The toolkit's code for a status of SANE. OSTREL_END_OF_MEDIA for the end of a frame.
+DWORD CodeOfSane(SANE_Status status);
+
+// False for this project's own back end, also when a server offers it: opened here, it would open
+// this module again.
+bool IsForeignName(const std::string& name);
+
+// The library, initialised while an object lives.
+class CSaneLibrary {
+  public:
+    // Null when it could not be initialised.
+    static std::shared_ptr<CSaneLibrary> Get();
+    static std::mutex& Lock();
+    ~CSaneLibrary();
+
+  private:
+    CSaneLibrary() = default;
+};
+
+// Values that an option takes. With a list, those of the list; else from `low` to `high`.
+struct SaneRange {
+    double low = 0;
+    double high = 0;
+    double step = 0;  // 0: all between
+    std::vector<double> list;
+
+    bool Has(double value) const;
+};
+
+// What the window's options made of a window: in mm, as the device rounded it.
+struct SaneWindow {
+    double left = 0;
+    double top = 0;
+    double right = 0;
+    double bottom = 0;
+};
+
+// Who uses it holds CSaneLibrary::Lock().
+class CSaneDevice {
+  public:
+    static DWORD Open(const std::string& name, std::unique_ptr<CSaneDevice>& device);
+    ~CSaneDevice();
+    CSaneDevice(const CSaneDevice&) = delete;
+    CSaneDevice& operator=(const CSaneDevice&) = delete;
+
+    SANE_Handle Handle() const { return m_handle; }
+
+    // False when there is no such option that can be set now, or the device refuses the value.
+    bool SetText(const char* name, const std::string& value);
+    bool SetNumber(const char* name, double value);
+    // What the option has, in its own unit.
+    std::optional<double> Number(const char* name);
+    std::vector<std::string> Texts(const char* name);
+    std::optional<SaneRange> Range(const char* name);
+    bool IsInMillimetres(const char* name);
+
+    // Takes the window that surrounds the wanted one, and tells which one that is.
+    DWORD SetWindow(const SaneWindow& wanted, SaneWindow& made);
+
+  private:
+    explicit CSaneDevice(std::shared_ptr<CSaneLibrary> library) : m_library(std::move(library)) {}
+    // The option's number and descriptor; looked up anew each time, since a write may change
+    // others. Null when it isn't there or not active.
+    const SANE_Option_Descriptor* Find(const char* name, SANE_Int& number) const;
+    bool Control(SANE_Int number, SANE_Action action, void* value);
+
+    std::shared_ptr<CSaneLibrary> m_library;
+    SANE_Handle m_handle = nullptr;
+};
