@@ -1,8 +1,6 @@
 #include "sane-toolkit/frame_reader.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
 
 #include "platform/sync.h"
 #include "sane-toolkit/sane_device.h"
@@ -20,19 +18,20 @@ std::size_t ColorsOf(const SANE_Parameters& parameters) {
     return parameters.format == SANE_FRAME_RGB ? kColors : 1;
 }
 
-DWORD CheckFrame(const SANE_Parameters& parameters) {
+}  // namespace
+
+DWORD CheckFrame(const SANE_Parameters& parameters, bool wantsColor) {
     const bool isColor = parameters.format == SANE_FRAME_RGB;
     if (!isColor && parameters.format != SANE_FRAME_GRAY)
         return OSTREL_NOT_IMPLEMENTED;
-    if (parameters.depth != 8 && parameters.depth != 16 && (isColor || parameters.depth != 1))
+    // Gray is made colour, but not colour gray.
+    if (parameters.depth != 8 || (isColor && !wantsColor))
         return OSTREL_NOT_IMPLEMENTED;
     if (parameters.pixels_per_line <= 0 || parameters.pixels_per_line > kMostPixels ||
         parameters.bytes_per_line <= 0 || parameters.bytes_per_line > kMostLineBytes)
         return OSTREL_COMMUNICATION;
     return OSTREL_NO_ERROR;
 }
-
-}  // namespace
 
 DWORD CFrameReader::Begin(SANE_Handle device, const PageCut& cut, const ToneTables& tones) {
     m_device = device;
@@ -43,14 +42,12 @@ DWORD CFrameReader::Begin(SANE_Handle device, const PageCut& cut, const ToneTabl
     if (const SANE_Status status = sane_get_parameters(device, &m_parameters);
         status != SANE_STATUS_GOOD)
         return CodeOfSane(status);
-    if (!cut.isColor && m_parameters.format == SANE_FRAME_RGB)
-        return OSTREL_NOT_IMPLEMENTED;  // told to deliver gray, it delivers colour
-    if (const DWORD code = CheckFrame(m_parameters); code != OSTREL_NO_ERROR)
+    if (const DWORD code = CheckFrame(m_parameters, cut.isColor); code != OSTREL_NO_ERROR)
         return code;
     // A device that tells more pixels than its lines have room for has as many as there are.
-    const auto bits = static_cast<SANE_Int>(ColorsOf(m_parameters)) * m_parameters.depth;
+    const auto colors = static_cast<SANE_Int>(ColorsOf(m_parameters));
     m_parameters.pixels_per_line =
-        std::min(m_parameters.pixels_per_line, m_parameters.bytes_per_line * 8 / bits);
+        std::min(m_parameters.pixels_per_line, m_parameters.bytes_per_line / colors);
     m_raw.resize(static_cast<std::size_t>(m_parameters.bytes_per_line));
     return OSTREL_NO_ERROR;
 }
@@ -81,17 +78,10 @@ DWORD CFrameReader::ReadRaw() {
     return OSTREL_NO_ERROR;
 }
 
-// One bit is black where it is set; 16 bits are in the order of this machine.
+// Gray stands for all three colours.
 BYTE CFrameReader::Sample(std::size_t pixel, std::size_t color) const {
     const std::size_t colors = ColorsOf(m_parameters);
-    const std::size_t at = pixel * colors + std::min(color, colors - 1);
-    if (m_parameters.depth == 8)
-        return m_raw[at];
-    if (m_parameters.depth == 1)
-        return (m_raw[at / 8] >> (7 - at % 8) & 1) != 0 ? 0 : kWhite;
-    std::uint16_t wide = 0;
-    std::memcpy(&wide, m_raw.data() + 2 * at, sizeof wide);
-    return static_cast<BYTE>((wide + 128u) / 257u);
+    return m_raw[pixel * colors + std::min(color, colors - 1)];
 }
 
 DWORD CFrameReader::ReadLine(BYTE* out) {

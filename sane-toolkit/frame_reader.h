@@ -22,12 +22,16 @@ struct PageCut {
     bool isColor = false;  // red, green, blue; else one sample
 };
 
-// Reads one frame of 1, 8 or 16 bits, whose lines may be padded. All calls are under the library's
+// OSTREL_NOT_IMPLEMENTED for a picture in three passes, for other depths than 8 bits, and for
+// colour where gray is wanted; OSTREL_COMMUNICATION for sizes that can't be.
+DWORD CheckFrame(const SANE_Parameters& parameters, bool wantsColor);
+
+// Reads one frame of 8 bits, whose lines may be padded. All calls are under the library's
 // lock but those that say otherwise.
 class CFrameReader {
   public:
-    // Asks for the frame that the started device delivers. OSTREL_NOT_IMPLEMENTED for a picture in
-    // three passes and for colour of one bit.
+    // Asks for the frame that the started device delivers. OSTREL_NOT_IMPLEMENTED for one that
+    // CheckFrame refuses.
     DWORD Begin(SANE_Handle device, const PageCut& cut, const ToneTables& tones);
     std::size_t LineBytes() const { return m_cut.width * (m_cut.isColor ? kColors : 1); }
     // Writes one line of LineBytes(). OSTREL_END_OF_MEDIA, and nothing is written, behind the last.

@@ -137,12 +137,22 @@ DWORD PlanScan(CSaneDevice& device, const ScannerFacts& facts, const OstrelScanP
     if (!device.SetText(SANE_NAME_SCAN_MODE, takesColor ? facts.color : facts.gray))
         return OSTREL_INVALID_PARAMETER;
     device.SetNumber(SANE_NAME_PREVIEW, SANE_FALSE);
-    // A device that hasn't 8 bits, or no choice, has what is told at the start.
+    // A device without a choice may have 8 bits all the same.
     device.SetNumber(SANE_NAME_BIT_DEPTH, kBits);
     device.SetNumber(SANE_NAME_SCAN_RESOLUTION, params.xResolution);
     if (const auto made = device.Number(SANE_NAME_SCAN_RESOLUTION);
         !made || std::abs(*made - params.xResolution) > 0.5)
         return OSTREL_INVALID_PARAMETER;
+    // Sizes are a guess ahead of the start, but the kind of frame is none: one that can't be used
+    // is refused before anything moves.
+    SANE_Parameters parameters = {};
+    if (const SANE_Status status = sane_get_parameters(device.Handle(), &parameters);
+        status != SANE_STATUS_GOOD)
+        return CodeOfSane(status);
+    parameters.pixels_per_line = parameters.bytes_per_line = 1;
+    if (const DWORD code = CheckFrame(parameters, params.colorMode == OSTREL_COLOR);
+        code != OSTREL_NO_ERROR)
+        return code;
     const auto x = device.Range(SANE_NAME_SCAN_TL_X);
     const auto y = device.Range(SANE_NAME_SCAN_TL_Y);
     if (!x || !y)

@@ -134,11 +134,8 @@ TEST_F(SaneScan, ThePortTellsWhatSamplesAre) {
     }
 }
 
-TEST_F(SaneScan, FailuresAreToldInWords) {
+TEST_F(SaneScan, WhatCantBeScannedIsToldInWords) {
     const std::pair<Settings, const char*> kCases[] = {
-        {{{"read-status-code", "\"SANE_STATUS_JAMMED\""}}, "jammed"},
-        {{{"read-status-code", "\"SANE_STATUS_COVER_OPEN\""}}, "open"},
-        {{{"read-status-code", "\"SANE_STATUS_NO_MEM\""}}, "memory"},
         {{{"three-pass", "true"}}, "lacks this function"},
         {{{"resolution_max", "100.0"}}, "can't be opened"},
     };
