@@ -11,7 +11,8 @@ constexpr SANE_Int kMostPixels = 1 << 20;
 constexpr SANE_Int kMostLineBytes = 1 << 24;
 // Reads without data and without a failure: what a device in trouble gives for ever.
 constexpr int kMostEmptyReads = 30000;
-constexpr DWORD kEmptyPause = 1;  // milliseconds
+constexpr int kMostDrained = 2000;  // lines; the steps of a window are smaller
+constexpr DWORD kEmptyPause = 1;    // milliseconds
 constexpr BYTE kWhite = 255;
 
 std::size_t ColorsOf(const SANE_Parameters& parameters) {
@@ -82,6 +83,11 @@ DWORD CFrameReader::ReadRaw() {
 BYTE CFrameReader::Sample(std::size_t pixel, std::size_t color) const {
     const std::size_t colors = ColorsOf(m_parameters);
     return m_raw[pixel * colors + std::min(color, colors - 1)];
+}
+
+void CFrameReader::Drain() {
+    for (int i = 0; i < kMostDrained && ReadRaw() == OSTREL_NO_ERROR; ++i) {
+    }
 }
 
 DWORD CFrameReader::ReadLine(BYTE* out) {

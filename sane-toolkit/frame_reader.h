@@ -37,6 +37,9 @@ class CFrameReader {
     // Writes one line of LineBytes(). OSTREL_END_OF_MEDIA, and nothing is written, behind the last.
     // Takes the lock by itself, read for read.
     DWORD ReadLine(BYTE* out);
+    // Takes what the device's window has below the wanted one, so that the frame ends by itself and
+    // isn't cancelled on its last lines.
+    void Drain();
 
   private:
     DWORD ReadRaw();

@@ -255,6 +255,8 @@ DWORD CSaneToolkit::Read(BYTE* out, DWORD bytesWanted, DWORD& bytesRead) {
             break;
         bytesRead += lineBytes;
         --m_linesLeft;
+        if (m_linesLeft == 0)
+            m_reader.Drain();
     }
     return code;
 }
