@@ -1,9 +1,14 @@
 # What 'cmake --install' puts where.
 
-set(modules_dir ${CMAKE_INSTALL_LIBDIR}/nvqdrv)  # where the service looks, beside its own library
+# The libraries have no versions and no place among those of the system: they stand with the modules,
+# where the service looks, beside its own library.
+set(private_dir ${CMAKE_INSTALL_LIBDIR}/nvqdrv)
 install(TARGETS nvqscan RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(TARGETS nvqplatform nvqservice LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(TARGETS nvqdrv nvqsim nvqsane LIBRARY DESTINATION ${modules_dir})
+install(TARGETS nvqplatform nvqservice nvqdrv nvqsim nvqsane LIBRARY DESTINATION ${private_dir})
+set_target_properties(nvqscan PROPERTIES INSTALL_RPATH "\$ORIGIN/../${private_dir}")
+set_target_properties(nvqplatform nvqservice nvqdrv nvqsim nvqsane
+  PROPERTIES INSTALL_RPATH "\$ORIGIN")
+set_target_properties(sane-nvq PROPERTIES INSTALL_RPATH "\$ORIGIN/../nvqdrv")
 install(FILES tools/completion/nvqscan.bash RENAME nvqscan
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 install(FILES docs/nvqscan.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

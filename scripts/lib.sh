@@ -39,6 +39,8 @@ build_packages=(
     libsane-dev sane-utils
 )
 
+package_packages=(dpkg-dev debhelper lintian)
+
 # Precompiled headers may come from the compiler cache too.
 export CCACHE_SLOPPINESS=pch_defines,time_macros
 
