@@ -141,13 +141,20 @@ std::string FreeNumber(const std::vector<InstalledDevice>& devices) {
     return {};
 }
 
-// Lists show it in one line.
+// Lists show it in one line. Control characters stand below the blank and from 0x7F to 0x9F.
 bool IsOneLine(const std::string& text) {
-    constexpr unsigned char kDelete = 0x7F;
-    return std::none_of(text.begin(), text.end(), [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return byte < ' ' || byte == kDelete;
+    constexpr char16_t kLineSeparator = 0x2028;
+    constexpr char16_t kParagraphSeparator = 0x2029;
+    const std::u16string wide = WideFromText(text);
+    return std::none_of(wide.begin(), wide.end(), [](char16_t c) {
+        return c < u' ' || (c >= 0x7F && c <= 0x9F) || c == kLineSeparator ||
+               c == kParagraphSeparator;
     });
+}
+
+// At an end a blank doesn't show, and makes another name of the same looks.
+bool HasBlankEnd(const std::string& name) {
+    return name.starts_with(' ') || name.ends_with(' ');
 }
 
 // What can be refused before anything is made for the device, its name too if it has one already.
@@ -158,6 +165,8 @@ ScanStatus CheckWish(const InstallOptions& options, const std::vector<InstalledD
     if (!IsOneLine(options.name) || !IsOneLine(options.port) || !IsOneLine(options.vendor))
         return {E_INVALIDARG,
                 "a device's name, maker and port are one line each, without control characters"};
+    if (HasBlankEnd(options.name))
+        return {E_INVALIDARG, "a device's name begins and ends with no blank"};
     for (const InstalledDevice& known : devices) {
         if (!options.name.empty() && Means(known, options.name))
             return {E_INVALIDARG, '"' + options.name + "\" means " + known.name + " (" +

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <string_view>
 
 #include "platform/known_folders.h"
 #include "simulator/sim_failure.h"
@@ -36,6 +37,20 @@ const char* EmbeddedText(const std::string& name) {
     return nullptr;
 }
 
+// "SIM100F, SIM200S"; the files are profiles too.
+std::string EmbeddedModels() {
+    constexpr std::string_view kEnding = ".ini";
+    std::string names;
+    for (std::size_t i = 0; i < kEmbeddedModelCount; ++i) {
+        const std::string_view file = kEmbeddedModels[i].name;
+        if (file.ends_with(kEnding)) {
+            names += names.empty() ? "" : ", ";
+            names += file.substr(0, file.size() - kEnding.size());
+        }
+    }
+    return names;
+}
+
 // A model that is found by one name and calls itself by another would get the wrong profile.
 CSettings Checked(const CSettings& settings, const std::string& name, const CIniFile& ini) {
     if (settings.m_model != name)
@@ -63,7 +78,8 @@ CSettings LoadModel(const std::string& name) {
         const CIniFile ini(name, text);
         return Checked(ReadModel(ini, kEmbedded), name, ini);
     }
-    throw CSimFailure(OSTREL_OPEN_FAILED, "there is no model \"" + name + '"');
+    throw CSimFailure(OSTREL_OPEN_FAILED, "there is no model \"" + name +
+                                              "\"; the built-in ones are " + EmbeddedModels());
 }
 
 // A device without a file is the default model as it is: a folder is enough to make one.

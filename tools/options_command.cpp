@@ -10,7 +10,8 @@
 //          {"source": "duplex", "available": false, "why": "the scanner has no ...",
 //           "options": []}]}
 //
-// Lengths are millimetres; an option without a default leaves out what it does.
+// "note" tells that a feeder is empty. Lengths are millimetres; an option without a default leaves
+// out what it does.
 
 #include <algorithm>
 #include <cmath>
@@ -47,6 +48,7 @@ struct CChoice {
 struct CSourceChoices {
     const char* m_source;
     std::string m_lack;  // why it can't be had; empty if it can
+    std::string m_note;  // what else is to be known of it
     std::vector<CChoice> m_choices;
 };
 
@@ -224,9 +226,11 @@ ScanStatus ReadSources(const std::string& which, std::vector<CSourceChoices>& so
         settings.source = source;
         CDeviceProperties properties;
         status = ApplySettings(device, settings, properties);
-        sources.push_back({name, status.text, {}});
-        if (status.Ok())
+        sources.push_back({name, status.text, {}, {}});
+        if (status.Ok()) {
+            sources.back().m_note = FeederLack(properties);
             sources.back().m_choices = ChoicesOf(properties);
+        }
     }
     return {};
 }
@@ -267,10 +271,11 @@ void PrintForPeople(const std::string& device, const std::string& fallback,
     if (!had.empty())
         print(had.front(), true, "  ", {{"--source", WordChoice("", names, fallback).m_text}});
     for (const CSourceChoices& source : sources) {
-        if (source.m_lack.empty() && std::ranges::all_of(source.m_choices, isCommon))
+        if (source.m_lack.empty() && source.m_note.empty() &&
+            std::ranges::all_of(source.m_choices, isCommon))
             continue;
-        std::cout << '\n'
-                  << source.m_source << (source.m_lack.empty() ? "" : ": " + source.m_lack) << '\n';
+        const std::string& words = source.m_lack.empty() ? source.m_note : source.m_lack;
+        std::cout << '\n' << source.m_source << (words.empty() ? "" : ": " + words) << '\n';
         print(source, false, "  ", {});
     }
 }
@@ -282,6 +287,8 @@ void PrintForPrograms(const std::string& device, const std::string& fallback,
         CJson json = {{"source", source.m_source}, {"available", source.m_lack.empty()}};
         if (!source.m_lack.empty())
             json["why"] = source.m_lack;
+        if (!source.m_note.empty())
+            json["note"] = source.m_note;
         json["options"] = CJson::array();
         for (const CChoice& choice : source.m_choices)
             json["options"].push_back(choice.m_json);

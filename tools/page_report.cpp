@@ -23,6 +23,10 @@ constexpr CShownMode kShownModes[] = {{"color", "colour"},
                                       {"dither", "dots"},
                                       {"indexed", "indexed colours"}};
 
+LONG RootNumber(const CDeviceProperties& properties, PROPID id) {
+    return CDeviceProperties::Number(properties.Root(), id).value_or(0);
+}
+
 }  // namespace
 
 std::string PageLine(const PageReport& report, const PageOrigin& origin) {
@@ -39,9 +43,7 @@ std::string PageLine(const PageReport& report, const PageOrigin& origin) {
 
 // A palette makes colour an indexed picture. The adapter goes ahead of glass and feeder.
 PageOrigin OriginOf(const CDeviceProperties& properties) {
-    const auto root = [&](PROPID id) {
-        return CDeviceProperties::Number(properties.Root(), id).value_or(0);
-    };
+    const auto root = [&](PROPID id) { return RootNumber(properties, id); };
     const auto image = [&](PROPID id) {
         return CDeviceProperties::Number(properties.Image(), id).value_or(0);
     };
@@ -77,4 +79,15 @@ std::string PageJson(const PageReport& report, const PageOrigin& origin) {
     if (report.reducedFrom)
         json["reducedFrom"] = {{"x", report.reducedFrom->across}, {"y", report.reducedFrom->along}};
     return JsonLine(json);
+}
+
+std::string FeederLack(const CDeviceProperties& properties) {
+    const auto root = [&](PROPID id) { return RootNumber(properties, id); };
+    const bool isFeeder = root(QL_PROP_TMA_SELECT) == 0 &&
+                          (root(WIA_DPS_DOCUMENT_HANDLING_SELECT) & (FEEDER | DUPLEX)) != 0;
+    const bool seesPaper = (root(WIA_DPS_DOCUMENT_HANDLING_CAPABILITIES) & DETECT_FEED) != 0;
+    const bool hasPaper = (root(WIA_DPS_DOCUMENT_HANDLING_STATUS) & FEED_READY) != 0;
+    return isFeeder && seesPaper && !hasPaper
+               ? "the feeder is empty; with a sheet in it, resolution and window can be others"
+               : "";
 }

@@ -22,6 +22,10 @@ struct PageOrigin {
 };
 PageOrigin OriginOf(const CDeviceProperties& properties);
 
+// What pages of the feeder will be shows with a sheet only: the words for a selected feeder that
+// tells that it has none, else empty.
+std::string FeederLack(const CDeviceProperties& properties);
+
 // "scan.png: page 1, gray, 1275 x 1755 pixels at 150 dpi".
 std::string PageLine(const PageReport& report, const PageOrigin& origin);
 // An object on one line.

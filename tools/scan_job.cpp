@@ -186,6 +186,8 @@ int RunScanJob(CScanDevice& device, const ScanCommand& command,
     if (!Prove(command, pages, &error))
         return Complain(error, kExitFailed);
     if (command.m_isDryRun) {
+        if (const std::string lack = FeederLack(properties); !lack.empty())
+            TellLine(lack);
         PrintDryRun(command, properties, pages);
         return kExitDone;
     }

@@ -41,11 +41,16 @@ std::string LinkTarget(const std::string& name) {
     return target ? target.get() : name;
 }
 
-// Makes the folders of a file; one that can't be made shows when the file is.
-void MakeFolders(const std::string& fileName) {
+// Makes the folders of a file. Returns why the first one couldn't be made that isn't there, or 0.
+int MakeFolders(const std::string& fileName) {
+    int failure = 0;
     for (std::size_t end = fileName.find('/', 1); end != std::string::npos;
-         end = fileName.find('/', end + 1))
-        mkdir(fileName.substr(0, end).c_str(), kFolderMode);
+         end = fileName.find('/', end + 1)) {
+        if (mkdir(fileName.substr(0, end).c_str(), kFolderMode) != 0 && errno != EEXIST &&
+            failure == 0)
+            failure = errno;
+    }
+    return failure;
 }
 
 // Not on the file itself, which every change replaces. The lock's file stays, as removing it would
@@ -55,8 +60,12 @@ UniqueFd LockBeside(const std::string& name) {
     UniqueFd lock = LockFile(lockName, LockWait::Forever);
     if (lock || errno != ENOENT)
         return lock;
-    MakeFolders(name);
-    return LockFile(lockName, LockWait::Forever);
+    const int failure = MakeFolders(name);
+    lock = LockFile(lockName, LockWait::Forever);
+    // That the file isn't there says nothing where its folder couldn't be made.
+    if (!lock && errno == ENOENT && failure != 0)
+        errno = failure;
+    return lock;
 }
 
 // `cause` gets the words for a failure: the error number doesn't say which file and where.

@@ -157,6 +157,9 @@ TEST_F(DeviceCommands, OptionsAreThoseOfEachSource) {
     const Result people = Run("options");
     EXPECT_TRUE(Has(people.out, "--brightness     -1000 to 1000 (0)")) << people.out;
     EXPECT_TRUE(Has(people.out, "slide: the transparency adapter")) << people.out;
+    std::ofstream(Scanner() + "/panel/unload");
+    EXPECT_TRUE(Has(Run("options").out, "feeder: the feeder is empty"));
+    EXPECT_TRUE(Has(Run("scan --dry-run --source duplex -o a.pdf").error, "the feeder is empty"));
 }
 
 // ---- Scans

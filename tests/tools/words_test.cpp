@@ -122,7 +122,10 @@ TEST_F(Words, RefuseWhatIsNoScannersPortOrNoName) {
     ExpectLine(Run({"install", "--port", "/dev/null"}), {"/dev/null: is no simulated"});
     for (const char* name : {"bIG", "1", "0000"})
         ExpectLine(Run({"install", "--name", name}), {name, "means ", "another name"});
-    ExpectLine(Run({"install", "--name", "two\nlines"}), {"one line"});
+    for (const char* name : {"two\nlines", "two\u2028lines", "Two\u0085"})
+        ExpectLine(Run({"install", "--name", name}), {"one line"});
+    for (const char* name : {"Big ", " ", " Big"})
+        ExpectLine(Run({"install", "--name", name}), {"no blank"});
 
     EXPECT_EQ(Run({"install", "--port", port, "--force"}).code, 0);
     ExpectLine(Run({"properties", "2"}), {port, "no device.ini"});

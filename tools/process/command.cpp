@@ -59,7 +59,7 @@ int Process(ProcessOptions& options) {
     job.m_output = options.m_output.m_path;
     job.m_picture = options.m_output.m_picture;
     if (job.m_input.empty() || job.m_output.empty())
-        return Complain("process needs a picture and -o FILE (see nvqscan process --help)",
+        return Complain("process needs a picture and -o FILE (see 'nvqscan process --help')",
                         kExitUsage);
     std::string error;
     if (!CheckPageOutput(job.m_output, job.m_picture, &error) ||
