@@ -32,7 +32,7 @@ TEST_F(SaneDevices, AreThoseOfTheRegistryAsTheFileSays) {
     EXPECT_EQ(sane_open("0000", &none), SANE_STATUS_INVAL) << "hidden";
     EXPECT_EQ(Models("hide \"Big one\""), Names{"Scanner"});
     // Garbage around a line that counts.
-    std::string garbage("hide\nhide a b\nname\nname 0001\nsimulated perhaps\nfoo \"bar\n", 58);
+    std::string garbage = "hide\nhide a b\nname\nname 0001\nsimulated perhaps\nfoo \"bar\n";
     for (int i = 1; i < 2000; ++i)
         garbage += static_cast<char>(i * 7919 % 256 == '#' ? '?' : i * 7919 % 256);
     EXPECT_EQ(Models(garbage + "\nhide 0001\n\"").size(), 1u);
