@@ -106,12 +106,27 @@ CSaneDevice::~CSaneDevice() {
         sane_close(m_handle);
 }
 
-const SANE_Option_Descriptor* CSaneDevice::Find(const char* name, SANE_Int& number) const {
+SANE_Int CSaneDevice::OptionCount() const {
     SANE_Int count = 0;
     if (sane_control_option(m_handle, 0, SANE_ACTION_GET_VALUE, &count, nullptr) !=
         SANE_STATUS_GOOD)
-        return nullptr;
-    count = std::min(count, kMostOptions);
+        return 0;
+    return std::min(count, kMostOptions);
+}
+
+void CSaneDevice::VisitOptions(
+    const std::function<void(const SANE_Option_Descriptor&)>& visit) const {
+    const SANE_Int count = OptionCount();
+    for (SANE_Int number = 1; number < count; ++number) {
+        const SANE_Option_Descriptor* option = sane_get_option_descriptor(m_handle, number);
+        if (option && (option->type == SANE_TYPE_GROUP || (option->name && *option->name != '\0' &&
+                                                           SANE_OPTION_IS_ACTIVE(option->cap))))
+            visit(*option);
+    }
+}
+
+const SANE_Option_Descriptor* CSaneDevice::Find(const char* name, SANE_Int& number) const {
+    const SANE_Int count = OptionCount();
     for (number = 1; number < count; ++number) {
         const SANE_Option_Descriptor* option = sane_get_option_descriptor(m_handle, number);
         if (option && option->name && std::strcmp(option->name, name) == 0)

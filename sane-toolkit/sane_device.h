@@ -6,6 +6,7 @@
 
 #include <sane/sane.h>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -61,6 +62,8 @@ class CSaneDevice {
 
     SANE_Handle Handle() const { return m_handle; }
 
+    // Each option that is active and has a name, and each group of options, in the device's order.
+    void VisitOptions(const std::function<void(const SANE_Option_Descriptor&)>& visit) const;
     // False when there is no such option that can be set now, or the device refuses the value.
     bool SetText(const char* name, const std::string& value);
     bool SetNumber(const char* name, double value);
@@ -74,6 +77,7 @@ class CSaneDevice {
     DWORD SetWindow(const SaneWindow& wanted, SaneWindow& made);
 
   private:
+    SANE_Int OptionCount() const;
     explicit CSaneDevice(std::shared_ptr<CSaneLibrary> library) : m_library(std::move(library)) {}
     // The option's number and descriptor; looked up anew each time, since a write may change
     // others. Null when it isn't there or not active.
