@@ -9,7 +9,8 @@ namespace {
 // Scanners that the driver itself reaches through SANE. A program of SANE has them at first hand,
 // and the library that it runs in can't be begun a second time.
 bool IsSane(const ScanDeviceInfo& device) {
-    return device.port.starts_with("sane:") || device.port.starts_with("sane-light:");
+    return device.port.starts_with("sane:") || device.port.starts_with("sane-light:") ||
+           device.port.starts_with("sane-display:");
 }
 
 void Note(const std::string& line) {

@@ -35,6 +35,7 @@ ScanStatus MakeClient(CScanClient& client, bool isQuiet = false);
 // Opens a scanner by that, as CScanClient::Open.
 ScanStatus OpenScanner(const std::string& which, CScanDevice& device, bool isQuiet = false);
 
+void AddFindCommand(CLI::App& app, CCommandList& commands);
 void AddDeviceCommands(CLI::App& app, CCommandList& commands);
 void AddPropertyCommands(CLI::App& app, CCommandList& commands);
 void AddOptionsCommand(CLI::App& app, CCommandList& commands);

@@ -18,6 +18,7 @@
 #include "tools/choice_option.h"
 #include "tools/command.h"
 #include "tools/json_text.h"
+#include "tools/sane_scanner.h"
 #include "tools/simulated_device.h"
 #include "tools/text_table.h"
 
@@ -88,6 +89,9 @@ struct InstallCommand {
     std::string m_model;
     std::string m_toolkitClass;
     CButtonWish m_buttons;
+    std::optional<std::string> m_vendor;
+    std::optional<std::string> m_saneName;
+    ESaneSamples m_samples = kSamplesAuto;
     bool m_isForced = false;
 };
 
@@ -100,6 +104,9 @@ const CWords<DWORD> kSubTypes = {{"index", kButtonIndex},
                                  {"value", kButtonValue}};
 const CWords<EEvents> kEvents = {
     {"pipe", EEvents::Pipe}, {"poll", EEvents::Poll}, {"none", EEvents::None}};
+
+const CWords<ESaneSamples> kSamples = {
+    {"auto", kSamplesAuto}, {"light", kSamplesLight}, {"display", kSamplesDisplay}};
 
 // A port that is a path must be there: the one that is told wrongly would show at the first scan,
 // as a scanner that isn't found. The simulator has more to say of its own.
@@ -131,6 +138,31 @@ ScanStatus Prepare(const InstallCommand& command, const std::vector<InstalledDev
     return command.m_isForced ? ScanStatus{} : CheckPort(install);
 }
 
+// SANE may take its time, or start something that installs too: that is over before the
+// installation, which keeps others waiting.
+ScanStatus InstallSane(InstallCommand& command, InstalledDevice& device) {
+    std::string model;
+    const CSaneWish wish = {*command.m_saneName, command.m_samples, command.m_isForced,
+                            command.m_vendor, command.m_buttons.m_events};
+    if (ScanStatus status = PrepareSaneScanner(wish, command.m_install, model); !status.Ok())
+        return status;
+    return InstallDevice(command.m_install, &device, [&](const auto& devices, auto& made) {
+        if (made.name.empty())
+            made.name = SaneScannerName(model, made.port, devices);
+        return ScanStatus{};
+    });
+}
+
+ScanStatus InstallKind(InstallCommand& command, InstalledDevice& device) {
+    if (command.m_saneName)
+        return InstallSane(command, device);
+    InstallOptions& install = command.m_install;
+    install.vendor = command.m_vendor.value_or(install.vendor);
+    return InstallDevice(install, &device, [&command](const auto& devices, InstallOptions& made) {
+        return Prepare(command, devices, made);
+    });
+}
+
 int Install(InstallCommand& command) {
     InstallOptions& install = command.m_install;
     if (!command.m_toolkitClass.empty()) {
@@ -142,11 +174,11 @@ int Install(InstallCommand& command) {
     if (!install.port.empty() && !command.m_model.empty())
         return Complain("--model is for a simulated scanner, which brings its own port",
                         kExitUsage);
-    const auto prepare = [&command](const auto& devices, InstallOptions& made) {
-        return Prepare(command, devices, made);
-    };
+    if (command.m_saneName && command.m_buttons.m_events == EEvents::Pipe)
+        return Complain("--events pipe: a scanner of SANE has no pipe, its buttons are polled",
+                        kExitUsage);
     InstalledDevice device;
-    if (const ScanStatus status = InstallDevice(install, &device, prepare); !status.Ok())
+    if (const ScanStatus status = InstallKind(command, device); !status.Ok())
         return Complain(status);
     std::cout << device.number << "  " << device.name << " at " << device.port << '\n';
     return kExitDone;
@@ -161,29 +193,46 @@ void AddInstall(CLI::App& app, CCommandList& commands) {
     const auto command = std::make_shared<InstallCommand>();
     InstallOptions& install = command->m_install;
     CLI::App* sub = app.add_subcommand(
-        "install", "Install a scanner: at a port, or without one a simulated scanner");
-    sub->add_option("--name", install.name, "Its name, for people");
-    sub->add_option("--vendor", install.vendor, "Its maker, for people")->capture_default_str();
+        "install", "Install a scanner: one of SANE, at a port, or else a simulated one");
+    sub->add_option("--name", install.name, "Its name, for people")
+        ->default_str("by its model or port");
+    sub->add_option("--vendor", command->m_vendor, "Its maker, for people")
+        ->default_str(install.vendor + ", of a scanner of SANE as that has it");
+    CLI::Option* sane =
+        sub->add_option("--sane", command->m_saneName,
+                        "A scanner of SANE, by the name that 'nvqscan find' lists; its maker and "
+                        "its buttons are asked for")
+            ->type_name("NAME");
+    TakesWordOf(sub->add_option("--samples", command->m_samples,
+                                "What its samples are: light, values for display on a screen, or "
+                                "auto: light where its gamma can be set so, else for display")
+                    ->default_str("auto")
+                    ->needs(sane),
+                kSamples);
     sub->add_option("--port", install.port, "Where it is: the driver opens this")
         ->type_name(kFileValue)
-        ->default_str("that of a simulated scanner, which is made");
+        ->default_str("that of a simulated scanner, which is made")
+        ->excludes(sane);
     sub->add_flag("--force", command->m_isForced,
-                  "Install also at a port that isn't there, of a scanner that is switched off");
+                  "Install also a scanner that isn't there, such as one that is switched off");
     Suggests(sub->add_option("--model", command->m_model,
                              "Model of the simulated scanner: SIM300A, SIM100F, SIM200S, SIM500D, "
                              "or one of the user's own")
                  ->type_name("MODEL")
-                 ->default_str("SIM300A"),
+                 ->default_str("SIM300A")
+                 ->excludes(sane),
              {"SIM300A", "SIM100F", "SIM200S", "SIM500D"});
     sub->add_option("--driver", install.driverModule, "Module of the driver")
         ->type_name(kFileValue)
         ->capture_default_str();
     sub->add_option("--toolkit", install.toolkitModule, "Module that speaks to the device")
         ->type_name(kFileValue)
-        ->capture_default_str();
+        ->capture_default_str()
+        ->excludes(sane);
     sub->add_option("--toolkit-class", command->m_toolkitClass,
                     "Which of that module's classes, if it has several")
-        ->type_name("ID");
+        ->type_name("ID")
+        ->excludes(sane);
     TakesWordOf(sub->add_option("--io", install.ioType,
                                 "How it is connected: usb, parallel, scsi, dot4 or network")
                     ->default_str("usb"),
@@ -195,12 +244,14 @@ void AddInstall(CLI::App& app, CCommandList& commands) {
     TakesWordOf(sub->add_option("--events", command->m_buttons.m_events,
                                 "How presses of buttons come: pipe (the device's interrupt pipe), "
                                 "poll (the driver is asked each second) or none")
-                    ->default_str("pipe; of a simulated scanner as it is"),
+                    ->default_str("pipe; of a simulated scanner as it is, of one of SANE poll if "
+                                  "it has buttons"),
                 kEvents);
     TakesWordOf(sub->add_option("--sub-type", command->m_buttons.m_subType,
                                 "What comes through the pipe: the button's index, a bare signal, "
                                 "a mask or a value")
-                    ->default_str("mask; of a simulated scanner as it is"),
+                    ->default_str("mask; of a simulated scanner as it is")
+                    ->excludes(sane),
                 kSubTypes);
     sub->add_flag("--instant-lamp", install.instantLamp, "The lamp needs no warm-up");
     commands.push_back({sub, [command] { return Install(*command); }});

@@ -26,8 +26,9 @@ void AddProfileCommand(CLI::App& app, CCommandList& commands) {
 
 // In the order in which --help lists them.
 constexpr void (*kFamilies[])(CLI::App& app, CCommandList& commands) = {
-    AddScanCommand, AddOptionsCommand,  AddDeviceCommands, AddPropertyCommands, AddButtonCommands,
-    AddLogCommand,  AddProcessCommands, AddProfileCommand, AddHelpCommand,
+    AddScanCommand,      AddOptionsCommand, AddDeviceCommands, AddFindCommand,
+    AddPropertyCommands, AddButtonCommands, AddLogCommand,     AddProcessCommands,
+    AddProfileCommand,   AddHelpCommand,
 };
 
 // The parser has made sure that there is one.

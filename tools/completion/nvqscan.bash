@@ -8,7 +8,7 @@ _nvqscan_table() {
     commands='' options='' places=() takes=''
     case $1 in
         '')
-            commands='scan options devices install uninstall properties buttons press log process sample profile help'
+            commands='scan options devices install uninstall find properties buttons press log process sample profile help'
             options='--version -h --help'
             ;;
         'scan')
@@ -44,11 +44,13 @@ _nvqscan_table() {
             options='--json --names -h --help'
             ;;
         'install')
-            options='--name --vendor --port --force --model --driver --toolkit --toolkit-class'
-            options+=' --io --network-id --model-string --events --sub-type --instant-lamp -h'
-            options+=' --help'
+            options='--name --vendor --sane --samples --port --force --model --driver --toolkit'
+            options+=' --toolkit-class --io --network-id --model-string --events --sub-type'
+            options+=' --instant-lamp -h --help'
             case $2 in
-                --name | --vendor | --toolkit-class | --network-id | --model-string) takes='none' ;;
+                --name | --vendor | --sane | --toolkit-class | --network-id | \
+                    --model-string) takes='none' ;;
+                --samples) takes='words auto light display' ;;
                 --port | --driver | --toolkit) takes='file' ;;
                 --model) takes='words SIM300A SIM100F SIM200S SIM500D' ;;
                 --io) takes='words usb parallel scsi dot4 network' ;;
@@ -59,6 +61,9 @@ _nvqscan_table() {
         'uninstall')
             options='-h --help'
             places=('device')
+            ;;
+        'find')
+            options='--json --local -h --help'
             ;;
         'properties')
             options='--set --all --one-by-one --json -h --help'
@@ -145,7 +150,7 @@ _nvqscan_table() {
             ;;
         'help')
             options='-h --help'
-            places=('words scan options devices install uninstall properties buttons press log process sample profile help')
+            places=('words scan options devices install uninstall find properties buttons press log process sample profile help')
             ;;
     esac
 }
