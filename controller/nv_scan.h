@@ -367,6 +367,7 @@ class CNVScan {
     void ReleaseAll(NotedFailure& noted);
     // No sheet lies ready any more.
     void DropSheet();
+    void DropLostSheet();
     // A page has been made of it.
     void UseUpSheet();
 
@@ -446,7 +447,7 @@ class CNVScan {
     bool m_bJobPageDone = false;   // the open job has scanned a page
     bool m_bCalibrated = false;    // for the lamp that burns
     bool m_bSheetLoaded = false;   // fed and not yet scanned
-    bool m_bFeedFailed = false;    // the open job's last feed
+    bool m_bFeedFailed = false;    // the open job's last sheet didn't come
     bool m_bJobGateOpen = false;   // with a level of the lock
     StoredSource m_source;
     bool m_bGeometryValid = false;

@@ -1,4 +1,6 @@
 // The feeder and its job, and the job gate: what holds the scanner across pages.
+#include <algorithm>
+
 #include "controller/nv_scan.h"
 #include "diag/function_trace.h"
 
@@ -186,6 +188,16 @@ HRESULT CNVScan::FeedSheet() {
 void CNVScan::DropSheet() {
     m_bSheetLoaded = false;
     m_pageLength = 0;
+}
+
+// Where the sheet isn't any more, the next attempt must feed one, and no job waits for that.
+void CNVScan::DropLostSheet() {
+    constexpr DWORD kSheetGone[] = {OSTREL_ADF_JAMMED, OSTREL_ADF_EMPTY, OSTREL_ADF_HATCH_OPEN,
+                                    OSTREL_APF_JAMMED};
+    if (std::ranges::find(kSheetGone, m_dwErrorCode) == std::end(kSheetGone))
+        return;
+    DropSheet();
+    m_bFeedFailed = true;
 }
 
 // From here on duplex is fixed: the job has delivered a side.

@@ -250,21 +250,16 @@ HRESULT CNVScan::sendColorMatrix() {
                : S_OK;
 }
 
-// The feeder's mode goes behind the start: the device takes it for the running scan.
+// The feeder's mode goes behind the start: the device takes it for the running scan. Some find out
+// only there that no sheet has come.
 HRESULT CNVScan::StartPage() {
     HRESULT hr = Call(m_spDevice, &IOstrelDevice::StartScan, &m_scanParams);
-    if (FAILED(hr)) {
-        // Where the sheet isn't any more, the next attempt must feed one.
-        constexpr DWORD kSheetGone[] = {OSTREL_ADF_JAMMED, OSTREL_ADF_EMPTY, OSTREL_ADF_HATCH_OPEN,
-                                        OSTREL_APF_JAMMED};
-        if (std::find(std::begin(kSheetGone), std::end(kSheetGone), m_dwErrorCode) !=
-            std::end(kSheetGone))
-            DropSheet();
-        return hr;
-    }
-    m_bPageStarted = true;
-    hr = setAdfMode();
-    if (SUCCEEDED(hr) && !m_source.request.preview)
+    m_bPageStarted = SUCCEEDED(hr);
+    if (m_bPageStarted)
+        hr = setAdfMode();
+    if (FAILED(hr))
+        DropLostSheet();
+    else if (!m_source.request.preview)
         UseUpSheet();
     return hr;
 }

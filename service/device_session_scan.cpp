@@ -60,7 +60,7 @@ ScanStatus CDeviceSession::Scan(const std::string& name, const ScanOptions& opti
         if (CancelFlags{m_caller.cancel, options.cancel}.IsSet())
             return CancelledScan();
         ScanStatus status = ScanPage(*item, page, options, sink);
-        if (status.code == WIA_ERROR_PAPER_EMPTY && page > 1)
+        if (IsEmptyFeeder(status.code) && page > 1)
             break;
         if (status.code != S_OK)
             return status;

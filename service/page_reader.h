@@ -37,7 +37,7 @@ class CPageReader {
 
     // Waits for the header of the next page; what is left of the present one is passed over.
     // Nothing in `page` with success: there are no more. S_FALSE: cancelled. Any other result is
-    // why the scan broke off: WIA_ERROR_PAPER_EMPTY for a feeder that had no page at all.
+    // why the scan broke off: a code of IsEmptyFeeder for a feeder that had no page at all.
     ScanStatus NextPage(std::optional<ScanPage>& page);
 
     // The next bytes of the page, at least one and at most `most`: rows in the page's order, each

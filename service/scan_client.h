@@ -109,7 +109,7 @@ class CScanDevice {
     // Scans with the properties as they are, by the medium that "Media Type" says. `scanned`, which
     // may be null, gets the count of whole pages, also when a later one failed. S_FALSE: cancelled,
     // by the sink, the options' flag or the driver. An empty feeder ends a job; when there was no
-    // page at all, it is WIA_ERROR_PAPER_EMPTY. A page that the scanner broke off ends the scan
+    // page at all, it is a code of IsEmptyFeeder. A page that the scanner broke off ends the scan
     // with its ScanPage::result and isn't counted; kCancelledAtScanner is the scanner's cancel
     // button.
     ScanStatus Scan(const std::string& item, const ScanOptions& options, IScanSink& sink,

@@ -153,6 +153,12 @@ ScanStatus Explained(const std::function<ScanStatus()>& operation, const Notice&
     return status;
 }
 
+bool IsEmptyFeeder(HRESULT code) {
+    constexpr HRESULT kEmpty = MakeResult(0x8004000Fu);
+    constexpr HRESULT kEmptyWithoutGlass = MakeResult(0x80040012u);
+    return code == WIA_ERROR_PAPER_EMPTY || code == kEmpty || code == kEmptyWithoutGlass;
+}
+
 ScanStatus CancelledScan() {
     return {S_FALSE, "the scan was cancelled"};
 }

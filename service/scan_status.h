@@ -27,6 +27,10 @@ inline constexpr HRESULT kCancelledWait = MakeResult(0x800704C7u);
 // Somebody pressed the scanner's own cancel button.
 inline constexpr HRESULT kCancelledAtScanner = MakeResult(0x80040009u);
 
+// The feeder has no sheet: as the driver looked for one, or as the scanner told when it was to
+// feed.
+bool IsEmptyFeeder(HRESULT code);
+
 // What a scan came to that was cancelled by its program or the driver.
 ScanStatus CancelledScan();
 

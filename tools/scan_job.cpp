@@ -132,7 +132,7 @@ ScanStatus ScanBatch(CScanDevice& device, const std::string& item, ScanOptions o
         options.pages = most > 0 ? most - files.Pages() : options.pages;
         const ScanStatus status = device.Scan(item, options, files);
         // Whoever feeds sheet by sheet may be late with one.
-        const bool isEmpty = status.code == WIA_ERROR_PAPER_EMPTY && files.Pages() > 0;
+        const bool isEmpty = IsEmptyFeeder(status.code) && files.Pages() > 0;
         if (status.code != S_OK && !isEmpty)
             return status;
         if (most > 0 && files.Pages() >= most)
