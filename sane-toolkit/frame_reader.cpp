@@ -2,110 +2,155 @@
 
 #include <algorithm>
 
-#include "platform/sync.h"
+#include "controller/toolkit_records.h"
+#include "platform/files.h"
 #include "sane-toolkit/sane_device.h"
 
 namespace {
 
-constexpr SANE_Int kMostPixels = 1 << 20;
-constexpr SANE_Int kMostLineBytes = 1 << 24;
-// Reads without data and without a failure: what a device in trouble gives for ever.
-constexpr int kMostEmptyReads = 30000;
-constexpr int kMostDrained = 2000;  // lines; the steps of a window are smaller
-constexpr DWORD kEmptyPause = 1;    // milliseconds
 constexpr BYTE kWhite = 255;
 
-std::size_t ColorsOf(const SANE_Parameters& parameters) {
-    return parameters.format == SANE_FRAME_RGB ? kColors : 1;
+bool IsPlane(SANE_Frame kind) {
+    return kind == SANE_FRAME_RED || kind == SANE_FRAME_GREEN || kind == SANE_FRAME_BLUE;
+}
+std::size_t ColorOf(SANE_Frame kind) {
+    return kind == SANE_FRAME_RED ? 0 : kind == SANE_FRAME_GREEN ? 1 : 2;
 }
 
 }  // namespace
 
-DWORD CheckFrame(const SANE_Parameters& parameters, bool wantsColor) {
-    const bool isColor = parameters.format == SANE_FRAME_RGB;
-    if (!isColor && parameters.format != SANE_FRAME_GRAY)
-        return OSTREL_NOT_IMPLEMENTED;
-    // Gray is made colour, but not colour gray.
-    if (parameters.depth != 8 || (isColor && !wantsColor))
-        return OSTREL_NOT_IMPLEMENTED;
-    if (parameters.pixels_per_line <= 0 || parameters.pixels_per_line > kMostPixels ||
-        parameters.bytes_per_line <= 0 || parameters.bytes_per_line > kMostLineBytes)
-        return OSTREL_COMMUNICATION;
-    return OSTREL_NO_ERROR;
+bool CPlaneFile::Create() {
+    char folder[MAX_PATH] = {};
+    char name[MAX_PATH] = {};
+    if (GetTempPathA(MAX_PATH, folder) == 0 || GetTempFileNameA(folder, "nvq", 0, name) == 0)
+        return false;
+    m_file.reset(std::fopen(name, "w+b"));
+    std::remove(name);
+    return m_file != nullptr;
+}
+bool CPlaneFile::Write(const BYTE* line, std::size_t bytes) {
+    return std::fwrite(line, 1, bytes, m_file.get()) == bytes;
+}
+bool CPlaneFile::Rewind() {
+    return std::fflush(m_file.get()) == 0 && std::fseek(m_file.get(), 0, SEEK_SET) == 0;
+}
+bool CPlaneFile::Read(BYTE* line, std::size_t bytes) {
+    return std::fread(line, 1, bytes, m_file.get()) == bytes;
 }
 
 DWORD CFrameReader::Begin(SANE_Handle device, const PageCut& cut, const ToneTables& tones) {
     m_device = device;
     m_cut = cut;
     m_tones = tones;
-    m_hasSkipped = false;
-    m_parameters = {};
-    if (const SANE_Status status = sane_get_parameters(device, &m_parameters);
-        status != SANE_STATUS_GOOD)
-        return CodeOfSane(status);
-    if (const DWORD code = CheckFrame(m_parameters, cut.isColor); code != OSTREL_NO_ERROR)
+    m_hasBegun = false;
+    m_hasColor = {};
+    m_planes = {};
+    const DWORD code = m_frame.Begin(device, cut.isSheet);
+    if (code != OSTREL_NO_ERROR)
         return code;
-    // A device that tells more pixels than its lines have room for has as many as there are.
-    const auto colors = static_cast<SANE_Int>(ColorsOf(m_parameters));
-    m_parameters.pixels_per_line =
-        std::min(m_parameters.pixels_per_line, m_parameters.bytes_per_line / colors);
-    m_raw.resize(static_cast<std::size_t>(m_parameters.bytes_per_line));
-    return OSTREL_NO_ERROR;
+    return (m_frame.Kind() != SANE_FRAME_GRAY) == cut.fromColor ? OSTREL_NO_ERROR
+                                                                : OSTREL_NOT_IMPLEMENTED;
 }
 
-DWORD CFrameReader::ReadRaw() {
-    std::size_t have = 0;
-    int empty = 0;
-    while (have < m_raw.size()) {
-        SANE_Int got = 0;
-        const auto room = static_cast<SANE_Int>(m_raw.size() - have);
-        SANE_Status status = SANE_STATUS_GOOD;
-        {
-            const std::lock_guard lock(CSaneLibrary::Lock());
-            status = sane_read(m_device, m_raw.data() + have, room, &got);
+DWORD CFrameReader::SkipTop() {
+    DWORD code = OSTREL_NO_ERROR;
+    for (std::size_t i = 0; i < m_cut.top && code == OSTREL_NO_ERROR; ++i)
+        code = m_frame.Read();
+    return code;
+}
+
+// Every colour comes once.
+DWORD CFrameReader::NextFrame() {
+    const std::lock_guard lock(CSaneLibrary::Lock());
+    if (const SANE_Status status = sane_start(m_device); status != SANE_STATUS_GOOD)
+        return CodeOfSane(status);
+    const DWORD code = m_frame.Begin(m_device, m_cut.isSheet);
+    if (code != OSTREL_NO_ERROR)
+        return code;
+    return IsPlane(m_frame.Kind()) && !m_hasColor[ColorOf(m_frame.Kind())] ? OSTREL_NO_ERROR
+                                                                           : OSTREL_COMMUNICATION;
+}
+
+// The whole frame is read, so that the device is ready for the next one.
+DWORD CFrameReader::KeepPlane(CPlaneFile& plane) {
+    if (!plane.Create())
+        return OSTREL_OUT_OF_MEMORY;
+    m_planeLine.resize(m_cut.width);
+    DWORD code = SkipTop();
+    for (std::size_t i = 0; i < m_cut.height && code == OSTREL_NO_ERROR; ++i) {
+        code = m_frame.Read();
+        if (code != OSTREL_NO_ERROR)
+            break;
+        for (std::size_t x = 0; x < m_cut.width; ++x) {
+            const std::size_t from = m_cut.left + x;
+            m_planeLine[x] = from < m_frame.Pixels() ? m_frame.Line()[from] : kWhite;
         }
-        // A line that isn't whole at the end is none.
-        if (status != SANE_STATUS_GOOD)
-            return CodeOfSane(status);
-        if (got < 0 || got > room)
-            return OSTREL_COMMUNICATION;
-        have += static_cast<std::size_t>(got);
-        if (got == 0) {
-            if (++empty > kMostEmptyReads)
-                return OSTREL_COMMUNICATION;
-            Sleep(kEmptyPause);
-        }
+        if (!plane.Write(m_planeLine.data(), m_planeLine.size()))
+            return OSTREL_OUT_OF_MEMORY;
     }
-    return OSTREL_NO_ERROR;
+    if (code != OSTREL_NO_ERROR && code != OSTREL_END_OF_MEDIA)
+        return code;
+    if (code == OSTREL_NO_ERROR)
+        m_frame.Drain(kAll);
+    return plane.Rewind() ? OSTREL_NO_ERROR : OSTREL_OUT_OF_MEMORY;
 }
 
-// Gray stands for all three colours.
-BYTE CFrameReader::Sample(std::size_t pixel, std::size_t color) const {
-    const std::size_t colors = ColorsOf(m_parameters);
-    return m_raw[pixel * colors + std::min(color, colors - 1)];
-}
-
-void CFrameReader::Drain() {
-    for (int i = 0; i < kMostDrained && ReadRaw() == OSTREL_NO_ERROR; ++i) {
-    }
-}
-
-DWORD CFrameReader::ReadLine(BYTE* out) {
-    for (std::size_t i = m_hasSkipped ? 0 : m_cut.top; i > 0; --i) {
-        if (const DWORD code = ReadRaw(); code != OSTREL_NO_ERROR)
+DWORD CFrameReader::KeepPlanes() {
+    for (std::size_t i = 0; i + 1 < kColors; ++i) {
+        const std::size_t color = ColorOf(m_frame.Kind());
+        DWORD code = KeepPlane(m_planes[color]);
+        m_hasColor[color] = true;
+        if (code == OSTREL_NO_ERROR)
+            code = NextFrame();
+        if (code != OSTREL_NO_ERROR)
             return code;
     }
-    m_hasSkipped = true;
-    if (const DWORD code = ReadRaw(); code != OSTREL_NO_ERROR)
-        return code;
-    const std::size_t colors = m_cut.isColor ? kColors : 1;
-    const auto pixels = static_cast<std::size_t>(m_parameters.pixels_per_line);
-    for (std::size_t x = 0; x < m_cut.width; ++x) {
-        for (std::size_t color = 0; color < colors; ++color) {
-            const std::size_t from = m_cut.left + x;
-            const BYTE sample = from < pixels ? Sample(from, color) : kWhite;
-            *out++ = m_tones[color][sample];
-        }
-    }
     return OSTREL_NO_ERROR;
+}
+
+// Gray stands for all three colours, and so does the last one of three frames, for a moment.
+void CFrameReader::WriteLine(BYTE* out) const {
+    const std::size_t colors = m_cut.isColor ? kColors : 1;
+    const std::size_t samples = m_frame.Samples();
+    const std::size_t pixels = m_frame.Pixels();
+    const std::size_t there = pixels > m_cut.left ? std::min(m_cut.width, pixels - m_cut.left) : 0;
+    const BYTE* from = m_frame.Line() + m_cut.left * samples;
+    for (std::size_t x = 0; x < there; ++x, from += samples) {
+        for (std::size_t color = 0; color < colors; ++color)
+            *out++ = m_tones[color][from[std::min(color, samples - 1)]];
+    }
+    for (std::size_t x = there; x < m_cut.width; ++x) {
+        for (std::size_t color = 0; color < colors; ++color)
+            *out++ = m_tones[color][kWhite];
+    }
+}
+
+bool CFrameReader::AddPlanes(BYTE* out) {
+    for (std::size_t color = 0; color < kColors; ++color) {
+        if (!m_hasColor[color])
+            continue;
+        if (!m_planes[color].Read(m_planeLine.data(), m_planeLine.size()))
+            return false;
+        for (std::size_t x = 0; x < m_cut.width; ++x)
+            out[x * kColors + color] = m_tones[color][m_planeLine[x]];
+    }
+    return true;
+}
+
+// What the three frames have in common is the page.
+DWORD CFrameReader::ReadLine(BYTE* out) {
+    DWORD code = OSTREL_NO_ERROR;
+    if (!m_hasBegun) {
+        m_hasBegun = true;
+        if (IsPlane(m_frame.Kind()))
+            code = KeepPlanes();
+        if (code == OSTREL_NO_ERROR)
+            code = SkipTop();
+    }
+    if (code == OSTREL_NO_ERROR)
+        code = m_frame.Read();
+    if (code != OSTREL_NO_ERROR)
+        return code;
+    WriteLine(out);
+    return !IsPlane(m_frame.Kind()) || AddPlanes(out) ? OSTREL_NO_ERROR : OSTREL_END_OF_MEDIA;
 }

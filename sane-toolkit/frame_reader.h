@@ -1,16 +1,15 @@
 // The lines of a page as the driver wants them, cut out of what a device of SANE delivers.
 #pragma once
 
-#include <sane/sane.h>
-
 #include <array>
 #include <cstddef>
-#include <vector>
+#include <cstdio>
+#include <limits>
+#include <memory>
 
-#include "controller/toolkit_records.h"
+#include "sane-toolkit/raw_frame.h"
 
 inline constexpr std::size_t kToneEntries = 256;
-inline constexpr std::size_t kColors = 3;
 using ToneTables = std::array<std::array<BYTE, kToneEntries>, kColors>;
 
 // The part of the device's picture that is wanted, in pixels. What the device doesn't have of it is
@@ -19,36 +18,63 @@ struct PageCut {
     std::size_t left = 0;
     std::size_t top = 0;
     std::size_t width = 0;
-    bool isColor = false;  // red, green, blue; else one sample
+    std::size_t height = 0;
+    bool isColor = false;    // red, green, blue; else one sample
+    bool fromColor = false;  // the device gives colour; else gray, which stands for all three
+    bool isSheet = false;    // of a feeder, and may be shorter than it should
 };
 
-// OSTREL_NOT_IMPLEMENTED for a picture in three passes, for other depths than 8 bits, and for
-// colour where gray is wanted; OSTREL_COMMUNICATION for sizes that can't be.
-DWORD CheckFrame(const SANE_Parameters& parameters, bool wantsColor);
+// One colour's lines, in a file that has no name and goes with the object.
+class CPlaneFile {
+  public:
+    bool Create();
+    bool Write(const BYTE* line, std::size_t bytes);
+    bool Rewind();
+    // False behind the last line.
+    bool Read(BYTE* line, std::size_t bytes);
 
-// Reads one frame of 8 bits, whose lines may be padded. All calls are under the library's
-// lock but those that say otherwise.
+  private:
+    struct Closer {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+    std::unique_ptr<std::FILE, Closer> m_file;
+};
+
+// Reads a page, in one frame or in three, one for each colour in any order.
 class CFrameReader {
   public:
-    // Asks for the frame that the started device delivers. OSTREL_NOT_IMPLEMENTED for one that
-    // CheckFrame refuses.
+    static constexpr std::size_t kAll = std::numeric_limits<std::size_t>::max();
+
+    // Asks for the frame that the started device delivers, under the library's lock.
+    // OSTREL_NOT_IMPLEMENTED for one that can't be used: colour for gray or the other way round, or
+    // what CRawFrame refuses.
     DWORD Begin(SANE_Handle device, const PageCut& cut, const ToneTables& tones);
     std::size_t LineBytes() const { return m_cut.width * (m_cut.isColor ? kColors : 1); }
     // Writes one line of LineBytes(). OSTREL_END_OF_MEDIA, and nothing is written, behind the last.
-    // Takes the lock by itself, read for read.
+    // Takes the lock by itself. Of three frames the first two are read whole ahead of the first
+    // line.
     DWORD ReadLine(BYTE* out);
-    // Takes what the device's window has below the wanted one, so that the frame ends by itself and
-    // isn't cancelled on its last lines.
-    void Drain();
+    // Takes what the device's window has below the wanted one, at most so many lines, so that the
+    // frame ends by itself and isn't cancelled on its last lines.
+    void Drain(std::size_t lines) { m_frame.Drain(lines); }
+    // The device has told the page's end.
+    bool IsOver() const { return m_frame.IsOver(); }
 
   private:
-    DWORD ReadRaw();
-    BYTE Sample(std::size_t pixel, std::size_t color) const;
+    DWORD KeepPlanes();
+    DWORD KeepPlane(CPlaneFile& plane);
+    DWORD NextFrame();
+    DWORD SkipTop();
+    void WriteLine(BYTE* out) const;
+    bool AddPlanes(BYTE* out);
 
     SANE_Handle m_device = nullptr;
-    SANE_Parameters m_parameters = {};
+    CRawFrame m_frame;
     PageCut m_cut;
     ToneTables m_tones = {};
-    std::vector<BYTE> m_raw;  // a line of the device
-    bool m_hasSkipped = false;
+    bool m_hasBegun = false;
+    // Of three frames.
+    std::array<bool, kColors> m_hasColor = {};
+    std::array<CPlaneFile, kColors> m_planes;  // but the last one's, which comes by itself
+    std::vector<BYTE> m_planeLine;
 };

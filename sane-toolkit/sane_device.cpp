@@ -13,11 +13,19 @@ constexpr SANE_Int kMostText = 1 << 16;
 // Fixed numbers have 16 bits behind the point.
 constexpr double kFixedError = 1e-3;
 
-// Both kinds of numbers that SANE has.
+constexpr SANE_Int kMostEntries = 1 << 16;
+
+// Of both kinds of numbers that SANE has.
+std::size_t EntriesOf(const SANE_Option_Descriptor& option) {
+    constexpr auto kBytes = static_cast<SANE_Int>(sizeof(SANE_Word));
+    const bool isNumber = option.type == SANE_TYPE_INT || option.type == SANE_TYPE_FIXED ||
+                          option.type == SANE_TYPE_BOOL;
+    if (!isNumber || option.size < kBytes || option.size / kBytes > kMostEntries)
+        return 0;
+    return static_cast<std::size_t>(option.size / kBytes);
+}
 bool IsNumber(const SANE_Option_Descriptor& option) {
-    return (option.type == SANE_TYPE_INT || option.type == SANE_TYPE_FIXED ||
-            option.type == SANE_TYPE_BOOL) &&
-           option.size == static_cast<SANE_Int>(sizeof(SANE_Word));
+    return EntriesOf(option) == 1;
 }
 double FromWord(const SANE_Option_Descriptor& option, SANE_Word word) {
     return option.type == SANE_TYPE_FIXED ? SANE_UNFIX(word) : word;
@@ -152,6 +160,12 @@ bool CSaneDevice::SetText(const char* name, const std::string& value) {
     return Control(number, SANE_ACTION_SET_VALUE, text.data());
 }
 
+bool CSaneDevice::Set(const char* name, const std::string& value) {
+    if (Entries(name) == 1)
+        return SetNumber(name, std::strtod(value.c_str(), nullptr));
+    return SetText(name, value);
+}
+
 bool CSaneDevice::SetNumber(const char* name, double value) {
     SANE_Int number = 0;
     const SANE_Option_Descriptor* option = Find(name, number);
@@ -159,6 +173,30 @@ bool CSaneDevice::SetNumber(const char* name, double value) {
         return false;
     SANE_Word word = ToWord(*option, value);
     return Control(number, SANE_ACTION_SET_VALUE, &word);
+}
+
+bool CSaneDevice::SetNumbers(const char* name, const std::vector<double>& values) {
+    SANE_Int number = 0;
+    const SANE_Option_Descriptor* option = Find(name, number);
+    if (!option || values.empty() || EntriesOf(*option) != values.size() ||
+        !SANE_OPTION_IS_SETTABLE(option->cap))
+        return false;
+    std::vector<SANE_Word> words(values.size());
+    std::ranges::transform(values, words.begin(),
+                           [option](double value) { return ToWord(*option, value); });
+    return Control(number, SANE_ACTION_SET_VALUE, words.data());
+}
+
+std::size_t CSaneDevice::Entries(const char* name) const {
+    SANE_Int number = 0;
+    const SANE_Option_Descriptor* option = Find(name, number);
+    return option ? EntriesOf(*option) : 0;
+}
+
+bool CSaneDevice::IsSettable(const char* name) const {
+    SANE_Int number = 0;
+    const SANE_Option_Descriptor* option = Find(name, number);
+    return option && SANE_OPTION_IS_SETTABLE(option->cap);
 }
 
 std::optional<double> CSaneDevice::Number(const char* name) {
@@ -170,7 +208,7 @@ std::optional<double> CSaneDevice::Number(const char* name) {
     return FromWord(*option, word);
 }
 
-std::vector<std::string> CSaneDevice::Texts(const char* name) {
+std::vector<std::string> CSaneDevice::Texts(const char* name) const {
     SANE_Int number = 0;
     const SANE_Option_Descriptor* option = Find(name, number);
     std::vector<std::string> texts;
@@ -185,7 +223,7 @@ std::vector<std::string> CSaneDevice::Texts(const char* name) {
 std::optional<SaneRange> CSaneDevice::Range(const char* name) {
     SANE_Int number = 0;
     const SANE_Option_Descriptor* option = Find(name, number);
-    if (!option || !IsNumber(*option))
+    if (!option || EntriesOf(*option) == 0)
         return std::nullopt;
     SaneRange range;
     if (option->constraint_type == SANE_CONSTRAINT_RANGE && option->constraint.range) {
@@ -212,7 +250,7 @@ std::optional<SaneRange> CSaneDevice::Range(const char* name) {
     return range;
 }
 
-bool CSaneDevice::IsInMillimetres(const char* name) {
+bool CSaneDevice::IsInMillimetres(const char* name) const {
     SANE_Int number = 0;
     const SANE_Option_Descriptor* option = Find(name, number);
     return option && option->unit == SANE_UNIT_MM && IsNumber(*option);
@@ -241,6 +279,26 @@ double Outward(const SaneRange& range, double value, bool isLowEnd) {
 
 }  // namespace
 
+// A device that rounds inward, to steps of which it doesn't tell, is asked for more.
+bool CSaneDevice::SetOutward(const char* name, const SaneRange& range, double wanted,
+                             bool isLowEnd) {
+    constexpr int kMostTries = 10;
+    double asked = wanted;
+    for (int i = 0; i < kMostTries; ++i) {
+        if (!SetNumber(name, Outward(range, asked, isLowEnd)))
+            return false;
+        const std::optional<double> made = Number(name);
+        if (!made)
+            return false;
+        const double missing = isLowEnd ? *made - wanted : wanted - *made;
+        const bool isAtEnd = isLowEnd ? asked <= range.low : asked >= range.high;
+        if (missing <= kFixedError || isAtEnd)
+            break;
+        asked = wanted + (isLowEnd ? -1 : 1) * missing * std::exp2(i);
+    }
+    return true;
+}
+
 DWORD CSaneDevice::SetWindow(const SaneWindow& wanted, SaneWindow& made) {
     struct Edge {
         const char* name;
@@ -262,7 +320,7 @@ DWORD CSaneDevice::SetWindow(const SaneWindow& wanted, SaneWindow& made) {
     }
     for (std::size_t i = 0; i < std::size(kEdges); ++i) {
         const Edge& edge = kEdges[i];
-        if (!SetNumber(edge.name, Outward(*ranges[i], wanted.*edge.place, edge.isLowEnd)))
+        if (!SetOutward(edge.name, *ranges[i], wanted.*edge.place, edge.isLowEnd))
             return OSTREL_INVALID_PARAMETER;
     }
     // All at the end: a later one may have moved an earlier one.

@@ -66,12 +66,21 @@ class CSaneDevice {
     void VisitOptions(const std::function<void(const SANE_Option_Descriptor&)>& visit) const;
     // False when there is no such option that can be set now, or the device refuses the value.
     bool SetText(const char* name, const std::string& value);
+    // A word, or for an option of one number the number as text.
+    bool Set(const char* name, const std::string& value);
     bool SetNumber(const char* name, double value);
+    // All of a table's entries.
+    bool SetNumbers(const char* name, const std::vector<double>& values);
     // What the option has, in its own unit.
     std::optional<double> Number(const char* name);
-    std::vector<std::string> Texts(const char* name);
+    // Numbers that the option has: one, those of a table, or 0 for no option of numbers.
+    std::size_t Entries(const char* name) const;
+    bool IsSettable(const char* name) const;
+    // The words that an option takes.
+    std::vector<std::string> Texts(const char* name) const;
+    // Also of a table's entries.
     std::optional<SaneRange> Range(const char* name);
-    bool IsInMillimetres(const char* name);
+    bool IsInMillimetres(const char* name) const;
 
     // Takes the window that surrounds the wanted one, and tells which one that is.
     DWORD SetWindow(const SaneWindow& wanted, SaneWindow& made);
@@ -83,6 +92,8 @@ class CSaneDevice {
     // others. Null when it isn't there or not active.
     const SANE_Option_Descriptor* Find(const char* name, SANE_Int& number) const;
     bool Control(SANE_Int number, SANE_Action action, void* value);
+    // An edge of the window: at or outside of the wanted one.
+    bool SetOutward(const char* name, const SaneRange& range, double wanted, bool isLowEnd);
 
     std::shared_ptr<CSaneLibrary> m_library;
     SANE_Handle m_handle = nullptr;

@@ -13,6 +13,7 @@ std::atomic<int> g_saneObjects = 0;
 namespace {
 
 constexpr DWORD kSession = 1;  // an object has one
+constexpr BYTE kBits = 8;      // a sample
 
 // The built-in defaults, but for the seventh number of the eleven: samples are sRGB.
 constexpr char kEncodedProfile[] =
@@ -37,8 +38,7 @@ DWORD Guarded(Body body) {
     return code;
 }
 
-// The model names a profile's file: letters and digits of the device's name, without the unit's
-// place behind the back end.
+// The model names a profile's file: letters and digits of the device's name.
 void WriteModel(const std::string& name, char (&model)[kOstrelModelChars]) {
     std::size_t length = 0;
     for (const char letter : "SANE-" + name) {
@@ -61,9 +61,16 @@ HRESULT CSaneToolkit::QueryInterface(REFIID iid, void** object) {
     if (!object)
         return E_POINTER;
     *object = nullptr;
+    const ScannerSources sources = m_device ? m_device->Facts().sources : ScannerSources{};
     if (iid == IID_IUnknown || iid == IID_IOstrelDevice)
         *object = static_cast<IOstrelDevice*>(this);
-    else if (iid == IID_IOstrelProfile)
+    else if (iid == IID_IOstrelADF2 && HasFacet(sources.feeder.IsThere()))
+        *object = static_cast<IOstrelADF2*>(this);
+    else if (iid == IID_IOstrelXPA && HasFacet(sources.adapter.IsThere()))
+        *object = static_cast<IOstrelXPA*>(this);
+    else if (iid == IID_IOstrelButtons && HasFacet(m_device && m_device->Buttons().Count() > 0))
+        *object = static_cast<IOstrelButtons*>(this);
+    else if (iid == IID_IOstrelProfile && HasFacet(m_device && !m_device->Facts().isLight))
         *object = static_cast<IOstrelProfile*>(this);
     if (!*object)
         return E_NOINTERFACE;
@@ -80,6 +87,8 @@ ULONG CSaneToolkit::Release() {
     return left;
 }
 
+// ---- Session and lock
+
 bool CSaneToolkit::IsOpen(DWORD session) const {
     return m_device && session == kSession;
 }
@@ -90,24 +99,8 @@ DWORD CSaneToolkit::Check(DWORD session) const {
 }
 
 DWORD CSaneToolkit::Open(const std::string& port) {
-    for (const auto& [prefix, isLight] : {std::pair(kDisplayPort, false), {kLightPort, true}}) {
-        if (port.starts_with(prefix)) {
-            m_name = port.substr(std::strlen(prefix));
-            m_isLight = isLight;
-        }
-    }
-    if (m_name.empty())
-        return OSTREL_NOT_FOUND;
-    m_lock = CHandle(CreateSemaphoreA(nullptr, 1, 1, ("sane:" + m_name).c_str()));
-    if (!m_lock)
-        return OSTREL_OPEN_FAILED;
-    std::unique_ptr<CSaneDevice> device;
-    DWORD code = CSaneDevice::Open(m_name, device);
-    if (code == OSTREL_NO_ERROR)
-        code = LearnFacts(*device, m_facts);
-    if (code == OSTREL_NO_ERROR)
-        m_device = std::move(device);
-    return code;
+    m_lock = CHandle(CreateSemaphoreA(nullptr, 1, 1, port.c_str()));
+    return m_lock ? CSharedDevice::Open(port, m_device) : OSTREL_OPEN_FAILED;
 }
 
 HRESULT CSaneToolkit::OpenDevice(LPCOLESTR name, WORD, DWORD* session, DWORD* error) {
@@ -120,9 +113,8 @@ HRESULT CSaneToolkit::OpenDevice(LPCOLESTR name, WORD, DWORD* session, DWORD* er
 HRESULT CSaneToolkit::CloseDevice(DWORD session, DWORD* error) {
     if (!IsOpen(session))
         return Answer(error, OSTREL_INVALID_SESSION);
-    if (m_isScanning)
-        EndScan(session, nullptr);
     Guarded([&]() -> DWORD {
+        Cancel();
         m_device.reset();
         return OSTREL_NO_ERROR;
     });
@@ -132,13 +124,23 @@ HRESULT CSaneToolkit::CloseDevice(DWORD session, DWORD* error) {
     return Answer(error, OSTREL_NO_ERROR);
 }
 
-HRESULT CSaneToolkit::LockScanner(DWORD session, WORD, DWORD milliseconds, DWORD* error) {
+// A short job, such as a poll of the buttons, doesn't compete with others for the device.
+HRESULT CSaneToolkit::LockScanner(DWORD session, WORD mode, DWORD milliseconds, DWORD* error) {
     if (!IsOpen(session))
         return Answer(error, OSTREL_INVALID_SESSION);
-    if (m_levels == 0 && WaitForSingleObject(m_lock.Get(), milliseconds) != WAIT_OBJECT_0)
+    if (m_levels > 0) {
+        ++m_levels;
+        return Answer(error, OSTREL_NO_ERROR);
+    }
+    if (WaitForSingleObject(m_lock.Get(), milliseconds) != WAIT_OBJECT_0)
         return Answer(error, OSTREL_LOCK_FAILED);
-    ++m_levels;
-    return Answer(error, OSTREL_NO_ERROR);
+    const bool isInPassing = mode == OSTREL_LOCK_SHORT_JOB && milliseconds == 0;
+    const DWORD code = Guarded([&] { return m_device->Use(isInPassing); });
+    if (code == OSTREL_NO_ERROR)
+        m_levels = 1;
+    else
+        ReleaseSemaphore(m_lock.Get(), 1, nullptr);
+    return Answer(error, code);
 }
 HRESULT CSaneToolkit::UnlockScanner(DWORD session, DWORD* error) {
     if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
@@ -148,13 +150,17 @@ HRESULT CSaneToolkit::UnlockScanner(DWORD session, DWORD* error) {
     return Answer(error, OSTREL_NO_ERROR);
 }
 
-// Back ends of SANE see to lamp and calibration themselves, at the start of a scan.
+// ---- Lamps: back ends of SANE see to them and to calibration themselves, at the start of a scan.
+
 HRESULT CSaneToolkit::IsLampOn(DWORD session, BOOL* on, DWORD* error) {
     if (on)
         *on = TRUE;
     return Answer(error, on ? Check(session) : OSTREL_INVALID_PARAMETER);
 }
 HRESULT CSaneToolkit::LampOn(DWORD session, DWORD* error) {
+    return Answer(error, Check(session));
+}
+HRESULT CSaneToolkit::XPALampOn(DWORD session, DWORD* error) {
     return Answer(error, Check(session));
 }
 HRESULT CSaneToolkit::CalibrateScanner(DWORD session, DWORD* error) {
@@ -164,6 +170,8 @@ HRESULT CSaneToolkit::FinishOpen(DWORD session, DWORD* error) {
     return Answer(error, Check(session));
 }
 
+// ---- What the device is like
+
 HRESULT CSaneToolkit::GetDeviceCapabilities(DWORD session, OstrelDeviceCaps* caps, DWORD* error) {
     if (!caps)
         return Answer(error, OSTREL_INVALID_PARAMETER);
@@ -171,13 +179,16 @@ HRESULT CSaneToolkit::GetDeviceCapabilities(DWORD session, OstrelDeviceCaps* cap
     if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
         return Answer(error, code);
     constexpr WORD kDeviceGray = 16;
-    WriteModel(m_name, caps->model);
-    caps->opticalResolution = caps->maxXResolution = caps->maxYResolution = m_facts.maxResolution;
-    caps->minResolution = m_facts.minResolution;
-    caps->bedWidth = m_facts.bedWidth;
-    caps->bedHeight = m_facts.bedHeight;
-    caps->colorDepths[0] = caps->grayDepths[0] = 8;
-    if (!m_facts.gray.empty()) {
+    const ScannerFacts& facts = m_device->Facts();
+    const SourceFacts& source = facts.sources.Main();
+    WriteModel(m_device->Name(), caps->model);
+    caps->opticalResolution = caps->maxXResolution = caps->maxYResolution = source.maxResolution;
+    caps->minResolution = source.minResolution;
+    caps->bedWidth = source.width;
+    caps->bedHeight = source.height;
+    caps->wPaperPath = facts.sources.flatbed.IsThere() ? 0 : OSTREL_PAPER_PATH_FEEDER_ONLY;
+    caps->colorDepths[0] = caps->grayDepths[0] = kBits;
+    if (facts.HasMode(false)) {
         caps->depthFlags = OSTREL_DEPTH_SINGLE_CHANNEL;
         caps->channelFlags = kDeviceGray;
     }
@@ -186,6 +197,60 @@ HRESULT CSaneToolkit::GetDeviceCapabilities(DWORD session, OstrelDeviceCaps* cap
     caps->tonemapEntrySize = 1;
     return Answer(error, OSTREL_NO_ERROR);
 }
+
+HRESULT CSaneToolkit::GetADF2Capabilities(DWORD session, OstrelAdf2Caps* caps, DWORD* error) {
+    if (!caps)
+        return Answer(error, OSTREL_INVALID_PARAMETER);
+    *caps = {};
+    if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
+        return Answer(error, code);
+    const SourceFacts& feeder = m_device->Facts().sources.feeder;
+    const SourceFacts& duplex = m_device->Facts().sources.duplex;
+    caps->hasADF = feeder.IsThere();
+    caps->adfDuplexFlags = duplex.IsThere();
+    caps->maxXResolution = caps->maxYResolution = feeder.maxResolution;
+    caps->minResolution = feeder.minResolution;
+    caps->simplexWidth = feeder.width;
+    caps->simplexHeight = feeder.height;
+    caps->duplexWidth = duplex.width;
+    caps->duplexHeight = duplex.height;
+    caps->colorDepths[0] = caps->grayDepths[0] = kBits;
+    return Answer(error, OSTREL_NO_ERROR);
+}
+
+HRESULT CSaneToolkit::GetXPACapabilities(DWORD session, OstrelXpaCaps* caps, DWORD* error) {
+    if (!caps)
+        return Answer(error, OSTREL_INVALID_PARAMETER);
+    *caps = {};
+    if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
+        return Answer(error, code);
+    const SourceFacts& adapter = m_device->Facts().sources.adapter;
+    caps->hasXPA = adapter.IsThere();
+    caps->maxXResolution = caps->maxYResolution = adapter.maxResolution;
+    caps->minResolution = adapter.minResolution;
+    caps->xpaWidth = adapter.width;
+    caps->xpaHeight = adapter.height;
+    caps->depths[0] = kBits;
+    return Answer(error, OSTREL_NO_ERROR);
+}
+
+HRESULT CSaneToolkit::GetProfileSize(DWORD session, DWORD* bytes, DWORD* error) {
+    if (!bytes)
+        return Answer(error, OSTREL_INVALID_PARAMETER);
+    *bytes = 0;
+    const DWORD code = Check(session);
+    if (code == OSTREL_NO_ERROR && !m_device->Facts().isLight)
+        *bytes = sizeof kEncodedProfile - 1;
+    return Answer(error, code);
+}
+HRESULT CSaneToolkit::ReadProfile(DWORD session, DWORD bytes, void* buffer, DWORD* error) {
+    if (!buffer || bytes != sizeof kEncodedProfile - 1)
+        return Answer(error, OSTREL_INVALID_PARAMETER);
+    std::memcpy(buffer, kEncodedProfile, bytes);
+    return Answer(error, Check(session));
+}
+
+// ---- A page
 
 HRESULT CSaneToolkit::SetTonemap(DWORD session, DWORD bytes, const void* red, const void* green,
                                  const void* blue, DWORD* error) {
@@ -197,6 +262,19 @@ HRESULT CSaneToolkit::SetTonemap(DWORD session, DWORD bytes, const void* red, co
     return Answer(error, Check(session));
 }
 
+// Within a batch nothing is written to a device that is set up already: many refuse that between
+// two sheets. Another wish ends the batch.
+DWORD CSaneToolkit::Plan(const OstrelScanParams& params, bool isDuplex) {
+    if (m_isInBatch && isDuplex == m_isDuplex &&
+        std::memcmp(&params, &m_params, sizeof params) == 0)
+        return OSTREL_NO_ERROR;
+    Cancel();
+    const DWORD code = PlanScan(m_device->Device(), m_device->Facts(), params, isDuplex, m_plan);
+    m_params = params;
+    m_isDuplex = isDuplex;
+    return code;
+}
+
 HRESULT CSaneToolkit::GetScanSetup(DWORD session, const OstrelScanParams* params,
                                    OstrelScanSetup* setup, DWORD* error) {
     if (!params || !setup)
@@ -204,25 +282,33 @@ HRESULT CSaneToolkit::GetScanSetup(DWORD session, const OstrelScanParams* params
     *setup = {};
     if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
         return Answer(error, code);
-    const DWORD code = Guarded([&] { return PlanScan(*m_device, m_facts, *params, m_plan); });
+    // Whether a sheet has two sides comes later; the last answer is likely to be the next one.
+    const bool isDuplex = m_isDuplex && params->source == OSTREL_SOURCE_FEEDER;
+    const DWORD code = Guarded([&] { return Plan(*params, isDuplex); });
     if (code == OSTREL_NO_ERROR)
         *setup = m_plan.setup;
     return Answer(error, code);
 }
 
+DWORD CSaneToolkit::Begin() {
+    const SANE_Handle device = m_device->Device().Handle();
+    if (const SANE_Status status = sane_start(device); status != SANE_STATUS_GOOD)
+        return CodeOfSane(status);
+    m_isScanning = m_isInBatch = true;
+    sane_set_io_mode(device, SANE_FALSE);  // blocks; what can't be asked to does so already
+    return m_reader.Begin(device, m_plan.cut, m_tones);
+}
+
+// A sheet waits for the feeder's mode, without which nobody knows from where it comes.
 HRESULT CSaneToolkit::StartScan(DWORD session, const OstrelScanParams* params, DWORD* error) {
     OstrelScanSetup setup;
     if (const HRESULT hr = GetScanSetup(session, params, &setup, error); hr != S_OK)
         return hr;
     m_linesLeft = setup.lines;
-    const DWORD code = Guarded([&] {
-        const SANE_Handle device = m_device->Handle();
-        if (const SANE_Status status = sane_start(device); status != SANE_STATUS_GOOD)
-            return CodeOfSane(status);
-        m_isScanning = true;
-        sane_set_io_mode(device, SANE_FALSE);  // blocks; what can't be asked to does so already
-        return m_reader.Begin(device, m_plan.cut, m_tones);
-    });
+    m_isArmed = params->source == OSTREL_SOURCE_FEEDER;
+    if (m_isArmed)
+        return Answer(error, OSTREL_NO_ERROR);
+    const DWORD code = Guarded([&] { return Begin(); });
     if (code != OSTREL_NO_ERROR)
         EndScan(session, nullptr);
     return Answer(error, code);
@@ -232,21 +318,34 @@ HRESULT CSaneToolkit::BeginRead(DWORD session, DWORD* status) {
     return Answer(status, Check(session));
 }
 
+void CSaneToolkit::Cancel() {
+    if (m_isInBatch && m_device->HasDevice())
+        sane_cancel(m_device->Device().Handle());
+    m_isScanning = m_isInBatch = m_isBackDue = false;
+}
+
+// A sheet that the device has given whole leaves it ready for the next one.
 HRESULT CSaneToolkit::EndScan(DWORD session, DWORD* error) {
     const DWORD code = Check(session);
     if (IsOpen(session) && m_isScanning) {
-        Guarded([&]() -> DWORD {
-            sane_cancel(m_device->Handle());
-            return OSTREL_NO_ERROR;
-        });
+        const bool goesOn = m_params.source == OSTREL_SOURCE_FEEDER && m_reader.IsOver();
+        if (!goesOn) {
+            Guarded([&]() -> DWORD {
+                Cancel();
+                return OSTREL_NO_ERROR;
+            });
+        } else {
+            m_isBackDue = m_isDuplex && !m_isBackDue;
+        }
     }
-    m_isScanning = false;
+    m_isScanning = m_isArmed = false;
     m_linesLeft = 0;
     return Answer(error, code);
 }
 
 // At least a line, and no more than comes: a failure behind whole lines is told by the next call.
 DWORD CSaneToolkit::Read(BYTE* out, DWORD bytesWanted, DWORD& bytesRead) {
+    constexpr std::size_t kMostDrained = 2000;  // lines; the steps of a window are smaller
     const auto lineBytes = static_cast<DWORD>(m_reader.LineBytes());
     DWORD code = OSTREL_END_OF_MEDIA;
     while (m_linesLeft > 0 && bytesRead + lineBytes <= bytesWanted) {
@@ -255,8 +354,10 @@ DWORD CSaneToolkit::Read(BYTE* out, DWORD bytesWanted, DWORD& bytesRead) {
             break;
         bytesRead += lineBytes;
         --m_linesLeft;
-        if (m_linesLeft == 0)
-            m_reader.Drain();
+        if (m_linesLeft == 0) {
+            m_reader.Drain(m_params.source == OSTREL_SOURCE_FEEDER ? CFrameReader::kAll
+                                                                   : kMostDrained);
+        }
     }
     return code;
 }
@@ -280,15 +381,89 @@ HRESULT CSaneToolkit::ReadScan(DWORD session, void* buffer, DWORD bytesWanted, D
     return code == OSTREL_END_OF_MEDIA ? S_OK : hr;
 }
 
-HRESULT CSaneToolkit::GetProfileSize(DWORD session, DWORD* bytes, DWORD* error) {
+// ---- The feeder. Back ends of SANE feed at the start of a scan, and tell only then that there is
+// no sheet.
+
+HRESULT CSaneToolkit::IsPaperInADF(DWORD session, BOOL* paper, DWORD* error) {
+    if (!paper)
+        return Answer(error, OSTREL_INVALID_PARAMETER);
+    *paper = FALSE;
+    if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
+        return Answer(error, code);
+    return Answer(error, Guarded([&]() -> DWORD {
+                      *paper = m_isBackDue || ReadPaperSensor(m_device->Device()).value_or(true);
+                      return OSTREL_NO_ERROR;
+                  }));
+}
+
+HRESULT CSaneToolkit::ADF2PaperFeed(DWORD session, DWORD* pageLength, DWORD* error) {
+    if (!pageLength)
+        return Answer(error, OSTREL_INVALID_PARAMETER);
+    *pageLength = 0;
+    BOOL paper = FALSE;
+    if (const HRESULT hr = IsPaperInADF(session, &paper, error); hr != S_OK)
+        return hr;
+    return Answer(error, paper ? OSTREL_NO_ERROR : OSTREL_ADF_EMPTY);
+}
+
+// What was told of the page holds, also where the device has another window for both sides.
+HRESULT CSaneToolkit::SetADFMode(DWORD session, DWORD mode, DWORD* error) {
+    if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
+        return Answer(error, code);
+    if (!m_isArmed)
+        return Answer(error, OSTREL_NO_ERROR);
+    m_isArmed = false;
+    const OstrelScanParams params = m_params;
+    const OstrelScanSetup told = m_plan.setup;
+    DWORD code = Guarded([&] {
+        const DWORD planned = Plan(params, mode == OSTREL_ADF_MODE_DUPLEX);
+        m_plan.setup = told;
+        m_plan.cut.width = told.pixelsPerLine;
+        m_plan.cut.height = told.lines;
+        return planned == OSTREL_NO_ERROR ? Begin() : planned;
+    });
+    if (code != OSTREL_NO_ERROR)
+        EndScan(session, nullptr);
+    return Answer(error, code);
+}
+
+HRESULT CSaneToolkit::EndADF2Job(DWORD session, DWORD* error) {
+    const DWORD code = Check(session);
+    if (IsOpen(session)) {
+        Guarded([&]() -> DWORD {
+            Cancel();
+            return OSTREL_NO_ERROR;
+        });
+    }
+    return Answer(error, code);
+}
+
+// ---- Buttons
+
+// Who polls gives the device away where another process waits for it: nobody would have it else.
+HRESULT CSaneToolkit::GetButtonDataSize(DWORD session, DWORD* bytes, DWORD* error) {
     if (!bytes)
         return Answer(error, OSTREL_INVALID_PARAMETER);
-    *bytes = m_isLight ? 0 : sizeof kEncodedProfile - 1;
-    return Answer(error, Check(session));
+    *bytes = 0;
+    if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
+        return Answer(error, code);
+    return Answer(error, Guarded([&]() -> DWORD {
+                      if (m_levels == 1 && m_device->GiveAway())
+                          return OSTREL_LOCK_FAILED;
+                      *bytes = static_cast<DWORD>(m_device->Buttons().Count());
+                      return OSTREL_NO_ERROR;
+                  }));
 }
-HRESULT CSaneToolkit::ReadProfile(DWORD session, DWORD bytes, void* buffer, DWORD* error) {
-    if (!buffer || m_isLight || bytes != sizeof kEncodedProfile - 1)
-        return Answer(error, OSTREL_INVALID_PARAMETER);
-    std::memcpy(buffer, kEncodedProfile, bytes);
+HRESULT CSaneToolkit::ReadButtons(DWORD session, DWORD bytes, BYTE* buffer, DWORD* error) {
+    if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
+        return Answer(error, code);
+    return Answer(error, Guarded([&]() -> DWORD {
+                      if (!buffer || bytes != m_device->Buttons().Count() || !m_device->HasDevice())
+                          return OSTREL_INVALID_PARAMETER;
+                      std::ranges::copy(m_device->Buttons().Read(m_device->Device()), buffer);
+                      return OSTREL_NO_ERROR;
+                  }));
+}
+HRESULT CSaneToolkit::EndButtonRead(DWORD session, DWORD* error) {
     return Answer(error, Check(session));
 }

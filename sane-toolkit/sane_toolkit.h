@@ -1,4 +1,4 @@
-// The toolkit over SANE: one device of its, a flatbed.
+// The toolkit over SANE: one device of its.
 #pragma once
 
 #include <atomic>
@@ -7,20 +7,20 @@
 
 #include "controller/toolkit.h"
 #include "platform/unique_handle.h"
-#include "sane-toolkit/frame_reader.h"
-#include "sane-toolkit/sane_device.h"
-#include "sane-toolkit/scanner_facts.h"
+#include "sane-toolkit/scan_plan.h"
+#include "sane-toolkit/shared_device.h"
 
 extern std::atomic<int> g_saneObjects;  // that live
 
-// A port is one of these and the device's name.
-inline constexpr char kDisplayPort[] = "sane:";      // samples are display values
-inline constexpr char kLightPort[] = "sane-light:";  // samples are light
-
 // Guarded by nothing of its own: only ReadScan comes on another thread, and EndScan waits for that.
-// The device stays open from OpenDevice to CloseDevice. It has the profile facet when its samples
-// are display values: the profile says so, and the engine makes light of them.
-class CSaneToolkit final : public IOstrelDevice, public IOstrelProfile {
+// The facets of an open device are those that it has; before, nobody knows, and it has all of them.
+// The profile is there when samples are values for a screen: it says so, and the engine makes
+// light of them.
+class CSaneToolkit final : public IOstrelDevice,
+                           public IOstrelADF2,
+                           public IOstrelXPA,
+                           public IOstrelButtons,
+                           public IOstrelProfile {
   public:
     CSaneToolkit() { ++g_saneObjects; }
 
@@ -49,6 +49,19 @@ class CSaneToolkit final : public IOstrelDevice, public IOstrelProfile {
     HRESULT ReadScan(DWORD session, void* buffer, DWORD bytesWanted, DWORD* bytesRead,
                      DWORD* status) override;
 
+    HRESULT IsPaperInADF(DWORD session, BOOL* paper, DWORD* error) override;
+    HRESULT GetADF2Capabilities(DWORD session, OstrelAdf2Caps* caps, DWORD* error) override;
+    HRESULT SetADFMode(DWORD session, DWORD mode, DWORD* error) override;
+    HRESULT EndADF2Job(DWORD session, DWORD* error) override;
+    HRESULT ADF2PaperFeed(DWORD session, DWORD* pageLength, DWORD* error) override;
+
+    HRESULT GetXPACapabilities(DWORD session, OstrelXpaCaps* caps, DWORD* error) override;
+    HRESULT XPALampOn(DWORD session, DWORD* error) override;
+
+    HRESULT GetButtonDataSize(DWORD session, DWORD* bytes, DWORD* error) override;
+    HRESULT ReadButtons(DWORD session, DWORD bytes, BYTE* buffer, DWORD* error) override;
+    HRESULT EndButtonRead(DWORD session, DWORD* error) override;
+
     HRESULT GetProfileSize(DWORD session, DWORD* bytes, DWORD* error) override;
     HRESULT ReadProfile(DWORD session, DWORD bytes, void* buffer, DWORD* error) override;
 
@@ -58,18 +71,29 @@ class CSaneToolkit final : public IOstrelDevice, public IOstrelProfile {
     DWORD Check(DWORD session) const;
     bool IsOpen(DWORD session) const;
     DWORD Open(const std::string& port);
+    bool HasFacet(bool isThere) const { return !m_device || isThere; }
+    DWORD Plan(const OstrelScanParams& params, bool isDuplex);
+    DWORD Begin();
+    void Cancel();
     DWORD Read(BYTE* out, DWORD bytesWanted, DWORD& bytesRead);
 
     std::atomic<ULONG> m_references = 1;
-    std::string m_name;  // of the device
-    bool m_isLight = false;
-    std::unique_ptr<CSaneDevice> m_device;
-    ScannerFacts m_facts;
+    std::shared_ptr<CSharedDevice> m_device;
     CHandle m_lock;
     DWORD m_levels = 0;  // of the lock
     ToneTables m_tones = {};
+
+    // What the device is set up for.
+    OstrelScanParams m_params = {};
+    bool m_isDuplex = false;
     ScanPlan m_plan;
+
     CFrameReader m_reader;
     DWORD m_linesLeft = 0;
-    bool m_isScanning = false;
+    bool m_isArmed = false;     // a sheet's scan waits for the feeder's mode
+    bool m_isScanning = false;  // from the device's start to EndScan
+    // The device has begun and wasn't cancelled: it gives the next sheet at the next start, with
+    // the same settings.
+    bool m_isInBatch = false;
+    bool m_isBackDue = false;
 };

@@ -1,34 +1,35 @@
-// What a device of SANE is like, and its options set for a scan.
+// What a device of SANE is like.
 #pragma once
 
 #include <string>
 
-#include "controller/toolkit_records.h"
-#include "sane-toolkit/frame_reader.h"
-#include "sane-toolkit/sane_device.h"
+#include "sane-toolkit/scanner_sources.h"
+
+// What samples are taken for.
+enum class ESamples {
+    Auto,     // light, where the device's curve can be made a straight line; else as for a screen
+    Light,    // light as they are
+    Display,  // values for a screen as they are
+};
 
 struct ScannerFacts {
-    DWORD bedWidth = 0;  // 1/300 inch
-    DWORD bedHeight = 0;
-    WORD minResolution = 0;
-    WORD maxResolution = 0;
-    std::string source;  // the flatbed's word; empty: the device has no choice
-    std::string color;   // the modes' words; empty: it hasn't that one
+    ScannerSources sources;
+    // The modes' words; both are empty when the device has no choice.
+    std::string color;
     std::string gray;
+    bool isLight = false;
+    bool setsGamma = false;  // ahead of each scan, so that samples are light
+    bool isTorn = false;     // trying the curve has left the device with half of another
+
+    bool HasMode(bool takesColor) const {
+        return takesColor ? !color.empty() || gray.empty() : !gray.empty();
+    }
 };
 
-// Chooses the flatbed and learns. OSTREL_NOT_IMPLEMENTED for a device that can't be used: without a
-// flatbed, without a window in mm, without a resolution of the driver's ladder, or without a mode
-// of continuous tone.
-DWORD LearnFacts(CSaneDevice& device, ScannerFacts& facts);
+// Chooses colour or gray, and of the depths the one that is nearest to 8 bits. A device without
+// colour gives gray for it. False when the device doesn't take it.
+bool ChooseMode(CSaneDevice& device, const ScannerFacts& facts, bool takesColor);
 
-// What a scan takes and gives.
-struct ScanPlan {
-    PageCut cut;
-    OstrelScanSetup setup = {};
-};
-
-// Sets the device up for the parameters and tells what it will deliver: what lies in the window
-// that the device made of the wanted one. OSTREL_INVALID_PARAMETER for what it can't do.
-DWORD PlanScan(CSaneDevice& device, const ScannerFacts& facts, const OstrelScanParams& params,
-               ScanPlan& plan);
+// Tries the device's options out. OSTREL_NOT_IMPLEMENTED for a device that can't be used, with its
+// cause told in words: with neither flatbed nor feeder, or with modes of which none is known.
+DWORD LearnFacts(CSaneDevice& device, ESamples samples, ScannerFacts& facts);
