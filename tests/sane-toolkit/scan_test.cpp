@@ -1,12 +1,7 @@
 // The program scans with SANE's own device for tests, through the toolkit module.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstdlib>
 #include <map>
-#include <sstream>
 
-#include "tests/tools/program.h"
+#include "tests/sane-toolkit/sane_rig.h"
 
 namespace {
 
@@ -16,70 +11,15 @@ const Settings kPlain = {{"number_of_devices", "2"},   {"mode", "Color"},
                          {"test-picture", "\"Grid\""}, {"resolution_max", "1200.0"},
                          {"geometry_max", "200.0"},    {"geometry_quant", "7.0"}};
 
-struct Picture {
-    int width = 0;
-    int height = 0;
-    std::size_t samples = 0;  // of a pixel
-    Bytes bytes;
-
-    int At(int x, int y, std::size_t sample = 0) const {
-        return bytes.at(static_cast<std::size_t>(y * width + x) * samples + sample);
-    }
-};
-
-class SaneToolkit : public testing::Test {
+class SaneToolkit : public CSaneToolkitTest {
   protected:
-    SaneToolkit() {
-        setenv("NVQ_REGISTRY", (m_home / "registry.reg").c_str(), 1);
-        setenv("HOME", (m_home / "").c_str(), 1);
-        setenv("SANE_CONFIG_DIR", (m_home / "").c_str(), 1);
-        std::ofstream(m_home / "dll.conf") << "test\n";
-        // The device for tests forgets texts of its own, which count where leaks are failures, and
-        // its library is gone by then. Nothing of ours takes memory by strdup.
-        std::ofstream(m_home / "leaks") << "leak:strdup\n";
-        setenv("LSAN_OPTIONS", ("suppressions=" + (m_home / "leaks")).c_str(), 1);
-        Set({});
-    }
+    SaneToolkit() : CSaneToolkitTest("test") { Set({}); }
     void Set(Settings settings) {
         settings.insert(kPlain.begin(), kPlain.end());
         std::ofstream file(m_home / "test.conf");
         for (const auto& [name, value] : settings)
             file << name << ' ' << value << '\n';
     }
-    int Run(const Arguments& arguments) {
-        CProgram program(m_streams, arguments);
-        const int code = program.Wait();
-        m_error = program.Error();
-        return code;
-    }
-    void Install(const std::string& port) {
-        ASSERT_EQ(Run({"install", "--toolkit", "nvqsane.so", "--port", port, "--events", "none"}),
-                  0)
-            << m_error;
-    }
-    int Scan(const std::string& port, Arguments more = {}) {
-        Arguments arguments = {"scan",     port,  "-o",        m_home / "page.ppm",
-                               "--format", "pnm", "--sharpen", "5",
-                               "--smooth", "off", "--force"};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return Run(arguments);
-    }
-    Picture Page() const {
-        Bytes bytes = ReadBytes(m_home / "page.ppm");
-        std::istringstream head(std::string(bytes.begin(), bytes.end()).substr(0, 100));
-        std::string kind;
-        Picture picture;
-        int white = 0;
-        head >> kind >> picture.width >> picture.height >> white;
-        picture.samples = kind == "P6" ? 3 : 1;
-        bytes.erase(bytes.begin(), bytes.begin() + head.tellg() + std::streamoff(1));
-        picture.bytes = bytes;
-        return picture;
-    }
-
-    CTempFolder m_home;
-    CTempFolder m_streams;
-    std::string m_error;
 };
 
 // The grid is white and black squares of 10 mm, white in the corner of the window that the device
@@ -92,6 +32,10 @@ TEST_F(SaneToolkit, WindowsAreWhereTheyWereAsked) {
         {{{"read-limit", "true"}, {"read-limit-size", "7"}}, {}},
         {{{"ppl-loss", "3"}}, {}},
         {{{"fuzzy-parameters", "true"}}, {}},
+        {{{"read-delay", "true"}, {"read-delay-duration", "1000"}}, {}},
+        {{{"hand-scanner", "true"}}, {}},
+        {{{"three-pass", "true"}, {"three-pass-order", "BRG"}}, {}},
+        {{}, {"--source", "feeder", "--pages", "1"}},
     };
     Install("sane:test:0");
     for (const auto& [settings, more] : kCases) {
@@ -101,7 +45,7 @@ TEST_F(SaneToolkit, WindowsAreWhereTheyWereAsked) {
         arguments.insert(arguments.end(), more.begin(), more.end());
         ASSERT_EQ(Scan("sane:test:0", arguments), 0) << m_error;
         const Picture page = Page();
-        EXPECT_EQ(page.samples, more.empty() ? 3u : 1u);
+        EXPECT_EQ(page.samples, std::ranges::count(more, "gray") ? 1 : 3);
         EXPECT_NEAR(page.width, 52 / 25.4 * 300, 2);
         EXPECT_NEAR(page.height, 44 / 25.4 * 300, 2);
         int wrong = 0;
@@ -127,21 +71,26 @@ TEST_F(SaneToolkit, WindowsAreWhereTheyWereAsked) {
 TEST_F(SaneToolkit, ThePortTellsWhatSamplesAre) {
     Set({{"test-picture", "\"Color pattern\""}});
     for (const auto& [port, least, most] :
-         {std::tuple("sane:test:0", 80, 100), {"sane-light:test:1", 150, 185}}) {
+         {std::tuple("sane-display:test:0", 80, 100), {"sane-light:test:1", 150, 185}}) {
         Install(port);
         ASSERT_EQ(Scan(port, {"--resolution", "150", "--area", "0,0,20,20mm"}), 0) << m_error;
         const Picture page = Page();
-        for (std::size_t sample = 0; sample < 3; ++sample) {
+        for (int sample = 0; sample < 3; ++sample) {
             EXPECT_GE(page.At(0, 7, sample), least) << port;
             EXPECT_LE(page.At(0, 7, sample), most) << port;
         }
     }
 }
 
-TEST_F(SaneToolkit, WhatCantBeScannedIsToldInWords) {
+// What the device answers to reads comes out as the driver's own words.
+TEST_F(SaneToolkit, FailuresAreToldInWords) {
     const std::pair<Settings, const char*> kCases[] = {
-        {{{"three-pass", "true"}}, "lacks this function"},
-        {{{"resolution_max", "100.0"}}, "can't be opened"},
+        {{{"resolution_max", "100.0"}}, "a resolution of 150"},
+        {{{"read-status-code", "\"SANE_STATUS_JAMMED\""}}, "paper is jammed"},
+        {{{"read-status-code", "\"SANE_STATUS_COVER_OPEN\""}}, "hatch of the document feeder"},
+        {{{"read-status-code", "\"SANE_STATUS_IO_ERROR\""}}, "connection to the scanner failed"},
+        {{{"read-status-code", "\"SANE_STATUS_EOF\""}}, "connection to the scanner failed"},
+        {{{"read-status-code", "\"SANE_STATUS_NO_MEM\""}}, "not enough memory"},
     };
     Install("sane:test:0");
     for (const auto& [settings, words] : kCases) {

@@ -1,22 +1,27 @@
 // A back end of SANE that acts by a script, for what SANE's own device for tests doesn't do. The
-// environment's NVQ_STAGED_SCRIPT names the script, which is read when a device is opened or listed;
-// what has happened so far (calls, sheets, the unplugging) is forgotten when it has another text.
+// environment's NVQ_STAGED_SCRIPT names the script, which is read when a device is opened or
+// listed; what has happened so far (calls, sheets, the unplugging) is forgotten when it has another
+// text.
 //
 // A line is one of these; a word with spaces stands "in quotes":
 //   device NAME VENDOR MODEL TYPE     null: a null pointer
 //   option NAME TYPE SETTING=...      type: bool int fixed string button group
-//   when OPTION=VALUE OTHER SETTING=...   the other option's settings while this one has that value
-//   fail CALL STATUS [FROM [TO]]      these calls of its kind, counted from 1, have that status. Kinds:
+//   when OPTION=VALUE OTHER SETTING=...   the other option's settings while this one has that
+//   value;
+//                                     "always" for the first word: at all times
+//   fail CALL STATUS [FROM [TO]]      these calls of its kind, counted from 1, have that status.
+//   Kinds:
 //                                     devices open parameters start read line get:OPTION set:OPTION
 //   KEY VALUE                         see kKeys
 // An option's settings:
 //   value=V unit=mm|pixel|dpi caps=select,detect,inactive,... range=LOW,HIGH,STEP list=A,B,...
 //   entries=N     a table, which begins as a ramp up to the range's end
 //   round=STEP    what is written is rounded to it
-//   sensor=KIND   held: 1 while there is a file of the script's name and ".OPTION"; latched: reading
+//   sensor=KIND   held: 1 while there is a file of the script's name and ".OPTION"; latched:
+//   reading
 //                 it takes that file away; paper: sheets are left
-//   range=null and list=null are constraints without their pointer, name=null, type= and size= lies;
-//   with gone=1 it isn't there, nor are those behind it
+//   range=null and list=null are constraints without their pointer, name=null, type= and size=
+//   lies; with gone=1 it isn't there, nor are those behind it
 #include <sane/sane.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -41,26 +46,26 @@ namespace {
 using Words = std::vector<std::string>;
 using Settings = std::map<std::string, std::string>;
 
-const Words kKeys = {
-    "device", "option", "when", "fail",
-    "shared",        // 1: a device can be opened more than once
-    "count",         // of options, as it is told
-    "sheets",        // in the feeder
-    "sheet-height",  // mm
-    "order",         // of a colour picture in three frames: RGB in any order
-    "gamma",         // of the samples, where there is no option for it
-    "pad",           // bytes behind the pixels of a line
-    "extra-lines",   // behind those of the window; below 0: missing ones
-    "extra-bytes",   // the same behind the last line
-    "unplug",        // at this line, counted from 1: nothing works from then on
-    "read-most",     // bytes of a read
-    "read-empty",    // so many reads ahead of each line give nothing
-    "read-length",   // that a read tells: VALUE, or +VALUE more than were asked for
-    // What is told ahead of the start, and behind it.
-    "before-format", "before-pixels", "before-bytes", "before-lines", "before-depth",
-    "after-format", "after-pixels", "after-bytes", "after-lines", "after-depth"};
-const Words kSettings = {"type",  "value",  "unit", "caps", "range", "list", "entries",
-                         "round", "sensor", "name", "size", "gone"};
+const Words kKeys = {"device", "option", "when", "fail",
+                     "shared",        // 1: a device can be opened more than once
+                     "count",         // of options, as it is told
+                     "sheets",        // in the feeder
+                     "sheet-height",  // mm
+                     "order",         // of a colour picture in three frames: RGB in any order
+                     "gamma",         // of the samples, where there is no option for it
+                     "pad",           // bytes behind the pixels of a line
+                     "extra-lines",   // behind those of the window; below 0: missing ones
+                     "extra-bytes",   // the same behind the last line
+                     "unplug",        // at this line, counted from 1: nothing works from then on
+                     "read-most",     // bytes of a read
+                     "read-empty",    // so many reads ahead of each line give nothing
+                     "read-length",  // that a read tells: VALUE, or +VALUE more than were asked for
+                     // What is told ahead of the start, and behind it.
+                     "before-format", "before-pixels", "before-bytes", "before-lines",
+                     "before-depth", "after-format", "after-pixels", "after-bytes", "after-lines",
+                     "after-depth"};
+const Words kSettings = {"type",    "value", "unit",   "caps", "range", "list",
+                         "entries", "round", "sensor", "name", "size",  "gone"};
 // By SANE's numbers.
 const Words kTypes = {"bool", "int", "fixed", "string", "button", "group"};
 const Words kUnits = {"none", "pixel", "bit", "mm", "dpi"};
@@ -206,8 +211,8 @@ void Option::Describe() {
     if (words.empty()) {
         words.resize(entries);
         for (std::size_t i = 1; i < entries; ++i)
-            words[i] = static_cast<SANE_Word>(std::lround(
-                range.max * static_cast<double>(i) / static_cast<double>(entries - 1)));
+            words[i] = static_cast<SANE_Word>(
+                std::lround(range.max * static_cast<double>(i) / static_cast<double>(entries - 1)));
         if (entries == 1)
             Assign(setting("value", "0"));
     }
@@ -223,9 +228,8 @@ void Option::Constrain(SANE_Word& word) const {
         if (range.quant > 0)
             word = range.min + (word - range.min + range.quant / 2) / range.quant * range.quant;
     } else if (told.constraint_type == SANE_CONSTRAINT_WORD_LIST && told.constraint.word_list) {
-        word = *std::ranges::min_element(
-            list.begin() + 1, list.end(), {},
-            [word](double one) { return std::abs(one - word); });
+        word = *std::ranges::min_element(list.begin() + 1, list.end(), {},
+                                         [word](double one) { return std::abs(one - word); });
     }
 }
 
@@ -305,8 +309,8 @@ void Device::Arrange() {
     const auto add = [](Option& option, const Words& words) {
         for (std::size_t i = 2; i < words.size(); ++i) {
             const std::size_t equals = words[i].find('=');
-            const std::string& key = kSettings[static_cast<std::size_t>(
-                Index(kSettings, words[i].substr(0, equals)))];
+            const std::string& key =
+                kSettings[static_cast<std::size_t>(Index(kSettings, words[i].substr(0, equals)))];
             option.settings[key] = words[i].substr(equals + 1);
         }
     };
@@ -317,12 +321,14 @@ void Device::Arrange() {
         m_options[i].Describe();
     }
     for (const Words& when : g_script.lines["when"]) {
-        const std::size_t equals = when.at(0).find('=');
-        const std::string value = when[0].substr(equals + 1);
-        const Option& decides = At(when[0].substr(0, equals));
         Option& other = At(when.at(1));
-        if (decides.IsText() ? decides.text != value : decides.Value() != std::stod(value))
-            continue;
+        if (when[0] != "always") {
+            const std::size_t equals = when[0].find('=');
+            const std::string value = when[0].substr(equals + 1);
+            const Option& decides = At(when[0].substr(0, equals));
+            if (decides.IsText() ? decides.text != value : decides.Value() != std::stod(value))
+                continue;
+        }
         add(other, when);
         other.Describe();
         if (std::ranges::any_of(when, [](auto& word) { return word.starts_with("value="); }))
@@ -455,9 +461,9 @@ SANE_Status Device::Start() {
         m_isBackDue = IsSource({"Duplex"}) || Value("duplex", 0) != 0;
     }
     m_frame = Real();
-    m_size = static_cast<std::size_t>(
-        std::max(0, (m_frame.lines + Number("extra-lines")) * m_frame.bytes_per_line +
-                        Number("extra-bytes")));
+    m_size = static_cast<std::size_t>(std::max(
+        0,
+        (m_frame.lines + Number("extra-lines")) * m_frame.bytes_per_line + Number("extra-bytes")));
     m_at = 0;
     m_isStarted = m_isReading = true;
     return SANE_STATUS_GOOD;
@@ -466,11 +472,11 @@ SANE_Status Device::Start() {
 // A sample from 0 to 1: by the device's tables where these are on, else by its gamma.
 double Device::Encode(double light, int color) const {
     const Words names = {"red-gamma-table", "green-gamma-table", "blue-gamma-table"};
-    for (const std::string& name : {names[static_cast<std::size_t>(color)],
-                                    std::string("gamma-table")}) {
+    for (const std::string& name :
+         {names[static_cast<std::size_t>(color)], std::string("gamma-table")}) {
         if (const Option* table = Active(name); table && Value("custom-gamma", 1) != 0)
-            return table->Value(static_cast<std::size_t>(std::lround(
-                       light * static_cast<double>(table->words.size() - 1)))) /
+            return table->Value(static_cast<std::size_t>(
+                       std::lround(light * static_cast<double>(table->words.size() - 1)))) /
                    table->range.max;
     }
     return std::pow(light, 1 / Value("gamma", std::stod("0" + Text("gamma")) + !Number("gamma")));

@@ -1,5 +1,5 @@
-// What the staged scanner scans: squares of 10 mm, each of one of 16 lights, so that a sample is known
-// by its place on the medium alone.
+// What the staged scanner scans: squares of 10 mm, each of one of 16 lights, so that a sample is
+// known by its place on the medium alone.
 #pragma once
 
 #include <cmath>
