@@ -3,12 +3,12 @@
 
 #include <string>
 
+#include "platform/counted.h"
 #include "platform/sti.h"
-#include "service/counted.h"
 #include "service/install.h"
 
 // Drivers bring their own way to the device, so there is no data path here.
-class CDeviceControl final : public CCounted<IStiDeviceControl, IID_IStiDeviceControl> {
+class CDeviceControl final : public CCounted<Face<IStiDeviceControl, IID_IStiDeviceControl>> {
   public:
     CDeviceControl(const std::string& port, Notice notice);
 

@@ -195,11 +195,10 @@ HRESULT CTransfer::MiniDrvCallback(LONG reason, LONG, LONG percent, LONG offset,
 }
 
 HRESULT CTransfer::QueryInterface(REFIID asked, void** object) {
-    if (!object || asked != IID_IQLInputTap || !m_inputSink)
-        return Counted::QueryInterface(asked, object);
-    *object = static_cast<IQLInputTap*>(this);
-    AddRef();
-    return S_OK;
+    if (!object || asked != IID_IQLInputTap || m_inputSink)
+        return CCounted::QueryInterface(asked, object);
+    *object = nullptr;
+    return E_NOINTERFACE;
 }
 
 // The driver hears of a stop with its next message: here it doesn't ask.

@@ -5,18 +5,16 @@
 
 #include "engine/input_tap.h"
 #include "platform/com_ptr.h"
+#include "platform/counted.h"
 #include "platform/wia.h"
 #include "service/caller_watch.h"
-#include "service/counted.h"
 #include "service/page_rows.h"
 #include "service/scan_status.h"
 
 // Owns the transfer context and, on the callback medium, the buffer; it is the driver's callback. A
 // driver that keeps it beyond the transfer gets no answer but stop.
-class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCallBack>,
-                        public IQLInputTap {
-    using Counted = CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCallBack>;
-
+class CTransfer final : public CCounted<Face<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCallBack>,
+                                        Face<IQLInputTap, IID_IQLInputTap>> {
   public:
     // Bytes of the buffer on the callback medium: as the item's property asks, within these.
     static constexpr LONG kLeastBuffer = 65536;
@@ -37,8 +35,6 @@ class CTransfer final : public CCounted<IWiaMiniDrvCallBack, IID_IWiaMiniDrvCall
 
     // It is a tap where somebody wants the input.
     HRESULT QueryInterface(REFIID asked, void** object) override;
-    ULONG AddRef() override { return Counted::AddRef(); }
-    ULONG Release() override { return Counted::Release(); }
     HRESULT InputBytes(const BYTE* bytes, DWORD count) override;
 
     HRESULT MiniDrvCallback(LONG reason, LONG status, LONG percent, LONG offset, LONG length,

@@ -9,8 +9,6 @@
 #include "simulator/feeder.h"
 #include "simulator/model_store.h"
 
-std::atomic<LONG> g_moduleUses{0};
-
 namespace {
 
 // The largest of the transport numbers, a network device's. All are alike to the simulator.
@@ -87,9 +85,7 @@ void TakeLock(CCall& call, DWORD milliseconds) {
 }  // namespace
 
 CSimToolkit::CSimToolkit(std::string model, std::uint32_t facets)
-    : m_model(std::move(model)), m_facets(facets) {
-    ++g_moduleUses;
-}
+    : m_model(std::move(model)), m_facets(facets) {}
 
 // Who drops the object without closing its sessions holds nothing afterwards.
 CSimToolkit::~CSimToolkit() {
@@ -98,7 +94,6 @@ CSimToolkit::~CSimToolkit() {
         CloseDevice(session, nullptr);
         m_sessions.erase(session);
     }
-    --g_moduleUses;
 }
 
 HRESULT CSimToolkit::QueryInterface(REFIID iid, void** object) {

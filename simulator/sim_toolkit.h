@@ -14,9 +14,6 @@
 #include "simulator/call_frame.h"
 #include "simulator/session.h"
 
-// The uses that keep the module loaded.
-extern std::atomic<LONG> g_moduleUses;
-
 class CSimToolkit : public IOstrelDevice,
                     public IOstrelADF,
                     public IOstrelADF2,
@@ -38,7 +35,7 @@ class CSimToolkit : public IOstrelDevice,
                     public IOstrelPendingTask {
   public:
     // `model` empty: none yet.
-    CSimToolkit(std::string model, std::uint32_t facets);
+    explicit CSimToolkit(std::string model = {}, std::uint32_t facets = 0);
     virtual ~CSimToolkit();
 
     HRESULT QueryInterface(REFIID iid, void** object) override;

@@ -6,13 +6,9 @@
 #include <vector>
 
 #include "platform/com_ptr.h"
-#include "platform/module.h"
-#include "platform/registry_key.h"
+#include "platform/module_class.h"
 #include "platform/sync.h"
 #include "platform/text.h"
-#include "service/counted.h"
-
-#define TEST_EXPORT extern "C" __attribute__((visibility("default")))
 
 namespace {
 
@@ -64,24 +60,10 @@ HRESULT Put(BYTE* context, const TestRow& row) {
 
 // ---- The driver
 
-class CTestDriver final : public IStiUSD, public IWiaMiniDrv {
+class CTestDriver
+    : public CCounted<Face<IStiUSD, IID_IStiUSD>, Face<IWiaMiniDrv, IID_IWiaMiniDrv>> {
   public:
     CTestDriver() { ++m_script.m_made, ++m_script.m_objects; }
-
-    HRESULT QueryInterface(REFIID iid, void** object) override {
-        *object = iid == IID_IUnknown      ? static_cast<IStiUSD*>(this)
-                  : iid == IID_IStiUSD     ? static_cast<void*>(static_cast<IStiUSD*>(this))
-                  : iid == IID_IWiaMiniDrv ? static_cast<void*>(static_cast<IWiaMiniDrv*>(this))
-                                           : nullptr;
-        return *object ? (AddRef(), S_OK) : E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return ++m_refs; }
-    ULONG Release() override {
-        const ULONG left = --m_refs;
-        if (left == 0)
-            delete this;
-        return left;
-    }
 
     // Still image
     HRESULT Initialize(IStiDeviceControl* control, DWORD, HKEY) override {
@@ -199,11 +181,13 @@ class CTestDriver final : public IStiUSD, public IWiaMiniDrv {
     }
     HRESULT drvNotifyPnPEvent(const GUID*, BSTR, ULONG) override { return S_OK; }
 
-  private:
-    ~CTestDriver() {
+  protected:
+    ~CTestDriver() override {
         DropItems();
         --m_script.m_objects;
     }
+
+  private:
     void DropItems() {
         if (m_root)
             m_root->UnlinkItemTree(WiaItemTypeDisconnected);
@@ -225,24 +209,11 @@ class CTestDriver final : public IStiUSD, public IWiaMiniDrv {
     }
 
     CTestScript& m_script = TestScript();
-    std::atomic<ULONG> m_refs{1};
     std::u16string m_rootName;
     ComPtr<IWiaDrvItem> m_root;
 };
 
-// ---- The module
-
-class CFactory final : public CCounted<IClassFactory, IID_IClassFactory> {
-  public:
-    HRESULT CreateInstance(IUnknown*, REFIID iid, void** object) override {
-        auto* driver = new CTestDriver;
-        const HRESULT hr = driver->QueryInterface(iid, object);
-        driver->Release();
-        return hr;
-    }
-    HRESULT LockServer(BOOL) override { return S_OK; }
-};
-CFactory g_factory;
+CModuleClass<CTestDriver> g_class(CLSID_TestDriver, "Test driver");
 
 auto g_script = std::make_unique<CTestScript>();
 
@@ -305,19 +276,4 @@ HRESULT DeliverTestPicture(MINIDRV_TRANSFER_CONTEXT* transfer, const std::functi
     return S_OK;
 }
 
-TEST_EXPORT HRESULT DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
-    return clsid == CLSID_TestDriver ? g_factory.QueryInterface(iid, object)
-                                     : CLASS_E_CLASSNOTAVAILABLE;
-}
-
-TEST_EXPORT HRESULT DllRegisterServer() {
-    const std::string path = ModuleFileName(ModuleFromAddress(&g_factory));
-    CRegistryKey key;
-    key.Create(HKEY_CLASSES_ROOT, "CLSID\\" + GuidText(CLSID_TestDriver) + "\\InprocServer32");
-    return key.WriteText(nullptr, path) == ERROR_SUCCESS ? S_OK : E_FAIL;
-}
-
-TEST_EXPORT HRESULT DllUnregisterServer() {
-    RegDeleteTreeA(HKEY_CLASSES_ROOT, ("CLSID\\" + GuidText(CLSID_TestDriver)).c_str());
-    return S_OK;
-}
+NVQ_MODULE_ENTRIES(g_class)
