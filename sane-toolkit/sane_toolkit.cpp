@@ -5,10 +5,7 @@
 #include <cstring>
 
 #include "platform/contained.h"
-#include "platform/sync.h"
 #include "platform/text.h"
-
-std::atomic<int> g_saneObjects = 0;
 
 namespace {
 
@@ -54,7 +51,6 @@ void WriteModel(const std::string& name, char (&model)[kOstrelModelChars]) {
 CSaneToolkit::~CSaneToolkit() {
     if (m_device)
         CloseDevice(kSession, nullptr);
-    --g_saneObjects;
 }
 
 HRESULT CSaneToolkit::QueryInterface(REFIID iid, void** object) {
@@ -95,12 +91,11 @@ bool CSaneToolkit::IsOpen(DWORD session) const {
 DWORD CSaneToolkit::Check(DWORD session) const {
     if (!IsOpen(session))
         return OSTREL_INVALID_SESSION;
-    return m_levels > 0 ? OSTREL_NO_ERROR : OSTREL_NOT_LOCKED;
+    return m_lock.IsHeld() ? OSTREL_NO_ERROR : OSTREL_NOT_LOCKED;
 }
 
 DWORD CSaneToolkit::Open(const std::string& port) {
-    m_lock = CHandle(CreateSemaphoreA(nullptr, 1, 1, port.c_str()));
-    return m_lock ? CSharedDevice::Open(port, m_device) : OSTREL_OPEN_FAILED;
+    return m_lock.Open(port) ? CSharedDevice::Open(port, m_device) : OSTREL_OPEN_FAILED;
 }
 
 HRESULT CSaneToolkit::OpenDevice(LPCOLESTR name, WORD, DWORD* session, DWORD* error) {
@@ -118,9 +113,7 @@ HRESULT CSaneToolkit::CloseDevice(DWORD session, DWORD* error) {
         m_device.reset();
         return OSTREL_NO_ERROR;
     });
-    if (m_levels > 0)
-        ReleaseSemaphore(m_lock.Get(), 1, nullptr);
-    m_levels = 0;
+    m_lock.Close();
     return Answer(error, OSTREL_NO_ERROR);
 }
 
@@ -128,25 +121,20 @@ HRESULT CSaneToolkit::CloseDevice(DWORD session, DWORD* error) {
 HRESULT CSaneToolkit::LockScanner(DWORD session, WORD mode, DWORD milliseconds, DWORD* error) {
     if (!IsOpen(session))
         return Answer(error, OSTREL_INVALID_SESSION);
-    if (m_levels > 0) {
-        ++m_levels;
-        return Answer(error, OSTREL_NO_ERROR);
-    }
-    if (WaitForSingleObject(m_lock.Get(), milliseconds) != WAIT_OBJECT_0)
+    if (!m_lock.Take(milliseconds))
         return Answer(error, OSTREL_LOCK_FAILED);
+    if (m_lock.Levels() > 1)
+        return Answer(error, OSTREL_NO_ERROR);
     const bool isInPassing = mode == OSTREL_LOCK_SHORT_JOB && milliseconds == 0;
     const DWORD code = Guarded([&] { return m_device->Use(isInPassing); });
-    if (code == OSTREL_NO_ERROR)
-        m_levels = 1;
-    else
-        ReleaseSemaphore(m_lock.Get(), 1, nullptr);
+    if (code != OSTREL_NO_ERROR)
+        m_lock.GiveBack();
     return Answer(error, code);
 }
 HRESULT CSaneToolkit::UnlockScanner(DWORD session, DWORD* error) {
     if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
         return Answer(error, code);
-    if (--m_levels == 0)
-        ReleaseSemaphore(m_lock.Get(), 1, nullptr);
+    m_lock.GiveBack();
     return Answer(error, OSTREL_NO_ERROR);
 }
 
@@ -448,7 +436,7 @@ HRESULT CSaneToolkit::GetButtonDataSize(DWORD session, DWORD* bytes, DWORD* erro
     if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
         return Answer(error, code);
     return Answer(error, Guarded([&]() -> DWORD {
-                      if (m_levels == 1 && m_device->GiveAway())
+                      if (m_lock.Levels() == 1 && m_device->GiveAway())
                           return OSTREL_LOCK_FAILED;
                       *bytes = static_cast<DWORD>(m_device->Buttons().Count());
                       return OSTREL_NO_ERROR;

@@ -6,24 +6,20 @@
 #include <string>
 
 #include "controller/toolkit.h"
-#include "platform/unique_handle.h"
+#include "platform/device_lock.h"
 #include "sane-toolkit/scan_plan.h"
 #include "sane-toolkit/shared_device.h"
-
-extern std::atomic<int> g_saneObjects;  // that live
 
 // Guarded by nothing of its own: only ReadScan comes on another thread, and EndScan waits for that.
 // The facets of an open device are those that it has; before, nobody knows, and it has all of them.
 // The profile is there when samples are values for a screen: it says so, and the engine makes
 // light of them.
-class CSaneToolkit final : public IOstrelDevice,
-                           public IOstrelADF2,
-                           public IOstrelXPA,
-                           public IOstrelButtons,
-                           public IOstrelProfile {
+class CSaneToolkit : public IOstrelDevice,
+                     public IOstrelADF2,
+                     public IOstrelXPA,
+                     public IOstrelButtons,
+                     public IOstrelProfile {
   public:
-    CSaneToolkit() { ++g_saneObjects; }
-
     HRESULT QueryInterface(REFIID iid, void** object) override;
     ULONG AddRef() override;
     ULONG Release() override;
@@ -65,9 +61,10 @@ class CSaneToolkit final : public IOstrelDevice,
     HRESULT GetProfileSize(DWORD session, DWORD* bytes, DWORD* error) override;
     HRESULT ReadProfile(DWORD session, DWORD bytes, void* buffer, DWORD* error) override;
 
-  private:
-    ~CSaneToolkit();
+  protected:
+    virtual ~CSaneToolkit();
 
+  private:
     DWORD Check(DWORD session) const;
     bool IsOpen(DWORD session) const;
     DWORD Open(const std::string& port);
@@ -79,8 +76,7 @@ class CSaneToolkit final : public IOstrelDevice,
 
     std::atomic<ULONG> m_references = 1;
     std::shared_ptr<CSharedDevice> m_device;
-    CHandle m_lock;
-    DWORD m_levels = 0;  // of the lock
+    CDeviceLock m_lock;
     ToneTables m_tones = {};
 
     // What the device is set up for.
