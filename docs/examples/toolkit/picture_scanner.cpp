@@ -4,21 +4,17 @@
 //
 //     nvqscan install --name Picture --toolkit ./picture_scanner.so --port /some/where/page.ppm
 //     nvqscan scan Picture -o scan.png
-#include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstring>
 #include <fstream>
-#include <new>
 #include <string>
-#include <vector>
 
 #include "controller/toolkit.h"
-#include "platform/class_registration.h"
 #include "platform/contained.h"
-#include "platform/sync.h"
+#include "platform/counted.h"
+#include "platform/device_lock.h"
+#include "platform/module_class.h"
 #include "platform/text.h"
-#include "platform/unique_handle.h"
 
 namespace {
 
@@ -32,8 +28,6 @@ constexpr DWORD kBedHeight = 3300;
 constexpr DWORD kSession = 1;  // an object has one
 constexpr std::size_t kToneEntries = 256;
 constexpr std::size_t kSamples = 3;  // of a pixel
-
-std::atomic<int> g_objects = 0;
 
 // Every operation ends so. A failure without a code would have no words.
 HRESULT Answer(DWORD* error, DWORD code) {
@@ -68,67 +62,42 @@ struct CPicture {
 };
 
 // A plain flatbed for colour. What it doesn't say it has, gray and line art too, the driver makes
-// of that. It needs no guard against threads: only ReadScan comes on another one, and EndScan waits
-// for that; the buttons would be asked by another object.
-class CPictureScanner final : public IOstrelDevice {
+// of that; a feeder or buttons would be a further face. It needs no guard against threads: only
+// ReadScan comes on another one, and EndScan waits for that.
+class CPictureScanner : public CCounted<Face<IOstrelDevice, IID_IOstrelDevice>> {
   public:
-    CPictureScanner() { ++g_objects; }
+    // ---- Session and lock. The lock's name is the same in all programs that use the device.
 
-    HRESULT QueryInterface(REFIID iid, void** object) override {
-        if (!object)
-            return E_POINTER;
-        *object = iid == IID_IUnknown || iid == IID_IOstrelDevice ? this : nullptr;
-        if (!*object)
-            return E_NOINTERFACE;  // and so has no feeder, no adapter, no buttons
-        AddRef();
-        return S_OK;
-    }
-    ULONG AddRef() override { return ++m_references; }
-    ULONG Release() override {
-        const ULONG left = --m_references;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
-    // The lock is one for all programs, by the port's name, and free when its holder is killed.
     HRESULT OpenDevice(LPCOLESTR name, WORD, DWORD* session, DWORD* error) override {
-        return Run(error, [&]() -> DWORD {
-            if (!name || !session || m_isOpen)
-                return OSTREL_INVALID_PARAMETER;
+        if (!name || !session || m_lock.IsOpen())
+            return Answer(error, OSTREL_INVALID_PARAMETER);
+        *session = kSession;
+        return Run(error, [&] {
             m_port = TextFromWide(name);
             if (!std::ifstream(m_port))
                 return OSTREL_NOT_FOUND;
-            m_lock = CHandle(CreateSemaphoreA(nullptr, 1, 1, ("picture:" + m_port).c_str()));
-            m_isOpen = static_cast<bool>(m_lock);
-            *session = kSession;
-            return m_isOpen ? OSTREL_NO_ERROR : OSTREL_OPEN_FAILED;
+            return m_lock.Open("picture:" + m_port) ? OSTREL_NO_ERROR : OSTREL_OPEN_FAILED;
         });
     }
     HRESULT CloseDevice(DWORD session, DWORD* error) override {
         if (!IsOpen(session))
             return Answer(error, OSTREL_INVALID_SESSION);
-        if (m_levels > 0)
-            ReleaseSemaphore(m_lock.Get(), 1, nullptr);
-        m_levels = 0;
-        m_isOpen = false;
+        m_lock.Close();
         return Answer(error, OSTREL_NO_ERROR);
     }
     HRESULT LockScanner(DWORD session, WORD, DWORD milliseconds, DWORD* error) override {
         if (!IsOpen(session))
             return Answer(error, OSTREL_INVALID_SESSION);
-        if (m_levels == 0 && WaitForSingleObject(m_lock.Get(), milliseconds) != WAIT_OBJECT_0)
-            return Answer(error, OSTREL_LOCK_FAILED);
-        ++m_levels;
-        return Answer(error, OSTREL_NO_ERROR);
+        return Answer(error, m_lock.Take(milliseconds) ? OSTREL_NO_ERROR : OSTREL_LOCK_FAILED);
     }
     HRESULT UnlockScanner(DWORD session, DWORD* error) override {
-        if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
-            return Answer(error, code);
-        if (--m_levels == 0)
-            ReleaseSemaphore(m_lock.Get(), 1, nullptr);
-        return Answer(error, OSTREL_NO_ERROR);
+        const DWORD code = Check(session);
+        if (code == OSTREL_NO_ERROR)
+            m_lock.GiveBack();
+        return Answer(error, code);
     }
+
+    // ---- What a picture lacks: a lamp that can be off, calibration, steps at the opening's end
 
     HRESULT IsLampOn(DWORD session, BOOL* on, DWORD* error) override {
         if (on)
@@ -145,7 +114,8 @@ class CPictureScanner final : public IOstrelDevice {
     HRESULT Reserved1() override { return E_NOTIMPL; }
     HRESULT Reserved2() override { return E_NOTIMPL; }
 
-    // Tables of 256 bytes; both sizes must be powers of two.
+    // ---- What the device is like. The model names a profile; tables of tones have 256 bytes.
+
     HRESULT GetDeviceCapabilities(DWORD session, OstrelDeviceCaps* caps, DWORD* error) override {
         if (!caps)
             return Answer(error, OSTREL_INVALID_PARAMETER);
@@ -161,17 +131,10 @@ class CPictureScanner final : public IOstrelDevice {
         caps->tonemapEntrySize = 1;
         return Answer(error, Check(session));
     }
-    HRESULT SetTonemap(DWORD session, DWORD bytes, const void* red, const void* green,
-                       const void* blue, DWORD* error) override {
-        if (bytes != kToneEntries || !red || !green || !blue)
-            return Answer(error, OSTREL_INVALID_PARAMETER);
-        const void* const tables[] = {red, green, blue};
-        for (std::size_t sample = 0; sample < kSamples; ++sample)
-            std::memcpy(m_tones[sample].data(), tables[sample], bytes);
-        return Answer(error, Check(session));
-    }
 
-    // Asked at every change of a setting, so it is quick. Exactly so much comes out of ReadScan.
+    // ---- A page. The first two are called at every change of a setting, the rest for the scan.
+
+    // Exactly so much must come out of ReadScan: lines, and pixels in each.
     HRESULT GetScanSetup(DWORD session, const OstrelScanParams* params, OstrelScanSetup* setup,
                          DWORD* error) override {
         if (!params || !setup || !IsPossible(*params))
@@ -181,13 +144,27 @@ class CPictureScanner final : public IOstrelDevice {
         setup->lines = params->height * params->yResolution / kUnitsPerInch;
         return Answer(error, Check(session));
     }
+    HRESULT SetTonemap(DWORD session, DWORD bytes, const void* red, const void* green,
+                       const void* blue, DWORD* error) override {
+        if (bytes != kToneEntries || !red || !green || !blue)
+            return Answer(error, OSTREL_INVALID_PARAMETER);
+        const void* const tables[] = {red, green, blue};
+        for (std::size_t sample = 0; sample < kSamples; ++sample)
+            std::memcpy(m_tones[sample].data(), tables[sample], bytes);
+        return Answer(error, Check(session));
+    }
     HRESULT StartScan(DWORD session, const OstrelScanParams* params, DWORD* error) override {
-        if (GetScanSetup(session, params, &m_setup, error) != S_OK)
+        OstrelScanSetup setup;
+        if (GetScanSetup(session, params, &setup, error) != S_OK)
             return E_FAIL;
-        m_params = *params;
-        m_line = 0;
-        return Run(error,
-                   [&] { return m_picture.Read(m_port) ? OSTREL_NO_ERROR : OSTREL_COMMUNICATION; });
+        return Run(error, [&] {
+            if (!m_picture.Read(m_port))
+                return OSTREL_COMMUNICATION;
+            m_params = *params;
+            m_setup = setup;
+            m_line = 0;
+            return OSTREL_NO_ERROR;
+        });
     }
     HRESULT BeginRead(DWORD session, DWORD* status) override {
         return Answer(status, Check(session));
@@ -217,12 +194,6 @@ class CPictureScanner final : public IOstrelDevice {
     }
 
   private:
-    ~CPictureScanner() {
-        if (m_isOpen)
-            CloseDevice(kSession, nullptr);
-        --g_objects;
-    }
-
     // No exception leaves an operation.
     template <class Body>
     static HRESULT Run(DWORD* error, Body body) {
@@ -233,11 +204,11 @@ class CPictureScanner final : public IOstrelDevice {
         });
         return Answer(error, code);
     }
-    bool IsOpen(DWORD session) const { return m_isOpen && session == kSession; }
+    bool IsOpen(DWORD session) const { return m_lock.IsOpen() && session == kSession; }
     DWORD Check(DWORD session) const {
         if (!IsOpen(session))
             return OSTREL_INVALID_SESSION;
-        return m_levels > 0 ? OSTREL_NO_ERROR : OSTREL_NOT_LOCKED;
+        return m_lock.IsHeld() ? OSTREL_NO_ERROR : OSTREL_NOT_LOCKED;
     }
     static bool IsPossible(const OstrelScanParams& params) {
         return params.colorMode == OSTREL_COLOR && params.bitsPerSample == 8 &&
@@ -256,11 +227,8 @@ class CPictureScanner final : public IOstrelDevice {
         }
     }
 
-    std::atomic<ULONG> m_references = 1;
     std::string m_port;
-    bool m_isOpen = false;
-    CHandle m_lock;
-    DWORD m_levels = 0;  // of the lock
+    CDeviceLock m_lock;  // there while the device is open
     std::array<std::array<BYTE, kToneEntries>, kSamples> m_tones = {};
     CPicture m_picture;
     OstrelScanParams m_params = {};
@@ -268,57 +236,8 @@ class CPictureScanner final : public IOstrelDevice {
     DWORD m_line = 0;  // the next
 };
 
-// ---- The module
-
-// Lives as long as the module, so its references aren't counted.
-class CFactory final : public IClassFactory {
-  public:
-    HRESULT QueryInterface(REFIID iid, void** object) override {
-        if (!object)
-            return E_POINTER;
-        *object = iid == IID_IUnknown || iid == IID_IClassFactory ? this : nullptr;
-        return *object ? S_OK : E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return 2; }
-    ULONG Release() override { return 1; }
-    HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
-        if (!object)
-            return E_POINTER;
-        *object = nullptr;
-        auto* scanner = outer ? nullptr : new (std::nothrow) CPictureScanner;
-        if (!scanner)
-            return outer ? CLASS_E_NOAGGREGATION : E_OUTOFMEMORY;
-        const HRESULT hr = scanner->QueryInterface(iid, object);
-        scanner->Release();
-        return hr;
-    }
-    HRESULT LockServer(BOOL lock) override {
-        g_objects += lock ? 1 : -1;
-        return S_OK;
-    }
-};
-
-CFactory g_factory;
+CModuleClass<CPictureScanner> g_class(kClass, "Picture scanner");
 
 }  // namespace
 
-#define EXPORT extern "C" __attribute__((visibility("default")))
-
-EXPORT HRESULT DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
-    if (!object)
-        return E_POINTER;
-    *object = nullptr;
-    return clsid == kClass ? g_factory.QueryInterface(iid, object) : CLASS_E_CLASSNOTAVAILABLE;
-}
-
-EXPORT HRESULT DllCanUnloadNow() {
-    return g_objects == 0 ? S_OK : S_FALSE;
-}
-
-EXPORT HRESULT DllRegisterServer() {
-    return RegisterModuleClass(kClass, "Picture scanner", &g_factory);
-}
-
-EXPORT HRESULT DllUnregisterServer() {
-    return UnregisterModuleClass(kClass);
-}
+NVQ_MODULE_ENTRIES(g_class)
