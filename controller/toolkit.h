@@ -3,7 +3,8 @@
 // everything above it.
 //
 // The toolkit's object offers IOstrelDevice and optional facets, each had by QueryInterface. A
-// facet that the query doesn't give means that the device lacks the feature.
+// facet that the query doesn't give means that the device lacks the feature. Most are asked for
+// before OpenDevice: the records tell what is attached.
 //
 // Calling convention. A negative HRESULT is failure. Apart from OpenDevice, every operation takes
 // the session first; nearly all take last a pointer to a toolkit error code (toolkit_records.h),
@@ -20,8 +21,9 @@
 // Endings. What UnlockScanner, CloseDevice, EndScan, EndADF2Job, ADFEndJob and EndJobGate end
 // counts as over also when they report a failure: the driver doesn't ask again, and may begin anew.
 //
-// Threads. One thread calls, but for BeginRead and ReadScan, which the scan reader's thread calls,
-// and which may block.
+// Threads. One thread calls an object, but for BeginRead and ReadScan, which the scan reader's
+// thread calls, and which may block. Other objects of the same device may be open in the process,
+// and called by other threads.
 //
 // What a toolkit must do about the feeder, beyond the single operations:
 // - ADF2PaperFeed takes the next sheet to the scan position. On a feeder with bit 0 of adfFlags
@@ -29,7 +31,8 @@
 //   between feed and start.
 // - In duplex the second side of a sheet counts as paper until it has been scanned, and
 //   ADF2PaperFeed does nothing, and succeeds, while a second side is due.
-// - Feeding or starting a scan without paper fails with the code of the empty feeder.
+// - Feeding or starting a scan without paper fails with the code of the empty feeder. Without a
+//   sensor IsPaperInADF answers with true, and StartScan or SetADFMode tells it in that way.
 // - A scan with the preview bit leaves its sheet where it is, for the final scan.
 // - EndADF2Job also ends what was fed and not scanned: the next job feeds again.
 #pragma once
