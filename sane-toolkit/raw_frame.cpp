@@ -27,7 +27,11 @@ std::size_t BytesFor(std::size_t pixels, SANE_Int depth, std::size_t samples) {
 }  // namespace
 
 DWORD CheckFrameKind(const SANE_Parameters& parameters) {
-    switch (parameters.format) {
+    // A device may say what is no SANE_Frame at all, which may not be read as one.
+    int kind = 0;
+    static_assert(sizeof(kind) == sizeof(parameters.format));
+    std::memcpy(&kind, &parameters.format, sizeof(kind));
+    switch (kind) {
         case SANE_FRAME_GRAY:
         case SANE_FRAME_RGB:
         case SANE_FRAME_RED:
