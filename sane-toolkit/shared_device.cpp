@@ -7,22 +7,26 @@
 #include "platform/named_lock.h"
 #include "platform/sync.h"
 #include "platform/told_lines.h"
+#include "platform/wait_watch.h"
 #include "sane-toolkit/scanner_ports.h"
 
 namespace {
 
-// Whoever polls looks once a second.
-constexpr DWORD kPatience = 5000;  // milliseconds
+// Programs of this driver wait for each other as long as for other scanners, and for a stranger,
+// who doesn't know of it, a moment. Milliseconds.
+constexpr DWORD kPatience = 30000;
+constexpr DWORD kStrangersPatience = 5000;
 constexpr DWORD kPause = 100;
 
 std::map<std::string, std::weak_ptr<CSharedDevice>> g_devices;  // by port; under the lock
 
-std::string WishName(const std::string& port) {
-    return "nvqsane-wanted:" + port;
+// Who waits for the device of this name holds it.
+std::string WishName(const std::string& name) {
+    return "nvqsane-wanted:" + name;
 }
 
-bool IsWanted(const std::string& port) {
-    return !CNamedLock(WishName(port).c_str(), 0).IsHeld();
+bool IsWanted(const std::string& name) {
+    return !CNamedLock(WishName(name).c_str(), 0).IsHeld();
 }
 
 // An empty name for what is no port.
@@ -56,12 +60,11 @@ const char* WhyClosed(DWORD code) {
     }
 }
 
-// The wish stands while this waits, and the one before it comes first.
-DWORD OpenPatiently(const std::string& port, const std::string& name,
-                    std::unique_ptr<CSaneDevice>& device) {
-    const CNamedLock wish(WishName(port).c_str(), kPatience);
+DWORD OpenPatiently(const std::string& name, std::unique_ptr<CSaneDevice>& device) {
     DWORD code = CSaneDevice::Open(name, device);
-    for (DWORD waited = 0; code == OSTREL_LOCK_FAILED && waited < kPatience; waited += kPause) {
+    for (DWORD waited = 0;
+         code == OSTREL_LOCK_FAILED && waited < kStrangersPatience && WaitGoesOn();
+         waited += kPause) {
         Sleep(kPause);
         code = CSaneDevice::Open(name, device);
     }
@@ -78,7 +81,7 @@ DWORD CSharedDevice::Open(const std::string& port, std::shared_ptr<CSharedDevice
     const std::string name = NameAt(port, samples);
     if (name.empty())
         return OSTREL_NOT_FOUND;
-    std::shared_ptr<CSharedDevice> made(new CSharedDevice(port, name, samples));
+    std::shared_ptr<CSharedDevice> made(new CSharedDevice(name, samples));
     DWORD code = made->Use(false);
     if (code == OSTREL_NO_ERROR)
         code = made->Learn();
@@ -87,22 +90,39 @@ DWORD CSharedDevice::Open(const std::string& port, std::shared_ptr<CSharedDevice
     return code;
 }
 
+DWORD CSharedDevice::OpenInPassing() {
+    if (IsWanted(m_name) || !m_hold.Take(0))
+        return OSTREL_LOCK_FAILED;
+    return CSaneDevice::Open(m_name, m_device);
+}
+
+// The wish stands while this waits, and the one before it comes first.
+DWORD CSharedDevice::OpenForUse() {
+    const CWaitScope wait(WaitCause::ScannerInUse);
+    const CNamedLock wish(WishName(m_name).c_str(), kPatience);
+    if (!m_hold.Take(kPatience))
+        return OSTREL_LOCK_FAILED;
+    return OpenPatiently(m_name, m_device);
+}
+
 DWORD CSharedDevice::Use(bool isInPassing) {
     if (m_device)
         return OSTREL_NO_ERROR;
-    if (isInPassing && IsWanted(m_port))
-        return OSTREL_LOCK_FAILED;
-    DWORD code = CSaneDevice::Open(m_name, m_device);
-    if (code == OSTREL_LOCK_FAILED && !isInPassing)
-        code = OpenPatiently(m_port, m_name, m_device);
+    if (!m_hold.IsOpen() && !m_hold.Open("nvqsane-open:" + m_name))
+        return OSTREL_OPEN_FAILED;
+    const DWORD code = isInPassing ? OpenInPassing() : OpenForUse();
+    if (code != OSTREL_NO_ERROR)
+        m_hold.GiveBack();
     if (code != OSTREL_NO_ERROR && !isInPassing)
         TellCause("SANE's device " + m_name + ": " + WhyClosed(code));
     return code;
 }
 
 bool CSharedDevice::GiveAway() {
-    if (IsWanted(m_port))
+    if (IsWanted(m_name)) {
         m_device.reset();
+        m_hold.GiveBack();
+    }
     return !m_device;
 }
 
@@ -111,7 +131,7 @@ DWORD CSharedDevice::Learn() {
     DWORD code = LearnFacts(*m_device, m_samples, m_facts);
     if (code == OSTREL_NO_ERROR && m_facts.isTorn) {
         m_device.reset();
-        code = Use(false);
+        code = CSaneDevice::Open(m_name, m_device);
     }
     if (code == OSTREL_NO_ERROR)
         m_buttons = CButtonReader(LearnButtons(*m_device));

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/device_lock.h"
 #include "sane-toolkit/sane_device.h"
 #include "sane-toolkit/scanner_buttons.h"
 #include "sane-toolkit/scanner_facts.h"
@@ -35,13 +36,15 @@ class CSharedDevice {
     CButtonReader& Buttons() { return m_buttons; }
 
   private:
-    CSharedDevice(std::string port, std::string name, ESamples samples)
-        : m_port(std::move(port)), m_name(std::move(name)), m_samples(samples) {}
+    CSharedDevice(std::string name, ESamples samples)
+        : m_name(std::move(name)), m_samples(samples) {}
+    DWORD OpenInPassing();
+    DWORD OpenForUse();
     DWORD Learn();
 
-    const std::string m_port;
     const std::string m_name;
     const ESamples m_samples;
+    CDeviceLock m_hold;  // against other programs of this driver, while the device is open
     std::unique_ptr<CSaneDevice> m_device;
     ScannerFacts m_facts;
     CButtonReader m_buttons{{}};
