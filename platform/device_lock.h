@@ -3,6 +3,7 @@
 // (platform/wait_watch.h).
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include "platform/sync.h"
@@ -46,5 +47,5 @@ class CDeviceLock {
 
   private:
     CHandle m_semaphore;
-    DWORD m_levels = 0;
+    std::atomic<DWORD> m_levels = 0;  // looked at by the thread that reads, too
 };

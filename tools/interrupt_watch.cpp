@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/device_at_work.h"
 #include "platform/passing_file.h"
 #include "platform/signals.h"
 #include "tools/command.h"
@@ -16,6 +17,8 @@ namespace {
 // For an end of the program's own, which is the better one: people take less than a fifth of a
 // second for "at once".
 constexpr std::chrono::milliseconds kGrace(100);
+// The same where a scanner had to be stopped: it is to be closed too.
+constexpr std::chrono::milliseconds kGraceToClose(500);
 
 std::atomic<bool> g_interrupted = false;
 
@@ -36,6 +39,8 @@ Work& TheWork() {
 void Watch() {
     WaitForEndSignal();
     std::this_thread::sleep_for(kGrace);
+    if (HaltDevices())
+        std::this_thread::sleep_for(kGraceToClose);
     Work& work = TheWork();
     const CWorkHold hold(work.lock);
     const int code = work.code ? *work.code : work.conclude ? work.conclude() : TellCancelled();

@@ -3,7 +3,8 @@
 // The program's own loops look at the flag and come to their end. But a call into a driver or a
 // library may take its time: for another program's scan, a lamp, a picture that is decoded. So a
 // thread of its own, the watch, gives the program a moment and then ends it from outside, behind
-// what the present job wants done first.
+// the stopping of scanners that would go on by themselves, and what the present job wants done
+// first.
 #pragma once
 
 #include <atomic>
