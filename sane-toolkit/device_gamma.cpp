@@ -4,53 +4,76 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace {
 
 constexpr const char* kTables[] = {SANE_NAME_GAMMA_VECTOR, SANE_NAME_GAMMA_VECTOR_R,
                                    SANE_NAME_GAMMA_VECTOR_G, SANE_NAME_GAMMA_VECTOR_B};
 // By which back ends call it; the interface has no word for a number.
-constexpr const char* kNumbers[] = {"gamma", "analog-gamma", "gamma-r", "gamma-g", "gamma-b"};
+constexpr const char* kNumbers[] = {"gamma",          "analog-gamma",  "gamma-r",
+                                    "gamma-g",        "gamma-b",       "analog-gamma-r",
+                                    "analog-gamma-g", "analog-gamma-b"};
 constexpr char kWords[] = "gamma-correction";
 constexpr double kLinear = 1;
 constexpr double kTolerance = 0.01;
 
 // What became of the options so far.
-struct Outcome {
-    bool isSet = false;
-    bool isFailed = false;
+class Outcome {
+  public:
+    explicit Outcome(const OptionNames& untelling) : m_untelling(untelling) {}
 
-    void Add(bool succeeded) {
-        isSet = isSet || succeeded;
-        isFailed = isFailed || !succeeded;
+    void Add(const char* name, bool succeeded) {
+        m_isSet = m_isSet || (succeeded && std::ranges::count(m_untelling, name) == 0);
+        m_isFailed = m_isFailed || !succeeded;
     }
+    bool IsSet() const { return m_isSet; }
+    bool IsFailed() const { return m_isFailed; }
+
+  private:
+    const OptionNames& m_untelling;
+    bool m_isSet = false;
+    bool m_isFailed = false;
 };
 
-bool SetLine(CSaneDevice& device, const char* name, const SaneRange& range, std::size_t entries) {
+// Empty for what is no table.
+std::vector<double> LineOf(CSaneDevice& device, const char* name) {
+    const auto range = device.Range(name);
+    const std::size_t entries = device.Entries(name);
+    if (!range || !range->list.empty() || entries <= 1 || !device.IsSettable(name))
+        return {};
     std::vector<double> line(entries);
     for (std::size_t i = 0; i < entries; ++i)
-        line[i] = std::round(range.low + (range.high - range.low) * static_cast<double>(i) /
-                                             static_cast<double>(entries - 1));
-    return device.SetNumbers(name, line);
+        line[i] = std::round(range->low + (range->high - range->low) * static_cast<double>(i) /
+                                              static_cast<double>(entries - 1));
+    return line;
+}
+bool IsNumber(CSaneDevice& device, const char* name) {
+    return device.Range(name) && device.Entries(name) == 1 && device.IsSettable(name);
+}
+bool IsLinear(CSaneDevice& device, const char* name) {
+    const auto number = device.Number(name);
+    return number && std::abs(*number - kLinear) < kTolerance;
+}
+// But for rounding.
+bool IsSameLine(const std::vector<double>& one, const std::vector<double>& other) {
+    return one.size() == other.size() &&
+           std::ranges::equal(one, other, [](double a, double b) { return std::abs(a - b) <= 1; });
 }
 
 void SetTables(CSaneDevice& device, Outcome& outcome) {
     for (const char* name : kTables) {
-        const auto range = device.Range(name);
-        const std::size_t entries = device.Entries(name);
-        if (range && range->list.empty() && entries > 1 && device.IsSettable(name))
-            outcome.Add(SetLine(device, name, *range, entries));
+        if (const auto line = LineOf(device, name); !line.empty())
+            outcome.Add(name, device.SetNumbers(name, line));
     }
 }
 
 void SetCurveNumbers(CSaneDevice& device, Outcome& outcome) {
     for (const char* name : kNumbers) {
-        const auto range = device.Range(name);
-        if (!range || device.Entries(name) != 1 || !device.IsSettable(name))
+        if (!IsNumber(device, name))
             continue;
         device.SetNumber(name, kLinear);
-        const auto made = device.Number(name);
-        outcome.Add(made && std::abs(*made - kLinear) < kTolerance);
+        outcome.Add(name, IsLinear(device, name));
     }
 }
 
@@ -59,20 +82,37 @@ void SetWords(CSaneDevice& device, Outcome& outcome) {
     const auto linear = std::ranges::find_if(
         words, [](const std::string& word) { return word.find("1.0") != std::string::npos; });
     if (linear != words.end())
-        outcome.Add(device.SetText(kWords, *linear));
+        outcome.Add(kWords, device.SetText(kWords, *linear));
 }
 
 }  // namespace
 
-EGamma MakeLight(CSaneDevice& device) {
+OptionNames StraightCurves(CSaneDevice& device) {
+    OptionNames names;
+    for (const char* name : kNumbers) {
+        if (IsNumber(device, name) && IsLinear(device, name))
+            names.emplace_back(name);
+    }
+    // Where a switch takes the device's own curve away, a straight line is one.
+    if (device.IsSettable(SANE_NAME_CUSTOM_GAMMA))
+        return names;
+    for (const char* name : kTables) {
+        if (const auto line = LineOf(device, name);
+            !line.empty() && IsSameLine(line, device.Numbers(name)))
+            names.emplace_back(name);
+    }
+    return names;
+}
+
+EGamma MakeLight(CSaneDevice& device, const OptionNames& untelling) {
     // Tables are there only while the device's own curve is off.
     const bool isCustom = device.SetNumber(SANE_NAME_CUSTOM_GAMMA, SANE_TRUE);
-    Outcome outcome;
+    Outcome outcome(untelling);
     SetTables(device, outcome);
     SetCurveNumbers(device, outcome);
-    if (!outcome.isSet && !outcome.isFailed)
+    if (!outcome.IsSet() && !outcome.IsFailed())
         SetWords(device, outcome);
-    if (outcome.isFailed || (isCustom && !outcome.isSet))
+    if (outcome.IsFailed() || (isCustom && !outcome.IsSet()))
         return EGamma::Torn;
-    return outcome.isSet ? EGamma::Light : EGamma::None;
+    return outcome.IsSet() ? EGamma::Light : EGamma::None;
 }

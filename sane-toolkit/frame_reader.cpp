@@ -38,15 +38,31 @@ bool CPlaneFile::Read(BYTE* line, std::size_t bytes) {
     return std::fread(line, 1, bytes, m_file.get()) == bytes;
 }
 
-DWORD CFrameReader::Begin(SANE_Handle device, const PageCut& cut, const ToneTables& tones) {
-    m_device = device;
+// A device that has another resolution than it says tells a page that is much smaller than the
+// window. Who doesn't know the lines, such as a hand scanner, may be narrower too; a sheet may be
+// shorter.
+DWORD CFrameReader::BeginFrame() {
+    constexpr std::size_t kShare = 20;
+    constexpr std::size_t kFew = 64;
+    const auto isWhole = [](std::size_t told, std::size_t made) {
+        return told + made / kShare + kFew >= made;
+    };
+    if (const DWORD code = m_frame.Begin(*m_device, m_cut.isSheet); code != OSTREL_NO_ERROR)
+        return code;
+    const std::size_t lines = m_frame.ToldLines();
+    const bool isAlike = lines == 0 || (isWhole(m_frame.Pixels(), m_cut.madeWidth) &&
+                                        (m_cut.isSheet || isWhole(lines, m_cut.madeHeight)));
+    return isAlike ? OSTREL_NO_ERROR : OSTREL_COMMUNICATION;
+}
+
+DWORD CFrameReader::Begin(CSaneDevice& device, const PageCut& cut, const ToneTables& tones) {
+    m_device = &device;
     m_cut = cut;
     m_tones = tones;
     m_hasBegun = false;
     m_hasColor = {};
     m_planes = {};
-    const DWORD code = m_frame.Begin(device, cut.isSheet);
-    if (code != OSTREL_NO_ERROR)
+    if (const DWORD code = BeginFrame(); code != OSTREL_NO_ERROR)
         return code;
     return (m_frame.Kind() != SANE_FRAME_GRAY) == cut.fromColor ? OSTREL_NO_ERROR
                                                                 : OSTREL_NOT_IMPLEMENTED;
@@ -62,9 +78,9 @@ DWORD CFrameReader::SkipTop() {
 // Every colour comes once.
 DWORD CFrameReader::NextFrame() {
     const std::lock_guard lock(CSaneLibrary::Lock());
-    if (const SANE_Status status = sane_start(m_device); status != SANE_STATUS_GOOD)
+    if (const SANE_Status status = m_device->Start(); status != SANE_STATUS_GOOD)
         return CodeOfSane(status);
-    const DWORD code = m_frame.Begin(m_device, m_cut.isSheet);
+    const DWORD code = BeginFrame();
     if (code != OSTREL_NO_ERROR)
         return code;
     return IsPlane(m_frame.Kind()) && !m_hasColor[ColorOf(m_frame.Kind())] ? OSTREL_NO_ERROR
@@ -91,7 +107,7 @@ DWORD CFrameReader::KeepPlane(CPlaneFile& plane) {
     if (code != OSTREL_NO_ERROR && code != OSTREL_END_OF_MEDIA)
         return code;
     if (code == OSTREL_NO_ERROR)
-        m_frame.Drain(kAll);
+        Drain();
     return plane.Rewind() ? OSTREL_NO_ERROR : OSTREL_OUT_OF_MEMORY;
 }
 

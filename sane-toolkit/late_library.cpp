@@ -57,4 +57,14 @@ SANE_Status sane_control_option(SANE_Handle handle, SANE_Int number, SANE_Action
     return operation ? operation(handle, number, action, value, info) : SANE_STATUS_UNSUPPORTED;
 }
 
+SANE_Status sane_start(SANE_Handle handle) {
+    const auto operation = Find<decltype(sane_start)>("sane_start");
+    return operation ? operation(handle) : SANE_STATUS_UNSUPPORTED;
+}
+
+void sane_cancel(SANE_Handle handle) {
+    if (const auto operation = Find<decltype(sane_cancel)>("sane_cancel"))
+        operation(handle);
+}
+
 }  // extern "C"

@@ -5,7 +5,6 @@
 
 #include "controller/toolkit_records.h"
 #include "platform/sync.h"
-#include "sane-toolkit/sane_device.h"
 
 namespace {
 
@@ -45,13 +44,13 @@ DWORD CheckFrameKind(const SANE_Parameters& parameters) {
     return depth == 1 || depth == 8 || depth == 16 ? OSTREL_NO_ERROR : OSTREL_NOT_IMPLEMENTED;
 }
 
-DWORD CRawFrame::Begin(SANE_Handle device, bool isSheet) {
-    m_device = device;
+DWORD CRawFrame::Begin(CSaneDevice& device, bool isSheet) {
+    m_device = &device;
     m_isSheet = isSheet;
     m_lines = 0;
     m_isOver = false;
     m_parameters = {};
-    if (const SANE_Status status = sane_get_parameters(device, &m_parameters);
+    if (const SANE_Status status = sane_get_parameters(device.Handle(), &m_parameters);
         status != SANE_STATUS_GOOD)
         return CodeOfSane(status);
     if (const DWORD code = CheckFrameKind(m_parameters); code != OSTREL_NO_ERROR)
@@ -73,8 +72,8 @@ DWORD CRawFrame::Begin(SANE_Handle device, bool isSheet) {
 // no number may end anywhere.
 bool CRawFrame::IsTooShort() const {
     constexpr std::size_t kShare = 200;
-    const auto told = static_cast<std::size_t>(std::max(m_parameters.lines, 0));
-    return m_lines == 0 || (!m_isSheet && m_lines + std::max(told / kShare, kFewLines) < told);
+    return m_lines == 0 ||
+           (!m_isSheet && m_lines + std::max(ToldLines() / kShare, kFewLines) < ToldLines());
 }
 
 DWORD CRawFrame::ReadRaw() {
@@ -86,7 +85,9 @@ DWORD CRawFrame::ReadRaw() {
         SANE_Status status = SANE_STATUS_GOOD;
         {
             const std::lock_guard lock(CSaneLibrary::Lock());
-            status = sane_read(m_device, m_raw.data() + have, room, &got);
+            if (m_device->IsToStop())
+                return OSTREL_CANCEL_BUTTON;
+            status = sane_read(m_device->Handle(), m_raw.data() + have, room, &got);
         }
         m_isOver = status == SANE_STATUS_EOF;
         if (m_isOver && IsTooShort())

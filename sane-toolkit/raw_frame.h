@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/types.h"
+#include "sane-toolkit/sane_device.h"
 
 inline constexpr std::size_t kColors = 3;
 
@@ -21,15 +22,20 @@ class CRawFrame {
     // Asks for the frame that the started device delivers. OSTREL_NOT_IMPLEMENTED for one that
     // CheckFrameKind refuses, OSTREL_COMMUNICATION for sizes that can't be. A sheet may be shorter
     // than what the device tells.
-    DWORD Begin(SANE_Handle device, bool isSheet);
+    DWORD Begin(CSaneDevice& device, bool isSheet);
     SANE_Frame Kind() const { return m_parameters.format; }
     bool IsLast() const { return m_parameters.last_frame != SANE_FALSE; }
     // Samples of a pixel.
     std::size_t Samples() const { return m_parameters.format == SANE_FRAME_RGB ? kColors : 1; }
     std::size_t Pixels() const { return m_pixels; }
+    // 0 when the device doesn't know.
+    std::size_t ToldLines() const {
+        return m_parameters.lines > 0 ? static_cast<std::size_t>(m_parameters.lines) : 0;
+    }
 
     // OSTREL_END_OF_MEDIA behind the last line; one that isn't whole at the end is none.
-    // OSTREL_COMMUNICATION for an end that comes too soon.
+    // OSTREL_COMMUNICATION for an end that comes too soon, OSTREL_CANCEL_BUTTON when somebody has
+    // asked the device to stop.
     DWORD Read();
     // The device has told the frame's end.
     bool IsOver() const { return m_isOver; }
@@ -43,7 +49,7 @@ class CRawFrame {
     void Unpack();
     bool IsTooShort() const;
 
-    SANE_Handle m_device = nullptr;
+    CSaneDevice* m_device = nullptr;
     SANE_Parameters m_parameters = {};
     std::size_t m_pixels = 0;
     std::size_t m_lines = 0;  // read so far

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -90,36 +91,60 @@ bool SaneRange::Has(double value) const {
     return step <= 0 || isSame(low + std::round((value - low) / step) * step);
 }
 
-DWORD CSaneDevice::Open(const std::string& name, std::unique_ptr<CSaneDevice>& device) {
+Attempt CSaneDevice::Open(const std::string& name, std::unique_ptr<CSaneDevice>& device) {
     if (name.empty() || !IsForeignName(name))
-        return OSTREL_NOT_FOUND;
+        return {OSTREL_NOT_FOUND};
     auto library = CSaneLibrary::Get();
     if (!library)
-        return OSTREL_OPEN_FAILED;
+        return {OSTREL_OPEN_FAILED};
     std::unique_ptr<CSaneDevice> made(new CSaneDevice(std::move(library)));
-    const SANE_Status status = sane_open(name.c_str(), &made->m_handle);
+    if (const DWORD code = made->m_turn.Take(name); code != OSTREL_NO_ERROR)
+        return {code};
+    SANE_Handle handle = nullptr;
+    const SANE_Status status = sane_open(name.c_str(), &handle);
     // A name that no back end knows is an invalid one.
     if (status == SANE_STATUS_INVAL)
-        return OSTREL_NOT_FOUND;
+        return {OSTREL_NOT_FOUND};
     if (status != SANE_STATUS_GOOD)
-        return CodeOfSane(status);
-    if (!made->m_handle)
-        return OSTREL_OPEN_FAILED;
+        return {CodeOfSane(status), status == SANE_STATUS_DEVICE_BUSY};
+    if (!handle)
+        return {OSTREL_OPEN_FAILED};
+    made->m_handle = handle;
     device = std::move(made);
-    return OSTREL_NO_ERROR;
+    return {OSTREL_NO_ERROR};
 }
 
 CSaneDevice::~CSaneDevice() {
+    if (m_stop)
+        Cancel();
     if (m_handle)
         sane_close(m_handle);
 }
 
+SANE_Status CSaneDevice::Start() {
+    if (IsToStop())
+        return SANE_STATUS_CANCELLED;
+    if (!m_stop) {
+        m_stop = std::make_shared<CScanStop>(m_handle);
+        m_work.emplace([stop = m_stop] { stop->Halt(); });
+    }
+    return sane_start(m_handle);
+}
+
+void CSaneDevice::Cancel() {
+    sane_cancel(m_handle);
+    if (m_stop)
+        m_stop->End();
+    m_work.reset();
+    m_stop.reset();
+}
+
 SANE_Int CSaneDevice::OptionCount() const {
     SANE_Int count = 0;
-    if (sane_control_option(m_handle, 0, SANE_ACTION_GET_VALUE, &count, nullptr) !=
-        SANE_STATUS_GOOD)
-        return 0;
-    return std::min(count, kMostOptions);
+    const SANE_Status status =
+        sane_control_option(m_handle, 0, SANE_ACTION_GET_VALUE, &count, nullptr);
+    Note(status);
+    return status == SANE_STATUS_GOOD ? std::min(count, kMostOptions) : 0;
 }
 
 void CSaneDevice::VisitOptions(
@@ -145,15 +170,36 @@ const SANE_Option_Descriptor* CSaneDevice::Find(const char* name, SANE_Int& numb
 
 bool CSaneDevice::Control(SANE_Int number, SANE_Action action, void* value) {
     SANE_Int info = 0;  // what else changed is looked up anew in any case
-    return sane_control_option(m_handle, number, action, value, &info) == SANE_STATUS_GOOD;
+    const SANE_Status status = sane_control_option(m_handle, number, action, value, &info);
+    Note(status);
+    return status == SANE_STATUS_GOOD;
+}
+
+// A value that isn't taken says nothing of the device.
+void CSaneDevice::Note(SANE_Status status) const {
+    if (status != SANE_STATUS_GOOD && status != SANE_STATUS_INVAL &&
+        status != SANE_STATUS_UNSUPPORTED)
+        m_trouble = CodeOfSane(status);
+}
+
+DWORD CSaneDevice::WhyRefused(DWORD otherwise) {
+    const DWORD trouble = std::exchange(m_trouble, OSTREL_NO_ERROR);
+    return trouble != OSTREL_NO_ERROR ? trouble : otherwise;
+}
+
+bool CSaneDevice::HasText(SANE_Int number, const SANE_Option_Descriptor& option,
+                          const std::string& value) {
+    std::vector<char> text(static_cast<std::size_t>(option.size) + 1);
+    return Control(number, SANE_ACTION_GET_VALUE, text.data()) && value == text.data();
 }
 
 bool CSaneDevice::SetText(const char* name, const std::string& value) {
     SANE_Int number = 0;
     const SANE_Option_Descriptor* option = Find(name, number);
-    if (!option || option->type != SANE_TYPE_STRING || !SANE_OPTION_IS_SETTABLE(option->cap) ||
-        option->size < 0 || option->size > kMostText)
+    if (!option || option->type != SANE_TYPE_STRING || option->size < 0 || option->size > kMostText)
         return false;
+    if (!SANE_OPTION_IS_SETTABLE(option->cap))
+        return HasText(number, *option, value);
     // The device may write its own word over it.
     std::vector<char> text(std::max(value.size() + 1, static_cast<std::size_t>(option->size)));
     std::ranges::copy(value, text.begin());
@@ -169,9 +215,13 @@ bool CSaneDevice::Set(const char* name, const std::string& value) {
 bool CSaneDevice::SetNumber(const char* name, double value) {
     SANE_Int number = 0;
     const SANE_Option_Descriptor* option = Find(name, number);
-    if (!option || !IsNumber(*option) || !SANE_OPTION_IS_SETTABLE(option->cap))
+    if (!option || !IsNumber(*option))
         return false;
     SANE_Word word = ToWord(*option, value);
+    if (!SANE_OPTION_IS_SETTABLE(option->cap)) {
+        SANE_Word present = 0;
+        return Control(number, SANE_ACTION_GET_VALUE, &present) && present == word;
+    }
     return Control(number, SANE_ACTION_SET_VALUE, &word);
 }
 
@@ -208,6 +258,18 @@ std::optional<double> CSaneDevice::Number(const char* name) {
     return FromWord(*option, word);
 }
 
+std::vector<double> CSaneDevice::Numbers(const char* name) {
+    SANE_Int number = 0;
+    const SANE_Option_Descriptor* option = Find(name, number);
+    std::vector<SANE_Word> words(option ? EntriesOf(*option) : 0);
+    if (words.empty() || !Control(number, SANE_ACTION_GET_VALUE, words.data()))
+        return {};
+    std::vector<double> numbers(words.size());
+    std::ranges::transform(words, numbers.begin(),
+                           [option](SANE_Word word) { return FromWord(*option, word); });
+    return numbers;
+}
+
 std::vector<std::string> CSaneDevice::Texts(const char* name) const {
     SANE_Int number = 0;
     const SANE_Option_Descriptor* option = Find(name, number);
@@ -215,8 +277,9 @@ std::vector<std::string> CSaneDevice::Texts(const char* name) const {
     if (!option || option->constraint_type != SANE_CONSTRAINT_STRING_LIST ||
         !option->constraint.string_list)
         return texts;
-    for (auto text = option->constraint.string_list; *text; ++text)
-        texts.emplace_back(*text);
+    const auto* list = option->constraint.string_list;
+    for (SANE_Int i = 0; i < kMostOptions && list[i]; ++i)
+        texts.emplace_back(list[i], strnlen(list[i], kMostText));
     return texts;
 }
 

@@ -14,6 +14,9 @@
 #include <vector>
 
 #include "controller/toolkit_records.h"
+#include "platform/device_at_work.h"
+#include "sane-toolkit/device_turn.h"
+#include "sane-toolkit/scan_stop.h"
 
 // The toolkit's code for a status of SANE. OSTREL_END_OF_MEDIA for the end of a frame.
 DWORD CodeOfSane(SANE_Status status);
@@ -55,16 +58,24 @@ struct SaneWindow {
 // Who uses it holds CSaneLibrary::Lock().
 class CSaneDevice {
   public:
-    static DWORD Open(const std::string& name, std::unique_ptr<CSaneDevice>& device);
+    // OSTREL_NOT_FOUND for a device that isn't there, OSTREL_LOCK_FAILED for one that is in use.
+    static Attempt Open(const std::string& name, std::unique_ptr<CSaneDevice>& device);
     ~CSaneDevice();
     CSaneDevice(const CSaneDevice&) = delete;
     CSaneDevice& operator=(const CSaneDevice&) = delete;
 
     SANE_Handle Handle() const { return m_handle; }
 
+    // sane_start, with which the device is at work until it is cancelled.
+    SANE_Status Start();
+    void Cancel();
+    // Somebody has asked the running scan to end. Needs no lock.
+    bool IsToStop() const { return m_stop && m_stop->IsAsked(); }
+
     // Each option that is active and has a name, and each group of options, in the device's order.
     void VisitOptions(const std::function<void(const SANE_Option_Descriptor&)>& visit) const;
-    // False when there is no such option that can be set now, or the device refuses the value.
+    // False when there is no such option that can be set now, or the device refuses the value. What
+    // an option has already it needn't be set to.
     bool SetText(const char* name, const std::string& value);
     // A word, or for an option of one number the number as text.
     bool Set(const char* name, const std::string& value);
@@ -73,6 +84,8 @@ class CSaneDevice {
     bool SetNumbers(const char* name, const std::vector<double>& values);
     // What the option has, in its own unit.
     std::optional<double> Number(const char* name);
+    // All of a table's entries; none for what is no table of numbers.
+    std::vector<double> Numbers(const char* name);
     // Numbers that the option has: one, those of a table, or 0 for no option of numbers.
     std::size_t Entries(const char* name) const;
     bool IsSettable(const char* name) const;
@@ -85,6 +98,10 @@ class CSaneDevice {
     // Takes the window that surrounds the wanted one, and tells which one that is.
     DWORD SetWindow(const SaneWindow& wanted, SaneWindow& made);
 
+    // Why options were refused since this was asked last: a failure of the device itself, or what
+    // it otherwise means.
+    DWORD WhyRefused(DWORD otherwise);
+
   private:
     SANE_Int OptionCount() const;
     explicit CSaneDevice(std::shared_ptr<CSaneLibrary> library) : m_library(std::move(library)) {}
@@ -92,9 +109,17 @@ class CSaneDevice {
     // others. Null when it isn't there or not active.
     const SANE_Option_Descriptor* Find(const char* name, SANE_Int& number) const;
     bool Control(SANE_Int number, SANE_Action action, void* value);
+    void Note(SANE_Status status) const;
+    // Whether an option that can't be set, or need not be, has the text.
+    bool HasText(SANE_Int number, const SANE_Option_Descriptor& option, const std::string& value);
     // An edge of the window: at or outside of the wanted one.
     bool SetOutward(const char* name, const SaneRange& range, double wanted, bool isLowEnd);
 
     std::shared_ptr<CSaneLibrary> m_library;
+    CDeviceTurn m_turn;
     SANE_Handle m_handle = nullptr;
+    mutable DWORD m_trouble = OSTREL_NO_ERROR;
+    // While the device is at work.
+    std::shared_ptr<CScanStop> m_stop;
+    std::optional<CDeviceAtWork> m_work;
 };

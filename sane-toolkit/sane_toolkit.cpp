@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <cstring>
+#include <string_view>
 
 #include "platform/contained.h"
 #include "platform/text.h"
@@ -12,7 +14,7 @@ namespace {
 constexpr DWORD kSession = 1;  // an object has one
 constexpr BYTE kBits = 8;      // a sample
 
-// The built-in defaults, but for the seventh number of the eleven: samples are sRGB.
+// The built-in defaults, but for the eighth number of the eleven: samples are sRGB.
 constexpr char kEncodedProfile[] =
     "DEFAULTS\n"
     "200, 200, 1, 0, 1, 1200, 980, 1, 1, 240, 180\n";
@@ -23,22 +25,31 @@ HRESULT Answer(DWORD* error, DWORD code) {
     return code == OSTREL_NO_ERROR ? S_OK : E_FAIL;
 }
 
-// No exception leaves an operation, and the library is used by one thread at a time.
+// No exception leaves an operation.
 template <class Body>
-DWORD Guarded(Body body) {
+DWORD ContainedCode(Body body) {
     DWORD code = OSTREL_OUT_OF_MEMORY;
     Contained([&] {
-        const std::lock_guard lock(CSaneLibrary::Lock());
         code = body();
         return S_OK;
     });
     return code;
 }
 
+// The library is used by one thread at a time.
+template <class Body>
+DWORD Guarded(Body body) {
+    return ContainedCode([&body] {
+        const std::lock_guard lock(CSaneLibrary::Lock());
+        return body();
+    });
+}
+
 // The model names a profile's file: letters and digits of the device's name.
-void WriteModel(const std::string& name, char (&model)[kOstrelModelChars]) {
-    std::size_t length = 0;
-    for (const char letter : "SANE-" + name) {
+void WriteModel(std::string_view name, char (&model)[kOstrelModelChars]) {
+    constexpr std::string_view kPrefix = "SANE-";
+    std::size_t length = kPrefix.copy(model, kPrefix.size());
+    for (const char letter : name) {
         const auto code = static_cast<unsigned char>(letter);
         if (length + 1 < kOstrelModelChars && (std::isalnum(code) || letter == '-'))
             model[length++] = static_cast<char>(std::toupper(code));
@@ -57,16 +68,16 @@ HRESULT CSaneToolkit::QueryInterface(REFIID iid, void** object) {
     if (!object)
         return E_POINTER;
     *object = nullptr;
-    const ScannerSources sources = m_device ? m_device->Facts().sources : ScannerSources{};
+    const ScannerFacts* const facts = m_device ? &m_device->Facts() : nullptr;
     if (iid == IID_IUnknown || iid == IID_IOstrelDevice)
         *object = static_cast<IOstrelDevice*>(this);
-    else if (iid == IID_IOstrelADF2 && HasFacet(sources.feeder.IsThere()))
+    else if (iid == IID_IOstrelADF2 && HasFacet(facts && facts->sources.feeder.IsThere()))
         *object = static_cast<IOstrelADF2*>(this);
-    else if (iid == IID_IOstrelXPA && HasFacet(sources.adapter.IsThere()))
+    else if (iid == IID_IOstrelXPA && HasFacet(facts && facts->sources.adapter.IsThere()))
         *object = static_cast<IOstrelXPA*>(this);
     else if (iid == IID_IOstrelButtons && HasFacet(m_device && m_device->Buttons().Count() > 0))
         *object = static_cast<IOstrelButtons*>(this);
-    else if (iid == IID_IOstrelProfile && HasFacet(m_device && !m_device->Facts().isLight))
+    else if (iid == IID_IOstrelProfile && HasFacet(facts && !facts->isLight))
         *object = static_cast<IOstrelProfile*>(this);
     if (!*object)
         return E_NOINTERFACE;
@@ -94,6 +105,11 @@ DWORD CSaneToolkit::Check(DWORD session) const {
     return m_lock.IsHeld() ? OSTREL_NO_ERROR : OSTREL_NOT_LOCKED;
 }
 
+DWORD CSaneToolkit::CheckDevice(DWORD session) const {
+    const DWORD code = Check(session);
+    return code != OSTREL_NO_ERROR || m_device->HasDevice() ? code : OSTREL_LOCK_FAILED;
+}
+
 DWORD CSaneToolkit::Open(const std::string& port) {
     return m_lock.Open(port) ? CSharedDevice::Open(port, m_device) : OSTREL_OPEN_FAILED;
 }
@@ -102,7 +118,7 @@ HRESULT CSaneToolkit::OpenDevice(LPCOLESTR name, WORD, DWORD* session, DWORD* er
     if (!name || !session || m_device)
         return Answer(error, OSTREL_INVALID_PARAMETER);
     *session = kSession;
-    return Answer(error, Guarded([&] { return Open(TextFromWide(name)); }));
+    return Answer(error, ContainedCode([&] { return Open(TextFromWide(name)); }));
 }
 
 HRESULT CSaneToolkit::CloseDevice(DWORD session, DWORD* error) {
@@ -121,12 +137,17 @@ HRESULT CSaneToolkit::CloseDevice(DWORD session, DWORD* error) {
 HRESULT CSaneToolkit::LockScanner(DWORD session, WORD mode, DWORD milliseconds, DWORD* error) {
     if (!IsOpen(session))
         return Answer(error, OSTREL_INVALID_SESSION);
+    using std::chrono::steady_clock;
+    const auto begin = steady_clock::now();
     if (!m_lock.Take(milliseconds))
         return Answer(error, OSTREL_LOCK_FAILED);
     if (m_lock.Levels() > 1)
         return Answer(error, OSTREL_NO_ERROR);
     const bool isInPassing = mode == OSTREL_LOCK_SHORT_JOB && milliseconds == 0;
-    const DWORD code = Guarded([&] { return m_device->Use(isInPassing); });
+    const auto waited =
+        std::chrono::duration_cast<std::chrono::milliseconds>(steady_clock::now() - begin).count();
+    const auto left = static_cast<DWORD>(milliseconds > waited ? milliseconds - waited : 0);
+    const DWORD code = ContainedCode([&] { return m_device->Use(left, isInPassing); });
     if (code != OSTREL_NO_ERROR)
         m_lock.GiveBack();
     return Answer(error, code);
@@ -268,7 +289,7 @@ HRESULT CSaneToolkit::GetScanSetup(DWORD session, const OstrelScanParams* params
     if (!params || !setup)
         return Answer(error, OSTREL_INVALID_PARAMETER);
     *setup = {};
-    if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
+    if (const DWORD code = CheckDevice(session); code != OSTREL_NO_ERROR)
         return Answer(error, code);
     // Whether a sheet has two sides comes later; the last answer is likely to be the next one.
     const bool isDuplex = m_isDuplex && params->source == OSTREL_SOURCE_FEEDER;
@@ -279,11 +300,15 @@ HRESULT CSaneToolkit::GetScanSetup(DWORD session, const OstrelScanParams* params
 }
 
 DWORD CSaneToolkit::Begin() {
-    const SANE_Handle device = m_device->Device().Handle();
-    if (const SANE_Status status = sane_start(device); status != SANE_STATUS_GOOD)
+    CSaneDevice& device = m_device->Device();
+    m_pending = OSTREL_NO_ERROR;
+    const SANE_Status status = device.Start();
+    m_isInBatch = m_isInBatch || status == SANE_STATUS_GOOD;
+    if (status != SANE_STATUS_GOOD)
         return CodeOfSane(status);
-    m_isScanning = m_isInBatch = true;
-    sane_set_io_mode(device, SANE_FALSE);  // blocks; what can't be asked to does so already
+    m_isScanning = true;
+    sane_set_io_mode(device.Handle(),
+                     SANE_FALSE);  // blocks; what can't be asked to does so already
     return m_reader.Begin(device, m_plan.cut, m_tones);
 }
 
@@ -308,7 +333,7 @@ HRESULT CSaneToolkit::BeginRead(DWORD session, DWORD* status) {
 
 void CSaneToolkit::Cancel() {
     if (m_isInBatch && m_device->HasDevice())
-        sane_cancel(m_device->Device().Handle());
+        m_device->Device().Cancel();
     m_isScanning = m_isInBatch = m_isBackDue = false;
 }
 
@@ -333,8 +358,11 @@ HRESULT CSaneToolkit::EndScan(DWORD session, DWORD* error) {
 
 // At least a line, and no more than comes: a failure behind whole lines is told by the next call.
 DWORD CSaneToolkit::Read(BYTE* out, DWORD bytesWanted, DWORD& bytesRead) {
-    constexpr std::size_t kMostDrained = 2000;  // lines; the steps of a window are smaller
     const auto lineBytes = static_cast<DWORD>(m_reader.LineBytes());
+    if (bytesWanted < lineBytes)
+        return OSTREL_INVALID_PARAMETER;
+    if (m_pending != OSTREL_NO_ERROR)
+        return m_pending;
     DWORD code = OSTREL_END_OF_MEDIA;
     while (m_linesLeft > 0 && bytesRead + lineBytes <= bytesWanted) {
         code = m_reader.ReadLine(out + bytesRead);
@@ -342,12 +370,13 @@ DWORD CSaneToolkit::Read(BYTE* out, DWORD bytesWanted, DWORD& bytesRead) {
             break;
         bytesRead += lineBytes;
         --m_linesLeft;
-        if (m_linesLeft == 0) {
-            m_reader.Drain(m_params.source == OSTREL_SOURCE_FEEDER ? CFrameReader::kAll
-                                                                   : kMostDrained);
-        }
+        if (m_linesLeft == 0)
+            m_reader.Drain();
     }
-    return code;
+    if (code == OSTREL_NO_ERROR || code == OSTREL_END_OF_MEDIA || bytesRead == 0)
+        return code;
+    m_pending = code;
+    return OSTREL_NO_ERROR;
 }
 
 HRESULT CSaneToolkit::ReadScan(DWORD session, void* buffer, DWORD bytesWanted, DWORD* bytesRead,
@@ -376,7 +405,7 @@ HRESULT CSaneToolkit::IsPaperInADF(DWORD session, BOOL* paper, DWORD* error) {
     if (!paper)
         return Answer(error, OSTREL_INVALID_PARAMETER);
     *paper = FALSE;
-    if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
+    if (const DWORD code = CheckDevice(session); code != OSTREL_NO_ERROR)
         return Answer(error, code);
     return Answer(error, Guarded([&]() -> DWORD {
                       *paper = m_isBackDue || ReadPaperSensor(m_device->Device()).value_or(true);
@@ -396,7 +425,7 @@ HRESULT CSaneToolkit::ADF2PaperFeed(DWORD session, DWORD* pageLength, DWORD* err
 
 // What was told of the page holds, also where the device has another window for both sides.
 HRESULT CSaneToolkit::SetADFMode(DWORD session, DWORD mode, DWORD* error) {
-    if (const DWORD code = Check(session); code != OSTREL_NO_ERROR)
+    if (const DWORD code = CheckDevice(session); code != OSTREL_NO_ERROR)
         return Answer(error, code);
     if (!m_isArmed)
         return Answer(error, OSTREL_NO_ERROR);

@@ -66,6 +66,8 @@ class CSaneToolkit : public IOstrelDevice,
 
   private:
     DWORD Check(DWORD session) const;
+    // Also that the device isn't given away.
+    DWORD CheckDevice(DWORD session) const;
     bool IsOpen(DWORD session) const;
     DWORD Open(const std::string& port);
     bool HasFacet(bool isThere) const { return !m_device || isThere; }
@@ -86,8 +88,9 @@ class CSaneToolkit : public IOstrelDevice,
 
     CFrameReader m_reader;
     DWORD m_linesLeft = 0;
-    bool m_isArmed = false;     // a sheet's scan waits for the feeder's mode
-    bool m_isScanning = false;  // from the device's start to EndScan
+    DWORD m_pending = OSTREL_NO_ERROR;  // what the next read fails with
+    bool m_isArmed = false;             // a sheet's scan waits for the feeder's mode
+    bool m_isScanning = false;          // from the device's start to EndScan
     // The device has begun and wasn't cancelled: it gives the next sheet at the next start, with
     // the same settings.
     bool m_isInBatch = false;

@@ -4,8 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
-
-#include "sane-toolkit/device_gamma.h"
+#include <cstring>
 
 namespace {
 
@@ -13,6 +12,8 @@ constexpr double kUnitsPerInch = 300;
 constexpr double kMillimetresPerInch = 25.4;
 constexpr double kUnitsPerMillimetre = kUnitsPerInch / kMillimetresPerInch;
 constexpr DWORD kBits = 8;
+// Lines that a window may have below the wanted one: its steps are smaller.
+constexpr DWORD kMostBelow = 2000;
 // Of a pixel; fixed numbers have 16 bits behind the point.
 constexpr double kPixelError = 0.01;
 
@@ -54,8 +55,9 @@ DWORD CheckKind(CSaneDevice& device, const ScannerFacts& facts, bool wantsColor,
     return isAsAsked ? OSTREL_NO_ERROR : OSTREL_NOT_IMPLEMENTED;
 }
 
-// The pixels of one side: those left out ahead of the wanted ones, and how many there are.
+// The pixels of one side: those left out ahead of the wanted ones, and how many of these there are.
 struct SideCut {
+    DWORD there = 0;  // on the device's window
     DWORD skipped = 0;
     DWORD pixels = 0;
 };
@@ -66,6 +68,7 @@ SideCut CutSide(DWORD start, DWORD length, double origin, double madeLow, double
     // Devices give the whole pixels of a window at least.
     const double there = std::floor((madeHigh - madeLow) * perMillimetre + kPixelError);
     SideCut cut;
+    cut.there = static_cast<DWORD>(std::max(there, 0.0));
     cut.skipped = static_cast<DWORD>(std::max(0L, std::lround(ahead)));
     const double wanted = std::floor(length * resolution / kUnitsPerInch);
     cut.pixels = static_cast<DWORD>(std::clamp(there - cut.skipped, 0.0, wanted));
@@ -97,11 +100,50 @@ DWORD PlanWindow(CSaneDevice& device, const OstrelScanParams& params, ScanPlan& 
     plan.cut.width = across.pixels;
     plan.cut.height = along.pixels;
     plan.cut.isColor = params.colorMode == OSTREL_COLOR;
+    plan.cut.madeWidth = across.there;
+    plan.cut.madeHeight = along.there;
     plan.cut.isSheet = params.source == OSTREL_SOURCE_FEEDER;
+    plan.cut.mostBelow = kMostBelow;
     plan.setup = {};
     plan.setup.pixelsPerLine = across.pixels;
     plan.setup.lines = along.pixels;
     return across.pixels > 0 && along.pixels > 0 ? OSTREL_NO_ERROR : OSTREL_INVALID_PARAMETER;
+}
+
+// Both ways, where the device has an option for each.
+bool ChooseResolution(CSaneDevice& device, WORD resolution) {
+    constexpr double kNear = 0.5;
+    for (const char* name : {SANE_NAME_SCAN_RESOLUTION, SANE_NAME_SCAN_Y_RESOLUTION}) {
+        if (device.Entries(name) == 0 && std::strcmp(name, SANE_NAME_SCAN_Y_RESOLUTION) == 0)
+            continue;
+        device.SetNumber(name, resolution);
+        const auto made = device.Number(name);
+        if (!made || std::abs(*made - resolution) > kNear)
+            return false;
+    }
+    return true;
+}
+
+DWORD SetUp(CSaneDevice& device, const ScannerFacts& facts, const OstrelScanParams& params,
+            const SourceFacts& source, ScanPlan& plan) {
+    const bool isColor = params.colorMode == OSTREL_COLOR;
+    if (!ChooseSource(device, source) || !ChooseMode(device, facts, isColor))
+        return OSTREL_INVALID_PARAMETER;
+    device.SetNumber(SANE_NAME_PREVIEW, SANE_FALSE);
+    if (!ChooseResolution(device, params.xResolution))
+        return OSTREL_INVALID_PARAMETER;
+    if (facts.setsGamma && MakeLight(device, facts.straightCurves) != EGamma::Light)
+        return OSTREL_NOT_IMPLEMENTED;
+    if (const DWORD code = CheckKind(device, facts, isColor, plan.cut.fromColor);
+        code != OSTREL_NO_ERROR)
+        return code;
+    if (const DWORD code = PlanWindow(device, params, plan); code != OSTREL_NO_ERROR)
+        return code;
+    // A sheet that is longer than the window comes to its end below it.
+    if (plan.cut.isSheet)
+        plan.cut.mostBelow +=
+            source.height * params.yResolution / static_cast<DWORD>(kUnitsPerInch);
+    return OSTREL_NO_ERROR;
 }
 
 }  // namespace
@@ -109,19 +151,9 @@ DWORD PlanWindow(CSaneDevice& device, const OstrelScanParams& params, ScanPlan& 
 DWORD PlanScan(CSaneDevice& device, const ScannerFacts& facts, const OstrelScanParams& params,
                bool isDuplex, ScanPlan& plan) {
     const SourceFacts& source = SourceFor(facts.sources, params.source, isDuplex);
-    const bool isColor = params.colorMode == OSTREL_COLOR;
-    if (!IsPossible(facts, source, params) || !ChooseSource(device, source) ||
-        !ChooseMode(device, facts, isColor))
+    if (!IsPossible(facts, source, params))
         return OSTREL_INVALID_PARAMETER;
-    device.SetNumber(SANE_NAME_PREVIEW, SANE_FALSE);
-    device.SetNumber(SANE_NAME_SCAN_RESOLUTION, params.xResolution);
-    if (const auto made = device.Number(SANE_NAME_SCAN_RESOLUTION);
-        !made || std::abs(*made - params.xResolution) > 0.5)
-        return OSTREL_INVALID_PARAMETER;
-    if (facts.setsGamma && MakeLight(device) != EGamma::Light)
-        return OSTREL_NOT_IMPLEMENTED;
-    if (const DWORD code = CheckKind(device, facts, isColor, plan.cut.fromColor);
-        code != OSTREL_NO_ERROR)
-        return code;
-    return PlanWindow(device, params, plan);
+    device.WhyRefused(OSTREL_NO_ERROR);
+    const DWORD code = SetUp(device, facts, params, source, plan);
+    return code == OSTREL_NO_ERROR ? code : device.WhyRefused(code);
 }

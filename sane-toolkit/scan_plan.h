@@ -12,6 +12,7 @@ struct ScanPlan {
 };
 
 // Sets the device up for the parameters and tells what it will deliver: what lies in the window
-// that the device made of the wanted one. OSTREL_INVALID_PARAMETER for what it can't do.
+// that the device made of the wanted one. OSTREL_INVALID_PARAMETER for what it can't do, and the
+// device's own code where it fails.
 DWORD PlanScan(CSaneDevice& device, const ScannerFacts& facts, const OstrelScanParams& params,
                bool isDuplex, ScanPlan& plan);

@@ -2,11 +2,13 @@
 
 #include <sane/saneopts.h>
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
+#include <vector>
 
 #include "controller/toolkit_records.h"
 #include "platform/told_lines.h"
-#include "sane-toolkit/device_gamma.h"
 #include "sane-toolkit/word_choice.h"
 
 namespace {
@@ -16,9 +18,13 @@ constexpr double kDepths[] = {8, 16, 1};
 
 constexpr const char* kColorParts[] = {"color", "colour", "rgb"};
 constexpr const char* kGrayParts[] = {"gray", "grey"};
-constexpr const char* kFewTones[] = {"lineart", "halftone", "binary", "dither"};
-// Some have the depth in the word.
-constexpr const char* kNotPlain[] = {"lineart", "halftone", "binary", "dither", "16", "48"};
+constexpr const char* kFewTones[] = {"lineart",    "line art", "halftone", "binary",
+                                     "dither",     "black",    "b/w",      "bw",
+                                     "monochrome", "mono",     "error",    "diffusion"};
+// Some have the depth in the word, and some a fourth colour that nobody sees.
+constexpr const char* kNotPlain[] = {"lineart", "line art", "halftone",  "binary",
+                                     "dither",  "error",    "diffusion", "16",
+                                     "48",      "rgbi",     "infrared"};
 
 // A device that has nothing else gives black and white as gray.
 bool LearnModes(CSaneDevice& device, ScannerFacts& facts) {
@@ -35,15 +41,30 @@ bool LearnModes(CSaneDevice& device, ScannerFacts& facts) {
 }
 
 // Light is what all modes can give, or none: what tells of it is one profile for the device.
-EGamma LearnGamma(CSaneDevice& device, const ScannerFacts& facts) {
-    std::optional<EGamma> whole;
+EGamma LearnGamma(CSaneDevice& device, ScannerFacts& facts) {
+    std::vector<bool> modes;
     for (const bool takesColor : {true, false}) {
-        if (!facts.HasMode(takesColor))
-            continue;
-        const EGamma one = ChooseMode(device, facts, takesColor) ? MakeLight(device) : EGamma::None;
+        if (facts.HasMode(takesColor) && ChooseMode(device, facts, takesColor))
+            modes.push_back(takesColor);
+    }
+    for (const bool takesColor : modes) {
+        ChooseMode(device, facts, takesColor);
+        std::ranges::copy(StraightCurves(device), std::back_inserter(facts.straightCurves));
+    }
+    std::optional<EGamma> whole;
+    for (const bool takesColor : modes) {
+        ChooseMode(device, facts, takesColor);
+        const EGamma one = MakeLight(device, facts.straightCurves);
         whole = !whole || *whole == one ? one : EGamma::Torn;
     }
     return whole.value_or(EGamma::None);
+}
+
+DWORD Refuse(CSaneDevice& device, const char* why) {
+    const DWORD code = device.WhyRefused(OSTREL_NOT_IMPLEMENTED);
+    if (code == OSTREL_NOT_IMPLEMENTED)
+        TellCause(std::string("this driver can't use the scanner: ") + why);
+    return code;
 }
 
 }  // namespace
@@ -64,19 +85,14 @@ bool ChooseMode(CSaneDevice& device, const ScannerFacts& facts, bool takesColor)
 
 DWORD LearnFacts(CSaneDevice& device, ESamples samples, ScannerFacts& facts) {
     facts = {};
+    device.WhyRefused(OSTREL_NO_ERROR);
     facts.sources = LearnSources(device);
-    if (!facts.sources.Main().IsThere()) {
-        TellCause(
-            "this driver can't use the scanner: it has neither a flatbed nor a feeder with a "
-            "window "
-            "in millimeters and a resolution of 150, 300, 600, 1200, 2400 or 4800 dpi");
-        return OSTREL_NOT_IMPLEMENTED;
-    }
-    if (!LearnModes(device, facts)) {
-        TellCause(
-            "this driver can't use the scanner: none of its modes is colour, gray or lineart");
-        return OSTREL_NOT_IMPLEMENTED;
-    }
+    if (!facts.sources.Main().IsThere())
+        return Refuse(device,
+                      "it has neither a flatbed nor a feeder with a window in millimeters and a "
+                      "resolution of 150, 300, 600, 1200, 2400 or 4800 dpi");
+    if (!LearnModes(device, facts))
+        return Refuse(device, "none of its modes is colour, gray or lineart");
     if (samples == ESamples::Auto) {
         const EGamma gamma = LearnGamma(device, facts);
         facts.setsGamma = gamma == EGamma::Light;

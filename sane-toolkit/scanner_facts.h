@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "sane-toolkit/device_gamma.h"
 #include "sane-toolkit/scanner_sources.h"
 
 // What samples are taken for.
@@ -18,8 +19,9 @@ struct ScannerFacts {
     std::string color;
     std::string gray;
     bool isLight = false;
-    bool setsGamma = false;  // ahead of each scan, so that samples are light
-    bool isTorn = false;     // trying the curve has left the device with half of another
+    bool setsGamma = false;      // ahead of each scan, so that samples are light
+    OptionNames straightCurves;  // by themselves
+    bool isTorn = false;         // trying the curve has left the device with half of another
 
     bool HasMode(bool takesColor) const {
         return takesColor ? !color.empty() || gray.empty() : !gray.empty();
@@ -31,5 +33,6 @@ struct ScannerFacts {
 bool ChooseMode(CSaneDevice& device, const ScannerFacts& facts, bool takesColor);
 
 // Tries the device's options out. OSTREL_NOT_IMPLEMENTED for a device that can't be used, with its
-// cause told in words: with neither flatbed nor feeder, or with modes of which none is known.
+// cause told in words: with neither flatbed nor feeder, or with modes of which none is known. The
+// device's own code for one that fails meanwhile.
 DWORD LearnFacts(CSaneDevice& device, ESamples samples, ScannerFacts& facts);

@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <regex>
 
+#include "sane-toolkit/device_turn.h"
 #include "sane-toolkit/plain_text.h"
 
 namespace {
 
 constexpr std::size_t kMostScanners = 1000;
 constexpr std::size_t kMostName = 1000;  // bytes
+constexpr DWORD kPatience = 3000;  // milliseconds; who polls gives a device away within one or two
 
 // A name is handed back to SANE as it came, so one that can't be told in a line is of no use.
 bool IsName(const char* name) {
@@ -35,6 +38,30 @@ DWORD ReadList(bool isLocalOnly, std::vector<ListedScanner>& scanners) {
     return OSTREL_NO_ERROR;
 }
 
+// The list comes first: some devices can be opened only by back ends that have looked for them.
+Attempt Look(const std::string& name, FoundScanner& scanner) {
+    const std::lock_guard guard(CSaneLibrary::Lock());
+    const auto library = CSaneLibrary::Get();
+    if (!library)
+        return {OSTREL_NOT_IMPLEMENTED};
+    std::vector<ListedScanner> scanners;
+    static_cast<void>(ReadList(false, scanners));  // whether the device is there, opening tells
+    const auto found = std::ranges::find(scanners, name, &ListedScanner::name);
+    if (found != scanners.end())
+        scanner.listed = *found;
+    std::unique_ptr<CSaneDevice> device;
+    const Attempt attempt = CSaneDevice::Open(name, device);
+    if (attempt.code == OSTREL_NO_ERROR)
+        scanner.buttons = LearnButtons(*device);
+    return attempt;
+}
+
+// The bus and the address of a USB device, for which a sign stands.
+std::string KindOfName(const std::string& name) {
+    static const std::regex kPlace("libusb:[0-9]+:[0-9]+");
+    return std::regex_replace(name, kPlace, "libusb");
+}
+
 }  // namespace
 
 DWORD ListScanners(bool isLocalOnly, std::vector<ListedScanner>& scanners) {
@@ -44,24 +71,22 @@ DWORD ListScanners(bool isLocalOnly, std::vector<ListedScanner>& scanners) {
     return library ? ReadList(isLocalOnly, scanners) : OSTREL_NOT_IMPLEMENTED;
 }
 
-// The list comes first: some devices can be opened only by back ends that have looked for them.
 DWORD FindScanner(const std::string& name, FoundScanner& scanner) {
-    const std::lock_guard guard(CSaneLibrary::Lock());
     scanner = {};
     scanner.listed.name = name;
     if (!IsName(name.c_str()))
         return OSTREL_NOT_FOUND;
+    return OpenPatiently(name, kPatience, [&] { return Look(name, scanner); });
+}
+
+std::string PresentName(const std::string& name) {
     const auto library = CSaneLibrary::Get();
-    if (!library)
-        return OSTREL_NOT_IMPLEMENTED;
     std::vector<ListedScanner> scanners;
-    static_cast<void>(ReadList(false, scanners));  // whether the device is there, opening tells
-    const auto found = std::ranges::find(scanners, name, &ListedScanner::name);
-    if (found != scanners.end())
-        scanner.listed = *found;
-    std::unique_ptr<CSaneDevice> device;
-    const DWORD code = CSaneDevice::Open(name, device);
-    if (code == OSTREL_NO_ERROR)
-        scanner.buttons = LearnButtons(*device);
-    return code;
+    if (!library || ReadList(false, scanners) != OSTREL_NO_ERROR)
+        return {};
+    if (std::ranges::find(scanners, name, &ListedScanner::name) != scanners.end())
+        return name;
+    const std::string kind = KindOfName(name);
+    std::erase_if(scanners, [&](const auto& one) { return KindOfName(one.name) != kind; });
+    return kind != name && scanners.size() == 1 ? scanners.front().name : std::string();
 }

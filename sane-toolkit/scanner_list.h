@@ -1,6 +1,5 @@
-// The scanners that SANE sees, for those that install them. Each call begins SANE's library and
-// ends it, and may take seconds, as back ends look for devices in the network too. They take
-// CSaneLibrary::Lock() themselves.
+// The scanners that SANE sees. To list them may take seconds, as back ends look for devices in the
+// network too.
 #pragma once
 
 #include <string>
@@ -19,7 +18,8 @@ struct ListedScanner {
 };
 
 // In SANE's order; without those that come through this project's own back end, and entries that
-// make no sense. OSTREL_NOT_IMPLEMENTED when SANE's library isn't there or can't begin.
+// make no sense. OSTREL_NOT_IMPLEMENTED when SANE's library isn't there or can't begin. Takes
+// the library's lock.
 DWORD ListScanners(bool isLocalOnly, std::vector<ListedScanner>& scanners);
 
 struct FoundScanner {
@@ -28,6 +28,12 @@ struct FoundScanner {
 };
 
 // Opens the device to see that it is there, and asks for its buttons. OSTREL_NOT_FOUND for one that
-// isn't there or is this project's own, OSTREL_LOCK_FAILED for one that another program has open;
-// what SANE's list tells of it is told then too.
+// isn't there or is this project's own, OSTREL_LOCK_FAILED for one that another program doesn't
+// leave for as long as it is waited for; what SANE's list tells of it is told then too. Takes the
+// library's lock.
 DWORD FindScanner(const std::string& name, FoundScanner& scanner);
+
+// The name under which a device that can't be opened by its own is there now: its own, when it is
+// listed, or that of the one device of its kind, for names that change with the USB port and with
+// each plugging in. Empty for none, or for several. Under the library's lock.
+std::string PresentName(const std::string& name);

@@ -22,14 +22,17 @@ constexpr char kFilmType[] = "film-type";
 constexpr char kOn[] = "1";
 constexpr char kOff[] = "0";
 
-constexpr const char* kFlatbedParts[] = {"flatbed", "platen", "normal", "table", "glass"};
-constexpr const char* kNotFlatbed[] = {"transparency", "tpu", "tma", "film", "adf", "feeder"};
+constexpr const char* kFlatbedParts[] = {"flatbed", "platen",     "normal", "table",
+                                         "glass",   "reflective", "fb"};
+constexpr const char* kNotFlatbed[] = {"transparency", "tpu", "tma",   "xpa",
+                                       "film",         "adf", "feeder"};
 constexpr const char* kFeederParts[] = {"adf", "feeder"};
-constexpr const char* kNotFeeder[] = {"duplex", "both", "back", "negative", "positive"};
+constexpr const char* kNotFeeder[] = {"duplex", "both", "back", "rear", "negative", "positive"};
 constexpr const char* kSimplexParts[] = {"simplex"};
 constexpr const char* kDuplexParts[] = {"duplex", "both"};
-constexpr const char* kFilmParts[] = {"transparency", "tpu", "tma", "film", "slide", "positive"};
-constexpr const char* kNotFilm[] = {"negative", "adf", "feeder"};
+constexpr const char* kFilmParts[] = {"transparency", "tpu",   "tma",     "xpa",
+                                      "film",         "slide", "positive"};
+constexpr const char* kNotFilm[] = {"negative", "infrared", "adf", "feeder"};
 constexpr const char* kNegativeParts[] = {"negative"};
 
 using Words = std::vector<std::string>;

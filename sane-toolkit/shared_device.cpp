@@ -3,31 +3,15 @@
 #include <cstring>
 #include <map>
 
-#include "controller/toolkit_records.h"
-#include "platform/named_lock.h"
-#include "platform/sync.h"
+#include "controller/toolkit.h"
 #include "platform/told_lines.h"
-#include "platform/wait_watch.h"
+#include "sane-toolkit/device_turn.h"
+#include "sane-toolkit/scanner_list.h"
 #include "sane-toolkit/scanner_ports.h"
 
 namespace {
 
-// Programs of this driver wait for each other as long as for other scanners, and for a stranger,
-// who doesn't know of it, a moment. Milliseconds.
-constexpr DWORD kPatience = 30000;
-constexpr DWORD kStrangersPatience = 5000;
-constexpr DWORD kPause = 100;
-
 std::map<std::string, std::weak_ptr<CSharedDevice>> g_devices;  // by port; under the lock
-
-// Who waits for the device of this name holds it.
-std::string WishName(const std::string& name) {
-    return "nvqsane-wanted:" + name;
-}
-
-bool IsWanted(const std::string& name) {
-    return !CNamedLock(WishName(name).c_str(), 0).IsHeld();
-}
 
 // An empty name for what is no port.
 std::string NameAt(const std::string& port, ESamples& samples) {
@@ -60,69 +44,69 @@ const char* WhyClosed(DWORD code) {
     }
 }
 
-DWORD OpenPatiently(const std::string& name, std::unique_ptr<CSaneDevice>& device) {
-    DWORD code = CSaneDevice::Open(name, device);
-    for (DWORD waited = 0;
-         code == OSTREL_LOCK_FAILED && waited < kStrangersPatience && WaitGoesOn();
-         waited += kPause) {
-        Sleep(kPause);
-        code = CSaneDevice::Open(name, device);
-    }
+// What a device lacks was told by who looked for it.
+DWORD Told(const std::string& name, DWORD code) {
+    if (code != OSTREL_NO_ERROR && code != OSTREL_NOT_IMPLEMENTED)
+        TellCause("SANE's device " + name + ": " + WhyClosed(code));
     return code;
 }
 
 }  // namespace
 
 DWORD CSharedDevice::Open(const std::string& port, std::shared_ptr<CSharedDevice>& device) {
-    device = g_devices[port].lock();
-    if (device)
-        return device->Use(false);
     ESamples samples = ESamples::Auto;
     const std::string name = NameAt(port, samples);
     if (name.empty())
         return OSTREL_NOT_FOUND;
-    std::shared_ptr<CSharedDevice> made(new CSharedDevice(name, samples));
-    DWORD code = made->Use(false);
-    if (code == OSTREL_NO_ERROR)
-        code = made->Learn();
-    if (code == OSTREL_NO_ERROR)
-        g_devices[port] = device = made;
-    return code;
+    return Told(name, OpenPatiently(name, OSTREL_LOCK_WAIT, [&] {
+                    const std::lock_guard lock(CSaneLibrary::Lock());
+                    return TryOpen(port, device);
+                }));
 }
 
-DWORD CSharedDevice::OpenInPassing() {
-    if (IsWanted(m_name) || !m_hold.Take(0))
-        return OSTREL_LOCK_FAILED;
-    return CSaneDevice::Open(m_name, m_device);
+Attempt CSharedDevice::TryOpen(const std::string& port, std::shared_ptr<CSharedDevice>& device) {
+    std::shared_ptr<CSharedDevice> shared = g_devices[port].lock();
+    const bool isNew = !shared;
+    if (isNew) {
+        ESamples samples = ESamples::Auto;
+        const std::string name = NameAt(port, samples);
+        shared.reset(new CSharedDevice(name, samples));
+    }
+    Attempt attempt = shared->TryUse(false);
+    if (attempt.code == OSTREL_NO_ERROR && isNew)
+        attempt.code = shared->Learn();
+    if (attempt.code == OSTREL_NO_ERROR)
+        g_devices[port] = device = shared;
+    return attempt;
 }
 
-// The wish stands while this waits, and the one before it comes first.
-DWORD CSharedDevice::OpenForUse() {
-    const CWaitScope wait(WaitCause::ScannerInUse);
-    const CNamedLock wish(WishName(m_name).c_str(), kPatience);
-    if (!m_hold.Take(kPatience))
-        return OSTREL_LOCK_FAILED;
-    return OpenPatiently(m_name, m_device);
+DWORD CSharedDevice::Use(DWORD milliseconds, bool isInPassing) {
+    const DWORD code = OpenPatiently(m_name, milliseconds, [&] {
+        const std::lock_guard lock(CSaneLibrary::Lock());
+        return TryUse(isInPassing);
+    });
+    return isInPassing ? code : Told(m_name, code);
 }
 
-DWORD CSharedDevice::Use(bool isInPassing) {
+// A device that has been plugged in anew is there under another name.
+Attempt CSharedDevice::TryUse(bool isInPassing) {
     if (m_device)
-        return OSTREL_NO_ERROR;
-    if (!m_hold.IsOpen() && !m_hold.Open("nvqsane-open:" + m_name))
-        return OSTREL_OPEN_FAILED;
-    const DWORD code = isInPassing ? OpenInPassing() : OpenForUse();
-    if (code != OSTREL_NO_ERROR)
-        m_hold.GiveBack();
-    if (code != OSTREL_NO_ERROR && !isInPassing)
-        TellCause("SANE's device " + m_name + ": " + WhyClosed(code));
-    return code;
+        return {OSTREL_NO_ERROR};
+    if (isInPassing && IsDeviceWanted(m_name))
+        return {OSTREL_LOCK_FAILED};
+    const auto library = CSaneLibrary::Get();
+    Attempt attempt = CSaneDevice::Open(m_name, m_device);
+    if (attempt.code == OSTREL_NOT_FOUND && !isInPassing) {
+        const std::string name = PresentName(m_name);
+        if (!name.empty())
+            attempt = CSaneDevice::Open(name, m_device);
+    }
+    return attempt;
 }
 
 bool CSharedDevice::GiveAway() {
-    if (IsWanted(m_name)) {
+    if (IsDeviceWanted(m_name))
         m_device.reset();
-        m_hold.GiveBack();
-    }
     return !m_device;
 }
 
@@ -131,7 +115,7 @@ DWORD CSharedDevice::Learn() {
     DWORD code = LearnFacts(*m_device, m_samples, m_facts);
     if (code == OSTREL_NO_ERROR && m_facts.isTorn) {
         m_device.reset();
-        code = CSaneDevice::Open(m_name, m_device);
+        code = TryUse(false).code;
     }
     if (code == OSTREL_NO_ERROR)
         m_buttons = CButtonReader(LearnButtons(*m_device));

@@ -34,6 +34,7 @@ class SaneFind : public testing::Test {
     SaneFind() {
         for (const char* name : {"NVQ_REGISTRY", "HOME", "SANE_CONFIG_DIR", "NVQ_STAGED_SCRIPT"})
             setenv(name, (m_home / (name[0] == 'N' ? name : "")).c_str(), 1);
+        setenv("XDG_RUNTIME_DIR", (m_home / "").c_str(), 1);
         setenv("LD_LIBRARY_PATH", STAGED_FOLDER, 1);
         std::ofstream(m_home / "dll.conf") << "staged\n";
         Script(kOptions);
@@ -46,7 +47,7 @@ class SaneFind : public testing::Test {
     }
     std::unique_ptr<CSaneDevice> Open() const {
         std::unique_ptr<CSaneDevice> device;
-        EXPECT_EQ(CSaneDevice::Open("staged:desk", device), OSTREL_NO_ERROR);
+        EXPECT_EQ(CSaneDevice::Open("staged:desk", device).code, OSTREL_NO_ERROR);
         return device;
     }
     // Both streams, one behind the other.

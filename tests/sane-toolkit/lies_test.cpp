@@ -83,8 +83,9 @@ TEST_F(Lies, ThatMatterAreRefusedInWords) {
         {"fail line 8 20", "hatch of the document feeder is open"},
         {"fail line 10 20", "not enough memory"},
         {"fail parameters 9", kConnection},
-        {"fail get: 9", kLacks},
-        {"fail get:tl-x 9", "the resolution"},
+        {"fail get: 9", "it doesn't answer"},
+        {"fail get:tl-x 9", kConnection},
+        {"fail set:tl-x 9 2", kConnection},
         {"fail set:mode 4", "the resolution"},
         {"count -2147483648", kLacks},
         {"when always resolution range=600,75", kLacks},
@@ -93,6 +94,8 @@ TEST_F(Lies, ThatMatterAreRefusedInWords) {
         {"when always br-x range=0,0", kLacks},
         {"when mode=Color tl-x gone=1", kLacks},
         {"when resolution=150 mode value=Gray", "the resolution"},
+        {"option y-resolution int caps=detect value=75", "the resolution"},
+        {"after-lines 100\nextra-lines -140", kConnection},
     };
     Stage();
     Install(kPort);

@@ -28,6 +28,8 @@ class CSaneToolkitTest : public testing::Test {
         setenv("NVQ_REGISTRY", (m_home / "registry.reg").c_str(), 1);
         setenv("HOME", (m_home / "").c_str(), 1);
         setenv("SANE_CONFIG_DIR", (m_home / "").c_str(), 1);
+        // Other tests have devices of the same names.
+        setenv("XDG_RUNTIME_DIR", (m_home / "").c_str(), 1);
         setenv("LD_LIBRARY_PATH", STAGED_FOLDER, 1);
         std::ofstream(m_home / "dll.conf") << backend << '\n';
         // The device for tests forgets texts of its own, which count where leaks are failures, and

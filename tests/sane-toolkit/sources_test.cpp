@@ -157,6 +157,9 @@ TEST_F(Sources, SamplesAreLightInAllForms) {
         {kNumber, "sane-display:staged:one", {}, 2.2},
         {kNumber, "sane-light:staged:one", {}, 2.2},
         {"gamma 2.2", kPort, {}, 2.2},
+        // What is straight by itself may lie over anything.
+        {"gamma 2.2\noption analog-gamma fixed range=0.5,3 value=1", kPort, {}, 2.2},
+        {"gamma 2.2\noption gamma-table int entries=256 range=0,255", kPort, {}, 1},
         // Half of a straight line is none.
         {std::string(kNumber) + "when mode=Gray gamma caps=inactive", kPort, {}, 2.2},
     };
@@ -172,6 +175,62 @@ TEST_F(Sources, SamplesAreLightInAllForms) {
         EXPECT_EQ(page.samples, mode.empty() ? 3 : 1);
         EXPECT_EQ(CountWrong(page, 0, 0, kDpi, kStagedGlass, gamma), 0);
     }
+}
+
+// Words of back ends: the plain one is the right one, and what can't be set needn't be.
+TEST_F(Sources, WordsOfBackEndsAreUnderstood) {
+    const struct {
+        std::string script;
+        Arguments more;
+    } kCases[] = {
+        {"when always source list=Reflective,Positive,Negative", {}},
+        {"when always source list=ADF,fb\nsheets 0", {"--source", "flatbed"}},
+        {"when always source caps=detect", {}},
+        {"when always mode \"list=Gray[Error Diffusion],True Gray,24bit Color\"\n"
+         "when \"mode=Gray[Error Diffusion]\" depth list=1 value=1",
+         kGray},
+        {"when always mode caps=detect list=Gray value=Gray", kGray},
+        {"option y-resolution int range=75,600 value=75", {}},
+    };
+    for (const auto& [script, more] : kCases) {
+        SCOPED_TRACE(script);
+        Stage(script);
+        Arguments arguments = kArea;
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        ASSERT_EQ(Scan(kPort, arguments), 0) << m_error;
+        EXPECT_EQ(CountWrong(Raw(), 0, 0, kDpi, kStagedGlass), 0);
+    }
+}
+
+// A scanner goes on by itself until it is told to stop, also when its program is gone.
+TEST_F(Sources, AnEndFromOutsideStopsTheDevice) {
+    for (const char* slow : {"slow 40", "slow 1500"}) {
+        SCOPED_TRACE(slow);
+        Stage(slow);
+        const std::string trace = m_home / "script.trace";
+        std::filesystem::remove(trace);
+        Arguments arguments = {"scan", kPort, "-o", m_home / "page.pnm"};
+        arguments.insert(arguments.end(), kArea.begin(), kArea.end());
+        CProgram program(m_streams, arguments);
+        while (program.IsRunning() && !std::filesystem::exists(trace))
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        program.Send(SIGINT);
+        EXPECT_EQ(program.Wait(), 130) << program.Error();
+        EXPECT_NE(ReadText(trace).find("start\ncancel\n"), std::string::npos) << ReadText(trace);
+    }
+}
+
+// A name that tells where a device is plugged in changes with that.
+TEST_F(Sources, ADeviceThatIsPluggedInAnewIsFound) {
+    Stage("device unit:libusb:001:004 Staged Plain \"flatbed scanner\"");
+    Install("sane:staged:unit:libusb:001:004");
+    const char kOther[] = "device unit:libusb:002:017 Staged Plain \"flatbed scanner\"\n";
+    Stage(kOther);
+    EXPECT_EQ(Scan("sane:staged:unit:libusb:001:004", kArea), 0) << m_error;
+    Stage(kOther + std::string("device unit:libusb:002:018 Staged Plain \"flatbed scanner\""));
+    EXPECT_EQ(Scan("sane:staged:unit:libusb:001:004", kArea), 1) << "which of them?";
+    EXPECT_NE(m_error.find("there is no such device"), std::string::npos) << m_error;
 }
 
 // Polling a button keeps the device open, and yet another program scans with it; a device that two

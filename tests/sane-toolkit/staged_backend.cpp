@@ -13,6 +13,7 @@
 //   Kinds:
 //                                     devices open parameters start read line get:OPTION set:OPTION
 //   KEY VALUE                         see kKeys
+// Starts, cancels and closings are added to the file of the script's name and ".trace".
 // An option's settings:
 //   value=V unit=mm|pixel|dpi caps=select,detect,inactive,... range=LOW,HIGH,STEP list=A,B,...
 //   entries=N     a table, which begins as a ramp up to the range's end
@@ -27,6 +28,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -37,6 +39,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/sane-toolkit/staged_picture.h"
@@ -57,6 +60,7 @@ const Words kKeys = {"device", "option", "when", "fail",
                      "extra-lines",   // behind those of the window; below 0: missing ones
                      "extra-bytes",   // the same behind the last line
                      "unplug",        // at this line, counted from 1: nothing works from then on
+                     "slow",          // milliseconds that a line and a start take
                      "read-most",     // bytes of a read
                      "read-empty",    // so many reads ahead of each line give nothing
                      "read-length",  // that a read tells: VALUE, or +VALUE more than were asked for
@@ -119,6 +123,14 @@ std::string Text(const std::string& key) {
 int Number(const std::string& key, int otherwise = 0) {
     const std::string text = Text(key);
     return text.empty() ? otherwise : std::stoi(text);
+}
+
+void Trace(const char* call) {
+    std::ofstream(Path() + ".trace", std::ios::app) << call << '\n';
+}
+
+void BeSlow() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(Number("slow")));
 }
 
 // Counts the call.
@@ -530,6 +542,7 @@ SANE_Status Device::Read(SANE_Byte* data, SANE_Int most, SANE_Int& length) {
         status = StatusOf("line");
         if (status != SANE_STATUS_GOOD)
             return status;
+        BeSlow();
         Render(m_at / line_bytes);
     }
     const std::size_t given =
@@ -594,6 +607,7 @@ SANE_Status sane_staged_open(SANE_String_Const name, SANE_Handle* handle) {
     return SANE_STATUS_GOOD;
 }
 void sane_staged_close(SANE_Handle handle) {
+    Trace("close");
     delete &Of(handle);
 }
 
@@ -613,12 +627,15 @@ SANE_Status sane_staged_get_parameters(SANE_Handle handle, SANE_Parameters* para
 }
 SANE_Status sane_staged_start(SANE_Handle handle) {
     const SANE_Status status = StatusOf("start");
+    Trace("start");
+    BeSlow();
     return status == SANE_STATUS_GOOD ? Of(handle).Start() : status;
 }
 SANE_Status sane_staged_read(SANE_Handle handle, SANE_Byte* data, SANE_Int most, SANE_Int* length) {
     return Of(handle).Read(data, most, *length);
 }
 void sane_staged_cancel(SANE_Handle handle) {
+    Trace("cancel");
     Of(handle).Cancel();
 }
 SANE_Status sane_staged_set_io_mode(SANE_Handle, SANE_Bool isNonBlocking) {
