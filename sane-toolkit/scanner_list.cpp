@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <regex>
 
 #include "sane-toolkit/device_turn.h"
 #include "sane-toolkit/plain_text.h"
@@ -56,10 +55,14 @@ Attempt Look(const std::string& name, FoundScanner& scanner) {
     return attempt;
 }
 
-// The bus and the address of a USB device, for which a sign stands.
-std::string KindOfName(const std::string& name) {
-    static const std::regex kPlace("libusb:[0-9]+:[0-9]+");
-    return std::regex_replace(name, kPlace, "libusb");
+// Without the bus and the address of a USB device.
+std::string KindOfName(std::string name) {
+    constexpr char kUsb[] = "libusb:";
+    if (const std::size_t at = name.find(kUsb); at != std::string::npos) {
+        const std::size_t from = at + std::strlen(kUsb);
+        name.erase(from, name.find_first_not_of("0123456789:", from) - from);
+    }
+    return name;
 }
 
 }  // namespace
