@@ -1,5 +1,5 @@
-// Whose turn it is at a device of SANE, among the programs of this driver: one has it open, and those
-// that wait for it say so, that whoever only polls its buttons gives it away.
+// Whose turn it is at a device of SANE, among the programs of this driver: one has it open, and
+// those that wait for it say so, that whoever only polls its buttons gives it away.
 #pragma once
 
 #include <functional>
@@ -27,8 +27,8 @@ struct Attempt {
     bool isStrangers = false;
 };
 
-// Repeats an attempt that gives OSTREL_LOCK_FAILED, so long as told, or a moment where a stranger has
-// the device: a person may be at work there. The wait is told as one for a scanner in use, and ends
-// when its watch says so. Not to be called under the library's lock.
+// Repeats an attempt that gives OSTREL_LOCK_FAILED, so long as told, or a moment where a stranger
+// has the device: a person may be at work there. The wait is told as one for a scanner in use, and
+// ends when its watch says so. Not to be called under the library's lock.
 DWORD OpenPatiently(const std::string& name, DWORD milliseconds,
                     const std::function<Attempt()>& attempt);

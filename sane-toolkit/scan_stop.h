@@ -12,8 +12,8 @@ class CScanStop {
 
     // The scan is to end: no more is to be asked of the device than its cancelling.
     bool IsAsked() const { return m_isAsked; }
-    // From any thread. Cancels the scan when the library is free, or after a second in the middle of
-    // a call, which SANE allows; then gives that call some seconds to come back.
+    // From any thread. Cancels the scan when the library is free, or after a second in the middle
+    // of a call, which SANE allows; then gives that call some seconds to come back.
     void Halt();
     // The scan is over, and the device may be closed. Under the library's lock.
     void End();
