@@ -77,10 +77,12 @@ SANE_Status OnScanner(const char* what, SANE_Handle handle, Body body) {
 }
 
 SANE_Status Open(const char* name, SANE_Handle* handle) {
-    // Programs may open a scanner that they know without asking for the list.
-    if (const SANE_Status status = TheList().Renew(); status != SANE_STATUS_GOOD)
+    // Programs may open a scanner that they know without asking for the list. One that they were
+    // given stays.
+    CDeviceList list;
+    if (const SANE_Status status = list.Renew(); status != SANE_STATUS_GOOD)
         return status;
-    const std::string number = TheList().Find(name ? name : "");
+    const std::string number = list.Find(name ? name : "");
     if (number.empty())
         return SANE_STATUS_INVAL;
     auto scanner = std::make_unique<CScannerHandle>(number);

@@ -1,5 +1,7 @@
 #include "sane-backend/device_list.h"
 
+#include <algorithm>
+
 #include "sane-backend/debug.h"
 #include "sane-backend/status_map.h"
 #include "tools/simulated_device.h"
@@ -28,28 +30,31 @@ SANE_Status CDeviceList::Renew() {
     std::vector<ScanDeviceInfo> devices;
     if (const ScanStatus status = CScanClient().ListDevices(devices); !status.Ok())
         return Told(status);
-    m_entries.clear();
-    m_rows.clear();
+    std::deque<Entry> entries;
+    std::vector<const SANE_Device*> rows;
     for (const ScanDeviceInfo& device : devices) {
         if (!device.fault.empty())
             Debug(EDebug::Failures, device.name + ": " + device.fault);
         if (!device.fault.empty() || IsSane(device) || config.Hides(device))
             continue;
-        Entry& entry = m_entries.emplace_back(
+        Entry& entry = entries.emplace_back(
             Entry{device.number, device.vendor, config.NameOf(device), SANE_Device{}});
         // What kind it is would take opening it; every one of SANE's words but this is narrower.
         entry.device = {entry.number.c_str(), entry.vendor.c_str(), entry.model.c_str(),
                         "flatbed scanner"};
-        m_rows.push_back(&entry.device);
+        rows.push_back(&entry.device);
     }
-    m_rows.push_back(nullptr);
+    rows.push_back(nullptr);
+    m_entries.swap(entries);
+    m_rows.swap(rows);
     return SANE_STATUS_GOOD;
 }
 
 std::string CDeviceList::Find(const std::string& name) const {
-    for (const Entry& entry : m_entries) {
-        if (name.empty() || name == entry.number || name == entry.model)
-            return entry.number;
-    }
-    return {};
+    // Another one may be shown under a number.
+    auto found = std::ranges::find(m_entries, name, &Entry::number);
+    if (found == m_entries.end())
+        found = std::ranges::find_if(
+            m_entries, [&](const Entry& entry) { return name.empty() || name == entry.model; });
+    return found == m_entries.end() ? std::string() : found->number;
 }

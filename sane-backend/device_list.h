@@ -13,7 +13,7 @@ class CDeviceList {
   public:
     // Reads the registry and nvq.conf anew.
     SANE_Status Renew();
-    // Null behind the last. They live until the next Renew.
+    // Null behind the last. They live until the next Renew that succeeds.
     const SANE_Device** Rows() { return m_rows.data(); }
     // The number under which the service knows the scanner that a program names: by the name in
     // the list, or the one that is shown; the first for an empty text. Empty if there is none.

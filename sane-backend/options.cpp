@@ -179,6 +179,9 @@ void COptions::Renew(Shown& shown) {
     } else if (!limits.texts.empty()) {
         descriptor.constraint_type = SANE_CONSTRAINT_STRING_LIST;
         descriptor.constraint.string_list = shown.limits.texts.data();
+    } else {
+        descriptor.constraint_type = SANE_CONSTRAINT_NONE;
+        descriptor.constraint = {};
     }
 }
 
@@ -239,7 +242,8 @@ SANE_Status COptions::Set(SANE_Int option, void* value, SANE_Int& info) {
     auto now = Look();
     const OptionValue made = ValueOf(*shown);
     const auto at = static_cast<std::size_t>(option);
-    if (!(made == asked))
+    const bool isInexact = !(made == asked);
+    if (isInexact)
         info |= SANE_INFO_INEXACT;
     // Its own value is no news to the program.
     look[at].first = now[at].first;
@@ -250,7 +254,8 @@ SANE_Status COptions::Set(SANE_Int option, void* value, SANE_Int& info) {
     const SANE_Parameters after = Parameters();
     if (std::memcmp(&before, &after, sizeof(before)) != 0)
         info |= SANE_INFO_RELOAD_PARAMS;
-    if (status == SANE_STATUS_GOOD)
+    // Programs pass texts that can't be written to.
+    if (status == SANE_STATUS_GOOD && isInexact)
         Put(shown->descriptor, made, value);
     return status;
 }

@@ -31,7 +31,8 @@ bool CScanJob::StartThread() {
     return m_thread.joinable();
 }
 
-SANE_Status CScanJob::Start(CScanDevice device, const Order& order) {
+SANE_Status CScanJob::Start(CScanDevice device, const Order& order,
+                            const std::atomic<bool>& isStopped) {
     static_cast<void>(End());
     m_device = std::move(device);
     m_order = order;
@@ -42,6 +43,8 @@ SANE_Status CScanJob::Start(CScanDevice device, const Order& order) {
         const std::lock_guard guard(m_lock);
         StartPage();
     }
+    if (isStopped)
+        Cancel();
     if (!StartThread()) {
         Enter(Phase::Idle);
         return SANE_STATUS_NO_MEM;

@@ -48,8 +48,8 @@ class CScanJob final : public IScanSink {
     bool IsCancelled() const { return m_isCancelled; }
 
     // Begins a job and waits for its first page, or goes on and waits for the next one. NO_DOCS
-    // behind the last one.
-    SANE_Status Start(CScanDevice device, const Order& order);
+    // behind the last one. `isStopped` is a cancel that came ahead of the job.
+    SANE_Status Start(CScanDevice device, const Order& order, const std::atomic<bool>& isStopped);
     SANE_Status NextPage();
     // Of the page that came last.
     SANE_Parameters Parameters();

@@ -23,7 +23,9 @@ void CScannerHandle::EndJob() {
 SANE_Status CScannerHandle::Control(SANE_Int option, SANE_Action action, void* value,
                                     SANE_Int* info) {
     m_isStopped = false;
-    SANE_Int told = 0;
+    SANE_Int unwanted = 0;
+    SANE_Int& told = info ? *info : unwanted;
+    told = 0;
     SANE_Status status = SANE_STATUS_INVAL;
     if (action == SANE_ACTION_GET_VALUE) {
         status = m_options->Get(option, value);
@@ -33,8 +35,6 @@ SANE_Status CScannerHandle::Control(SANE_Int option, SANE_Action action, void* v
         EndJob();
         status = m_options->Set(option, value, told);
     }
-    if (info)
-        *info = told;
     return status;
 }
 
@@ -58,7 +58,7 @@ SANE_Status CScannerHandle::Begin() {
     order.endsFeederJob = m_settings.UsesFeeder() && !isPreview;
     order.pages = order.endsFeederJob ? m_settings.Pages() : 1;
     order.automatic = automatic;
-    return m_job.Start(m_settings.GiveDevice(), order);
+    return m_job.Start(m_settings.GiveDevice(), order, m_isStopped);
 }
 
 // A job of the feeder goes on as long as it isn't cancelled and has pages. Its end ends it, so that

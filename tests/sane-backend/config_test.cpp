@@ -25,7 +25,7 @@ TEST_F(SaneDevices, AreThoseOfTheRegistryAsTheFileSays) {
     Install(Options());
     InstallOptions second = Options();
     second.name = "Big one";
-    second.port += "2";
+    second.port = SimulatedPort(m_folder + "/second");
     Install(second);
     EXPECT_EQ(Models("# nothing\n\n"), (Names{"Scanner", "Big one"}));
     EXPECT_EQ(Models("name 0001 \"Room 12\" # upstairs\nhide Scanner\n"), Names{"Room 12"});
@@ -36,6 +36,22 @@ TEST_F(SaneDevices, AreThoseOfTheRegistryAsTheFileSays) {
     for (int i = 1; i < 2000; ++i)
         garbage += static_cast<char>(i * 7919 % 256 == '#' ? '?' : i * 7919 % 256);
     EXPECT_EQ(Models(garbage + "\nhide 0001\n\"").size(), 1u);
+    // A number is a scanner's, whatever another one is called.
+    EXPECT_EQ(Models("name 0000 0001"), (Names{"0001", "Big one"}));
+    WriteWholeFile(m_folder + "/second/device.ini", "");
+    EXPECT_EQ(sane_open("0001", &none), SANE_STATUS_GOOD);
+    EXPECT_TRUE(std::filesystem::exists(m_folder + "/second/state"));
+}
+
+TEST_F(SaneDevices, TheListStaysWhenAScannerIsOpened) {
+    Install(Options());
+    const SANE_Device** list = nullptr;
+    ASSERT_EQ(sane_get_devices(&list, SANE_TRUE), SANE_STATUS_GOOD);
+    ForgetRegistry();
+    SANE_Handle none = nullptr;
+    EXPECT_EQ(sane_open("0000", &none), SANE_STATUS_INVAL);
+    ASSERT_TRUE(list[0] && !list[1]);
+    EXPECT_STREQ(list[0]->model, "Scanner");
 }
 
 TEST_F(SaneDevices, HaveASimulatedOneWhereItIsAllowedAndThereIsNoOther) {

@@ -57,6 +57,8 @@ TEST_F(SaneOptions, FollowEachOtherAndSaySo) {
     EXPECT_TRUE(IsActive(SANE_NAME_SHADOW) && !IsActive(SANE_NAME_BRIGHTNESS));
     EXPECT_EQ(SetText("tone", "Brightness"), kReloadOptions);
     EXPECT_EQ(Word(SANE_NAME_BRIGHTNESS), SANE_FIX(12.5)) << "kept meanwhile";
+    EXPECT_EQ(TrySet(SANE_NAME_SCAN_MODE, "Gray\0\0\0\0\0\0"), SANE_STATUS_GOOD) << "a constant";
+    SetText(SANE_NAME_SCAN_MODE, "Color");
     // Resolutions: the nearest, and one that both ways have.
     EXPECT_EQ(SetWord(SANE_NAME_SCAN_RESOLUTION, word = 290),
               kInexact | kReloadOptions | kReloadParams);
