@@ -115,7 +115,9 @@ HRESULT FindModulePath(REFCLSID clsid, std::string& path) {
     CRegistryKey server;
     const std::string key = "CLSID\\" + GuidText(clsid) + "\\InprocServer32";
     if (const LONG error = server.Open(HKEY_CLASSES_ROOT, key); error != ERROR_SUCCESS)
-        return error == ERROR_FILE_NOT_FOUND ? REGDB_E_CLASSNOTREG : REGDB_E_READREGDB;
+        return error == ERROR_FILE_NOT_FOUND      ? REGDB_E_CLASSNOTREG
+               : error == ERROR_NOT_ENOUGH_MEMORY ? E_OUTOFMEMORY
+                                                  : REGDB_E_READREGDB;
     path = server.ReadText(nullptr).value_or("");
     return path.empty() ? REGDB_E_CLASSNOTREG : S_OK;
 }

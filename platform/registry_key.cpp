@@ -1,6 +1,7 @@
 #include "platform/registry_key.h"
 
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace {
@@ -12,35 +13,51 @@ bool IsText(DWORD type) {
     return type == REG_SZ || type == REG_EXPAND_SZ;
 }
 
-}  // namespace
-
-// ---- Values
-
-// Nothing here allocates, so that it serves where memory may be short.
-bool ReadText(HKEY key, const char* name, char* text, DWORD size) {
-    if (!text || size == 0)
-        return false;
+// Nothing in these two allocates, so that they serve where memory may be short. A value that
+// doesn't count is ERROR_FILE_NOT_FOUND.
+LONG QueryText(HKEY key, const char* name, char* text, DWORD size) {
     DWORD type = REG_NONE;
     DWORD bytes = size;
     const LONG error =
         RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &bytes);
     // The registry stores texts with their zero; one that came without is none.
     if (error == ERROR_SUCCESS && IsText(type) && std::memchr(text, 0, bytes) != nullptr)
-        return true;
+        return ERROR_SUCCESS;
     text[0] = 0;
-    return false;
+    return error == ERROR_SUCCESS ? ERROR_FILE_NOT_FOUND : error;
 }
 
-bool ReadNumber(HKEY key, const char* name, DWORD& number) {
+LONG QueryNumber(HKEY key, const char* name, DWORD& number) {
     DWORD type = REG_NONE;
     DWORD read = 0;
     DWORD bytes = sizeof(read);
     const LONG error =
         RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&read), &bytes);
-    if (error != ERROR_SUCCESS || type != REG_DWORD || bytes != sizeof(read))
-        return false;
+    if (error != ERROR_SUCCESS)
+        return error;
+    if (type != REG_DWORD || bytes != sizeof(read))
+        return ERROR_FILE_NOT_FOUND;
     number = read;
-    return true;
+    return ERROR_SUCCESS;
+}
+
+// True for success. Without memory nothing is known of what was asked for.
+bool IsThere(LONG error) {
+    if (error == ERROR_NOT_ENOUGH_MEMORY)
+        throw std::bad_alloc();
+    return error == ERROR_SUCCESS;
+}
+
+}  // namespace
+
+// ---- Values
+
+bool ReadText(HKEY key, const char* name, char* text, DWORD size) {
+    return text && size != 0 && QueryText(key, name, text, size) == ERROR_SUCCESS;
+}
+
+bool ReadNumber(HKEY key, const char* name, DWORD& number) {
+    return QueryNumber(key, name, number) == ERROR_SUCCESS;
 }
 
 LONG WriteText(HKEY key, const char* name, const std::string& text) {
@@ -85,6 +102,10 @@ LONG CRegistryKey::Open(HKEY parent, const std::string& path, REGSAM access) {
     return Open(parent, path.c_str(), access);
 }
 
+bool CRegistryKey::Find(HKEY parent, const std::string& path) {
+    return IsThere(Open(parent, path));
+}
+
 LONG CRegistryKey::Create(HKEY parent, const std::string& path, REGSAM access) {
     HKEY made = nullptr;
     const LONG error = RegCreateKeyExA(parent, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
@@ -97,14 +118,14 @@ LONG CRegistryKey::Create(HKEY parent, const std::string& path, REGSAM access) {
 // The longest text that counts fits into a page of the stack.
 std::optional<std::string> CRegistryKey::ReadText(const char* name) const {
     char text[kMaxTextBytes];
-    if (!::ReadText(m_key, name, text))
+    if (!IsThere(QueryText(m_key, name, text, sizeof(text))))
         return std::nullopt;
     return text;
 }
 
 std::optional<DWORD> CRegistryKey::ReadNumber(const char* name) const {
     DWORD number = 0;
-    if (!::ReadNumber(m_key, name, number))
+    if (!IsThere(QueryNumber(m_key, name, number)))
         return std::nullopt;
     return number;
 }
@@ -124,8 +145,8 @@ std::vector<std::string> CRegistryKey::Subkeys() const {
     while (names.size() < kMaxSubkeys) {
         char name[kNameRoom] = {};
         DWORD size = sizeof(name);
-        if (RegEnumKeyExA(m_key, static_cast<DWORD>(names.size()), name, &size, nullptr, nullptr,
-                          nullptr, nullptr) != ERROR_SUCCESS)
+        if (!IsThere(RegEnumKeyExA(m_key, static_cast<DWORD>(names.size()), name, &size, nullptr,
+                                   nullptr, nullptr, nullptr)))
             break;
         names.emplace_back(name, size);
     }

@@ -41,6 +41,10 @@ class CRegistryKey {
     LONG Open(HKEY parent, const char* path, REGSAM access = KEY_READ);
     LONG Create(HKEY parent, const std::string& path, REGSAM access = KEY_ALL_ACCESS);
 
+    // To read. False, and the key as it was, if it isn't there or can't be opened; throws without
+    // memory, as the reads of this class do.
+    bool Find(HKEY parent, const std::string& path);
+
     // Null while nothing is open; every read then finds nothing.
     HKEY Get() const { return m_key; }
     std::optional<std::string> ReadText(const char* name) const;

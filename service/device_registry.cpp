@@ -41,7 +41,7 @@ InstalledDevice ReadDevice(const CRegistryKey& key, const std::string& number) {
     device.driverClass = ReadClass(key, "USDClass", device.fault);
     CRegistryKey data;
     std::string ignored;
-    if (data.Open(key.Get(), "DeviceData") == ERROR_SUCCESS)
+    if (data.Find(key.Get(), "DeviceData"))
         device.toolkitClass = ReadClass(data, "OstrelCLSID", ignored);
     return device;
 }
@@ -94,7 +94,7 @@ ScanStatus ListInstalled(std::vector<InstalledDevice>& devices) {
     for (const std::string& number : numbers) {
         CRegistryKey key;
         // Another program may have removed it meanwhile.
-        if (IsDeviceNumber(number) && key.Open(all.Get(), number) == ERROR_SUCCESS)
+        if (IsDeviceNumber(number) && key.Find(all.Get(), number))
             devices.push_back(ReadDevice(key, number));
     }
     return {};
@@ -133,12 +133,12 @@ bool Means(const InstalledDevice& device, const std::string& which) {
 std::vector<DeviceEvent> ListEvents(const std::string& number) {
     std::vector<DeviceEvent> events;
     CRegistryKey all;
-    if (all.Open(HKEY_LOCAL_MACHINE, DeviceKeyPath(number) + "\\Events") != ERROR_SUCCESS)
+    if (!all.Find(HKEY_LOCAL_MACHINE, DeviceKeyPath(number) + "\\Events"))
         return events;
     for (const std::string& name : all.Subkeys()) {
         CRegistryKey key;
         DeviceEvent event;
-        if (key.Open(all.Get(), name) != ERROR_SUCCESS ||
+        if (!key.Find(all.Get(), name) ||
             !GuidFromText(key.ReadText("GUID").value_or(""), event.guid))
             continue;
         event.name = key.ReadText(nullptr).value_or(name);
@@ -150,7 +150,7 @@ std::vector<DeviceEvent> ListEvents(const std::string& number) {
 std::string RegisteredModule(REFCLSID clsid) {
     CRegistryKey server;
     const std::string path = "CLSID\\" + GuidText(clsid) + "\\InprocServer32";
-    if (server.Open(HKEY_CLASSES_ROOT, path) != ERROR_SUCCESS)
+    if (!server.Find(HKEY_CLASSES_ROOT, path))
         return {};
     return server.ReadText(nullptr).value_or("");
 }

@@ -66,6 +66,7 @@ constexpr ResultRow kResults[] = {
     {0x80070003, "there is no such folder"},
     {0x80070005, "access is denied"},
     {0x80070006, "the handle isn't valid"},
+    {0x80070008, "there is not enough memory"},
     {0x8007001D, "writing failed"},
     {0x8007001E, "reading failed"},
     {0x80070021, "the scanner is in use by another program"},
