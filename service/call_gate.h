@@ -2,11 +2,10 @@
 #pragma once
 
 #include <condition_variable>
-#include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
-#include <vector>
 
 // A lock that knows when its own thread comes back, from inside a call through a sink, and that can
 // turn others away instead of having them wait.
@@ -34,12 +33,27 @@ class CCallGate {
         CCallGate* const m_gate;
     };
 
-    // For what must be done and may not wait: does the work now if the gate is free, else its
-    // holder does it when it leaves. The gate must live until then.
-    void Run(std::function<void()> work) {
+    // What must be done and may not wait. It is made ahead of time: when it is due there may be no
+    // memory.
+    class Work {
+      public:
+        virtual ~Work() = default;
+        virtual void Do() noexcept = 0;
+
+      private:
+        friend class CCallGate;
+        std::unique_ptr<Work> m_next;
+    };
+
+    // Does the work now if the gate is free, else its holder does it when it leaves. The gate must
+    // live until then.
+    void Run(std::unique_ptr<Work> work) noexcept {
         {
             const std::lock_guard guard(m_lock);
-            m_work.push_back(std::move(work));
+            std::unique_ptr<Work>* last = &m_work;
+            while (*last)
+                last = &(*last)->m_next;
+            *last = std::move(work);
             if (m_owner != std::thread::id())
                 return;
             m_owner = std::this_thread::get_id();
@@ -63,12 +77,12 @@ class CCallGate {
 
     void Leave() {
         std::unique_lock guard(m_lock);
-        while (!m_work.empty()) {
-            std::vector<std::function<void()>> work = std::exchange(m_work, {});
+        while (m_work) {
+            std::unique_ptr<Work> work = std::move(m_work);
+            m_work = std::move(work->m_next);
             guard.unlock();
-            for (const auto& one : work)
-                one();
-            work.clear();
+            work->Do();
+            work.reset();
             guard.lock();
         }
         m_owner = {};
@@ -80,5 +94,5 @@ class CCallGate {
     std::condition_variable m_changed;
     std::thread::id m_owner;
     Others m_others = Others::Wait;
-    std::vector<std::function<void()>> m_work;
+    std::unique_ptr<Work> m_work;  // the first of it
 };

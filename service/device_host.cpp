@@ -85,7 +85,13 @@ ScanStatus CDeviceHost::StartPump() {
 
 ScanStatus CDeviceHost::Subscribe(EventHandler handler, int& id) {
     id = m_subscribers->Add(std::move(handler));
-    ScanStatus status = StartPump();
+    ScanStatus status;
+    try {
+        status = StartPump();
+    } catch (...) {
+        m_subscribers->Remove(id);
+        throw;
+    }
     if (!status.Ok())
         m_subscribers->Remove(id);
     return status;

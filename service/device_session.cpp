@@ -46,16 +46,29 @@ void Publish(CPropertyStore& store, const std::vector<PropertyWrite>& values) {
 
 }  // namespace
 
+// The end of a session that isn't there any more.
+class CDeviceSession::Ending final : public CCallGate::Work {
+  public:
+    void Do() noexcept override { End(*m_host, m_use); }
+
+    CDeviceHost* m_host = nullptr;
+    Use m_use;
+};
+
 // The root's context must exist before the driver is asked for the items: it gets it with that
 // call.
 CDeviceSession::CDeviceSession(std::shared_ptr<CDeviceHost> host, CallerInfo caller)
-    : m_host(std::move(host)), m_caller(std::move(caller)), m_use{{}, CItemSet::Create()} {}
+    : m_host(std::move(host)),
+      m_caller(std::move(caller)),
+      m_use{{}, CItemSet::Create()},
+      m_ending(std::make_unique<Ending>()) {}
 
 // The gate may be another client's, for as long as that client takes with its pages: then the end
 // of this one comes behind it.
 CDeviceSession::~CDeviceSession() {
-    m_host->Gate().Run(
-        [host = m_host.get(), use = std::move(m_use)]() mutable { End(*host, use); });
+    m_ending->m_host = m_host.get();
+    m_ending->m_use = std::move(m_use);
+    m_host->Gate().Run(std::move(m_ending));
 }
 
 // Under the gate. Items go ahead of the driver that made them.

@@ -72,8 +72,10 @@ class CDeviceSession {
         bool initialized = false;         // its imaging face, for this session
     };
     static void End(CDeviceHost& host, Use& use);
+    class Ending;
 
     const std::shared_ptr<CDeviceHost> m_host;
     const CallerInfo m_caller;
     Use m_use;
+    std::unique_ptr<Ending> m_ending;  // made ahead of time, for when there is no memory
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/contained.h"
 #include "platform/hook_slot.h"
 #include "platform/text.h"
 
@@ -135,8 +136,11 @@ void CEventPump::Run::Main() {
 
 // One failure of a kind that repeats itself is told once.
 void CEventPump::Run::Say(HRESULT hr, const char* what) {
-    if (m_notice && !std::exchange(m_said, true))
-        m_notice(m_deviceName + ": " + what + ": " + ResultText(hr));
+    static_cast<void>(Contained([&] {
+        if (m_notice && !std::exchange(m_said, true))
+            m_notice(m_deviceName + ": " + what + ": " + ResultText(hr));
+        return S_OK;
+    }));
 }
 
 bool CEventPump::Run::Arm() {
@@ -206,11 +210,15 @@ CEventPump::Run::Fetched CEventPump::Run::Fetch() {
     return Fetched::Done;
 }
 
+// Without memory the press is lost, and the thread lives.
 void CEventPump::Run::Deliver(REFGUID guid) {
     const auto known = std::find_if(m_events.begin(), m_events.end(),
                                     [&](const DeviceEvent& event) { return event.guid == guid; });
-    m_subscribers->Deliver(
-        {m_device, guid, known == m_events.end() ? GuidText(guid) : known->name});
+    static_cast<void>(Contained([&] {
+        m_subscribers->Deliver(
+            {m_device, guid, known == m_events.end() ? GuidText(guid) : known->name});
+        return S_OK;
+    }));
 }
 
 // ---- CEventPump
