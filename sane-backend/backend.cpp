@@ -54,12 +54,30 @@ void Close(CScannerHandle* handle) {
     const std::unique_ptr<CScannerHandle> ended(isOurs ? handle : nullptr);
 }
 
+constexpr const char* kStatusTexts[] = {"Success",
+                                        "Operation not supported",
+                                        "Operation was cancelled",
+                                        "Device busy",
+                                        "Invalid argument",
+                                        "End of file reached",
+                                        "Document feeder jammed",
+                                        "Document feeder out of documents",
+                                        "Scanner cover is open",
+                                        "Error during device I/O",
+                                        "Out of memory",
+                                        "Access to resource has been denied"};
+
+const char* TextOf(SANE_Status status) {
+    const auto number = static_cast<std::size_t>(status);
+    return number < std::size(kStatusTexts) ? kStatusTexts[number] : "Unknown status";
+}
+
 // What may be thrown in here is a want of memory.
 template <class Body>
 SANE_Status Guarded(const char* what, Body body) {
     try {
         const SANE_Status status = g_isOn ? body() : SANE_STATUS_INVAL;
-        Debug(EDebug::Calls, std::string(what) + ": " + std::to_string(status));
+        Debug(EDebug::Calls, what, ": ", TextOf(status));
         return status;
     } catch (const std::exception& failure) {
         Debug(EDebug::Failures, failure.what());
@@ -93,19 +111,6 @@ SANE_Status Open(const char* name, SANE_Handle* handle) {
     *handle = scanner.release();
     return SANE_STATUS_GOOD;
 }
-
-constexpr const char* kStatusTexts[] = {"Success",
-                                        "Operation not supported",
-                                        "Operation was cancelled",
-                                        "Device busy",
-                                        "Invalid argument",
-                                        "End of file reached",
-                                        "Document feeder jammed",
-                                        "Document feeder out of documents",
-                                        "Scanner cover is open",
-                                        "Error during device I/O",
-                                        "Out of memory",
-                                        "Access to resource has been denied"};
 
 }  // namespace
 
@@ -207,6 +212,5 @@ NVQ_OPERATION(SANE_Status, get_select_fd, (SANE_Handle handle, SANE_Int* fd)) {
 }
 
 NVQ_OPERATION(SANE_String_Const, strstatus, (SANE_Status status)) {
-    const auto number = static_cast<std::size_t>(status);
-    return number < std::size(kStatusTexts) ? kStatusTexts[number] : "Unknown status";
+    return TextOf(status);
 }

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr const char* kSystemFolder = "/etc/sane.d";
-// Of a line, and of a file: more is no configuration.
+// More is no configuration.
 constexpr std::size_t kMostLines = 10000;
 
 bool Means(const std::string& text, const ScanDeviceInfo& device) {
@@ -73,9 +73,9 @@ BackendConfig ParseConfig(std::istream& file) {
     for (std::size_t number = 1; number <= kMostLines && std::getline(file, line); ++number) {
         const std::vector<std::string> words = WordsOf(line);
         if (!words.empty() && !TakeWords(words, config))
-            Debug(EDebug::Failures, "nvq.conf, line " + std::to_string(number) +
-                                        ": is none of 'hide NAME', 'name NAME \"SHOWN\"' and "
-                                        "'simulated on|off'; it is passed over");
+            Debug(EDebug::Failures, "nvq.conf, line ", std::to_string(number),
+                  ": is none of 'hide NAME', 'name NAME \"SHOWN\"' and "
+                  "'simulated on|off'; it is passed over");
     }
     return config;
 }

@@ -25,7 +25,7 @@ SANE_Status CDeviceList::Renew() {
     const BackendConfig config = ReadConfig();
     if (config.simulated) {
         if (const ScanStatus status = ProvideScanner(Note); !status.Ok())
-            Debug(EDebug::Failures, "no simulated scanner: " + status.text);
+            Debug(EDebug::Failures, "no simulated scanner: ", status.text);
     }
     std::vector<ScanDeviceInfo> devices;
     if (const ScanStatus status = CScanClient().ListDevices(devices); !status.Ok())
@@ -34,7 +34,7 @@ SANE_Status CDeviceList::Renew() {
     std::vector<const SANE_Device*> rows;
     for (const ScanDeviceInfo& device : devices) {
         if (!device.fault.empty())
-            Debug(EDebug::Failures, device.name + ": " + device.fault);
+            Debug(EDebug::Failures, device.name, ": ", device.fault);
         if (!device.fault.empty() || IsSane(device) || config.Hides(device))
             continue;
         Entry& entry = entries.emplace_back(

@@ -25,7 +25,7 @@ bool CScanJob::StartThread() {
     try {
         m_thread = std::thread([this] { Run(); });
     } catch (const std::exception& failure) {
-        Debug(EDebug::Failures, std::string("there is no thread for the scan: ") + failure.what());
+        Debug(EDebug::Failures, "there is no thread for the scan: ", failure.what());
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return m_thread.joinable();

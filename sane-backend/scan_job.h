@@ -40,7 +40,8 @@ class CScanJob final : public IScanSink {
 
     // ---- The program's thread
 
-    bool IsUnderWay() const { return m_thread.joinable(); }
+    // It has the device, and End gives that back.
+    bool IsUnderWay() const { return m_thread.joinable() || m_device.IsOpen(); }
     // A page has begun, and its last byte or failure hasn't been read.
     bool IsInPage() const { return m_isInPage; }
     // A page has begun and not failed, and no other one has been asked for.

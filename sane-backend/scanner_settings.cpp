@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "sane-backend/debug.h"
+#include "sane-backend/status_map.h"
 
 namespace {
 
@@ -44,6 +45,11 @@ LONG Nearest(const ScanProperty* property, LONG value) {
     return nearest;
 }
 
+// A setting that is refused may be left; this says nothing of the setting.
+bool IsNoMemory(const ScanStatus& status) {
+    return SaneStatusOf(status.code) == SANE_STATUS_NO_MEM;
+}
+
 }  // namespace
 
 CScannerSettings::CScannerSettings(std::string number, const std::atomic<bool>* cancel)
@@ -60,6 +66,10 @@ ScanStatus CScannerSettings::Open() {
         const ScanStatus found = FindSources(m_device, m_properties, m_sources);
         if (!found.Ok())
             Debug(EDebug::Notes, found.text);
+        if (IsNoMemory(found)) {
+            m_sources.clear();
+            status = found;
+        }
     }
     if (status.Ok() && m_asked.source != ScanSource::Unchanged)
         status = ChooseSource(m_asked.source);
@@ -261,7 +271,7 @@ ScanStatus CScannerSettings::WriteWindow() {
         m_window = Write("", {{WIA_IPS_XEXTENT, window.width}, {WIA_IPS_YEXTENT, window.height}});
     if (!m_window.Ok())
         Debug(EDebug::Notes, m_window.text);
-    return {};
+    return IsNoMemory(m_window) ? m_window : ScanStatus{};
 }
 
 ScanStatus CScannerSettings::WriteAgain() {
@@ -279,6 +289,8 @@ ScanStatus CScannerSettings::WriteAgain() {
             Write(IsOfRoot(id) ? m_properties.Root().item.fullName : "", {{id, value}});
         if (!written.Ok())
             Debug(EDebug::Notes, written.text);
+        if (IsNoMemory(written))
+            status = written;
     }
     return status;
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "sane-backend/debug.h"
+#include "sane-backend/status_map.h"
 #include "service/device_registry.h"
 
 namespace {
@@ -36,16 +37,19 @@ CSensors::CSensors(std::string number) : m_number(std::move(number)) {
 }
 
 bool CSensors::Take(std::size_t button) {
-    if (!std::exchange(m_isListening, true)) {
+    if (!m_isListening) {
         const ScanStatus status = CScanClient().Subscribe(
             m_number,
             [this](const ScanEvent& event) {
-                for (Button& known : m_buttons)
-                    known.isPressed = known.isPressed || known.guid == event.guid;
+                for (Button& known : m_buttons) {
+                    if (known.guid == event.guid)
+                        known.isPressed = true;
+                }
             },
             m_subscription);
         if (!status.Ok())
             Debug(EDebug::Notes, status.text);
+        m_isListening = SaneStatusOf(status.code) != SANE_STATUS_NO_MEM;
     }
     return m_buttons[button].isPressed.exchange(false);
 }

@@ -28,6 +28,7 @@ constexpr StatusRow kStatuses[] = {
     {0x80040016, SANE_STATUS_UNSUPPORTED},  // a preview of a sheet that can't be kept
     {0x80070057, SANE_STATUS_INVAL},         {0x80040001, SANE_STATUS_INVAL},
     {0x80070103, SANE_STATUS_INVAL},         {0x8007000E, SANE_STATUS_NO_MEM},
+    {0x80070008, SANE_STATUS_NO_MEM},
 };
 
 }  // namespace
