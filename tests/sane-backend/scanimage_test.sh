@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # SANE's own scanimage scans with the built back end, and its pictures are nvqscan's byte for byte.
-# Usage: scanimage_test.sh NVQSCAN BACK-END-FOLDER
+# Usage: scanimage_test.sh NVQSCAN BACK-END-FOLDER [ASAN-RUNTIME]
+#   ASAN-RUNTIME  what the back end needs when it was built with the address sanitizer
 set -euo pipefail
 
 nvqscan=$1
@@ -15,8 +16,15 @@ echo 'simulated on' >"$work/sane.d/nvq.conf"
 scanner=$work/sim/SIM300A
 cd "$work"
 
+# What a sanitizer finds goes to files: some of these programs are meant to fail.
+export ASAN_OPTIONS=log_path=$work/finding UBSAN_OPTIONS=log_path=$work/finding
+preload=${3:-}
+with_backend() { env LD_PRELOAD="$preload" "$@"; }
+scanimage() { with_backend scanimage "$@"; }
+
 fail() {
     echo "$*: failed"
+    cat "$work"/finding* 2>/dev/null || true
     exit 1
 }
 # The one line that says who wrote a file.
@@ -68,7 +76,7 @@ done
 printf '[behaviour]\nlinesPerSecond=50\n' >"$scanner/device.ini"
 for moment in 0.05 0.3 1 2; do
     begun=$SECONDS
-    timeout -s INT $moment scanimage --format=pnm >cancelled 2>/dev/null && fail "cancel after $moment"
+    with_backend timeout -s INT $moment scanimage --format=pnm >cancelled 2>/dev/null && fail "cancel after $moment"
     [ $((SECONDS - begun)) -lt 15 ] || fail "cancel after $moment: in time"
 done
 : >"$scanner/device.ini"
@@ -76,3 +84,4 @@ scanimage --format=pnm >ours 2>/dev/null
 "$nvqscan" scan -q -o theirs.pnm
 compare ours theirs.pnm 'the scan behind cancelled ones'
 grep -q '^violations=0' "$scanner/state" || fail "wrong calls: $(grep -i violation "$scanner/state")"
+! cat "$work"/finding* 2>/dev/null || fail sanitizers
