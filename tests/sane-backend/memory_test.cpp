@@ -72,6 +72,10 @@ TEST_F(SaneMemory, OneFailingAllocationIsToldAndAllWorksBehindIt) {
             << status;
         ExpectUse(page);
     }
+    // The simulated scanner needs memory to be unlocked too: without, its closing unlocks it.
+    CDeviceState state = State();
+    state.closedLocked = 0;
+    SaveState(m_folder + "/state", state);
 }
 
 }  // namespace
