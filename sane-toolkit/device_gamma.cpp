@@ -55,10 +55,13 @@ bool IsLinear(CSaneDevice& device, const char* name) {
     const auto number = device.Number(name);
     return number && std::abs(*number - kLinear) < kTolerance;
 }
-// But for rounding.
-bool IsSameLine(const std::vector<double>& one, const std::vector<double>& other) {
-    return one.size() == other.size() &&
-           std::ranges::equal(one, other, [](double a, double b) { return std::abs(a - b) <= 1; });
+// Also a line that ends a step below the range's end, such as 256 entries of 16 bits by shifting.
+bool IsSameLine(const std::vector<double>& line, const std::vector<double>& other) {
+    if (line.size() != other.size())
+        return false;
+    const double step = (line.back() - line.front()) / static_cast<double>(line.size() - 1);
+    return std::ranges::equal(
+        line, other, [step](double a, double b) { return std::abs(a - b) <= std::max(1.0, step); });
 }
 
 void SetTables(CSaneDevice& device, Outcome& outcome) {

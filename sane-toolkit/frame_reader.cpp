@@ -39,8 +39,8 @@ bool CPlaneFile::Read(BYTE* line, std::size_t bytes) {
 }
 
 // A device that has another resolution than it says tells a page that is much smaller than the
-// window. Who doesn't know the lines, such as a hand scanner, may be narrower too; a sheet may be
-// shorter.
+// window. Who doesn't know the lines, such as a hand scanner, may be narrower too, and a sheet is
+// as it is.
 DWORD CFrameReader::BeginFrame() {
     constexpr std::size_t kShare = 20;
     constexpr std::size_t kFew = 64;
@@ -50,8 +50,9 @@ DWORD CFrameReader::BeginFrame() {
     if (const DWORD code = m_frame.Begin(*m_device, m_cut.isSheet); code != OSTREL_NO_ERROR)
         return code;
     const std::size_t lines = m_frame.ToldLines();
-    const bool isAlike = lines == 0 || (isWhole(m_frame.Pixels(), m_cut.madeWidth) &&
-                                        (m_cut.isSheet || isWhole(lines, m_cut.madeHeight)));
+    const bool isAlike =
+        lines == 0 || m_cut.isSheet ||
+        (isWhole(m_frame.Pixels(), m_cut.madeWidth) && isWhole(lines, m_cut.madeHeight));
     return isAlike ? OSTREL_NO_ERROR : OSTREL_COMMUNICATION;
 }
 

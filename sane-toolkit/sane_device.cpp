@@ -132,9 +132,9 @@ SANE_Status CSaneDevice::Start() {
 }
 
 void CSaneDevice::Cancel() {
-    sane_cancel(m_handle);
     if (m_stop)
         m_stop->End();
+    sane_cancel(m_handle);
     m_work.reset();
     m_stop.reset();
 }

@@ -69,7 +69,7 @@ class CSaneDevice {
     // sane_start, with which the device is at work until it is cancelled.
     SANE_Status Start();
     void Cancel();
-    // Somebody has asked the running scan to end. Needs no lock.
+    // Somebody has asked the running scan to end.
     bool IsToStop() const { return m_stop && m_stop->IsAsked(); }
 
     // Each option that is active and has a name, and each group of options, in the device's order.

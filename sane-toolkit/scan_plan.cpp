@@ -12,7 +12,7 @@ constexpr double kUnitsPerInch = 300;
 constexpr double kMillimetresPerInch = 25.4;
 constexpr double kUnitsPerMillimetre = kUnitsPerInch / kMillimetresPerInch;
 constexpr DWORD kBits = 8;
-// Lines that a window may have below the wanted one: its steps are smaller.
+// Lines that may come below the window.
 constexpr DWORD kMostBelow = 2000;
 // Of a pixel; fixed numbers have 16 bits behind the point.
 constexpr double kPixelError = 0.01;
@@ -103,7 +103,8 @@ DWORD PlanWindow(CSaneDevice& device, const OstrelScanParams& params, ScanPlan& 
     plan.cut.madeWidth = across.there;
     plan.cut.madeHeight = along.there;
     plan.cut.isSheet = params.source == OSTREL_SOURCE_FEEDER;
-    plan.cut.mostBelow = kMostBelow;
+    plan.cut.mostBelow =
+        kMostBelow + along.there - std::min(along.there, along.skipped + along.pixels);
     plan.setup = {};
     plan.setup.pixelsPerLine = across.pixels;
     plan.setup.lines = along.pixels;

@@ -15,7 +15,8 @@ class CScanStop {
     // From any thread. Cancels the scan when the library is free, or after a second in the middle
     // of a call, which SANE allows; then gives that call some seconds to come back.
     void Halt();
-    // The scan is over, and the device may be closed. Under the library's lock.
+    // The scan is cancelled by its own thread now: one of the two at a time, and only one. Waits
+    // for a cancel that is under way. Under the library's lock.
     void End();
 
   private:

@@ -73,8 +73,9 @@ Attempt CSharedDevice::TryOpen(const std::string& port, std::shared_ptr<CSharedD
         shared.reset(new CSharedDevice(name, samples));
     }
     Attempt attempt = shared->TryUse(false);
+    // Busy with something of its own, perhaps, but not with this driver.
     if (attempt.code == OSTREL_NO_ERROR && isNew)
-        attempt.code = shared->Learn();
+        attempt = {shared->Learn(), true};
     if (attempt.code == OSTREL_NO_ERROR)
         g_devices[port] = device = shared;
     return attempt;
