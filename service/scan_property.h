@@ -13,8 +13,18 @@ struct ScanItem {
     LONG flags = 0;        // WiaItemType... bits
 };
 
+// In place of std::monostate. libstdc++ 12 takes a variant of types that all move without failure
+// for one that always has a value, and destroys one that was never made when a copy fails for want
+// of memory. With a type that has a copy of its own it looks first.
+struct EmptyValue {
+    EmptyValue() = default;
+    EmptyValue(const EmptyValue&) noexcept {}
+    EmptyValue& operator=(const EmptyValue&) noexcept { return *this; }
+    bool operator==(const EmptyValue&) const = default;
+};
+
 // Texts are UTF-8. Empty: a property that has a name and no value yet.
-using PropertyValue = std::variant<std::monostate, LONG, std::string, GUID, std::vector<BYTE>>;
+using PropertyValue = std::variant<EmptyValue, LONG, std::string, GUID, std::vector<BYTE>>;
 
 // VT_I4, VT_BSTR, VT_CLSID, VT_VECTOR | VT_UI1, or VT_EMPTY.
 VARTYPE TypeOf(const PropertyValue& value);
