@@ -190,7 +190,7 @@ void CCall::SleepUntil(std::uint64_t time) {
 
 // Codes as the toolkit has them. What isn't the simulator's own failure is a fault of the
 // simulator, and is told as such.
-DWORD Contain(const std::function<void()>& action) {
+DWORD ContainFunction(const std::function<void()>& action) {
     try {
         action();
         return OSTREL_NO_ERROR;
@@ -235,7 +235,9 @@ HRESULT RunCall(EOperation operation, const std::shared_ptr<CSession>& session, 
     if (code == OSTREL_NO_ERROR)
         code = frameCode;
     if (session->m_settings->m_numbers.m_record != 0)
-        RecordCall(*session, operation, note, code != OSTREL_NO_ERROR ? code : status);
+        Contain([&] {
+            RecordCall(*session, operation, note, code != OSTREL_NO_ERROR ? code : status);
+        });
     return Result(code, status, error);
 }
 

@@ -95,7 +95,11 @@ HRESULT RefuseSession(EOperation operation, const std::shared_ptr<CSession>& las
 
 // Runs `action` so that no exception leaves it; gives its code, and tells a person the line of a
 // failure that a person could mend.
-DWORD Contain(const std::function<void()>& action);
+DWORD ContainFunction(const std::function<void()>& action);
+template <class Action>
+DWORD Contain(const Action& action) {
+    return ContainFunction(std::cref(action));  // which takes no memory
+}
 
 // The code of the fault that strikes this call, 0 for none. Counts the calls of this program, anew
 // when the device's faults change.
