@@ -42,9 +42,11 @@
 
 #include "controller/first_use_date.h"
 #include "controller/geometry.h"
+#include "controller/operation_name.h"
 #include "controller/scan_clock.h"
 #include "controller/scan_reader.h"
 #include "controller/toolkit.h"
+#include "diag/device_error_text.h"
 #include "diag/function_trace.h"
 #include "diag/log.h"
 #include "frame/lut.h"
@@ -253,19 +255,20 @@ class CNVScan {
     };
     // An operation of the device or of a facet, with the session before and the error code behind
     // the arguments given. The result is the toolkit's own. Nothing is called without a session.
-    template <class Facet, class... Expected, class... Given>
-    HRESULT CallRaw(const ComPtr<Facet>& facet, HRESULT (Facet::*operation)(DWORD, Expected...),
-                    Given... given) {
+    template <auto Operation, class Facet, class... Given>
+    HRESULT CallRaw(const ComPtr<Facet>& facet, Given... given) {
         m_dwErrorCode = m_bSessionOpen ? OSTREL_NO_ERROR : OSTREL_INVALID_SESSION;
         if (!m_bSessionOpen || !facet)
             return E_FAIL;
-        return (facet.Get()->*operation)(m_dwSession, given..., &m_dwErrorCode);
+        const HRESULT hr = (facet.Get()->*Operation)(m_dwSession, given..., &m_dwErrorCode);
+        if (FAILED(hr) && m_pLog)
+            LogDeviceError(*m_pLog, kOperationName<Operation>.data(), hr, m_dwErrorCode);
+        return hr;
     }
     // The same; S_OK, or the failure as a result of this class.
-    template <class Facet, class... Expected, class... Given>
-    HRESULT Call(const ComPtr<Facet>& facet, HRESULT (Facet::*operation)(DWORD, Expected...),
-                 Given... given) {
-        const HRESULT hr = CallRaw(facet, operation, given...);
+    template <auto Operation, class Facet, class... Given>
+    HRESULT Call(const ComPtr<Facet>& facet, Given... given) {
+        const HRESULT hr = CallRaw<Operation>(facet, given...);
         return FAILED(hr) ? Failure(hr) : S_OK;
     }
     // What becomes of a failed call: its code's result, or its own if it left no code.
@@ -294,6 +297,7 @@ class CNVScan {
     HRESULT ReadDevice();
     HRESULT FindBurningLamp();
     HRESULT ReadFeeders();
+    void LookAtDuplex() const;
     // `hr` is how things stand.
     HRESULT ReadAdapter(HRESULT hr);
     HRESULT ReadMediaList();

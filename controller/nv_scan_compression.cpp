@@ -85,8 +85,8 @@ HRESULT CNVScan::SetUpCompression() {
     if (m_compressionType == OSTREL_JPEG) {
         hr = prepareCompression();
         if (SUCCEEDED(hr) && m_qFactor != 0)
-            hr = Call(m_spCompression, &IOstrelCompression::SetCompressionValue, kQualityFactor,
-                      m_qFactor);
+            hr = Call<&IOstrelCompression::SetCompressionValue>(m_spCompression, kQualityFactor,
+                                                                m_qFactor);
         if (FAILED(hr))
             return hr;
     }
@@ -95,8 +95,8 @@ HRESULT CNVScan::SetUpCompression() {
     const bool compress = (m_qFactor != 0 || m_compressionType != OSTREL_JPEG) &&
                           (limit == 0 || limit >= static_cast<DWORD>(m_geometry.scanYRes));
     const DWORD type = compress ? m_compressionType : OSTREL_UNCOMPRESSED;
-    hr = Call(m_spCompression, &IOstrelCompression::SetCompressionType, type);
+    hr = Call<&IOstrelCompression::SetCompressionType>(m_spCompression, type);
     if (SUCCEEDED(hr) && type != OSTREL_UNCOMPRESSED)
-        hr = Call(m_spCompression, &IOstrelCompression::EnableCompression, kEnable);
+        hr = Call<&IOstrelCompression::EnableCompression>(m_spCompression, kEnable);
     return hr;
 }

@@ -10,7 +10,6 @@ constexpr HRESULT kEmptyFeeder = MakeResult(0x8004000F);
 constexpr HRESULT kEmptyFeederOnly = MakeResult(0x80040012);
 
 // Of adfDuplexFlags.
-constexpr DWORD kDuplexBit = 1;
 constexpr DWORD kUnitsPerTenth = 30;     // 1/300 inch in 1/10 inch
 constexpr DWORD kMaxTenths = 0x1000000;  // a longer page is a wrong answer
 
@@ -50,7 +49,7 @@ HRESULT CNVScan::AskForPaper(bool* paper) {
     if (!lock.IsLocked())
         return LockFailure(lock);
     BOOL inFeeder = FALSE;
-    const HRESULT hr = Call(m_spADF2, &IOstrelADF2::IsPaperInADF, &inFeeder);
+    const HRESULT hr = Call<&IOstrelADF2::IsPaperInADF>(m_spADF2, &inFeeder);
     *paper = SUCCEEDED(hr) && inFeeder;
     return hr;
 }
@@ -79,7 +78,7 @@ HRESULT CNVScan::getDuplexEnabled(bool* enabled) {
 // A switch that can be read decides, whatever was asked for.
 HRESULT CNVScan::DecideDuplex(bool* enabled) {
     *enabled = false;
-    if (!(m_adf2Caps.adfDuplexFlags & kDuplexBit))
+    if (!(m_adf2Caps.adfDuplexFlags & OSTREL_ADF_DUPLEX))
         return S_OK;
     if (!m_spADF3 || !m_adf3Caps.hasDuplexSwitch ||
         !(m_adf3Caps.switchFlags & OSTREL_SWITCH_READABLE)) {
@@ -90,8 +89,11 @@ HRESULT CNVScan::DecideDuplex(bool* enabled) {
     if (!lock.IsLocked())
         return LockFailure(lock);
     BOOL duplex = FALSE;
-    const HRESULT hr = Call(m_spADF3, &IOstrelADF3::GetDuplexSwitch, &duplex);
+    const HRESULT hr = Call<&IOstrelADF3::GetDuplexSwitch>(m_spADF3, &duplex);
     *enabled = SUCCEEDED(hr) && duplex;
+    if (SUCCEEDED(hr) && m_pLog && *enabled != (m_source.request.duplex != 0))
+        m_pLog->Format(kLogInformation, "the duplex switch decides: asked for %d, it stands at %d",
+                       m_source.request.duplex, *enabled);
     return hr;
 }
 
@@ -114,7 +116,7 @@ HRESULT CNVScan::setAdfMode() {
     DWORD mode = IsSheetThrough() ? OSTREL_ADF_MODE_SHEET_THROUGH : OSTREL_ADF_MODE_GLASS;
     if (duplex)
         mode = OSTREL_ADF_MODE_DUPLEX;
-    return trace.SetResult(Call(m_spADF2, &IOstrelADF2::SetADFMode, mode)).GetResult();
+    return trace.SetResult(Call<&IOstrelADF2::SetADFMode>(m_spADF2, mode)).GetResult();
 }
 
 // ---- Feeder job
@@ -164,7 +166,7 @@ HRESULT CNVScan::StartFeederJob() {
     if (FAILED(hr))
         return hr;
     if (m_spADF3)
-        hr = Call(m_spADF3, &IOstrelADF3::ADFStartJob);
+        hr = Call<&IOstrelADF3::ADFStartJob>(m_spADF3);
     if (m_pLog && FAILED(hr))
         m_pLog->Format(kLogInformation,
                        "CNVScan::firstScanInit:ADFStartJob failed m_dwErrorCode %d", m_dwErrorCode);
@@ -174,7 +176,7 @@ HRESULT CNVScan::StartFeederJob() {
 // The length is taken from a failed feed as well; one that no page has counts as unknown.
 HRESULT CNVScan::FeedSheet() {
     DWORD tenths = 0;
-    const HRESULT hr = Call(m_spADF2, &IOstrelADF2::ADF2PaperFeed, &tenths);
+    const HRESULT hr = Call<&IOstrelADF2::ADF2PaperFeed>(m_spADF2, &tenths);
     m_pageLength = tenths <= kMaxTenths ? tenths * kUnitsPerTenth : 0;
     if (m_pLog && FAILED(hr))
         m_pLog->Format(kLogInformation,
@@ -227,8 +229,8 @@ void CNVScan::CloseFeederJob(NotedFailure& noted) {
     Note(noted, locked);
     if (SUCCEEDED(locked)) {
         if (m_spADF3)
-            Note(noted, Call(m_spADF3, &IOstrelADF3::ADFEndJob));
-        Note(noted, Call(m_spADF2, &IOstrelADF2::EndADF2Job));
+            Note(noted, Call<&IOstrelADF3::ADFEndJob>(m_spADF3));
+        Note(noted, Call<&IOstrelADF2::EndADF2Job>(m_spADF2));
         Note(noted, UnlockFeederJob());
     }
     m_bADFJobOpen = false;
@@ -243,7 +245,7 @@ HRESULT CNVScan::endAdfJob() {
         return trace.GetResult();
     // One that failed to end is still open, and may have lost its level.
     if (FAILED(trace.SetResult(LockFeederJob()).GetResult()) ||
-        FAILED(trace.SetResult(Call(m_spADF2, &IOstrelADF2::EndADF2Job)).GetResult()) ||
+        FAILED(trace.SetResult(Call<&IOstrelADF2::EndADF2Job>(m_spADF2)).GetResult()) ||
         FAILED(trace.SetResult(UnlockFeederJob()).GetResult()))
         return trace.GetResult();
     m_bADFJobOpen = false;
@@ -285,7 +287,7 @@ HRESULT CNVScan::checkJobGate(DWORD* state) {
     if (opens) {
         Note(noted, TakeLevel());
         if (SUCCEEDED(noted.result)) {
-            Note(noted, Call(m_spJobGate, &IOstrelJobGate::BeginJobGate, kBeginFlags));
+            Note(noted, Call<&IOstrelJobGate::BeginJobGate>(m_spJobGate, kBeginFlags));
             m_bJobGateOpen = SUCCEEDED(noted.result);
             if (!m_bJobGateOpen)
                 GiveLevelBackQuietly();
@@ -293,7 +295,7 @@ HRESULT CNVScan::checkJobGate(DWORD* state) {
     }
     DWORD inDevice = 0;
     if (m_bJobGateOpen)
-        Note(noted, Call(m_spJobGate, &IOstrelJobGate::GetJobGateState, &inDevice));
+        Note(noted, Call<&IOstrelJobGate::GetJobGateState>(m_spJobGate, &inDevice));
     if (SUCCEEDED(noted.result)) {
         switch (inDevice) {
             case kDeviceClosed:
@@ -323,14 +325,14 @@ HRESULT CNVScan::cancelJobGate(DWORD reason) {
     if (reason != kAbortReason || !m_spJobGate || !m_bJobGateOpen)
         return trace.GetResult();
     NotedFailure noted;
-    Note(noted, Call(m_spJobGate, &IOstrelJobGate::AbortJobGate, kAbortGate));
+    Note(noted, Call<&IOstrelJobGate::AbortJobGate>(m_spJobGate, kAbortGate));
     CloseJobGate(noted);
     return trace.SetResult(Noted(noted)).GetResult();
 }
 
 void CNVScan::CloseJobGate(NotedFailure& noted) {
     if (m_spJobGate) {
-        Note(noted, Call(m_spJobGate, &IOstrelJobGate::EndJobGate));
+        Note(noted, Call<&IOstrelJobGate::EndJobGate>(m_spJobGate));
         Note(noted, GiveLevelBack());
     }
     m_bJobGateOpen = false;

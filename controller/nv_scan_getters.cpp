@@ -9,7 +9,6 @@
 namespace {
 
 constexpr HRESULT kNoFeeder = MakeResult(0x80040001);
-constexpr DWORD kDuplexBit = 1;
 
 template <class Out, class Value>
 HRESULT Tell(Out* out, Value value) {
@@ -34,11 +33,11 @@ OstrelLock CNVScan::LockForBlock() {
 // The levels that outlive an operation. Who holds one is drawn at the head of nv_scan.h.
 HRESULT CNVScan::TakeLevel() {
     const CWaitScope wait(WaitCause::ScannerInUse);
-    return Call(m_spDevice, &IOstrelDevice::LockScanner, OSTREL_LOCK_SCAN, OSTREL_LOCK_WAIT);
+    return Call<&IOstrelDevice::LockScanner>(m_spDevice, OSTREL_LOCK_SCAN, OSTREL_LOCK_WAIT);
 }
 
 HRESULT CNVScan::GiveLevelBack() {
-    return Call(m_spDevice, &IOstrelDevice::UnlockScanner);
+    return Call<&IOstrelDevice::UnlockScanner>(m_spDevice);
 }
 
 void CNVScan::GiveLevelBackQuietly() {
@@ -256,7 +255,7 @@ HRESULT CNVScan::getAdf3Value(DWORD* value) {
 }
 
 HRESULT CNVScan::hasDuplex(bool* has) {
-    return Tell(has, m_adf2Caps.adfDuplexFlags & kDuplexBit);
+    return Tell(has, m_adf2Caps.adfDuplexFlags & OSTREL_ADF_DUPLEX);
 }
 
 // Through a slot the sheet moves past the sensor, so that it can't be scanned twice.

@@ -45,7 +45,7 @@ HRESULT CNVScan::getLampOn(bool* on, bool xpa) {
 // The lamp that burns, whichever it is.
 HRESULT CNVScan::AskDeviceLamp(bool* on) {
     BOOL burns = FALSE;
-    const HRESULT hr = Call(m_spDevice, &IOstrelDevice::IsLampOn, &burns);
+    const HRESULT hr = Call<&IOstrelDevice::IsLampOn>(m_spDevice, &burns);
     *on = SUCCEEDED(hr) && burns;
     return hr;
 }
@@ -53,15 +53,15 @@ HRESULT CNVScan::AskDeviceLamp(bool* on) {
 // Starts the lamp's time-out anew.
 HRESULT CNVScan::TouchLamp(bool xpa) {
     if (!xpa)
-        return Call(m_spDevice, &IOstrelDevice::LampOn);
-    return m_spXPA ? Call(m_spXPA, &IOstrelXPA::XPALampOn) : S_OK;
+        return Call<&IOstrelDevice::LampOn>(m_spDevice);
+    return m_spXPA ? Call<&IOstrelXPA::XPALampOn>(m_spXPA) : S_OK;
 }
 
 // As long as it isn't known which lamp burns, the answer depends on what the device offers.
 HRESULT CNVScan::AskForLamp(bool* on, bool xpa) {
     if (m_spXPALamp) {
         DWORD adapterBurns = 0;
-        HRESULT hr = Call(m_spXPALamp, &IOstrelXPALamp::IsXPALampOn, &adapterBurns);
+        HRESULT hr = Call<&IOstrelXPALamp::IsXPALampOn>(m_spXPALamp, &adapterBurns);
         if (FAILED(hr))
             return hr;
         if (xpa)
@@ -71,8 +71,8 @@ HRESULT CNVScan::AskForLamp(bool* on, bool xpa) {
         return SUCCEEDED(hr) && *on ? TouchLamp(xpa) : hr;
     }
     DWORD lamp = kLampUnknown;
-    if (m_spProperties && SUCCEEDED(Call(m_spProperties, &IOstrelProperties::GetLongProperty,
-                                         static_cast<LPCOLESTR>(kCurrentLampOn), &lamp))) {
+    if (m_spProperties && SUCCEEDED(Call<&IOstrelProperties::GetLongProperty>(
+                              m_spProperties, static_cast<LPCOLESTR>(kCurrentLampOn), &lamp))) {
         *on = lamp == (xpa ? kLampAdapter : kLampFlatbed);
         return *on ? TouchLamp(xpa) : S_OK;
     }
@@ -131,7 +131,7 @@ HRESULT CNVScan::setLampTimeoutLevel(DWORD level) {
     if (!lock.IsLocked())
         return trace.SetResult(LockFailure(lock)).GetResult();
     const HRESULT hr =
-        Call(m_spExtendedLamp, &IOstrelExtendedLamp::SetLampTimeout, kTimeoutMinutes[level]);
+        Call<&IOstrelExtendedLamp::SetLampTimeout>(m_spExtendedLamp, kTimeoutMinutes[level]);
     return trace.SetResult(hr).GetResult();
 }
 
@@ -144,6 +144,6 @@ HRESULT CNVScan::setPanelText(LPCOLESTR text) {
         return trace.GetResult();
     const auto bytes =
         static_cast<DWORD>((std::char_traits<OLECHAR>::length(text) + 1) * sizeof(OLECHAR));
-    const HRESULT hr = Call(m_spPanel, &IOstrelPanel::SetPanelText, kPanelLine, text, bytes);
+    const HRESULT hr = Call<&IOstrelPanel::SetPanelText>(m_spPanel, kPanelLine, text, bytes);
     return trace.SetResult(hr).GetResult();
 }

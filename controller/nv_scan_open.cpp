@@ -149,7 +149,7 @@ HRESULT CNVScan::initDriver(LPCOLESTR deviceName, WORD ioType) {
     if (FAILED(hr) || !ReadDeviceProfile())
         createScanAttrib(nullptr, 0);
     if (SUCCEEDED(hr))
-        hr = Call(m_spDevice, &IOstrelDevice::FinishOpen);
+        hr = Call<&IOstrelDevice::FinishOpen>(m_spDevice);
     if (SUCCEEDED(hr) && !m_pAttrib)
         hr = E_OUTOFMEMORY;
     m_bInitialized = SUCCEEDED(hr);
@@ -160,22 +160,22 @@ HRESULT CNVScan::initDriver(LPCOLESTR deviceName, WORD ioType) {
 // Records in the order in which the device must be asked; each tells whether the next can be asked
 // for. The first failure ends it.
 HRESULT CNVScan::ReadDevice() {
-    HRESULT hr = CallRaw(m_spDevice, &IOstrelDevice::GetDeviceCapabilities, &m_devCaps);
+    HRESULT hr = CallRaw<&IOstrelDevice::GetDeviceCapabilities>(m_spDevice, &m_devCaps);
     if (SUCCEEDED(hr))
         hr = FindBurningLamp();
     if (SUCCEEDED(hr))
         hr = ReadFeeders();
     hr = ReadAdapter(hr);
     if (SUCCEEDED(hr) && m_spPanel)
-        hr = Call(m_spPanel, &IOstrelPanel::GetPanelCapabilities, &m_panelCaps);
+        hr = Call<&IOstrelPanel::GetPanelCapabilities>(m_spPanel, &m_panelCaps);
     if (SUCCEEDED(hr) && m_spColorMatrix)
-        hr = Call(m_spColorMatrix, &IOstrelColorMatrix::GetColorMatrixCapabilities,
-                  &m_colorMatrixCaps);
+        hr = Call<&IOstrelColorMatrix::GetColorMatrixCapabilities>(m_spColorMatrix,
+                                                                   &m_colorMatrixCaps);
     if (SUCCEEDED(hr) && m_spNvram)
         hr = ReadNvramItems();
     if (SUCCEEDED(hr) && m_spCompression) {
-        hr = Call(m_spCompression, &IOstrelCompression::GetCompressionCapabilities,
-                  &m_compressionCaps);
+        hr = Call<&IOstrelCompression::GetCompressionCapabilities>(m_spCompression,
+                                                                   &m_compressionCaps);
         if (SUCCEEDED(hr))
             m_compressionType = m_compressionCaps.defaultType;
     }
@@ -206,7 +206,7 @@ HRESULT CNVScan::FindBurningLamp() {
 HRESULT CNVScan::ReadFeeders() {
     HRESULT hr = S_OK;
     if (m_spADF2) {
-        hr = CallRaw(m_spADF2, &IOstrelADF2::GetADF2Capabilities, &m_adf2Caps);
+        hr = CallRaw<&IOstrelADF2::GetADF2Capabilities>(m_spADF2, &m_adf2Caps);
         if (m_pLog && FAILED(hr))
             m_pLog->Format(kLogInformation, "initDriver: GetADF2Capabilities failed %x", hr);
         if (m_pLog)
@@ -215,7 +215,7 @@ HRESULT CNVScan::ReadFeeders() {
             m_spADF2.Reset();
     }
     if (SUCCEEDED(hr) && m_spADF3) {
-        hr = CallRaw(m_spADF3, &IOstrelADF3::GetADF3Capabilities, &m_adf3Caps);
+        hr = CallRaw<&IOstrelADF3::GetADF3Capabilities>(m_spADF3, &m_adf3Caps);
         if (m_pLog && FAILED(hr))
             m_pLog->Format(kLogInformation, "initDriver: GetADF3Capabilities failed %x", hr);
         if (m_pLog)
@@ -223,13 +223,30 @@ HRESULT CNVScan::ReadFeeders() {
         if (!m_adf3Caps.hasADF)
             m_spADF3.Reset();
     }
+    if (SUCCEEDED(hr))
+        LookAtDuplex();
     return hr;
+}
+
+// Nothing else shows that a toolkit's two records contradict each other: a device without duplex is
+// as good as any.
+void CNVScan::LookAtDuplex() const {
+    if (!m_pLog)
+        return;
+    const bool has = (m_adf2Caps.adfDuplexFlags & OSTREL_ADF_DUPLEX) != 0;
+    if (!has && m_spADF3 && (m_adf3Caps.adf3DuplexFlags & OSTREL_ADF_DUPLEX))
+        m_pLog->Write(kLogError,
+                      "initDriver: adf3DuplexFlags alone has the bit of duplex; without bit 0 of "
+                      "adfDuplexFlags there is none");
+    if (has && (m_adf2Caps.duplexWidth == 0 || m_adf2Caps.duplexHeight == 0))
+        m_pLog->Format(kLogError, "initDriver: duplex pages of %d x %d can't be scanned",
+                       m_adf2Caps.duplexWidth, m_adf2Caps.duplexHeight);
 }
 
 // The line in the log also ends an opening that has failed before.
 HRESULT CNVScan::ReadAdapter(HRESULT hr) {
     if (SUCCEEDED(hr) && m_spXPA)
-        hr = CallRaw(m_spXPA, &IOstrelXPA::GetXPACapabilities, &m_xpaCaps);
+        hr = CallRaw<&IOstrelXPA::GetXPACapabilities>(m_spXPA, &m_xpaCaps);
     if (m_pLog && FAILED(hr))
         m_pLog->Format(kLogInformation, "initDriver: GetXPACapabilities failed %x", hr);
     if (m_spXPA && m_spXPAMedia && !m_xpaCaps.hasXPA)
@@ -240,7 +257,7 @@ HRESULT CNVScan::ReadAdapter(HRESULT hr) {
 // The count is that of the records that there is memory for: getters index the list by it. Records
 // are asked for from the last to the first.
 HRESULT CNVScan::ReadMediaList() {
-    HRESULT hr = Call(m_spXPAMedia, &IOstrelXPAMedia::GetMediaSummary, &m_xpaMediaInfo);
+    HRESULT hr = Call<&IOstrelXPAMedia::GetMediaSummary>(m_spXPAMedia, &m_xpaMediaInfo);
     const WORD count = SUCCEEDED(hr) ? m_xpaMediaInfo.count : WORD{0};
     m_xpaMediaInfo.count = 0;
     if (count == 0)
@@ -250,13 +267,13 @@ HRESULT CNVScan::ReadMediaList() {
         return E_OUTOFMEMORY;
     m_xpaMediaInfo.count = count;
     for (WORD index = count; index-- > 0 && SUCCEEDED(hr);)
-        hr = Call(m_spXPAMedia, &IOstrelXPAMedia::GetMediaRecord, index, &m_pXpaMedia[index]);
+        hr = Call<&IOstrelXPAMedia::GetMediaRecord>(m_spXPAMedia, index, &m_pXpaMedia[index]);
     return hr;
 }
 
 // That dates could not be reconciled is no failure: the scanner works without.
 HRESULT CNVScan::ReadNvramItems() {
-    HRESULT hr = Call(m_spNvram, &IOstrelNvram::GetNvramInfo, &m_nvramInfo);
+    HRESULT hr = Call<&IOstrelNvram::GetNvramInfo>(m_spNvram, &m_nvramInfo);
     if (SUCCEEDED(hr) && (m_nvramInfo.items & OSTREL_NVRAM_HAS_FIRST_USE)) {
         m_pFirstUse.reset(new (std::nothrow)
                               CFirstUseDate(ModelName(m_devCaps).text, m_spNvram, m_dwSession));
@@ -264,7 +281,7 @@ HRESULT CNVScan::ReadNvramItems() {
             m_pFirstUse->reconcile();
     }
     if (SUCCEEDED(hr) && (m_nvramInfo.items & OSTREL_NVRAM_HAS_SCAN_COUNT)) {
-        hr = Call(m_spNvram, &IOstrelNvram::ReadNvram, OSTREL_NVRAM_SCAN_COUNT, &m_scanCount);
+        hr = Call<&IOstrelNvram::ReadNvram>(m_spNvram, OSTREL_NVRAM_SCAN_COUNT, &m_scanCount);
         if (m_scanCount == kScanCountUnset)
             m_scanCount = 0;
     }
@@ -276,7 +293,7 @@ HRESULT CNVScan::ReadResolutionTables() {
     const auto read = [this](WORD source) {
         OstrelResolutionTable& table = m_resTables[source];
         const HRESULT hr =
-            Call(m_spResolutions, &IOstrelResolutions::GetResolutionTable, DWORD{source}, &table);
+            Call<&IOstrelResolutions::GetResolutionTable>(m_spResolutions, DWORD{source}, &table);
         table.count = std::min<WORD>(table.count, kOstrelMaxResolutions);
         return hr;
     };
@@ -293,7 +310,7 @@ HRESULT CNVScan::ReadResolutionTables() {
 // as no profile is so long.
 bool CNVScan::ReadDeviceProfile() {
     if (!m_spProfile ||
-        FAILED(Call(m_spProfile, &IOstrelProfile::GetProfileSize, &m_hwProfileSize)) ||
+        FAILED(Call<&IOstrelProfile::GetProfileSize>(m_spProfile, &m_hwProfileSize)) ||
         m_hwProfileSize == 0)
         return false;
     if (m_hwProfileSize >= kProfileTextSize) {
@@ -306,8 +323,8 @@ bool CNVScan::ReadDeviceProfile() {
         return false;
     }
     const std::unique_ptr<char[]> text(new (std::nothrow) char[m_hwProfileSize + 1]());
-    if (!text || FAILED(Call(m_spProfile, &IOstrelProfile::ReadProfile, m_hwProfileSize,
-                             static_cast<void*>(text.get()))))
+    if (!text || FAILED(Call<&IOstrelProfile::ReadProfile>(m_spProfile, m_hwProfileSize,
+                                                           static_cast<void*>(text.get()))))
         return false;
     text[m_hwProfileSize] = '\0';
     createScanAttrib(text.get(), m_hwProfileSize);
@@ -336,7 +353,7 @@ HRESULT CNVScan::closeScanner() {
     ReleaseAll(noted);
     if (SUCCEEDED(locked))
         Note(noted, GiveLevelBack());
-    Note(noted, Call(m_spDevice, &IOstrelDevice::CloseDevice));
+    Note(noted, Call<&IOstrelDevice::CloseDevice>(m_spDevice));
     ForgetSession();
     return trace.SetResult(Noted(noted)).GetResult();
 }
@@ -352,7 +369,7 @@ HRESULT CNVScan::getFirmwareVersion(LPOLESTR* version) {
         trace.SetResult(LockFailure(lock));
     else if (m_spProperties)
         trace.SetResult(
-            Call(m_spProperties, &IOstrelProperties::GetStringProperty, kFirmwareVersion, version));
+            Call<&IOstrelProperties::GetStringProperty>(m_spProperties, kFirmwareVersion, version));
     // What a failed call has left there is nothing that could be freed.
     if (FAILED(trace.GetResult()) || !*version) {
         *version = CopyNotKnown();

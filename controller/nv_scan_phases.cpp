@@ -136,7 +136,7 @@ HRESULT CNVScan::secondScanInit(DWORD* pixels, DWORD* lines) {
     if (FAILED(trace.SetResult(fillScanParameters()).GetResult()))
         return trace.GetResult();
     OstrelScanSetup setup = {};
-    trace.SetResult(Call(m_spDevice, &IOstrelDevice::GetScanSetup, &m_scanParams, &setup));
+    trace.SetResult(Call<&IOstrelDevice::GetScanSetup>(m_spDevice, &m_scanParams, &setup));
     if (FAILED(trace.GetResult()))
         return trace.GetResult();
     if (!IsPlausible(setup.pixelsPerLine, m_scanParams.width, kMaxPixels) ||
@@ -228,7 +228,7 @@ HRESULT CNVScan::LightAndWarmUp() {
 HRESULT CNVScan::Calibrate() {
     if (m_bCalibrated)
         return S_OK;
-    const HRESULT hr = Call(m_spDevice, &IOstrelDevice::CalibrateScanner);
+    const HRESULT hr = Call<&IOstrelDevice::CalibrateScanner>(m_spDevice);
     m_bCalibrated = SUCCEEDED(hr);
     return hr;
 }
@@ -245,15 +245,15 @@ HRESULT CNVScan::beforeStartHook2() {
 HRESULT CNVScan::sendColorMatrix() {
     bool has = false;
     hasColorMatrix(&has);
-    return has ? Call(m_spColorMatrix, &IOstrelColorMatrix::SetColorMatrix,
-                      static_cast<const double*>(m_colorMatrix))
+    return has ? Call<&IOstrelColorMatrix::SetColorMatrix>(
+                     m_spColorMatrix, static_cast<const double*>(m_colorMatrix))
                : S_OK;
 }
 
 // The feeder's mode goes behind the start: the device takes it for the running scan. Some find out
 // only there that no sheet has come.
 HRESULT CNVScan::StartPage() {
-    HRESULT hr = Call(m_spDevice, &IOstrelDevice::StartScan, &m_scanParams);
+    HRESULT hr = Call<&IOstrelDevice::StartScan>(m_spDevice, &m_scanParams);
     m_bPageStarted = SUCCEEDED(hr);
     if (m_bPageStarted)
         hr = setAdfMode();
@@ -289,8 +289,8 @@ HRESULT CNVScan::readScanData(WORD phase, void* buffer, DWORD wanted, DWORD* got
             m_dwErrorCode = status;
             return mapToolkitError(status);
         }
-        // Neither a line nor a reason: that is no end of the page.
-        if (taken == 0 && status == OSTREL_NO_ERROR) {
+        // Neither a line nor a reason, or an end of what never began: that is no end of the page.
+        if (taken == 0 && (status == OSTREL_NO_ERROR || m_reader.HasFailed())) {
             if (m_pLog)
                 m_pLog->Write(kLogError,
                               "CNVScan::readScanData: the device gives less than a line, or fails "
@@ -308,7 +308,7 @@ void CNVScan::StopScan(NotedFailure& noted) {
     if (m_bScanStarted) {
         // A start that got no lock has not told the device anything yet, but others may have it.
         const HRESULT locked = m_bScanLocked ? S_OK : TakeLevel();
-        Note(noted, SUCCEEDED(locked) ? Call(m_spDevice, &IOstrelDevice::EndScan) : locked);
+        Note(noted, SUCCEEDED(locked) ? Call<&IOstrelDevice::EndScan>(m_spDevice) : locked);
         if (SUCCEEDED(locked) && !m_bScanLocked)
             GiveLevelBackQuietly();
         ++m_scanCount;

@@ -13,6 +13,7 @@ namespace {
 constexpr HRESULT kNoTonemap = MakeResult(0x80040001);
 // Entries of a source curve: one for each value of 16 bits.
 constexpr DWORD kCurveSize = 65536;
+constexpr DWORD kMaxOfByte = 255;
 // The curve of high depth: gamma 2.2, with a slope of at most 4 near black, where the pure power
 // would rise without bound and lift the noise with it.
 constexpr double kGamma = 2.2;
@@ -29,7 +30,6 @@ unsigned ShiftTo(std::uint64_t size) {
     return static_cast<unsigned>(std::countr_zero(kCurveSize / size));
 }
 
-// `entry` is as wide as the device says; a value that is wider loses its high byte.
 void StoreEntry(BYTE* table, std::size_t index, WORD entryBytes, unsigned value) {
     if (entryBytes == 1) {
         table[index] = static_cast<BYTE>(value);
@@ -41,15 +41,17 @@ void StoreEntry(BYTE* table, std::size_t index, WORD entryBytes, unsigned value)
 
 }  // namespace
 
-// Sizes that aren't powers of two have no shift, so such a device gets no tables at all and the
-// download fails with E_OUTOFMEMORY: better no scan than one in wrong tones.
+// Sizes that aren't powers of two have no shift, and a largest value that is wider than its entry
+// has no place, so such a device gets no tables at all and the download fails with E_OUTOFMEMORY:
+// better no scan than one in wrong tones.
 bool CNVScan::MakeTonemapTables() {
     if (m_tonemapData.bytes != 0)
         return true;
     const WORD entryBytes = m_devCaps.tonemapEntrySize;
     if ((entryBytes != 1 && entryBytes != 2) || !IsTableSize(m_devCaps.tonemapLength) ||
         m_devCaps.tonemapMaxValue == 0 ||
-        !IsTableSize(std::uint64_t{m_devCaps.tonemapMaxValue} + 1))
+        !IsTableSize(std::uint64_t{m_devCaps.tonemapMaxValue} + 1) ||
+        (entryBytes == 1 && m_devCaps.tonemapMaxValue > kMaxOfByte))
         return false;
     const DWORD bytes = m_devCaps.tonemapLength * entryBytes;
     TonemapData data;
@@ -178,7 +180,7 @@ HRESULT CNVScan::downloadTonemap(DWORD bytes, const void* red, const void* green
     const OstrelLock lock = LockForBlock();
     if (!lock.IsLocked())
         return trace.SetResult(LockFailure(lock)).GetResult();
-    trace.SetResult(Call(m_spDevice, &IOstrelDevice::SetTonemap, bytes, red, green, blue));
+    trace.SetResult(Call<&IOstrelDevice::SetTonemap>(m_spDevice, bytes, red, green, blue));
     return trace.GetResult();
 }
 

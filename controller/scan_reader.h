@@ -106,6 +106,9 @@ class CScanReader {
                  DWORD bytesPerLine, DWORD totalLines, const CScanReadDevice& device,
                  DWORD sessionId);
 
+    // The device has failed, also where it gave the number of an end for it.
+    bool HasFailed() const;
+
     // A page has been begun and not shut down. Tells kScanNotStarted from a device's error of the
     // same number.
     bool IsOpen() const { return m_thread != nullptr; }
@@ -119,7 +122,6 @@ class CScanReader {
 
     bool Open(DWORD bytesPerLine, DWORD totalLines, const CScanReadDevice& device, DWORD sessionId);
     bool Start();
-    bool HasFailed() const;
     bool TakeFullBuffer();
     void GiveBackBuffer();
 

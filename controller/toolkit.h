@@ -21,14 +21,14 @@
 // Endings. What UnlockScanner, CloseDevice, EndScan, EndADF2Job, ADFEndJob and EndJobGate end
 // counts as over also when they report a failure: the driver doesn't ask again, and may begin anew.
 //
-// Threads. One thread calls an object, but for BeginRead and ReadScan, which the scan reader's
-// thread calls, and which may block. Other objects of the same device may be open in the process,
-// and called by other threads.
+// Threads. One thread at a time calls an object, but for BeginRead and ReadScan, which the scan
+// reader's thread calls, and which may block. Other objects of the same device may be open in the
+// process, and called by other threads.
 //
 // What a toolkit must do about the feeder, beyond the single operations:
 // - ADF2PaperFeed takes the next sheet to the scan position. On a feeder with bit 0 of adfFlags
-//   that sheet counts as paper (IsPaperInADF) until it has been scanned: the driver asks again
-//   between feed and start.
+//   that sheet counts as paper (IsPaperInADF) until EndScan: the driver asks behind StartScan,
+//   ahead of SetADFMode.
 // - In duplex the second side of a sheet counts as paper until it has been scanned, and
 //   ADF2PaperFeed does nothing, and succeeds, while a second side is due.
 // - Feeding or starting a scan without paper fails with the code of the empty feeder. Without a
@@ -85,7 +85,8 @@ inline constexpr IID IID_IOstrelPendingTask = {
 inline constexpr IID IID_IOstrelModelFactory = {
     0x802A4598, 0xD08B, 0x475D, {0x9B, 0x90, 0x1E, 0x71, 0x77, 0xAF, 0xAD, 0x7E}};
 
-// Modes and time-outs of LockScanner that the driver uses.
+// Modes and time-outs of LockScanner that the driver uses. Short jobs don't wait (0), but for a
+// pending task, which waits without limit (0xFFFFFFFF).
 inline constexpr WORD OSTREL_LOCK_SCAN = 0;
 inline constexpr WORD OSTREL_LOCK_SHORT_JOB = 1;
 inline constexpr DWORD OSTREL_LOCK_WAIT = 30000;  // milliseconds

@@ -77,14 +77,16 @@ struct OstrelDeviceCaps {
     DWORD
     depthFlags;       // bit 1: one channel can have more than one bit, bit 2: there is one-bit data
     DWORD modeFlags;  // bit 0: honours the preview bit, bit 3: one bit by the tone map's threshold
-    WORD channelFlags;  // bits 0 to 2: channels 2 to 4, bit 3: channel 1, bit 4: channel 5
-    WORD wPaperPath;    // 1: only a feeder, no flatbed
+    // Bits 0 to 2: channels 2 to 4, red, green, blue; bit 3: channel 1, the gray of the television
+    // norm; bit 4: channel 5, the device's own gray.
+    WORD channelFlags;
+    WORD wPaperPath;  // 1: only a feeder, no flatbed
     WORD unused60;
     BYTE colorDepths[kOstrelDepths];  // bits a sample, ascending, 8 among them; a zero ends them
     BYTE grayDepths[kOstrelDepths];
     WORD unused78;
     DWORD tonemapLength;    // entries of a tone map, a power of two up to 65536
-    DWORD tonemapMaxValue;  // largest entry, one below such a power
+    DWORD tonemapMaxValue;  // largest entry, one below such a power; an entry has room for it
     WORD tonemapEntrySize;  // bytes of an entry, 1 or 2
     WORD deviceGrayLimit;   // highest resolution of channel 5; 0: no limit
     BYTE unused92[32];
@@ -168,6 +170,7 @@ OSTREL_CHECK_OFFSET(OstrelAdf2Caps, colorDepths, 78);
 OSTREL_CHECK_OFFSET(OstrelAdf2Caps, grayDepths, 86);
 
 inline constexpr WORD OSTREL_ADF_SHEET_THROUGH = 1;
+inline constexpr DWORD OSTREL_ADF_DUPLEX = 1;
 
 // Third generation: job control and the duplex switch; stands beside the second's record.
 struct OstrelAdf3Caps {
@@ -175,7 +178,9 @@ struct OstrelAdf3Caps {
     BYTE unused1[21];
     BYTE hasDuplexSwitch;  // a manual one
     BYTE unused23;
-    WORD switchFlags;  // bit 0: software may ask for duplex all the same, bit 1: it can be read
+    // Bit 0: software may ask for duplex all the same, bit 1: it can be read, and then decides
+    // alone.
+    WORD switchFlags;
     WORD unused26;
     DWORD adf3DuplexFlags;  // bit 0: duplex is available
     BYTE unused32[82];

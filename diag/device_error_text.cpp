@@ -52,3 +52,8 @@ const char* DeviceErrorText(DWORD error) {
                      [error](const DeviceErrorRow& known) { return known.error == error; });
     return row == std::end(kDeviceErrors) ? "no definition" : row->text;
 }
+
+void LogDeviceError(CLog& log, const char* operation, HRESULT result, DWORD error) noexcept {
+    log.Format(kLogInformation, "%s failed %x, OstrelError=%s (%d)", operation, result,
+               DeviceErrorText(error), error);
+}

@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 
+#include "diag/device_error_text.h"
 #include "diag/function_trace.h"
 #include "frontend/mini_driver.h"
 #include "platform/contained.h"
@@ -45,16 +46,20 @@ HRESULT CNVwiaMiniDrv::PollButtons(bool& found) {
     HRESULT hr = buttons->GetButtonDataSize(m_dwSessionId, &bytes, &error);
     if (SUCCEEDED(hr) && bytes > kMostButtonBytes)
         hr = E_FAIL;
-    if (FAILED(hr))
+    if (FAILED(hr)) {
+        LogDeviceError(*m_pLog, "GetButtonDataSize", hr, error);
         return hr;
+    }
     // Everything is read, so that no press stays behind in the device; buttons without an event
     // mean nothing, as do events without a button.
     const std::unique_ptr<BYTE[]> pressed(new (std::nothrow) BYTE[bytes + 1]());
     if (!pressed)
         return E_OUTOFMEMORY;
     hr = buttons->ReadButtons(m_dwSessionId, bytes, pressed.get(), &error);
-    if (FAILED(hr))
+    if (FAILED(hr)) {
+        LogDeviceError(*m_pLog, "ReadButtons", hr, error);
         return hr;
+    }
     const BYTE* const first = pressed.get();
     const BYTE* const last = first + std::min(bytes, m_buttons.Count());
     const BYTE* const button = std::find_if(first, last, [](BYTE state) { return state != 0; });

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "diag/device_error_text.h"
 #include "diag/log.h"
 #include "frontend/mini_driver.h"
 #include "platform/registry_key.h"
@@ -234,8 +235,11 @@ int CNVwiaMiniDrv::StoreDeviceData(HKEY hKey) {
         return 0;
     OstrelDeviceCaps caps = {};
     DWORD error = OSTREL_NO_ERROR;
-    if (FAILED(m_pToolkit->GetDeviceCapabilities(m_dwSessionId, &caps, &error)))
+    if (const HRESULT hr = m_pToolkit->GetDeviceCapabilities(m_dwSessionId, &caps, &error);
+        FAILED(hr)) {
+        LogDeviceError(*m_pLog, "GetDeviceCapabilities", hr, error);
         return 0;
+    }
     // A lamp that needs no warm-up is lit at a button press.
     if (caps.lampWarmUpFlatbed == 0)
         m_bLampOnButton = TRUE;

@@ -6,11 +6,13 @@
 #include <string_view>
 
 #include "controller/flatbed_scan.h"
+#include "diag/device_error_text.h"
 #include "diag/function_trace.h"
 #include "frontend/mini_driver.h"
 #include "platform/contained.h"
 #include "platform/registry_key.h"
 #include "platform/text.h"
+#include "platform/told_lines.h"
 
 namespace {
 
@@ -151,6 +153,11 @@ HRESULT CNVwiaMiniDrv::MeetDevice(HKEY hKey) {
     hr = m_pToolkit->OpenDevice(m_szDeviceName, static_cast<WORD>(m_dwIoType), &m_dwSessionId,
                                 &error);
     if (FAILED(hr)) {
+        LogDeviceError(*m_pLog, "OpenDevice", hr, error);
+        // The result goes to the service as it is, and says little.
+        if (error != OSTREL_NO_ERROR)
+            TellCauseUnlessTold(std::string("the scanner can't be opened: ") +
+                                DeviceErrorText(error));
         m_pToolkit.Reset();  // without a session to be closed
         return hr;
     }

@@ -24,6 +24,12 @@ bool TellCause(const std::string& line) {
     return t_innermost != nullptr;
 }
 
+bool TellCauseUnlessTold(const std::string& line) {
+    if (t_innermost && !t_innermost->m_cause.empty())
+        return true;
+    return TellCause(line);
+}
+
 bool TellWarning(const std::string& line) {
     if (!t_innermost)
         return false;

@@ -8,6 +8,8 @@
 // Why the operation under way fails; and what it does otherwise than expected, and goes on. One
 // line without its end. False if nobody takes it.
 bool TellCause(const std::string& line);
+// For who knows less than those that he calls.
+bool TellCauseUnlessTold(const std::string& line);
 bool TellWarning(const std::string& line);
 
 // Takes what is told on this thread as long as it lives; of several the innermost.
@@ -25,6 +27,7 @@ class CToldLines {
 
   private:
     friend bool TellCause(const std::string& line);
+    friend bool TellCauseUnlessTold(const std::string& line);
     friend bool TellWarning(const std::string& line);
 
     CToldLines* const m_outer;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
 #include "platform/named_lock.h"
 #include "platform/registry_key.h"
@@ -247,12 +248,40 @@ struct InstalledModules {
     CLSID toolkitClass = GUID_NULL;
 };
 
-ScanStatus RegisterModules(const InstallOptions& options, InstalledModules& modules) {
-    ScanStatus status = RegisterByName(options.driverModule, modules.driverFile);
-    if (status.Ok())
-        status = RegisterByName(options.toolkitModule, modules.toolkitFile);
+// Another build of a module has its name.
+bool IsOtherModule(const std::string& known, const std::string& file) {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    return fs::path(known).filename() != fs::path(file).filename() && fs::exists(known, ignored);
+}
+
+// A copy of a module that has kept its class identifier would take the other one's scanners over.
+ScanStatus RegisterToolkit(const InstallOptions& options,
+                           const std::vector<InstalledDevice>& devices, InstalledModules& modules) {
+    std::vector<std::string> files;
+    for (const InstalledDevice& device : devices)
+        files.push_back(RegisteredModule(device.toolkitClass));
+    ScanStatus status = RegisterByName(options.toolkitModule, modules.toolkitFile);
     if (status.Ok())
         status = FindToolkitClass(options, modules.toolkitFile, modules.toolkitClass);
+    for (std::size_t i = 0; i < devices.size() && status.Ok(); ++i) {
+        if (devices[i].toolkitClass != modules.toolkitClass ||
+            !IsOtherModule(files[i], modules.toolkitFile))
+            continue;
+        static_cast<void>(RegisterModule(files[i]));
+        status = {E_INVALIDARG, modules.toolkitFile + ": has the class " +
+                                    GuidText(modules.toolkitClass) + " of " + files[i] +
+                                    ", with which " + devices[i].name + " (" + devices[i].number +
+                                    ") is installed; a module needs a class of its own"};
+    }
+    return status;
+}
+
+ScanStatus RegisterModules(const InstallOptions& options,
+                           const std::vector<InstalledDevice>& devices, InstalledModules& modules) {
+    ScanStatus status = RegisterByName(options.driverModule, modules.driverFile);
+    if (status.Ok())
+        status = RegisterToolkit(options, devices, modules);
     if (status.Ok() && RegisteredModule(options.driverClass).empty())
         status = {REGDB_E_CLASSNOTREG, modules.driverFile +
                                            ": has not registered the driver's class " +
@@ -293,7 +322,7 @@ ScanStatus Install(InstallOptions options, InstalledDevice* installed,
     if (status.code != S_OK)
         return status;
     InstalledModules modules;
-    status = RegisterModules(options, modules);
+    status = RegisterModules(options, devices, modules);
     const std::string number = FreeNumber(devices);
     if (status.Ok()) {
         const LONG error = WriteDevice(number, options, modules.toolkitFile, modules.toolkitClass);

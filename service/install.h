@@ -48,8 +48,9 @@ using InstallPreparation =
 
 // Registers driver and toolkit through their modules and writes the device's key. Nothing of the
 // device stays in the registry when it fails. A port or a name that another device has is refused,
-// and so are a name of several lines and a device in the network without its identifier. Programs
-// that install at once wait for each other, for a minute at most.
+// and so are a name of several lines, a device in the network without its identifier, and a toolkit
+// with the class of another one that a device needs. Programs that install at once wait for each
+// other, for a minute at most.
 ScanStatus InstallDevice(const InstallOptions& options, InstalledDevice* device = nullptr,
                          const InstallPreparation& prepare = {});
 

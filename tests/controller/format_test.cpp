@@ -153,8 +153,8 @@ TEST_F(Tonemap, CurveIsResampledToTheDevicesTable) {
             }
         }
     }
-    const DWORD sizesThatAreNone[][3] = {
-        {1000, 255, 1}, {0, 255, 1}, {131072, 255, 1}, {256, 200, 1}, {256, 255, 3}};
+    const DWORD sizesThatAreNone[][3] = {{1000, 255, 1}, {0, 255, 1},   {131072, 255, 1},
+                                         {256, 200, 1},  {256, 255, 3}, {256, 1023, 1}};
     for (const auto& [length, maximum, bytes] : sizesThatAreNone) {
         OpenWith(length, maximum, bytes);
         EXPECT_EQ(scan->setScannerTonemap(), E_OUTOFMEMORY) << length << ' ' << maximum;

@@ -105,6 +105,12 @@ TEST_F(OpenScanner, RefusalIsNotToldWithAnEarlierOperationsError) {
     }
 }
 
+// The log has it in a compiler's words.
+TEST(OperationName, IsTheInterfacesAndTheOperations) {
+    EXPECT_STREQ(kOperationName<&IOstrelDevice::StartScan>.data(), "IOstrelDevice::StartScan");
+    EXPECT_STREQ(kOperationName<&IOstrelADF3::ADFEndJob>.data(), "IOstrelADF3::ADFEndJob");
+}
+
 TEST(ErrorCodes, OfSomeKindsMeanMoreToTheirDevice) {
     EXPECT_EQ(MapOstrelError(7, {}), Result(0x0B));
     EXPECT_EQ(MapOstrelError(7, {.useXpa = true}), Result(0x05));

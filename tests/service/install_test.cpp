@@ -1,4 +1,6 @@
 // What installing writes into the registry, and what removing leaves there.
+#include <filesystem>
+
 #include "platform/registry_key.h"
 #include "simulator/simulator_class.h"
 #include "tests/service/service_rig.h"
@@ -79,6 +81,23 @@ TEST_F(InstallTest, AFailureLeavesNoDevice) {
     WriteWholeFile(RegistryPath(), "scribble");
     std::vector<ScanDeviceInfo> devices;
     EXPECT_EQ(m_client.ListDevices(devices).code, MakeResult(0x800703F1u));
+}
+
+// A copy that has kept the class identifier of what it was copied from.
+TEST_F(InstallTest, AModuleDoesntTakeTheClassOfAnotherOne) {
+    Install();
+    const std::string file = RegisteredModule(CLSID_OstrelSimulator);
+    const std::string copy = TestFolder() + "/copy.so";
+    std::filesystem::copy_file(file, copy);
+    InstallOptions options = TestInstall("Second scanner");
+    options.toolkitModule = copy;
+    const ScanStatus status = InstallDevice(options);
+    EXPECT_EQ(status.code, E_INVALIDARG);
+    EXPECT_NE(status.text.find("of its own"), std::string::npos) << status.text;
+    EXPECT_EQ(RegisteredModule(CLSID_OstrelSimulator), file);
+    ASSERT_EQ(Failure(UninstallDevice("0000")), "");
+    Install(options);
+    EXPECT_EQ(RegisteredModule(CLSID_OstrelSimulator), copy);
 }
 
 TEST_F(InstallTest, ADeviceInTheNetworkNeedsItsIdentifier) {
