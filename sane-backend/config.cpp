@@ -18,14 +18,18 @@ bool Means(const std::string& text, const ScanDeviceInfo& device) {
     return text == device.number || text == device.id || text == device.name || text == device.port;
 }
 
-// Words, or texts between quotation marks, up to a '#'.
-std::vector<std::string> WordsOf(const std::string& line) {
+// Words, or texts between quotation marks, up to a '#'. False when such a text has no end.
+bool FindWords(const std::string& line, std::vector<std::string>& words) {
     std::istringstream stream(line);
-    std::vector<std::string> words;
     std::string word;
-    while (stream >> std::ws && stream.peek() != '#' && stream >> std::quoted(word))
+    while (stream >> std::ws && stream.peek() != '#') {
+        const bool isQuoted = stream.peek() == '"';
+        stream >> std::quoted(word);
+        if (!stream)
+            return !isQuoted;
         words.push_back(word);
-    return words;
+    }
+    return true;
 }
 
 bool TakeWords(const std::vector<std::string>& words, BackendConfig& config) {
@@ -33,7 +37,7 @@ bool TakeWords(const std::vector<std::string>& words, BackendConfig& config) {
     if (verb == "hide" && words.size() == 2)
         config.hidden.push_back(words[1]);
     else if (verb == "name" && words.size() == 3)
-        config.names[words[1]] = words[2];
+        config.names.emplace_back(words[1], words[2]);
     else if (verb == "simulated" && words.size() == 2 && (words[1] == "on" || words[1] == "off"))
         config.simulated = words[1] == "on";
     else
@@ -42,15 +46,16 @@ bool TakeWords(const std::vector<std::string>& words, BackendConfig& config) {
 }
 
 std::vector<std::string> ConfigFolders() {
-    const char* own = std::getenv("SANE_CONFIG_DIR");
-    if (!own || !*own)
-        return {kSystemFolder};
+    const char* told = std::getenv("SANE_CONFIG_DIR");
+    const std::string own = told ? told : "";
     std::vector<std::string> folders;
     std::istringstream list(own);
-    for (std::string folder; std::getline(list, folder, ':');)
-        folders.push_back(folder);
-    if (std::string(own).ends_with(':'))
-        folders.emplace_back(kSystemFolder);
+    for (std::string folder; std::getline(list, folder, ':');) {
+        if (!folder.empty())
+            folders.push_back(folder);
+    }
+    if (own.empty() || own.ends_with(':'))
+        folders.insert(folders.end(), {".", kSystemFolder});
     return folders;
 }
 
@@ -62,17 +67,24 @@ bool BackendConfig::Hides(const ScanDeviceInfo& device) const {
 }
 
 std::string BackendConfig::NameOf(const ScanDeviceInfo& device) const {
-    const auto row =
-        std::ranges::find_if(names, [&](const auto& name) { return Means(name.first, device); });
-    return row == names.end() ? device.name : row->second;
+    const auto row = std::find_if(names.rbegin(), names.rend(),
+                                  [&](const auto& name) { return Means(name.first, device); });
+    return row == names.rend() ? device.name : row->second;
 }
 
 BackendConfig ParseConfig(std::istream& file) {
     BackendConfig config;
     std::string line;
-    for (std::size_t number = 1; number <= kMostLines && std::getline(file, line); ++number) {
-        const std::vector<std::string> words = WordsOf(line);
-        if (!words.empty() && !TakeWords(words, config))
+    std::size_t number = 0;
+    while (std::getline(file, line)) {
+        if (++number > kMostLines) {
+            Debug(EDebug::Failures, "nvq.conf: what stands behind line ",
+                  std::to_string(kMostLines), " is passed over");
+            break;
+        }
+        std::vector<std::string> words;
+        const bool isWhole = FindWords(line, words);
+        if (!isWhole || (!words.empty() && !TakeWords(words, config)))
             Debug(EDebug::Failures, "nvq.conf, line ", std::to_string(number),
                   ": is none of 'hide NAME', 'name NAME \"SHOWN\"' and "
                   "'simulated on|off'; it is passed over");

@@ -6,15 +6,15 @@
 #pragma once
 
 #include <istream>
-#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "service/scan_client.h"
 
 struct BackendConfig {
     std::vector<std::string> hidden;
-    std::map<std::string, std::string> names;
+    std::vector<std::pair<std::string, std::string>> names;  // of the same scanner the last counts
     bool simulated = false;
 
     bool Hides(const ScanDeviceInfo& device) const;
@@ -25,6 +25,7 @@ struct BackendConfig {
 // What makes no sense is passed over, with a line in the debug output.
 BackendConfig ParseConfig(std::istream& file);
 
-// The first nvq.conf in the folders of $SANE_CONFIG_DIR, which are parted by ':'; in /etc/sane.d
-// when it isn't set or ends with ':'. The defaults without a file.
+// The first nvq.conf in the folders of $SANE_CONFIG_DIR, which are parted by ':'; where it isn't
+// set or ends with ':' also in SANE's own, the program's folder and /etc/sane.d. The defaults
+// without a file.
 BackendConfig ReadConfig();

@@ -8,6 +8,9 @@
 
 namespace {
 
+// SANE's word for it.
+constexpr const char* kNoVendor = "Noname";
+
 // Scanners that the driver itself reaches through SANE. A program of SANE has them at first hand,
 // and the library that it runs in can't be begun a second time.
 bool IsSane(const ScanDeviceInfo& device) {
@@ -37,8 +40,9 @@ SANE_Status CDeviceList::Renew() {
             Debug(EDebug::Failures, device.name, ": ", device.fault);
         if (!device.fault.empty() || IsSane(device) || config.Hides(device))
             continue;
-        Entry& entry = entries.emplace_back(
-            Entry{device.number, device.vendor, config.NameOf(device), SANE_Device{}});
+        Entry& entry = entries.emplace_back(Entry{device.number,
+                                                  device.vendor.empty() ? kNoVendor : device.vendor,
+                                                  config.NameOf(device), SANE_Device{}});
         // What kind it is would take opening it; every one of SANE's words but this is narrower.
         entry.device = {entry.number.c_str(), entry.vendor.c_str(), entry.model.c_str(),
                         "flatbed scanner"};

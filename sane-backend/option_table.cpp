@@ -187,15 +187,13 @@ OptionValue GetTone(const OptionRow&, const CScannerSettings& settings) {
 }
 ScanStatus SetTone(const OptionRow& row, CScannerSettings& settings, const OptionValue& value) {
     AutoWish automatic = settings.Automatic();
-    const bool isAutomatic = value.text == kToneNames[kAutomatic];
-    if (automatic.tone != isAutomatic) {
-        automatic.tone = isAutomatic;
-        if (ScanStatus status = settings.SetAutomatic(automatic); !status.Ok())
-            return status;
-    }
-    if (isAutomatic)
-        return {};
-    return settings.SetValue(row.id, value.text == kToneNames[kByLevels]);
+    automatic.tone = value.text == kToneNames[kAutomatic];
+    ScanStatus status;
+    if (!automatic.tone)
+        status = settings.SetValue(row.id, value.text == kToneNames[kByLevels]);
+    if (status.Ok())
+        settings.SetAutomatic(automatic);
+    return status;
 }
 OptionLimits Tones(const OptionRow&, const CScannerSettings&) {
     return {.texts = {std::begin(kToneNames), std::end(kToneNames)}};
@@ -216,7 +214,8 @@ OptionValue GetAutoColor(const OptionRow&, const CScannerSettings& settings) {
 ScanStatus SetAutoColor(const OptionRow&, CScannerSettings& settings, const OptionValue& value) {
     AutoWish automatic = settings.Automatic();
     automatic.color = value.word != 0;
-    return settings.SetAutomatic(automatic);
+    settings.SetAutomatic(automatic);
+    return {};
 }
 
 // ---- The feeder

@@ -225,26 +225,47 @@ std::vector<std::pair<OptionValue, OptionLimits>> COptions::Look() const {
     return look;
 }
 
-SANE_Status COptions::Set(SANE_Int option, void* value, SANE_Int& info) {
-    info = 0;
+// What a write of the option would set, made fit; nothing for one that can't be written.
+std::optional<OptionValue> COptions::Fitting(SANE_Int option, const void* value) const {
     const Shown* shown = Active(option);
     if (!shown || !value || !SANE_OPTION_IS_SETTABLE(shown->descriptor.cap))
-        return SANE_STATUS_INVAL;
+        return {};
     const OptionRow& row = *shown->row;
-    const OptionValue asked = ValueFrom(shown->descriptor, value);
-    OptionValue fitting = asked;
-    if (!Fit(row.limits ? row.limits(row, m_settings) : OptionLimits{}, row.type, fitting))
+    OptionValue fitting = ValueFrom(shown->descriptor, value);
+    return Fit(row.limits ? row.limits(row, m_settings) : OptionLimits{}, row.type, fitting)
+               ? std::optional(fitting)
+               : std::nullopt;
+}
+
+SANE_Status COptions::Check(SANE_Int option, const void* value, bool& isNews) const {
+    const std::optional<OptionValue> fitting = Fitting(option, value);
+    isNews = fitting && !(*fitting == ValueOf(*Active(option)));
+    return fitting ? SANE_STATUS_GOOD : SANE_STATUS_INVAL;
+}
+
+// Programs pass texts that can't be written to, and mean them as they are.
+SANE_Status COptions::Keep(SANE_Int option, void* value, SANE_Int& info) const {
+    const Shown& shown = m_shown[static_cast<std::size_t>(option)];
+    const OptionValue made = ValueOf(shown);
+    if (made == ValueFrom(shown.descriptor, value))
+        return SANE_STATUS_GOOD;
+    info |= SANE_INFO_INEXACT;
+    Put(shown.descriptor, made, value);
+    return SANE_STATUS_GOOD;
+}
+
+SANE_Status COptions::Set(SANE_Int option, void* value, SANE_Int& info) {
+    info = 0;
+    const std::optional<OptionValue> fitting = Fitting(option, value);
+    if (!fitting)
         return SANE_STATUS_INVAL;
+    const OptionRow& row = *Active(option)->row;
     const SANE_Parameters before = Parameters();
     auto look = Look();
-    const SANE_Status status = Told(row.set(row, m_settings, fitting));
+    const SANE_Status status = Told(row.set(row, m_settings, *fitting));
     Renew();
     auto now = Look();
-    const OptionValue made = ValueOf(*shown);
     const auto at = static_cast<std::size_t>(option);
-    const bool isInexact = !(made == asked);
-    if (isInexact)
-        info |= SANE_INFO_INEXACT;
     // Its own value is no news to the program.
     look[at].first = now[at].first;
     if (!std::ranges::equal(look, now, [](const auto& a, const auto& b) {
@@ -254,10 +275,7 @@ SANE_Status COptions::Set(SANE_Int option, void* value, SANE_Int& info) {
     const SANE_Parameters after = Parameters();
     if (std::memcmp(&before, &after, sizeof(before)) != 0)
         info |= SANE_INFO_RELOAD_PARAMS;
-    // Programs pass texts that can't be written to.
-    if (status == SANE_STATUS_GOOD && isInexact)
-        Put(shown->descriptor, made, value);
-    return status;
+    return status == SANE_STATUS_GOOD ? Keep(option, value, info) : status;
 }
 
 SANE_Parameters COptions::Parameters() const {

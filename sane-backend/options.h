@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <optional>
 
 #include "sane-backend/option_table.h"
 #include "sane-backend/sensors.h"
@@ -16,6 +17,10 @@ class COptions {
     // write.
     const SANE_Option_Descriptor* Describe(SANE_Int option) const;
     SANE_Status Get(SANE_Int option, void* value);
+    // Whether the value can be written, and isn't the option's already.
+    SANE_Status Check(SANE_Int option, const void* value, bool& isNews) const;
+    // Behind a check: leaves the option as it is, and tells what that is, as Set does.
+    SANE_Status Keep(SANE_Int option, void* value, SANE_Int& info) const;
     // What isn't in the limits is made fit where it can be; `value` gets what was made of it, and
     // `info` the SANE_INFO_ bits.
     SANE_Status Set(SANE_Int option, void* value, SANE_Int& info);
@@ -35,6 +40,7 @@ class COptions {
     };
 
     const Shown* Active(SANE_Int option) const;
+    std::optional<OptionValue> Fitting(SANE_Int option, const void* value) const;
     void AddRow(const OptionRow& row);
     void AddSensors();
     void Renew(Shown& shown);

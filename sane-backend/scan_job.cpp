@@ -1,12 +1,11 @@
 #include "sane-backend/scan_job.h"
 
-#include <signal.h>
-
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
 #include "sane-backend/debug.h"
+#include "sane-backend/signals_blocked.h"
 #include "sane-backend/status_map.h"
 
 // ---- The program's thread
@@ -16,18 +15,13 @@ bool CScanJob::IsReady() const {
            m_cancel.IsThere();
 }
 
-// The program's signals are handled on its own threads.
 bool CScanJob::StartThread() {
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const CSignalsBlocked blocked;
     try {
         m_thread = std::thread([this] { Run(); });
     } catch (const std::exception& failure) {
         Debug(EDebug::Failures, "there is no thread for the scan: ", failure.what());
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return m_thread.joinable();
 }
 

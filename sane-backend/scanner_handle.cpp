@@ -19,7 +19,8 @@ void CScannerHandle::EndJob() {
 }
 
 // Options can be asked for at any time. A change between two pages of the feeder ends its job; the
-// next start begins another one with the sheets that are left.
+// next start begins another one with the sheets that are left. What is refused, or is so already,
+// changes nothing.
 SANE_Status CScannerHandle::Control(SANE_Int option, SANE_Action action, void* value,
                                     SANE_Int* info) {
     m_isStopped = false;
@@ -32,8 +33,14 @@ SANE_Status CScannerHandle::Control(SANE_Int option, SANE_Action action, void* v
     } else if (action == SANE_ACTION_SET_VALUE) {
         if (m_job.IsInPage() && !m_job.IsCancelled())
             return SANE_STATUS_DEVICE_BUSY;
-        EndJob();
-        status = m_options->Set(option, value, told);
+        bool isNews = false;
+        status = m_options->Check(option, value, isNews);
+        if (status == SANE_STATUS_GOOD && !isNews && m_job.IsUnderWay() && !m_job.IsCancelled())
+            return m_options->Keep(option, value, told);
+        if (status == SANE_STATUS_GOOD) {
+            EndJob();
+            status = m_options->Set(option, value, told);
+        }
     }
     return status;
 }
@@ -44,11 +51,7 @@ SANE_Parameters CScannerHandle::Parameters() {
 
 SANE_Status CScannerHandle::Begin() {
     EndJob();
-    // What the last automatic exposure has found is no beginning for the next one.
-    const AutoWish automatic = m_settings.Automatic();
-    const ScanStatus status =
-        automatic.tone || automatic.color ? m_settings.OpenAnew() : m_settings.Open();
-    if (!status.Ok())
+    if (const ScanStatus status = m_settings.Open(); !status.Ok())
         return Told(status);
     if (!m_settings.HasWindow())
         return SANE_STATUS_INVAL;
@@ -57,7 +60,7 @@ SANE_Status CScannerHandle::Begin() {
     CScanJob::Order order;
     order.endsFeederJob = m_settings.UsesFeeder() && !isPreview;
     order.pages = order.endsFeederJob ? m_settings.Pages() : 1;
-    order.automatic = automatic;
+    order.automatic = m_settings.Automatic();
     return m_job.Start(m_settings.GiveDevice(), order, m_isStopped);
 }
 

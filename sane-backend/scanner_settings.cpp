@@ -10,6 +10,8 @@
 namespace {
 
 constexpr double kMillimetersPerInch = 25.4;
+// A program's window stands still while an option is written.
+constexpr std::chrono::seconds kPatience{10};
 
 // Of a side: its resolution, the position and the extent of its axis.
 struct AxisRow {
@@ -45,7 +47,10 @@ LONG Nearest(const ScanProperty* property, LONG value) {
     return nearest;
 }
 
-// A setting that is refused may be left; this says nothing of the setting.
+// A setting that is refused may be left; other failures say nothing of the setting.
+bool IsRefusal(const ScanStatus& status) {
+    return SaneStatusOf(status.code) == SANE_STATUS_INVAL;
+}
 bool IsNoMemory(const ScanStatus& status) {
     return SaneStatusOf(status.code) == SANE_STATUS_NO_MEM;
 }
@@ -54,11 +59,11 @@ bool IsNoMemory(const ScanStatus& status) {
 
 CScannerSettings::CScannerSettings(std::string number, const std::atomic<bool>* cancel)
     : m_number(std::move(number)),
-      m_client([](const std::string& line) { Debug(EDebug::Notes, line); }, cancel) {}
+      m_client([](const std::string& line) { Debug(EDebug::Notes, line); }, cancel, kPatience) {}
 
 ScanStatus CScannerSettings::Open() {
     if (m_device.IsOpen())
-        return {};
+        return m_window.Ok() || IsRefusal(m_window) ? ScanStatus{} : WriteWindow();
     ScanStatus status = m_client.Open(m_number, m_device);
     if (status.Ok())
         status = Refresh();
@@ -80,27 +85,34 @@ ScanStatus CScannerSettings::Open() {
     return status;
 }
 
-// A new item has the defaults in place of what was found.
-ScanStatus CScannerSettings::OpenAnew() {
-    m_device.Close();
-    return Open();
+// The properties are still those from ahead of the scan.
+ScanStatus CScannerSettings::ForgetFound() {
+    const CDeviceProperties before = m_properties;
+    ScanStatus status = Refresh();
+    std::vector<PropertyWrite> writes;
+    for (const PropertyWrite& found : FoundExposure{.hasTone = true, .hasColor = true}.Writes()) {
+        const ScanProperty* was = CDeviceProperties::Find(before.Image(), found.id);
+        const ScanProperty* is = CDeviceProperties::Find(m_properties.Image(), found.id);
+        if (was && is && was->value != is->value)
+            writes.push_back({found.id, was->value});
+    }
+    return status.Ok() && !writes.empty() ? Write("", writes) : status;
 }
 
 void CScannerSettings::TakeDevice(CScanDevice device) {
     m_device = std::move(device);
-    // What an automatic exposure has found stands there now.
-    if (m_device.IsOpen())
-        static_cast<void>(Refresh());
+    if (!m_device.IsOpen())
+        return;
+    if (const ScanStatus status = ForgetFound(); !status.Ok()) {
+        Debug(EDebug::Failures, status.text);
+        m_device.Close();  // a new item has the defaults, and what was asked for
+    }
 }
 
 // ---- As they are
 
 ScanStatus CScannerSettings::Refresh() {
-    CDeviceProperties read;
-    ScanStatus status = CDeviceProperties::Read(m_device, read);
-    if (status.Ok())
-        m_properties = std::move(read);
-    return status;
+    return CDeviceProperties::Read(m_device, m_properties);
 }
 
 bool CScannerSettings::IsOfRoot(PROPID id) const {
@@ -226,8 +238,11 @@ ScanStatus CScannerSettings::SetSide(Side side, double millimeters) {
     ScanStatus status = Open();
     if (!status.Ok())
         return status;
-    m_asked.sides[side] = millimeters;
-    return WriteWindow();
+    const std::optional<double> before = std::exchange(m_asked.sides[side], millimeters);
+    status = WriteWindow();
+    if (!status.Ok())
+        m_asked.sides[side] = before;
+    return status;
 }
 
 ScanStatus CScannerSettings::SetValue(PROPID id, LONG value) {
@@ -237,11 +252,6 @@ ScanStatus CScannerSettings::SetValue(PROPID id, LONG value) {
     if (status.Ok())
         m_asked.values[id] = value;
     return status;
-}
-
-ScanStatus CScannerSettings::SetAutomatic(const AutoWish& automatic) {
-    m_asked.automatic = automatic;
-    return OpenAnew();
 }
 
 // Each side goes to the nearest pixel by itself: programs tell the far ones from what was made of
@@ -271,7 +281,7 @@ ScanStatus CScannerSettings::WriteWindow() {
         m_window = Write("", {{WIA_IPS_XEXTENT, window.width}, {WIA_IPS_YEXTENT, window.height}});
     if (!m_window.Ok())
         Debug(EDebug::Notes, m_window.text);
-    return IsNoMemory(m_window) ? m_window : ScanStatus{};
+    return IsRefusal(m_window) ? ScanStatus{} : m_window;
 }
 
 ScanStatus CScannerSettings::WriteAgain() {

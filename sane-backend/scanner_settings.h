@@ -23,8 +23,6 @@ class CScannerSettings {
 
     // Opens the scanner, unless it is open; what was asked for before is written again.
     ScanStatus Open();
-    // The same, and forgets what an automatic exposure has found.
-    ScanStatus OpenAnew();
     const std::string& Number() const { return m_number; }
 
     // ---- As they are. The properties stand still while a scan has the device.
@@ -56,13 +54,14 @@ class CScannerSettings {
     ScanStatus SetSide(Side side, double millimeters);
     // A property of the root or the scanned item that is a plain number.
     ScanStatus SetValue(PROPID id, LONG value);
-    ScanStatus SetAutomatic(const AutoWish& automatic);
+    void SetAutomatic(const AutoWish& automatic) { m_asked.automatic = automatic; }
     void SetPages(int pages) { m_asked.pages = pages; }
 
     // ---- A scan has the device to itself
 
     CScanDevice GiveDevice() { return std::move(m_device); }
-    // The one that was given, maybe closed.
+    // The one that was given, maybe closed. What an automatic exposure has found is forgotten: it
+    // is no beginning for the next one.
     void TakeDevice(CScanDevice device);
 
   private:
@@ -87,6 +86,7 @@ class CScannerSettings {
 
     bool IsOfRoot(PROPID id) const;
     ScanStatus Refresh();
+    ScanStatus ForgetFound();
     ScanStatus Write(const std::string& item, const std::vector<PropertyWrite>& writes);
     ScanStatus ChooseSource(ScanSource source);
     ScanStatus WriteResolution();

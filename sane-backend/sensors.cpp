@@ -4,7 +4,9 @@
 #include <cctype>
 #include <utility>
 
+#include "platform/sti.h"
 #include "sane-backend/debug.h"
+#include "sane-backend/signals_blocked.h"
 #include "sane-backend/status_map.h"
 #include "service/device_registry.h"
 
@@ -21,9 +23,22 @@ std::string OptionName(const std::string& title) {
     return std::ranges::find(kKnown, name) != std::end(kKnown) ? name : "button-" + name;
 }
 
+// It may, where that can't be found out.
+bool TellsOfButtons(const std::string& number) {
+    std::vector<InstalledDevice> devices;
+    if (const ScanStatus status = ListInstalled(devices); !status.Ok()) {
+        Debug(EDebug::Notes, status.text);
+        return true;
+    }
+    const auto device = std::ranges::find(devices, number, &InstalledDevice::number);
+    return device != devices.end() && (device->capabilities & STI_GENCAP_NOTIFICATIONS) != 0;
+}
+
 }  // namespace
 
 CSensors::CSensors(std::string number) : m_number(std::move(number)) {
+    if (!TellsOfButtons(m_number))
+        return;
     for (const DeviceEvent& event : ListEvents(m_number)) {
         std::string name = OptionName(event.name);
         if (name == "button-" ||
@@ -38,6 +53,7 @@ CSensors::CSensors(std::string number) : m_number(std::move(number)) {
 
 bool CSensors::Take(std::size_t button) {
     if (!m_isListening) {
+        const CSignalsBlocked blocked;
         const ScanStatus status = CScanClient().Subscribe(
             m_number,
             [this](const ScanEvent& event) {

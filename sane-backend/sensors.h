@@ -16,8 +16,8 @@ class CSensors {
         std::atomic<bool> isPressed = false;
     };
 
-    // The buttons that are installed for the device; their presses come as soon as somebody has
-    // asked for one: until then they are for other programs.
+    // The buttons that are installed for the device, if it tells of any; their presses come as soon
+    // as somebody has asked for one: until then they are for other programs.
     explicit CSensors(std::string number);
 
     std::size_t Count() const { return m_buttons.size(); }

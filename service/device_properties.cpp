@@ -19,15 +19,16 @@ bool IsEqual(const ScanProperty& a, const ScanProperty& b) {
 
 ScanStatus CDeviceProperties::Read(const CScanDevice& device, CDeviceProperties& properties) {
     std::vector<ScanItem> items;
+    std::vector<ItemState> read;
     ScanStatus status = device.Items(items);
-    properties.m_items.clear();
     for (std::size_t i = 0; status.Ok() && i < items.size(); ++i) {
-        ItemState state{items[i], {}};
+        ItemState& state = read.emplace_back(ItemState{items[i], {}});
         status = device.Read(state.item.fullName, {}, state.properties);
-        properties.m_items.push_back(std::move(state));
     }
     if (status.Ok() && items.empty())
         status = {E_UNEXPECTED, "the driver shows no items"};
+    if (status.Ok())
+        properties.m_items = std::move(read);
     return status;
 }
 

@@ -27,7 +27,8 @@ struct PropertyChange {
 
 class CDeviceProperties {
   public:
-    // Reads every item of the device; the driver asks the scanner for what only that knows.
+    // Reads every item of the device; the driver asks the scanner for what only that knows. A
+    // failure leaves `properties` as they were.
     static ScanStatus Read(const CScanDevice& device, CDeviceProperties& properties);
 
     // Root first. What was read has at least one item.

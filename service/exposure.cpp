@@ -208,9 +208,10 @@ ScanStatus ScanPreview(CScanDevice& device, const CDeviceProperties& before,
 constexpr std::int32_t kLevels[] = {QL_ATTR_AUTO_WHITE, QL_ATTR_AUTO_MID, QL_ATTR_AUTO_BLACK};
 
 // Items and engine use the same numbers for the types of data.
-bool CanBeAnalysed(const CDeviceProperties& properties) {
+bool CanBeAnalysed(const CDeviceProperties& properties, const AutoWish& wish) {
     const auto type = CDeviceProperties::Number(properties.Image(), WIA_IPA_DATATYPE);
-    return type && HasTones(*type);
+    return type &&
+           ((wish.WantsTone() && HasTones(*type)) || (wish.WantsColor() && HasColors(*type)));
 }
 
 // With an engine of its own: what is found depends on nothing that was found before.
@@ -321,7 +322,7 @@ ScanStatus FindExposure(CScanDevice& device, const AutoWish& wish, const std::at
     found.reset();
     CDeviceProperties before;
     ScanStatus status = CDeviceProperties::Read(device, before);
-    if (!status.Ok() || !CanBeAnalysed(before))
+    if (!status.Ok() || !CanBeAnalysed(before, wish))
         return status;
     CPreview preview;
     status = ScanPreview(device, before, cancel, preview);

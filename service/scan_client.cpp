@@ -26,7 +26,8 @@ ScanStatus OnSession(const std::shared_ptr<CDeviceSession>& session, Body body) 
     if (!session)
         return NotOpen();
     return Guarded(session->Caller().notice, [&] {
-        CCallerWatch watch(session->Caller(), {session->Caller().cancel});
+        CCallerWatch watch(session->Caller(), {session->Caller().cancel},
+                           session->Caller().patience);
         return watch.Result(body(*session), StatusOf(kCancelledWait, session->Device().name));
     });
 }
@@ -155,9 +156,10 @@ ScanStatus CScanClient::Open(const std::string& which, CScanDevice& device) cons
     return Guarded(m_notice, [&] {
         InstalledDevice found;
         ScanStatus status = FindDevice(which, found);
-        return status.Ok() ? CDeviceSession::Open(CDeviceHost::Get(found, m_notice),
-                                                  {m_notice, m_cancel}, device.m_session)
-                           : status;
+        return status.Ok()
+                   ? CDeviceSession::Open(CDeviceHost::Get(found, m_notice),
+                                          {m_notice, m_cancel, m_patience}, device.m_session)
+                   : status;
     });
 }
 

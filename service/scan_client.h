@@ -28,6 +28,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -151,9 +152,11 @@ class CScanClient {
     // lamp is told to the client that waits, from inside the operation, which the notice may not
     // call into. `cancel` is as in ScanOptions, for every operation on a device: a scan ends as one
     // that was cancelled, and another operation, while it waits for the scanner, with
-    // kCancelledWait.
-    explicit CScanClient(Notice notice = {}, const std::atomic<bool>* cancel = nullptr)
-        : m_notice(std::move(notice)), m_cancel(cancel) {}
+    // kCancelledWait. `patience` is how long an operation on an open device that is no scan waits
+    // for a scanner in use, before it ends with the driver's code for that.
+    explicit CScanClient(Notice notice = {}, const std::atomic<bool>* cancel = nullptr,
+                         std::chrono::milliseconds patience = std::chrono::seconds(60))
+        : m_notice(std::move(notice)), m_cancel(cancel), m_patience(patience) {}
 
     // In the order of their numbers; none is no failure. Listing and opening install nothing.
     ScanStatus ListDevices(std::vector<ScanDeviceInfo>& devices) const;
@@ -170,4 +173,5 @@ class CScanClient {
   private:
     Notice m_notice;
     const std::atomic<bool>* m_cancel;
+    std::chrono::milliseconds m_patience;
 };

@@ -29,6 +29,7 @@ class Waits : public CScanTest {
                                 m_cancel = true;
                             },
                             &m_cancel};
+    CScanClient m_hasty{{}, nullptr, std::chrono::milliseconds(200)};
     CPages m_pages;
 };
 
@@ -49,6 +50,15 @@ TEST_F(Waits, ForAScannerInUseAreToldAndEnd) {
     EXPECT_EQ(m_told, told);
     EXPECT_EQ(Soon([&] { return Scan(m_pages); }), S_FALSE);
     EXPECT_EQ(m_told, told);
+    // The driver goes on from each step that doesn't get the scanner to the next one.
+    m_device.Close();
+    EXPECT_EQ(other->UnlockScanner(session, &error), S_OK);
+    EXPECT_EQ(Failure(m_hasty.Open("", m_device)), "");
+    ASSERT_EQ(other->LockScanner(session, 0, 0, &error), S_OK);
+    EXPECT_EQ(Soon([&] {
+                  return m_device.Write("Top", {{WIA_IPS_XRES, 300}});
+              }),
+              MakeResult(0x80040006u));
     m_device.Close();
     EXPECT_EQ(Soon([&] { return m_impatient.Open("", second); }), kCancelledWait);
     EXPECT_EQ(m_told, told);

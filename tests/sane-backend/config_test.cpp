@@ -28,7 +28,10 @@ TEST_F(SaneDevices, AreThoseOfTheRegistryAsTheFileSays) {
     second.port = SimulatedPort(m_folder + "/second");
     Install(second);
     EXPECT_EQ(Models("# nothing\n\n"), (Names{"Scanner", "Big one"}));
-    EXPECT_EQ(Models("name 0001 \"Room 12\" # upstairs\nhide Scanner\n"), Names{"Room 12"});
+    EXPECT_EQ(Models("hide \"Scanner\nhide Scanner \""), (Names{"Scanner", "Big one"}));
+    EXPECT_EQ(Models("name \"Big one\" Big\nname 0001 \"Room 12\" # upstairs\nhide Scanner\n"),
+              Names{"Room 12"})
+        << "the last of two";
     EXPECT_EQ(sane_open("0000", &none), SANE_STATUS_INVAL) << "hidden";
     EXPECT_EQ(Models("hide \"Big one\""), Names{"Scanner"});
     // Garbage around a line that counts.

@@ -132,6 +132,33 @@ TEST_F(SaneOptions, AWindowThatIsNoneIsNoFailureUntilTheScan) {
     EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_GOOD);
 }
 
+// While another handle scans. All is as it was then, and goes on when the scanner is free.
+TEST_F(SaneOptions, AWriteThatTheScannerIsTooBusyForChangesNothing) {
+    LayAndOpenSane();
+    const SANE_Handle other = OpenAnother();
+    SANE_Word right = SANE_FIX(50);
+    SANE_Word dpi = 600;
+    const std::pair<const char*, const void*> writes[] = {
+        {SANE_NAME_SCAN_MODE, "Gray\0\0\0\0"},
+        {SANE_NAME_SCAN_SOURCE, "ADF\0\0\0\0\0\0\0"},
+        {SANE_NAME_SCAN_RESOLUTION, &dpi},
+        {SANE_NAME_SCAN_BR_X, &right}};
+    for (const auto& [name, value] : writes) {
+        SCOPED_TRACE(name);
+        ASSERT_EQ(sane_start(other), SANE_STATUS_GOOD);
+        SANE_Int info = -1;
+        EXPECT_EQ(Control(name, SANE_ACTION_SET_VALUE, const_cast<void*>(value), &info),
+                  SANE_STATUS_DEVICE_BUSY);
+        EXPECT_EQ(info, 0);
+        EXPECT_EQ(Text(SANE_NAME_SCAN_MODE), "Color");
+        EXPECT_EQ(Parameters().pixels_per_line, 67);
+        sane_cancel(other);
+        for (int i = 0; i < 5000 && !IsFree(); ++i)
+            usleep(1000);
+        ExpectScan(m_picture);
+    }
+}
+
 TEST_F(SaneOptions, AButtonIsPressedOnceForEachPress) {
     InstallAndOpenSane();
     EXPECT_EQ(Word("copy"), SANE_FALSE);
@@ -146,6 +173,14 @@ TEST_F(SaneOptions, AButtonIsPressedOnceForEachPress) {
     EXPECT_EQ(Word("scan"), SANE_FALSE);
     SANE_Word on = SANE_TRUE;
     EXPECT_EQ(TrySet("copy", &on), SANE_STATUS_INVAL);
+}
+
+TEST_F(SaneOptions, AScannerThatTellsOfNoButtonsHasNone) {
+    InstallOptions options = Options();
+    options.capabilities = 0;
+    Install(options);
+    m_scanner = OpenAnother();
+    EXPECT_EQ(Option("copy"), -1);
 }
 
 }  // namespace

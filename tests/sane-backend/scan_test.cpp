@@ -44,6 +44,8 @@ TEST_F(SaneScan, ASheetOfWhichThereWasAPreviewWaitsForItsScan) {
         ExpectSides({side});
         EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_NO_DOCS) << "it would come again and again";
         sane_cancel(m_scanner);
+        SetText("tone", "Automatic");
+        SetText("tone", "Brightness");
         SetWord(SANE_NAME_PREVIEW, SANE_FALSE);
         ExpectSides({side});
     }
@@ -67,6 +69,26 @@ TEST_F(SaneScan, ACancelBetweenTwoPagesGivesTheScannerBack) {
     ExpectScan(m_sides[0], 8);
     SetText(SANE_NAME_SCAN_MODE, "Color");
     ExpectSides({2});
+    // What changes nothing leaves the job alone, and the sheet's back with it.
+    Act("load-2");
+    SetText(SANE_NAME_SCAN_SOURCE, "ADF Duplex");
+    ExpectSides({0});
+    EXPECT_EQ(sane_control_option(m_scanner, 999, SANE_ACTION_SET_VALUE, nullptr, nullptr),
+              SANE_STATUS_INVAL);
+    EXPECT_EQ(TrySet(SANE_NAME_SCAN_MODE, "Nothing"), SANE_STATUS_INVAL);
+    SANE_Word dpi = 290;
+    EXPECT_EQ(SetWord(SANE_NAME_SCAN_RESOLUTION, dpi), SANE_INFO_INEXACT);
+    EXPECT_EQ(dpi, 300);
+    ExpectSides({1, 2, 3});
+}
+
+// Its preview would need the sheet twice.
+TEST_F(SaneScan, AnInactiveWishForColourKeepsNoSheetFromItsScan) {
+    LoadSheets(1, "[adf2]\nmodeFlags=0\n");
+    SetWord("auto-color", SANE_TRUE);
+    EXPECT_EQ(sane_start(m_scanner), SANE_STATUS_UNSUPPORTED);
+    SetText(SANE_NAME_SCAN_MODE, "Gray");
+    ExpectScan(m_sides[0], 8);
 }
 
 TEST_F(SaneScan, ACancelAtAnyMomentEndsThePageAndLeavesTheScannerUsable) {
