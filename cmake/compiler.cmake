@@ -24,7 +24,7 @@ endif()
 
 if(NVQ_SANITIZE)
   target_compile_options(nvq_options INTERFACE
-    -fsanitize=${NVQ_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    -fsanitize=${NVQ_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(nvq_options INTERFACE -fsanitize=${NVQ_SANITIZE})
   # Functions compiled for several instruction sets are resolved before a sanitizer has started.
   target_compile_definitions(nvq_options INTERFACE NVQ_ONE_TARGET)

@@ -17,7 +17,7 @@ scanner=$work/sim/SIM300A
 cd "$work"
 
 # What a sanitizer finds goes to files: some of these programs are meant to fail.
-export ASAN_OPTIONS=log_path=$work/finding UBSAN_OPTIONS=log_path=$work/finding
+export ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}log_path=$work/finding UBSAN_OPTIONS=log_path=$work/finding
 preload=${3:-}
 with_backend() { env LD_PRELOAD="$preload" "$@"; }
 scanimage() { with_backend scanimage "$@"; }
